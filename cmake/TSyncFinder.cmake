@@ -1,0 +1,55 @@
+# What every target of the project shares: the language level, the warnings, the sanitizers, and the two
+# helpers with which folders declare their library and their tests.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+option(TSYNCFINDER_BENCH "Build the benchmarks" OFF)
+option(TSYNCFINDER_FUZZ "Build the fuzz targets (Clang only)" OFF)
+set(TSYNCFINDER_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize takes them")
+
+find_program(TSYNCFINDER_CCACHE ccache)
+if(TSYNCFINDER_CCACHE)
+    set(CMAKE_C_COMPILER_LAUNCHER "${TSYNCFINDER_CCACHE}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${TSYNCFINDER_CCACHE}")
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror)
+add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>")
+
+if(TSYNCFINDER_SANITIZE)
+    add_compile_options(-fsanitize=${TSYNCFINDER_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${TSYNCFINDER_SANITIZE})
+endif()
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+# tsf_library(NAME SOURCES … [USES …]): the static library of one folder. USES are the only other
+# libraries whose headers it may include. A folder without sources is an interface library.
+function(tsf_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+    if(ARG_SOURCES)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
+        target_link_libraries(${name} PUBLIC ${ARG_USES})
+    else()
+        add_library(${name} INTERFACE)
+        target_include_directories(${name} INTERFACE "${PROJECT_SOURCE_DIR}")
+        target_link_libraries(${name} INTERFACE ${ARG_USES})
+    endif()
+endfunction()
+
+# tsf_test(NAME SOURCES … [USES …]): one test program of GoogleTest; each case is a test of ctest.
+function(tsf_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${name} PRIVATE ${ARG_USES} GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()
