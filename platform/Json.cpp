@@ -7,25 +7,29 @@ namespace {
 
 using Json = nlohmann::json;
 
-Json toJson(const Value& value) {
-    struct Visitor {
-        Json operator()(Null) const { return nullptr; }
-        Json operator()(const Array& items) const {
-            Json json = Json::array();
-            for (const Value& item : items)
-                json.push_back(toJson(item));
-            return json;
-        }
-        Json operator()(const Dictionary& entries) const {
-            Json json = Json::object();
-            for (const auto& [key, entry] : entries)
-                json[key] = toJson(entry);
-            return json;
-        }
-        Json operator()(const auto& plain) const { return plain; }
-    };
-    return std::visit(Visitor{}, value.content());
-}
+Json toJson(const Value& value);
+
+struct ToJson {
+    Json operator()(Null) const { return nullptr; }
+    Json operator()(const Array& items) const {
+        Json json = Json::array();
+        for (const Value& item : items)
+            json.push_back(toJson(item));
+        return json;
+    }
+    Json operator()(const Dictionary& entries) const {
+        Json json = Json::object();
+        for (const auto& [key, entry] : entries)
+            json[key] = toJson(entry);
+        return json;
+    }
+    template <typename Plain>
+    Json operator()(const Plain& plain) const {
+        return plain;
+    }
+};
+
+Json toJson(const Value& value) { return std::visit(ToJson{}, value.content()); }
 
 Value fromJson(const Json& json) {
     switch (json.type()) {
