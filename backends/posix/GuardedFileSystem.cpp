@@ -136,15 +136,18 @@ std::vector<platform::Existence> GuardedFileSystem::existence(std::span<const st
         std::vector<std::string> paths;
         std::vector<std::size_t> places;
     };
-    std::map<std::string, Share> shares;
+    std::map<std::string_view, Share> shares;
+    const auto mounts = state->mounts.current();
     std::string_view lastFolder;
     Share* lastShare = nullptr;
     for (std::size_t i = 0; i < paths.size(); ++i) {
-        // Neighbours mostly share their folder, and with it the mount, but for an item that is a mount
-        // point itself: that one is only asked through its parent's lane.
+        // Neighbours lie on the mount of their folder, but for an item that is a mount point itself.
         const std::string_view folder = paths[i].substr(0, paths[i].rfind('/'));
-        if (lastShare == nullptr || folder != lastFolder) {
-            lastShare = &shares[state->mounts.mountPointOf(folder.empty() ? "/" : folder)];
+        if (mounts->contains(paths[i])) {
+            lastShare = &shares[paths[i]];
+            lastFolder = {};
+        } else if (lastShare == nullptr || lastFolder.empty() || folder != lastFolder) {
+            lastShare = &shares[folder.empty() ? std::string_view("/") : mounts->of(folder)];
             lastFolder = folder;
         }
         lastShare->paths.emplace_back(paths[i]);
@@ -152,7 +155,7 @@ std::vector<platform::Existence> GuardedFileSystem::existence(std::span<const st
     }
     std::vector<std::shared_ptr<Job>> jobs;
     for (auto& [mountPoint, share] : shares) {
-        const auto job = start(mountPoint, std::move(share.paths), false);
+        const auto job = start(std::string(mountPoint), std::move(share.paths), false);
         if (!job) continue;
         job->places = std::move(share.places);
         jobs.push_back(job);
@@ -168,7 +171,7 @@ std::vector<platform::Existence> GuardedFileSystem::existence(std::span<const st
 }
 
 std::optional<platform::FileKind> GuardedFileSystem::kind(std::string_view path) {
-    const auto job = start(state->mounts.mountPointOf(path), {std::string(path)}, true);
+    const auto job = start(std::string(state->mounts.current()->of(path)), {std::string(path)}, true);
     if (!job) return std::nullopt;
     wait(*job);
     return job->answered.load(std::memory_order_acquire) == 1 ? job->answers[0] : std::nullopt;

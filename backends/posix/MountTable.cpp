@@ -26,6 +26,15 @@ std::string unescaped(const std::string& field) {
 
 } // namespace
 
+std::string_view MountPoints::of(std::string_view path) const {
+    while (path.size() > 1 && !contains(path)) {
+        const std::size_t slash = path.rfind('/');
+        if (slash == 0 || slash == path.npos) return path.substr(0, 1);
+        path = path.substr(0, slash);
+    }
+    return path;
+}
+
 MountTable::MountTable() : table(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) { read(); }
 
 MountTable::~MountTable() {
@@ -33,7 +42,8 @@ MountTable::~MountTable() {
 }
 
 void MountTable::read() {
-    mountPoints.clear();
+    auto found = std::make_shared<MountPoints>();
+    mountPoints = found;
     if (table < 0 || ::lseek(table, 0, SEEK_SET) != 0) return;
     std::string text;
     std::array<char, 8192> buffer;
@@ -48,20 +58,15 @@ void MountTable::read() {
         std::string device;
         std::string root;
         std::string mountPoint;
-        if (fields >> id >> parent >> device >> root >> mountPoint) mountPoints.insert(unescaped(mountPoint));
+        if (fields >> id >> parent >> device >> root >> mountPoint) found->add(unescaped(mountPoint));
     }
 }
 
-std::string MountTable::mountPointOf(std::string_view path) {
+std::shared_ptr<const MountPoints> MountTable::current() {
     const std::lock_guard guard(lock);
     pollfd change{table, POLLPRI, 0};
     if (table >= 0 && ::poll(&change, 1, 0) > 0) read();
-    std::string candidate(path);
-    while (candidate.size() > 1 && !mountPoints.contains(candidate)) {
-        const std::size_t slash = candidate.rfind('/');
-        candidate.resize(slash == 0 || slash == std::string::npos ? 1 : slash);
-    }
-    return candidate.empty() ? "/" : candidate;
+    return mountPoints;
 }
 
 } // namespace backends::posix
