@@ -32,16 +32,15 @@ void answer(const sdbus::MethodCall& call, const protocol::Message& message, con
 
 } // namespace
 
-DaemonService::DaemonService(Bus& sharedBus, Handler handler)
+DaemonService::DaemonService(Bus& sharedBus, platform::RequestService& service)
     : bus(sharedBus), object(sdbus::createObject(bus.connection(), TSYNC_OBJECT_PATH)) {
-    const auto shared = std::make_shared<Handler>(std::move(handler));
     for (const protocol::Message& message : protocol::messages) {
         sdbus::Flags flags;
         if (message.reply.empty()) flags.set(sdbus::Flags::METHOD_NO_REPLY);
         object->registerMethod(
             TSYNC_INTERFACE, std::string(message.member), std::string(message.arguments),
             std::string(message.reply),
-            [this, &message, shared](sdbus::MethodCall call) {
+            [this, &message, &service](sdbus::MethodCall call) {
                 platform::Array arguments;
                 for (const std::string_view type : completeTypes(message.arguments)) {
                     auto value = readValue(call, type);
@@ -50,11 +49,10 @@ DaemonService::DaemonService(Bus& sharedBus, Handler handler)
                                            "an argument is unreadable");
                     arguments.push_back(std::move(*value));
                 }
-                (*shared)(message.name, std::move(arguments),
-                          [this, &message, call](const platform::Reply& reply) {
-                              answer(call, message, reply);
-                              bus.wake();
-                          });
+                service.answer(message.name, arguments, [this, &message, call](const platform::Reply& reply) {
+                    answer(call, message, reply);
+                    bus.wake();
+                });
             },
             flags);
     }

@@ -1,6 +1,7 @@
 #include "backends/dbus/RequestBus.h"
 
 #include "backends/dbus/Bus.h"
+#include "backends/dbus/name_owner.h"
 #include "backends/dbus/signatures.h"
 #include "backends/dbus/value_coding.h"
 #include "protocol/messages.h"
@@ -62,18 +63,9 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
                 if (const auto living = weak.lock()) living->announceDeath();
             });
         };
-        bus.connection().addMatch(
-            "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-            "member='NameOwnerChanged',arg0='" +
-                serviceName + "'",
-            [dies](sdbus::Message& message) {
-                std::string name;
-                std::string before;
-                std::string after;
-                message >> name >> before >> after;
-                if (!before.empty() && before != after) dies();
-            },
-            sdbus::floating_slot);
+        ownership = watchNameOwner(bus, serviceName, [dies](const std::string& before, const std::string&) {
+            if (!before.empty()) dies(); // also when another process has taken the name over
+        });
         bus.start(dies);
     }
 
@@ -93,6 +85,7 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
     std::unique_ptr<sdbus::IProxy> proxy;
 
   private:
+    platform::Subscription ownership;
     std::mutex lock;
     std::vector<std::weak_ptr<Connection>> connections; // guarded by lock
 };
@@ -237,8 +230,9 @@ std::shared_ptr<platform::RequestConnection> RequestBus::initWithServiceName(std
     const std::lock_guard guard(lock);
     if (!link || link->bus.isLost() || link->serviceName != serviceName) {
         try {
-            link = std::make_shared<Link>(std::string(serviceName), *this);
-            link->start();
+            auto fresh = std::make_shared<Link>(std::string(serviceName), *this);
+            fresh->start();
+            link = std::move(fresh);
         } catch (const std::exception& error) {
             throw IPCError(std::string("no session bus: ") + error.what());
         }
