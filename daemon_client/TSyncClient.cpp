@@ -191,10 +191,13 @@ void TSyncClient::pause() { sendIfConnected("pause"); }
 void TSyncClient::resume() { sendIfConnected("resumeSync"); }
 
 void TSyncClient::bindTSyncQuenzNotification() {
-    const std::lock_guard guard(shared->clientLock);
-    if (isBound) return;
-    isBound = true;
-    observeDeathOfConnection();
+    {
+        const std::lock_guard guard(shared->clientLock);
+        if (isBound) return;
+        isBound = true;
+        observeDeathOfConnection();
+    }
+    // Without the client lock: the centre calls handlers that take it, and may hold a lock of its own then.
     observers.push_back(distributedCenter.addObserver(
         TSYNC_NOTE_SYNC_PATH_ADDED, [this](const auto& notification) { onSyncPathAdded(notification); }));
     observers.push_back(distributedCenter.addObserver(

@@ -116,7 +116,7 @@ class TSyncClient {
     std::shared_ptr<platform::RequestConnection> _connectionToService; // guarded by the client lock
     bool isBound = false;                                              // guarded by the client lock
     platform::Subscription deathObserver;                              // guarded by the client lock
-    std::vector<platform::Subscription> observers;                     // guarded by the client lock
+    std::vector<platform::Subscription> observers;                     // filled by the one that binds
 
     std::mutex statusLock;                           // held across the wait for the status
     std::optional<platform::Dictionary> _syncStatus; // guarded by the status lock
