@@ -16,6 +16,7 @@
 #include "daemon_client/sync_path_mapping.h"
 #include "extension/BadgeState.h"
 #include "extension/badges.h"
+#include "extension/selection_menu.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FIFinderSync.h"
 #include "platform/FileSystem.h"
@@ -74,6 +75,9 @@ class FinderSync final : public platform::FIFinderSync {
     void requestBadgeIdentifierForURL(const platform::FileURL& item) override;
     platform::MenuHandle menuForMenuKind(platform::FIMenuKind kind,
                                          const std::vector<platform::FileURL>& selectedItemURLs) override;
+
+    // The menu that a selection of that class gets.
+    platform::MenuHandle menuOfClass(SelectionClass selectionClass) const;
 
     // The badges of many items by the same rules, without telling the controller. On the model queue.
     std::vector<BadgeAnswer> badgesForItems(std::span<const platform::FileURL> items);

@@ -1,6 +1,5 @@
 // The menus: what the selection is, and the menu that its class gets.
 #include "extension/FinderSync.h"
-#include "extension/selection_menu.h"
 
 namespace extension {
 namespace {
@@ -15,6 +14,11 @@ platform::Value describe(const std::vector<platform::FileURL>& urls) {
 }
 
 } // namespace
+
+platform::MenuHandle FinderSync::menuOfClass(SelectionClass selectionClass) const {
+    return menuOf(selectionClass,
+                  resources.pathForImage(menuImage) ? platform::imageNamed(std::string(menuImage)) : nullptr);
+}
 
 platform::MenuHandle FinderSync::menuForMenuKind(platform::FIMenuKind,
                                                  const std::vector<platform::FileURL>& selectedItemURLs) {
@@ -33,7 +37,7 @@ platform::MenuHandle FinderSync::menuForMenuKind(platform::FIMenuKind,
     }
     if (!facts.firstExists) {
         log.info("Selected Item not exists");
-        return menuOf(SelectionClass::nothing, image);
+        return menuOfClass(SelectionClass::nothing);
     }
     for (const platform::FileURL& item : selectedItemURLs) {
         bool isRoot = true;
@@ -45,7 +49,7 @@ platform::MenuHandle FinderSync::menuForMenuKind(platform::FIMenuKind,
     }
     log.info("All In Sync: ", facts.allInSync ? 1 : 0, ", not: ", facts.noneInSync ? 1 : 0,
              ", base: ", facts.allRoots ? 1 : 0);
-    return menuOf(classOf(facts), image);
+    return menuOfClass(classOf(facts));
 }
 
 } // namespace extension
