@@ -30,7 +30,8 @@ std::optional<Payload> payloadOf(const std::optional<std::string>& object) {
     const std::optional<Value> value = object ? platform::valueOfJson(*object) : std::nullopt;
     const Dictionary* entries = value ? value->dictionary() : nullptr;
     if (!entries) return std::nullopt;
-    Payload payload{textOf(*entries, "localPath"), textOf(*entries, "remotePath"), textOf(*entries, "isDir"), {}};
+    Payload payload{
+        textOf(*entries, "localPath"), textOf(*entries, "remotePath"), textOf(*entries, "isDir"), {}};
     if (const Value* recipients = find(*entries, "recipients"); recipients && recipients->array())
         for (const Value& recipient : *recipients->array())
             if (recipient.string()) payload.recipients.push_back(*recipient.string());
@@ -89,7 +90,8 @@ Commands::Commands(Daemon& daemon, platform::DistributedNotificationCenter& cent
     for (const Command& command : commands) {
         subscriptions.push_back(center.addObserver(
             command.name, [&command, &daemon, &queue, &log](const platform::Notification& notification) {
-                queue.dispatch([&command, &daemon, &log, notification] { act(command, notification, daemon, log); });
+                queue.dispatch(
+                    [&command, &daemon, &log, notification] { act(command, notification, daemon, log); });
             }));
     }
 }

@@ -32,11 +32,12 @@ std::string plainLocalPath(std::string_view path) {
 
 } // namespace
 
-Daemon::Daemon(const Settings& settings, platform::DistributedNotificationCenter& center,
-               platform::ProcessLog& log)
+Daemon::Daemon(const Settings& settings, platform::DistributedNotificationCenter& distributedCenter,
+               platform::ProcessLog& processLog)
     : space(settings.spaceFolder), stateFolder(createdFolder(settings.stateFolder)),
-      stateFile(stateFolder / "state.json"), center(center), log(log), state(loadState(stateFile, log)),
-      status({{"status", "syncStatusStarted"}}), uploader(space, settings.pace, *this, log) {
+      stateFile(stateFolder / "state.json"), center(distributedCenter), log(processLog),
+      state(loadState(stateFile, log)), status({{"status", "syncStatusStarted"}}),
+      uploader(space, settings.pace, *this, log) {
     uploader.setPaused(state.paused);
 }
 
@@ -100,7 +101,8 @@ bool Daemon::startSync(std::string_view localPath, std::string_view remotePath) 
     std::error_code error;
     const fs::path real = fs::canonical(local, error);
     if (error || !fs::is_directory(real, error)) return refuse(what, local, "no such folder");
-    if (holdsOurs(real)) return refuse(what, local, "the sandbox's own folders would be copied into themselves");
+    if (holdsOurs(real))
+        return refuse(what, local, "the sandbox's own folders would be copied into themselves");
 
     std::optional<std::string> former;
     {
@@ -123,7 +125,8 @@ bool Daemon::stopSync(std::string_view remotePath) {
     {
         const std::lock_guard guard(stateLock);
         const auto pair = state.pairs.find(remote);
-        if (pair == state.pairs.end()) return refuse("stop syncing", remotePath, "no pair has this remote root");
+        if (pair == state.pairs.end())
+            return refuse("stop syncing", remotePath, "no pair has this remote root");
         local = pair->second;
         state.pairs.erase(pair);
         saveState(state, stateFile, log);
@@ -151,7 +154,8 @@ bool Daemon::includePath(std::string_view remotePath) {
     const std::string remote = Space::plainPath(remotePath).value_or("");
     {
         const std::lock_guard guard(stateLock);
-        if (state.excluded.erase(remote) == 0) return refuse("include", remotePath, "it is not excluded itself");
+        if (state.excluded.erase(remote) == 0)
+            return refuse("include", remotePath, "it is not excluded itself");
         saveState(state, stateFile, log);
     }
     log.info("Included in sync again: ", remote);
@@ -200,7 +204,7 @@ bool Daemon::shareByEmail(std::string_view remotePath, bool isDirectory,
     };
     std::ofstream outbox(stateFolder / "outbox.jsonl", std::ios::app);
     outbox << platform::jsonDescription(share) << std::endl;
-    log.info("Would share ", share, "; a sandbox sends no mail");
+    log.info("Would share ", platform::Value(share), "; a sandbox sends no mail");
     return static_cast<bool>(outbox);
 }
 
@@ -249,7 +253,7 @@ void Daemon::phaseChanged(std::string_view phase, const std::optional<FileInFlig
         if (status == changed) return;
         status = std::move(changed);
     }
-    log.debug("Status ", syncStatus());
+    log.debug("Status ", platform::Value(syncStatus()));
     refresh();
 }
 

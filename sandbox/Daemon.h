@@ -32,8 +32,8 @@ class Daemon final : private UploadObserver {
 
     // Creates the folders and reads the state that an earlier run left. Raises
     // std::filesystem::filesystem_error when they cannot be used. Nothing is posted before start.
-    Daemon(const Settings& settings, platform::DistributedNotificationCenter& center,
-           platform::ProcessLog& log);
+    Daemon(const Settings& settings, platform::DistributedNotificationCenter& distributedCenter,
+           platform::ProcessLog& processLog);
     ~Daemon() override = default; // the copying in hand ends first
 
     // Says that the daemon is there, with a first refresh, and brings every pair up to date.
@@ -59,7 +59,8 @@ class Daemon final : private UploadObserver {
     bool moveToSpace(std::string_view localPath, std::string_view remoteFolder);
 
     // Writes down who would have got mail: nothing is sent.
-    bool shareByEmail(std::string_view remotePath, bool isDirectory, const std::vector<std::string>& recipients);
+    bool shareByEmail(std::string_view remotePath, bool isDirectory,
+                      const std::vector<std::string>& recipients);
 
     // Looks again for what has changed in each pair.
     void syncAgain();

@@ -52,25 +52,35 @@ constexpr std::array entries{
 
 } // namespace
 
-Requests::Requests(Daemon& daemon, Faults faults, platform::Queue& queue, platform::ProcessLog& log,
-                   std::function<void()> die)
-    : daemon(daemon), faults(std::move(faults)), queue(queue), log(log), die(std::move(die)) {}
+Requests::Requests(Daemon& answeringDaemon, Faults wantedFaults, platform::Queue& serialQueue,
+                   platform::ProcessLog& processLog, std::function<void()> endProcess)
+    : daemon(answeringDaemon), faults(std::move(wantedFaults)), queue(serialQueue), log(processLog),
+      die(std::move(endProcess)) {}
 
 void Requests::answer(std::string_view message, const Array& arguments, platform::ReplyHandler handler) {
-    queue.dispatchAfter(faults.latency, [this, name = std::string(message), arguments,
-                                         handler = std::move(handler)] { perform(name, arguments, handler); });
+    queue.dispatchAfter(faults.latency,
+                        [this, name = std::string(message), arguments, handler = std::move(handler)] {
+                            perform(name, arguments, handler);
+                        });
+}
+
+void Requests::stop() {
+    stopped = true;
+    queue.dispatchAndWait([] {}); // behind the one that may be running
 }
 
 void Requests::perform(const std::string& message, const Array& arguments,
                        const platform::ReplyHandler& handler) {
+    if (stopped) return;
     if (faults.diesAfter && served >= *faults.diesAfter) {
         log.error("Dying as told, after ", served, " messages");
         die();
         return;
     }
     ++served;
-    const auto entry = std::find_if(entries.begin(), entries.end(),
-                                    [&message](const Entry& candidate) { return candidate.message == message; });
+    const auto entry = std::find_if(entries.begin(), entries.end(), [&message](const Entry& candidate) {
+        return candidate.message == message;
+    });
     platform::Reply reply;
     if (entry == entries.end()) {
         log.error("Request ", message, ": not served by this sandbox");

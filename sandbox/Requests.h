@@ -7,6 +7,7 @@
 #include "platform/RequestService.h"
 #include "sandbox/Daemon.h"
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -24,12 +25,17 @@ struct Faults {
 
 class Requests final : public platform::RequestService {
   public:
-    // `die` ends the process as a crash would. All must outlive the service, and the queue's work with it.
-    Requests(Daemon& daemon, Faults faults, platform::Queue& queue, platform::ProcessLog& log,
-             std::function<void()> die);
+    // `endProcess` ends the process as a crash would. All must outlive the service, and the queue's work with
+    // it.
+    Requests(Daemon& answeringDaemon, Faults wantedFaults, platform::Queue& serialQueue,
+             platform::ProcessLog& processLog, std::function<void()> endProcess);
 
     void answer(std::string_view message, const platform::Array& arguments,
                 platform::ReplyHandler handler) override;
+
+    // Leaves what waits, and what still comes, without an answer. Once this has returned no handler runs.
+    // Not to be called on the queue.
+    void stop();
 
   private:
     void perform(const std::string& message, const platform::Array& arguments,
@@ -41,6 +47,7 @@ class Requests final : public platform::RequestService {
     platform::ProcessLog& log;
     const std::function<void()> die;
     std::uint64_t served = 0; // on the queue only
+    std::atomic<bool> stopped = false;
 };
 
 } // namespace sandbox

@@ -2,9 +2,9 @@
 
 #include "platform/Json.h"
 
-#include <algorithm>
-
 #include <sys/stat.h>
+
+#include <algorithm>
 
 namespace sandbox {
 namespace {
@@ -25,7 +25,8 @@ Space::Space(const fs::path& folder) {
 fs::path Space::privateFolder() const { return root / privateName; }
 
 std::optional<std::string> Space::plainPath(std::string_view remotePath) {
-    if (!remotePath.starts_with('/') || remotePath.find('\0') != std::string_view::npos || !isText(remotePath))
+    if (!remotePath.starts_with('/') || remotePath.find('\0') != std::string_view::npos ||
+        !isText(remotePath))
         return std::nullopt;
     std::string plain;
     while (!remotePath.empty()) {
@@ -42,7 +43,8 @@ std::optional<std::string> Space::plainPath(std::string_view remotePath) {
 
 bool Space::isWithin(std::string_view remotePath, std::string_view base) {
     if (base == "/") return true;
-    return remotePath.starts_with(base) && (remotePath.size() == base.size() || remotePath[base.size()] == '/');
+    return remotePath.starts_with(base) &&
+           (remotePath.size() == base.size() || remotePath[base.size()] == '/');
 }
 
 fs::path Space::localPath(std::string_view remotePath) const { return root / remotePath.substr(1); }
