@@ -104,6 +104,8 @@ bool Daemon::startSync(std::string_view localPath, std::string_view remotePath) 
     if (holdsOurs(real))
         return refuse(what, local, "the sandbox's own folders would be copied into themselves");
 
+    if (!space.makeDirectory(*remote)) return refuse(what, local, "its folder in the space cannot be made");
+
     std::optional<std::string> former;
     {
         const std::lock_guard guard(stateLock);

@@ -58,10 +58,13 @@ Requests::Requests(Daemon& answeringDaemon, Faults wantedFaults, platform::Queue
       die(std::move(endProcess)) {}
 
 void Requests::answer(std::string_view message, const Array& arguments, platform::ReplyHandler handler) {
-    queue.dispatchAfter(faults.latency,
-                        [this, name = std::string(message), arguments, handler = std::move(handler)] {
-                            perform(name, arguments, handler);
-                        });
+    auto work = [this, name = std::string(message), arguments, handler = std::move(handler)] {
+        perform(name, arguments, handler);
+    };
+    if (faults.latency.count() > 0)
+        queue.dispatchAfter(faults.latency, std::move(work));
+    else
+        queue.dispatch(std::move(work));
 }
 
 void Requests::stop() {

@@ -53,9 +53,12 @@ std::string knownMessage(const std::string& name) {
 void declare(CLI::App& app, Arguments& arguments) {
     arguments.settings.spaceFolder = userFolder("XDG_DATA_HOME", ".local/share") / "space";
     arguments.settings.stateFolder = userFolder("XDG_STATE_HOME", ".local/state");
-    app.add_option("--space", arguments.settings.spaceFolder, "The folder that stands for the remote space")
+    app.add_option("--space", arguments.settings.spaceFolder,
+                   "The folder that stands for the remote space; made where it is missing")
+        ->type_name("FOLDER")
         ->capture_default_str();
     app.add_option("--state", arguments.settings.stateFolder, "Where it remembers its pairs from run to run")
+        ->type_name("FOLDER")
         ->capture_default_str();
     app.add_option("--start", arguments.start,
                    "Start syncing LOCAL to REMOTE, a path in the space; repeatable")
