@@ -186,14 +186,13 @@ void FinderSync1Service::watchHost(const std::string& host) {
     for (const std::string& gone : departedHosts)
         watchedHosts.erase(gone);
     departedHosts.clear();
-    if (watchedHosts.contains(host))
-        return;
-    watchedHosts.emplace(host, watchNameOwner(bus, host, [this, host](const std::string&, const std::string& after) {
-                             if (!after.empty())
-                                 return;
-                             service.hostGone(host);
-                             departedHosts.push_back(host);
-                         }));
+    if (watchedHosts.contains(host)) return;
+    watchedHosts.emplace(
+        host, watchNameOwner(bus, host, [this, host](const std::string&, const std::string& after) {
+            if (!after.empty()) return;
+            service.hostGone(host);
+            departedHosts.push_back(host);
+        }));
 }
 
 void FinderSync1Service::explain(sdbus::MethodCall call) {
