@@ -1,5 +1,5 @@
-/* Snapshots in SQLite databases: the snapshot's path followed by ".db". docs/formats/database.md describes the
- * tables, the status protocol and the outcome of every odd database; the services that exchange snapshots
+/* Snapshots in SQLite databases: the snapshot's path followed by ".db". docs/formats/database.md describes
+ * the tables, the status protocol and the outcome of every odd database; the services that exchange snapshots
  * rely on it.
  *
  * Every call opens and closes its own connection; a database that is busy is not waited for. Messages go to

@@ -3,8 +3,9 @@
 
 #include "snapshot/DSNode.h"
 
-#include <memory>
 #include <sqlite3.h>
+
+#include <memory>
 #include <string>
 
 namespace snapshot {
@@ -44,8 +45,8 @@ inline std::string databaseFile(const char* path) { return std::string(path) + "
 
 // Writes the rows of what is below a node, the prefix before each path, in the order of the flat file.
 // Whether all were written; each that is not is reported on standard error. When the transaction in which
-// this began is rolled back on the way (a full disk does that), it ends there, so that no row is stored alone.
-// `path` and the flag have no effect.
+// this began is rolled back on the way (a full disk does that), it ends there, so that no row is stored
+// alone. `path` and the flag have no effect.
 bool _saveSnapshotDBWithSHA1(const char* prefix, const DSNode* node, const char* path, int useSHA1,
                              sqlite3* database);
 

@@ -3,9 +3,10 @@
 #include "snapshot/decimal.h"
 #include "snapshot/tree_builder.h"
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <string_view>
-#include <sys/stat.h>
 
 namespace snapshot {
 
@@ -84,14 +85,21 @@ class RowReader {
     uint64_t _leftOut = 0;
 };
 
-// Whether all rows were read. A view in the table's place is refused: it could compute without end.
+// A view in the table's place is refused: it could compute without end.
+bool isTable(sqlite3* database) {
+    return sqlite3_table_column_metadata(database, "main", "SNAPSHOT", nullptr, nullptr, nullptr, nullptr,
+                                         nullptr, nullptr) == SQLITE_OK;
+}
+
+// Whether all rows were read.
 bool readRows(sqlite3* database, DSNode* root) {
     sqlite3_stmt* prepared = nullptr;
     int result = sqlite3_prepare_v2(database, kSelectItems, -1, &prepared, nullptr);
     Statement statement(prepared);
-    if (result == SQLITE_OK)
-        result = sqlite3_table_column_metadata(database, "main", "SNAPSHOT", nullptr, nullptr, nullptr,
-                                               nullptr, nullptr, nullptr);
+    if (result == SQLITE_OK && !isTable(database)) {
+        fputs("SQL error: SNAPSHOT is not a table\n", stderr);
+        return false;
+    }
     if (result == SQLITE_OK) {
         RowReader reader(root);
         result = sqlite3_step(prepared);
@@ -100,7 +108,7 @@ bool readRows(sqlite3* database, DSNode* root) {
             reader.place(prepared, columns);
         reader.reportLeftOut();
     }
-    if (result == SQLITE_OK || result == SQLITE_DONE) return true;
+    if (result == SQLITE_DONE) return true;
     fprintf(stderr, "SQL error: %s\n", sqlite3_errmsg(database));
     return false;
 }

@@ -4,13 +4,14 @@
 #include "snapshot/flat_file_private.h"
 #include "snapshot/tree_builder.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace snapshot {
@@ -188,9 +189,10 @@ class FlatFileReader {
         _path[taken] = '\0';
         size_t actual = strlen(_path);
         if (taken > 0 && actual != length) {
-            fprintf(stderr,
-                    "Loaded path \"%s\" whose length is %ld which is different from expected %ld. Aborting.\n",
-                    _path, static_cast<long>(actual), static_cast<long>(length));
+            fprintf(
+                stderr,
+                "Loaded path \"%s\" whose length is %ld which is different from expected %ld. Aborting.\n",
+                _path, static_cast<long>(actual), static_cast<long>(length));
             return false;
         }
         if (taken == 0 || _path[0] != '/') {

@@ -1,9 +1,10 @@
 #include "snapshot/replaced_file.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <fcntl.h>
 #include <random>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace snapshot {
