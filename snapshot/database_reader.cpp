@@ -1,5 +1,5 @@
+#include "snapshot/DSDatabase.h"
 #include "snapshot/database.h"
-#include "snapshot/database_private.h"
 #include "snapshot/decimal.h"
 #include "snapshot/tree_builder.h"
 
@@ -74,10 +74,11 @@ class RowReader {
         node->startedTime = signedOf(row, columns.started);
     }
 
-    void reportLeftOut() const {
-        if (_leftOut > 0)
-            fprintf(stderr, "SQL rows without a usable path: %llu\n",
-                    static_cast<unsigned long long>(_leftOut));
+    // Whether every row found its place.
+    bool finish() const {
+        if (_leftOut == 0) return true;
+        fprintf(stderr, "SQL rows without a usable path: %llu\n", static_cast<unsigned long long>(_leftOut));
+        return false;
     }
 
   private:
@@ -92,7 +93,7 @@ bool isTable(sqlite3* database) {
 }
 
 // Whether all rows were read.
-bool readRows(sqlite3* database, DSNode* root) {
+bool readRows(sqlite3* database, DSNode* root, bool& complete) {
     sqlite3_stmt* prepared = nullptr;
     int result = sqlite3_prepare_v2(database, kSelectItems, -1, &prepared, nullptr);
     Statement statement(prepared);
@@ -106,7 +107,7 @@ bool readRows(sqlite3* database, DSNode* root) {
         const Columns columns(prepared); // known for certain once the statement runs
         for (; result == SQLITE_ROW; result = sqlite3_step(prepared))
             reader.place(prepared, columns);
-        reader.reportLeftOut();
+        complete = reader.finish();
     }
     if (result == SQLITE_DONE) return true;
     fprintf(stderr, "SQL error: %s\n", sqlite3_errmsg(database));
@@ -115,10 +116,11 @@ bool readRows(sqlite3* database, DSNode* root) {
 
 } // namespace
 
-DSNode* loadDatabase(sqlite3* database) {
+DSNode* loadDatabase(sqlite3* database, bool& complete) {
     DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
-    if (readRows(database, root)) return root;
+    if (readRows(database, root, complete)) return root;
     DSNodeDestroy(root);
+    complete = false;
     if (sqlite3_exec(database, kCreateStatusTable, nullptr, nullptr, nullptr) == SQLITE_OK) {
         insertStatus(database, kInsertStatus, SaveStatus::unreadable);
         fputs("SQL Status 0 Inserted.\n", stderr);
@@ -126,11 +128,8 @@ DSNode* loadDatabase(sqlite3* database) {
     return nullptr;
 }
 
-} // namespace snapshot
-
-using namespace snapshot;
-
-DSNode* DSNodeLoadSnapshotDBWithSHA1(const char* path) noexcept {
+DSNode* loadDatabase(const char* path, bool& complete) {
+    complete = false;
     if (path == nullptr) return nullptr;
     std::string file = databaseFile(path);
     struct stat status {};
@@ -143,5 +142,12 @@ DSNode* DSNodeLoadSnapshotDBWithSHA1(const char* path) noexcept {
         return nullptr;
     }
     fputs("Opened database successfully\n", stderr);
-    return loadDatabase(opened);
+    return loadDatabase(opened, complete);
+}
+
+} // namespace snapshot
+
+DSNode* DSNodeLoadSnapshotDBWithSHA1(const char* path) noexcept {
+    bool complete = false;
+    return snapshot::loadDatabase(path, complete);
 }

@@ -1,5 +1,5 @@
+#include "snapshot/DSDatabase.h"
 #include "snapshot/database.h"
-#include "snapshot/database_private.h"
 #include "snapshot/stored_items.h"
 
 #include <cstdio>

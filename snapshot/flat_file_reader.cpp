@@ -1,7 +1,7 @@
-#include "snapshot/database.h"
+#include "snapshot/DSDatabase.h"
+#include "snapshot/DSFlatFile.h"
 #include "snapshot/decimal.h"
 #include "snapshot/flat_file.h"
-#include "snapshot/flat_file_private.h"
 #include "snapshot/tree_builder.h"
 
 #include <sys/stat.h>
@@ -216,12 +216,24 @@ class FlatFileReader {
 
 } // namespace
 
-DSNode* loadFlatFile(int descriptor, const char* path, bool withDigests) {
+DSNode* loadFlatFile(const char* path, bool withDigests, bool& complete) {
+    complete = false;
+    if (path == nullptr) return nullptr;
+    int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return nullptr;
     DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
-    FlatFileReader reader(descriptor, path, withDigests, root);
-    if (reader.readAll() != Outcome::refused) return root;
+    Outcome outcome = FlatFileReader(descriptor, path, withDigests, root).readAll();
+    close(descriptor);
+    complete = outcome == Outcome::complete;
+    if (outcome != Outcome::refused) return root;
     DSNodeDestroy(root);
     return nullptr;
+}
+
+bool isInDatabase(const char* path, const char* kind) {
+    if (kind == nullptr || (strcmp(kind, "backup") != 0 && strcmp(kind, "sync") != 0)) return false;
+    struct stat status {};
+    return stat(path, &status) != 0;
 }
 
 } // namespace snapshot
@@ -229,18 +241,12 @@ DSNode* loadFlatFile(int descriptor, const char* path, bool withDigests) {
 using namespace snapshot;
 
 DSNode* DSNodeLoadSnapshotWithSHA1(const char* path, int withDigests) noexcept {
-    if (path == nullptr) return nullptr;
-    int descriptor = open(path, O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return nullptr;
-    DSNode* root = loadFlatFile(descriptor, path, withDigests != 0);
-    close(descriptor);
-    return root;
+    bool complete = false;
+    return loadFlatFile(path, withDigests != 0, complete);
 }
 
 DSNode* DSNodeLoadSnapshot(const char* path, const char* kind) noexcept {
     if (path == nullptr) return nullptr;
-    bool hasDatabase = kind != nullptr && (strcmp(kind, "backup") == 0 || strcmp(kind, "sync") == 0);
-    struct stat status {};
-    if (hasDatabase && stat(path, &status) != 0) return DSNodeLoadSnapshotDBWithSHA1(path);
-    return DSNodeLoadSnapshotWithSHA1(path, 0);
+    return isInDatabase(path, kind) ? DSNodeLoadSnapshotDBWithSHA1(path)
+                                    : DSNodeLoadSnapshotWithSHA1(path, 0);
 }

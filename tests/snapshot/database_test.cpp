@@ -1,5 +1,5 @@
+#include "snapshot/DSDatabase.h"
 #include "snapshot/database.h"
-#include "snapshot/database_private.h"
 #include "tests/snapshot/formats_support.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
+#include "snapshot/DSFlatFile.h"
 #include "snapshot/flat_file.h"
-#include "snapshot/flat_file_private.h"
 #include "tests/snapshot/formats_support.h"
 
 #include <sys/stat.h>
