@@ -146,6 +146,11 @@ class Scan {
 } // namespace
 
 DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOptions* options) {
+    return takeSnapshot(dirPath, node, options, 1);
+}
+
+DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads) {
+    (void)threads;
     DSSnapshotOptions none = {};
     if (dirPath == nullptr || dirPath[0] != '/')
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
