@@ -1,0 +1,52 @@
+// One connection to the session bus, with a thread of its own that reads it.
+//
+// The connection of the bus library is safe to use from any thread, but it runs its callbacks with its
+// own lock held: a callback must not take a lock that another thread holds while it sends. Callbacks here
+// therefore only decode and hand on to a queue.
+//
+// A bus that goes away is lost for good: sending raises an error, and `onLost` is called once. The program
+// goes on.
+#pragma once
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace backends::dbus {
+
+class Bus {
+  public:
+    // Connects to the session bus. Raises sdbus::Error when there is none.
+    explicit Bus(std::string threadName);
+    ~Bus();
+    Bus(const Bus&) = delete;
+    Bus& operator=(const Bus&) = delete;
+
+    sdbus::IConnection& connection() { return *link; }
+
+    // Starts the thread. What is called back runs on it. Called once, after the first registrations.
+    void start(std::function<void()> onLost);
+
+    // To be called after sending or registering from another thread: what could not be written at once, a
+    // new deadline and what a waiting call left unread are then seen to.
+    void wake();
+
+    bool isLost() const { return lost; }
+
+  private:
+    void run();
+
+    std::string name;
+    std::unique_ptr<sdbus::IConnection> link;
+    std::function<void()> lostHandler;
+    int wakeUp = -1; // eventfd
+    std::atomic<bool> ending = false;
+    std::atomic<bool> lost = false;
+    std::thread thread;
+};
+
+} // namespace backends::dbus

@@ -1,0 +1,32 @@
+// Property-list values on the wire: D-Bus types to values and back.
+//
+// Reading takes whatever a sender put there: every basic type, variants to any content, structs as arrays.
+// What nests deeper than a value may, a dictionary entry whose key is no string, and a file descriptor are
+// left out. Strings that come from the bus are UTF-8 (the bus sees to that).
+//
+// Source: D-Bus Specification 0.41, "Type System" and "Marshaling".
+#pragma once
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <optional>
+#include <string_view>
+
+#include "platform/Value.h"
+
+namespace backends::dbus {
+
+// Reads the next complete item of the message, whatever it is. None when it was left out, as above; the
+// message then stands behind it. Raises sdbus::Error on a malformed message.
+std::optional<platform::Value> readValue(sdbus::Message& message);
+
+// The same for a message whose next item should have the type of that signature ("s", "b", "t", "as",
+// "av", "a{ss}", "a{sv}"; the two dictionaries are taken for each other). None when it has another.
+std::optional<platform::Value> readValue(sdbus::Message& message, std::string_view signature);
+
+// Appends the value as that type. Raises sdbus::Error (InvalidArgs) when the value has not that type or a
+// string in it is not UTF-8. Inside a{sv} and av: strings, booleans, numbers (x, t, d), arrays of nothing
+// but strings as "as", other arrays as "av", dictionaries as a{sv}, the null object as the empty string.
+void appendValue(sdbus::Message& message, std::string_view signature, const platform::Value& value);
+
+} // namespace backends::dbus

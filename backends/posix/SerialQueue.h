@@ -1,0 +1,41 @@
+// A queue with one thread of its own: work runs one at a time, in the order of dispatch.
+//
+// The thread sleeps without a timer while there is nothing to do. Letting the queue go runs what was
+// dispatched without a delay, drops what still waits for its time, and joins the thread.
+#pragma once
+
+#include "platform/Queue.h"
+
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace backends::posix {
+
+class SerialQueue final : public platform::Queue {
+  public:
+    // The name shows in debuggers and process listings; at most 15 bytes of it.
+    explicit SerialQueue(const std::string& name);
+    ~SerialQueue() override;
+    SerialQueue(const SerialQueue&) = delete;
+    SerialQueue& operator=(const SerialQueue&) = delete;
+
+    void dispatch(Work work) override;
+    void dispatchAfter(std::chrono::milliseconds delay, Work work) override;
+    void dispatchAndWait(Work work) override;
+
+  private:
+    void run();
+
+    std::mutex lock;
+    std::condition_variable changed;
+    std::deque<Work> ready;
+    std::multimap<std::chrono::steady_clock::time_point, Work> delayed;
+    bool ending = false;
+    std::thread thread; // last: it uses all of the above
+};
+
+} // namespace backends::posix

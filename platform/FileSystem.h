@@ -1,0 +1,48 @@
+// What the extension asks the disk: never more than names, kinds and existence, and never so that a dead
+// mount stops it for good.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform {
+
+enum class Existence {
+    missing,
+    exists,  // links resolved: a link that leads nowhere does not exist
+    unknown, // the disk did not answer in time; it may answer later
+};
+
+// Which directory it is, however it was reached.
+struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    friend auto operator<=>(const FileIdentity&, const FileIdentity&) = default;
+};
+
+struct FileKind {
+    bool isDirectory = false; // links resolved
+    bool isLink = false;      // the item itself is a symbolic link
+    FileIdentity identity;    // of what the path leads to
+};
+
+class FileSystem {
+  public:
+    virtual ~FileSystem() = default;
+
+    // One answer for each path, in order. The answers are made afresh each time.
+    virtual std::vector<Existence> existence(std::span<const std::string_view> paths) = 0;
+
+    // None when nothing exists there (or when it is not known in time).
+    virtual std::optional<FileKind> kind(std::string_view path) = 0;
+
+    // The names in a directory without "." and "..", in the directory's own order; empty when it cannot
+    // be read. May take as long as the disk takes.
+    virtual std::vector<std::string> entryNames(std::string_view path) = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,36 @@
+// A file URL: the absolute local path of an item, and its text form "file:///…".
+//
+// The path is a byte string that starts with "/"; it is kept as it is spelled and never normalised. The
+// text form is percent-encoded ASCII (RFC 3986, RFC 8089) with an empty host, so that any path survives
+// the way over the bus, also one that is not UTF-8 or holds a line break.
+#pragma once
+
+#include <compare>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+class FileURL {
+  public:
+    // Longest path that is let through, in bytes: longer ones name nothing on this system (PATH_MAX).
+    static constexpr std::size_t maximumPathLength = 4096;
+
+    // None unless the path is absolute, without a zero byte and of at most maximumPathLength bytes.
+    static std::optional<FileURL> withPath(std::string_view path);
+
+    // None unless it is a "file" URI with an absolute path and no host but "localhost".
+    static std::optional<FileURL> withURI(std::string_view uri);
+
+    const std::string& path() const { return itemPath; }
+    std::string uri() const;
+
+    friend auto operator<=>(const FileURL&, const FileURL&) = default;
+
+  private:
+    explicit FileURL(std::string path) : itemPath(std::move(path)) {}
+    std::string itemPath;
+};
+
+} // namespace platform
