@@ -1,0 +1,79 @@
+#include "daemon_client/sync_path_mapping.h"
+
+#include "foundation/path_strings.h"
+
+#include <vector>
+
+namespace daemon_client {
+namespace {
+
+template <typename Roots>
+bool isPathInRoots(const Roots& roots, std::string_view path, bool& isBasePathOfSync) {
+    isBasePathOfSync = true;
+    while (!foundation::isRootPath(path)) {
+        if (roots.contains(path)) return true;
+        isBasePathOfSync = false;
+        path = foundation::parentPath(path);
+    }
+    return false;
+}
+
+std::string rebased(std::string_view root, std::string_view below) {
+    std::vector<std::string> components;
+    foundation::forEachPathComponent(below,
+                                     [&](std::string_view component) { components.emplace_back(component); });
+    return foundation::stringByAppendingPathComponents(root, components);
+}
+
+} // namespace
+
+LocalRoots localRootsOf(const SyncPathTable& table) {
+    LocalRoots roots;
+    roots.reserve(table.size());
+    for (const auto& [remote, local] : table)
+        roots.insert(local);
+    return roots;
+}
+
+bool isPathInSync(const LocalRoots& localRoots, std::string_view path, bool& isBasePathOfSync) {
+    return isPathInRoots(localRoots, path, isBasePathOfSync);
+}
+
+bool isPathInSync(const SyncPathTable& table, std::string_view path, bool& isBasePathOfSync) {
+    std::unordered_set<std::string_view> roots;
+    roots.reserve(table.size());
+    for (const auto& [remote, local] : table)
+        roots.insert(local);
+    return isPathInRoots(roots, path, isBasePathOfSync);
+}
+
+std::optional<std::string> remotePathOfLocalSyncPath(const SyncPathTable& table, std::string_view path) {
+    const std::string* remoteRoot = nullptr;
+    std::size_t nearest = 0;
+    std::string standardised;
+    for (const auto& [remote, local] : table) {
+        std::string_view root = local;
+        if (!foundation::isStandardForm(root)) root = standardised = foundation::standardisedPath(root);
+        if (foundation::isRootPath(root)) continue;
+        const std::optional<std::size_t> length = foundation::lengthOfNearestMatch(path, root);
+        if (length && *length > nearest) {
+            nearest = *length;
+            remoteRoot = &remote;
+        }
+    }
+    if (!remoteRoot) return std::nullopt;
+    return rebased(*remoteRoot, path.substr(nearest));
+}
+
+std::optional<std::string> localSyncPathOfRemotePath(const SyncPathTable& table, std::string_view path) {
+    const std::string standard = foundation::standardisedPath(path);
+    std::string root = standard;
+    while (!foundation::isRootPath(root)) {
+        if (const auto entry = table.find(root); entry != table.end())
+            return rebased(entry->second, std::string_view(standard).substr(root.size()));
+        root.resize(foundation::parentPath(root).size());
+    }
+    return std::nullopt;
+}
+
+} // namespace daemon_client

@@ -1,0 +1,180 @@
+#include "foundation/path_strings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <pwd.h>
+#include <random>
+#include <set>
+
+namespace foundation {
+namespace {
+
+using Optional = std::optional<std::string>;
+
+class PathStringsTest : public testing::Test {
+  protected:
+    void SetUp() override { setenv("HOME", "/home//u/", 1); }
+};
+
+TEST_F(PathStringsTest, ComponentsAreTakenOffAndPutOn) {
+    const struct {
+        std::string path, parent, last;
+    } cases[] = {
+        {"/tmp/a", "/tmp", "a"},
+        {"/tmp/lock/", "/tmp", "lock"},
+        {"/tmp", "/", "tmp"},
+        {"/", "/", "/"},
+        {"//", "/", "/"},
+        {"//a//b//", "//a", "b"},
+        {"//a", "/", "a"},
+        {"a", "", "a"},
+        {"a/", "", "a"},
+        {"a//b", "a", "b"},
+        {"", "", ""},
+        {"~/x", "~", "x"},
+    };
+    for (const auto& [path, parent, last] : cases) {
+        EXPECT_EQ(parentPath(path), parent) << path;
+        EXPECT_EQ(lastPathComponent(path), last) << path;
+        EXPECT_EQ(isRootPath(path), path == parent) << path;
+    }
+    const struct {
+        std::string path;
+        std::vector<std::string> components;
+        std::string joined;
+    } joins[] = {
+        {"/tmp", {"a"}, "/tmp/a"}, {"/tmp//", {"//a"}, "/tmp/a"},
+        {"/", {"a"}, "/a"},        {"", {"a"}, "a"},
+        {"/a/", {}, "/a/"},        {"/a/", {"", "/"}, "/a/"},
+        {"", {"/", "a"}, "/a"},    {"a", {"b", "..", "c"}, "a/b/../c"},
+    };
+    for (const auto& [path, components, joined] : joins) {
+        EXPECT_EQ(stringByAppendingPathComponents(path, components), joined) << path;
+        if (components.size() == 1) {
+            EXPECT_EQ(stringByAppendingPathComponent(path, components[0]), joined) << path;
+        }
+    }
+}
+
+TEST_F(PathStringsTest, StandardForm) {
+    const std::string home = getpwnam("root")->pw_dir;
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {"/", "/"},
+        {"///", "/"},
+        {"/a//b/./c/", "/a/b/c"},
+        {"/a/.", "/a"},
+        {"/./", "/"},
+        {"/a/../../b/..", "/"},
+        {"/..a/.b/...", "/..a/.b/..."},
+        {"a//./../b/", "a/../b"},
+        {".", "."},
+        {"././~/", "./~"},
+        {"..", ".."},
+        {"/~/x", "/~/x"},
+        {"~", "/home/u"},
+        {"~/../x", "/home/x"},
+        {"~root//x", home + "/x"},
+        {"~no-such-user//x/..", "~no-such-user/x/.."},
+        {std::string("~root\0x", 7), std::string("~root\0x", 7)}};
+    for (const auto& [path, standard] : cases) {
+        EXPECT_EQ(standardisedPath(path), standard) << path;
+        EXPECT_EQ(standardisedPath(standard), standard) << path;
+        EXPECT_EQ(isStandardForm(path), path == standard && !path.starts_with('~')) << path;
+        EXPECT_TRUE(isEqualToPath(path, standard)) << path;
+    }
+    EXPECT_FALSE(isEqualToPath("/a", "/A"));
+    EXPECT_FALSE(isEqualToPath("a", "/a"));
+
+    const std::string own = getpwuid(geteuid())->pw_dir;
+    for (const char* useless : {"", "relative"}) {
+        setenv("HOME", useless, 1);
+        EXPECT_EQ(standardisedPath("~/x"), standardisedPath(own + "/x"));
+    }
+    unsetenv("HOME");
+    EXPECT_EQ(standardisedPath("~"), standardisedPath(own));
+}
+
+// The walk as it is defined: up from the path as written, each step compared in standard form.
+Optional relativeByWalking(const std::string& path, const std::string& base) {
+    std::string at = path;
+    std::string below;
+    while (standardisedPath(at) != standardisedPath(base)) {
+        if (isRootPath(at)) return std::nullopt;
+        below = std::string(lastPathComponent(at)) + "/" + below;
+        at = parentPath(at);
+    }
+    return standardisedPath("/" + below);
+}
+
+TEST_F(PathStringsTest, RelationOfPathAndBase) {
+    struct Case {
+        std::string path, base;
+        Optional relative;
+    };
+    std::vector<Case> cases = {
+        {"/a/b/c", "/a/", "/b/c"},
+        {"/a", "/a", "/"},
+        {"/ab", "/a", {}},
+        {"/x/y", "/", "/x/y"},
+        {"/", "/", "/"},
+        {"/", "/a", {}},
+        {"", "", "/"},
+        {"a/b", "", "/a/b"},
+        {"a/b", "/a", {}},
+        {"/a/../b", "/a", "/b"},
+        {"/a/b/../c", "/a", "/c"},
+        {"~/x", "/home/u", "/x"},
+        {"~/x", "/", {}},
+    };
+    std::mt19937 random(7);
+    const std::vector<std::string> parts = {"a", "b", "..", ".", "/", "//", "/", "/", "ab", "home", "u", "~"};
+    const auto anyPath = [&] {
+        std::string path;
+        for (auto n = random() % 9; n > 0; --n)
+            path += parts[random() % parts.size()];
+        return path;
+    };
+    for (int i = 0; i < 10'000; ++i) {
+        const std::string path = anyPath();
+        const std::string base = anyPath();
+        cases.push_back({path, base, relativeByWalking(path, base)});
+    }
+    for (const auto& [path, base, relative] : cases) {
+        ASSERT_EQ(pathRelativeToPath(path, base), relative) << path << " in " << base;
+        ASSERT_EQ(isChildOfPath(path, base), relative.has_value()) << path << " in " << base;
+        ASSERT_EQ(isAncestorOfPath(base, path), relative.has_value()) << path << " in " << base;
+    }
+}
+
+TEST_F(PathStringsTest, TempPathIsFreeAndNotMade) {
+    const std::string folder = testing::TempDir() + "temp_path_test";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
+    for (const std::string start : {"/plain.", "/XaXb"}) {
+        const Optional path = stringByGeneratingTempPath(folder + start + "XXXXXX");
+        ASSERT_TRUE(path);
+        EXPECT_THAT(*path, testing::MatchesRegex(folder + start + "[0-9A-Za-z]{6}"));
+        EXPECT_FALSE(std::filesystem::exists(*path));
+    }
+    // Each name of a short template is found once, a dangling link counts as taken, then there is none.
+    std::set<std::string> names;
+    while (const Optional path = stringByGeneratingTempPath(folder + "/X")) {
+        ASSERT_TRUE(names.insert(*path).second);
+        std::filesystem::create_symlink("nowhere", *path);
+    }
+    EXPECT_EQ(names.size(), 62U);
+
+    std::ofstream(folder + "/file").put('x');
+    for (const std::string& bad :
+         {std::string(), folder + "/none", folder + "/file/XXX", folder + std::string("/a\0XXX", 6)})
+        EXPECT_EQ(stringByGeneratingTempPath(bad), std::nullopt) << bad;
+    std::filesystem::remove_all(folder);
+}
+
+} // namespace
+} // namespace foundation
