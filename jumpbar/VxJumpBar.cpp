@@ -101,6 +101,12 @@ void VxJumpBar::changeFontAndImageInMenu(platform::Menu& menu) {
     }
 }
 
+void VxJumpBar::menuDidChange(platform::Menu& menu) {
+    for (const auto& [level, label] : labelsByLevel)
+        if (label->clickedMenu()) label->setPropretyOnMenu(*label->clickedMenu());
+    view.menuChanged(menu);
+}
+
 std::shared_ptr<VxJumpBarLabel> VxJumpBar::labelAtLevel(int level) {
     std::shared_ptr<VxJumpBarLabel>& label = labelsByLevel[level];
     if (!label) {

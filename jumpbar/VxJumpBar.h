@@ -86,6 +86,10 @@ class VxJumpBar final : private VxJumpBarLabelDelegate {
     void setChangeFontAndImageInMenu(bool restyle) { restyles = restyle; }
     static void changeFontAndImageInMenu(platform::Menu& menu);
 
+    // The owner replaced items of a menu in the tree, outside a highlight: an open menu takes them up, and
+    // they can be chosen. A path that led through the menu is the owner's to set anew.
+    void menuDidChange(platform::Menu& menu);
+
     bool isUnderIdealWidth() const { return underIdealWidth; } // the last layout had to shrink labels
     void performLayout();
     void performLayoutIfNeededWithNewSize(platform::Size size);

@@ -45,6 +45,9 @@ class VxJumpBarView {
     // Labels were added, moved, resized or removed. A removed label is already gone.
     virtual void layoutChanged() = 0;
 
+    // The items of a menu in the tree were replaced: one that is open shows the new ones.
+    virtual void menuChanged(platform::Menu& menu) = 0;
+
     // Shows the menu so that its item at `index` lies at `location` in the label's own coordinates. Whatever
     // the user does, the view then calls: the menu's delegate for each highlighted item,
     // MenuItem::performAction of the chosen one, and last the label's menuDidClose. It may return at once or

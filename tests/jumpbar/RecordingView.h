@@ -13,6 +13,7 @@ struct RecordingView final : VxJumpBarView {
     int redraws = 0;
     int layouts = 0;
     int labelRedraws = 0;
+    int menuChanges = 0;
     platform::MenuHandle popped;
     std::size_t poppedIndex = 0;
     platform::Point poppedAt;
@@ -27,6 +28,7 @@ struct RecordingView final : VxJumpBarView {
     void setNeedsDisplay() override { ++redraws; }
     void labelNeedsDisplay(VxJumpBarLabel&) override { ++labelRedraws; }
     void layoutChanged() override { ++layouts; }
+    void menuChanged(platform::Menu&) override { ++menuChanges; }
     void popUpMenu(VxJumpBarLabel&, const platform::MenuHandle& menu, std::size_t index,
                    platform::Point location) override {
         popped = menu;
