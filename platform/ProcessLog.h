@@ -22,7 +22,7 @@ enum class LogLevel {
 
 // How one part of a line is written. Another type joins by an overload beside it.
 inline void appendDescription(std::string& line, std::string_view text) { line += text; }
-inline void appendDescription(std::string& line, const Value& value) {
+void appendDescription(std::string& line, const std::same_as<Value> auto& value) {
     if (const std::string* text = value.string())
         line += *text;
     else

@@ -1,29 +1,27 @@
 #include "backends/dbus/Bus.h"
 
-#include <poll.h>
-#include <pthread.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <poll.h>
+#include <pthread.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace backends::dbus {
 
 Bus::Bus(std::string threadName)
     : name(std::move(threadName)), link(sdbus::createSessionBusConnection()),
       wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (wakeUp < 0)
-        throw std::system_error(errno, std::generic_category(), "eventfd");
+    if (wakeUp < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
 Bus::~Bus() {
     ending = true;
     wake();
-    if (thread.joinable())
-        thread.join();
+    if (thread.joinable()) thread.join();
     link.reset();
     ::close(wakeUp);
 }
@@ -47,20 +45,18 @@ void Bus::run() {
             }
             const auto wanted = link->getEventLoopPollData();
             std::array<pollfd, 2> files{pollfd{wanted.fd, wanted.events, 0}, pollfd{wakeUp, POLLIN, 0}};
-            if (::poll(files.data(), files.size(), wanted.getPollTimeout()) < 0 && errno != EINTR)
-                break;
+            if (::poll(files.data(), files.size(), wanted.getPollTimeout()) < 0 && errno != EINTR) break;
             std::uint64_t count = 0;
-            if ((files[1].revents & POLLIN) != 0 && ::read(wakeUp, &count, sizeof count) < 0 && errno != EAGAIN)
+            if ((files[1].revents & POLLIN) != 0 && ::read(wakeUp, &count, sizeof count) < 0 &&
+                errno != EAGAIN)
                 break;
         }
     } catch (const sdbus::Error&) {
         // The bus has gone; every send says so from now on.
     }
-    if (ending)
-        return;
+    if (ending) return;
     lost = true;
-    if (lostHandler)
-        lostHandler();
+    if (lostHandler) lostHandler();
 }
 
 } // namespace backends::dbus

@@ -12,7 +12,8 @@ using platform::Value;
 
 std::optional<Value> read(sdbus::Message& message, int depth);
 
-template <typename Wire, typename Held> Value readBasic(sdbus::Message& message) {
+template <typename Wire, typename Held>
+Value readBasic(sdbus::Message& message) {
     Wire item{};
     message >> item;
     return static_cast<Held>(item);
@@ -35,16 +36,14 @@ std::optional<Value> readDictionary(sdbus::Message& message, const std::string& 
 }
 
 std::optional<Value> readArray(sdbus::Message& message, const std::string& itemType, int depth) {
-    if (itemType.starts_with('{'))
-        return readDictionary(message, itemType, depth);
+    if (itemType.starts_with('{')) return readDictionary(message, itemType, depth);
     Array items;
     message.enterContainer(itemType);
     std::string type;
     std::string contents;
     for (message.peekType(type, contents); !type.empty() && type[0] != '\0';
          message.peekType(type, contents)) {
-        if (auto item = read(message, depth + 1))
-            items.push_back(std::move(*item));
+        if (auto item = read(message, depth + 1)) items.push_back(std::move(*item));
     }
     message.clearFlags();
     message.exitContainer();
@@ -57,8 +56,7 @@ std::optional<Value> readStruct(sdbus::Message& message, const std::string& cont
     std::string type;
     std::string inner;
     for (message.peekType(type, inner); !type.empty() && type[0] != '\0'; message.peekType(type, inner)) {
-        if (auto item = read(message, depth + 1))
-            items.push_back(std::move(*item));
+        if (auto item = read(message, depth + 1)) items.push_back(std::move(*item));
     }
     message.clearFlags();
     message.exitStruct();
@@ -72,50 +70,81 @@ std::optional<Value> read(sdbus::Message& message, int depth) {
     message.peekType(type, contents);
     std::optional<Value> value;
     switch (type.empty() ? '\0' : type[0]) {
-    case 's': value = readBasic<std::string, std::string>(message); break;
-    case 'o': value = readBasic<sdbus::ObjectPath, std::string>(message); break;
-    case 'g': value = readBasic<sdbus::Signature, std::string>(message); break;
-    case 'b': value = readBasic<bool, bool>(message); break;
-    case 'y': value = readBasic<std::uint8_t, std::int64_t>(message); break;
-    case 'n': value = readBasic<std::int16_t, std::int64_t>(message); break;
-    case 'q': value = readBasic<std::uint16_t, std::int64_t>(message); break;
-    case 'i': value = readBasic<std::int32_t, std::int64_t>(message); break;
-    case 'u': value = readBasic<std::uint32_t, std::int64_t>(message); break;
-    case 'x': value = readBasic<std::int64_t, std::int64_t>(message); break;
-    case 't': value = readBasic<std::uint64_t, std::uint64_t>(message); break;
-    case 'd': value = readBasic<double, double>(message); break;
+    case 's':
+        value = readBasic<std::string, std::string>(message);
+        break;
+    case 'o':
+        value = readBasic<sdbus::ObjectPath, std::string>(message);
+        break;
+    case 'g':
+        value = readBasic<sdbus::Signature, std::string>(message);
+        break;
+    case 'b':
+        value = readBasic<bool, bool>(message);
+        break;
+    case 'y':
+        value = readBasic<std::uint8_t, std::int64_t>(message);
+        break;
+    case 'n':
+        value = readBasic<std::int16_t, std::int64_t>(message);
+        break;
+    case 'q':
+        value = readBasic<std::uint16_t, std::int64_t>(message);
+        break;
+    case 'i':
+        value = readBasic<std::int32_t, std::int64_t>(message);
+        break;
+    case 'u':
+        value = readBasic<std::uint32_t, std::int64_t>(message);
+        break;
+    case 'x':
+        value = readBasic<std::int64_t, std::int64_t>(message);
+        break;
+    case 't':
+        value = readBasic<std::uint64_t, std::uint64_t>(message);
+        break;
+    case 'd':
+        value = readBasic<double, double>(message);
+        break;
     case 'v':
         message.enterVariant(contents);
         value = read(message, depth);
         message.exitVariant();
         break;
-    case 'a': value = readArray(message, contents, depth); break;
-    case 'r': value = readStruct(message, contents, depth); break;
+    case 'a':
+        value = readArray(message, contents, depth);
+        break;
+    case 'r':
+        value = readStruct(message, contents, depth);
+        break;
     case 'h': {
         sdbus::UnixFd file;
         message >> file;
         return std::nullopt;
     }
-    default: throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "nothing to read in the message");
+    default:
+        throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "nothing to read in the message");
     }
-    if (depth >= platform::maximumValueDepth)
-        return std::nullopt;
+    if (depth >= platform::maximumValueDepth) return std::nullopt;
     return value;
 }
 
-bool isDictionaryOfStrings(std::string_view signature) { return signature == "a{ss}" || signature == "a{sv}"; }
+bool isDictionaryOfStrings(std::string_view signature) {
+    return signature == "a{ss}" || signature == "a{sv}";
+}
 
 [[noreturn]] void refuse() {
     throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "the value has not the type of the message");
 }
 
 bool holdsOnlyStrings(const Array& items) {
-    return std::all_of(items.begin(), items.end(), [](const Value& item) { return item.string() != nullptr; });
+    return std::all_of(items.begin(), items.end(),
+                       [](const Value& item) { return item.string() != nullptr; });
 }
 
-template <typename Item> const Item& require(const Item* item) {
-    if (item == nullptr)
-        refuse();
+template <typename Item>
+const Item& require(const Item* item) {
+    if (item == nullptr) refuse();
     return *item;
 }
 

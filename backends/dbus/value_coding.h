@@ -7,12 +7,12 @@
 // Source: D-Bus Specification 0.41, "Type System" and "Marshaling".
 #pragma once
 
+#include "platform/Value.h"
+
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <optional>
 #include <string_view>
-
-#include "platform/Value.h"
 
 namespace backends::dbus {
 

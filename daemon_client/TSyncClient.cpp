@@ -1,0 +1,260 @@
+#include "daemon_client/TSyncClient.h"
+
+#include "daemon_client/sync_path_mapping.h"
+#include "protocol/messages.h"
+#include "protocol/names.h"
+
+#include <condition_variable>
+#include <stdexcept>
+
+namespace daemon_client {
+namespace {
+
+using platform::IPCError;
+using platform::Reply;
+
+constexpr std::chrono::seconds pauseBeforeClosingAgain{2};
+
+// Where a waiting request's reply arrives. It outlives the request, so that a late reply is harmless.
+struct ReplySlot {
+    std::mutex lock;
+    std::condition_variable arrived;
+    bool isFilled = false;
+    Reply reply;
+};
+
+SyncPathTable tableOf(const platform::Dictionary& reply) {
+    SyncPathTable table;
+    for (const auto& [remoteRoot, localRoot] : reply)
+        if (const std::string* path = localRoot.string()) table.emplace_hint(table.end(), remoteRoot, *path);
+    return table;
+}
+
+const TSyncClientPlatform* installedPlatform = nullptr;
+
+} // namespace
+
+struct TSyncClient::Shared {
+    explicit Shared(platform::ProcessLog& processLog) : log(processLog) {}
+
+    platform::ProcessLog& log;
+    mutable std::recursive_mutex clientLock;
+    // All below are guarded by the client lock.
+    std::shared_ptr<const SyncPathTable> _cachedSyncPaths;
+    std::optional<std::string> _cachedUploadingDir;
+    std::optional<std::string> _cachedCacheDir;
+
+    void onAllPathsInSync(const Reply& reply) {
+        if (reply.kind == Reply::Kind::noReply) return;
+        std::shared_ptr<const SyncPathTable> table;
+        if (reply.kind == Reply::Kind::value) {
+            log.info("All Paths in Sync: ", reply.value);
+            table = std::make_shared<const SyncPathTable>(tableOf(*reply.value.dictionary()));
+        } else {
+            log.info("All Paths in Sync: ", std::optional<std::string>());
+        }
+        const std::lock_guard guard(clientLock);
+        _cachedSyncPaths = std::move(table);
+        _cachedUploadingDir.reset();
+        _cachedCacheDir.reset();
+    }
+};
+
+void TSyncClient::install(const TSyncClientPlatform& platform) {
+    installedPlatform = new TSyncClientPlatform(platform); // lives as long as the shared client
+}
+
+TSyncClient& TSyncClient::sharedInstance() {
+    static TSyncClient* const instance = [] {
+        if (installedPlatform == nullptr)
+            throw std::logic_error("the shared TSyncClient was asked for before its platform was installed");
+        return new TSyncClient(*installedPlatform);
+    }();
+    return *instance;
+}
+
+TSyncClient::TSyncClient(const TSyncClientPlatform& platform)
+    : connections(platform.connections), distributedCenter(platform.distributedCenter),
+      localCenter(platform.localCenter), log(platform.log), clock(platform.clock),
+      shared(std::make_shared<Shared>(platform.log)) {
+    log.info("Initializing TSyncClient ....");
+    connect();
+}
+
+TSyncClient::~TSyncClient() = default;
+
+void TSyncClient::connect() {
+    const std::lock_guard guard(shared->clientLock);
+    if (connected) return;
+    try {
+        _connectionToService = connections.initWithServiceName(TSYNC_SERVICE_NAME);
+        _connectionToService->resume();
+        log.info("Connecting TSync XPC! .... ", _connectionToService->remoteObjectProxy());
+        constexpr std::string_view message = "allPathsInSync:";
+        _connectionToService->send(message, {}, protocol::replyWait(message),
+                                   [weak = std::weak_ptr(shared)](const Reply& reply) {
+                                       if (const auto living = weak.lock()) living->onAllPathsInSync(reply);
+                                   });
+        connected = true;
+        log.info("TSyncClient: daemon connected!");
+        if (isBound) observeDeathOfConnection();
+    } catch (const IPCError& error) {
+        log.info("Exception: ", std::string_view(error.what()));
+        _connectionToService.reset();
+        connected = false;
+    }
+}
+
+bool TSyncClient::connectIfNeeded() {
+    if (!connected) connect();
+    return connected;
+}
+
+bool TSyncClient::daemonIsReady() {
+    if (!connectIfNeeded()) return false;
+    log.info("TSynClinet Daemon is Ready");
+    return true;
+}
+
+std::shared_ptr<platform::RequestConnection> TSyncClient::currentConnection() const {
+    const std::lock_guard guard(shared->clientLock);
+    return _connectionToService;
+}
+
+void TSyncClient::close() {
+    while (connected) {
+        try {
+            if (const auto connection = currentConnection()) connection->send("close", {});
+            invalidateSession();
+            return;
+        } catch (const IPCError&) {
+            clock.sleepFor(pauseBeforeClosingAgain);
+        }
+    }
+}
+
+void TSyncClient::invalidateSession() {
+    const std::lock_guard guard(shared->clientLock);
+    connected = false;
+    if (const auto dropped = std::move(_connectionToService)) {
+        try {
+            dropped->invalidate();
+        } catch (const IPCError&) {
+            // It is dropped all the same.
+        }
+    }
+    _connectionToService.reset();
+}
+
+std::shared_ptr<const SyncPathTable> TSyncClient::allPathsInSync() const {
+    const std::lock_guard guard(shared->clientLock);
+    return shared->_cachedSyncPaths;
+}
+
+platform::Reply TSyncClient::request(std::string_view message, const platform::Array& arguments) {
+    const auto connection = currentConnection();
+    if (!connection) return {};
+    const auto bound = protocol::replyWait(message);
+    const auto slot = std::make_shared<ReplySlot>();
+    connection->send(message, arguments, bound, [slot](Reply reply) {
+        {
+            const std::lock_guard guard(slot->lock);
+            slot->reply = std::move(reply);
+            slot->isFilled = true;
+        }
+        slot->arrived.notify_one();
+    });
+    std::unique_lock guard(slot->lock);
+    slot->arrived.wait_for(guard, bound, [&slot] { return slot->isFilled; });
+    return std::move(slot->reply);
+}
+
+std::optional<platform::Dictionary> TSyncClient::getSyncStatus() {
+    if (!connectIfNeeded()) return std::nullopt;
+    const std::lock_guard guard(statusLock);
+    try {
+        const Reply reply = request("getSyncStatus:", {});
+        const platform::Dictionary* status = reply.value.dictionary();
+        _syncStatus = status != nullptr ? std::optional(*status) : std::nullopt;
+    } catch (const IPCError&) {
+        // The last status stands.
+    }
+    return _syncStatus;
+}
+
+void TSyncClient::sendIfConnected(std::string_view message) {
+    if (!connectIfNeeded()) return;
+    if (const auto connection = currentConnection()) connection->send(message, {});
+}
+
+void TSyncClient::pause() { sendIfConnected("pause"); }
+void TSyncClient::resume() { sendIfConnected("resumeSync"); }
+
+void TSyncClient::bindTSyncQuenzNotification() {
+    {
+        const std::lock_guard guard(shared->clientLock);
+        if (isBound) return;
+        isBound = true;
+        observeDeathOfConnection();
+    }
+    // Without the client lock: the centre calls handlers that take it, and may hold a lock of its own then.
+    observers.push_back(distributedCenter.addObserver(
+        TSYNC_NOTE_SYNC_PATH_ADDED, [this](const auto& notification) { onSyncPathAdded(notification); }));
+    observers.push_back(distributedCenter.addObserver(
+        TSYNC_NOTE_SYNC_PATH_REMOVED, [this](const auto& notification) { onSyncPathRemoved(notification); }));
+    observers.push_back(distributedCenter.addObserver(TSYNC_NOTE_START, [this](const auto&) { connect(); }));
+}
+
+// Under the client lock. Each new connection is observed anew, and the former one no more.
+void TSyncClient::observeDeathOfConnection() {
+    deathObserver = _connectionToService ? localCenter.addObserver(platform::NSConnectionDidDieNotification,
+                                                                   _connectionToService.get(),
+                                                                   [this] { onSyncQuenzConnectionDies(); })
+                                         : platform::Subscription();
+}
+
+void TSyncClient::onSyncQuenzConnectionDies() {
+    connected = false;
+    distributedCenter.post({TSYNC_NOTE_STOP, std::nullopt, {}});
+}
+
+void TSyncClient::onSyncPathAdded(const platform::Notification& notification) {
+    const platform::Value* remotePath = platform::find(notification.userInfo, "remotePath");
+    const platform::Value* localPath = platform::find(notification.userInfo, "localPath");
+    const std::lock_guard guard(shared->clientLock);
+    if (!shared->_cachedSyncPaths || remotePath == nullptr || remotePath->string() == nullptr) return;
+    auto table = std::make_shared<SyncPathTable>(*shared->_cachedSyncPaths);
+    if (localPath != nullptr && localPath->string() != nullptr)
+        table->insert_or_assign(*remotePath->string(), *localPath->string());
+    else
+        table->erase(*remotePath->string());
+    shared->_cachedSyncPaths = std::move(table);
+}
+
+void TSyncClient::onSyncPathRemoved(const platform::Notification& notification) {
+    const platform::Value* remotePath = platform::find(notification.userInfo, "remotePath");
+    const std::lock_guard guard(shared->clientLock);
+    if (!shared->_cachedSyncPaths || remotePath == nullptr || remotePath->string() == nullptr) return;
+    auto table = std::make_shared<SyncPathTable>(*shared->_cachedSyncPaths);
+    table->erase(*remotePath->string());
+    shared->_cachedSyncPaths = std::move(table);
+}
+
+bool TSyncClient::isPathInSync(std::string_view path, bool& isBasePathOfSync) const {
+    const auto table = allPathsInSync();
+    return daemon_client::isPathInSync(table ? *table : SyncPathTable(), path, isBasePathOfSync);
+}
+
+std::optional<std::string> TSyncClient::remotePathOfLocalSyncPath(std::optional<std::string_view> path) {
+    if (!path || !connectIfNeeded()) return std::nullopt;
+    const auto table = allPathsInSync();
+    return table ? daemon_client::remotePathOfLocalSyncPath(*table, *path) : std::nullopt;
+}
+
+std::optional<std::string> TSyncClient::localSyncPathOfRemotePath(std::optional<std::string_view> path) {
+    if (!path || !connectIfNeeded()) return std::nullopt;
+    const auto table = allPathsInSync();
+    return table ? daemon_client::localSyncPathOfRemotePath(*table, *path) : std::nullopt;
+}
+
+} // namespace daemon_client

@@ -1,0 +1,125 @@
+// The process's one client of the sync daemon: it owns the request connection, sets it up again on demand,
+// keeps the cached answers and answers the sync-path lookups from its own table.
+//
+// Threads: every operation may be called from any thread. A waiting request blocks its caller until the
+// reply is there or the message's bound has passed (protocol/messages.h); it must not be called on the
+// queue that delivers replies. No lock is held across a wait but the status lock. There is no timer: a
+// client that lost its daemon connects again at the next request.
+//
+// Errors: IPCError leaves an operation only where that is said. A missing reply looks like a negative one.
+//
+// `connected` means that a connection is set up and its first request handed to it, not that a daemon has
+// answered.
+#pragma once
+
+#include "daemon_client/SyncPathTable.h"
+#include "platform/DistributedNotificationCenter.h"
+#include "platform/NotificationCenter.h"
+#include "platform/ProcessLog.h"
+#include "platform/Queue.h"
+#include "platform/RequestConnection.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace daemon_client {
+
+// What the client stands on; everything outlives it.
+struct TSyncClientPlatform {
+    platform::RequestConnectionFactory& connections;
+    platform::DistributedNotificationCenter& distributedCenter;
+    platform::NotificationCenter& localCenter;
+    platform::ProcessLog& log;
+    platform::Clock& clock;
+};
+
+class TSyncClient {
+  public:
+    // The process's client, made at the first call from what was installed and never destroyed. To be
+    // installed once, by the program's start, before anybody asks.
+    static TSyncClient& sharedInstance();
+    static void install(const TSyncClientPlatform& platform);
+
+    // Connects; the client is usable whether or not that worked.
+    explicit TSyncClient(const TSyncClientPlatform& platform);
+    ~TSyncClient();
+    TSyncClient(const TSyncClient&) = delete;
+    TSyncClient& operator=(const TSyncClient&) = delete;
+
+    // Sets up the connection and asks for the sync path table, without waiting for it; does nothing when
+    // connected. A failure is logged and leaves the client not connected.
+    void connect();
+
+    // Connects when needed; whether that leaves the client connected.
+    bool daemonIsReady();
+
+    // Tells the daemon to close, and drops the connection. A failed send is tried again every two seconds
+    // for as long as the client is connected.
+    void close();
+
+    // Drops the connection; requests that wait end without a reply. The caches stay.
+    void invalidateSession();
+
+    // The cached table as it is now, none before the first reply. No request. The table is immutable; a
+    // change replaces it.
+    std::shared_ptr<const SyncPathTable> allPathsInSync() const;
+
+    // The daemon's status, none when it did not answer; the last one when it could not be asked.
+    std::optional<platform::Dictionary> getSyncStatus();
+
+    // Raise IPCError when the message cannot be sent.
+    void pause();
+    void resume();
+
+    // Observes the death of the connection and the daemon's path and start notifications; registered once
+    // and kept for the client's life.
+    void bindTSyncQuenzNotification();
+
+    // The lookups of sync_path_mapping.h on the client's table. The two translations connect first and
+    // answer none while not connected.
+    bool isPathInSync(std::string_view path, bool& isBasePathOfSync) const;
+    std::optional<std::string> remotePathOfLocalSyncPath(std::optional<std::string_view> path);
+    std::optional<std::string> localSyncPathOfRemotePath(std::optional<std::string_view> path);
+
+    // What the log shows for the client.
+    std::string description() const { return "<TSyncClient>"; }
+
+  private:
+    // What reply and notification handlers share with the client, which they may outlive.
+    struct Shared;
+
+    // Connects when needed; whether requests can be sent.
+    bool connectIfNeeded();
+    // The live connection, or null.
+    std::shared_ptr<platform::RequestConnection> currentConnection() const;
+    void sendIfConnected(std::string_view message);
+    // Sends and waits for the reply, at most the message's bound. Raises IPCError when it cannot be sent.
+    platform::Reply request(std::string_view message, const platform::Array& arguments);
+    void observeDeathOfConnection();
+    void onSyncQuenzConnectionDies();
+    void onSyncPathAdded(const platform::Notification& notification);
+    void onSyncPathRemoved(const platform::Notification& notification);
+
+    platform::RequestConnectionFactory& connections;
+    platform::DistributedNotificationCenter& distributedCenter;
+    platform::NotificationCenter& localCenter;
+    platform::ProcessLog& log;
+    platform::Clock& clock;
+
+    std::shared_ptr<Shared> shared; // its lock is the client lock
+    std::atomic<bool> connected = false;
+    std::shared_ptr<platform::RequestConnection> _connectionToService; // guarded by the client lock
+    bool isBound = false;                                              // guarded by the client lock
+    platform::Subscription deathObserver;                              // guarded by the client lock
+    std::vector<platform::Subscription> observers;                     // filled by the one that binds
+
+    std::mutex statusLock;                           // held across the wait for the status
+    std::optional<platform::Dictionary> _syncStatus; // guarded by the status lock
+};
+
+} // namespace daemon_client
