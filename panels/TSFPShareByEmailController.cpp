@@ -41,7 +41,8 @@ TSFPShareByEmailController::TSFPShareByEmailController(Surroundings surroundings
 }
 
 void TSFPShareByEmailController::readAddressBook() {
-    for (const platform::Person& person : around.addressBook.people()) {
+    everybody = around.addressBook.people();
+    for (const platform::Person& person : everybody) {
         for (const std::string& address : person.emails) {
             if (!person.firstName) {
                 _addressBook.erase(address);

@@ -96,14 +96,16 @@ class TSFPShareByEmailController final {
     void cancelAction();
     static void togglePeoplePicker() {} // the picker is always shown
 
-    const AddressIndex& addressBook() const { return _addressBook; } // what the picker shows
-    bool hasSent() const { return sent; }                            // okAction has posted the command
+    const std::vector<platform::Person>& people() const { return everybody; } // what the picker shows
+    const AddressIndex& addressBook() const { return _addressBook; }
+    bool hasSent() const { return sent; } // okAction has posted the command
 
   private:
     void readAddressBook();
     void showItem();
 
     Surroundings around;
+    std::vector<platform::Person> everybody; // the address book as it was when the panel was made
     AddressIndex _addressBook;
     mutable std::mutex lock; // guards allPathsInSync
     daemon_client::SyncPathTable allPathsInSync;
