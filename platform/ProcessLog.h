@@ -29,6 +29,9 @@ void appendDescription(std::string& line, const std::same_as<Value> auto& value)
         line += jsonDescription(value);
 }
 void appendDescription(std::string& line, std::integral auto number) { line += std::to_string(number); }
+inline void appendDescription(std::string& line, const Dictionary& entries) {
+    line += jsonDescription(entries);
+}
 template <typename T>
 void appendDescription(std::string& line, const std::optional<T>& value) {
     if (value)

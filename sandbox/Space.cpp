@@ -2,9 +2,13 @@
 
 #include "platform/Json.h"
 
-#include <algorithm>
-
+#include <sys/file.h>
 #include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace sandbox {
 namespace {
@@ -18,14 +22,24 @@ constexpr std::string_view privateName = ".tsyncquenz-sandbox";
 Space::Space(const fs::path& folder) {
     fs::create_directories(folder);
     root = fs::canonical(folder);
+    ownership = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (ownership < 0 || flock(ownership, LOCK_EX | LOCK_NB) != 0) {
+        const std::error_code error(errno, std::generic_category());
+        if (ownership >= 0) ::close(ownership);
+        throw fs::filesystem_error("the space cannot be had, perhaps because another sandbox has it", root,
+                                   error);
+    }
     fs::remove_all(privateFolder());
     fs::create_directories(privateFolder());
 }
 
+Space::~Space() { ::close(ownership); }
+
 fs::path Space::privateFolder() const { return root / privateName; }
 
 std::optional<std::string> Space::plainPath(std::string_view remotePath) {
-    if (!remotePath.starts_with('/') || remotePath.find('\0') != std::string_view::npos || !isText(remotePath))
+    if (!remotePath.starts_with('/') || remotePath.find('\0') != std::string_view::npos ||
+        !isText(remotePath))
         return std::nullopt;
     std::string plain;
     while (!remotePath.empty()) {
@@ -42,7 +56,8 @@ std::optional<std::string> Space::plainPath(std::string_view remotePath) {
 
 bool Space::isWithin(std::string_view remotePath, std::string_view base) {
     if (base == "/") return true;
-    return remotePath.starts_with(base) && (remotePath.size() == base.size() || remotePath[base.size()] == '/');
+    return remotePath.starts_with(base) &&
+           (remotePath.size() == base.size() || remotePath[base.size()] == '/');
 }
 
 fs::path Space::localPath(std::string_view remotePath) const { return root / remotePath.substr(1); }

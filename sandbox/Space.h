@@ -5,7 +5,7 @@
 // expects that form. Listings hold real directories only, never links, and hide the space's private folder,
 // in which files lie while they are being received.
 //
-// A space holds no state besides the disk: any thread may call it.
+// What it knows lies on the disk: any thread may call it.
 #pragma once
 
 #include <cstdint>
@@ -21,8 +21,12 @@ namespace sandbox {
 class Space {
   public:
     // Creates the folder where it is missing and throws away what an earlier run left half received.
-    // Raises std::filesystem::filesystem_error when it cannot be written.
+    // Raises std::filesystem::filesystem_error when it cannot be written, and when another sandbox has it:
+    // a space belongs to one process while that lives.
     explicit Space(const std::filesystem::path& folder);
+    ~Space();
+    Space(const Space&) = delete;
+    Space& operator=(const Space&) = delete;
 
     // The plain form of a remote path as a message spells it. None for a relative path, for one that
     // climbs with "..", that is no valid UTF-8, or that leads into the private folder.
@@ -57,6 +61,7 @@ class Space {
     std::filesystem::path privateFolder() const;
 
     std::filesystem::path root; // canonical
+    int ownership = -1;         // the open folder, locked
 };
 
 // Whether a path can travel in messages: D-Bus strings and JSON text are UTF-8.

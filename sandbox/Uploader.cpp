@@ -1,14 +1,14 @@
 #include "sandbox/Uploader.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <utility>
-
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace sandbox {
 namespace {
@@ -52,8 +52,10 @@ bool sameContent(const struct stat& before, const struct stat& after) {
 
 } // namespace
 
-Uploader::Uploader(const Space& space, Pace pace, UploadObserver& observer, platform::ProcessLog& log)
-    : space(space), pace(pace), observer(observer), log(log), thread([this] { run(); }) {}
+Uploader::Uploader(const Space& remoteSpace, Pace wantedPace, UploadObserver& uploadObserver,
+                   platform::ProcessLog& processLog)
+    : space(remoteSpace), pace(wantedPace), observer(uploadObserver), log(processLog),
+      thread([this] { run(); }) {}
 
 Uploader::~Uploader() {
     {
@@ -135,7 +137,8 @@ Uploader::Scan Uploader::scan(const UploadTask& task) {
         std::error_code error;
         // The root of a task may be reached through a link, as the user chose it; what lies below may not.
         const bool isRoot = remote == task.remotePath;
-        const fs::file_type type = (isRoot ? fs::status(local, error) : fs::symlink_status(local, error)).type();
+        const fs::file_type type =
+            (isRoot ? fs::status(local, error) : fs::symlink_status(local, error)).type();
         if (type == fs::file_type::regular) {
             found.files.push_back({local.string(), std::move(remote)});
             continue;
@@ -158,7 +161,7 @@ Uploader::Scan Uploader::scan(const UploadTask& task) {
         for (fs::path& child : children) {
             const std::string name = child.filename().string();
             if (!isText(name)) {
-                log.error("Left out, its name is no UTF-8: ", platform::Value(child.string()));
+                log.error("Left out, its name is no UTF-8: ", child.string());
                 continue;
             }
             std::string childRemote = remoteChild(remote, name);
@@ -241,7 +244,8 @@ bool Uploader::transferBytes(const UploadTask& task, const File& file, int sourc
 
 void Uploader::spend(std::uint64_t bytes) {
     if (pace.bytesPerSecond == 0) return;
-    const std::chrono::duration<double> cost(static_cast<double>(bytes) / static_cast<double>(pace.bytesPerSecond));
+    const std::chrono::duration<double> cost(static_cast<double>(bytes) /
+                                             static_cast<double>(pace.bytesPerSecond));
     nextByte = std::max(nextByte, Clock::now()) + std::chrono::duration_cast<Clock::duration>(cost);
     std::unique_lock guard(lock);
     changed.wait_until(guard, nextByte, [this] { return stopping; });

@@ -63,7 +63,8 @@ class Uploader {
     };
 
     // Space, observer and log must outlive the uploader.
-    Uploader(const Space& space, Pace pace, UploadObserver& observer, platform::ProcessLog& log);
+    Uploader(const Space& remoteSpace, Pace wantedPace, UploadObserver& uploadObserver,
+             platform::ProcessLog& processLog);
     ~Uploader(); // ends the copying in hand and leaves no half file
 
     // Queues a task. An equal one that still waits is not queued twice.

@@ -1,0 +1,114 @@
+#include "apps/tsyncfinder/ExtensionProcess.h"
+
+#include "backends/dbus/Bus.h"
+#include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/FinderSync1Service.h"
+#include "backends/dbus/RequestBus.h"
+#include "backends/dbus/name_owner.h"
+#include "backends/log/StandardErrorLog.h"
+#include "backends/posix/ConcurrentQueue.h"
+#include "backends/posix/DirectoryBundle.h"
+#include "backends/posix/GuardedFileSystem.h"
+#include "backends/posix/SerialQueue.h"
+#include "backends/posix/SystemClock.h"
+#include "extension/FinderSync.h"
+#include "host_service/HostService.h"
+#include "protocol/names.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <pthread.h>
+#include <thread>
+#include <unistd.h>
+
+namespace apps::tsyncfinder {
+namespace {
+
+constexpr unsigned backgroundThreads = 4;
+
+sigset_t blockEndingSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+// Everything that lives as long as the process. A thread that hangs on a dead disk may still use it when the
+// process ends, so it is made once and never destroyed.
+struct Process {
+    explicit Process(const RunOptions& options)
+        : log("tsyncfinder", options.logLevel), bus("hosts"), resources(options.resourceFolder),
+          requests(replies, localCenter, log), center(bus, log), service({log, model, background, commands}),
+          hosts(bus, service, TSYNCFINDER_VERSION) {}
+
+    backends::log::StandardErrorLog log;
+    backends::posix::SystemClock clock;
+    backends::posix::SerialQueue model{"model"};
+    backends::posix::SerialQueue replies{"replies"};
+    backends::posix::SerialQueue commands{"commands"};
+    backends::posix::ConcurrentQueue background{"background", backgroundThreads};
+    backends::posix::GuardedFileSystem fileSystem;
+    platform::NotificationCenter localCenter;
+    backends::dbus::Bus bus;
+    backends::posix::DirectoryBundle resources;
+    backends::dbus::RequestBus requests;
+    backends::dbus::DistributedCenter center;
+    host_service::HostService service;
+    backends::dbus::FinderSync1Service hosts;
+};
+
+host_service::ActivationOutcome perform(const std::string& action, const std::vector<platform::FileURL>&,
+                                        const host_service::Activation&) {
+    return {false, "The command " + action + " is not available in this version."};
+}
+
+} // namespace
+
+int runExtension(const RunOptions& options) {
+    const sigset_t endingSignals = blockEndingSignals(); // before any thread starts
+    Process* process = nullptr;
+    try {
+        process = new Process(options);
+    } catch (const sdbus::Error& error) {
+        std::cerr << "tsyncfinder: there is no session bus: " << error.getMessage() << '\n';
+        return EXIT_FAILURE;
+    }
+    if (!backends::dbus::nameOwner(process->bus, FINDER_SYNC_BUS_NAME).empty()) {
+        std::cerr << "tsyncfinder: the extension is already running in this session\n";
+        return EXIT_SUCCESS;
+    }
+    process->bus.start([] { ::kill(::getpid(), SIGTERM); });
+    daemon_client::TSyncClient::install(
+        {process->requests, process->center, process->localCenter, process->log, process->clock});
+
+    // Start-up waits for the daemon as long as it takes; a signal ends it at any time.
+    std::thread([process] {
+        process->fileSystem.setRecovered([process](const std::string&) {
+            process->model.dispatch([process] { process->service.rootsChanged(); });
+        });
+        auto* const finderSync = new extension::FinderSync(
+            {process->service, process->center, process->fileSystem, process->resources, process->log,
+             process->clock, process->model, process->background},
+            daemon_client::TSyncClient::sharedInstance(), &process->service);
+        process->service.attach(*finderSync, process->hosts, perform);
+        if (!process->hosts.requestName()) {
+            std::cerr << "tsyncfinder: the extension is already running in this session\n";
+            ::kill(::getpid(), SIGTERM);
+        }
+    }).detach();
+
+    int signal = 0;
+    while (sigwait(&endingSignals, &signal) != 0) {
+    }
+    process->log.info("TSyncFinder ends: ", std::string_view(::strsignal(signal)));
+    // No thread is waited for: nothing that is still under way outlives the process or is half written.
+    std::cout.flush();
+    std::_Exit(EXIT_SUCCESS);
+}
+
+} // namespace apps::tsyncfinder

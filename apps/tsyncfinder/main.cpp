@@ -1,0 +1,50 @@
+// tsyncfinder: the extension process, and a terminal as a file manager.
+#include "apps/tsyncfinder/ExtensionProcess.h"
+#include "apps/tsyncfinder/terminal_commands.h"
+#include "backends/log/StandardErrorLog.h"
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <unistd.h>
+
+namespace {
+
+// The resources beside the program: installed ones, or those of the build folder that it runs from.
+std::string resourceFolder() {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    for (const char* candidate : {"../share/tsyncfinder", "../../resources"}) {
+        const auto folder = program.parent_path() / candidate;
+        if (std::filesystem::is_directory(folder, error))
+            return std::filesystem::canonical(folder, error).string();
+    }
+    return "/usr/share/tsyncfinder";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Shows what the sync service does in the file manager: badges, menus and sync commands.");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", TSYNCFINDER_VERSION);
+    app.fallthrough();
+    int exitStatus = EXIT_SUCCESS;
+
+    apps::tsyncfinder::RunOptions options;
+    std::string level = "info";
+    CLI::App* run = app.add_subcommand("run", "The extension process: serves the session's file managers");
+    run->add_option("--log-level", level, "debug, info or error")
+        ->check(CLI::IsMember({"debug", "info", "error"}))
+        ->capture_default_str();
+    run->add_option("--resources", options.resourceFolder, "Where the images are");
+    run->callback([&] {
+        options.logLevel = backends::log::levelNamed(level).value();
+        if (options.resourceFolder.empty()) options.resourceFolder = resourceFolder();
+        exitStatus = apps::tsyncfinder::runExtension(options);
+    });
+    apps::tsyncfinder::addTerminalCommands(app, exitStatus);
+
+    CLI11_PARSE(app, argc, argv);
+    return exitStatus;
+}

@@ -1,0 +1,12 @@
+// The subcommands that make a terminal a file manager: badges, menu, invoke, why, status.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace apps::tsyncfinder {
+
+// Adds the subcommands; the chosen one runs while the arguments are parsed and stores the exit status: 0,
+// 1 when a chosen item's action failed, 2 when the extension cannot be asked.
+void addTerminalCommands(CLI::App& app, int& exitStatus);
+
+} // namespace apps::tsyncfinder

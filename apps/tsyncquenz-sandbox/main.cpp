@@ -1,0 +1,152 @@
+// tsyncquenz-sandbox: arguments and wiring of the stand-in daemon.
+#include "backends/dbus/Bus.h"
+#include "backends/dbus/DaemonService.h"
+#include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/name_owner.h"
+#include "backends/log/StandardErrorLog.h"
+#include "backends/posix/SerialQueue.h"
+#include "protocol/messages.h"
+#include "protocol/names.h"
+#include "sandbox/Commands.h"
+#include "sandbox/Daemon.h"
+#include "sandbox/Requests.h"
+
+#include <CLI/CLI.hpp>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto description =
+    "A stand-in for the sync daemon, for demos, development and tests. It is NO sync service: its remote\n"
+    "space is a folder on this machine, and nothing ever leaves it.";
+
+struct Arguments {
+    sandbox::Daemon::Settings settings;
+    sandbox::Faults faults;
+    std::vector<std::pair<std::string, std::string>> start; // local path, remote path
+    std::vector<std::string> stop;
+    std::string logLevel = "info";
+};
+
+// A folder below one of the user's base directories.
+fs::path userFolder(const char* variable, const char* fallback) {
+    const char* base = std::getenv(variable);
+    if (base && *base == '/') return fs::path(base) / "tsyncquenz-sandbox";
+    const char* home = std::getenv("HOME");
+    return fs::path(home ? home : "/") / fallback / "tsyncquenz-sandbox";
+}
+
+std::string knownMessage(const std::string& name) {
+    return protocol::messageNamed(name) ? "" : "no message of the request protocol: " + name;
+}
+
+void declare(CLI::App& app, Arguments& arguments) {
+    arguments.settings.spaceFolder = userFolder("XDG_DATA_HOME", ".local/share") / "space";
+    arguments.settings.stateFolder = userFolder("XDG_STATE_HOME", ".local/state");
+    app.add_option("--space", arguments.settings.spaceFolder,
+                   "The folder that stands for the remote space; made where it is missing")
+        ->type_name("FOLDER")
+        ->capture_default_str();
+    app.add_option("--state", arguments.settings.stateFolder, "Where it remembers its pairs from run to run")
+        ->type_name("FOLDER")
+        ->capture_default_str();
+    app.add_option("--start", arguments.start,
+                   "Start syncing LOCAL to REMOTE, a path in the space; repeatable")
+        ->type_name("LOCAL REMOTE");
+    app.add_option("--stop", arguments.stop, "Stop syncing to REMOTE; repeatable")->type_name("REMOTE");
+    app.add_option("--throttle", arguments.settings.pace.bytesPerSecond,
+                   "Copy at most that much a second, as 500k or 2M, so that it can be watched; 0: no limit")
+        ->transform(CLI::AsSizeValue(false))
+        ->type_name("SIZE");
+    app.add_option("--log-level", arguments.logLevel, "debug, info or error")
+        ->check(CLI::IsMember({"debug", "info", "error"}))
+        ->capture_default_str();
+
+    const std::string faults = "Faults";
+    app.add_option_function<std::uint32_t>(
+           "--latency",
+           [&](const std::uint32_t& wait) { arguments.faults.latency = std::chrono::milliseconds(wait); },
+           "Wait so many milliseconds before each request is acted on")
+        ->type_name("MS")
+        ->group(faults);
+    app.add_option("--never-answer", arguments.faults.silent,
+                   "Act on that message and never answer it, as in getSyncStatus: ; repeatable")
+        ->type_name("MESSAGE")
+        ->check(knownMessage)
+        ->group(faults);
+    app.add_option("--die-after", arguments.faults.diesAfter,
+                   "Serve so many requests, and die when the next one comes")
+        ->type_name("N")
+        ->group(faults);
+}
+
+// Runs until a signal or the loss of the bus ends it.
+int serve(const Arguments& arguments, const sigset_t& ending, platform::ProcessLog& log) {
+    using namespace backends;
+    std::atomic<bool> busLost = false;
+    dbus::Bus bus("sandbox-bus");
+    dbus::DistributedCenter center(bus, log);
+    sandbox::Daemon daemon(arguments.settings, center, log);
+    posix::SerialQueue queue("sandbox-queue");
+    // A crash: no farewell, nothing written.
+    sandbox::Requests requests(daemon, arguments.faults, queue, log, [] { std::_Exit(EXIT_FAILURE); });
+    dbus::DaemonService service(bus, requests);
+    const sandbox::Commands commands(daemon, center, queue, log);
+    const platform::Subscription extension =
+        dbus::watchNameOwner(bus, FINDER_SYNC_BUS_NAME, [&](const std::string&, const std::string& owner) {
+            if (!owner.empty()) queue.dispatch([&daemon] { daemon.refresh(); });
+        });
+    bus.start([&busLost] {
+        busLost = true;
+        kill(getpid(), SIGTERM);
+    });
+    service.requestName();
+    daemon.start();
+    for (const std::string& remote : arguments.stop)
+        if (!daemon.stopSync(remote)) return EXIT_FAILURE;
+    for (const auto& [local, remote] : arguments.start)
+        if (!daemon.startSync(fs::absolute(local).string(), remote)) return EXIT_FAILURE;
+
+    int signal = 0;
+    sigwait(&ending, &signal);
+    if (busLost) log.error("The session bus has gone");
+    log.info("Ending");
+    requests.stop();
+    return busLost ? EXIT_FAILURE : EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int count, char** words) {
+    // Before any thread starts, so that every thread leaves the signals to the one that waits for them.
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+
+    CLI::App app(description);
+    Arguments arguments;
+    declare(app, arguments);
+    CLI11_PARSE(app, count, words);
+
+    backends::log::StandardErrorLog log("tsyncquenz-sandbox", *backends::log::levelNamed(arguments.logLevel));
+    log.info("A stand-in for demos, development and tests; no sync service. Its remote space is the folder ",
+             arguments.settings.spaceFolder.string());
+    try {
+        return serve(arguments, ending, log);
+    } catch (const std::exception& error) {
+        log.error("Cannot run: ", error.what());
+        return EXIT_FAILURE;
+    }
+}

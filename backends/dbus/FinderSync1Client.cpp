@@ -1,0 +1,206 @@
+#include "backends/dbus/FinderSync1Client.h"
+
+#include "backends/dbus/value_coding.h"
+#include "protocol/names.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <poll.h>
+
+namespace backends::dbus {
+namespace {
+
+using hosts::terminal::ExtensionError;
+using hosts::terminal::MenuEntry;
+
+// What a panel needs to appear where the person is.
+constexpr const char* displayVariables[] = {
+    "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "XDG_RUNTIME_DIR", "XDG_CURRENT_DESKTOP",
+    "LANG",    "LC_ALL",          "LANGUAGE"};
+
+// The bound on an answer of an extension that is stopped or stuck.
+constexpr std::uint64_t answerBound = 10'000'000; // microseconds
+
+std::vector<MenuEntry> readMenu(sdbus::Message& message) {
+    std::vector<MenuEntry> items;
+    message.enterContainer("v");
+    while (message.enterVariant("(ssssbbav)")) {
+        MenuEntry item;
+        message.enterStruct("ssssbbav");
+        message >> item.title >> item.key >> item.action >> item.image >> item.isEnabled >> item.hasSubmenu;
+        item.items = readMenu(message);
+        message.exitStruct();
+        message.exitVariant();
+        items.push_back(std::move(item));
+    }
+    message.clearFlags();
+    message.exitContainer();
+    return items;
+}
+
+} // namespace
+
+FinderSync1Client::FinderSync1Client() {
+    try {
+        connection = sdbus::createSessionBusConnection();
+        proxy = sdbus::createProxy(*connection, FINDER_SYNC_BUS_NAME, FINDER_SYNC_OBJECT_PATH);
+    } catch (const sdbus::Error& error) {
+        throw ExtensionError("There is no session bus: " + error.getMessage());
+    }
+}
+
+sdbus::MethodCall FinderSync1Client::makeCall(const char* method) {
+    return proxy->createMethodCall(FINDER_SYNC_INTERFACE, method);
+}
+
+sdbus::MethodReply FinderSync1Client::send(const sdbus::MethodCall& call) {
+    try {
+        return proxy->callMethod(call, answerBound);
+    } catch (const sdbus::Error& error) {
+        const std::string& name = error.getName();
+        if (name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+            name == "org.freedesktop.DBus.Error.NameHasNoOwner")
+            throw ExtensionError("The extension is not running. Start it with: tsyncfinder run");
+        if (name == "org.freedesktop.DBus.Error.NoReply" || name == "org.freedesktop.DBus.Error.Timeout")
+            throw ExtensionError("The extension does not answer.");
+        throw ExtensionError(error.getMessage());
+    }
+}
+
+std::vector<hosts::terminal::ItemBadge> FinderSync1Client::badges(const std::vector<std::string>& uris) {
+    auto call = makeCall("BadgesForItems");
+    call << uris;
+    auto reply = send(call);
+    std::uint64_t sequence = 0;
+    std::vector<sdbus::Struct<std::string, bool, bool>> answers;
+    reply >> sequence >> answers;
+    std::vector<hosts::terminal::ItemBadge> badges;
+    badges.reserve(answers.size());
+    for (const auto& answer : answers)
+        badges.push_back({answer.get<0>(), answer.get<1>(), answer.get<2>()});
+    if (badges.size() != uris.size())
+        throw ExtensionError("The extension answered for other items than those asked for.");
+    return badges;
+}
+
+std::vector<MenuEntry> FinderSync1Client::menu(const std::vector<std::string>& uris) {
+    auto call = makeCall("MenuForItems");
+    call << std::uint32_t{0} << uris;
+    auto reply = send(call);
+    return readMenu(reply);
+}
+
+hosts::terminal::Explanation FinderSync1Client::explain(const std::string& uri) {
+    auto call = makeCall("Explain");
+    call << uri;
+    auto reply = send(call);
+    hosts::terminal::Explanation explanation;
+    reply >> explanation.badge >> explanation.rule >> explanation.root >> explanation.file;
+    return explanation;
+}
+
+platform::Dictionary FinderSync1Client::status() {
+    auto reply = send(makeCall("Status"));
+    const auto value = readValue(reply, "a{sv}");
+    return value ? *value->dictionary() : platform::Dictionary();
+}
+
+std::string FinderSync1Client::version() {
+    auto reply = send(makeCall("Version"));
+    std::string version;
+    reply >> version;
+    return version;
+}
+
+std::map<std::string, std::string> FinderSync1Client::badgeLabels() {
+    auto reply = send(makeCall("BadgeTable"));
+    std::vector<sdbus::Struct<std::string, std::string, std::string>> table;
+    reply >> table;
+    std::map<std::string, std::string> labels;
+    for (const auto& badge : table)
+        labels.emplace(badge.get<0>(), badge.get<1>());
+    return labels;
+}
+
+void FinderSync1Client::processUntil(const std::function<bool()>& isDone) {
+    bool hasLeft = false;
+    const auto ownership = connection->addMatch(
+        "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" FINDER_SYNC_BUS_NAME
+        "'",
+        [&hasLeft](sdbus::Message& message) {
+            std::string name;
+            std::string before;
+            std::string after;
+            message >> name >> before >> after;
+            hasLeft = hasLeft || after.empty();
+        });
+    try {
+        while (!isDone()) {
+            if (hasLeft) throw ExtensionError("The extension has ended.");
+            if (connection->processPendingRequest()) continue;
+            const auto wanted = connection->getEventLoopPollData();
+            pollfd file{wanted.fd, wanted.events, 0};
+            if (::poll(&file, 1, wanted.getPollTimeout()) < 0 && errno != EINTR)
+                throw ExtensionError("The session bus has gone.");
+        }
+    } catch (const sdbus::Error&) {
+        throw ExtensionError("The session bus has gone.");
+    }
+}
+
+hosts::terminal::Outcome FinderSync1Client::invoke(const std::string& item,
+                                                   const std::vector<std::string>& uris,
+                                                   const platform::Dictionary& options) {
+    std::map<std::uint64_t, hosts::terminal::Outcome> finished;
+    const auto slot = connection->addMatch("type='signal',interface='" FINDER_SYNC_INTERFACE
+                                           "',member='ActivationFinished'",
+                                           [&finished](sdbus::Message& message) {
+                                               std::uint64_t number = 0;
+                                               hosts::terminal::Outcome outcome;
+                                               message >> number >> outcome.succeeded >> outcome.message;
+                                               finished[number] = outcome;
+                                           });
+    std::map<std::string, std::string> environment;
+    for (const char* variable : displayVariables)
+        if (const char* value = std::getenv(variable)) environment.emplace(variable, value);
+    const char* token = std::getenv("XDG_ACTIVATION_TOKEN");
+    auto call = makeCall("Activate");
+    call << item << uris << environment << std::string(token != nullptr ? token : "");
+    appendValue(call, "a{sv}", options);
+    auto reply = send(call);
+    std::uint64_t number = 0;
+    reply >> number;
+    processUntil([&] { return finished.contains(number); });
+    return finished[number];
+}
+
+void FinderSync1Client::watch(
+    const std::vector<std::string>& directoryURIs,
+    const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed) {
+    std::vector<hosts::terminal::ChangedDirectory> pending;
+    const auto slot = connection->addMatch(
+        "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='BadgesChanged'",
+        [&pending](sdbus::Message& message) {
+            std::uint64_t sequence = 0;
+            std::vector<sdbus::Struct<std::string, std::vector<std::string>>> directories;
+            message >> sequence >> directories;
+            for (const auto& directory : directories)
+                pending.push_back({directory.get<0>(), directory.get<1>()});
+        });
+    for (const std::string& uri : directoryURIs) {
+        auto call = makeCall("BeginObserving");
+        call << uri;
+        send(call);
+    }
+    bool goesOn = changed({});
+    processUntil([&] {
+        if (goesOn && !pending.empty()) {
+            const auto changes = std::exchange(pending, {});
+            goesOn = changed(changes);
+        }
+        return !goesOn;
+    });
+}
+
+} // namespace backends::dbus

@@ -1,0 +1,41 @@
+// The host interface as a client sees it, for a host that may wait: the terminal.
+//
+// One thread. Nothing is started: an extension that does not run is an error.
+#pragma once
+
+#include "hosts/terminal/Extension.h"
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <memory>
+
+namespace backends::dbus {
+
+class FinderSync1Client final : public hosts::terminal::Extension {
+  public:
+    // Connects to the session bus; raises ExtensionError when there is none.
+    FinderSync1Client();
+
+    std::vector<hosts::terminal::ItemBadge> badges(const std::vector<std::string>& uris) override;
+    std::vector<hosts::terminal::MenuEntry> menu(const std::vector<std::string>& uris) override;
+    hosts::terminal::Explanation explain(const std::string& uri) override;
+    platform::Dictionary status() override;
+    std::string version() override;
+    std::map<std::string, std::string> badgeLabels() override;
+    hosts::terminal::Outcome invoke(const std::string& item, const std::vector<std::string>& uris,
+                                    const platform::Dictionary& options) override;
+    void
+    watch(const std::vector<std::string>& directoryURIs,
+          const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed) override;
+
+  private:
+    sdbus::MethodCall makeCall(const char* method);
+    sdbus::MethodReply send(const sdbus::MethodCall& call);
+    // Reads the bus until the condition holds; raises ExtensionError when the extension leaves.
+    void processUntil(const std::function<bool()>& isDone);
+
+    std::unique_ptr<sdbus::IConnection> connection;
+    std::unique_ptr<sdbus::IProxy> proxy;
+};
+
+} // namespace backends::dbus

@@ -1,0 +1,260 @@
+#include "backends/dbus/FinderSync1Service.h"
+
+#include "backends/dbus/name_owner.h"
+#include "backends/dbus/value_coding.h"
+#include "protocol/names.h"
+
+namespace backends::dbus {
+namespace {
+
+using host_service::HostName;
+
+void appendMenuItems(sdbus::Message& message, const platform::Menu& menu) {
+    message.openContainer("v");
+    for (const platform::MenuItemHandle& item : menu.items()) {
+        message.openVariant("(ssssbbav)");
+        message.openStruct("ssssbbav");
+        message << item->title << item->keyEquivalent << item->action
+                << (item->image ? item->image->name : std::string()) << item->enabled
+                << (item->submenu() != nullptr);
+        if (item->submenu()) {
+            appendMenuItems(message, *item->submenu());
+        } else {
+            message.openContainer("v");
+            message.closeContainer();
+        }
+        message.closeStruct();
+        message.closeVariant();
+    }
+    message.closeContainer();
+}
+
+void appendURIs(sdbus::Message& message, const std::optional<std::set<platform::FileURL>>& directories) {
+    std::vector<std::string> uris;
+    if (directories)
+        for (const platform::FileURL& directory : *directories)
+            uris.push_back(directory.uri());
+    message << directories.has_value() << uris;
+}
+
+} // namespace
+
+FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService,
+                                       std::string programVersion)
+    : bus(sharedBus), service(hostService), version(std::move(programVersion)),
+      object(sdbus::createObject(bus.connection(), FINDER_SYNC_OBJECT_PATH)) {
+    using Self = FinderSync1Service;
+    add("BadgesForItems", "as", {"uris"}, "ta(sbb)", {"sequence", "answers"}, &Self::badgesForItems);
+    add("MenuForItems", "uas", {"kind", "uris"}, "av", {"items"}, &Self::menuForItems);
+    add("MenusByClass", "", {}, "a{sav}", {"menus"}, &Self::menusByClass);
+    add("Activate", "sasa{ss}sa{sv}", {"item", "uris", "environment", "activationToken", "options"}, "t",
+        {"number"}, &Self::activate);
+    add("BeginObserving", "s", {"uri"}, "", {}, &Self::beginObserving);
+    add("EndObserving", "s", {"uri"}, "", {}, &Self::endObserving);
+    add("Explain", "s", {"uri"}, "ssss", {"badge", "rule", "root", "file"}, &Self::explain);
+    add("Status", "", {}, "a{sv}", {"status"}, &Self::statusOf);
+    add("BadgeTable", "", {}, "a(sss)", {"badges"}, &Self::badgeTable);
+    add("WatchedDirectories", "", {}, "bas", {"isSet", "uris"}, &Self::watchedDirectories);
+    add("Version", "", {}, "s", {"version"}, &Self::versionOf);
+    object->registerSignal(FINDER_SYNC_INTERFACE, "BadgesChanged", "ta(sas)", {"sequence", "directories"});
+    object->registerSignal(FINDER_SYNC_INTERFACE, "DirectoriesChanged", "bas", {"isSet", "uris"});
+    object->registerSignal(FINDER_SYNC_INTERFACE, "MenusChanged", "", std::vector<std::string>());
+    object->registerSignal(FINDER_SYNC_INTERFACE, "ActivationFinished", "tbs",
+                           {"number", "succeeded", "message"});
+    object->finishRegistration();
+}
+
+FinderSync1Service::~FinderSync1Service() = default;
+
+void FinderSync1Service::add(const char* name, const char* in, std::vector<std::string> inNames,
+                             const char* out, std::vector<std::string> outNames, Method method) {
+    object->registerMethod(FINDER_SYNC_INTERFACE, name, in, inNames, out, outNames,
+                           [this, method](sdbus::MethodCall call) { (this->*method)(std::move(call)); });
+}
+
+bool FinderSync1Service::requestName() {
+    try {
+        bus.connection().requestName(FINDER_SYNC_BUS_NAME);
+        bus.wake();
+        return true;
+    } catch (const sdbus::Error&) {
+        return false;
+    }
+}
+
+template <typename Fill>
+void FinderSync1Service::reply(const sdbus::MethodCall& call, Fill&& fill) {
+    if (call.doesntExpectReply()) return;
+    try {
+        sdbus::MethodReply answer = call.createReply();
+        fill(answer);
+        answer.send();
+        bus.wake();
+    } catch (const sdbus::Error&) {
+        // The caller or the bus has gone.
+    }
+}
+
+template <typename Fill>
+void FinderSync1Service::emit(const char* name, const std::string& destination, Fill&& fill) {
+    try {
+        sdbus::Signal signal = object->createSignal(FINDER_SYNC_INTERFACE, name);
+        if (!destination.empty()) signal.setDestination(destination);
+        fill(signal);
+        object->emitSignal(signal);
+        bus.wake();
+    } catch (const sdbus::Error&) {
+        // The bus has gone, and the hosts with it.
+    }
+}
+
+// --- calls, on the bus thread
+
+void FinderSync1Service::badgesForItems(sdbus::MethodCall call) {
+    std::vector<std::string> uris;
+    call >> uris;
+    service.badges(std::move(uris), [this, call](const host_service::BadgeBatch& batch) {
+        reply(call, [&batch](sdbus::MethodReply& answer) {
+            answer << batch.sequence;
+            answer.openContainer("(sbb)");
+            for (const extension::BadgeAnswer& item : batch.answers) {
+                answer.openStruct("sbb");
+                const bool isUnchanged = item.kind == extension::BadgeAnswer::Kind::unchanged;
+                answer << (isUnchanged               ? FINDER_SYNC_BADGE_UNCHANGED
+                           : item.identifier.empty() ? FINDER_SYNC_BADGE_NONE
+                                                     : item.identifier.data())
+                       << item.isInSync << item.isRoot;
+                answer.closeStruct();
+            }
+            answer.closeContainer();
+        });
+    });
+}
+
+void FinderSync1Service::menuForItems(sdbus::MethodCall call) {
+    std::uint32_t kind = 0;
+    std::vector<std::string> uris;
+    call >> kind >> uris;
+    service.menu(static_cast<platform::FIMenuKind>(kind), std::move(uris),
+                 [this, call](const platform::MenuHandle& menu) {
+                     reply(call, [&menu](sdbus::MethodReply& answer) { appendMenuItems(answer, *menu); });
+                 });
+}
+
+void FinderSync1Service::menusByClass(sdbus::MethodCall call) {
+    reply(call, [this](sdbus::MethodReply& answer) {
+        answer.openContainer("{sav}");
+        for (const auto& [name, menu] : service.menusByClass()) {
+            answer.openDictEntry("sav");
+            answer << std::string(name);
+            appendMenuItems(answer, *menu);
+            answer.closeDictEntry();
+        }
+        answer.closeContainer();
+    });
+}
+
+void FinderSync1Service::activate(sdbus::MethodCall call) {
+    host_service::Activation activation;
+    call >> activation.item >> activation.uris >> activation.environment >> activation.activationToken;
+    if (auto options = readValue(call, "a{sv}")) activation.options = std::move(*options->dictionary());
+    activation.host = call.getSender();
+    std::string message;
+    const auto number = service.activate(std::move(activation), message);
+    if (!number) throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", message);
+    reply(call, [number](sdbus::MethodReply& answer) { answer << *number; });
+}
+
+void FinderSync1Service::beginObserving(sdbus::MethodCall call) {
+    std::string uri;
+    call >> uri;
+    const std::string host = call.getSender();
+    watchHost(host);
+    service.beginObserving(host, std::move(uri));
+    reply(call, [](sdbus::MethodReply&) {});
+}
+
+void FinderSync1Service::endObserving(sdbus::MethodCall call) {
+    std::string uri;
+    call >> uri;
+    service.endObserving(call.getSender(), std::move(uri));
+    reply(call, [](sdbus::MethodReply&) {});
+}
+
+void FinderSync1Service::watchHost(const std::string& host) {
+    // A watch cannot be let go by its own call: that is done here, at the next host that comes.
+    for (const std::string& gone : departedHosts)
+        watchedHosts.erase(gone);
+    departedHosts.clear();
+    if (watchedHosts.contains(host)) return;
+    watchedHosts.emplace(
+        host, watchNameOwner(bus, host, [this, host](const std::string&, const std::string& after) {
+            if (!after.empty()) return;
+            service.hostGone(host);
+            departedHosts.push_back(host);
+        }));
+}
+
+void FinderSync1Service::explain(sdbus::MethodCall call) {
+    std::string uri;
+    call >> uri;
+    service.explain(std::move(uri), [this, call](const host_service::Explanation& explanation) {
+        reply(call, [&explanation](sdbus::MethodReply& answer) {
+            answer << explanation.badge << explanation.rule << explanation.root << explanation.file;
+        });
+    });
+}
+
+void FinderSync1Service::statusOf(sdbus::MethodCall call) {
+    service.status([this, call](const platform::Dictionary& status) {
+        reply(call, [&status](sdbus::MethodReply& answer) { appendValue(answer, "a{sv}", status); });
+    });
+}
+
+void FinderSync1Service::badgeTable(sdbus::MethodCall call) {
+    reply(call, [this](sdbus::MethodReply& answer) {
+        answer.openContainer("(sss)");
+        for (const host_service::RegisteredBadge& badge : service.badgeTable()) {
+            answer.openStruct("sss");
+            answer << badge.identifier << badge.label << badge.imagePath;
+            answer.closeStruct();
+        }
+        answer.closeContainer();
+    });
+}
+
+void FinderSync1Service::watchedDirectories(sdbus::MethodCall call) {
+    reply(call, [this](sdbus::MethodReply& answer) { appendURIs(answer, service.watchedDirectories()); });
+}
+
+void FinderSync1Service::versionOf(sdbus::MethodCall call) {
+    reply(call, [this](sdbus::MethodReply& answer) { answer << version; });
+}
+
+// --- signals
+
+void FinderSync1Service::badgesChanged(const HostName& host, std::uint64_t sequence,
+                                       const std::vector<host_service::DirectoryChange>& changes) {
+    emit("BadgesChanged", host, [&](sdbus::Signal& signal) {
+        signal << sequence;
+        signal.openContainer("(sas)");
+        for (const host_service::DirectoryChange& change : changes) {
+            signal.openStruct("sas");
+            signal << change.directory << change.items;
+            signal.closeStruct();
+        }
+        signal.closeContainer();
+    });
+}
+
+void FinderSync1Service::directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) {
+    emit("DirectoriesChanged", "", [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
+}
+
+void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t number, bool succeeded,
+                                            const std::string& message) {
+    emit("ActivationFinished", host,
+         [&](sdbus::Signal& signal) { signal << number << succeeded << message; });
+}
+
+} // namespace backends::dbus

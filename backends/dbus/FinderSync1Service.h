@@ -1,0 +1,68 @@
+// The host interface on the bus: exports FinderSync1 and hands the calls to the host service. Introspection:
+// resources/dbus/com.quarnhold.TovikDrive_Quen.FinderSync1.xml.
+//
+// Calls arrive on the bus thread and are answered when the host service answers. A caller that observes a
+// directory is watched: when it leaves the bus, its directories are dropped.
+#pragma once
+
+#include "backends/dbus/Bus.h"
+#include "host_service/HostService.h"
+#include "platform/Subscription.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace backends::dbus {
+
+class FinderSync1Service final : public host_service::HostSink {
+  public:
+    // Registers the object; nothing is answered before the bus is started and the service attached. Both
+    // must outlive this object.
+    FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService, std::string programVersion);
+    ~FinderSync1Service();
+    FinderSync1Service(const FinderSync1Service&) = delete;
+    FinderSync1Service& operator=(const FinderSync1Service&) = delete;
+
+    // Takes the well-known name. False when another process of the session has it.
+    bool requestName();
+
+    void badgesChanged(const host_service::HostName& host, std::uint64_t sequence,
+                       const std::vector<host_service::DirectoryChange>& changes) override;
+    void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) override;
+    void activationFinished(const host_service::HostName& host, std::uint64_t number, bool succeeded,
+                            const std::string& message) override;
+
+  private:
+    using Method = void (FinderSync1Service::*)(sdbus::MethodCall);
+    void add(const char* name, const char* in, std::vector<std::string> inNames, const char* out,
+             std::vector<std::string> outNames, Method method);
+    void badgesForItems(sdbus::MethodCall call);
+    void menuForItems(sdbus::MethodCall call);
+    void menusByClass(sdbus::MethodCall call);
+    void activate(sdbus::MethodCall call);
+    void beginObserving(sdbus::MethodCall call);
+    void endObserving(sdbus::MethodCall call);
+    void explain(sdbus::MethodCall call);
+    void statusOf(sdbus::MethodCall call);
+    void badgeTable(sdbus::MethodCall call);
+    void watchedDirectories(sdbus::MethodCall call);
+    void versionOf(sdbus::MethodCall call);
+    template <typename Fill>
+    void reply(const sdbus::MethodCall& call, Fill&& fill);
+    template <typename Fill>
+    void emit(const char* signal, const std::string& destination, Fill&& fill);
+    void watchHost(const std::string& host);
+
+    Bus& bus;
+    host_service::HostService& service;
+    std::string version;
+    std::unique_ptr<sdbus::IObject> object;
+
+    // Bus thread only, but for the destructor.
+    std::map<std::string, platform::Subscription> watchedHosts;
+    std::vector<std::string> departedHosts; // of those, the ones that have left the bus
+};
+
+} // namespace backends::dbus

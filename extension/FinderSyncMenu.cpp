@@ -1,0 +1,55 @@
+// The menus: what the selection is, and the menu that its class gets.
+#include "extension/FinderSync.h"
+
+namespace extension {
+namespace {
+
+constexpr std::string_view menuImage = "statusbaricon.png";
+
+platform::Value describe(const std::vector<platform::FileURL>& urls) {
+    platform::Array items;
+    for (const platform::FileURL& url : urls)
+        items.emplace_back(url.uri());
+    return items;
+}
+
+} // namespace
+
+platform::MenuHandle FinderSync::menuOfClass(SelectionClass selectionClass) const {
+    return menuOf(selectionClass,
+                  resources.pathForImage(menuImage) ? platform::imageNamed(std::string(menuImage)) : nullptr);
+}
+
+platform::MenuHandle FinderSync::menuForMenuKind(platform::FIMenuKind,
+                                                 const std::vector<platform::FileURL>& selectedItemURLs) {
+    const auto image =
+        resources.pathForImage(menuImage) ? platform::imageNamed(std::string(menuImage)) : nullptr;
+    log.info("Added TovikDrive main menu");
+    if (log.isOn(platform::LogLevel::info)) log.info("Selected Item URLS: ", describe(selectedItemURLs));
+
+    SelectionFacts facts;
+    facts.count = selectedItemURLs.size();
+    if (!selectedItemURLs.empty()) {
+        if (const auto kind = fileSystem.kind(selectedItemURLs.front().path())) {
+            facts.firstExists = true;
+            facts.firstIsDirectory = kind->isDirectory;
+        }
+    }
+    if (!facts.firstExists) {
+        log.info("Selected Item not exists");
+        return menuOfClass(SelectionClass::nothing);
+    }
+    for (const platform::FileURL& item : selectedItemURLs) {
+        bool isRoot = true;
+        const bool isInSync = isPathInSync(item.path(), isRoot);
+        log.debug("Check In Sync: ", isInSync ? 1 : 0);
+        facts.allInSync = facts.allInSync && isInSync;
+        facts.noneInSync = facts.noneInSync && !isInSync;
+        facts.allRoots = facts.allRoots && isRoot;
+    }
+    log.info("All In Sync: ", facts.allInSync ? 1 : 0, ", not: ", facts.noneInSync ? 1 : 0,
+             ", base: ", facts.allRoots ? 1 : 0);
+    return menuOfClass(classOf(facts));
+}
+
+} // namespace extension

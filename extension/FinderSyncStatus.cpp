@@ -1,0 +1,164 @@
+// What the daemon's refresh notification, or the polling refresh, does to the model and the badges.
+#include "extension/FinderSync.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace extension {
+namespace {
+
+using daemon_client::SyncStatus;
+
+// Paths whose walks are planned before the disk is asked, once for all of them.
+constexpr std::size_t pathsAtATime = 1000;
+
+// The table of a refresh notification. None when there is none; entries that are no strings are left out.
+std::optional<daemon_client::SyncPathTable> tableIn(const platform::Dictionary& userInfo) {
+    const platform::Value* value = platform::find(userInfo, "allPathsInSync");
+    if (value == nullptr || value->dictionary() == nullptr) return std::nullopt;
+    daemon_client::SyncPathTable table;
+    for (const auto& [remoteRoot, localRoot] : *value->dictionary())
+        if (const std::string* path = localRoot.string()) table.emplace_hint(table.end(), remoteRoot, *path);
+    return table;
+}
+
+PathList noPaths() {
+    static const PathList none = std::make_shared<const std::vector<std::string>>();
+    return none;
+}
+
+// The paths of one sorted list that are not in the other.
+std::vector<std::string> difference(const std::vector<std::string>& of,
+                                    const std::vector<std::string>& without) {
+    const std::unordered_set<std::string_view> known(without.begin(), without.end());
+    std::vector<std::string> rest;
+    for (const std::string& path : of)
+        if (!known.contains(path)) rest.push_back(path);
+    return rest;
+}
+
+} // namespace
+
+void FinderSync::onSyncStatusRefresh(const platform::Notification& notification) {
+    auto paths = tableIn(notification.userInfo);
+    const platform::Value* statusInfo = platform::find(notification.userInfo, "statusInfo");
+    const platform::Dictionary* status = statusInfo != nullptr ? statusInfo->dictionary() : nullptr;
+    {
+        const std::lock_guard guard(objectLock);
+        _allPathsInSync = paths ? std::make_shared<const Table>(std::move(*paths)) : nullptr;
+    }
+    _syncStatusInfo = status != nullptr ? std::optional(daemon_client::syncStatusOf(*status)) : std::nullopt;
+    refreshSyncStatus();
+}
+
+void FinderSync::refreshSyncStatus() {
+    const auto current = table();
+    WatchedPaths wanted;
+    if (current)
+        for (const auto& [remoteRoot, localRoot] : current->all)
+            if (auto root = platform::FileURL::withPath(localRoot)) wanted.insert(std::move(*root));
+    const WatchedPaths& watched = badgeState()->watchedPaths();
+    const std::size_t values = current ? current->all.size() : 0;
+    if (watched.empty() || values != watched.size() || watched != wanted) setInclusionPaths();
+    if (badgeState()->watchedPaths().empty()) return;
+    if (_pauseRefreshInterface) {
+        log.info("pauseRefreshInterface");
+        return;
+    }
+    if (_syncStatusInfo) applyStatus(*_syncStatusInfo, true);
+}
+
+void FinderSync::applyStatus(const SyncStatus& status, bool withLogs) {
+    if (status.status == daemon_client::syncStatusCompleted)
+        applyCompleted(withLogs);
+    else if (status.status == daemon_client::syncStatusTransfer)
+        applyTransfer(status);
+}
+
+void FinderSync::applyCompleted(bool withLogs) {
+    const auto before = badgeState();
+    const PathList working = before->workingFiles();
+    const PathList uploading = before->uploadingFiles();
+    if (working->empty() && uploading->empty()) return;
+    publish(before->withFiles(noPaths(), noPaths()));
+    setBadgeAndWalk("sync", *working, withLogs ? "Set Badge to working Path =======> " : "");
+    setBadgeAndWalk("sync", *uploading, withLogs ? "Set Badge to uploading Path =======> " : "");
+    if (observer != nullptr) {
+        observer->filesChanged(*working);
+        observer->filesChanged(*uploading);
+    }
+}
+
+void FinderSync::applyTransfer(const SyncStatus& status) {
+    const auto before = badgeState();
+    const PathList old = before->uploadingFiles();
+    const PathList next = *old == status.uploadingPaths
+                              ? old
+                              : std::make_shared<const std::vector<std::string>>(status.uploadingPaths);
+    const std::vector<std::string> finished = difference(*old, *next);
+    if (next != old) publish(before->withFiles(next, before->workingFiles()));
+    for (const std::string& path : finished)
+        set("sync", path);
+    setBadgeAndWalk("upload", *next, "");
+    if (next != old && observer != nullptr) {
+        observer->filesChanged(finished);
+        observer->filesChanged(difference(*next, *old));
+    }
+}
+
+void FinderSync::setBadgeAndWalk(std::string_view identifier, std::span<const std::string> paths,
+                                 std::string_view logText) {
+    struct Step {
+        std::string_view path;
+        BadgeRule rule;
+        bool isStart; // of a path's walk: the badge itself is set first
+    };
+    const auto current = badgeState();
+    std::vector<Step> steps;
+    std::vector<std::string_view> asked;
+    for (; !paths.empty(); paths = paths.subspan(std::min(pathsAtATime, paths.size()))) {
+        steps.clear();
+        asked.clear();
+        for (const std::string& path : paths.first(std::min(pathsAtATime, paths.size()))) {
+            bool isStart = true;
+            current->forEachUpwards(path, [&](std::string_view level, BadgeRule rule) {
+                steps.push_back({level, rule, isStart});
+                isStart = false;
+                if (rule == BadgeRule::existing) asked.push_back(level);
+            });
+        }
+        const std::vector<platform::Existence> existence =
+            asked.empty() ? std::vector<platform::Existence>() : fileSystem.existence(asked);
+        auto answer = existence.begin();
+        for (const Step& step : steps) {
+            if (step.isStart) {
+                if (!logText.empty()) log.debug(logText, step.path);
+                set(identifier, step.path);
+            }
+            if (step.rule != BadgeRule::existing || *answer++ == platform::Existence::exists)
+                set(badgeOf(step.rule), step.path);
+        }
+    }
+}
+
+void FinderSync::refreshInterface() {
+    waitForDaemon([this] { modelQueue.dispatchAndWait([this] { publish(badgeState()->withRoots({})); }); });
+    bool goesOn = true;
+    modelQueue.dispatchAndWait([this, &goesOn] {
+        if (badgeState()->watchedPaths().empty()) setInclusionPaths();
+        goesOn = !badgeState()->watchedPaths().empty();
+    });
+    if (!goesOn) return;
+    if (_pauseRefreshInterface) {
+        log.info("pauseRefreshInterface");
+    } else {
+        const auto status = _client.getSyncStatus();
+        log.info("TSyncFinder tsync status ", status);
+        modelQueue.dispatchAndWait([this, &status] {
+            if (status) applyStatus(daemon_client::syncStatusOf(*status), false);
+        });
+    }
+    backgroundQueue.dispatchAfter(std::chrono::seconds(1), [this] { refreshInterface(); });
+}
+
+} // namespace extension

@@ -1,0 +1,303 @@
+#include "host_service/HostService.h"
+
+#include "extension/path_levels.h"
+
+namespace host_service {
+namespace {
+
+using extension::BadgeAnswer;
+using extension::BadgeRule;
+using platform::FileURL;
+
+// A host is told of changes at most this often; what comes meanwhile is put together.
+constexpr std::chrono::milliseconds announcementInterval{100};
+// More changed items of one directory than this count as "any item".
+constexpr std::size_t maximumNamedItems = 256;
+// More directories than any person opens: a host that asks for more is out of order.
+constexpr std::size_t maximumDirectoriesPerHost = 10'000;
+
+std::vector<FileURL> fileURLs(const std::vector<std::string>& uris) {
+    std::vector<FileURL> urls;
+    urls.reserve(uris.size());
+    for (const std::string& uri : uris)
+        if (auto url = FileURL::withURI(uri)) urls.push_back(std::move(*url));
+    return urls;
+}
+
+std::string childURI(const std::string& directory, const std::string& name) {
+    const auto child = FileURL::withPath("/" + name);
+    if (!child) return directory;
+    const std::string_view trimmed =
+        std::string_view(directory).substr(0, directory.find_last_not_of('/') + 1);
+    return std::string(trimmed.size() < std::string_view("file://").size() ? "file://" : trimmed) +
+           child->uri().substr(std::string_view("file://").size());
+}
+
+// The standard form by which a directory is known, whatever its spelling.
+std::string keyOf(const FileURL& directory) {
+    std::string key;
+    extension::forEachLevel(directory.path(),
+                            [&key](const extension::PathLevel& level) { key = level.standard; });
+    return key;
+}
+
+std::string_view nameOf(BadgeRule rule) {
+    switch (rule) {
+    case BadgeRule::outside:
+        break;
+    case BadgeRule::root:
+        return "root";
+    case BadgeRule::uploading:
+        return "uploading";
+    case BadgeRule::working:
+        return "working";
+    case BadgeRule::existing:
+        return "synced";
+    }
+    return "outside";
+}
+
+} // namespace
+
+HostService::HostService(const Platform& platform)
+    : log(platform.log), modelQueue(platform.modelQueue), backgroundQueue(platform.backgroundQueue),
+      commandQueue(platform.commandQueue) {}
+
+void HostService::attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction) {
+    modelQueue.dispatchAndWait([&] {
+        finderSync = &extensionObject;
+        sink = &hostSink;
+        perform = std::move(performAction);
+    });
+}
+
+void HostService::badges(std::vector<std::string> uris, std::function<void(BadgeBatch)> answer) {
+    modelQueue.dispatch([this, uris = std::move(uris), answer = std::move(answer)] {
+        BadgeBatch batch;
+        batch.sequence = finderSync->badgeState()->sequence();
+        const std::vector<FileURL> items = fileURLs(uris);
+        std::vector<BadgeAnswer> answers = finderSync->badgesForItems(items);
+        if (items.size() == uris.size()) {
+            batch.answers = std::move(answers);
+        } else {
+            auto next = answers.begin();
+            for (const std::string& uri : uris)
+                batch.answers.push_back(FileURL::withURI(uri) ? *next++ : BadgeAnswer());
+        }
+        answer(std::move(batch));
+    });
+}
+
+void HostService::menu(platform::FIMenuKind kind, std::vector<std::string> uris,
+                       std::function<void(platform::MenuHandle)> answer) {
+    backgroundQueue.dispatch([this, kind, uris = std::move(uris), answer = std::move(answer)] {
+        answer(finderSync->menuForMenuKind(kind, fileURLs(uris)));
+    });
+}
+
+void HostService::explain(std::string uri, std::function<void(Explanation)> answer) {
+    modelQueue.dispatch([this, uri = std::move(uri), answer = std::move(answer)] {
+        Explanation explanation{"none", "outside", "", ""};
+        if (const auto item = FileURL::withURI(uri)) {
+            const BadgeAnswer badge = finderSync->badgesForItems({&*item, 1}).front();
+            const auto reason = finderSync->badgeState()->explain(*item);
+            if (badge.kind == BadgeAnswer::Kind::unchanged)
+                explanation.badge = "unchanged";
+            else if (!badge.identifier.empty())
+                explanation.badge = badge.identifier;
+            explanation.rule = badge.kind == BadgeAnswer::Kind::unchanged ? std::string_view("missing")
+                                                                          : nameOf(reason.rule);
+            explanation.root = reason.root;
+            explanation.file = reason.file;
+        }
+        answer(explanation);
+    });
+}
+
+// --- observed directories, on the model queue
+
+void HostService::beginObserving(const HostName& host, std::string uri) {
+    modelQueue.dispatch([this, host, uri = std::move(uri)] {
+        const auto directory = FileURL::withURI(uri);
+        std::size_t& count = observedByHost[host];
+        if (!directory || count >= maximumDirectoriesPerHost) {
+            log.error("Ignored a directory that a file manager shows: ", uri);
+            return;
+        }
+        ++count;
+        ++observed[keyOf(*directory)].hosts[host][uri];
+        finderSync->beginObservingDirectoryAtURL(*directory);
+    });
+}
+
+void HostService::endObserving(const HostName& host, std::string uri) {
+    modelQueue.dispatch([this, host, uri = std::move(uri)] {
+        const auto directory = FileURL::withURI(uri);
+        const auto entry = directory ? observed.find(keyOf(*directory)) : observed.end();
+        if (entry != observed.end() && entry->second.hosts.contains(host) &&
+            entry->second.hosts[host].contains(uri))
+            release(entry, host, uri, 1);
+    });
+}
+
+void HostService::hostGone(const HostName& host) {
+    modelQueue.dispatch([this, host] {
+        for (auto entry = observed.begin(); entry != observed.end();) {
+            const auto current = entry++;
+            const auto held = current->second.hosts.find(host);
+            if (held == current->second.hosts.end()) continue;
+            const auto spellings = held->second;
+            for (const auto& [uri, count] : spellings)
+                release(current, host, uri, count);
+        }
+        observedByHost.erase(host);
+    });
+}
+
+void HostService::release(std::unordered_map<std::string, Observed>::iterator directory, const HostName& host,
+                          const std::string& uri, unsigned count) {
+    auto& spellings = directory->second.hosts[host];
+    spellings[uri] -= count;
+    if (spellings[uri] == 0) spellings.erase(uri);
+    if (spellings.empty()) directory->second.hosts.erase(host);
+    observedByHost[host] -= count;
+    if (directory->second.hosts.empty()) observed.erase(directory);
+    for (unsigned i = 0; i < count; ++i)
+        finderSync->endObservingDirectoryAtURL(*FileURL::withURI(uri));
+}
+
+// --- changes, on the model queue
+
+void HostService::rootsChanged() {
+    for (auto& [path, directory] : observed)
+        directory.everyItem = true;
+    announceLater();
+}
+
+void HostService::filesChanged(std::span<const std::string> paths) {
+    if (observed.empty() || paths.empty()) return;
+    for (const std::string& path : paths) {
+        std::string parent;
+        extension::forEachLevel(path, [&](const extension::PathLevel& level) {
+            if (!parent.empty()) {
+                const auto entry = observed.find(parent);
+                if (entry != observed.end() && !entry->second.everyItem) {
+                    entry->second.itemNames.emplace(level.standard.substr(level.standard.rfind('/') + 1));
+                    entry->second.everyItem = entry->second.itemNames.size() > maximumNamedItems;
+                }
+            }
+            parent = level.standard;
+        });
+    }
+    announceLater();
+}
+
+void HostService::announceLater() {
+    if (isAnnouncing || observed.empty()) return;
+    isAnnouncing = true;
+    const auto passed = std::chrono::steady_clock::now() - lastAnnouncement;
+    if (passed >= announcementInterval)
+        modelQueue.dispatch([this] { announce(); });
+    else
+        modelQueue.dispatchAfter(std::chrono::ceil<std::chrono::milliseconds>(announcementInterval - passed),
+                                 [this] { announce(); });
+}
+
+void HostService::announce() {
+    isAnnouncing = false;
+    lastAnnouncement = std::chrono::steady_clock::now();
+    std::map<HostName, std::vector<DirectoryChange>> changes;
+    for (auto& [path, directory] : observed) {
+        if (!directory.everyItem && directory.itemNames.empty()) continue;
+        for (const auto& [host, spellings] : directory.hosts) {
+            for (const auto& [uri, count] : spellings) {
+                DirectoryChange change{uri, {}};
+                if (!directory.everyItem)
+                    for (const std::string& name : directory.itemNames)
+                        change.items.push_back(childURI(uri, name));
+                changes[host].push_back(std::move(change));
+            }
+        }
+        directory.everyItem = false;
+        directory.itemNames.clear();
+    }
+    if (sink == nullptr) return;
+    const std::uint64_t sequence = finderSync->badgeState()->sequence();
+    for (const auto& [host, directories] : changes)
+        sink->badgesChanged(host, sequence, directories);
+}
+
+// --- activations
+
+std::optional<std::uint64_t> HostService::activate(Activation activation, std::string& message) {
+    const std::string action(extension::actionOfItem(activation.item));
+    if (action.empty()) {
+        message = "There is no menu item \"" + activation.item + "\".";
+        return std::nullopt;
+    }
+    std::uint64_t number = 0;
+    {
+        const std::lock_guard guard(tablesLock);
+        number = ++lastActivation;
+    }
+    commandQueue.dispatch([this, action, number, activation = std::move(activation)] {
+        const ActivationOutcome outcome = perform(action, fileURLs(activation.uris), activation);
+        sink->activationFinished(activation.host, number, outcome.succeeded, outcome.message);
+    });
+    return number;
+}
+
+// --- tables
+
+std::vector<std::pair<std::string_view, platform::MenuHandle>> HostService::menusByClass() const {
+    std::vector<std::pair<std::string_view, platform::MenuHandle>> menus;
+    for (const extension::SelectionClass selectionClass : extension::selectionClasses)
+        menus.emplace_back(extension::nameOf(selectionClass), finderSync->menuOfClass(selectionClass));
+    return menus;
+}
+
+std::vector<RegisteredBadge> HostService::badgeTable() const {
+    const std::lock_guard guard(tablesLock);
+    return registeredBadges;
+}
+
+std::optional<std::set<FileURL>> HostService::watchedDirectories() const {
+    const std::lock_guard guard(tablesLock);
+    return directoryURLs;
+}
+
+void HostService::setDirectoryURLs(std::optional<std::set<FileURL>> directories) {
+    {
+        const std::lock_guard guard(tablesLock);
+        directoryURLs = directories;
+    }
+    if (sink != nullptr) sink->directoriesChanged(directories);
+}
+
+void HostService::setBadgeImage(const platform::ImageHandle& image, std::string_view label,
+                                std::string_view identifier) {
+    const std::lock_guard guard(tablesLock);
+    registeredBadges.push_back(
+        {std::string(identifier), std::string(label), image ? image->name : std::string()});
+}
+
+void HostService::status(std::function<void(platform::Dictionary)> answer) {
+    modelQueue.dispatch([this, answer = std::move(answer)] {
+        const auto state = finderSync->badgeState();
+        platform::Array roots;
+        for (const FileURL& root : state->watchedPaths())
+            roots.emplace_back(root.uri());
+        std::size_t directories = 0;
+        for (const auto& [host, count] : observedByHost)
+            directories += count;
+        answer({{"roots", std::move(roots)},
+                {"uploading", static_cast<std::int64_t>(state->uploadingFiles()->size())},
+                {"sequence", static_cast<std::int64_t>(state->sequence())},
+                {"hosts", static_cast<std::int64_t>(observedByHost.size())},
+                {"observed", static_cast<std::int64_t>(directories)},
+                {"paused", finderSync->pauseRefreshInterface()},
+                {"tableKnown", finderSync->allPathsInSync() != nullptr}});
+    });
+}
+
+} // namespace host_service

@@ -1,0 +1,172 @@
+// What stands between the file managers and the extension object: batches of badge requests, the
+// directories that each host shows, coalesced change signals, menus per selection class, activations.
+// There is no bus in it.
+//
+// A host is named by an opaque text; its directories are dropped when it goes. The controller's single
+// badges are not passed on: a host asks for the badges of what it shows, and is told when to ask again, so
+// that nothing here grows with the items that were ever seen.
+//
+// Threads: every public operation may be called from any thread and returns soon; answers and the sink's
+// calls come from the model queue or from a background thread.
+#pragma once
+
+#include "extension/FinderSync.h"
+#include "extension/selection_menu.h"
+#include "platform/FIFinderSync.h"
+#include "platform/ProcessLog.h"
+#include "platform/Queue.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace host_service {
+
+using HostName = std::string;
+
+// What changed in one directory that a host shows.
+struct DirectoryChange {
+    std::string directory;          // URI as the host gave it
+    std::vector<std::string> items; // URIs below it; empty: any item may have changed
+};
+
+struct BadgeBatch {
+    std::uint64_t sequence = 0; // of the state that the answers come from
+    std::vector<extension::BadgeAnswer> answers;
+};
+
+// What a host is told without asking.
+class HostSink {
+  public:
+    // An answer with a smaller sequence number is older than this change.
+    virtual void badgesChanged(const HostName& host, std::uint64_t sequence,
+                               const std::vector<DirectoryChange>& changes) = 0;
+    virtual void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) = 0;
+    virtual void activationFinished(const HostName& host, std::uint64_t number, bool succeeded,
+                                    const std::string& message) = 0;
+
+  protected:
+    ~HostSink() = default;
+};
+
+struct RegisteredBadge {
+    std::string identifier;
+    std::string label;
+    std::string imagePath; // empty: the image is missing
+};
+
+// An item chosen in a host, with everything that belongs to that moment.
+struct Activation {
+    HostName host;
+    std::string item; // title, key equivalent or action name
+    std::vector<std::string> uris;
+    std::map<std::string, std::string> environment; // of the host's display
+    std::string activationToken;
+    platform::Dictionary options;
+};
+
+struct ActivationOutcome {
+    bool succeeded = false;
+    std::string message; // for the person; may be empty on success
+};
+
+// Why an item has its badge.
+struct Explanation {
+    std::string badge; // identifier, "none" or "unchanged"
+    std::string rule;  // one word for the rule that decided
+    std::string root;  // the deciding sync root, a path; empty: none
+    std::string file;  // the file in flight that decides, a path; empty: none
+};
+
+class HostService final : public platform::FIFinderSyncController, public extension::ModelObserver {
+  public:
+    // Runs one chosen item to its end. May take as long as a person does.
+    using Perform = std::function<ActivationOutcome(const std::string& action,
+                                                    const std::vector<platform::FileURL>& selection,
+                                                    const Activation& activation)>;
+
+    // All outlive this object. Activations run on the command queue, one after the other; menus, which ask
+    // the disk, on the background queue.
+    struct Platform {
+        platform::ProcessLog& log;
+        platform::Queue& modelQueue;
+        platform::Queue& backgroundQueue;
+        platform::Queue& commandQueue;
+    };
+    explicit HostService(const Platform& platform);
+
+    // Once, when the extension object has started. Before that nothing may be asked.
+    void attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction);
+
+    // One answer for each URI, in order; what is no file URI has no badge.
+    void badges(std::vector<std::string> uris, std::function<void(BadgeBatch)> answer);
+    void menu(platform::FIMenuKind kind, std::vector<std::string> uris,
+              std::function<void(platform::MenuHandle)> answer);
+    void explain(std::string uri, std::function<void(Explanation)> answer);
+
+    void beginObserving(const HostName& host, std::string uri);
+    void endObserving(const HostName& host, std::string uri);
+    void hostGone(const HostName& host);
+
+    // The number under which the outcome comes later. None, with a message, when there is no such item.
+    std::optional<std::uint64_t> activate(Activation activation, std::string& message);
+
+    // The menu of each class of selections, by the class's name.
+    std::vector<std::pair<std::string_view, platform::MenuHandle>> menusByClass() const;
+    std::vector<RegisteredBadge> badgeTable() const;
+    std::optional<std::set<platform::FileURL>> watchedDirectories() const;
+    void status(std::function<void(platform::Dictionary)> answer);
+
+    // The extension object's controller.
+    void setDirectoryURLs(std::optional<std::set<platform::FileURL>> directories) override;
+    void setBadgeImage(const platform::ImageHandle& image, std::string_view label,
+                       std::string_view identifier) override;
+    void setBadgeIdentifier(std::string_view, const platform::FileURL&) override {}
+
+    // The model's changes, on the model queue.
+    void rootsChanged() override;
+    void filesChanged(std::span<const std::string> paths) override;
+
+  private:
+    // A directory that at least one host shows. Hosts may spell it differently.
+    struct Observed {
+        // For each host, the URIs under which it shows the directory, and how often.
+        std::map<HostName, std::map<std::string, unsigned>> hosts;
+        bool everyItem = false;                    // pending: any item may have changed
+        std::unordered_set<std::string> itemNames; // pending: these have
+    };
+
+    void release(std::unordered_map<std::string, Observed>::iterator directory, const HostName& host,
+                 const std::string& uri, unsigned count);
+    void announceLater();
+    void announce();
+
+    platform::ProcessLog& log;
+    platform::Queue& modelQueue;
+    platform::Queue& backgroundQueue;
+    platform::Queue& commandQueue;
+    extension::FinderSync* finderSync = nullptr;
+    HostSink* sink = nullptr;
+    Perform perform;
+
+    mutable std::mutex tablesLock;
+    std::vector<RegisteredBadge> registeredBadges;            // guarded by the tables' lock
+    std::optional<std::set<platform::FileURL>> directoryURLs; // guarded by the tables' lock
+    std::uint64_t lastActivation = 0;                         // guarded by the tables' lock
+
+    // Model queue only.
+    std::unordered_map<std::string, Observed> observed; // by the directory's standard path
+    std::map<HostName, std::size_t> observedByHost;     // how many directories each host shows
+    bool isAnnouncing = false;                          // an announcement is on its way
+    std::chrono::steady_clock::time_point lastAnnouncement;
+};
+
+} // namespace host_service

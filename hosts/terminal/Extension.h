@@ -1,0 +1,76 @@
+// The extension as a host in a terminal sees it: the host interface, with plain values.
+//
+// Every operation waits for its answer and raises ExtensionError, with a text for the person, when there is
+// none: the extension does not run, does not answer in time, or refuses.
+#pragma once
+
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace hosts::terminal {
+
+class ExtensionError : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct ItemBadge {
+    std::string badge; // identifier, "none" or "unchanged"
+    bool isInSync = false;
+    bool isRoot = false;
+};
+
+struct MenuEntry {
+    std::string title;
+    std::string key;
+    std::string action;
+    std::string image;
+    bool isEnabled = true;
+    bool hasSubmenu = false;
+    std::vector<MenuEntry> items; // of the submenu
+};
+
+struct Explanation {
+    std::string badge;
+    std::string rule;
+    std::string root;
+    std::string file;
+};
+
+struct Outcome {
+    bool succeeded = false;
+    std::string message;
+};
+
+struct ChangedDirectory {
+    std::string uri;
+    std::vector<std::string> items; // URIs; empty: any item
+};
+
+class Extension {
+  public:
+    virtual ~Extension() = default;
+
+    virtual std::vector<ItemBadge> badges(const std::vector<std::string>& uris) = 0;
+    virtual std::vector<MenuEntry> menu(const std::vector<std::string>& uris) = 0;
+    virtual Explanation explain(const std::string& uri) = 0;
+    virtual platform::Dictionary status() = 0;
+    virtual std::string version() = 0;
+    virtual std::map<std::string, std::string> badgeLabels() = 0; // by identifier
+
+    // Chooses the item and waits until its action has ended, however long a person takes.
+    virtual Outcome invoke(const std::string& item, const std::vector<std::string>& uris,
+                           const platform::Dictionary& options) = 0;
+
+    // Observes the directories and calls the handler, on the calling thread, for each change until the
+    // handler answers false. Raises ExtensionError when the extension leaves.
+    virtual void watch(const std::vector<std::string>& directoryURIs,
+                       const std::function<bool(const std::vector<ChangedDirectory>&)>& changed) = 0;
+};
+
+} // namespace hosts::terminal

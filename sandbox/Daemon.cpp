@@ -1,0 +1,262 @@
+#include "sandbox/Daemon.h"
+
+#include "platform/Json.h"
+#include "protocol/names.h"
+
+#include <algorithm>
+#include <fstream>
+#include <utility>
+
+namespace sandbox {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path createdFolder(const fs::path& folder) {
+    fs::create_directories(folder);
+    return fs::canonical(folder);
+}
+
+bool isAtOrBelow(const fs::path& path, const fs::path& base) {
+    return std::mismatch(base.begin(), base.end(), path.begin(), path.end()).first == base.end();
+}
+
+// The spelling in which a local root goes into the table: what observers compare with the paths that a file
+// manager shows. Links in it stay.
+std::string plainLocalPath(std::string_view path) {
+    std::string plain = fs::path(path).lexically_normal().string();
+    while (plain.size() > 1 && plain.ends_with('/'))
+        plain.pop_back();
+    return plain;
+}
+
+} // namespace
+
+Daemon::Daemon(const Settings& settings, platform::DistributedNotificationCenter& distributedCenter,
+               platform::ProcessLog& processLog)
+    : space(settings.spaceFolder), stateFolder(createdFolder(settings.stateFolder)),
+      stateFile(stateFolder / "state.json"), center(distributedCenter), log(processLog),
+      state(loadState(stateFile, log)), status({{"status", "syncStatusStarted"}}),
+      uploader(space, settings.pace, *this, log) {
+    uploader.setPaused(state.paused);
+}
+
+void Daemon::start() {
+    post(TSYNC_NOTE_START, {});
+    {
+        const std::lock_guard guard(stateLock);
+        if (state.pairs.empty()) status = {{"status", "syncStatusCompleted"}};
+    }
+    refresh();
+    syncAgain();
+}
+
+void Daemon::syncAgain() {
+    const std::lock_guard guard(stateLock);
+    for (const auto& [remote, local] : state.pairs)
+        uploader.add({UploadTask::Kind::sync, local, remote});
+}
+
+void Daemon::post(std::string name, platform::Dictionary userInfo) {
+    center.post({std::move(name), std::nullopt, std::move(userInfo)});
+}
+
+void Daemon::refresh() {
+    const std::lock_guard guard(postLock);
+    post(TSYNC_NOTE_SYNC_REFRESH, {{"allPathsInSync", allPathsInSync()}, {"statusInfo", syncStatus()}});
+}
+
+platform::Dictionary Daemon::allPathsInSync() const {
+    const std::lock_guard guard(stateLock);
+    platform::Dictionary table;
+    for (const auto& [remote, local] : state.pairs)
+        table.emplace(remote, local);
+    return table;
+}
+
+platform::Dictionary Daemon::syncStatus() const {
+    const std::lock_guard guard(stateLock);
+    return status;
+}
+
+bool Daemon::refuse(std::string_view what, std::string_view path, std::string_view why) {
+    log.error("Refused to ", what, " ", path, ": ", why);
+    return false;
+}
+
+// Whether copying the folder into the space would copy the space or the state into themselves.
+bool Daemon::holdsOurs(const fs::path& folder) const {
+    const fs::path& root = space.folder();
+    return isAtOrBelow(folder, root) || isAtOrBelow(root, folder) || isAtOrBelow(folder, stateFolder) ||
+           isAtOrBelow(stateFolder, folder);
+}
+
+bool Daemon::startSync(std::string_view localPath, std::string_view remotePath) {
+    constexpr std::string_view what = "start syncing";
+    const std::optional<std::string> remote = Space::plainPath(remotePath);
+    if (!remote || *remote == "/") return refuse(what, localPath, "its folder in the space is no such path");
+    if (!localPath.starts_with('/') || !isText(localPath))
+        return refuse(what, localPath, "not an absolute path in UTF-8");
+    const std::string local = plainLocalPath(localPath);
+    std::error_code error;
+    const fs::path real = fs::canonical(local, error);
+    if (error || !fs::is_directory(real, error)) return refuse(what, local, "no such folder");
+    if (holdsOurs(real))
+        return refuse(what, local, "the sandbox's own folders would be copied into themselves");
+
+    if (!space.makeDirectory(*remote)) return refuse(what, local, "its folder in the space cannot be made");
+
+    std::optional<std::string> former;
+    {
+        const std::lock_guard guard(stateLock);
+        const auto [pair, isNew] = state.pairs.try_emplace(*remote, local);
+        if (!isNew && pair->second != local) former = std::exchange(pair->second, local);
+        if (isNew || former) saveState(state, stateFile, log);
+    }
+    log.info("Syncing ", local, " to ", *remote);
+    if (former) post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", *remote}, {"localPath", *former}});
+    post(TSYNC_NOTE_SYNC_PATH_ADDED, {{"remotePath", *remote}, {"localPath", local}});
+    refresh();
+    uploader.add({UploadTask::Kind::sync, local, *remote});
+    return true;
+}
+
+bool Daemon::stopSync(std::string_view remotePath) {
+    const std::string remote = Space::plainPath(remotePath).value_or("");
+    std::string local;
+    {
+        const std::lock_guard guard(stateLock);
+        const auto pair = state.pairs.find(remote);
+        if (pair == state.pairs.end())
+            return refuse("stop syncing", remotePath, "no pair has this remote root");
+        local = pair->second;
+        state.pairs.erase(pair);
+        saveState(state, stateFile, log);
+    }
+    log.info("No longer syncing ", local, " to ", remote);
+    post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", remote}, {"localPath", local}});
+    refresh();
+    return true;
+}
+
+bool Daemon::excludePath(std::string_view remotePath) {
+    const std::optional<std::string> remote = Space::plainPath(remotePath);
+    if (!remote) return refuse("exclude", remotePath, "no path in the space");
+    {
+        const std::lock_guard guard(stateLock);
+        state.excluded.insert(*remote);
+        saveState(state, stateFile, log);
+    }
+    log.info("Excluded from sync: ", *remote);
+    refresh();
+    return true;
+}
+
+bool Daemon::includePath(std::string_view remotePath) {
+    const std::string remote = Space::plainPath(remotePath).value_or("");
+    {
+        const std::lock_guard guard(stateLock);
+        if (state.excluded.erase(remote) == 0)
+            return refuse("include", remotePath, "it is not excluded itself");
+        saveState(state, stateFile, log);
+    }
+    log.info("Included in sync again: ", remote);
+    refresh();
+    syncAgain();
+    return true;
+}
+
+bool Daemon::copyToSpace(std::string_view localPath, std::string_view remoteFolder) {
+    return bringToSpace(UploadTask::Kind::copy, localPath, remoteFolder);
+}
+
+bool Daemon::moveToSpace(std::string_view localPath, std::string_view remoteFolder) {
+    return bringToSpace(UploadTask::Kind::move, localPath, remoteFolder);
+}
+
+bool Daemon::bringToSpace(UploadTask::Kind kind, std::string_view localPath, std::string_view remoteFolder) {
+    const std::string_view what = kind == UploadTask::Kind::move ? "move" : "copy";
+    const std::optional<std::string> folder = Space::plainPath(remoteFolder);
+    if (!folder) return refuse(what, localPath, "its folder in the space is no such path");
+    if (!localPath.starts_with('/') || !isText(localPath))
+        return refuse(what, localPath, "not an absolute path in UTF-8");
+    const std::string local = plainLocalPath(localPath);
+    std::error_code error;
+    const fs::path real = fs::canonical(local, error);
+    if (error) return refuse(what, local, "nothing is there");
+    if (local == "/" || holdsOurs(real)) return refuse(what, local, "the sandbox's own folders lie in it");
+    if (kind == UploadTask::Kind::move && fs::is_symlink(fs::symlink_status(local, error)))
+        return refuse(what, local, "a link is not moved");
+    // The folder has to stand, so that two items of one name get two paths.
+    if (!space.makeDirectory(*folder)) return refuse(what, local, "its folder in the space cannot be made");
+    std::string remote = space.freePath(remoteChild(*folder, fs::path(local).filename().string()));
+    log.info(kind == UploadTask::Kind::move ? "Moving " : "Copying ", local, " to ", remote);
+    uploader.add({kind, local, std::move(remote)});
+    return true;
+}
+
+bool Daemon::shareByEmail(std::string_view remotePath, bool isDirectory,
+                          const std::vector<std::string>& recipients) {
+    const std::optional<std::string> remote = Space::plainPath(remotePath);
+    if (!remote) return refuse("share", remotePath, "no path in the space");
+    const platform::Dictionary share{
+        {"path", *remote},
+        {"isDir", isDirectory},
+        {"recipients", platform::Array(recipients.begin(), recipients.end())},
+    };
+    std::ofstream outbox(stateFolder / "outbox.jsonl", std::ios::app);
+    outbox << platform::jsonDescription(share) << std::endl;
+    log.info("Would share ", platform::Value(share), "; a sandbox sends no mail");
+    return static_cast<bool>(outbox);
+}
+
+void Daemon::setPaused(bool pause) {
+    {
+        const std::lock_guard guard(stateLock);
+        if (state.paused == pause) return;
+        state.paused = pause;
+        saveState(state, stateFile, log);
+    }
+    log.info(pause ? "Paused" : "Going on after the pause");
+    uploader.setPaused(pause);
+}
+
+std::vector<std::string> Daemon::directoriesNotInSync(std::string_view remotePath) const {
+    const std::optional<std::string> remote = Space::plainPath(remotePath);
+    if (!remote) return {};
+    std::vector<std::string> directories = space.directories(*remote);
+    const std::lock_guard guard(stateLock);
+    std::erase_if(directories, [this](const std::string& directory) { return state.isInSync(directory); });
+    return directories;
+}
+
+std::uint64_t Daemon::countDirectories(std::string_view remotePath) const {
+    const std::optional<std::string> remote = Space::plainPath(remotePath);
+    return remote ? space.countDirectories(*remote) : 0;
+}
+
+bool Daemon::isWanted(const UploadTask& task, std::string_view remotePath) {
+    if (task.kind != UploadTask::Kind::sync) return true;
+    const std::lock_guard guard(stateLock);
+    const auto pair = state.pairs.find(task.remotePath);
+    return pair != state.pairs.end() && pair->second == task.localPath && !state.isExcluded(remotePath);
+}
+
+void Daemon::phaseChanged(std::string_view phase, const std::optional<FileInFlight>& file) {
+    platform::Dictionary changed{{"status", phase}};
+    if (file) {
+        platform::Dictionary paths;
+        paths.emplace(file->localPath, platform::Dictionary{{"size", file->size}});
+        platform::Dictionary uploading{{"paths", std::move(paths)}};
+        changed.emplace("info", platform::Dictionary{{"syncStatusUploading", std::move(uploading)}});
+    }
+    {
+        const std::lock_guard guard(stateLock);
+        if (status == changed) return;
+        status = std::move(changed);
+    }
+    log.debug("Status ", platform::Value(syncStatus()));
+    refresh();
+}
+
+} // namespace sandbox

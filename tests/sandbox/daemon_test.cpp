@@ -1,0 +1,173 @@
+#include "sandbox/Daemon.h"
+#include "tests/sandbox/support.h"
+
+#include <sys/stat.h>
+
+namespace sandbox {
+namespace {
+
+class DaemonTest : public testing::Test {
+  protected:
+    // A throttled daemon needs 25 seconds for the file "big": long enough for a test to step in.
+    Daemon& run(std::uint64_t bytesPerSecond = 0) {
+        daemon.emplace(Daemon::Settings{temporary / "space", temporary / "state", {bytesPerSecond, {}}},
+                       center, log);
+        daemon->start();
+        return *daemon;
+    }
+    static constexpr std::uint64_t slow = 1000;
+    std::string big() const { return temporary.write("docs/big", std::string(25 * slow, 'x')); }
+    fs::path arrived(std::string_view path) const { return temporary / ("space" + std::string(path)); }
+    std::string docs() const { return (temporary / "docs").string(); }
+
+    TemporaryFolder temporary;
+    RecordingCenter center;
+    SilentLog log;
+    std::optional<Daemon> daemon;
+};
+
+TEST_F(DaemonTest, copiesAPairFileByFileTellsOfEachAndKnowsItAfterARestart) {
+    const std::string first = temporary.write("docs/a.txt", "first");
+    temporary.write("docs/sub/b.txt", "second");
+    temporary.write("docs/empty", "");
+    fs::create_directory(temporary / "docs/hollow");
+    fs::create_directory_symlink("/", temporary / "docs/link");
+    ASSERT_EQ(mkfifo((temporary / "docs/pipe").c_str(), 0600), 0);
+    temporary.write("docs/odd\xff", "no message could name it");
+    run();
+    center.until("syncStatusCompleted");
+
+    EXPECT_TRUE(daemon->startSync(docs() + "/./", "/Space//Docs/"));
+    const std::string roots = " {\"localPath\":\"" + docs() + "\",\"remotePath\":\"/Space/Docs\"}";
+    EXPECT_EQ(center.until("syncStatusCompleted"),
+              (std::vector<std::string>{"TSyncQuenzSyncPathAdded" + roots, "syncStatusCompleted"}));
+    EXPECT_EQ(center.until("syncStatusCompleted"),
+              (std::vector<std::string>{"syncStatusScanning", "syncStatusDiff", "syncStatusEnqueueing",
+                                        "syncStatusTransfer a.txt", "syncStatusTransfer empty",
+                                        "syncStatusTransfer b.txt", "syncStatusCompleted"}));
+    EXPECT_EQ(*find(center.last.userInfo, "allPathsInSync"),
+              platform::Value(platform::Dictionary{{"/Space/Docs", docs()}}));
+    EXPECT_EQ(contentOf(arrived("/Space/Docs/a.txt")), "first");
+    EXPECT_EQ(contentOf(arrived("/Space/Docs/sub/b.txt")), "second");
+    EXPECT_TRUE(fs::is_empty(arrived("/Space/Docs/hollow")));
+    EXPECT_EQ(fs::last_write_time(arrived("/Space/Docs/a.txt")), fs::last_write_time(first));
+    EXPECT_EQ(std::distance(fs::directory_iterator(arrived("/Space/Docs")), {}), 4);
+
+    daemon.reset();
+    temporary.write("docs/a.txt", "longer than before");
+    run();
+    EXPECT_EQ(center.until("syncStatusCompleted"),
+              (std::vector<std::string>{"TSyncQuenzStart {}", "syncStatusStarted", "syncStatusScanning",
+                                        "syncStatusDiff", "syncStatusEnqueueing", "syncStatusTransfer a.txt",
+                                        "syncStatusCompleted"}));
+    EXPECT_EQ(contentOf(arrived("/Space/Docs/a.txt")), "longer than before");
+}
+
+TEST_F(DaemonTest, stopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
+    big();
+    run(slow);
+    daemon->startSync(docs(), "/Docs");
+    center.until("syncStatusTransfer big");
+    EXPECT_TRUE(daemon->stopSync("/Docs"));
+    EXPECT_EQ(center.until("syncStatusCompleted").front(),
+              "TSyncQuenzSyncPathRemoved {\"localPath\":\"" + docs() + "\",\"remotePath\":\"/Docs\"}");
+    EXPECT_TRUE(fs::is_empty(arrived("/Docs")));
+    EXPECT_TRUE(fs::is_empty(arrived("/.tsyncquenz-sandbox")));
+    EXPECT_FALSE(daemon->stopSync("/Docs"));
+    EXPECT_TRUE(daemon->allPathsInSync().empty());
+}
+
+TEST_F(DaemonTest, leavesOutWhatIsExcludedUntilItIsIncluded) {
+    big();
+    temporary.write("docs/tmp/t", "t");
+    run(slow);
+    daemon->excludePath("/Docs/tmp");
+    daemon->startSync(docs(), "/Docs");
+    center.until("syncStatusTransfer big");
+    EXPECT_TRUE(daemon->excludePath("/Docs/big"));
+    center.until("syncStatusCompleted");
+    EXPECT_TRUE(fs::is_empty(arrived("/Docs")));
+    EXPECT_TRUE(daemon->includePath("/Docs/tmp"));
+    EXPECT_FALSE(daemon->includePath("/Docs/tmp"));
+    center.until("syncStatusTransfer t");
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(contentOf(arrived("/Docs/tmp/t")), "t");
+    EXPECT_FALSE(fs::exists(arrived("/Docs/big")));
+}
+
+TEST_F(DaemonTest, pausesInTheMiddleOfAFileAndAlsoOverARestart) {
+    big();
+    run(slow);
+    daemon->startSync(docs(), "/Docs");
+    center.until("syncStatusTransfer big");
+    daemon->setPaused(true);
+    EXPECT_EQ(*find(daemon->syncStatus(), "status"), platform::Value("syncStatusTransfer"));
+    daemon.reset();
+    run();
+    center.until("syncStatusStarted");
+    EXPECT_FALSE(fs::exists(arrived("/Docs/big")));
+    daemon->setPaused(false);
+    EXPECT_EQ(center.until("syncStatusTransfer big").front(), "syncStatusScanning");
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(fs::file_size(arrived("/Docs/big")), 25 * slow);
+}
+
+TEST_F(DaemonTest, copiesAndMovesItemsIntoTheSpace) {
+    const std::string file = temporary.write("docs/report.pdf", "report");
+    temporary.write("docs/album/one", "1");
+    const std::string link = (temporary / "docs/album/link").string();
+    fs::create_symlink("one", link);
+    run();
+    center.until("syncStatusCompleted");
+    EXPECT_TRUE(daemon->copyToSpace(file, "/Inbox"));
+    center.until("syncStatusCompleted");
+    EXPECT_TRUE(daemon->moveToSpace(file, "/Inbox"));
+    center.until("syncStatusCompleted");
+    EXPECT_TRUE(daemon->moveToSpace(docs() + "/album", "/"));
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(contentOf(arrived("/Inbox/report.pdf")), "report");
+    EXPECT_EQ(contentOf(arrived("/Inbox/report (2).pdf")), "report");
+    EXPECT_EQ(contentOf(arrived("/album/one")), "1");
+    EXPECT_FALSE(fs::exists(file) || fs::exists(temporary / "docs/album/one"));
+    EXPECT_TRUE(fs::is_symlink(link)) << "what did not arrive stays";
+    EXPECT_FALSE(daemon->moveToSpace(link, "/"));
+
+    EXPECT_TRUE(daemon->shareByEmail("/album", true, {"a@b.c"}));
+    EXPECT_EQ(contentOf(temporary / "state/outbox.jsonl"),
+              "{\"isDir\":true,\"path\":\"/album\",\"recipients\":[\"a@b.c\"]}\n");
+}
+
+TEST_F(DaemonTest, refusesWhatWouldDoHarmAndChangesNothing) {
+    const std::string file = temporary.write("docs/file", "");
+    run();
+    center.until("syncStatusCompleted");
+    const std::string top = (temporary / "").string();
+    const std::vector<std::pair<std::string, std::string>> pairs{
+        {docs(), "/"},
+        {docs(), "relative"},
+        {docs(), "/../up"},
+        {"relative", "/Docs"},
+        {docs() + "/missing", "/Docs"},
+        {file, "/Docs"},
+        {docs() + "\xff", "/"},
+        {top, "/Docs"},
+        {"/", "/Docs"},
+        {top + "space", "/Docs"},
+        {top + "state", "/"},
+    };
+    for (const auto& [local, remote] : pairs)
+        EXPECT_FALSE(daemon->startSync(local, remote)) << local << " " << remote;
+    EXPECT_FALSE(daemon->copyToSpace(top, "/") || daemon->moveToSpace("/", "/") ||
+                 daemon->copyToSpace("", "/"));
+    EXPECT_FALSE(daemon->excludePath("relative") || daemon->shareByEmail("", false, {}));
+    EXPECT_FALSE(fs::exists(temporary / "state/state.json"));
+    EXPECT_TRUE(daemon->allPathsInSync().empty());
+
+    EXPECT_TRUE(daemon->startSync(docs(), "/Docs"));
+    fs::create_directory(temporary / "other");
+    EXPECT_TRUE(daemon->startSync((temporary / "other").string(), "/Docs"));
+    EXPECT_EQ(daemon->allPathsInSync(), (platform::Dictionary{{"/Docs", (temporary / "other").string()}}));
+}
+
+} // namespace
+} // namespace sandbox
