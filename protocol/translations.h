@@ -63,6 +63,7 @@ static const TSyncTranslation tsyncTranslations[] = {
      "« %@ » n’est pas dans un dossier synchronisé et ne peut pas être partagé",
      "“%@” non è in una cartella sincronizzata e non può essere condiviso",
      "«%@» no está en una carpeta sincronizada y no se puede compartir"},
+    {"Link copied", "Link kopiert", "Lien copié", "Link copiato", "Enlace copiado"},
     {"Recipients", "Empfänger", "Destinataires", "Destinatari", "Destinatarios"},
     {"Address book", "Adressbuch", "Carnet d’adresses", "Rubrica", "Libreta de direcciones"},
     {"Name", "Name", "Nom", "Nome", "Nombre"},
