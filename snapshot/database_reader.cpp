@@ -117,6 +117,9 @@ bool readRows(sqlite3* database, DSNode* root, bool& complete) {
 } // namespace
 
 DSNode* loadDatabase(sqlite3* database, bool& complete) {
+    // A generated column could make a small file give values as large as memory.
+    constexpr int largestValue = 16 << 20;
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, largestValue);
     DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
     if (readRows(database, root, complete)) return root;
     DSNodeDestroy(root);

@@ -17,11 +17,12 @@ class LoadedItems {
     explicit LoadedItems(DSNode* root) : _builder(root) {}
 
     DSNode* findOrCreate(std::string_view path, uint8_t type) {
+        if (path.empty()) return nullptr;
         const void* last = memrchr(path.data(), '/', path.size());
         size_t slash =
-            last != nullptr ? static_cast<size_t>(static_cast<const char*>(last) - path.data()) : path.size();
-        if (_parent != nullptr && slash + 1 < path.size() && path.size() < DSNodePathCapacity &&
-            path.substr(0, slash) == _directory &&
+            last != nullptr ? static_cast<size_t>(static_cast<const char*>(last) - path.data()) : 0;
+        if (_parent != nullptr && path[slash] == '/' && slash + 1 < path.size() &&
+            path.size() < DSNodePathCapacity && path.substr(0, slash) == _directory &&
             memchr(path.data() + slash, '\0', path.size() - slash) == nullptr)
             return findOrAppendChild(_parent, path.substr(slash + 1), type);
         DSNode* node = _builder.findOrCreate(path, type);
