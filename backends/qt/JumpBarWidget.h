@@ -30,10 +30,10 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
     QSize minimumSizeHint() const override;
 
   protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
-    void changeEvent(QEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
 
   private:
@@ -52,7 +52,6 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
     void itemChosen(const platform::MenuItemHandle& item) override;
     void menuDismissed() override;
 
-    void reportKeyState();
     void focusLabel(int level); // does nothing when there is none
 
     std::map<int, JumpBarLabelWidget*> labelWidgets; // by level; children of this widget

@@ -80,6 +80,7 @@ TEST(JumpBarWidget, ShrinksDrawsAndDropsLabelsWithTheLayout) {
     widget.bar().setSelectedIndexPath(platform::indexPath({0, 0, 0}));
     widget.bar().setAccessoryMenu(menuWith({"Tools"}));
     widget.show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&widget));
     const auto label = [&](int level) {
         return widget.findChild<QWidget*>(QStringLiteral("jumpBarLabel%1").arg(level));
     };
@@ -90,7 +91,9 @@ TEST(JumpBarWidget, ShrinksDrawsAndDropsLabelsWithTheLayout) {
         EXPECT_EQ(label(2)->x(), endOf(1));
         EXPECT_EQ(label(3)->x(), endOf(2));
         EXPECT_EQ(endOf(-1), width);
-        if (width < 640) EXPECT_LE(endOf(3), label(-1)->x());
+        if (width < 640) {
+            EXPECT_LE(endOf(3), label(-1)->x());
+        }
     }
     EXPECT_EQ(label(1)->toolTip(), "A folder with a long name") << "a shrunk label is not shown whole";
     // The icon of the folder is drawn at both scales, at its place: 5 points from the left, in the middle.
