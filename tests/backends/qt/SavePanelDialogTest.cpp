@@ -101,10 +101,12 @@ TEST_F(DestinationWindow, IsUsedWithTheKeyboardAlone) {
     dialog.panel().setForSync("/nowhere/New");
     const int response = run([&] {
         EXPECT_FALSE(ok->isEnabled()) << "the root cannot be synced to";
+        EXPECT_EQ(dialog.focusWidget(), label(1));
+        key(Qt::Key_Return);
+        EXPECT_TRUE(dialog.isVisible());
         space.answerAll();
         EXPECT_TRUE(ok->isEnabled());
         EXPECT_EQ(chosen(), "/nowhere");
-        label(1)->setFocus();
         key(Qt::Key_Tab);
         EXPECT_EQ(dialog.focusWidget(), label(2));
         key(Qt::Key_Space);
