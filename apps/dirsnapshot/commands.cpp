@@ -1,0 +1,206 @@
+#include "apps/dirsnapshot/commands.h"
+
+#include "apps/dirsnapshot/output.h"
+#include "snapshot/DSCompare.h"
+#include "snapshot/DSDigest.h"
+#include "snapshot/scan_utils.h"
+#include "snapshot/stored_items.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace dirsnapshot_tool {
+
+namespace {
+
+ExitCode codeOf(bool complete) { return complete ? kSame : kTrouble; }
+
+// Calls visit(path, node) for everything below a node in the order in which it is stored, or only for its
+// children.
+template <typename Visit>
+void visitBelow(DSNode* node, bool recursive, Visit visit) {
+    struct Visitor {
+        Visit& visit;
+        void enter() {}
+        void item(std::string_view path, const DSNode& item) { visit(path, item); }
+    } visitor{visit};
+    char* path = DSNodeCreateStringWithFullPath(node);
+    if (path == nullptr) return;
+    std::string prefix = strcmp(path, "/") == 0 ? "" : path;
+    free(path);
+    if (recursive) {
+        snapshot::StoredItems<Visitor>(visitor).visitBelow(prefix, node);
+        return;
+    }
+    for (uint64_t i = 0; i < node->children->count; i++) {
+        const auto* child = static_cast<const DSNode*>(node->children->items[i]->value);
+        visit(prefix + "/" + child->name, *child);
+    }
+}
+
+std::string pathOf(const DSNode* node) {
+    char* path = DSNodeCreateStringWithFullPath(node);
+    std::string text = path != nullptr ? path : "";
+    free(path);
+    return text;
+}
+
+// One of the arrays of a comparison.
+struct Paths {
+    char** paths = nullptr;
+    uint64_t count = 0;
+
+    Paths() = default;
+    Paths(const Paths&) = delete;
+    Paths& operator=(const Paths&) = delete;
+    ~Paths() {
+        for (uint64_t i = 0; i < count; i++)
+            free(paths[i]);
+        free(paths);
+    }
+    platform::Value value() const {
+        platform::Array array;
+        for (uint64_t i = 0; i < count; i++)
+            array.emplace_back(jsonString(paths[i]));
+        return array;
+    }
+    void print(char letter) const {
+        for (uint64_t i = 0; i < count; i++)
+            printf("%c %s\n", letter, paths[i]);
+    }
+};
+
+} // namespace
+
+ExitCode scan(const std::string& directory, const Source& target, bool recursive) {
+    LoadedTree tree = scanDirectory(directory, recursive);
+    if (tree.root == nullptr) return kTrouble;
+    bool saved = saveSnapshot(tree.root.get(), target.path, target.type);
+    return codeOf(saved && tree.complete);
+}
+
+ExitCode list(const Source& source, const std::string& path, bool recursive, bool json) {
+    LoadedTree tree = scanOrLoad(source.path, source.type);
+    if (tree.root == nullptr) return kTrouble;
+    DSNode* node = findItem(tree, path);
+    if (node == nullptr) return kTrouble;
+    auto each = [&](auto visit) {
+        if (node->type != DSNodeTypeDirectory)
+            visit(pathOf(node), *node);
+        else
+            visitBelow(node, recursive, visit);
+    };
+    if (json) {
+        JsonArray array;
+        each([&](std::string_view itemPath, const DSNode& item) { array.add(itemValue(itemPath, item)); });
+        array.finish();
+    } else {
+        each([](std::string_view itemPath, const DSNode& item) { printItem(itemPath, item); });
+    }
+    return codeOf(tree.complete);
+}
+
+ExitCode diff(const Source& older, const Source& newer, bool json) {
+    LoadedTree previous = scanOrLoad(older.path, older.type);
+    LoadedTree current = scanOrLoad(newer.path, newer.type);
+    if (previous.root == nullptr || current.root == nullptr) return kTrouble;
+    Paths added;
+    Paths deleted;
+    Paths modified;
+    Paths unchanged;
+    DSNodeCompareSnapshotsWithSHA1(current.root.get(), previous.root.get(), &added.paths, &added.count,
+                                   &deleted.paths, &deleted.count, &modified.paths, &modified.count,
+                                   &unchanged.paths, &unchanged.count, 0);
+    if (json) {
+        printJson(platform::Dictionary{{"added", added.value()},
+                                       {"modified", modified.value()},
+                                       {"deleted", deleted.value()},
+                                       {"unchanged", unchanged.value()}});
+    } else {
+        added.print('A');
+        modified.print('M');
+        deleted.print('D');
+    }
+    if (!previous.complete || !current.complete) return kTrouble;
+    return added.count + modified.count + deleted.count > 0 ? kDifferent : kSame;
+}
+
+ExitCode hash(const Source& source, const std::string& path, bool recursive, bool json) {
+    LoadedTree tree = scanOrLoad(source.path, source.type);
+    if (tree.root == nullptr) return kTrouble;
+    DSNode* node = findItem(tree, path);
+    if (node == nullptr) return kTrouble;
+    DSNodeComputeHashes(node);
+    auto each = [&](auto visit) {
+        visit(pathOf(node), *node);
+        if (recursive) visitBelow(node, true, visit);
+    };
+    if (json) {
+        JsonArray array;
+        each([&](std::string_view itemPath, const DSNode& item) {
+            array.add(platform::Dictionary{{"path", jsonString(itemPath)}, {"sha1", hexDigest(item.hash)}});
+        });
+        array.finish();
+    } else {
+        each([](std::string_view itemPath, const DSNode& item) {
+            printDigest(hexDigest(item.hash), itemPath);
+        });
+    }
+    return codeOf(tree.complete);
+}
+
+ExitCode convert(const Source& from, const Source& to) {
+    LoadedTree tree = loadSnapshot(from.path, from.type);
+    if (tree.root == nullptr) return kTrouble;
+    if (!tree.complete) {
+        complain(to.path, "not written, since a part would be missing");
+        return kTrouble;
+    }
+    return codeOf(saveSnapshot(tree.root.get(), to.path, to.type));
+}
+
+ExitCode excluded(const std::string& name, const std::string& parent, const std::string& grandparent,
+                  bool json) {
+    bool isExcluded = checkForExclusion(name.c_str(), parent.c_str(), grandparent.c_str()) != 0;
+    if (json)
+        printJson(platform::Dictionary{{"excluded", isExcluded}});
+    else
+        puts(isExcluded ? "excluded" : "not excluded");
+    return isExcluded ? kSame : kDifferent;
+}
+
+ExitCode match(const std::string& pattern, const std::string& path, bool json) {
+    snapshot::CompiledPattern compiled(pattern.c_str());
+    if (!compiled.isValid()) {
+        complain(pattern, "no valid pattern");
+        return kTrouble;
+    }
+    bool matches = compiled.matches(path.c_str());
+    if (json)
+        printJson(platform::Dictionary{{"match", matches}});
+    else
+        puts(matches ? "match" : "no match");
+    return matches ? kSame : kDifferent;
+}
+
+ExitCode sha1(const std::vector<std::string>& files, bool json) {
+    bool complete = true;
+    platform::Array array;
+    for (const std::string& file : files) {
+        char digest[2 * DSNodeHashLength + 1];
+        errno = 0;
+        if (SHA1ForFileAtPath(file == "-" ? "/dev/stdin" : file.c_str(), digest) != 0) {
+            complain(file, errno != 0 ? strerror(errno) : "cannot be read");
+            complete = false;
+        } else if (json) {
+            array.emplace_back(platform::Dictionary{{"path", jsonString(file)}, {"sha1", digest}});
+        } else {
+            printDigest(digest, file);
+        }
+    }
+    if (json) printJson(array);
+    return codeOf(complete);
+}
+
+} // namespace dirsnapshot_tool

@@ -1,0 +1,34 @@
+// What each subcommand does once its arguments are known. Results go to standard output, trouble to standard
+// error; each returns the program's exit code.
+#pragma once
+
+#include "apps/dirsnapshot/trees.h"
+
+#include <string>
+#include <vector>
+
+namespace dirsnapshot_tool {
+
+// As diff has them.
+enum ExitCode {
+    kSame = 0,      // or: done, excluded, matches
+    kDifferent = 1, // or: not excluded, no match
+    kTrouble = 2    // said on standard error; what was printed may be incomplete
+};
+
+struct Source {
+    std::string path;
+    StoreType type;
+};
+
+ExitCode scan(const std::string& directory, const Source& target, bool recursive);
+ExitCode list(const Source& source, const std::string& path, bool recursive, bool json);
+ExitCode diff(const Source& older, const Source& newer, bool json);
+ExitCode hash(const Source& source, const std::string& path, bool recursive, bool json);
+ExitCode convert(const Source& from, const Source& to);
+ExitCode excluded(const std::string& name, const std::string& parent, const std::string& grandparent,
+                  bool json);
+ExitCode match(const std::string& pattern, const std::string& path, bool json);
+ExitCode sha1(const std::vector<std::string>& files, bool json);
+
+} // namespace dirsnapshot_tool

@@ -1,0 +1,174 @@
+// dirsnapshot: the snapshot engine on the command line. Arguments and wiring; commands.h does the work.
+
+#include "apps/dirsnapshot/commands.h"
+#include "apps/dirsnapshot/output.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+
+using namespace dirsnapshot_tool;
+
+namespace {
+
+constexpr const char* kAbout = "Directory snapshots: take, list, compare, hash and convert them.";
+
+constexpr const char* kNotes =
+    "\nExit code: 0 done, the same, excluded, matches; 1 different, not excluded, no match; 2 trouble, "
+    "which\n"
+    "standard error explains. Paths are printed byte for byte. In JSON a byte of a path that is not UTF-8 "
+    "is\n"
+    "\\u0000 and its two hexadecimal digits (\"\\u0000ff\" is the byte FF), which can be undone, since no "
+    "path\n"
+    "holds a NUL. Times are seconds since 1970-01-01 UTC; types are 1 directory, 2 file, 3 symbolic link,\n"
+    "255 other.\n";
+
+constexpr const char* kReadType = "flat: the file; sync, backup: the file or else the database FILE.db "
+                                  "(the default)";
+constexpr const char* kWriteType = "flat: the file; sync, backup: the database FILE.db, in which items of "
+                                   "earlier saves stay";
+
+// The arguments of all subcommands; each uses its own.
+struct Arguments {
+    std::string first, second, third;
+    std::string path = "/";
+    StoreType from, to;
+    std::vector<std::string> files;
+    bool recursive = false;
+    bool noRecursive = false;
+    bool json = false;
+};
+
+class CommandLine {
+  public:
+    CommandLine() : _app(kAbout, "dirsnapshot") {
+        _app.require_subcommand(1);
+        _app.footer(kNotes); // subcommands show it too
+        addScan();
+        addList();
+        addDiff();
+        addHash();
+        addConvert();
+        addExcluded();
+        addMatch();
+        addSha1();
+    }
+
+    ExitCode run(int count, char** words) {
+        try {
+            _app.parse(count, words);
+        } catch (const CLI::ParseError& error) {
+            return _app.exit(error) == 0 ? kSame : kTrouble;
+        }
+        ExitCode code = _command();
+        return flushOutput() ? code : kTrouble;
+    }
+
+  private:
+    CLI::App* add(const char* name, const char* about, std::function<ExitCode()> command) {
+        CLI::App* subcommand = _app.add_subcommand(name, about);
+        subcommand->callback([this, command = std::move(command)] { _command = command; });
+        return subcommand;
+    }
+    static void addType(CLI::App* subcommand, const char* option, StoreType& type, const char* about) {
+        subcommand->add_option(option, type, about)->check(CLI::IsMember({"flat", "sync", "backup"}));
+    }
+    void addJson(CLI::App* subcommand, const char* about) { subcommand->add_flag("--json", _is.json, about); }
+
+    void addScan() {
+        CLI::App* scanning = add("scan", "Take a snapshot of a directory and save it.", [this] {
+            return scan(_is.first, {_is.second, _is.to.empty() ? "flat" : _is.to}, !_is.noRecursive);
+        });
+        scanning->add_option("DIR", _is.first, "The directory")->required();
+        scanning->add_option("-o", _is.second, "Where to save the snapshot")->type_name("FILE")->required();
+        addType(scanning, "--type", _is.to, kWriteType);
+        scanning->add_flag("--no-recursive", _is.noRecursive, "Only the directory's own entries");
+    }
+    void addList() {
+        CLI::App* listing = add("ls", "List what a snapshot holds below a directory.", [this] {
+            return list({_is.first, _is.from}, _is.path, _is.recursive, _is.json);
+        });
+        listing->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
+        listing->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
+            ->capture_default_str();
+        addType(listing, "--type", _is.from, kReadType);
+        listing->add_flag("--recursive", _is.recursive, "Everything below it");
+        addJson(listing, "Print [{\"path\",\"type\",\"size\",\"modified\",\"started\"}]");
+    }
+    void addDiff() {
+        CLI::App* comparing =
+            add("diff",
+                "Compare two snapshots: A added, M modified, D deleted. Exit code 1 when there "
+                "is any of these.",
+                [this] {
+                    return diff({_is.first, _is.from}, {_is.second, _is.from}, _is.json);
+                });
+        comparing->add_option("OLD", _is.first, "The older snapshot, or a directory, which is scanned")
+            ->required();
+        comparing->add_option("NEW", _is.second, "The newer one")->required();
+        addType(comparing, "--type", _is.from, kReadType);
+        addJson(comparing, "Print {\"added\":[],\"modified\":[],\"deleted\":[],\"unchanged\":[]}");
+    }
+    void addHash() {
+        CLI::App* hashing =
+            add("hash", "Digest of an item's metadata, and with it of everything below.", [this] {
+                return hash({_is.first, _is.from}, _is.path, _is.recursive, _is.json);
+            });
+        hashing->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
+        hashing->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
+            ->capture_default_str();
+        addType(hashing, "--type", _is.from, kReadType);
+        hashing->add_flag("--recursive", _is.recursive, "Also everything below it, sorted by name");
+        addJson(hashing, "Print [{\"path\",\"sha1\"}]");
+    }
+    void addConvert() {
+        CLI::App* converting = add("convert", "Store a snapshot in another way.", [this] {
+            return convert({_is.first, _is.from}, {_is.second, _is.to});
+        });
+        converting->add_option("FROM", _is.first, "The snapshot")->required();
+        converting->add_option("TO", _is.second, "Where to save it")->required();
+        addType(converting, "--from", _is.from, kReadType);
+        addType(converting, "--to", _is.to, kWriteType);
+        converting->get_option("--from")->required();
+        converting->get_option("--to")->required();
+    }
+    void addExcluded() {
+        CLI::App* excluding =
+            add("excluded", "Whether changes of an item are never reported: exit code 0 when so, else 1.",
+                [this] { return excluded(_is.first, _is.second, _is.third, _is.json); });
+        excluding->add_option("NAME", _is.first, "The item's name")->required();
+        excluding->add_option("PARENT", _is.second, "The name of its directory, or ''")->required();
+        excluding->add_option("GRANDPARENT", _is.third, "The name of the directory above, or ''")->required();
+        addJson(excluding, "Print {\"excluded\"}");
+    }
+    void addMatch() {
+        CLI::App* matching = add(
+            "match",
+            "Whether a path matches a pattern, in which * is any run of bytes: exit code 0 when so, else 1.",
+            [this] { return match(_is.first, _is.second, _is.json); });
+        matching->add_option("PATTERN", _is.first)->required();
+        matching->add_option("PATH", _is.second)->required();
+        addJson(matching, "Print {\"match\"}");
+    }
+    void addSha1() {
+        CLI::App* digesting = add("sha1", "SHA-1 of files, as sha1sum prints it.",
+                                  [this] { return sha1(_is.files, _is.json); });
+        digesting->add_option("FILE", _is.files, "A file; - is standard input")->required();
+        addJson(digesting, "Print [{\"path\",\"sha1\"}]");
+    }
+
+    CLI::App _app;
+    Arguments _is;
+    std::function<ExitCode()> _command;
+};
+
+} // namespace
+
+int main(int count, char** words) {
+    try {
+        return CommandLine().run(count, words);
+    } catch (const std::exception& error) {
+        complain("failed", error.what());
+        return kTrouble;
+    }
+}

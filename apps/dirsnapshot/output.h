@@ -1,0 +1,45 @@
+// What the tool prints on standard output.
+#pragma once
+
+#include "platform/Value.h"
+#include "snapshot/DSNode.h"
+
+#include <string>
+#include <string_view>
+
+namespace dirsnapshot_tool {
+
+// Bytes as a JSON string can hold them: what is UTF-8 stays; each byte that is not becomes U+0000 and its two
+// lowercase hexadecimal digits. No path holds a NUL, so this can be undone.
+std::string jsonString(std::string_view bytes);
+
+// A JSON array that is printed item by item, so that a million items need no memory.
+class JsonArray {
+  public:
+    JsonArray();
+    void add(const platform::Value& item);
+    void finish();
+
+  private:
+    bool _first = true;
+};
+
+void printJson(const platform::Value& value);
+
+// {"path","type","size","modified","started"}
+platform::Value itemValue(std::string_view path, const DSNode& node);
+
+// One line for people: kind, size, local modification time, path.
+void printItem(std::string_view path, const DSNode& node);
+
+// The 20 bytes of a digest as 40 hexadecimal digits.
+std::string hexDigest(const uint8_t* digest);
+
+// A line as sha1sum prints it: a name with a backslash or a line break is escaped, behind a leading
+// backslash.
+void printDigest(std::string_view digest, std::string_view name);
+
+// Whether everything printed reached standard output; otherwise after a message.
+bool flushOutput();
+
+} // namespace dirsnapshot_tool

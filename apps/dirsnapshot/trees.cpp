@@ -1,0 +1,129 @@
+#include "apps/dirsnapshot/trees.h"
+
+#include "snapshot/DSSnapshot.h"
+#include "snapshot/database.h"
+#include "snapshot/flat_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <unistd.h>
+#include <vector>
+
+namespace dirsnapshot_tool {
+
+namespace {
+
+// Counts entries for whoever watches the terminal.
+struct Progress {
+    DSScanProgressContext context{}; // first: the scan knows only this
+    unsigned long long entries = 0;
+
+    static int32_t entered(void* context) {
+        auto* progress = static_cast<Progress*>(context);
+        if (++progress->entries % 1000 == 0) fprintf(stderr, "\r%llu entries", progress->entries);
+        return 0;
+    }
+    void clear() const {
+        if (entries >= 1000) fputs("\r\033[K", stderr);
+    }
+};
+
+// The scan records a directory that it cannot read as an empty one; this says so for each.
+bool allReadable(const std::string& path, const DSNode* root, bool recursive) {
+    bool readable = true;
+    std::vector<const DSNode*> left{root};
+    while (!left.empty()) {
+        const DSNode* node = left.back();
+        left.pop_back();
+        for (uint64_t i = 0; recursive && i < node->children->count; i++)
+            left.push_back(static_cast<const DSNode*>(node->children->items[i]->value));
+        if (node->type != DSNodeTypeDirectory || node->children->count > 0) continue;
+        char* full = DSNodeCreateStringWithFullPathAndBasePath(node, path.c_str());
+        if (full != nullptr && access(full, R_OK | X_OK) != 0 && errno != ENOENT) {
+            complain(full, strerror(errno));
+            readable = false;
+        }
+        free(full);
+    }
+    return readable;
+}
+
+} // namespace
+
+void complain(std::string_view subject, std::string_view what) {
+    fprintf(stderr, "dirsnapshot: %.*s: %.*s\n", static_cast<int>(subject.size()), subject.data(),
+            static_cast<int>(what.size()), what.data());
+}
+
+LoadedTree scanDirectory(const std::string& path, bool recursive) {
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    if (!error && !std::filesystem::is_directory(absolute, error) && !error)
+        error = std::make_error_code(std::errc::not_a_directory);
+    if (error) {
+        complain(path, error.message());
+        return {};
+    }
+    Progress progress;
+    DSSnapshotOptions options{};
+    options.recursive = recursive ? 1 : 0;
+    if (isatty(STDERR_FILENO) != 0) {
+        options.callback = Progress::entered;
+        options.callbackContext = &progress;
+    }
+    LoadedTree tree;
+    tree.root.reset(DSNodeCreateDirectorySnapshotWithOptions(absolute.c_str(), &options));
+    progress.clear();
+    tree.complete = allReadable(absolute, tree.root.get(), recursive);
+    return tree;
+}
+
+LoadedTree loadSnapshot(const std::string& path, const StoreType& type) {
+    LoadedTree tree;
+    bool inDatabase = snapshot::isInDatabase(path.c_str(), type.empty() ? "sync" : type.c_str());
+    errno = 0;
+    tree.root.reset(inDatabase ? snapshot::loadDatabase(path.c_str(), tree.complete)
+                               : snapshot::loadFlatFile(path.c_str(), false, tree.complete));
+    if (tree.root == nullptr)
+        complain(path, access((inDatabase ? path + ".db" : path).c_str(), R_OK) != 0
+                           ? strerror(errno)
+                           : "no snapshot can be read from it");
+    else if (!tree.complete)
+        complain(path, "only a part could be read");
+    return tree;
+}
+
+LoadedTree scanOrLoad(const std::string& path, const StoreType& type) {
+    std::error_code error;
+    bool isDirectory = std::filesystem::is_directory(path, error);
+    return isDirectory ? scanDirectory(path, true) : loadSnapshot(path, type);
+}
+
+bool saveSnapshot(const DSNode* root, const std::string& path, const StoreType& type) {
+    if (type == "flat") {
+        errno = 0;
+        snapshot::SaveResult result = snapshot::saveFlatFile(root, path.c_str());
+        if (result == snapshot::SaveResult::saved) return true;
+        std::string what =
+            result == snapshot::SaveResult::notCreated ? "cannot be created" : "cannot be written";
+        complain(path, errno != 0 ? what + ": " + strerror(errno) : what);
+        return false;
+    }
+    std::error_code error;
+    if (std::filesystem::exists(path, error))
+        complain(path, "this file will be read in place of the database");
+    if (snapshot::saveDatabase(root, path.c_str())) return true;
+    complain(path + ".db", "not all could be written");
+    return false;
+}
+
+DSNode* findItem(const LoadedTree& tree, const std::string& path) {
+    std::string absolute = path.starts_with('/') ? path : "/" + path;
+    DSNode* node = DSNodeFindWithFullPath(absolute.c_str(), tree.root.get());
+    if (node == nullptr) complain(path, "no such item in the snapshot");
+    return node;
+}
+
+} // namespace dirsnapshot_tool

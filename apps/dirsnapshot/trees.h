@@ -1,0 +1,43 @@
+// Getting trees and storing them, with every failure said on standard error: also those that the engine's
+// functions leave to their callers, such as a folder that cannot be read or a database that was not written.
+#pragma once
+
+#include "snapshot/DSNode.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace dirsnapshot_tool {
+
+// Where a snapshot is stored: "flat" is the file itself, "sync" and "backup" the database beside it. To read,
+// the empty type takes the file, or, when there is none, the database.
+using StoreType = std::string;
+
+struct DestroyTree {
+    void operator()(DSNode* node) const { DSNodeDestroy(node); }
+};
+
+struct LoadedTree {
+    std::unique_ptr<DSNode, DestroyTree> root; // none when nothing could be read
+    bool complete = false;                     // whether all of the source is in the tree
+};
+
+// A snapshot of a directory, with progress on standard error while that is a terminal.
+LoadedTree scanDirectory(const std::string& path, bool recursive);
+
+LoadedTree loadSnapshot(const std::string& path, const StoreType& type);
+
+// A directory is scanned, anything else is loaded.
+LoadedTree scanOrLoad(const std::string& path, const StoreType& type);
+
+// Whether the whole tree is stored now.
+bool saveSnapshot(const DSNode* root, const std::string& path, const StoreType& type);
+
+// The node at a path in the tree, with or without its leading "/"; NULL after a message.
+DSNode* findItem(const LoadedTree& tree, const std::string& path);
+
+// One line on standard error, "dirsnapshot: SUBJECT: WHAT".
+void complain(std::string_view subject, std::string_view what);
+
+} // namespace dirsnapshot_tool

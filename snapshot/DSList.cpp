@@ -1,0 +1,292 @@
+#include "snapshot/DSList.h"
+
+#include "snapshot/list_private.h"
+#include "snapshot/name_index.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace snapshot {
+
+namespace {
+
+constexpr uint64_t kFirstCapacity = 4;
+
+void dropIndex(DSList* list) {
+    ListStore* store = storeOf(list);
+    if (store == nullptr) return;
+    delete store->index;
+    store->index = nullptr;
+}
+
+void resize(DSList* list, uint64_t capacity) {
+    ListStore* store = storeOf(list);
+    bool isNew = store == nullptr;
+    store = static_cast<ListStore*>(reallocate(store, sizeof(ListStore) + capacity * sizeof(DSListNode*)));
+    if (isNew) store->index = nullptr;
+    store->capacity = capacity;
+    list->items = reinterpret_cast<DSListNode**>(store + 1) + list->_gap;
+}
+
+// Room for one more value at the end.
+void makeRoom(DSList* list) {
+    ListStore* store = storeOf(list);
+    if (store == nullptr) {
+        resize(list, kFirstCapacity);
+    } else if (list->_gap + list->count == store->capacity) {
+        if (list->_gap > list->count) { // moving up is amortised by the removals that made the gap
+            DSListNode** slots = list->items - list->_gap;
+            memmove(slots, list->items, list->count * sizeof(DSListNode*));
+            list->items = slots;
+            list->_gap = 0;
+        } else {
+            resize(list, store->capacity + store->capacity / 2);
+        }
+    }
+}
+
+DSListNode* makeLink(DSList* list, void* value) {
+    DSListNode* link = nullptr;
+    if ((list->_flags & kListOfChildren) != 0) {
+        link = linkInside(value);
+        if (link->value != nullptr) {
+            link = nullptr;
+            list->_flags |= kListHasOwnLinks;
+        }
+    }
+    if (link == nullptr) link = static_cast<DSListNode*>(allocate(sizeof(DSListNode)));
+    *link = {value, nullptr};
+    return link;
+}
+
+void releaseLink(const DSList* list, DSListNode* link) {
+    if ((list->_flags & kListOfChildren) != 0 && link == linkInside(link->value))
+        link->value = nullptr;
+    else
+        free(link);
+}
+
+// Position of the first link with this value, or the count. The array is searched from both ends at once,
+// where the value can be in the list only once, so that a large directory is emptied from either end cheaply.
+uint64_t positionOf(const DSList* list, const void* value) {
+    uint64_t count = list->count;
+    bool areNodes = (list->_flags & kListOfChildren) != 0;
+    if (areNodes && value == nullptr) return count;
+    if (areNodes && (list->_flags & kListHasOwnLinks) == 0) {
+        const DSListNode* link = linkInside(value);
+        for (uint64_t low = 0, high = count; low < high; low++) {
+            if (list->items[low] == link) return low;
+            if (list->items[--high] == link) return high;
+        }
+        return count;
+    }
+    for (uint64_t i = 0; i < count; i++)
+        if (list->items[i]->value == value) return i;
+    return count;
+}
+
+// Closes the hole at a position by moving the shorter side.
+void closeHole(DSList* list, uint64_t position) {
+    uint64_t after = list->count - position - 1;
+    if (position < after && list->_gap < UINT32_MAX) {
+        memmove(list->items + 1, list->items, position * sizeof(DSListNode*));
+        list->items++;
+        list->_gap++;
+    } else {
+        memmove(list->items + position, list->items + position + 1, after * sizeof(DSListNode*));
+    }
+    list->count--;
+}
+
+// Orders two links for the sort: identical ones are equal, a missing one comes last.
+int _internal_compar(const void* first, const void* second, void* comparator) {
+    const DSListNode* a = *static_cast<DSListNode* const*>(first);
+    const DSListNode* b = *static_cast<DSListNode* const*>(second);
+    if (a == b) return 0;
+    if (a == nullptr) return 1;
+    if (b == nullptr) return -1;
+    return (*static_cast<DSListComparator*>(comparator))(a->value, b->value);
+}
+
+void relink(DSList* list) {
+    for (uint64_t i = 0; i + 1 < list->count; i++)
+        list->items[i]->next = list->items[i + 1];
+    list->head = list->items[0];
+    list->tail = list->items[list->count - 1];
+    list->tail->next = nullptr;
+}
+
+} // namespace
+
+void* allocate(size_t size) { return reallocate(nullptr, size); }
+
+void* reallocate(void* memory, size_t size) {
+    void* result = realloc(memory, size);
+    if (result == nullptr) {
+        fputs("Out of memory.\n", stderr);
+        abort();
+    }
+    return result;
+}
+
+char* duplicate(std::string_view text) {
+    char* copy = static_cast<char*>(allocate(text.size() + 1));
+    memcpy(copy, text.data(), text.size());
+    copy[text.size()] = '\0';
+    return copy;
+}
+
+void initialiseChildren(DSList* list) {
+    *list = {};
+    list->_flags = kListOfChildren;
+}
+
+void releaseLinks(DSList* list) {
+    if (list->items == nullptr) return;
+    for (uint64_t i = 0; i < list->count; i++)
+        releaseLink(list, list->items[i]);
+    dropIndex(list);
+    free(storeOf(list));
+    list->items = nullptr;
+    list->head = list->tail = nullptr;
+    list->count = 0;
+    list->_gap = 0;
+    list->_flags &= kListOfChildren;
+}
+
+void reserve(DSList* list, uint64_t capacity) {
+    const ListStore* store = storeOf(list);
+    if (capacity > 0 && (store == nullptr || store->capacity < list->_gap + capacity))
+        resize(list, list->_gap + capacity);
+}
+
+uint32_t orderOfNames(std::string_view first, std::string_view second) {
+    size_t common = std::min(first.size(), second.size());
+    for (size_t i = 0; i < common; i++) {
+        if (first[i] == second[i]) continue;
+        auto a = static_cast<unsigned char>(first[i]);
+        auto b = static_cast<unsigned char>(second[i]);
+        return (a < b ? kListAscending : 0U) |
+               (static_cast<signed char>(a) < static_cast<signed char>(b) ? kListAscendingSigned : 0U);
+    }
+    return first.size() < second.size() ? kListAscending | kListAscendingSigned : 0U;
+}
+
+} // namespace snapshot
+
+using namespace snapshot;
+
+DSList* DSListCreate() noexcept {
+    auto* list = static_cast<DSList*>(allocate(sizeof(DSList)));
+    *list = {};
+    return list;
+}
+
+void DSListDestroy(DSList* list) noexcept {
+    if (list == nullptr) return;
+    // The list is emptied first: a callback may look at it, such as a node that leaves its parent.
+    DSListNode* link = list->head;
+    DSList emptied = *list;
+    dropIndex(list);
+    free(storeOf(list));
+    list->items = nullptr;
+    list->head = list->tail = nullptr;
+    list->count = 0;
+    list->_gap = 0;
+    while (link != nullptr) {
+        DSListNode* next = link->next;
+        void* value = link->value;
+        releaseLink(&emptied, link);
+        if (emptied.freeCallback != nullptr && value != nullptr) emptied.freeCallback(value);
+        link = next;
+    }
+    if ((emptied._flags & kListOfChildren) == 0)
+        free(list);
+    else
+        list->_flags = kListOfChildren;
+}
+
+void DSListSetFreeCallback(DSList* list, DSListFreeCallback callback) noexcept {
+    list->freeCallback = callback;
+}
+
+void DSListAppendValue(DSList* list, void* value) noexcept {
+    bool areNodes = (list->_flags & kListOfChildren) != 0;
+    if (areNodes && value == nullptr) return; // a directory has no absent children
+    makeRoom(list);
+    DSListNode* link = makeLink(list, value);
+    if (areNodes) {
+        auto* node = static_cast<DSNode*>(value);
+        uint32_t order = kListAscending | kListAscendingSigned;
+        if (list->count == 0)
+            list->_flags |= order;
+        else if ((list->_flags & order) != 0)
+            list->_flags &= ~order | orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node));
+        if (NameIndex* index = storeOf(list)->index) index->append(node);
+    }
+    list->items[list->count++] = link;
+    if (list->tail != nullptr)
+        list->tail->next = link;
+    else
+        list->head = link;
+    list->tail = link;
+}
+
+void DSListRemoveValue(DSList* list, const void* value) noexcept {
+    uint64_t position = positionOf(list, value);
+    if (position == list->count) return;
+    DSListNode* link = list->items[position];
+    if ((list->_flags & kListOfChildren) != 0) {
+        NameIndex* index = storeOf(list)->index;
+        if (index != nullptr && !index->remove(nodeOf(link))) dropIndex(list);
+    }
+    if (position == 0)
+        list->head = link->next;
+    else
+        list->items[position - 1]->next = link->next;
+    if (list->tail == link) list->tail = position == 0 ? nullptr : list->items[position - 1];
+    closeHole(list, position);
+    releaseLink(list, link);
+}
+
+uint64_t DSListGetCount(const DSList* list) noexcept { return list->count; }
+
+DSListIterator* DSListIteratorCreate(DSList* list) noexcept {
+    auto* iterator = static_cast<DSListIterator*>(allocate(sizeof(DSListIterator)));
+    *iterator = {0, list};
+    return iterator;
+}
+
+int DSListIteratorHasNext(const DSListIterator* iterator) noexcept {
+    return iterator->index < iterator->list->count ? 1 : 0;
+}
+
+void* DSListIteratorNext(DSListIterator* iterator) noexcept {
+    if (DSListIteratorHasNext(iterator) == 0) return nullptr;
+    return iterator->list->items[iterator->index++]->value;
+}
+
+void DSListIteratorDestroy(DSListIterator* iterator) noexcept { free(iterator); }
+
+void DSListSort(DSList* list, DSListComparator comparator) noexcept {
+    if (list->count == 0) return;
+    qsort_r(list->items, list->count, sizeof(DSListNode*), _internal_compar, static_cast<void*>(&comparator));
+    relink(list);
+    if ((list->_flags & kListOfChildren) == 0) return;
+    const NameIndex* index = storeOf(list)->index;
+    if (index != nullptr && index->hasRepeatedNames()) dropIndex(list);
+    if (list->count > 1) list->_flags &= ~(kListAscending | kListAscendingSigned);
+}
+
+DSList* DSListCopy(const DSList* list) noexcept {
+    if (list == nullptr) return nullptr;
+    DSList* copy = DSListCreate();
+    copy->copyCallback = list->copyCallback;
+    reserve(copy, list->count);
+    for (const DSListNode* link = list->head; link != nullptr; link = link->next)
+        DSListAppendValue(copy,
+                          list->copyCallback != nullptr ? list->copyCallback(link->value) : link->value);
+    return copy;
+}

@@ -1,0 +1,94 @@
+#include "snapshot/directory_listing.h"
+
+#include "snapshot/DSNode.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+
+namespace snapshot {
+
+namespace {
+
+constexpr size_t kReadBytes = 64 * 1024;
+
+uint64_t prefixOf(const char* name, size_t length) {
+    unsigned char bytes[8] = {};
+    memcpy(bytes, name, std::min(length, sizeof(bytes)));
+    uint64_t prefix = 0;
+    for (unsigned char byte : bytes)
+        prefix = prefix << 8 | byte;
+    return prefix;
+}
+
+bool isDotOrDotDot(const char* name) {
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+} // namespace
+
+bool DirectoryListing::read(int directory) {
+    clear();
+    alignas(dirent64) char buffer[kReadBytes];
+    while (true) {
+        ssize_t got = getdents64(directory, buffer, sizeof(buffer));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            clear();
+            return false;
+        }
+        if (got == 0) break;
+        for (const char* at = buffer; at < buffer + got;) {
+            const auto* entry = reinterpret_cast<const dirent64*>(at);
+            if (!isDotOrDotDot(entry->d_name)) add(entry->d_name);
+            at += entry->d_reclen;
+        }
+    }
+    sort();
+    return true;
+}
+
+void DirectoryListing::add(const char* name) {
+    size_t length = strlen(name);
+    _names.push_back({prefixOf(name, length), _bytes.size(), length});
+    _bytes.insert(_bytes.end(), name, name + length + 1);
+}
+
+void DirectoryListing::sort() {
+    const char* bytes = _bytes.data();
+    std::ranges::sort(_names, [bytes](const Name& a, const Name& b) {
+        if (a.prefix != b.prefix) return a.prefix < b.prefix;
+        return strcmp(bytes + a.start, bytes + b.start) < 0;
+    });
+}
+
+void DirectoryListing::examine(int directory) {
+    _statuses.resize(_names.size());
+    for (size_t i = 0; i < _names.size(); i++)
+        _statuses[i] = statusOf(directory, _bytes.data() + _names[i].start);
+}
+
+DirectoryListing::Status DirectoryListing::statusOf(int directory, const char* path) {
+    struct stat status;
+    if (fstatat(directory, path, &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
+    uint8_t type = 0;
+    if (S_ISREG(status.st_mode))
+        type = DSNodeTypeFile;
+    else if (S_ISDIR(status.st_mode))
+        type = DSNodeTypeDirectory;
+    else if (S_ISLNK(status.st_mode))
+        type = DSNodeTypeSymlink;
+    return {status.st_size, status.st_mtim.tv_sec, status.st_atim.tv_sec, type};
+}
+
+void DirectoryListing::clear() {
+    _names.clear();
+    _statuses.clear();
+    _bytes.clear();
+}
+
+} // namespace snapshot

@@ -1,0 +1,57 @@
+// What one directory holds, read and examined in few system calls.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace snapshot {
+
+// The entries of one directory but "." and "..", in the byte order of their names. A listing is meant to be
+// read into again and again: it keeps its memory.
+class DirectoryListing {
+  public:
+    // What the file system says about an entry. The kind is a node's, or 0 for an entry that is not recorded:
+    // of another kind, or gone.
+    struct Status {
+        int64_t size;         // bytes
+        int64_t modifiedTime; // seconds since 1970
+        int64_t accessedTime; // seconds since 1970
+        uint8_t type;
+    };
+
+    // Reads the names from an open directory. False, and an empty listing, when that fails.
+    bool read(int directory);
+
+    // Examines every entry relative to the open directory.
+    void examine(int directory);
+
+    // Examines one path relative to an open directory (or AT_FDCWD), without following links.
+    static Status statusOf(int directory, const char* path);
+
+    void clear();
+
+    size_t count() const { return _names.size(); }
+    std::string_view name(size_t position) const {
+        const Name& name = _names[position];
+        return {_bytes.data() + name.start, name.length};
+    }
+    const Status& status(size_t position) const { return _statuses[position]; }
+
+  private:
+    struct Name {
+        uint64_t prefix; // the first eight bytes as a big-endian number, which orders as they do
+        size_t start;    // in _bytes
+        size_t length;
+    };
+
+    void add(const char* name);
+    void sort();
+
+    std::vector<Name> _names;
+    std::vector<Status> _statuses; // of the same positions, once examined
+    std::vector<char> _bytes;      // names with their terminators
+};
+
+} // namespace snapshot

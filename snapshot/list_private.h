@@ -1,0 +1,79 @@
+// The private side of DSList and DSNode: how their memory lies, shared by the engine's own sources.
+//
+// A node is one allocation, so that a tree of a million items costs few calls of the allocator and little
+// memory:
+//
+//     DSListNode  the link that stands for the node in its parent's children
+//     DSNode      the public record
+//     name        its bytes and terminator, padded to 8
+//     DSList      the children
+//
+// A children list uses the link inside the node it is given while that link is free, and allocates one when
+// it is not (a node appended twice). Such links are told apart by their address alone, so that a list can be
+// emptied without looking at its values.
+#pragma once
+
+#include "snapshot/DSNode.h"
+
+#include <cstddef>
+#include <string_view>
+
+namespace snapshot {
+
+class NameIndex;
+
+enum ListFlag : uint32_t {
+    kListOfChildren = 1,      // values are nodes
+    kListHasOwnLinks = 2,     // a children list that has, or had, a link of its own beside those inside nodes
+    kListAscending = 4,       // names strictly ascending, bytes as unsigned: the order of a scan
+    kListAscendingSigned = 8, // names strictly ascending, bytes as signed: the order of a digest computation
+};
+
+// What precedes the slots in the allocation of DSList::items.
+struct ListStore {
+    uint64_t capacity;
+    NameIndex* index; // of a large children list once it was searched; otherwise NULL
+};
+
+inline ListStore* storeOf(const DSList* list) {
+    if (list->items == nullptr) return nullptr;
+    return reinterpret_cast<ListStore*>(list->items - list->_gap) - 1;
+}
+
+inline DSListNode* linkInside(const void* node) {
+    return reinterpret_cast<DSListNode*>(
+        const_cast<char*>(static_cast<const char*>(node) - sizeof(DSListNode)));
+}
+
+inline DSNode* nodeOf(const DSListNode* link) { return static_cast<DSNode*>(link->value); }
+
+inline std::string_view nameOf(const DSNode* node) { return {node->name, node->_nameLength}; }
+
+// The child at a position; the position must be below the count.
+inline DSNode* childAt(const DSNode* parent, uint64_t position) {
+    return nodeOf(parent->children->items[position]);
+}
+
+// Sets up a list whose memory is inside a node.
+void initialiseChildren(DSList* list);
+
+// Empties a list without applying its callback and releases its array and index.
+void releaseLinks(DSList* list);
+
+// Makes room for a number of values in total, so that a directory of known size gets exactly what it needs.
+void reserve(DSList* list, uint64_t capacity);
+
+// Whether the names of two neighbours are strictly ascending, as the flags kListAscending and
+// kListAscendingSigned (both, one or none).
+uint32_t orderOfNames(std::string_view first, std::string_view second);
+
+// Allocation that ends the process when memory has run out.
+void* allocate(size_t size);
+void* reallocate(void* memory, size_t size);
+char* duplicate(std::string_view text);
+
+// A new node with room for its name; see DSNodeCreate.
+DSNode* createNode(std::string_view name, int64_t size, int64_t modifiedTime, int64_t startedTime,
+                   uint8_t type);
+
+} // namespace snapshot

@@ -1,0 +1,202 @@
+#include "snapshot/scan.h"
+
+#include "snapshot/directory_listing.h"
+#include "snapshot/list_private.h"
+#include "snapshot/path_utils.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <fcntl.h>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+namespace snapshot {
+
+namespace {
+
+// Levels of the walk that keep their directory open; deeper ones go by whole paths, so that a scan never
+// takes many of the process's descriptors.
+constexpr size_t kOpenLevels = 32;
+
+int openDirectory(int at, const char* path, int flags) {
+    return openat(at, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | flags);
+}
+
+// One scan of one directory tree.
+class Scan {
+  public:
+    explicit Scan(DSSnapshotOptions* options) : _options(options) {}
+
+    void run(const char* dirPath, DSNode* node) {
+        std::string_view path = dirPath;
+        _components = pathComponentsList(dirPath);
+        if (_components == nullptr) return;
+        if (path.ends_with('/')) path.remove_suffix(1);
+        memcpy(_path, path.data(), path.size());
+        _path[path.size()] = '\0';
+        enter(node, path.size(), openDirectory(AT_FDCWD, dirPath, 0));
+        while (_depth > 0) {
+            Level& level = _levels[_depth - 1];
+            if (level.next == level.listing.count() || !visit(level, level.next++)) leave();
+        }
+        DSListDestroy(_components);
+        if (auto* context = progressContext()) context->currentPath = nullptr;
+    }
+
+  private:
+    struct Level {
+        DSNode* node;
+        size_t pathEnd; // of the directory's path in _path
+        int directory;  // descriptor, or -1 when it is not kept open
+        size_t next;    // position of the next entry
+        DirectoryListing listing;
+    };
+
+    DSScanProgressContext* progressContext() const {
+        if (_options->callback == nullptr) return nullptr;
+        return static_cast<DSScanProgressContext*>(_options->callbackContext);
+    }
+
+    // Begins with a directory that has just been opened (-1 when that failed: it has no entries).
+    void enter(DSNode* node, size_t pathEnd, int directory) {
+        if (_levels.size() == _depth) _levels.emplace_back();
+        Level& level = _levels[_depth++];
+        level.node = node;
+        level.pathEnd = pathEnd;
+        level.directory = directory;
+        level.next = 0;
+        if (directory < 0) {
+            level.listing.clear();
+            return;
+        }
+        DSList* kept = std::exchange(_options->pathComponents, _components);
+        level.listing.read(directory);
+        _options->pathComponents = kept;
+        // With a callback, an entry is examined only after its call.
+        if (_options->callback == nullptr) level.listing.examine(directory);
+        reserve(node->children, node->children->count + level.listing.count());
+        if (_depth > kOpenLevels) closeDirectory(level);
+    }
+
+    void leave() {
+        closeDirectory(_levels[--_depth]);
+        if (_depth == 0) return;
+        void* component = _components->tail->value;
+        DSListRemoveValue(_components, component);
+        _path_components_free(component);
+    }
+
+    static void closeDirectory(Level& level) {
+        if (level.directory >= 0) close(level.directory);
+        level.directory = -1;
+    }
+
+    // Records one entry and goes below it. False when the callback stops the directory.
+    bool visit(Level& level, size_t position) {
+        std::string_view name = level.listing.name(position);
+        size_t end = level.pathEnd + 1 + name.size();
+        if (end >= DSNodePathCapacity) {
+            reportPathTooLong(name);
+            return true;
+        }
+        _path[level.pathEnd] = '/';
+        memcpy(_path + level.pathEnd + 1, name.data(), name.size() + 1);
+
+        DirectoryListing::Status status;
+        if (_options->callback != nullptr) {
+            if (auto* context = progressContext()) context->currentPath = _path;
+            if (_options->callback(_options->callbackContext) != 0) return false;
+            status = DirectoryListing::statusOf(level.directory >= 0 ? level.directory : AT_FDCWD,
+                                                level.directory >= 0 ? name.data() : _path);
+        } else {
+            status = level.listing.status(position);
+        }
+        if (status.type == 0) return true;
+        DSNode* node = createNode(name, status.size, status.modifiedTime, status.accessedTime, status.type);
+        DSNodeAppendChild(node, level.node);
+        if (status.type == DSNodeTypeDirectory && _options->recursive == 1) {
+            int directory = openBelow(level, name.data());
+            DSListAppendValue(_components, duplicate(name));
+            enter(node, end, directory);
+        }
+        return true;
+    }
+
+    // Opens the directory whose path is in _path, gives up descriptors of its own when the process has none
+    // left.
+    int openBelow(const Level& level, const char* name) {
+        int directory = level.directory >= 0 ? openDirectory(level.directory, name, O_NOFOLLOW)
+                                             : openDirectory(AT_FDCWD, _path, O_NOFOLLOW);
+        if (directory >= 0 || (errno != EMFILE && errno != ENFILE)) return directory;
+        for (size_t i = 0; i < _depth; i++)
+            closeDirectory(_levels[i]);
+        return openDirectory(AT_FDCWD, _path, O_NOFOLLOW);
+    }
+
+    DSSnapshotOptions* _options;
+    std::deque<Level> _levels; // the first _depth are in use; the others keep their memory for later
+    size_t _depth = 0;
+    DSList* _components = nullptr; // of the directory of the innermost level
+    char _path[DSNodePathCapacity];
+};
+
+} // namespace
+
+DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOptions* options) {
+    return takeSnapshot(dirPath, node, options, 1);
+}
+
+DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads) {
+    (void)threads;
+    DSSnapshotOptions none = {};
+    if (dirPath == nullptr || dirPath[0] != '/')
+        fputs("Cannot look for path components on a non-absolute path.\n", stderr);
+    else
+        Scan(options != nullptr ? options : &none).run(dirPath, node);
+    return node;
+}
+
+DSNode* _takeSnapshot(const char* dirPath, DSNode* root, DSList* patterns) {
+    DSSnapshotOptions options = {};
+    options.excludingPatterns = patterns;
+    options.useSHA1 = 1;
+    options.recursive = 1;
+    return _takeSnapshotWithOptions(dirPath, root, &options);
+}
+
+} // namespace snapshot
+
+using namespace snapshot;
+
+DSNode* DSNodeCreateDirectorySnapshot(const char* path) noexcept {
+    return DSNodeCreateDirectorySnapshotExcluding(path, nullptr);
+}
+
+DSNode* DSNodeCreateDirectorySnapshotExcluding(const char* path, DSList* patterns) noexcept {
+    return DSNodeCreateDirectorySnapshotWithSHA1Excluding(path, patterns, 0);
+}
+
+DSNode* DSNodeCreateDirectorySnapshotWithSHA1Excluding(const char* path, DSList* patterns,
+                                                       int32_t useSHA1) noexcept {
+    return DSNodeCreateDirectorySnapshotWithSHA1ExcludingUsingCallback(path, patterns, useSHA1, nullptr,
+                                                                       nullptr);
+}
+
+DSNode* DSNodeCreateDirectorySnapshotWithSHA1ExcludingUsingCallback(const char* path, DSList* patterns,
+                                                                    int32_t useSHA1, DSScanCallback callback,
+                                                                    void* callbackContext) noexcept {
+    DSSnapshotOptions options = {};
+    options.excludingPatterns = patterns;
+    options.useSHA1 = useSHA1;
+    options.callback = callback;
+    options.callbackContext = callbackContext;
+    options.recursive = 1;
+    return DSNodeCreateDirectorySnapshotWithOptions(path, &options);
+}
+
+DSNode* DSNodeCreateDirectorySnapshotWithOptions(const char* path, DSSnapshotOptions* options) noexcept {
+    return _takeSnapshotWithOptions(path, DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory), options);
+}

@@ -1,0 +1,103 @@
+// The fast badge decision against the rules as a person would write them down.
+#include "extension/BadgeState.h"
+#include "foundation/path_strings.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+using extension::BadgeRule;
+using platform::FileURL;
+
+FileURL url(const std::string& path) { return FileURL::withPath(path).value(); }
+
+BadgeRule plainRule(const extension::WatchedPaths& roots, const std::vector<std::string>& uploading,
+                    const std::vector<std::string>& working, const std::string& path) {
+    bool isInside = false;
+    for (const FileURL& root : roots) {
+        if (root.path() == path) return BadgeRule::root;
+        if (foundation::isChildOfPath(path, root.path())) {
+            isInside = true;
+            break;
+        }
+    }
+    if (!isInside) return BadgeRule::outside;
+    const std::string standard = foundation::standardisedPath(path);
+    const auto matches = [&standard](const std::string& file) {
+        return foundation::isChildOfPath(foundation::standardisedPath(file), standard);
+    };
+    if (std::any_of(uploading.begin(), uploading.end(), matches)) return BadgeRule::uploading;
+    return std::any_of(working.begin(), working.end(), matches) ? BadgeRule::working : BadgeRule::existing;
+}
+
+// Paths from few names, so that they meet often, in all the spellings that a path can have.
+class PathMaker {
+  public:
+    explicit PathMaker(std::uint32_t seed) : random(seed) {}
+    std::string path(unsigned maximumDepth, bool isOdd) {
+        static constexpr std::string_view odd[] = {"/", "/./", "/../", "//", "/.", "/b/.."};
+        std::string text;
+        const auto depth = random() % (maximumDepth + 1);
+        for (unsigned long i = 0; i < depth; ++i) {
+            text += '/';
+            text += "ab"[random() % 2];
+            if (isOdd && random() % 4 == 0) text += odd[random() % std::size(odd)];
+        }
+        if (text.empty() || text[0] != '/') text = "/" + text;
+        if (isOdd && random() % 6 == 0) text += "/";
+        return text;
+    }
+    std::vector<std::string> paths(unsigned count, unsigned depth, bool isOdd) {
+        std::vector<std::string> list(random() % (count + 1));
+        for (std::string& each : list)
+            each = path(depth, isOdd);
+        return list;
+    }
+    std::mt19937 random;
+};
+
+TEST(BadgeState, DecidesAsThePlainRulesDo) {
+    for (std::uint32_t seed = 0; seed < 800; ++seed) {
+        PathMaker maker(seed);
+        const bool isOdd = seed % 2 == 1;
+        extension::WatchedPaths roots;
+        for (const std::string& root : maker.paths(4, 3, isOdd))
+            roots.insert(url(root));
+        const auto uploading = std::make_shared<const std::vector<std::string>>(maker.paths(5, 5, isOdd));
+        const auto working = std::make_shared<const std::vector<std::string>>(maker.paths(2, 5, isOdd));
+        const auto state = extension::BadgeState().withRoots(roots)->withFiles(uploading, working);
+        for (int i = 0; i < 30; ++i) {
+            const std::string path = maker.path(6, isOdd);
+            ASSERT_EQ(state->rule(url(path)), plainRule(roots, *uploading, *working, path))
+                << "seed " << seed << ", item " << path;
+
+            // The walk upwards visits the same paths as taking the parent path again and again.
+            std::vector<std::pair<std::string, BadgeRule>> expected;
+            for (std::string_view at = path; foundation::parentPath(at) != at;
+                 at = foundation::parentPath(at))
+                expected.emplace_back(at, plainRule(roots, *uploading, *working, std::string(at)));
+            std::vector<std::pair<std::string, BadgeRule>> walked;
+            state->forEachUpwards(
+                path, [&](std::string_view at, BadgeRule rule) { walked.emplace_back(at, rule); });
+            ASSERT_EQ(walked, expected) << "seed " << seed << ", walk from " << path;
+        }
+    }
+}
+
+TEST(BadgeState, ExplainsTheDecidingRootAndFile) {
+    const auto files =
+        std::make_shared<const std::vector<std::string>>(std::vector<std::string>{"/r/inner/a", "/r/b/c"});
+    const auto none = std::make_shared<const std::vector<std::string>>();
+    const auto state =
+        extension::BadgeState().withRoots({url("/r"), url("/r/inner")})->withFiles(files, none);
+    const auto folder = state->explain(url("/r/b"));
+    EXPECT_EQ(folder.rule, BadgeRule::uploading);
+    EXPECT_EQ(folder.root, "/r");
+    EXPECT_EQ(folder.file, "/r/b/c");
+    EXPECT_EQ(state->explain(url("/r/inner")).rule, BadgeRule::root) << "an inner root shows that it is one";
+    EXPECT_EQ(state->explain(url("/r2")).rule, BadgeRule::outside);
+}
+
+} // namespace

@@ -1,0 +1,282 @@
+// The extension object against recorded calls: what the daemon's notifications do to the badges, in which
+// order, and which menus selections get.
+#include "extension/FinderSync.h"
+#include "protocol/names.h"
+#include "tests/support/fakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using platform::Dictionary;
+using platform::FileURL;
+using platform::Value;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using Calls = std::vector<std::string>;
+
+// No daemon: each connection is refused until the test lets them through, and nothing answers.
+class RefusingConnections final : public platform::RequestConnectionFactory {
+  public:
+    int refusals = 0;
+
+    std::shared_ptr<platform::RequestConnection> initWithServiceName(std::string_view) override {
+        if (refusals-- > 0) throw platform::IPCError("no bus");
+        class Silent final : public platform::RequestConnection {
+            void resume() override {}
+            void suspend() override {}
+            void invalidate() override {}
+            std::string remoteObjectProxy() const override { return "<silent>"; }
+            void send(std::string_view, const platform::Array&, std::chrono::milliseconds,
+                      platform::ReplyHandler handler) override {
+                handler({});
+            }
+            void send(std::string_view, const platform::Array&) override {}
+        };
+        return std::make_shared<Silent>();
+    }
+};
+
+class FinderSyncTest : public testing::Test {
+  protected:
+    support::RecordingLog log;
+    support::InlineQueue model;
+    support::InlineQueue background;
+    support::TestClock clock;
+    support::LocalDistributedCenter center;
+    support::RecordingController controller;
+    support::MemoryFileSystem disk;
+    support::AllImages images;
+    platform::NotificationCenter localCenter;
+    RefusingConnections connections;
+    std::unique_ptr<daemon_client::TSyncClient> client;
+    std::unique_ptr<extension::FinderSync> finderSync;
+
+    void start() {
+        client = std::make_unique<daemon_client::TSyncClient>(
+            daemon_client::TSyncClientPlatform{connections, center, localCenter, log, clock});
+        finderSync = std::make_unique<extension::FinderSync>(
+            extension::FinderSyncPlatform{controller, center, disk, images, log, clock, model, background},
+            *client);
+    }
+    void SetUp() override {
+        disk.folders = {
+            {"/", {"r", "s", "o"}}, {"/r", {"d", "f"}}, {"/r/d", {"g"}}, {"/s", {}}, {"/o", {"x"}}};
+        disk.files = {"/r/f", "/r/d/g", "/o/x"};
+    }
+    void refresh(Dictionary table, std::optional<Value> status = std::nullopt) {
+        Dictionary userInfo{{"allPathsInSync", std::move(table)}};
+        if (status) userInfo["statusInfo"] = *status;
+        post(TSYNC_NOTE_SYNC_REFRESH, std::move(userInfo));
+    }
+    void post(const char* name, Dictionary userInfo = {}) {
+        center.post({name, std::nullopt, std::move(userInfo)});
+    }
+    void removed(Value path) { post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"localPath", std::move(path)}}); }
+    Calls badgeOf(const std::string& path) {
+        controller.take();
+        finderSync->requestBadgeIdentifierForURL(FileURL::withPath(path).value());
+        return controller.take();
+    }
+
+    static Value transfer(const std::vector<std::string>& paths) {
+        Dictionary inFlight;
+        for (const std::string& path : paths)
+            inFlight[path] = Dictionary();
+        return Dictionary{{"status", "syncStatusTransfer"},
+                          {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", inFlight}}}}}};
+    }
+    static Value status(const char* name) { return Dictionary{{"status", name}}; }
+};
+
+TEST_F(FinderSyncTest, StartsInTheDocumentedOrder) {
+    connections.refusals = 3; // the client's own start and two attempts
+    disk.folders["/Volumes"] = {"Disk"};
+    start();
+    EXPECT_THAT(controller.calls,
+                ElementsAre("no directories", "no directories", "directories / /Volumes/Disk",
+                            "register update folderbadge_update.png Status Update",
+                            "register sync TovikFolderBadge_sync.png Status Sync",
+                            "register error folderbadge_error.png Status Error",
+                            "register upload note_upload.png Status Upload",
+                            "register tovik FolderBadgeTovik.png Tovik Icon"));
+    EXPECT_THAT(log.lines(),
+                ElementsAre("Initializing TSyncClient ....", "Exception: no bus", "TSyncFinderSync started",
+                            "TSyncFinderSync Client <TSyncClient>", "Exception: no bus",
+                            "Waiting for tsyncquenz daemon", "Exception: no bus",
+                            "Waiting for tsyncquenz daemon", "Connecting TSync XPC! .... <silent>",
+                            "TSyncClient: daemon connected!", "TSynClinet Daemon is Ready",
+                            "Adding Volume: Disk", "TSyncFinderSync connected to tsyncquenz"));
+    EXPECT_THAT(clock.slept, ElementsAre(std::chrono::seconds(1), std::chrono::seconds(1)));
+    EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f")) << "no table yet: no badge";
+}
+
+TEST_F(FinderSyncTest, FollowsATransferFromItsStartToItsEnd) {
+    start();
+    controller.take();
+    refresh({{"/R", "/r"}});
+    EXPECT_THAT(controller.take(), ElementsAre("badge tovik /r"));
+    EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge sync /r/f"));
+    EXPECT_THAT(badgeOf("/r/gone"), IsEmpty()) << "a vanished item keeps what it had";
+
+    const Calls uploading{"badge upload /r/d/g", "badge upload /r/d/g", "badge upload /r/d",
+                          "badge tovik /r"};
+    refresh({{"/R", "/r"}}, transfer({"/r/d/g"}));
+    EXPECT_EQ(controller.take(), uploading);
+    refresh({{"/R", "/r"}}, transfer({"/r/d/g"}));
+    EXPECT_EQ(controller.take(), uploading) << "the same record again sets the same badges";
+    refresh({{"/R", "/r"}}, status("syncStatusUploading"));
+    EXPECT_THAT(controller.take(), IsEmpty()) << "only the transfer drives the badges";
+
+    refresh({{"/R", "/r"}}, transfer({"/r/f"}));
+    EXPECT_THAT(controller.take(),
+                ElementsAre("badge sync /r/d/g", // dropped: no walk
+                            "badge upload /r/f", "badge upload /r/f", "badge tovik /r"));
+    refresh({{"/R", "/r"}}, status("syncStatusCompleted"));
+    EXPECT_THAT(controller.take(), ElementsAre("badge sync /r/f", "badge sync /r/f", "badge tovik /r"));
+    EXPECT_EQ(log.count("Set Badge to uploading Path =======> /r/f"), 1U);
+
+    // A record without paths ends every upload; a refresh without a table empties the roots at once.
+    refresh({{"/R", "/r"}}, transfer({"/r/f"}));
+    controller.take();
+    refresh({{"/R", "/r"}}, status("syncStatusTransfer"));
+    EXPECT_THAT(controller.take(), ElementsAre("badge sync /r/f"));
+    post(TSYNC_NOTE_SYNC_REFRESH, {{"statusInfo", transfer({"/r/f"})}});
+    EXPECT_THAT(controller.take(), IsEmpty());
+    EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f"));
+}
+
+TEST_F(FinderSyncTest, ReconcilesTheRootsWithTheTable) {
+    start();
+    refresh({{"/R", "/r"}});
+    controller.take();
+    refresh({{"/S", "/s"}}); // as many roots as before, but another one
+    EXPECT_THAT(controller.take(), ElementsAre("badge tovik /s"));
+    EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f"));
+    refresh({{"/A", "/r"}, {"/B", "/r"}}); // two pairs of one root
+    EXPECT_THAT(controller.take(), ElementsAre("badge tovik /r", "badge tovik /r"));
+    refresh({{"/A", "/r"}, {"/B", "/r/d"}}); // nested
+    EXPECT_THAT(controller.take(), ElementsAre("badge tovik /r", "badge tovik /r/d"));
+    post(TSYNC_NOTE_SYNC_PATH_ADDED, {{"remotePath", "/S"}, {"localPath", "/s"}});
+    EXPECT_THAT(controller.take(), ElementsAre("badge tovik /r", "badge tovik /r/d"))
+        << "a path added alone changes nothing";
+
+    finderSync->setPauseRefreshInterface(true);
+    refresh({{"/R", "/r"}}, transfer({"/r/f"}));
+    EXPECT_THAT(controller.take(), ElementsAre("badge tovik /r")) << "roots yes, status no";
+    EXPECT_EQ(log.count("pauseRefreshInterface"), 1U);
+    finderSync->beginObservingDirectoryAtURL(FileURL::withPath("/r").value());
+    EXPECT_FALSE(finderSync->pauseRefreshInterface());
+    EXPECT_EQ(finderSync->numberOfObservedPaths(), 1);
+}
+
+TEST_F(FinderSyncTest, ClearsEverythingBelowARemovedRootAndEndsInACycle) {
+    disk.folders["/r/d"] = {"g", "loop"};
+    disk.links["/r/d/loop"] = "/r";
+    start();
+    refresh({{"/R", "/r"}});
+    controller.take();
+    removed("/r");
+    const Calls calls = controller.take();
+    ASSERT_GE(calls.size(), 5U);
+    EXPECT_THAT(Calls(calls.begin(), calls.begin() + 5),
+                ElementsAre("badge none /r", "badge none /r/d", "badge none /r/d/g", "badge none /r/d/loop",
+                            "badge none /r/d/loop/d"));
+    EXPECT_THAT(calls, testing::Contains("badge none /r/f"));
+    EXPECT_LT(calls.size(), 20U) << "the cycle of links ends";
+    EXPECT_EQ(log.count("TSyncFinder Removing child Path: /r/d/g"), 1U);
+    EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f"));
+}
+
+TEST_F(FinderSyncTest, LetsAHostileNotificationChangeNothing) {
+    start();
+    refresh({{"/R", "/r"}}, transfer({"/r/f"}));
+    controller.take();
+    removed(Value(7));
+    post(TSYNC_NOTE_SYNC_PATH_REMOVED);
+    removed("");
+    removed("r/f");
+    EXPECT_THAT(controller.take(), IsEmpty());
+
+    refresh(
+        {{"/R", "/r"}, {"/N", Value(1)}, {"/E", "relative"}},
+        Dictionary{{"status", "syncStatusTransfer"},
+                   {"info", Dictionary{{"syncStatusUploading",
+                                        Dictionary{{"paths", Dictionary{{"", 1},
+                                                                        {"no path", 1},
+                                                                        {"/r/" + std::string(5000, 'x'), 1},
+                                                                        {"/r/f", 1}}}}}}}});
+    EXPECT_THAT(controller.take(),
+                ElementsAre("badge tovik /r", "badge upload /r/f", "badge upload /r/f", "badge tovik /r"));
+    refresh({{"/R", "/r"}}, Value("syncStatusCompleted"));
+    refresh({{"/R", "/r"}}, Dictionary{{"status", Value(1)}});
+    EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge upload /r/f"));
+}
+
+TEST_F(FinderSyncTest, PollsOnlyWhenAskedTo) {
+    start();
+    finderSync->refreshInterface();
+    EXPECT_THAT(background.delayed, IsEmpty()) << "no roots: no further cycle";
+    refresh({{"/R", "/r"}});
+    finderSync->refreshInterface();
+    EXPECT_EQ(background.delayed.size(), 1U);
+    EXPECT_EQ(log.count("TSyncFinder tsync status (null)"), 1U);
+}
+
+struct MenuCase {
+    std::vector<std::string> selection;
+    std::vector<std::string> titles;
+};
+
+TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
+    disk.folders["/o/folder"] = {};
+    disk.folders["/o/folder2"] = {};
+    disk.links["/o/link"] = "/o/folder";
+    start();
+    refresh({{"/R", "/r"}, {"/S", "/s"}});
+    const std::vector<MenuCase> cases{
+        {{}, {}},
+        {{"/r/gone"}, {}},
+        {{"/r"}, {"Share by email", "Stop sync"}},
+        {{"/r/d"}, {"Share by email", "Exclude from sync"}},
+        {{"/r/f"}, {"Share by email"}},
+        {{"/r", "/s"}, {"Stop sync"}},
+        {{"/s", "/r/d"}, {}},
+        {{"/o/folder"}, {"Move to Space", "Copy to Space", "Start sync"}},
+        {{"/o/link"}, {"Move to Space", "Copy to Space", "Start sync"}},
+        {{"/o/x"}, {"Move to Space", "Copy to Space"}},
+        {{"/o/folder", "/o/folder2"}, {"Move to Space", "Copy to Space"}},
+        {{"/r/f", "/o/x"}, {}},
+        {{"/"}, {"Move to Space", "Copy to Space", "Start sync"}},
+    };
+    for (const MenuCase& each : cases) {
+        std::vector<FileURL> selection;
+        for (const std::string& path : each.selection)
+            selection.push_back(FileURL::withPath(path).value());
+        const auto menu =
+            finderSync->menuForMenuKind(platform::FIMenuKind::contextualMenuForItems, selection);
+        ASSERT_EQ(menu->numberOfItems(), 1U);
+        const auto top = menu->itemAtIndex(0);
+        EXPECT_EQ(top->title + "|" + top->keyEquivalent + "|" + top->action, "TovikDrive|TSFP|");
+        ASSERT_NE(top->submenu(), nullptr);
+        std::vector<std::string> titles;
+        for (const auto& item : top->submenu()->items()) {
+            titles.push_back(item->title);
+            EXPECT_EQ(extension::actionOfItem(item->title), item->action);
+            EXPECT_EQ(extension::actionOfItem(item->keyEquivalent), item->action);
+            EXPECT_EQ(item->image->name, "statusbaricon.png");
+        }
+        EXPECT_EQ(titles, each.titles) << testing::PrintToString(each.selection);
+    }
+    EXPECT_EQ(log.count("Selected Item not exists"), 2U);
+    EXPECT_EQ(log.count("All In Sync: 0, not: 0, base: 0"), 1U);
+    EXPECT_EQ(extension::actionOfItem("copyPublicLink:"), "copyPublicLink:");
+    EXPECT_EQ(extension::actionOfItem("no such item"), "");
+    images.hasImages = false;
+    EXPECT_EQ(finderSync->menuForMenuKind(platform::FIMenuKind::toolbarItemMenu, {})->itemAtIndex(0)->image,
+              nullptr);
+}
+
+} // namespace

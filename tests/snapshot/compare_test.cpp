@@ -1,0 +1,182 @@
+#include "snapshot/DSDigest.h"
+#include "snapshot/compare.h"
+#include "snapshot/lookup.h"
+#include "tests/snapshot/support.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+using namespace snapshot;
+
+namespace {
+
+using Paths = std::vector<std::string>;
+
+struct Changes {
+    Paths added, deleted, modified, unchanged;
+    bool operator==(const Changes&) const = default;
+};
+
+Paths takenPaths(char** array, uint64_t count) {
+    Paths paths;
+    for (uint64_t i = 0; i < count; i++)
+        paths.push_back(taken(array[i]));
+    free(static_cast<void*>(array));
+    return paths;
+}
+
+Changes compare(const Tree& current, const Tree& previous, bool withUnchanged) {
+    char** arrays[4] = {};
+    uint64_t counts[4] = {};
+    DSNodeCompareSnapshotsWithSHA1(current.get(), previous.get(), &arrays[0], &counts[0], &arrays[1],
+                                   &counts[1], &arrays[2], &counts[2], withUnchanged ? &arrays[3] : nullptr,
+                                   withUnchanged ? &counts[3] : nullptr, 1);
+    return {takenPaths(arrays[0], counts[0]), takenPaths(arrays[1], counts[1]),
+            takenPaths(arrays[2], counts[2]), takenPaths(arrays[3], counts[3])};
+}
+
+// What a pass over a tree visits, in order, and where a path leads first.
+struct Flat {
+    std::vector<std::pair<std::string, const DSNode*>> visited;
+    std::map<std::string, const DSNode*> first;
+
+    explicit Flat(const Tree& tree) {
+        visit("", tree.get());
+        lead("", tree.get());
+    }
+    void visit(const std::string& path, const DSNode* node) {
+        for (const DSNode* child : childrenOf(node)) {
+            std::string childPath = path + "/" + child->name;
+            visited.emplace_back(childPath, child);
+            if (child->type == DSNodeTypeDirectory) visit(childPath, child);
+        }
+    }
+    void lead(const std::string& path, const DSNode* node) {
+        for (const DSNode* child : childrenOf(node))
+            if (first.emplace(path + "/" + child->name, child).second) lead(path + "/" + child->name, child);
+    }
+};
+
+Changes expected(const Tree& current, const Tree& previous, bool withUnchanged) {
+    Flat now(current);
+    Flat before(previous);
+    Changes changes;
+    for (const auto& [path, node] : now.visited) {
+        auto found = before.first.find(path);
+        if (found == before.first.end()) {
+            changes.added.push_back(path);
+            continue;
+        }
+        const DSNode* old = found->second;
+        bool same =
+            node->type == DSNodeTypeDirectory || (node->type == DSNodeTypeFile && node->size == old->size &&
+                                                  node->modifiedTime == old->modifiedTime);
+        if (withUnchanged && same)
+            changes.unchanged.push_back(path);
+        else if (node->modifiedTime > old->modifiedTime)
+            changes.modified.push_back(path);
+    }
+    for (const auto& [path, node] : before.visited)
+        if (!now.first.contains(path)) changes.deleted.push_back(path);
+    return changes;
+}
+
+TEST(Compare, FollowsSetDifference) {
+    Random random(11);
+    auto grow = [&](const Tree& root, unsigned items, unsigned names, bool inOrder) {
+        std::vector<DSNode*> directories{root.get()};
+        for (unsigned i = 0; i < items; i++) {
+            DSNode* parent = directories[random(directories.size())];
+            std::string name = inOrder ? std::to_string(1000 + i) : std::to_string(random(names));
+            if (random(9) == 0) name = "\xc3\xa9" + name; // ordered differently as signed and unsigned
+            auto type = static_cast<uint8_t>(random(3) == 0 ? 1 : 1 + random(3));
+            DSNode* node = DSNodeCreateWithParent(parent, name.c_str(), random(2), random(3), 0, type);
+            if (random(8) != 0 && type == DSNodeTypeDirectory) directories.push_back(node);
+            if (random(50) == 0) directories.push_back(node); // children below what is no directory
+        }
+    };
+    for (int round = 0; round < 400; round++) {
+        unsigned names = round % 3 == 0 ? 4 : 60;
+        bool inOrder = round % 4 == 1;
+        Tree previous = makeRoot();
+        grow(previous, random(120), names, inOrder);
+        Tree current(DSNodeCopy(previous.get()));
+        for (unsigned i = random(10); i > 0; i--) { // remove and touch some
+            std::vector<DSNode*> all;
+            for (const auto& [path, node] : Flat(current).visited)
+                all.push_back(const_cast<DSNode*>(node));
+            if (all.empty()) break;
+            DSNode* node = all[random(all.size())];
+            if (random(2) == 0)
+                DSNodeDestroy(node);
+            else
+                node->modifiedTime++;
+        }
+        grow(current, random(20), names, false);
+        for (int hashed = 0; hashed < 3; hashed++) { // none, one, both trees put in the order of digests
+            if (hashed > 0) DSNodeComputeHashes(hashed == 1 ? current.get() : previous.get());
+            ASSERT_EQ(compare(current, previous, true), expected(current, previous, true)) << round;
+            ASSERT_EQ(compare(current, previous, false), expected(current, previous, false)) << round;
+        }
+    }
+}
+
+TEST(Compare, Classifies) {
+    Tree before = makeRoot();
+    Tree now = makeRoot();
+    auto item = [](const Tree& tree, const char* path, int64_t size, int64_t time, uint8_t type) {
+        DSNode* node = _find(path, tree.get(), 1, type);
+        node->size = size;
+        node->modifiedTime = time;
+    };
+    item(before, "/d/gone/x", 1, 1, DSNodeTypeFile);
+    item(now, "/d/new/y", 1, 1, DSNodeTypeFile);
+    const struct {
+        const char* path;
+        int64_t size, time;
+        uint8_t type;
+    } pairs[][2] = {
+        {{"/back", 1, 5, DSNodeTypeFile}, {"/back", 1, 4, DSNodeTypeFile}},
+        {{"/grown", 1, 5, DSNodeTypeFile}, {"/grown", 2, 5, DSNodeTypeFile}},
+        {{"/later", 1, 5, DSNodeTypeFile}, {"/later", 1, 6, DSNodeTypeFile}},
+        {{"/link", 1, 5, DSNodeTypeSymlink}, {"/link", 1, 5, DSNodeTypeSymlink}},
+        {{"/turned", 1, 5, DSNodeTypeFile}, {"/turned", 0, 6, DSNodeTypeDirectory}},
+    };
+    for (const auto& [old, fresh] : pairs) {
+        item(before, old.path, old.size, old.time, old.type);
+        item(now, fresh.path, fresh.size, fresh.time, fresh.type);
+    }
+    item(now, "/turned/z", 1, 1, DSNodeTypeFile);
+    EXPECT_EQ(
+        compare(now, before, false),
+        (Changes{{"/d/new", "/d/new/y", "/turned/z"}, {"/d/gone", "/d/gone/x"}, {"/later", "/turned"}, {}}));
+    EXPECT_EQ(
+        compare(now, before, true),
+        (Changes{
+            {"/d/new", "/d/new/y", "/turned/z"}, {"/d/gone", "/d/gone/x"}, {"/later"}, {"/d", "/turned"}}));
+    char** deleted = nullptr;
+    uint64_t untouched = 77;
+    uint64_t count = 0;
+    DSNodeCompareSnapshots(now.get(), before.get(), nullptr, &untouched, &deleted, &count, nullptr, nullptr);
+    EXPECT_EQ(untouched, 77U);
+    EXPECT_EQ(takenPaths(deleted, count), (Paths{"/d/gone", "/d/gone/x"}));
+}
+
+TEST(Compare, ArraysGrowInPlace) {
+    char** paths = static_cast<char**>(malloc(10 * sizeof(char*)));
+    uint64_t capacity = 10;
+    uint64_t count = 0;
+    for (int i = 0; i < 5000; i++) {
+        _addToPathsArray(std::to_string(i).c_str(), &paths, &capacity, &count);
+        if (i == 10) {
+            EXPECT_EQ(capacity, 20U);
+        }
+        ASSERT_LE(count, capacity);
+    }
+    Paths all = takenPaths(paths, count);
+    EXPECT_EQ(all.size(), 5000U);
+    EXPECT_EQ(all.back(), "4999");
+}
+
+} // namespace

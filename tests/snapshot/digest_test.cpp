@@ -1,0 +1,82 @@
+#include "snapshot/DSDigest.h"
+#include "snapshot/lookup.h"
+#include "tests/snapshot/support.h"
+#include "tests/snapshot/temporary_directory.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string hex(const uint8_t* digest) {
+    std::string text;
+    for (int i = 0; i < DSNodeHashLength; i++) {
+        text += "0123456789abcdef"[digest[i] >> 4];
+        text += "0123456789abcdef"[digest[i] & 15];
+    }
+    return text;
+}
+
+DSNode* add(DSNode* parent, const char* name, int64_t size, int64_t modified, uint8_t type) {
+    return DSNodeCreateWithParent(parent, name, size, modified, 99, type);
+}
+
+TEST(Digest, CoversMetadata) {
+    Tree root = makeRoot();
+    DSNode* link = add(root.get(), "l", 3, 1, DSNodeTypeSymlink);
+    DSNode* directory = add(root.get(), "d", 4096, 5, DSNodeTypeDirectory);
+    DSNode* file = add(root.get(), "a.txt", 12, 1600000000, DSNodeTypeFile);
+    add(directory, "Z", 0, 0, DSNodeTypeOther);
+    DSNode* accented = add(directory, "\xc3\xa9", -1, -5, DSNodeTypeFile);
+
+    uint8_t* digest = DSNodeComputeHashes(root.get());
+    EXPECT_EQ(digest, root->hash);
+    EXPECT_EQ(hex(digest), "d2d0feaf6471ec38bcb4afc264c77cf167caa9fc");
+    EXPECT_EQ(hex(directory->hash), "07c5f8882d5c9d4abebf354625ef73f959ee8d0a");
+    EXPECT_EQ(hex(file->hash), "494fe2ff2530830cfbdfbbe5f376141de2364bb5");
+    EXPECT_EQ(hex(link->hash), "c1c38bd8a80c323cf0c521eb87b421bc4a79454b");
+    EXPECT_EQ(hex(accented->hash), "aea3c9facb8ff6d3d30bcc4a5ee2ab1f8a048641");
+    EXPECT_EQ(namesOf(root.get()), (std::vector<std::string>{"a.txt", "d", "l"}));
+    EXPECT_EQ(namesOf(directory), (std::vector<std::string>{"\xc3\xa9", "Z"}));
+
+    // A directory computed on its own knows its path; a change below shows at every level above.
+    EXPECT_EQ(hex(DSNodeComputeHashes(directory)), "07c5f8882d5c9d4abebf354625ef73f959ee8d0a");
+    Tree copy(DSNodeCopy(directory));
+    EXPECT_EQ(hex(copy->hash), hex(directory->hash));
+    EXPECT_NE(hex(DSNodeComputeHashes(copy.get())), hex(directory->hash)); // moved to the top
+    accented->size = 0;
+    EXPECT_NE(hex(DSNodeComputeHashes(root.get())), "d2d0feaf6471ec38bcb4afc264c77cf167caa9fc");
+
+    EXPECT_EQ(hex(DSNodeComputeHashes(makeRoot().get())), "872138597c35473177c91c67544c0125f5a5820e");
+    Tree unknown(DSNodeCreate("u", 1, 2, 3, 77));
+    EXPECT_EQ(hex(DSNodeComputeHashes(unknown.get())), std::string(40, '0'));
+}
+
+TEST(Digest, FindsFirstInOrder) {
+    Tree root = makeRoot();
+    for (const char* path : {"/p/q/twin", "/p/twin", "/twin"})
+        snapshot::_find(path, root.get(), 1, DSNodeTypeFile);
+    DSNode* deep = DSNodeFindWithFullPath("/p/q/twin", root.get());
+    uint8_t wanted[DSNodeHashLength];
+    memcpy(wanted, DSNodeComputeHashes(deep), sizeof(wanted));
+    EXPECT_EQ(DSNodeFindNodeWithHash(root.get(), wanted, 1), deep);
+    EXPECT_EQ(DSNodeFindNodeWithHash(root.get(), wanted, 0), DSNodeFindWithFullPath("/twin", root.get()));
+    EXPECT_EQ(DSNodeFindNodeWithHash(deep, wanted, 1), nullptr);
+    EXPECT_EQ(DSNodeFindNodeWithHash(nullptr, wanted, 1), nullptr);
+    EXPECT_EQ(root->hash, nullptr); // only what the search met was computed
+}
+
+TEST(Digest, OfFileContent) {
+    TemporaryDirectory directory;
+    char digits[41] = "untouched";
+    EXPECT_EQ(SHA1ForFileAtPath(directory.path("none").c_str(), digits), -0x76);
+    EXPECT_EQ(SHA1ForFileAtPath(directory.path().c_str(), digits), -0x76);
+    EXPECT_STREQ(digits, "untouched");
+    directory.write("empty", "");
+    directory.write("million", std::string(1'000'000, 'a'));
+    EXPECT_EQ(SHA1ForFileAtPath(directory.path("empty").c_str(), digits), 0);
+    EXPECT_STREQ(digits, "da39a3ee5e6b4b0d3255bfef95601890afd80709");
+    EXPECT_EQ(SHA1ForFileAtPath(directory.path("million").c_str(), digits), 0);
+    EXPECT_STREQ(digits, "34aa973cd4c4daa4f61eeb2bdbad27316534016f"); // FIPS 180-1, appendix C
+}
+
+} // namespace

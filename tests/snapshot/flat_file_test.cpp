@@ -1,0 +1,225 @@
+#include "snapshot/DSFlatFile.h"
+#include "snapshot/flat_file.h"
+#include "tests/snapshot/formats_support.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+#include <fcntl.h>
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr const char* kExample =
+    "6|/a.txt12|2|1600000000|1600000100|2|/d96|1|1600000000|1600000000|4|/d/b0|2|1600000200|1600000200|";
+
+class FlatFile : public InNewFolder {
+  protected:
+    struct Loaded {
+        std::string tree;
+        std::string messages;
+    };
+    static Loaded load(const std::string& bytes, bool withDigests = false) {
+        store("s", bytes);
+        Loaded loaded;
+        loaded.messages = messagesOf(
+            [&] { loaded.tree = dump(own(DSNodeLoadSnapshotWithSHA1("s", withDigests ? 1 : 0)).get()); });
+        return loaded;
+    }
+};
+
+TEST_F(FlatFile, WritesTheseBytes) {
+    Tree tree = exampleTree();
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "s"), 0);
+    EXPECT_EQ(contents("s"), kExample);
+    EXPECT_EQ(filesHere(), 1U);
+
+    Tree odd = own(DSNodeCreate("/", 7, 8, 9, DSNodeTypeDirectory));
+    DSNodeCreateWithParent(odd.get(), "a|b ", -1, INT64_MIN, INT64_MAX, DSNodeTypeOther);
+    DSNode* file = DSNodeCreateWithParent(odd.get(), "\xFF\n", 1, 2, 3, DSNodeTypeSymlink);
+    DSNodeCreateWithParent(file, "not below a directory", 0, 0, 0, DSNodeTypeFile);
+    FILE* stream = fopen("t", "w");
+    snapshot::_saveSnapshot("/p", odd.get(), stream);
+    fclose(stream);
+    EXPECT_EQ(
+        contents("t"),
+        "7|/p/a|b 18446744073709551615|255|-9223372036854775808|9223372036854775807|5|/p/\xFF\n1|3|2|3|");
+}
+
+TEST_F(FlatFile, LeavesOutPathsThatAreTooLong) {
+    Tree root = own(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory));
+    std::string longest(1022, 'x');
+    DSNode* kept = DSNodeCreateWithParent(root.get(), longest.c_str(), 1, 2, 3, DSNodeTypeDirectory);
+    DSNodeCreateWithParent(kept, "", 4, 5, 6, DSNodeTypeFile);
+    DSNodeCreateWithParent(root.get(), "z", 4, 5, 6, DSNodeTypeFile);
+    std::string messages = messagesOf([&] { EXPECT_EQ(DSNodeSaveSnapshot(root.get(), "s"), 0); });
+    EXPECT_EQ(contents("s"), "1023|/" + longest + "1|1|2|3|2|/z4|2|5|6|");
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), '\n'), 1) << messages;
+}
+
+TEST_F(FlatFile, EveryOddInputHasItsOutcome) {
+    const std::string noNumber = "Unable to read from s. Read 0 bytes. \n";
+    const std::string noPath = "Unable to read path from snapshot.\n";
+    const std::string noInfo = "Unable to info for path /a.\nCurrently read values: ";
+    const std::string good = "2|/z9|2|1|2|";
+    const std::string goodLine = "/z 9 2 1 2\n";
+    const struct {
+        std::string bytes, tree, messages;
+    } cases[] = {
+        {kExample,
+         "/a.txt 12 2 1600000000 1600000100\n/d 96 1 1600000000 1600000000\n/d/b 0 2 1600000200 1600000200\n",
+         ""},
+        {"", "", ""},
+        {" \n", "", ""},
+        {"4|/x/y5|2|1|2|", "/x 0 1 0 0\n/x/y 5 2 1 2\n", ""},
+        {" 2|/a 5|\n2|\t1|\r2|\n", "/a 5 2 1 2\n", ""},
+        {"+2|/a+5|+2|-1|-2|", "/a 5 2 -1 -2\n", ""},
+        {"002|/a05|2|1|2|", "/a 5 2 1 2\n", ""},
+        {"2|/a99999999999999999999|2|-9223372036854775809|2|",
+         "/a 9223372036854775807 2 -9223372036854775808 2\n", ""},
+        {"2|/a-9223372036854775808|257|1|2|2|/b1|-1|1|2|2|/c1|99999999999999999999|1|2|",
+         "/a -9223372036854775808 1 1 2\n/b 1 255 1 2\n/c 1 255 1 2\n", ""},
+        {"2/a5|2|1|2|", "/a 5 2 1 2\n", ""},
+        {"2|/a5|2|1|2 " + good, "/a 5 2 1 2\n" + goodLine, ""},
+        {"5|/a|b 1|2|3|4|", "/a|b  1 2 3 4\n", ""},
+        {"1|/5|2|1|2|3|/a/6|1|1|2|2|/a7|2|3|4|3|//b8|2|5|6|",
+         "/ 5 1 1 2\n/a 7 1 3 4\n/ 0 1 0 0\n//b 8 2 5 6\n", ""},
+        {good + "x", "none", noNumber},
+        {"+", "none", noNumber},
+        {"|", "none", noNumber},
+        {"\0"s, "none", noNumber},
+        {"0|5|2|1|2|", "none", "Unable to read from s. A path of 0 bytes is refused.\n"},
+        {"-2|/a5|2|1|2|", "none", "Unable to read from s. A path of -2 bytes is refused.\n"},
+        {"1024|/" + std::string(1023, 'x') + "5|2|1|2|", "none",
+         "Unable to read from s. A path of 1024 bytes is refused.\n"},
+        {"1023|/" + std::string(1022, 'x') + "5|2|1|2|", "/" + std::string(1022, 'x') + " 5 2 1 2\n", ""},
+        {"99999999999999999999|/a", "none",
+         "Unable to read from s. A path of 9999999999999999999 bytes is refused.\n"},
+        {good + "2|ab5|2|1|2|", goodLine, noPath},
+        {good + "3|/\0b5|2|1|2|"s, goodLine,
+         "Loaded path \"/\" whose length is 1 which is different from expected 3. Aborting.\n"},
+        {good + "2|/a5|2|x", "none", noInfo + "5, 2, 0, 0\n"},
+        {good + "2|/a5 |2|1|2|", "none", noInfo + "5, 0, 0, 0\n"},
+        {"2|/a12|2|16000000002|/b0|2|1|2|", "none", noInfo + "12, 2, 16000000002, 0\n"},
+        {"2|/a5|2|1|-", "", "Read 0 bytes for length for path /a.\n"},
+    };
+    for (const auto& [bytes, tree, messages] : cases) {
+        Loaded loaded = load(bytes);
+        EXPECT_EQ(loaded.tree, tree) << bytes;
+        EXPECT_EQ(loaded.messages, messages) << bytes;
+    }
+}
+
+TEST_F(FlatFile, EveryTruncationHasItsOutcome) {
+    const std::string bytes = "2|/a5|2|1|2|2|/d0|1|3|4|4|/d/b6|3|7|8|";
+    const std::string trees[] = {"", "/a 5 2 1 2\n", "/a 5 2 1 2\n/d 0 1 3 4\n",
+                                 "/a 5 2 1 2\n/d 0 1 3 4\n/d/b 6 3 7 8\n"};
+    auto cut = [](const char* path, int length, int expected) {
+        return "Loaded path \"" + std::string(path) + "\" whose length is " + std::to_string(length) +
+               " which is different from expected " + std::to_string(expected) + ". Aborting.\n";
+    };
+    const struct {
+        size_t last; // bytes kept, up to which the outcome holds
+        size_t records;
+        std::string messages;
+    } outcomes[] = {
+        {0, 0, ""},
+        {2, 0, "Unable to read path from snapshot.\n"},
+        {3, 0, cut("/", 1, 2)},
+        {11, 0, "Read 0 bytes for length for path /a.\n"},
+        {12, 1, ""},
+        {14, 1, "Unable to read path from snapshot.\n"},
+        {15, 1, cut("/", 1, 2)},
+        {23, 1, "Read 0 bytes for length for path /d.\n"},
+        {24, 2, ""},
+        {26, 2, "Unable to read path from snapshot.\n"},
+        {27, 2, cut("/", 1, 4)},
+        {28, 2, cut("/d", 2, 4)},
+        {29, 2, cut("/d/", 3, 4)},
+        {37, 2, "Read 0 bytes for length for path /d/b.\n"},
+        {38, 3, ""},
+    };
+    const auto* outcome = outcomes;
+    for (size_t kept = 0; kept <= bytes.size(); kept++) {
+        if (kept > outcome->last) outcome++;
+        Loaded loaded = load(bytes.substr(0, kept));
+        EXPECT_EQ(loaded.tree, trees[outcome->records]) << kept;
+        EXPECT_EQ(loaded.messages, outcome->messages) << kept;
+    }
+}
+
+TEST_F(FlatFile, SkipsDigests) {
+    const std::string digest(40, 'f');
+    Loaded loaded = load("2|/a5|2|1|2|" + digest + "\n2|/b6|2|1|2|" + digest, true);
+    EXPECT_EQ(loaded.tree, "/a 5 2 1 2\n/b 6 2 1 2\n");
+    EXPECT_EQ(loaded.messages, "");
+}
+
+TEST_F(FlatFile, ReadsRecordsAcrossTheEndsOfItsBuffer) {
+    std::string bytes;
+    std::string tree;
+    for (int i = 100000; i < 160000; i++) {
+        bytes += "7|/" + std::to_string(i) + std::to_string(i) + "|2|" +
+                 std::string(static_cast<size_t>(i % 7), '0') + "1|2|";
+        tree += "/" + std::to_string(i) + " " + std::to_string(i) + " 2 1 2\n";
+    }
+    EXPECT_EQ(load(bytes).tree, tree);
+}
+
+TEST_F(FlatFile, ChoosesTheStoreByKind) {
+    store("s", "2|/f1|2|1|1|");
+    for (const char* kind : {"sync", "backup", "other", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(dump(own(DSNodeLoadSnapshot("s", kind)).get()), "/f 1 2 1 1\n");
+    EXPECT_EQ(messagesOf([] {
+                  EXPECT_EQ(DSNodeLoadSnapshot("none", "other"), nullptr);
+                  EXPECT_EQ(DSNodeLoadSnapshot("none", "sync"), nullptr);
+              }),
+              "");
+    EXPECT_EQ(messagesOf([] { EXPECT_EQ(DSNodeLoadSnapshot(".", "other"), nullptr); }),
+              "Unable to read from .. Read 0 bytes. \n");
+}
+
+TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
+    Tree tree = exampleTree();
+    auto modeOf = [](const char* path) {
+        struct stat status {};
+        EXPECT_EQ(stat(path, &status), 0);
+        return status.st_mode & 07777;
+    };
+    mode_t mask = umask(027);
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "new"), 0);
+    umask(mask);
+    EXPECT_EQ(modeOf("new"), 0640U);
+
+    store("old", "longer than nothing");
+    chmod("old", 0604);
+    int held = open("old", O_RDONLY);
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "old"), 0);
+    EXPECT_EQ(modeOf("old"), 0604U);
+    char before[20] = {};
+    EXPECT_EQ(read(held, before, sizeof before), 19);
+    EXPECT_STREQ(before, "longer than nothing");
+    close(held);
+
+    for (const char* name : {"symbolic", "hard"}) {
+        store("target", "x");
+        if (strcmp(name, "hard") == 0)
+            std::filesystem::create_hard_link("target", name);
+        else
+            std::filesystem::create_symlink("target", name);
+        EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), name), 0);
+        EXPECT_EQ(contents("target"), kExample);
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink("symbolic"));
+    EXPECT_EQ(filesHere(), 5U);
+
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "no/folder"), 0);
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "."), 0);
+    EXPECT_EQ(snapshot::saveFlatFile(tree.get(), "."), snapshot::SaveResult::notCreated);
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "/dev/full"), EOF);
+    EXPECT_EQ(DSNodeSaveSnapshot(nullptr, "old"), EOF);
+    EXPECT_EQ(contents("old"), kExample);
+}
+
+} // namespace

@@ -1,0 +1,150 @@
+// A save that is killed before any of its system calls, and one whose disk is full: the snapshot loads as
+// before the save or as after it.
+#include "snapshot/DSDatabase.h"
+#include "snapshot/database.h"
+#include "snapshot/DSFlatFile.h"
+#include "tests/snapshot/formats_support.h"
+
+#include <sys/ptrace.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <functional>
+
+namespace {
+
+const char* const kKind[] = {"flat", "sync"};
+
+// The example and, in it, enough further files that a save takes several pages and writes.
+Tree newTree() {
+    Tree tree = exampleTree();
+    for (int i = 0; i < 300; i++)
+        DSNodeCreateWithParent(tree.get(), (std::string(100, 'n') + std::to_string(i)).c_str(), i, i, i,
+                               DSNodeTypeFile);
+    return tree;
+}
+
+int save(const DSNode* tree, bool database) {
+    if (database) return snapshot::saveDatabase(tree, "s") ? 0 : 1;
+    return DSNodeSaveSnapshot(tree, "s");
+}
+
+std::string load(bool database) {
+    std::string tree;
+    messagesOf([&] { tree = dump(own(DSNodeLoadSnapshot("s", kKind[database ? 1 : 0])).get()); });
+    return tree;
+}
+
+// The child's side of a fork, which ends with the status that `work` gives.
+[[noreturn]] void inChild(const std::function<int()>& work) {
+    int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDERR_FILENO);
+    _exit(work());
+}
+
+// Runs `work` in a process that is killed when it is about to do its system call of this number. False when
+// it ended before.
+bool killedAtCall(int number, const std::function<int()>& work) {
+    pid_t child = fork();
+    if (child == 0)
+        inChild([&] {
+            ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+            raise(SIGSTOP);
+            return work();
+        });
+    int status = 0;
+    waitpid(child, &status, 0);
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_EXITKILL);
+    // Two stops for each call: on its way in and on its way out.
+    for (int stop = 0; stop < 2 * number + 1; stop++) {
+        ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
+        waitpid(child, &status, 0);
+        if (WIFEXITED(status)) {
+            EXPECT_EQ(WEXITSTATUS(status), 0);
+            return false;
+        }
+    }
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    return true;
+}
+
+std::string statusInDatabase() {
+    sqlite3* database = nullptr;
+    std::string status = "none";
+    auto read = [](void* text, int, char** values, char**) {
+        *static_cast<std::string*>(text) = values[0];
+        return 0;
+    };
+    if (sqlite3_open_v2("s.db", &database, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK)
+        sqlite3_exec(database, "SELECT Status FROM STATUS", read, &status, nullptr);
+    sqlite3_close(database);
+    return status;
+}
+
+class SaveFaults : public InNewFolder, public testing::WithParamInterface<std::tuple<bool, bool>> {
+  protected:
+    bool database = std::get<0>(GetParam());
+    bool overOld = std::get<1>(GetParam());
+    Tree old = exampleTree();
+    Tree current = newTree();
+    std::string before = overOld ? dump(old.get()) : "none";
+    std::string after = dump(current.get());
+
+    // The files as before the save.
+    void restore() const {
+        for (const char* name : {"s", "s.db", "s.db-journal"})
+            std::filesystem::remove(name);
+        if (overOld) messagesOf([&] { EXPECT_EQ(save(old.get(), database), 0); });
+    }
+};
+
+TEST_P(SaveFaults, AKillLeavesTheOldOrTheNew) {
+    int calls = 0;
+    bool killed = true;
+    int timesOld = 0;
+    while (killed) {
+        restore();
+        killed = killedAtCall(++calls, [&] { return save(current.get(), database); });
+        std::string status = database ? statusInDatabase() : "";
+        std::string tree = load(database);
+        EXPECT_TRUE(tree == before || tree == after) << "killed at call " << calls << ": " << tree;
+        if (!killed || (!overOld && status == "1")) {
+            EXPECT_EQ(tree, after) << "killed at call " << calls;
+        }
+        timesOld += tree == before ? 1 : 0;
+    }
+    EXPECT_GT(calls, 5);
+    EXPECT_GT(timesOld, 3);
+}
+
+TEST_P(SaveFaults, AFullDiskIsReportedAndLeavesTheOld) {
+    restore();
+    size_t files = filesHere();
+    pid_t child = fork();
+    if (child == 0)
+        inChild([&] {
+            signal(SIGXFSZ, SIG_IGN);
+            rlimit limit{16384, 16384};
+            setrlimit(RLIMIT_FSIZE, &limit);
+            return save(current.get(), database) == 0 ? 0 : 1;
+        });
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
+    if (database)
+        EXPECT_NE(statusInDatabase(), "1");
+    else
+        EXPECT_EQ(filesHere(), files);
+    EXPECT_EQ(load(database), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, SaveFaults, testing::Combine(testing::Bool(), testing::Bool()),
+                         [](const auto& test) {
+                             return std::string(std::get<0>(test.param) ? "Database" : "FlatFile") +
+                                    (std::get<1>(test.param) ? "OverOld" : "New");
+                         });
+
+} // namespace

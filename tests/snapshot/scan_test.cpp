@@ -1,0 +1,196 @@
+#include "snapshot/scan.h"
+#include "tests/snapshot/support.h"
+#include "tests/snapshot/temporary_directory.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <functional>
+#include <unistd.h>
+
+using namespace snapshot;
+
+namespace {
+
+Tree scan(const std::string& path) { return Tree(DSNodeCreateDirectorySnapshot(path.c_str())); }
+
+// One line for each item, in pre-order: its path and kind.
+std::vector<std::string> linesOf(const DSNode* node) {
+    std::vector<std::string> lines;
+    for (const DSNode* child : childrenOf(node)) {
+        lines.push_back(taken(DSNodeCreateStringWithFullPath(child)) + " " + std::to_string(child->type));
+        std::ranges::copy(linesOf(child), std::back_inserter(lines));
+    }
+    return lines;
+}
+
+// A scan with a callback that keeps the paths it was asked about, relative to the directory.
+struct Watched {
+    DSScanProgressContext context{this, nullptr}; // first, as the scan expects it
+    std::string base;
+    std::vector<std::string> asked;
+    std::function<bool(const std::string&)> stops = [](const std::string&) { return false; };
+
+    static int32_t callback(void* context) {
+        auto* self = static_cast<Watched*>(context);
+        self->asked.push_back(std::string(self->context.currentPath).substr(self->base.size()));
+        return self->stops(self->asked.back()) ? 5 : 0;
+    }
+    Tree run(const std::string& path) {
+        base = path;
+        return Tree(DSNodeCreateDirectorySnapshotWithSHA1ExcludingUsingCallback(path.c_str(), nullptr, 0,
+                                                                                callback, this));
+    }
+};
+
+TEST(Scan, RecordsWhatIsThere) {
+    TemporaryDirectory directory;
+    std::string odd(255, '\xfe'); // as long as a name can be, and no UTF-8
+    for (const char* name :
+         {"b/inner", "a", ".hidden", "B", "a.b", "a-", "\xc3\xa9", "abcdefgh2", "abcdefgh1"})
+        directory.write(name, "12345");
+    directory.write(odd, "");
+    symlink("b", directory.path("link").c_str());
+    mkfifo(directory.path("pipe").c_str(), 0600);
+    timespec times[2] = {{1500000001, 999999999}, {-7, 5}};
+    utimensat(AT_FDCWD, directory.path("a").c_str(), times, 0);
+
+    Tree root = scan(directory.path());
+    EXPECT_EQ(linesOf(root.get()),
+              (std::vector<std::string>{"/.hidden 2", "/B 2", "/a 2", "/a- 2", "/a.b 2", "/abcdefgh1 2",
+                                        "/abcdefgh2 2", "/b 1", "/b/inner 2", "/link 3", "/\xc3\xa9 2",
+                                        "/" + odd + " 2"}));
+    const DSNode* file = DSNodeFindWithFullPath("/a", root.get());
+    EXPECT_EQ(file->size, 5);
+    EXPECT_EQ(file->modifiedTime, -7);
+    EXPECT_EQ(file->startedTime, 1500000001);
+    struct stat status;
+    lstat(directory.path("b").c_str(), &status);
+    EXPECT_EQ(DSNodeFindWithFullPath("/b", root.get())->size, status.st_size);
+    EXPECT_EQ(DSNodeFindWithFullPath("/link", root.get())->size, 1);
+
+    EXPECT_EQ(linesOf(scan(directory.path("b/")).get()), (std::vector<std::string>{"/inner 2"}));
+    EXPECT_EQ(linesOf(scan(directory.path("link")).get()), (std::vector<std::string>{"/inner 2"}));
+    EXPECT_EQ(linesOf(scan(directory.path("a")).get()), std::vector<std::string>{});
+    EXPECT_EQ(linesOf(scan(directory.path("none")).get()), std::vector<std::string>{});
+
+    DSSnapshotOptions flat = {};
+    Tree top(DSNodeCreateDirectorySnapshotWithOptions(directory.path().c_str(), &flat));
+    EXPECT_EQ(linesOf(top.get()).size(), 11U); // "b" without what it holds
+    _takeSnapshot(directory.path("b").c_str(), top.get(), nullptr);
+    EXPECT_EQ(namesOf(top.get()).back(), "inner"); // appended to what a node has
+}
+
+TEST(Scan, CallbackGoesFirst) {
+    TemporaryDirectory directory;
+    for (const char* name : {"a/1", "a/2", "a/3", "b/1", "c"})
+        directory.write(name, "");
+    Watched all;
+    EXPECT_EQ(linesOf(all.run(directory.path()).get()), linesOf(scan(directory.path()).get()));
+    EXPECT_EQ(all.asked, (std::vector<std::string>{"/a", "/a/1", "/a/2", "/a/3", "/b", "/b/1", "/c"}));
+    EXPECT_EQ(all.context.currentPath, nullptr);
+
+    Watched stopping; // ends one directory only
+    stopping.stops = [](const std::string& path) { return path == "/a/2" || path == "/b/1"; };
+    EXPECT_EQ(linesOf(stopping.run(directory.path()).get()),
+              (std::vector<std::string>{"/a 1", "/a/1 2", "/b 1", "/c 2"}));
+    EXPECT_EQ(stopping.asked, (std::vector<std::string>{"/a", "/a/1", "/a/2", "/b", "/b/1", "/c"}));
+
+    Watched refusing;
+    refusing.stops = [](const std::string&) { return true; };
+    EXPECT_EQ(linesOf(refusing.run(directory.path()).get()), std::vector<std::string>{});
+
+    Watched removing; // an entry that vanishes before it is examined is left out
+    removing.stops = [&](const std::string& path) {
+        if (path == "/a/1") std::filesystem::remove(directory.path("a/2"));
+        if (path == "/b") std::filesystem::remove_all(directory.path("b"));
+        return false;
+    };
+    EXPECT_EQ(linesOf(removing.run(directory.path()).get()),
+              (std::vector<std::string>{"/a 1", "/a/1 2", "/a/3 2", "/c 2"}));
+}
+
+TEST(Scan, GoesOnPastTrouble) {
+    TemporaryDirectory directory;
+    for (const char* name : {"locked/inside", "open/inside"})
+        directory.write(name, "");
+    chmod(directory.path("locked").c_str(), 0);
+    chmod(directory.path().c_str(), 0755);
+    uid_t user = geteuid();
+    if (user == 0) {
+        ASSERT_EQ(seteuid(65534), 0);
+    } // permissions do not hold for the superuser
+    EXPECT_EQ(linesOf(scan(directory.path()).get()),
+              (std::vector<std::string>{"/locked 1", "/open 1", "/open/inside 2"}));
+    if (user == 0) {
+        ASSERT_EQ(seteuid(user), 0);
+    }
+    chmod(directory.path("locked").c_str(), 0700);
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(scan("relative/path")->children->count, 0U);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Cannot look for path components on a non-absolute path.\n");
+}
+
+// Far down, where paths no longer fit, and with few descriptors to spend.
+TEST(Scan, DeepTree) {
+    TemporaryDirectory directory;
+    std::string name(20, 'd');
+    int at = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY);
+    for (int depth = 0; depth < 60; depth++) {
+        mkdirat(at, name.c_str(), 0700);
+        close(openat(at, "z", O_CREAT | O_WRONLY, 0600));
+        int next = openat(at, name.c_str(), O_RDONLY | O_DIRECTORY);
+        close(at);
+        at = next;
+    }
+    close(at);
+    size_t fitting = (1023 - directory.path().size()) / (name.size() + 1);
+    bool lastFileFits = directory.path().size() + fitting * (name.size() + 1) + 2 <= 1023;
+    rlimit usual;
+    getrlimit(RLIMIT_NOFILE, &usual);
+    rlimit few = {static_cast<rlim_t>(dup(0)) + 4, usual.rlim_max};
+    close(static_cast<int>(few.rlim_cur) - 4);
+    setrlimit(RLIMIT_NOFILE, &few);
+    testing::internal::CaptureStderr();
+    Tree plain = scan(directory.path());
+    std::string said = testing::internal::GetCapturedStderr();
+    Watched watched;
+    testing::internal::CaptureStderr();
+    Tree called = watched.run(directory.path());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), said);
+    setrlimit(RLIMIT_NOFILE, &usual);
+    EXPECT_EQ(std::ranges::count(said, '\n'), lastFileFits ? 1 : 2) << said;
+    EXPECT_EQ(linesOf(plain.get()).size(), 2 * fitting + (lastFileFits ? 1 : 0));
+    EXPECT_EQ(linesOf(plain.get()), linesOf(called.get()));
+    EXPECT_EQ(watched.asked.size(), linesOf(plain.get()).size());
+}
+
+TEST(Scan, DirectoryReader) {
+    TemporaryDirectory directory;
+    for (const char* name : {"b", "C", "a", "d", "e"})
+        directory.write(name, "");
+    dirent** entries = nullptr;
+    errno = 42;
+    int count = d_scandir(directory.path().c_str(), &entries, _selectFunc, _comparFunc, nullptr);
+    EXPECT_EQ(errno, 42);
+    std::vector<std::string> names;
+    for (int i = 0; i < count; i++) {
+        names.emplace_back(entries[i]->d_name);
+        free(entries[i]);
+    }
+    free(static_cast<void*>(entries));
+    EXPECT_EQ(names, (std::vector<std::string>{"C", "a", "b", "d", "e"}));
+    entries = nullptr;
+    EXPECT_EQ(d_scandir(directory.path("none").c_str(), &entries, nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(entries, nullptr);
+}
+
+} // namespace

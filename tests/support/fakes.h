@@ -1,0 +1,206 @@
+// Parts of the platform that tests hold in their hands: what they were told is recorded, what they answer
+// is set by the test.
+#pragma once
+
+#include "platform/DistributedNotificationCenter.h"
+#include "platform/FIFinderSync.h"
+#include "platform/FileSystem.h"
+#include "platform/ProcessLog.h"
+#include "platform/Queue.h"
+#include "platform/ResourceBundle.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace support {
+
+inline constexpr std::chrono::seconds deadline{20};
+
+// Whether the condition comes true within the deadline; for what no event tells.
+template <typename Condition>
+bool eventually(Condition&& isTrue) {
+    for (const auto end = std::chrono::steady_clock::now() + deadline;
+         std::chrono::steady_clock::now() < end;) {
+        if (isTrue()) return true;
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+// Keeps the lines; a test can wait for one.
+class RecordingLog final : public platform::ProcessLog {
+  public:
+    platform::LogLevel lowest = platform::LogLevel::debug;
+
+    bool isOn(platform::LogLevel level) const override { return level >= lowest; }
+    void write(platform::LogLevel, std::string_view line) override {
+        const std::lock_guard guard(lock);
+        written.emplace_back(line);
+        changed.notify_all();
+    }
+    std::vector<std::string> lines() {
+        const std::lock_guard guard(lock);
+        return written;
+    }
+    std::size_t count(std::string_view line) {
+        const std::lock_guard guard(lock);
+        return countLocked(line);
+    }
+    bool waitFor(std::string_view line, std::size_t times = 1) {
+        std::unique_lock guard(lock);
+        return changed.wait_for(guard, deadline, [&] { return countLocked(line) >= times; });
+    }
+
+  private:
+    std::size_t countLocked(std::string_view line) const {
+        std::size_t found = 0;
+        for (const std::string& each : written)
+            found += each == line ? 1U : 0U;
+        return found;
+    }
+    std::mutex lock;
+    std::condition_variable changed;
+    std::vector<std::string> written;
+};
+
+// Runs what is dispatched at once on the caller's thread, one piece after the other; delayed work only when
+// the test says so.
+class InlineQueue final : public platform::Queue {
+  public:
+    void dispatch(Work work) override {
+        ready.push_back(std::move(work));
+        if (isRunning) return;
+        isRunning = true;
+        while (!ready.empty()) {
+            const Work next = std::move(ready.front());
+            ready.pop_front();
+            next();
+        }
+        isRunning = false;
+    }
+    void dispatchAfter(std::chrono::milliseconds, Work work) override { delayed.push_back(std::move(work)); }
+    void dispatchAndWait(Work work) override { work(); }
+    void runDelayed() {
+        const auto due = std::exchange(delayed, {});
+        for (const Work& work : due)
+            dispatch(work);
+    }
+    std::vector<Work> delayed;
+
+  private:
+    std::deque<Work> ready;
+    bool isRunning = false;
+};
+
+// Time that passes at once; what it was asked to sleep is kept.
+class TestClock final : public platform::Clock {
+  public:
+    void sleepFor(std::chrono::milliseconds duration) override {
+        slept.push_back(duration);
+        if (onSleep) onSleep();
+    }
+    std::vector<std::chrono::milliseconds> slept;
+    std::function<void()> onSleep;
+};
+
+// Delivers what is posted to its observers at once.
+class LocalDistributedCenter final : public platform::DistributedNotificationCenter {
+  public:
+    platform::Subscription addObserver(const std::string& name,
+                                       platform::NotificationHandler handler) override {
+        const std::size_t number = ++last;
+        observers[number] = {name, std::move(handler)};
+        return platform::Subscription([this, number] { observers.erase(number); });
+    }
+    bool post(const platform::Notification& notification) override {
+        posted.push_back(notification);
+        const auto current = observers;
+        for (const auto& [number, observer] : current)
+            if (observer.first == notification.name) observer.second(notification);
+        return true;
+    }
+    std::vector<platform::Notification> posted;
+
+  private:
+    std::size_t last = 0;
+    std::map<std::size_t, std::pair<std::string, platform::NotificationHandler>> observers;
+};
+
+// Each call as one text: "badge upload /r/a", "directories / /Volumes/Disk", "register sync Status Sync".
+class RecordingController final : public platform::FIFinderSyncController {
+  public:
+    void setDirectoryURLs(std::optional<std::set<platform::FileURL>> directories) override {
+        std::string call = directories ? "directories" : "no directories";
+        if (directories)
+            for (const platform::FileURL& directory : *directories)
+                call += " " + directory.path();
+        calls.push_back(call);
+    }
+    void setBadgeImage(const platform::ImageHandle& image, std::string_view label,
+                       std::string_view identifier) override {
+        calls.push_back("register " + std::string(identifier) + " " + (image ? image->name : "(no image)") +
+                        " " + std::string(label));
+    }
+    void setBadgeIdentifier(std::string_view identifier, const platform::FileURL& item) override {
+        calls.push_back("badge " + std::string(identifier.empty() ? "none" : identifier) + " " + item.path());
+    }
+    std::vector<std::string> take() { return std::exchange(calls, {}); }
+    std::vector<std::string> calls;
+};
+
+// A tree in memory: folders by path with their entries; links name the path that they lead to.
+class MemoryFileSystem final : public platform::FileSystem {
+  public:
+    std::map<std::string, std::vector<std::string>> folders;
+    std::set<std::string> files;
+    std::map<std::string, std::string> links;
+
+    std::string resolve(std::string path) const {
+        for (int hops = 0; hops < 40; ++hops) {
+            bool isChanged = false;
+            for (const auto& [from, to] : links) {
+                if (path == from || path.starts_with(from + "/")) {
+                    path = to + path.substr(from.size());
+                    isChanged = true;
+                    break;
+                }
+            }
+            if (!isChanged) return path;
+        }
+        return path;
+    }
+    std::vector<platform::Existence> existence(std::span<const std::string_view> paths) override {
+        std::vector<platform::Existence> answers;
+        for (const std::string_view path : paths)
+            answers.push_back(kind(path) ? platform::Existence::exists : platform::Existence::missing);
+        return answers;
+    }
+    std::optional<platform::FileKind> kind(std::string_view path) override {
+        const std::string target = resolve(std::string(path));
+        const auto folder = folders.find(target);
+        if (folder == folders.end() && !files.contains(target)) return std::nullopt;
+        const bool isLink = links.contains(std::string(path));
+        return platform::FileKind{folder != folders.end(), isLink, {1, std::hash<std::string>()(target)}};
+    }
+    std::vector<std::string> entryNames(std::string_view path) override {
+        const auto folder = folders.find(resolve(std::string(path)));
+        return folder == folders.end() ? std::vector<std::string>() : folder->second;
+    }
+};
+
+class AllImages final : public platform::ResourceBundle {
+  public:
+    std::optional<std::string> pathForImage(std::string_view fileName) const override {
+        return hasImages ? std::optional(std::string(fileName)) : std::nullopt;
+    }
+    bool hasImages = true;
+};
+
+} // namespace support
