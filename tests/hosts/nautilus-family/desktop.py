@@ -92,14 +92,15 @@ def screenshot(path):
 class Accessible:
     """What the file manager shows, by its names."""
 
-    def __init__(self):
+    def __init__(self, is_gtk4):
         import gi
         gi.require_version("Atspi", "2.0")
         from gi.repository import Atspi
         self.atspi = Atspi
+        self.is_gtk4 = is_gtk4
         Atspi.init()
 
-    def find(self, roles, name, pid=None):
+    def find(self, roles, name, tell=lambda *_: None):
         found = []
         desktop = self.atspi.get_desktop(0)
 
@@ -107,8 +108,9 @@ class Accessible:
             if node is None or depth > 40 or found:
                 return
             try:
+                tell(node.get_role_name(), repr(node.get_name()))
                 if node.get_role_name() in roles and node.get_name() == name and \
-                        node.get_state_set().contains(self.atspi.StateType.SHOWING):
+                        self.is_visible(node):
                     found.append(node)
                     return
                 for i in range(node.get_child_count()):
@@ -120,8 +122,17 @@ class Accessible:
             walk(desktop.get_child_at_index(i), 0)
         return found[0] if found else None
 
+    def is_visible(self, node):
+        """GTK 4 tells it of no item, Nemo of no file."""
+        return self.is_gtk4 or node.get_role_name() == "icon" or \
+            node.get_state_set().contains(self.atspi.StateType.SHOWING)
+
     def wait(self, roles, name, seconds=15):
-        return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles), name))
+        try:
+            return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles), name))
+        except AssertionError:
+            self.find(roles, None, print)
+            raise
 
     def act(self, node, wanted):
         action = node.get_action_iface()
