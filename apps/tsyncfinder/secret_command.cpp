@@ -9,7 +9,7 @@
 #include <iostream>
 #include <unistd.h>
 
-namespace apps {
+namespace apps::tsyncfinder {
 namespace {
 
 // No core dump of the process while a password may be in it: the library that talks to the store copies it
@@ -167,4 +167,4 @@ void addSecretCommand(CLI::App& program, std::function<std::unique_ptr<platform:
     addAction("exists", "Tell by the exit status whether there is an entry", exists);
 }
 
-} // namespace apps
+} // namespace apps::tsyncfinder

@@ -12,11 +12,11 @@
 #include <functional>
 #include <memory>
 
-namespace apps {
+namespace apps::tsyncfinder {
 
 // Adds the command with its subcommands to the program's. The log and the exit status are borrowed until the
 // arguments are parsed; the store is made when a subcommand runs, and may be null.
 void addSecretCommand(CLI::App& program, std::function<std::unique_ptr<platform::SecretStore>()> makeStore,
                       platform::ProcessLog& log, int& exitStatus);
 
-} // namespace apps
+} // namespace apps::tsyncfinder

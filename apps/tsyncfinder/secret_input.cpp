@@ -10,7 +10,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace apps {
+namespace apps::tsyncfinder {
 namespace {
 
 // Holds back the signals of the terminal and turns its echo off, until the end of the object.
@@ -85,4 +85,4 @@ std::optional<platform::SecretBytes> readSecret(int input, const std::string& pr
     }
 }
 
-} // namespace apps
+} // namespace apps::tsyncfinder

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace apps {
+namespace apps::tsyncfinder {
 
 inline constexpr std::size_t longestSecret = std::size_t{1} << 20; // bytes
 
@@ -16,4 +16,4 @@ inline constexpr std::size_t longestSecret = std::size_t{1} << 20; // bytes
 // other thread that would take the signal.
 std::optional<platform::SecretBytes> readSecret(int input, const std::string& prompt, bool echo);
 
-} // namespace apps
+} // namespace apps::tsyncfinder

@@ -145,21 +145,19 @@ void JumpBarWidget::focusLabel(int level) {
     if (widget != labelWidgets.end()) widget->second->setFocus(Qt::OtherFocusReason);
 }
 
-void JumpBarWidget::reportKeyState() {
+void JumpBarWidget::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
     if (isActiveWindow())
         logic.windowDidBecomeKey();
     else
         logic.windowDidResignKey();
 }
 
-void JumpBarWidget::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
-    reportKeyState();
-}
-
-void JumpBarWidget::changeEvent(QEvent* event) {
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::ActivationChange) reportKeyState();
+bool JumpBarWidget::event(QEvent* event) {
+    // A window passes these two on to its children.
+    if (event->type() == QEvent::WindowActivate) logic.windowDidBecomeKey();
+    if (event->type() == QEvent::WindowDeactivate) logic.windowDidResignKey();
+    return QWidget::event(event);
 }
 
 void JumpBarWidget::contextMenuEvent(QContextMenuEvent* event) {

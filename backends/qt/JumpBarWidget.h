@@ -26,14 +26,16 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
 
     jumpbar::VxJumpBar& bar() { return logic; }
 
+    void focusLabel(int level); // does nothing when there is none
+
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
   protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
-    void changeEvent(QEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
 
   private:
@@ -51,9 +53,6 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
     void itemHighlighted(platform::Menu& menu, platform::MenuItem& item) override;
     void itemChosen(const platform::MenuItemHandle& item) override;
     void menuDismissed() override;
-
-    void reportKeyState();
-    void focusLabel(int level); // does nothing when there is none
 
     std::map<int, JumpBarLabelWidget*> labelWidgets; // by level; children of this widget
     std::map<std::string, platform::ImageHandle> images;

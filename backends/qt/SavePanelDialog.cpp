@@ -32,6 +32,7 @@ SavePanelDialog::SavePanelDialog(panels::RemoteDirectories& directories, platfor
     ok->setDefault(true);
     QPushButton* cancel = buttons->addButton(shown("Cancel"), QDialogButtonBox::RejectRole);
     cancel->setObjectName(QStringLiteral("cancel"));
+    cancel->setAutoDefault(false); // Enter is OK, also while OK is still disabled
 
     auto* layout = new QVBoxLayout(this);
     layout->setSpacing(16);
@@ -52,6 +53,7 @@ SavePanelDialog::~SavePanelDialog() = default;
 
 int SavePanelDialog::runModal() {
     logic->awakeFromNib();
+    jumpBar->focusLabel(1);
     return exec();
 }
 

@@ -70,6 +70,7 @@ void ShareByEmailDialog::build() {
     buttonOk->setEnabled(false);
     buttonCancel = buttons->addButton(shown("Cancel"), QDialogButtonBox::RejectRole);
     buttonCancel->setObjectName(QStringLiteral("cancel"));
+    buttonCancel->setAutoDefault(false); // Enter is OK, also while OK is still disabled
 
     auto* top = new QHBoxLayout;
     top->setSpacing(12);

@@ -100,6 +100,7 @@ std::vector<panels::FieldObject> TokenField::objects() const {
 }
 
 void TokenField::setObjects(const std::vector<panels::FieldObject>& objects) {
+    flow->setEnabled(false); // places all of them once, in fit()
     while (!chips.empty())
         removeChip(chips.size() - 1);
     line->clear();
@@ -136,6 +137,8 @@ std::size_t TokenField::indexOf(const TokenChip& chip) const {
 }
 
 void TokenField::fit() {
+    flow->setEnabled(true);
+    flow->invalidate();
     line->setPlaceholderText(chips.empty() ? shown("Names or e-mail addresses") : QString());
     widget()->setMinimumHeight(flow->heightForWidth(viewport()->width()));
     flow->activate();
@@ -183,6 +186,7 @@ bool TokenField::tokenise() {
 }
 
 void TokenField::add(const std::vector<std::string>& entries) {
+    flow->setEnabled(false); // places all of them once, in fit()
     for (const panels::FieldObject& object : delegate.shouldAddObjects({entries.begin(), entries.end()}))
         appendChip(object);
     fit();

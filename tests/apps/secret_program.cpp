@@ -7,7 +7,7 @@ int main(int argc, char** argv) {
     CLI::App program;
     backends::log::StandardErrorLog log("secret_program", platform::LogLevel::info);
     int exitStatus = 0;
-    apps::addSecretCommand(program, backends::secret::makeSecretService, log, exitStatus);
+    apps::tsyncfinder::addSecretCommand(program, backends::secret::makeSecretService, log, exitStatus);
     CLI11_PARSE(program, argc, argv);
     return exitStatus;
 }
