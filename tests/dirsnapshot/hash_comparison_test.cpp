@@ -102,7 +102,7 @@ TEST_F(HashComparison, AgreesWithItsDefinitionOnRandomTrees) {
     std::mt19937 random(11);
     const Strings names{"a", "b", "Caches", "Z", "\xC3\xA9", "c.crdownload", "nm"};
     std::size_t differences = 0;
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 400; ++round) {
         std::map<std::string, std::string> contents[2];
         DirSnapshot* snapshots[2] = {&current, &previous};
         for (DirSnapshot* snapshot : snapshots) {
