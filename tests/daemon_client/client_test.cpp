@@ -125,14 +125,16 @@ TEST_F(ClientTest, EndsTheWaitWhenTheDaemonDiesAndForgetsALateReply) {
         const std::lock_guard guard(lock);
         if (message == "getSyncStatus:") held.push_back(std::move(handler));
     };
+    // Let go of and answered without the lock: both take the bus library's own.
+    const auto takeHeld = [&] {
+        const std::lock_guard guard(lock);
+        return std::exchange(held, {});
+    };
     auto daemon = std::make_unique<TestDaemon>(hold);
     connect();
     std::thread killer([&] {
         daemon->waitFor("getSyncStatus:");
-        {
-            const std::lock_guard guard(lock);
-            held.clear(); // an open call keeps its connection
-        }
+        takeHeld(); // an open call keeps its connection
         daemon.reset();
     });
     EXPECT_EQ(client->getSyncStatus(), std::nullopt);
@@ -141,11 +143,9 @@ TEST_F(ClientTest, EndsTheWaitWhenTheDaemonDiesAndForgetsALateReply) {
     // A daemon that answers only after the client has stopped waiting.
     TestDaemon second(hold);
     EXPECT_EQ(client->getSyncStatus(), std::nullopt) << "the bound of the wait ends it";
-    {
-        const std::lock_guard guard(lock);
-        ASSERT_EQ(held.size(), 1U);
-        held.front()(valueReply(Dictionary{{"status", "late"}}));
-    }
+    const auto open = takeHeld();
+    ASSERT_EQ(open.size(), 1U);
+    open.front()(valueReply(Dictionary{{"status", "late"}}));
     EXPECT_EQ(client->getSyncStatus(), std::nullopt);
 }
 
