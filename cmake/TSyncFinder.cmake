@@ -27,6 +27,10 @@ if(TSYNCFINDER_SANITIZE)
     add_link_options(-fsanitize=${TSYNCFINDER_SANITIZE})
 endif()
 
+if(TSYNCFINDER_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link) # the fuzzer sees which code an input reaches
+endif()
+
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 

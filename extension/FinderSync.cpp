@@ -1,8 +1,8 @@
 #include "extension/FinderSync.h"
 
+#include "daemon_client/notification_names.h"
 #include "extension/tree_walk.h"
 #include "foundation/path_strings.h"
-#include "protocol/names.h"
 
 namespace extension {
 namespace {
@@ -55,10 +55,11 @@ void FinderSync::startUp() {
                 modelQueue.dispatch([this, handler, notification] { handler(notification); });
             }));
     };
-    observe(TSYNC_NOTE_SYNC_PATH_ADDED, [this](const auto&) { onSyncPathAdded(); });
-    observe(TSYNC_NOTE_SYNC_PATH_REMOVED,
+    observe(daemon_client::syncPathAddedNotification, [this](const auto&) { onSyncPathAdded(); });
+    observe(daemon_client::syncPathRemovedNotification,
             [this](const auto& notification) { onSyncPathRemoved(notification); });
-    observe(TSYNC_NOTE_SYNC_REFRESH, [this](const auto& notification) { onSyncStatusRefresh(notification); });
+    observe(daemon_client::syncRefreshNotification,
+            [this](const auto& notification) { onSyncStatusRefresh(notification); });
 
     std::set<FileURL> directories;
     const auto watch = [&directories](std::string_view path) {

@@ -5,17 +5,12 @@
 // is given another object). Main thread only once an image is shown.
 #pragma once
 
+#include "platform/Geometry.h"
+
 #include <memory>
 #include <string>
 
 namespace platform {
-
-struct Size {
-    double width = 0; // points
-    double height = 0;
-
-    friend bool operator==(const Size&, const Size&) = default;
-};
 
 struct Image {
     std::string name; // "statusbaricon.png", or the name of a themed icon

@@ -23,6 +23,11 @@
 #define FINDER_SYNC_BADGE_NONE "none"
 #define FINDER_SYNC_BADGE_UNCHANGED "unchanged"
 
+/* What a host passes on of its environment, so that a panel appears where the person is. */
+#define FINDER_SYNC_DISPLAY_VARIABLES                                                                        \
+    "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "XDG_RUNTIME_DIR", "XDG_CURRENT_DESKTOP", "LANG", "LC_ALL",  \
+        "LANGUAGE"
+
 /* Notifications of the daemon. */
 #define TSYNC_NOTE_SYNC_PATH_ADDED "TSyncQuenzSyncPathAdded"
 #define TSYNC_NOTE_SYNC_PATH_REMOVED "TSyncQuenzSyncPathRemoved"

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t largestChunk = 256 * 1024;
+constexpr std::size_t largestChunk = 1U << 18;
 
 class Descriptor {
   public:

@@ -42,7 +42,7 @@ void makeRoom(DSList* list) {
             list->items = slots;
             list->_gap = 0;
         } else {
-            resize(list, 2 * store->capacity);
+            resize(list, store->capacity + store->capacity / 2 + 1);
         }
     }
 }

@@ -1,7 +1,7 @@
 #include "snapshot/DSDatabase.h"
 #include "snapshot/database.h"
 #include "snapshot/decimal.h"
-#include "snapshot/tree_builder.h"
+#include "snapshot/loaded_items.h"
 
 #include <sys/stat.h>
 
@@ -60,11 +60,11 @@ uint64_t unsignedOf(sqlite3_stmt* row, int column) {
 // Places the rows in the tree. A row without a usable path is left out; one line at the end says how many.
 class RowReader {
   public:
-    explicit RowReader(DSNode* root) : _builder(root) {}
+    explicit RowReader(DSNode* root) : _items(root) {}
 
     void place(sqlite3_stmt* row, const Columns& columns) {
         auto type = static_cast<uint8_t>(unsignedOf(row, columns.type));
-        DSNode* node = _builder.findOrCreate(textOf(row, columns.path), type);
+        DSNode* node = _items.findOrCreate(textOf(row, columns.path), type);
         if (node == nullptr) {
             _leftOut++;
             return;
@@ -82,7 +82,7 @@ class RowReader {
     }
 
   private:
-    TreeBuilder _builder;
+    LoadedItems _items;
     uint64_t _leftOut = 0;
 };
 
@@ -117,6 +117,9 @@ bool readRows(sqlite3* database, DSNode* root, bool& complete) {
 } // namespace
 
 DSNode* loadDatabase(sqlite3* database, bool& complete) {
+    // A generated column could make a small file give values as large as memory.
+    constexpr int largestValue = 16 << 20;
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, largestValue);
     DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
     if (readRows(database, root, complete)) return root;
     DSNodeDestroy(root);

@@ -2,13 +2,13 @@
 
 #include "snapshot/DSNode.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 
 namespace snapshot {
 

@@ -2,7 +2,7 @@
 #include "snapshot/DSFlatFile.h"
 #include "snapshot/decimal.h"
 #include "snapshot/flat_file.h"
-#include "snapshot/tree_builder.h"
+#include "snapshot/loaded_items.h"
 
 #include <sys/stat.h>
 
@@ -32,6 +32,21 @@ class ByteReader {
     // Passes the byte that peek() gave.
     void skip() { _at++; }
 
+    // Reads a number as the writer writes it, digits and a bar, and passes both. False, with nothing passed,
+    // for anything else, and where the buffer ends: the general way is to be taken then.
+    bool takePlain(uint64_t& number) {
+        constexpr ptrdiff_t mostDigits = 18; // fit any of the numbers without a look at their range
+        const char* at = _at;
+        const char* last = _end - at > mostDigits ? at + mostDigits : _end;
+        uint64_t value = 0;
+        for (; at < last && isDigit(*at); at++)
+            value = 10 * value + static_cast<uint64_t>(*at - '0');
+        if (at == last || at == _at || *at != '|') return false;
+        _at = at + 1;
+        number = value;
+        return true;
+    }
+
     // Copies up to `length` bytes; gives how many there were.
     size_t take(char* into, size_t length) {
         size_t taken = 0;
@@ -48,7 +63,7 @@ class ByteReader {
     bool failed() const { return _failed; }
 
   private:
-    static constexpr size_t kCapacity = 256 * 1024;
+    static constexpr size_t kCapacity = size_t{256} << 10;
 
     bool fill() {
         if (_ended) return false;
@@ -85,7 +100,8 @@ struct Info {
 Scan scanInfo(ByteReader& reader, Info& info) {
     for (int i = 0; i < 4; i++) {
         Decimal number;
-        Scan scan = scanDecimal(reader, number);
+        bool isPlain = reader.takePlain(number.magnitude);
+        Scan scan = isPlain ? Scan::number : scanDecimal(reader, number);
         if (scan != Scan::number) return scan;
         switch (i) {
         case 0:
@@ -100,6 +116,7 @@ Scan scanInfo(ByteReader& reader, Info& info) {
         default:
             info.started = number.asSigned();
         }
+        if (isPlain) continue;
         int byte = reader.peek();
         if (byte < 0) return Scan::end;
         if (byte == '|')
@@ -120,7 +137,7 @@ enum class Outcome {
 class FlatFileReader {
   public:
     FlatFileReader(int descriptor, const char* path, bool withDigests, DSNode* root)
-        : _bytes(descriptor), _file(path), _withDigests(withDigests), _builder(root) {}
+        : _bytes(descriptor), _file(path), _withDigests(withDigests), _items(root) {}
 
     Outcome readAll() {
         Outcome outcome = Outcome::record;
@@ -166,7 +183,7 @@ class FlatFileReader {
             char digest[2 * DSNodeHashLength + 1];
             _bytes.take(digest, sizeof digest);
         }
-        DSNode* node = _builder.findOrCreate({_path, static_cast<size_t>(length.magnitude)}, info.type);
+        DSNode* node = _items.findOrCreate({_path, static_cast<size_t>(length.magnitude)}, info.type);
         node->size = info.size;
         node->modifiedTime = info.modified;
         node->startedTime = info.started;
@@ -176,6 +193,7 @@ class FlatFileReader {
     // The bar behind the length may be missing, as for scanf. A sign alone at the end is no end between two
     // records.
     Scan scanLength(Decimal& length) {
+        if (_bytes.takePlain(length.magnitude)) return Scan::number;
         while (isWhiteSpace(_bytes.peek()))
             _bytes.skip();
         if (_bytes.peek() < 0) return Scan::end;
@@ -210,7 +228,7 @@ class FlatFileReader {
     ByteReader _bytes;
     const char* _file;
     bool _withDigests;
-    TreeBuilder _builder;
+    LoadedItems _items;
     char _path[DSNodePathCapacity];
 };
 

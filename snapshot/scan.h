@@ -11,6 +11,10 @@ namespace snapshot {
 // Scans a directory into a node, behind the children that it has, and returns the node.
 DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOptions* options);
 
+// The same with a choice of how many threads may examine entries at a time, the caller's included: 1 keeps
+// all on the caller's thread. The result does not depend on it. For the tools and the benchmarks.
+DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads);
+
 // The same, recursive, without a callback, and with the digest flag set.
 DSNode* _takeSnapshot(const char* dirPath, DSNode* root, DSList* patterns);
 

@@ -1,7 +1,9 @@
 // tsyncfinder: the extension process, and a terminal as a file manager.
 #include "apps/tsyncfinder/ExtensionProcess.h"
+#include "apps/tsyncfinder/secret_command.h"
 #include "apps/tsyncfinder/terminal_commands.h"
 #include "backends/log/StandardErrorLog.h"
+#include "backends/secret/secret_service.h"
 
 #include <CLI/CLI.hpp>
 
@@ -44,6 +46,8 @@ int main(int argc, char** argv) {
         exitStatus = apps::tsyncfinder::runExtension(options);
     });
     apps::tsyncfinder::addTerminalCommands(app, exitStatus);
+    backends::log::StandardErrorLog log("tsyncfinder", platform::LogLevel::info);
+    apps::tsyncfinder::addSecretCommand(app, backends::secret::makeSecretService, log, exitStatus);
 
     CLI11_PARSE(app, argc, argv);
     return exitStatus;

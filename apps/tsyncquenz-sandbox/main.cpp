@@ -5,6 +5,7 @@
 #include "backends/dbus/name_owner.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/posix/SerialQueue.h"
+#include "platform/Json.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "sandbox/Commands.h"
@@ -30,12 +31,20 @@ constexpr auto description =
     "A stand-in for the sync daemon, for demos, development and tests. It is NO sync service: its remote\n"
     "space is a folder on this machine, and nothing ever leaves it.";
 
+// A command message for the daemon that runs already.
+struct Command {
+    const char* name = nullptr; // none: this process is to be the daemon
+    std::string localPath;
+    std::string remotePath;
+};
+
 struct Arguments {
     sandbox::Daemon::Settings settings;
     sandbox::Faults faults;
     std::vector<std::pair<std::string, std::string>> start; // local path, remote path
     std::vector<std::string> stop;
     std::string logLevel = "info";
+    Command command;
 };
 
 // A folder below one of the user's base directories.
@@ -90,6 +99,38 @@ void declare(CLI::App& app, Arguments& arguments) {
         ->group(faults);
 }
 
+// The subcommands that speak to a daemon instead of being one.
+void declareCommands(CLI::App& app, Command& command) {
+    CLI::App* start = app.add_subcommand("start", "Tell the running daemon to sync LOCAL to REMOTE");
+    start->add_option("LOCAL", command.localPath)->required()->check(CLI::ExistingDirectory);
+    start->add_option("REMOTE", command.remotePath)->required();
+    start->callback([&command] { command.name = TSYNC_COMMAND_SYNC_START; });
+    CLI::App* stop = app.add_subcommand("stop", "Tell the running daemon to stop syncing to REMOTE");
+    stop->add_option("REMOTE", command.remotePath)->required();
+    stop->callback([&command] { command.name = TSYNC_COMMAND_SYNC_STOP; });
+    app.require_subcommand(0, 1);
+}
+
+int sendCommand(const Command& command, platform::ProcessLog& log) {
+    using namespace backends;
+    dbus::Bus bus("sandbox-bus");
+    dbus::DistributedCenter center(bus, log);
+    platform::Dictionary payload{{"remotePath", command.remotePath}};
+    if (!command.localPath.empty()) payload.emplace("localPath", fs::absolute(command.localPath).string());
+    const std::optional<std::string> text = platform::jsonText(payload);
+    if (!text) {
+        log.error("A path is no UTF-8, so no message can name it");
+        return EXIT_FAILURE;
+    }
+    if (!center.post({command.name, *text, {}})) return EXIT_FAILURE;
+    // Asked after the message was sent: the answer also says that the bus has it.
+    if (dbus::nameOwner(bus, TSYNC_SERVICE_NAME).empty()) {
+        log.error("No daemon is on the bus");
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}
+
 // Runs until a signal or the loss of the bus ends it.
 int serve(const Arguments& arguments, const sigset_t& ending, platform::ProcessLog& log) {
     using namespace backends;
@@ -138,12 +179,15 @@ int main(int count, char** words) {
     CLI::App app(description);
     Arguments arguments;
     declare(app, arguments);
+    declareCommands(app, arguments.command);
     CLI11_PARSE(app, count, words);
 
     backends::log::StandardErrorLog log("tsyncquenz-sandbox", *backends::log::levelNamed(arguments.logLevel));
-    log.info("A stand-in for demos, development and tests; no sync service. Its remote space is the folder ",
-             arguments.settings.spaceFolder.string());
     try {
+        if (arguments.command.name) return sendCommand(arguments.command, log);
+        log.info(
+            "A stand-in for demos, development and tests; no sync service. Its remote space is the folder ",
+            arguments.settings.spaceFolder.string());
         return serve(arguments, ending, log);
     } catch (const std::exception& error) {
         log.error("Cannot run: ", error.what());

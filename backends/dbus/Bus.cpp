@@ -12,18 +12,25 @@
 
 namespace backends::dbus {
 
-Bus::Bus(std::string threadName)
-    : name(std::move(threadName)), link(sdbus::createSessionBusConnection()),
-      wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+BusLink::BusLink()
+    : connection(sdbus::createSessionBusConnection()), wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wakeUp < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
+
+BusLink::~BusLink() { ::close(wakeUp); }
+
+void BusLink::wake() {
+    const std::uint64_t one = 1;
+    // A full counter means that the thread is about to wake anyway.
+    [[maybe_unused]] const ssize_t written = ::write(wakeUp, &one, sizeof one);
+}
+
+Bus::Bus(std::string threadName) : name(std::move(threadName)) {}
 
 Bus::~Bus() {
     ending = true;
     wake();
     if (thread.joinable()) thread.join();
-    link.reset();
-    ::close(wakeUp);
 }
 
 void Bus::start(std::function<void()> onLost) {
@@ -32,22 +39,16 @@ void Bus::start(std::function<void()> onLost) {
     pthread_setname_np(thread.native_handle(), name.substr(0, 15).c_str());
 }
 
-void Bus::wake() {
-    const std::uint64_t one = 1;
-    // A full counter means that the thread is about to wake anyway.
-    [[maybe_unused]] const ssize_t written = ::write(wakeUp, &one, sizeof one);
-}
-
 void Bus::run() {
     try {
         while (!ending) {
-            while (link->processPendingRequest() && !ending) {
+            while (link->connection->processPendingRequest() && !ending) {
             }
-            const auto wanted = link->getEventLoopPollData();
-            std::array<pollfd, 2> files{pollfd{wanted.fd, wanted.events, 0}, pollfd{wakeUp, POLLIN, 0}};
+            const auto wanted = link->connection->getEventLoopPollData();
+            std::array<pollfd, 2> files{pollfd{wanted.fd, wanted.events, 0}, pollfd{link->wakeUp, POLLIN, 0}};
             if (::poll(files.data(), files.size(), wanted.getPollTimeout()) < 0 && errno != EINTR) break;
             std::uint64_t count = 0;
-            if ((files[1].revents & POLLIN) != 0 && ::read(wakeUp, &count, sizeof count) < 0 &&
+            if ((files[1].revents & POLLIN) != 0 && ::read(link->wakeUp, &count, sizeof count) < 0 &&
                 errno != EAGAIN)
                 break;
         }

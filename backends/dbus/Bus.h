@@ -18,6 +18,23 @@
 
 namespace backends::dbus {
 
+// The connection itself, with the means to wake the thread that reads it. A call that is answered late holds
+// on to it: then the answer goes nowhere, but harmlessly, when the bus has ended meanwhile.
+class BusLink {
+  public:
+    BusLink();
+    ~BusLink();
+    BusLink(const BusLink&) = delete;
+    BusLink& operator=(const BusLink&) = delete;
+
+    void wake();
+
+  private:
+    friend class Bus;
+    std::unique_ptr<sdbus::IConnection> connection;
+    int wakeUp = -1; // eventfd
+};
+
 class Bus {
   public:
     // Connects to the session bus. Raises sdbus::Error when there is none.
@@ -26,14 +43,15 @@ class Bus {
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    sdbus::IConnection& connection() { return *link; }
+    sdbus::IConnection& connection() { return *link->connection; }
+    std::shared_ptr<BusLink> sharedLink() const { return link; }
 
     // Starts the thread. What is called back runs on it. Called once, after the first registrations.
     void start(std::function<void()> onLost);
 
     // To be called after sending or registering from another thread: what could not be written at once, a
     // new deadline and what a waiting call left unread are then seen to.
-    void wake();
+    void wake() { link->wake(); }
 
     bool isLost() const { return lost; }
 
@@ -41,9 +59,8 @@ class Bus {
     void run();
 
     std::string name;
-    std::unique_ptr<sdbus::IConnection> link;
+    std::shared_ptr<BusLink> link = std::make_shared<BusLink>();
     std::function<void()> lostHandler;
-    int wakeUp = -1; // eventfd
     std::atomic<bool> ending = false;
     std::atomic<bool> lost = false;
     std::thread thread;

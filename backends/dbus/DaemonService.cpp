@@ -10,6 +10,12 @@ namespace {
 
 constexpr auto failed = "com.quarnhold.TovikDrive_Quen.Error.Failed";
 
+// A call that may be answered after the bus has ended: the connection goes after the message.
+struct OpenCall {
+    std::shared_ptr<BusLink> link;
+    sdbus::MethodCall call;
+};
+
 void answer(const sdbus::MethodCall& call, const protocol::Message& message, const platform::Reply& reply) {
     if (message.reply.empty() || call.doesntExpectReply()) return;
     try {
@@ -49,10 +55,12 @@ DaemonService::DaemonService(Bus& sharedBus, platform::RequestService& service)
                                            "an argument is unreadable");
                     arguments.push_back(std::move(*value));
                 }
-                service.answer(message.name, arguments, [this, &message, call](const platform::Reply& reply) {
-                    answer(call, message, reply);
-                    bus.wake();
-                });
+                service.answer(
+                    message.name, arguments,
+                    [&message, open = OpenCall{bus.sharedLink(), call}](const platform::Reply& reply) {
+                        answer(open.call, message, reply);
+                        open.link->wake();
+                    });
             },
             flags);
     }

@@ -14,10 +14,7 @@ namespace {
 using hosts::terminal::ExtensionError;
 using hosts::terminal::MenuEntry;
 
-// What a panel needs to appear where the person is.
-constexpr const char* displayVariables[] = {
-    "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "XDG_RUNTIME_DIR", "XDG_CURRENT_DESKTOP",
-    "LANG",    "LC_ALL",          "LANGUAGE"};
+constexpr const char* displayVariables[] = {FINDER_SYNC_DISPLAY_VARIABLES};
 
 // The bound on an answer of an extension that is stopped or stuck.
 constexpr std::uint64_t answerBound = 10'000'000; // microseconds

@@ -126,6 +126,9 @@ TEST_F(SnapshotDatabase, EveryOddTableHasItsOutcome) {
         {"CREATE TABLE SNAPSHOT(SIZE); INSERT INTO SNAPSHOT VALUES(1)", "",
          "SQL rows without a usable path: 1\n"},
         {"PRAGMA encoding = 'UTF-16'; " + insert + "('/é',0,1,2,3,4)", "/é 1 2 3 4\n", ""},
+        {"CREATE TABLE SNAPSHOT(PATH, SIZE AS (length(zeroblob(PATH)))); INSERT INTO SNAPSHOT(PATH) "
+         "VALUES(999999999)",
+         "none", "SQL error: string or blob too big\nSQL Status 0 Inserted.\n"},
         {"CREATE VIEW SNAPSHOT AS WITH RECURSIVE n(i) AS (VALUES(0) UNION ALL SELECT i + 1 FROM n) "
          "SELECT '/' || i AS PATH FROM n",
          "none", "SQL error: SNAPSHOT is not a table\nSQL Status 0 Inserted.\n"},

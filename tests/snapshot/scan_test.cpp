@@ -172,6 +172,39 @@ TEST(Scan, DeepTree) {
     EXPECT_EQ(watched.asked.size(), linesOf(plain.get()).size());
 }
 
+// Helpers start once a tree has shown some size; what they read is what one thread reads.
+TEST(Scan, HelpersChangeNothing) {
+    TemporaryDirectory directory;
+    Random random(5);
+    std::vector<std::string> directories{""};
+    for (int i = 0; i < 6000; i++) {
+        std::string path = directories[random(directories.size())] + std::to_string(random(100'000));
+        if (random(8) == 0 && mkdir(directory.path(path).c_str(), 0700) == 0)
+            directories.push_back(path + "/");
+        else
+            close(open(directory.path(path).c_str(), O_CREAT | O_WRONLY, 0600));
+    }
+    std::vector<std::string> expected = linesOf(scan(directory.path()).get());
+    DSSnapshotOptions options = {};
+    options.recursive = 1;
+    auto withThreads = [&](unsigned threads, const std::string& path) {
+        Tree root = makeRoot();
+        takeSnapshot(path.c_str(), root.get(), &options, threads);
+        return linesOf(root.get());
+    };
+    for (unsigned threads : {1U, 2U, 5U, 16U})
+        EXPECT_EQ(withThreads(threads, directory.path() + "/"), expected) << threads;
+    rlimit usual;
+    getrlimit(RLIMIT_NOFILE, &usual);
+    int next = dup(0);
+    close(next);
+    rlimit few = {static_cast<rlim_t>(next) + 2, usual.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+    EXPECT_EQ(withThreads(16, directory.path()), expected); // fewer descriptors than threads
+    setrlimit(RLIMIT_NOFILE, &usual);
+    EXPECT_EQ(withThreads(4, directory.path("none")), std::vector<std::string>{});
+}
+
 TEST(Scan, DirectoryReader) {
     TemporaryDirectory directory;
     for (const char* name : {"b", "C", "a", "d", "e"})

@@ -2,6 +2,7 @@
 // the object, whatever happens in the test.
 #pragma once
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -19,6 +20,7 @@ class PrivateBus {
         if (::pipe(address) != 0) throw std::runtime_error("pipe");
         process = ::fork();
         if (process == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that crashes leaves no bus behind
             ::dup2(address[1], 3);
             ::execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--nopidfile",
                      "--print-address=3", static_cast<char*>(nullptr));

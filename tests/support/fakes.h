@@ -16,11 +16,23 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace support {
 
 inline constexpr std::chrono::seconds deadline{20};
+
+// Whether the condition comes true within the deadline; for what no event tells.
+template <typename Condition>
+bool eventually(Condition&& isTrue) {
+    for (const auto end = std::chrono::steady_clock::now() + deadline;
+         std::chrono::steady_clock::now() < end;) {
+        if (isTrue()) return true;
+        std::this_thread::yield();
+    }
+    return false;
+}
 
 // Keeps the lines; a test can wait for one.
 class RecordingLog final : public platform::ProcessLog {

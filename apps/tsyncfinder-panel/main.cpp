@@ -1,0 +1,73 @@
+// tsyncfinder-panel: one panel, asked for on standard input and answered on standard output, then it ends.
+#include "apps/tsyncfinder-panel/panel_request.h"
+#include "apps/tsyncfinder-panel/run_panels.h"
+#include "backends/log/StandardErrorLog.h"
+#include "backends/qt/texts.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <variant>
+
+namespace {
+
+constexpr int unusableRequest = 2;
+constexpr int noDisplay = 3;
+
+constexpr auto usage =
+    "tsyncfinder-panel: shows one panel of the TSyncFinder extension.\n"
+    "The extension starts it; it reads a request, one JSON object, from standard input and\n"
+    "writes the answer, one JSON object, to standard output. It takes no arguments.\n";
+
+// The toolkit ends the process without a word when there is no display, so it is asked first.
+bool hasDisplay() {
+    const auto isSet = [](const char* name) {
+        const char* value = std::getenv(name);
+        return value != nullptr && *value != '\0';
+    };
+    return isSet("WAYLAND_DISPLAY") || isSet("DISPLAY") || isSet("QT_QPA_PLATFORM");
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    using namespace apps::panel;
+    if (argumentCount > 1) {
+        const bool asksForHelp =
+            std::strcmp(arguments[1], "--help") == 0 || std::strcmp(arguments[1], "-h") == 0;
+        (asksForHelp ? std::cout : std::cerr) << usage;
+        return asksForHelp ? EXIT_SUCCESS : unusableRequest;
+    }
+    const std::string input{std::istreambuf_iterator<char>(std::cin), {}};
+    const std::variant<Request, std::string> read = requestOfJson(input);
+    if (const auto* problem = std::get_if<std::string>(&read)) {
+        std::cerr << "tsyncfinder-panel: " << *problem << '\n';
+        writeAnswer({{"response", 0}, {"error", *problem}});
+        return unusableRequest;
+    }
+    const Request& request = std::get<Request>(read);
+    if (!hasDisplay()) {
+        std::cerr << "tsyncfinder-panel: there is no display\n";
+        writeAnswer({{"response", 0}, {"error", "there is no display"}});
+        return noDisplay;
+    }
+    if (!request.activationToken.empty()) {
+        setenv("XDG_ACTIVATION_TOKEN", request.activationToken.c_str(), 1); // Wayland
+        setenv("DESKTOP_STARTUP_ID", request.activationToken.c_str(), 1);   // X
+    }
+
+    backends::log::StandardErrorLog log("tsyncfinder-panel", platform::LogLevel::info);
+    QApplication application(argumentCount, arguments);
+    QApplication::setApplicationName(QStringLiteral("tsyncfinder"));
+    QApplication::setDesktopFileName(QStringLiteral("tsyncfinder"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("tsyncfinder")));
+    if (const auto* destination = std::get_if<DestinationRequest>(&request.panel))
+        return runDestinationPanel(request, *destination, log);
+    if (const auto* share = std::get_if<ShareRequest>(&request.panel))
+        return runSharePanel(request, *share, log);
+    return runClipboard(std::get<ClipboardRequest>(request.panel));
+}

@@ -1,0 +1,107 @@
+#include "apps/tsyncfinder-panel/run_panels.h"
+
+#include "apps/tsyncfinder-panel/DaemonDirectories.h"
+#include "backends/dbus/Bus.h"
+#include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/RequestBus.h"
+#include "backends/posix/GuardedFileSystem.h"
+#include "backends/posix/SerialQueue.h"
+#include "backends/qt/MainQueue.h"
+#include "backends/qt/SavePanelDialog.h"
+#include "backends/qt/ShareByEmailDialog.h"
+#include "platform/Json.h"
+#include "platform/NotificationCenter.h"
+#ifdef TSYNCFINDER_CONTACTS
+#include "backends/contacts/VCardFolder.h"
+#endif
+
+#include <QWindow>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+namespace apps::panel {
+namespace {
+
+#ifndef TSYNCFINDER_CONTACTS
+struct NoContacts final : platform::AddressBook {
+    std::vector<platform::Person> people() override { return {}; }
+};
+#endif
+
+// The window belongs to the one that asked, where the window system lets a program say so.
+void placeOver(QWidget& dialog, unsigned long parentWindow) {
+    if (parentWindow == 0) return;
+    dialog.winId(); // makes the window
+    if (QWindow* parent = QWindow::fromWinId(static_cast<WId>(parentWindow)))
+        dialog.windowHandle()->setTransientParent(parent);
+}
+
+} // namespace
+
+int runDestinationPanel(const Request& request, const DestinationRequest& destination,
+                        platform::ProcessLog& log) {
+    backends::qt::MainQueue mainQueue;
+    backends::posix::GuardedFileSystem fileSystem;
+    platform::NotificationCenter localCenter;
+    backends::posix::SerialQueue replies("panel-replies");
+    backends::dbus::RequestBus requests(replies, localCenter, log);
+    DaemonDirectories directories(requests, mainQueue, log);
+    backends::qt::SavePanelDialog dialog(directories, mainQueue, fileSystem, log);
+    if (destination.isSync)
+        dialog.panel().setForSync(destination.paths.front());
+    else
+        dialog.panel().setForArchive(destination.paths);
+    placeOver(dialog, request.parentWindow);
+    const int response = dialog.runModal();
+    platform::Dictionary answer{{"response", response}};
+    if (response != panels::cancelResponse && dialog.panel().selectedPath())
+        answer["path"] = *dialog.panel().selectedPath();
+    writeAnswer(answer);
+    return EXIT_SUCCESS;
+}
+
+int runSharePanel(const Request& request, const ShareRequest& share, platform::ProcessLog& log) {
+    backends::qt::MainQueue mainQueue;
+    backends::posix::GuardedFileSystem fileSystem;
+#ifdef TSYNCFINDER_CONTACTS
+    backends::contacts::VCardFolder addressBook(backends::contacts::contactsFolder(), log);
+#else
+    NoContacts addressBook;
+#endif
+    std::unique_ptr<backends::dbus::Bus> bus;
+    std::unique_ptr<backends::dbus::DistributedCenter> center;
+    try {
+        bus = std::make_unique<backends::dbus::Bus>("panel-bus");
+        center = std::make_unique<backends::dbus::DistributedCenter>(*bus, log);
+        bus->start([] {});
+    } catch (const sdbus::Error& error) {
+        log.error("No session bus: ", std::string_view(error.what()));
+    }
+    bool posted = false;
+    const auto send = [&](const std::string& name, const platform::Dictionary& payload) {
+        const std::optional<std::string> object = platform::jsonText(payload);
+        if (!object)
+            log.error("A path that is not UTF-8 cannot be sent");
+        else if (center)
+            posted = center->post({name, *object, {}});
+    };
+    std::vector<std::string> recipients;
+    {
+        backends::posix::SerialQueue background("panel-sender"); // runs dry when it goes
+        backends::qt::ShareByEmailDialog dialog({addressBook, mainQueue, background, fileSystem, log, send},
+                                                share.path);
+        dialog.controller().setAllPathsInSync(share.allPathsInSync);
+        dialog.controller().shareFile({{"path", share.path}, {"isDir", share.isDirectory}});
+        placeOver(dialog, request.parentWindow);
+        dialog.runModal();
+        if (dialog.controller().hasSent()) recipients = dialog.recipients();
+    }
+    platform::Array addresses(recipients.begin(), recipients.end());
+    writeAnswer({{"response", recipients.empty() ? panels::cancelResponse : panels::okResponse},
+                 {"sent", posted},
+                 {"recipients", std::move(addresses)}});
+    return EXIT_SUCCESS;
+}
+
+} // namespace apps::panel

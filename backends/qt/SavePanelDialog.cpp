@@ -1,0 +1,75 @@
+#include "backends/qt/SavePanelDialog.h"
+
+#include "backends/qt/JumpBarWidget.h"
+#include "backends/qt/texts.h"
+
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+namespace backends::qt {
+namespace {
+
+constexpr int windowWidth = 480;
+
+} // namespace
+
+SavePanelDialog::SavePanelDialog(panels::RemoteDirectories& directories, platform::Queue& mainQueue,
+                                 platform::FileSystem& fileSystem, platform::ProcessLog& log) {
+    setObjectName(QStringLiteral("TSFPSavePanel"));
+    setWindowTitle(shown("Choose a Destination"));
+
+    message = new QLabel(this);
+    message->setObjectName(QStringLiteral("message"));
+    message->setTextFormat(Qt::PlainText);
+    message->setWordWrap(true);
+    jumpBar = new JumpBarWidget(this);
+    auto* buttons = new QDialogButtonBox(this);
+    ok = buttons->addButton(shown("OK"), QDialogButtonBox::AcceptRole);
+    ok->setObjectName(QStringLiteral("ok"));
+    ok->setDefault(true);
+    QPushButton* cancel = buttons->addButton(shown("Cancel"), QDialogButtonBox::RejectRole);
+    cancel->setObjectName(QStringLiteral("cancel"));
+    cancel->setAutoDefault(false); // Enter is OK, also while OK is still disabled
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setSpacing(16);
+    layout->setContentsMargins(20, 20, 20, 16);
+    layout->addWidget(message);
+    layout->addWidget(jumpBar);
+    layout->addStretch();
+    layout->addWidget(buttons);
+    resize(windowWidth, sizeHint().height());
+
+    logic = std::make_unique<panels::TSFPSavePanel>(
+        panels::TSFPSavePanel::Surroundings{*this, jumpBar->bar(), directories, mainQueue, fileSystem, log});
+    connect(ok, &QPushButton::clicked, this, [this] { logic->okClicked(); });
+    connect(cancel, &QPushButton::clicked, this, [this] { logic->cancelClicked(); });
+}
+
+SavePanelDialog::~SavePanelDialog() = default;
+
+int SavePanelDialog::runModal() {
+    logic->awakeFromNib();
+    jumpBar->focusLabel(1);
+    return exec();
+}
+
+void SavePanelDialog::reject() { logic->cancelClicked(); }
+
+void SavePanelDialog::setMessage(const platform::DisplayText& text) {
+    platform::DisplayText broken = text;
+    std::transform(broken.arguments.begin(), broken.arguments.end(), broken.arguments.begin(), breakable);
+    message->setText(shown(broken));
+    message->setAccessibleName(shown(text));
+    // A label that wraps does not make its window grow.
+    message->setMinimumHeight(message->heightForWidth(windowWidth - 40));
+}
+
+void SavePanelDialog::setOkEnabled(bool enabled) { ok->setEnabled(enabled); }
+void SavePanelDialog::stopModalWithCode(int response) { done(response); }
+void SavePanelDialog::close() { hide(); }
+
+} // namespace backends::qt

@@ -1,0 +1,79 @@
+// The share-by-email panel's window: the item, the recipients' field, the address book, OK and Cancel. Main
+// thread only.
+#pragma once
+
+#include "backends/qt/TokenField.h"
+#include "panels/TSFPShareByEmailController.h"
+
+#include <QDialog>
+#include <memory>
+
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QSortFilterProxyModel;
+class QTreeView;
+
+namespace backends::qt {
+
+class ShareByEmailDialog final : public QDialog,
+                                 private panels::TSFPShareByEmailView,
+                                 private TokenFieldDelegate {
+    Q_OBJECT
+  public:
+    struct Surroundings {
+        platform::AddressBook& addressBook;
+        platform::Queue& mainQueue;
+        platform::Queue& backgroundQueue;
+        platform::FileSystem& fileSystem;
+        platform::ProcessLog& log;
+        panels::TSFPShareByEmailController::Sender send;
+    };
+    // What is given outlives the window.
+    ShareByEmailDialog(const Surroundings& surroundings, const std::string& localPath);
+    ~ShareByEmailDialog() override;
+
+    panels::TSFPShareByEmailController& controller() { return *logic; }
+
+    // What the field holds, as it would be sent.
+    std::vector<std::string> recipients() const;
+
+    void runModal();
+
+  public slots:
+    void reject() override; // Escape and the window's close button are Cancel
+
+  private:
+    void setInfo(const platform::DisplayText& info) override;
+    void setIcon(const platform::ImageHandle& icon) override;
+    void setOkEnabled(bool enabled) override;
+    std::vector<panels::FieldObject> emails() const override;
+    void setEmails(const std::vector<panels::FieldObject>& objects) override;
+    std::vector<std::string> pickerSelectedValues() const override;
+    void close() override;
+    void stopModal() override;
+
+    std::vector<std::string> completionsForSubstring(std::string_view typed) override;
+    std::vector<panels::FieldObject>
+    shouldAddObjects(const std::vector<panels::FieldObject>& objects) override;
+    std::string displayStringForRepresentedObject(const panels::FieldObject& object) override;
+    std::string editingStringForRepresentedObject(const panels::FieldObject& object) override;
+    panels::TokenStyle styleForRepresentedObject(const panels::FieldObject& object) override;
+    void controlTextDidChange() override;
+
+    void build();
+    void fillPicker();
+
+    QLabel* textFieldInfo = nullptr;
+    QLabel* imageFile = nullptr;
+    TokenField* field = nullptr;
+    QLineEdit* search = nullptr;
+    QTreeView* peoplePicker = nullptr;
+    QSortFilterProxyModel* found = nullptr;
+    QPushButton* addButton = nullptr;
+    QPushButton* buttonOk = nullptr;
+    QPushButton* buttonCancel = nullptr;
+    std::unique_ptr<panels::TSFPShareByEmailController> logic;
+};
+
+} // namespace backends::qt

@@ -1,0 +1,255 @@
+// The engine's scan, digests, comparison and memory beside lower bounds and peers: a table of ratios.
+//
+//     snapshot_engine_bench FOLDER [--processor-time] [ROW…]
+//
+// FOLDER keeps the generated trees; rows are scan, threads, cold, digests, compare, memory, growth (all when
+// none is given). Ends with 1 when a ratio misses its limit.
+
+#include "bench/snapshot/bound_tree.h"
+#include "bench/snapshot/measure.h"
+#include "bench/snapshot/peers.h"
+#include "bench/snapshot/trees.h"
+#include "snapshot/DSCompare.h"
+#include "snapshot/DSDigest.h"
+#include "snapshot/scan.h"
+
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <malloc.h>
+#include <set>
+#include <unistd.h>
+
+using namespace bench;
+
+namespace {
+
+std::string folder;
+
+DSNode* scan(const std::string& tree, unsigned threads) {
+    DSSnapshotOptions options = {};
+    options.recursive = 1;
+    return snapshot::takeSnapshot(tree.c_str(), DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory), &options,
+                                  threads);
+}
+
+Contender engineScan(const std::string& tree, unsigned threads) {
+    return {"engine", [tree, threads] {
+                double start = now();
+                scan(tree, threads);
+                return now() - start;
+            }};
+}
+
+Contender boundScanOf(const std::string& tree, unsigned threads, double limit) {
+    return {"bound, " + std::to_string(threads) + " thread(s)",
+            [tree, threads] {
+                double start = now();
+                boundScan(tree, threads);
+                return now() - start;
+            },
+            limit, true};
+}
+
+void scanRow(const std::string& title, const std::string& tree, unsigned threads, double boundLimit,
+             const ScanLimits& limits, int rounds, const std::function<void()>& before = {}) {
+    std::vector<Contender> contenders{engineScan(tree, threads), boundScanOf(tree, threads, boundLimit)};
+    std::ranges::move(scanPeers(tree, limits), std::back_inserter(contenders));
+    compare(title, contenders, rounds, before);
+}
+
+void scans() {
+    const ScanLimits limits{1.25, 1.25, 1.5, 1.5, 2.5, 3};
+    scanRow("scan A, 1 thread", treeAt(folder, kTreeA), 1, 1.2, limits, 5);
+    scanRow("scan B, 1 thread", treeAt(folder, kTreeB), 1, 1.25, {.find = 1.25}, 5);
+    scanRow("scan C, 1 thread", treeAt(folder, kTreeC), 1, 1.2, limits, 3);
+}
+
+void scansAhead() {
+    const ScanLimits limits{.find = 2.2, .watchdog = 5};
+    scanRow("scan A, 2 threads", treeAt(folder, kTreeA), 2, 1.25, limits, 5);
+    scanRow("scan C, 2 threads", treeAt(folder, kTreeC), 2, 1.25, limits, 3);
+}
+
+void coldScans() {
+    int drop = open("/proc/sys/vm/drop_caches", O_WRONLY | O_CLOEXEC);
+    if (drop < 0) {
+        printf("scan A cold: left out, caches cannot be dropped here\n");
+        return;
+    }
+    auto makeCold = [drop] {
+        sync();
+        if (write(drop, "3", 1) != 1) perror("drop_caches");
+    };
+    const ScanLimits limits{.find = 2.5, .bfs = 2.5, .mtree = 2.5, .rclone = 2.5};
+    scanRow("scan A cold, 16 threads", treeAt(folder, kTreeA), 16, 1.3, limits, 3, makeCold);
+    close(drop);
+}
+
+void digests() {
+    std::string tree = treeAt(folder, kTreeA);
+    compare("digests of A",
+            {{"engine",
+              [tree] {
+                  DSNode* root = scan(tree, 1);
+                  double start = now();
+                  DSNodeComputeHashes(root);
+                  return now() - start;
+              }},
+             {"bound, streaming SHA-1",
+              [tree] {
+                  BoundNode* root = boundScan(tree, 1);
+                  double start = now();
+                  boundDigests(root);
+                  return now() - start;
+              },
+              1.2, true}},
+            5);
+}
+
+double engineCompare(const std::string& now_, const std::string& before) {
+    DSNode* current = scan(now_, 1);
+    DSNode* previous = scan(before, 1);
+    char** paths[3];
+    uint64_t counts[3];
+    double start = now();
+    DSNodeCompareSnapshots(current, previous, &paths[0], &counts[0], &paths[1], &counts[1], &paths[2],
+                           &counts[2]);
+    return now() - start;
+}
+
+double boundCompareOf(const std::string& now_, const std::string& before) {
+    BoundNode* current = boundScan(now_, 1);
+    BoundNode* previous = boundScan(before, 1);
+    double start = now();
+    boundCompare(current, previous);
+    return now() - start;
+}
+
+void comparison() {
+    std::string before = treeAt(folder, kTreeA);
+    std::string after = treeAt(folder, kTreeM);
+    std::vector<double> medians =
+        compare("compare A with 2 % changed",
+                {{"engine", [=] { return engineCompare(after, before); }},
+                 {"bound, merge walk", [=] { return boundCompareOf(after, before); }, 3, true}},
+                5);
+    double peer = watchdogDiff(before);
+    if (peer > 0)
+        printRatio("compare A with 2 % changed", "watchdog", medians[0], peer, peer / medians[0], 100, false);
+}
+
+double heapBytes() {
+    struct mallinfo2 info = mallinfo2();
+    return static_cast<double>(info.arena + info.hblkhd - info.fordblks);
+}
+
+double residentBytes() {
+    long pages = 0;
+    long resident = 0;
+    FILE* file = fopen("/proc/self/statm", "re");
+    if (file == nullptr || fscanf(file, "%ld %ld", &pages, &resident) != 2) return 0;
+    fclose(file);
+    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+// Bytes a node, allocator included, in a tree of a million nodes with names of 20 bytes, ten in a directory.
+void memory() {
+    constexpr unsigned count = 1'000'000;
+    auto grow = [](double (*bytes)()) {
+        double start = bytes();
+        DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
+        DSNode* directory = root;
+        for (unsigned i = 0; i < count; i++) {
+            char name[24];
+            snprintf(name, sizeof(name), "%020u", i);
+            if (i % 11 == 0)
+                directory = DSNodeCreateWithParent(root, name, 0, 0, 0, DSNodeTypeDirectory);
+            else
+                DSNodeCreateWithParent(directory, name, 1, 2, 3, DSNodeTypeFile);
+        }
+        return (bytes() - start) / count;
+    };
+    std::optional<double> heap = inChild([&] { return grow(heapBytes); });
+    std::optional<double> resident = inChild([&] { return grow(residentBytes); });
+    printRatio("memory, bytes a node", "allocated", *heap, 192, *heap / 192, 1, true);
+    printRatio("memory, bytes a node", "resident", *resident, 192, *resident / 192, 1, true);
+
+    std::string tree = treeAt(folder, kTreeC);
+    std::optional<double> scanned = inChild([&] {
+        double start = residentBytes();
+        scan(tree, 1);
+        return residentBytes() - start;
+    });
+    double peer = watchdogMemory(tree);
+    if (peer > 0)
+        printRatio("memory of C, MB", "watchdog", *scanned / 1e6, peer / 1e6, peer / *scanned, 5, false);
+}
+
+// How much more an item of C costs than one of A, as a multiple of the bound's own such growth.
+void growth() {
+    std::string a = treeAt(folder, kTreeA);
+    std::string c = treeAt(folder, kTreeC);
+    double share = static_cast<double>(itemsOf(kTreeC)) / itemsOf(kTreeA);
+    auto row = [&](const char* work, auto engine, auto bound, int rounds) {
+        std::vector<double> m = compare(std::string(work) + " growth, as measured",
+                                        {{"C, engine", [=] { return engine(c); }},
+                                         {"A, engine", [=] { return engine(a); }, 1e9, true},
+                                         {"C, bound", [=] { return bound(c); }, 1e9, true},
+                                         {"A, bound", [=] { return bound(a); }, 1e9, true}},
+                                        rounds);
+        double own = m[0] / m[1] / share;
+        double theirs = m[2] / m[3] / share;
+        printRatio(std::string(work) + ", an item of C to one of A", "bound's own growth", own, theirs,
+                   own / theirs, 1.15, true);
+    };
+    row(
+        "scan", [](const std::string& tree) { return engineScan(tree, 1).run(); },
+        [](const std::string& tree) { return boundScanOf(tree, 1, 0).run(); }, 3);
+    row(
+        "digests",
+        [](const std::string& tree) {
+            DSNode* root = scan(tree, 1);
+            double start = now();
+            DSNodeComputeHashes(root);
+            return now() - start;
+        },
+        [](const std::string& tree) {
+            BoundNode* root = boundScan(tree, 1);
+            double start = now();
+            boundDigests(root);
+            return now() - start;
+        },
+        3);
+    row(
+        "compare", [](const std::string& tree) { return engineCompare(tree, tree); },
+        [](const std::string& tree) { return boundCompareOf(tree, tree); }, 3);
+
+    std::string b = treeAt(folder, kTreeB);
+    double perA = median({engineCompare(a, a), engineCompare(a, a), engineCompare(a, a)}) / itemsOf(kTreeA);
+    double perB = median({engineCompare(b, b), engineCompare(b, b), engineCompare(b, b)}) / itemsOf(kTreeB);
+    printRatio("compare, ns an item of B to one of A", "A", perB * 1e9, perA * 1e9, perB / perA, 1.5, true);
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    if (argumentCount < 2) {
+        fprintf(stderr,
+                "usage: %s FOLDER [--processor-time] [scan|threads|cold|digests|compare|memory|growth]...\n",
+                arguments[0]);
+        return 2;
+    }
+    folder = arguments[1];
+    std::set<std::string> rows(arguments + 2, arguments + argumentCount);
+    if (rows.erase("--processor-time") > 0) setClock(Clock::processor);
+    printf("%-34s %-28s %10s %10s\n", "work", "against", "engine", "other");
+    const std::pair<const char*, void (*)()> all[] = {
+        {"scan", scans},         {"threads", scansAhead}, {"cold", coldScans}, {"digests", digests},
+        {"compare", comparison}, {"memory", memory},      {"growth", growth}};
+    for (const auto& [name, run] : all)
+        if (rows.empty() || rows.contains(name)) run();
+    return missed() == 0 ? 0 : 1;
+}

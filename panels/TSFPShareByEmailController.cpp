@@ -1,0 +1,185 @@
+#include "panels/TSFPShareByEmailController.h"
+
+#include "daemon_client/sync_path_mapping.h"
+#include "foundation/path_strings.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace panels {
+namespace {
+
+const char* const shareCommand = "kTFinderSyncTShareByEmail";
+
+const char* kindOf(bool isDirectory) { return isDirectory ? "folder" : "file"; }
+
+// Of the item itself: a link to a directory is none.
+bool isDirectory(platform::FileSystem& fileSystem, const std::string& path) {
+    const std::optional<platform::FileKind> kind = fileSystem.kind(path);
+    return kind && kind->isDirectory && !kind->isLink;
+}
+
+const std::string* text(const platform::Dictionary& dictionary, std::string_view key) {
+    const platform::Value* value = platform::find(dictionary, key);
+    return value == nullptr ? nullptr : value->string();
+}
+
+// The address as it will be sent.
+const std::string& recipient(const FieldObject& object) {
+    if (const auto* token = std::get_if<TSFPEmailToken>(&object)) return token->email;
+    return std::get<std::string>(object);
+}
+
+} // namespace
+
+TSFPShareByEmailController::TSFPShareByEmailController(Surroundings surroundings,
+                                                       const std::string& localPath)
+    : around(std::move(surroundings)), _path(localPath), _isDir(isDirectory(around.fileSystem, localPath)) {
+    readAddressBook();
+    showItem();
+    around.log.info("Init Share by email with path ", localPath);
+}
+
+void TSFPShareByEmailController::readAddressBook() {
+    everybody = around.addressBook.people();
+    for (const platform::Person& person : everybody) {
+        for (const std::string& address : person.emails) {
+            if (!person.firstName) {
+                _addressBook.erase(address);
+                continue;
+            }
+            std::string& fullName = _addressBook[address];
+            fullName = *person.firstName;
+            if (person.lastName) fullName += " " + *person.lastName;
+        }
+    }
+}
+
+void TSFPShareByEmailController::showItem() {
+    const std::string name(foundation::lastPathComponent(*_path));
+    // One text for each kind: a language may need another article, gender or word order.
+    around.view.setInfo({_isDir ? "Share folder '%@' with" : "Share file '%@' with", {name}});
+    around.view.setIcon(getIconForFile());
+}
+
+void TSFPShareByEmailController::setAllPathsInSync(daemon_client::SyncPathTable table) {
+    const std::lock_guard guard(lock);
+    allPathsInSync = std::move(table);
+}
+
+void TSFPShareByEmailController::shareFile(const platform::Dictionary& file) {
+    around.mainQueue.dispatch([this, file, guard = std::weak_ptr(alive)] {
+        if (guard.expired()) return;
+        const std::string* local = text(file, "path");
+        const std::string* remote = text(file, "remote_path");
+        const platform::Value* directory = platform::find(file, "isDir");
+        _path = remote != nullptr
+                    ? std::optional(*remote)
+                    : remotePathOfLocalSyncPath(local == nullptr ? std::nullopt : std::optional(*local));
+        isRemote = _path.has_value();
+        _isDir = directory != nullptr && directory->boolean() != nullptr && *directory->boolean();
+        around.view.setOkEnabled(false);
+        if (isRemote) {
+            showItem();
+        } else {
+            const std::string name(foundation::lastPathComponent(local == nullptr ? "" : *local));
+            around.view.setInfo({"'%@' is not in a synced folder and cannot be shared", {name}});
+        }
+    });
+}
+
+std::optional<std::string>
+TSFPShareByEmailController::remotePathOfLocalSyncPath(const std::optional<std::string>& localPath) const {
+    if (!localPath) return std::nullopt;
+    daemon_client::SyncPathTable table;
+    {
+        const std::lock_guard guard(lock);
+        table = allPathsInSync;
+    }
+    return daemon_client::remotePathOfLocalSyncPath(table, *localPath);
+}
+
+TSFPEmailToken TSFPShareByEmailController::tokenFromEmail(const std::string& address) const {
+    const auto known = _addressBook.find(address);
+    return {address, known == _addressBook.end() ? std::nullopt : std::optional(known->second)};
+}
+
+platform::ImageHandle TSFPShareByEmailController::getIconForFile() const {
+    if (_isDir) return platform::imageNamed("fldr");
+    const std::string_view name = foundation::lastPathComponent(_path ? std::string_view(*_path) : "");
+    const std::size_t dot = name.rfind('.');
+    return platform::imageNamed(dot == std::string_view::npos || dot == 0 ? "."
+                                                                          : std::string(name.substr(dot)));
+}
+
+std::vector<std::string> TSFPShareByEmailController::completionsForSubstring(std::string_view typed) const {
+    return panels::completionsForSubstring(_addressBook, typed);
+}
+
+std::vector<FieldObject>
+TSFPShareByEmailController::shouldAddObjects(const std::vector<FieldObject>& objects) const {
+    std::vector<FieldObject> tokens;
+    for (const FieldObject& object : objects) {
+        const std::string* entry = std::get_if<std::string>(&object);
+        if (entry == nullptr) continue;
+        const std::string address = addressInEntry(*entry);
+        if (!address.empty()) tokens.emplace_back(tokenFromEmail(address));
+    }
+    return tokens;
+}
+
+std::string TSFPShareByEmailController::displayStringForRepresentedObject(const FieldObject& object) const {
+    const auto* given = std::get_if<TSFPEmailToken>(&object);
+    const TSFPEmailToken token = given == nullptr ? tokenFromEmail(std::get<std::string>(object)) : *given;
+    return token.name.value_or(token.email);
+}
+
+std::string TSFPShareByEmailController::editingStringForRepresentedObject(const FieldObject& object) const {
+    return recipient(object);
+}
+
+TokenStyle TSFPShareByEmailController::styleForRepresentedObject(const FieldObject& object) {
+    const auto* entry = std::get_if<std::string>(&object);
+    const bool valid = validateEmail(entry == nullptr ? recipient(object) : addressInEntry(*entry));
+    return valid ? TokenStyle::rounded : TokenStyle::plainText;
+}
+
+void TSFPShareByEmailController::controlTextDidChange() {
+    const std::vector<FieldObject> objects = around.view.emails();
+    const bool textIsValid = std::all_of(objects.begin(), objects.end(), [](const FieldObject& object) {
+        const auto* entry = std::get_if<std::string>(&object);
+        return entry == nullptr || validateEmail(*entry);
+    });
+    around.view.setOkEnabled(textIsValid && !objects.empty() && isRemote);
+}
+
+void TSFPShareByEmailController::select() {
+    const std::vector<std::string> values = around.view.pickerSelectedValues();
+    if (values.empty()) return;
+    std::vector<FieldObject> objects = around.view.emails();
+    objects.emplace_back(tokenFromEmail(values.back()));
+    around.view.setEmails(objects);
+    controlTextDidChange();
+}
+
+void TSFPShareByEmailController::okAction() {
+    platform::Array recipients;
+    for (const FieldObject& object : around.view.emails())
+        recipients.emplace_back(recipient(object));
+    if (!recipients.empty() && isRemote) {
+        sent = true;
+        platform::Dictionary payload{
+            {"localPath", *_path}, {"isDir", kindOf(_isDir)}, {"recipients", std::move(recipients)}};
+        around.backgroundQueue.dispatch(
+            [send = around.send, payload = std::move(payload)] { send(shareCommand, payload); });
+    }
+    around.view.close();
+    around.view.stopModal();
+}
+
+void TSFPShareByEmailController::cancelAction() {
+    around.view.close();
+    around.view.stopModal();
+}
+
+} // namespace panels

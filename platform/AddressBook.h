@@ -1,0 +1,24 @@
+// The user's address book, read once when a panel opens.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+struct Person {
+    std::optional<std::string> firstName; // UTF-8
+    std::optional<std::string> lastName;
+    std::vector<std::string> emails; // in the person's own order
+};
+
+class AddressBook {
+  public:
+    virtual ~AddressBook() = default;
+
+    // Everybody, in the book's order. A book that cannot be read is empty.
+    virtual std::vector<Person> people() = 0;
+};
+
+} // namespace platform

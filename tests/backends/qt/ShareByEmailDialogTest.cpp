@@ -1,0 +1,190 @@
+#include "backends/qt/ShareByEmailDialog.h"
+
+#include "backends/posix/GuardedFileSystem.h"
+#include "backends/qt/MainQueue.h"
+#include "backends/qt/texts.h"
+#include "platform/Json.h"
+#include "tests/backends/qt/finding.h"
+#include "tests/panels/Surroundings.h"
+
+#include <gtest/gtest.h>
+
+#include <QClipboard>
+#include <QCompleter>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTimer>
+#include <QTreeView>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace backends::qt {
+namespace {
+
+struct Contacts final : platform::AddressBook {
+    std::vector<platform::Person> people() override {
+        return {{"John", "Smith", {"j@x.org"}},
+                {"Joan", {}, {"joan@x.org", "joan@home.org"}},
+                {{}, "Ltd", {"l@x.org"}}};
+    }
+};
+
+struct ShareWindow : testing::Test {
+    Contacts contacts;
+    MainQueue mainQueue;
+    panels::SteppedQueue background;
+    backends::posix::GuardedFileSystem fileSystem;
+    panels::KeepingLog log;
+    std::vector<std::string> messages;
+    ShareByEmailDialog dialog{{contacts, mainQueue, background, fileSystem, log,
+                               [this](const std::string&, const platform::Dictionary& payload) {
+                                   messages.push_back(*platform::jsonText(payload));
+                               }},
+                              "/home/u/Docs/plan.pdf"};
+    QLineEdit* line = dialog.findChild<TokenField*>("emails")->edit();
+    QPushButton* ok = dialog.findChild<QPushButton*>("ok");
+
+    void run(const std::function<void()>& person) {
+        dialog.controller().setAllPathsInSync({{"/Docs", "/home/u/Docs"}});
+        dialog.controller().shareFile({{"path", "/home/u/Docs/plan.pdf"}, {"isDir", false}});
+        QTimer::singleShot(0, &dialog, [&] {
+            EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+            EXPECT_EQ(dialog.findChild<QLabel*>("textFieldInfo")->text(), "Share file 'plan.pdf' with");
+            EXPECT_FALSE(ok->isEnabled());
+            person();
+            if (dialog.isVisible()) {
+                ADD_FAILURE() << "the window is still open";
+                dialog.reject();
+            }
+        });
+        dialog.runModal();
+        background.runAll();
+    }
+    // The tokens as they are read out, and the text being typed.
+    QStringList field() {
+        QStringList shownTokens;
+        for (const QWidget* token : dialog.findChildren<QWidget*>("token"))
+            if (!token->isHidden()) shownTokens.append(token->accessibleName());
+        if (!line->text().isEmpty()) shownTokens.append(line->text());
+        return shownTokens;
+    }
+    void type(const QString& text) { QTest::keyClicks(QApplication::focusWidget(), text); }
+    void key(Qt::Key pressed) {
+        QWidget* popup = QApplication::activePopupWidget();
+        QTest::keyClick(popup != nullptr ? popup : QApplication::focusWidget(), pressed);
+    }
+    std::vector<QWidget*> chips() {
+        std::vector<QWidget*> shownChips;
+        for (QWidget* token : dialog.findChildren<QWidget*>("token"))
+            if (!token->isHidden()) shownChips.push_back(token);
+        return shownChips;
+    }
+};
+
+TEST_F(ShareWindow, TypesCompletesAndSends) {
+    run([&] {
+        EXPECT_TRUE(line->hasFocus());
+        type("jo");
+        QWidget* popup = QApplication::activePopupWidget();
+        ASSERT_NE(popup, nullptr);
+        auto* list = dynamic_cast<QAbstractItemView*>(popup);
+        ASSERT_NE(list, nullptr);
+        ASSERT_EQ(list->model()->rowCount(), 3);
+        EXPECT_EQ(list->model()->index(0, 0).data().toString(), "joan <joan@x.org>");
+        EXPECT_EQ(list->model()->index(2, 0).data().toString(), "john Smith <j@x.org>");
+        EXPECT_FALSE(ok->isEnabled());
+        key(Qt::Key_Down);
+        key(Qt::Key_Down);
+        key(Qt::Key_Return);
+        EXPECT_EQ(field(), QStringList{"John Smith, j@x.org"});
+        EXPECT_TRUE(ok->isEnabled());
+        EXPECT_TRUE(dialog.isVisible()) << "Enter ended the entry, not the window";
+
+        type("k@y.org");
+        EXPECT_EQ(field().last(), "k@y.org");
+        EXPECT_TRUE(ok->isEnabled());
+        type("x@");
+        EXPECT_FALSE(ok->isEnabled()) << "what is being typed is no address";
+        type(",");
+        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "k@y.orgx@"}));
+        EXPECT_TRUE(ok->isEnabled()) << "a token is not held to the rule";
+        key(Qt::Key_Backspace);
+        EXPECT_EQ(field(), QStringList{"John Smith, j@x.org"});
+        type("m@z.org");
+        key(Qt::Key_Return);
+        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "m@z.org"}));
+        key(Qt::Key_Return);
+    });
+    EXPECT_EQ(messages,
+              std::vector<std::string>{"{\"isDir\":\"file\",\"localPath\":\"/Docs/plan.pdf\",\"recipients\":["
+                                       "\"j@x.org\",\"m@z.org\"]}"});
+}
+
+TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
+    run([&] {
+        QString pasted = "\"Smith, John\" <j@x.org>; a@b.de\nbad";
+        for (int number = 0; number < 3000; ++number) // more than a line of text may hold
+            pasted += QStringLiteral(",person%1@example.org").arg(number);
+        QApplication::clipboard()->setText(pasted);
+        QTest::keyClick(line, Qt::Key_V, Qt::ControlModifier);
+        EXPECT_EQ(chips().size(), 3003U);
+        EXPECT_EQ(field().mid(0, 3), (QStringList{"John Smith, j@x.org", "a@b.de", "bad"}));
+        EXPECT_EQ(dialog.recipients().back(), "person2999@example.org");
+        dialog.controller().select(); // nobody is selected
+        EXPECT_EQ(chips().size(), 3003U);
+
+        key(Qt::Key_Left); // from the line to the last token
+        key(Qt::Key_Delete);
+        EXPECT_EQ(dialog.recipients().back(), "person2998@example.org");
+        QTest::mouseDClick(chips().at(2), Qt::LeftButton);
+        EXPECT_EQ(line->text(), "bad");
+        EXPECT_FALSE(ok->isEnabled());
+        line->selectAll();
+        type("good@b.de");
+        EXPECT_TRUE(ok->isEnabled());
+        key(Qt::Key_Escape);
+    });
+    EXPECT_EQ(messages, std::vector<std::string>{});
+}
+
+TEST_F(ShareWindow, PicksFromTheAddressBook) {
+    run([&] {
+        auto* picker = dialog.findChild<QTreeView*>("peoplePicker");
+        EXPECT_EQ(picker->model()->rowCount(), 4);
+        type("k@y.org");
+        QTest::mouseClick(dialog.findChild<QLineEdit*>("search"), Qt::LeftButton);
+        EXPECT_EQ(field(), QStringList{"k@y.org"});
+        EXPECT_EQ(chips().size(), 1U) << "leaving the field ends the entry";
+        type("home");
+        ASSERT_EQ(picker->model()->rowCount(), 1);
+        const QPoint row = picker->visualRect(picker->model()->index(0, 1)).center();
+        QTest::mouseClick(picker->viewport(), Qt::LeftButton, {}, row);
+        QTest::mouseDClick(picker->viewport(), Qt::LeftButton, {}, row);
+        EXPECT_EQ(field(), (QStringList{"k@y.org", "Joan, joan@home.org"}));
+        QTest::mouseClick(ok, Qt::LeftButton);
+    });
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_NE(messages[0].find("[\"k@y.org\",\"joan@home.org\"]"), std::string::npos);
+}
+
+TEST(Texts, AreShownInTheSessionsLanguage) {
+    const platform::DisplayText text{"Share file '%@' with", {"%@.pdf"}};
+    setenv("LC_ALL", "de_AT.UTF-8", 1);
+    EXPECT_EQ(shown(text), "Datei „%@.pdf“ teilen mit");
+    EXPECT_EQ(shown("Cancel"), "Abbrechen");
+    for (const char* locale : {"C.UTF-8", "den", "nl_NL"}) {
+        setenv("LC_ALL", locale, 1);
+        EXPECT_EQ(shown("Cancel"), "Cancel") << locale;
+    }
+    setenv("LC_ALL", "it", 1);
+    const auto item = platform::MenuItem::create("Cancel");
+    EXPECT_EQ(shownTitle(*item), "Annulla");
+    item->representedObject = "/Cancel";
+    EXPECT_EQ(shownTitle(*item), "Cancel") << "the name of a folder is never translated";
+    setenv("LC_ALL", "C.UTF-8", 1);
+}
+
+} // namespace
+} // namespace backends::qt

@@ -1,0 +1,231 @@
+#include "backends/secret/secret_errors.h"
+#include "backends/secret/secret_service.h"
+#include "foundation/keychain.h"
+#include "tests/backends/secret/PrivateKeyring.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libsecret/secret.h>
+
+#include <vector>
+
+using namespace foundation;
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class SecretServiceTest : public testing::Test, public platform::ProcessLog {
+  protected:
+    bool isOn(platform::LogLevel) const override { return true; }
+    void write(platform::LogLevel, std::string_view line) override { lines.emplace_back(line); }
+    std::vector<std::string> takeLines() { return std::exchange(lines, {}); }
+
+    bool exists(const std::string& name) { return QkKeychainDoesGenericEntryExist(services, {}, name); }
+    std::string password(const std::string& name) {
+        const auto bytes = QkKeychainGetPasswordForKeychainItemRef(
+            services, QkKeychainGetKeychainItemRefWithServiceName(services, {}, name));
+        return bytes ? std::string(bytes->view()) : "(none)";
+    }
+
+    PrivateKeyring keyring;
+    std::unique_ptr<platform::SecretStore> store = backends::secret::makeSecretService();
+    KeychainServices services{*store, *this};
+    std::vector<std::string> lines;
+};
+
+TEST_F(SecretServiceTest, AnEntryLives) {
+    keyring.start();
+    EXPECT_FALSE(exists("s"));
+    EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, "s"));
+    EXPECT_TRUE(exists("s"));
+    EXPECT_EQ(password("s"), "(none)");
+    EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", "pass"));
+    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_FALSE(QkKeychainAddGenericEntry(services, {}, "s"));
+    EXPECT_THAT(takeLines(),
+                ElementsAre("Error: QkKeychainAddGenericEntry failed with error code: -25299 msg: "
+                            "The specified item already exists in the secret store."));
+    EXPECT_EQ(QkKeychainGetGenericPassword(services, {}, "s")->view(), "pass");
+
+    EXPECT_TRUE(QkKeychainSetGenericUsername(services, {}, "s", "bob"));
+    EXPECT_TRUE(QkKeychainSetGenericComment(services, {}, "s", "note"));
+    EXPECT_TRUE(QkKeychainRenameGenericEntry(services, {}, "s", "t"));
+    EXPECT_EQ(QkKeychainGetGenericUsername(services, {}, "t"), "bob");
+    EXPECT_THAT(PrivateKeyring::call("/org/freedesktop/secrets/collection/login/1",
+                                     "org.freedesktop.DBus.Properties", "GetAll",
+                                     "('org.freedesktop.Secret.Item',)"),
+                AllOf(HasSubstr("'Label': <'t'>"),
+                      HasSubstr("'Attributes': <{'account': 'bob', 'comment': 'note', 'service': 't', "
+                                "'xdg:schema': 'org.freedesktop.Secret.Generic'}>")));
+    EXPECT_THAT(takeLines(), IsEmpty());
+
+    EXPECT_TRUE(QkKeychainAddGenericEntry(services, "Login", "s")); // the collection's title
+    EXPECT_FALSE(QkKeychainRenameGenericEntry(services, {}, "t", "s"));
+    EXPECT_THAT(takeLines(),
+                ElementsAre("Error: QkKeychainSetItemAttributeTagForKeychainItemRef failed with error "
+                            "code: -25299 msg: The specified item already exists in the secret store."));
+    EXPECT_TRUE(QkKeychainRenameGenericEntry(services, {}, "t", "t"));
+    EXPECT_FALSE(QkKeychainAddGenericEntry(services, "nowhere", "s"));
+    EXPECT_THAT(takeLines(),
+                ElementsAre("Error: QkKeychainAddGenericEntry failed with error code: -25294 msg: "
+                            "The specified collection could not be found in the secret store."));
+
+    const KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(services, {}, "t");
+    EXPECT_FALSE(QkKeychainGetItemAttributeTagForKeychainItemRef(services, item, 0x61626364));
+    EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
+    EXPECT_FALSE(QkKeychainSetPasswordForKeychainItemRef(services, item, "late"));
+    EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
+    EXPECT_THAT(
+        takeLines(),
+        ElementsAre("Error: QkKeychainGetItemAttributeTagForKeychainItemRef failed with error code: -25303 "
+                    "msg: The specified attribute does not exist.",
+                    "Error: QkKeychainSetPasswordForKeychainItemRef failed with error code: -25300 msg: The "
+                    "specified item could not be found in the secret store.",
+                    "Error: QkKeychainGetKeychainItemRefWithServiceName failed with error code: -25300 msg: "
+                    "The specified item could not be found in the secret store."));
+    EXPECT_TRUE(exists("s"));
+}
+
+TEST_F(SecretServiceTest, OddNamesAndContents) {
+    keyring.start();
+    const std::string mebibyte(1U << 20U, 'x');
+    for (const std::string& name :
+         {""s, "a/b ü\n\t\"%s"s, "\xf0\x9f\x94\x91"s, "e\xcc\x81"s, std::string(100'000, 'n')}) {
+        EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, name));
+        EXPECT_TRUE(exists(name));
+        EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, name, name + "!"));
+        EXPECT_EQ(password(name), name + "!");
+    }
+    EXPECT_FALSE(exists("\xc3\xa9")); // the composed form is another name
+    EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, "s"));
+    for (const std::string& secret : {"\0\xff\n"s, "ends in zero\0"s, mebibyte}) {
+        EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", secret));
+        EXPECT_EQ(password("s"), secret);
+    }
+    EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", ""));
+    EXPECT_EQ(password("s"), "(none)");
+    EXPECT_TRUE(QkKeychainSetGenericComment(services, {}, "s", mebibyte));
+    EXPECT_EQ(QkKeychainGetGenericComment(services, {}, "s"), mebibyte);
+    EXPECT_THAT(takeLines(), IsEmpty());
+    for (const std::string& name : {"\xff"s, "a\0b"s}) {
+        EXPECT_FALSE(exists(name));
+        EXPECT_FALSE(QkKeychainSetGenericComment(services, {}, "s", name));
+    }
+    EXPECT_EQ(lines.size(), 4U);
+    EXPECT_EQ(lines.front(),
+              "Error: QkKeychainDoesGenericEntryExist failed with error code: -50 msg: The text is "
+              "not valid UTF-8 or holds a zero byte.");
+}
+
+TEST_F(SecretServiceTest, OfTwoEntriesThatAnotherProgramMadeTheOldestIsMeant) {
+    keyring.start();
+    SecretService* service =
+        secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, nullptr, nullptr);
+    SecretCollection* collection =
+        secret_collection_for_alias_sync(service, "default", SECRET_COLLECTION_NONE, nullptr, nullptr);
+    for (const char* number : {"1", "2"}) {
+        GHashTable* attributes = secret_attributes_build(SECRET_SCHEMA_NOTE, nullptr);
+        g_hash_table_insert(attributes, g_strdup("service"), g_strdup("s"));
+        SecretValue* value = secret_value_new(number, -1, "text/plain");
+        SecretItem* item = secret_item_create_sync(collection, nullptr, attributes, "title", value,
+                                                   SECRET_ITEM_CREATE_NONE, nullptr, nullptr);
+        ASSERT_NE(item, nullptr);
+        g_object_unref(item);
+        secret_value_unref(value);
+        g_hash_table_unref(attributes);
+    }
+    g_object_unref(collection);
+    g_object_unref(service);
+    EXPECT_EQ(password("s"), "1");
+    EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "s"));
+    EXPECT_EQ(password("s"), "2");
+    EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "s"));
+    EXPECT_FALSE(exists("s"));
+    EXPECT_THAT(takeLines(), IsEmpty());
+}
+
+TEST_F(SecretServiceTest, TheUserUnlocksOrRefuses) {
+    keyring.start();
+    EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, "s"));
+    const KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(services, {}, "s");
+    PrivateKeyring::lock();
+    gcr_mock_prompter_expect_password_cancel();
+    EXPECT_FALSE(exists("s"));
+    EXPECT_THAT(takeLines(),
+                ElementsAre("Error: QkKeychainDoesGenericEntryExist failed with error code: -128 msg: "
+                            "The user canceled the operation or could not be asked."));
+    gcr_mock_prompter_expect_password_ok("master", nullptr);
+    EXPECT_TRUE(exists("s"));
+    PrivateKeyring::lock();
+    gcr_mock_prompter_expect_password_ok("master", nullptr);
+    EXPECT_TRUE(QkKeychainSetPasswordForKeychainItemRef(services, item, "pass"));
+    PrivateKeyring::lock();
+    gcr_mock_prompter_expect_password_ok("master", nullptr);
+    EXPECT_EQ(QkKeychainGetItemAttributeTagForKeychainItemRef(services, item, 0x6c61626c), "s");
+    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_FALSE(gcr_mock_prompter_is_expecting());
+}
+
+TEST_F(SecretServiceTest, ANewUserGetsADefaultCollection) {
+    keyring.start(false);
+    EXPECT_FALSE(exists("s"));
+    EXPECT_THAT(takeLines(), IsEmpty());
+    gcr_mock_prompter_expect_password_cancel();
+    EXPECT_FALSE(QkKeychainAddGenericEntry(services, {}, "s"));
+    EXPECT_THAT(takeLines(),
+                ElementsAre("Error: QkKeychainAddGenericEntry failed with error code: -128 msg: The "
+                            "user canceled the operation or could not be asked."));
+    gcr_mock_prompter_expect_password_ok("new", nullptr);
+    EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, "s"));
+    EXPECT_TRUE(exists("s"));
+    EXPECT_THAT(takeLines(), IsEmpty());
+}
+
+TEST_F(SecretServiceTest, AStoreIsAbsentComesGoesAndItsBusDies) {
+    const auto expectUnavailable = [this] {
+        EXPECT_FALSE(exists("s"));
+        EXPECT_THAT(takeLines(),
+                    ElementsAre("Error: QkKeychainDoesGenericEntryExist failed with error code: -25291 "
+                                "msg: No secret store is available."));
+    };
+    expectUnavailable();
+    keyring.start();
+    EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, "s"));
+    keyring.stop();
+    expectUnavailable();
+    keyring.start();
+    EXPECT_TRUE(exists("s"));
+    keyring.stop();
+    keyring.stopBus();
+    expectUnavailable();
+}
+
+TEST(SecretErrors, StatusOfEachKindOfError) {
+    using platform::SecretStatus;
+    const struct {
+        GQuark domain;
+        int code;
+        SecretStatus status;
+    } cases[] = {
+        {G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY, SecretStatus::notAvailable},
+        {G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED, SecretStatus::accessDenied},
+        {G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD, SecretStatus::itemNotFound},
+        {G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS, SecretStatus::internalError},
+        {G_IO_ERROR, G_IO_ERROR_TIMED_OUT, SecretStatus::notAvailable},
+        {G_IO_ERROR, G_IO_ERROR_DBUS_ERROR, SecretStatus::internalError},
+        {SECRET_ERROR, SECRET_ERROR_IS_LOCKED, SecretStatus::interactionRequired},
+        {SECRET_ERROR, SECRET_ERROR_PROTOCOL, SecretStatus::decodeFailed},
+        {SECRET_ERROR, 999, SecretStatus::internalError},
+        {G_FILE_ERROR, 1, SecretStatus::internalError},
+    };
+    for (const auto& [domain, code, status] : cases) {
+        GError error{domain, code, nullptr};
+        EXPECT_EQ(backends::secret::statusOfError(&error), status) << domain << ' ' << code;
+    }
+    EXPECT_EQ(backends::secret::statusOfError(nullptr), SecretStatus::userCanceled);
+}
+
+} // namespace

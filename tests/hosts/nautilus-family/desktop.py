@@ -1,0 +1,148 @@
+"""A private desktop for one file manager: its own display, home, session bus and plugin folder.
+
+Run as a program it is the door: `desktop.py SCRIPT ARGUMENT…` runs the script inside one and leaves nothing
+behind. Imported by the script it is what the script sees and does there."""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+
+def wait_until(condition, seconds, what):
+    """Until the condition holds; its last value is returned."""
+    end = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise AssertionError("not within %s s: %s" % (seconds, what))
+        time.sleep(0.05)
+
+
+def enter(build, arguments):
+    home = tempfile.mkdtemp(prefix="tsyncfinder-desktop-")
+    try:
+        environment = {name: os.environ[name] for name in ("PATH", "USER") if name in os.environ}
+        for name, folder in (("HOME", ""), ("XDG_CONFIG_HOME", "config"), ("XDG_CACHE_HOME", "cache"),
+                             ("XDG_DATA_HOME", "data"), ("XDG_STATE_HOME", "state"),
+                             ("XDG_RUNTIME_DIR", "run")):
+            environment[name] = os.path.join(home, folder).rstrip("/")
+            os.makedirs(environment[name], 0o700, exist_ok=True)
+        os.makedirs(os.path.join(home, "share"))
+        # The emblems as an installed theme would have them.
+        os.symlink(os.path.join(build, "resources", "icons"), os.path.join(home, "share", "icons"))
+        environment.update(XDG_DATA_DIRS=os.path.join(home, "share") + ":/usr/local/share:/usr/share",
+                           GSK_RENDERER="cairo", GSETTINGS_BACKEND="memory", GTK_USE_PORTAL="0",
+                           LC_ALL="C.UTF-8", NO_AT_BRIDGE="0", CAJA_EXTENSION_DIRS=os.path.join(home, "plugins"))
+        reading, writing = os.pipe()
+        display = subprocess.Popen(["Xvfb", "-displayfd", str(writing), "-screen", "0", "1000x700x24",
+                                    "-nolisten", "tcp"], pass_fds=[writing], stderr=subprocess.DEVNULL)
+        os.close(writing)
+        try:
+            with os.fdopen(reading) as number:
+                environment["DISPLAY"] = ":" + number.readline().strip()
+            unshare = ["unshare", "-m"] if os.geteuid() == 0 else ["unshare", "-Urm"]
+            return subprocess.call(unshare + ["dbus-run-session", "--", "/usr/bin/python3"] + arguments,
+                                   env=environment)
+        finally:
+            display.terminate()
+            display.wait()
+    finally:
+        shutil.rmtree(home, ignore_errors=True)
+
+
+def put_plugin(module, directory):
+    """Shows the module, and no other plugin, at the file manager's plugin folder. Only this desktop sees it."""
+    private = os.path.join(os.environ["HOME"], "plugins")
+    os.makedirs(private)
+    shutil.copy(module, private)
+    if os.path.isdir(directory):
+        subprocess.check_call(["mount", "--bind", private, directory])
+    elif os.path.isdir(os.path.dirname(directory)):
+        parent = private + "-parent"
+        shutil.copytree(os.path.dirname(directory), parent, symlinks=True)
+        shutil.copytree(private, os.path.join(parent, os.path.basename(directory)))
+        subprocess.check_call(["mount", "--bind", parent, os.path.dirname(directory)])
+
+
+def screen_colours():
+    """How many pixels of the screen have each colour."""
+    pixels = subprocess.run(["import", "-silent", "-window", "root", "-depth", "8", "rgb:-"],
+                            check=True, stdout=subprocess.PIPE).stdout
+    counts = {}
+    for name, colour in (("tovik", "6a3fc9"), ("sync", "177a45"), ("upload", "1a66d6")):
+        wanted, at, count = bytes.fromhex(colour), -1, 0
+        while (at := pixels.find(wanted, at + 1)) >= 0:
+            count += at % 3 == 0
+        counts[name] = count
+    return counts
+
+
+def shows(badge, threshold=20):
+    return screen_colours()[badge] >= threshold
+
+
+def screenshot(path):
+    subprocess.check_call(["import", "-silent", "-window", "root", path])
+
+
+class Accessible:
+    """What the file manager shows, by its names."""
+
+    def __init__(self, is_gtk4):
+        import gi
+        gi.require_version("Atspi", "2.0")
+        from gi.repository import Atspi
+        self.atspi = Atspi
+        self.is_gtk4 = is_gtk4
+        Atspi.init()
+
+    def find(self, roles, name, tell=lambda *_: None):
+        found = []
+        desktop = self.atspi.get_desktop(0)
+
+        def walk(node, depth):
+            if node is None or depth > 40 or found:
+                return
+            try:
+                tell(node.get_role_name(), repr(node.get_name()))
+                if node.get_role_name() in roles and node.get_name() == name and \
+                        self.is_visible(node):
+                    found.append(node)
+                    return
+                for i in range(node.get_child_count()):
+                    walk(node.get_child_at_index(i), depth + 1)
+            except Exception:  # it has gone while it was looked at
+                return
+
+        for i in range(desktop.get_child_count()):
+            walk(desktop.get_child_at_index(i), 0)
+        return found[0] if found else None
+
+    def is_visible(self, node):
+        """GTK 4 tells it of no item, Nemo of no file."""
+        return self.is_gtk4 or node.get_role_name() == "icon" or \
+            node.get_state_set().contains(self.atspi.StateType.SHOWING)
+
+    def wait(self, roles, name, seconds=15):
+        try:
+            return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles), name))
+        except AssertionError:
+            self.find(roles, None, print)
+            raise
+
+    def act(self, node, wanted):
+        action = node.get_action_iface()
+        names = [action.get_action_name(i) for i in range(action.get_n_actions())]
+        action.do_action(names.index(wanted))
+
+    def centre(self, node):
+        box = node.get_extents(self.atspi.CoordType.SCREEN)
+        return box.x + box.width // 2, box.y + box.height // 2
+
+
+if __name__ == "__main__":
+    sys.exit(enter(sys.argv[1], sys.argv[2:]))

@@ -1,0 +1,382 @@
+#include "jumpbar/VxJumpBar.h"
+
+#include "jumpbar/IndexPathHelpers.h"
+#include "tests/jumpbar/RecordingView.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace jumpbar {
+namespace {
+
+using platform::IndexPath;
+using platform::indexPath;
+using platform::Menu;
+using platform::MenuHandle;
+using platform::MenuItemHandle;
+
+platform::ImageHandle icon() { return platform::imageNamed("folder", {16, 16}); }
+
+// A chain of menus: level k has the titles given, and its first item leads on to the next level.
+MenuHandle chain(const std::vector<std::vector<std::string>>& levels) {
+    MenuHandle menu;
+    for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
+        const MenuHandle below = menu;
+        menu = Menu::create();
+        for (const std::string& title : *level)
+            menu->addItem(title)->image = icon();
+        menu->itemAtIndex(0)->setSubmenu(below);
+    }
+    return menu;
+}
+
+struct RecordingDelegate final : VxJumpBarDelegate {
+    std::vector<std::string> calls;
+    std::function<void(platform::MenuItem&)> onHighlight;
+
+    void didSelectItemAtIndexPath(VxJumpBar& bar, const platform::IndexPathHandle& path) override {
+        const auto item = bar.menuItemAtIndexPath(*path);
+        const bool restyled = item && item->attributedTitle.has_value();
+        calls.push_back("path " + stringRepresentation(*path) + (restyled ? " restyled" : ""));
+    }
+    void didSelectAccessoryMenuItemAtIndex(VxJumpBar&, std::size_t index) override {
+        calls.push_back("accessory " + std::to_string(index));
+    }
+    void didHighlightMenuItem(VxJumpBar&, platform::MenuItem& item) override {
+        calls.push_back("highlight " + item.title);
+        if (onHighlight) onHighlight(item);
+    }
+    std::vector<std::string> taken() { return std::exchange(calls, {}); }
+};
+
+using Calls = std::vector<std::string>;
+
+TEST(VxJumpBarLabel, MeasuresByTheTable) {
+    RecordingView view;
+    view.widths["t"] = 40.3;
+    struct Case {
+        bool image, text, last;
+        int level;
+        double width, minimum;
+    };
+    for (const Case& c : {Case{true, true, false, 1, 79, 33}, Case{true, true, true, 1, 72, 26},
+                          Case{false, true, true, 1, 51, 5}, Case{false, true, false, 1, 58, 12},
+                          Case{false, false, true, 1, 10, 5}, Case{true, true, false, -1, 79, 33}}) {
+        VxJumpBarLabel label(view, c.level);
+        label.lastLabel = c.last;
+        if (c.image) label.setImage(icon());
+        if (c.text) label.setText("t");
+        label.sizeToFit();
+        EXPECT_EQ(label.frame.width, c.width);
+        EXPECT_EQ(label.minimumWidth(), c.minimum);
+    }
+    VxJumpBarLabel fraction(view, 1);
+    fraction.setImage(platform::imageNamed("odd", {15.5, 16}));
+    fraction.sizeToFit();
+    EXPECT_EQ(fraction.frame.width, 15 + 16 + 7) << "the measured image width is rounded up";
+    EXPECT_EQ(fraction.minimumWidth(), 15.5 + 10 + 7) << "the minimum is not";
+}
+
+TEST(VxJumpBarLabel, PlacesWhatItDraws) {
+    RecordingView view;
+    view.widths["t"] = 40;
+    VxJumpBarLabel label(view, 1);
+    label.setText("t");
+    label.setImage(platform::imageNamed("folder", {15.5, 15}));
+    label.frame = {100, 0, 78, 30};
+    LabelDrawing drawn = label.drawing();
+    EXPECT_FALSE(drawn.accessorySeparator);
+    EXPECT_EQ(drawn.image->origin, (platform::Point{5, 7})); // floor(15 - 7.5)
+    EXPECT_EQ(drawn.text->rect, (platform::Rect{26, 8, 78 - 26 - 5 - 7, 14}));
+    EXPECT_EQ(drawn.separator->origin, (platform::Point{26 + 40 + 5, 5}));
+
+    label.frame.width = label.minimumWidth();
+    drawn = label.drawing();
+    EXPECT_FALSE(drawn.text) << "no room for text at the minimum";
+    EXPECT_EQ(drawn.separator->origin.x, 26);
+
+    label.lastLabel = true;
+    EXPECT_FALSE(label.drawing().separator);
+
+    label.lastLabel = false;
+    label.setLevel(VxJumpBarLabelAccessoryMenuLabelTag);
+    label.frame.width = 78;
+    drawn = label.drawing();
+    EXPECT_EQ(drawn.accessorySeparator->origin, (platform::Point{1, 5}));
+    EXPECT_EQ(drawn.image->origin.x, 7);
+    EXPECT_EQ(drawn.text->rect, (platform::Rect{28, 8, 78 - 28 - 5, 14})) << "no room kept for a chevron";
+    EXPECT_FALSE(drawn.separator);
+
+    EXPECT_EQ(view.labelRedraws, 2);
+    label.setImage(label.image());
+    label.setText("t");
+    EXPECT_EQ(view.labelRedraws, 2) << "the same again needs no redraw";
+}
+
+TEST(VxJumpBar, TellsInOrderAndLaysOutOnlyForAnotherObject) {
+    RecordingView view;
+    RecordingDelegate delegate;
+    VxJumpBar bar(view, {3, 4, 500, 99});
+    bar.delegate = &delegate;
+    EXPECT_EQ(bar.frame(), (platform::Rect{3, 4, 500, 30}));
+    EXPECT_EQ(bar.selectedIndexPath(), nullptr);
+    EXPECT_EQ(view.layouts, 0);
+
+    const MenuHandle menu = chain({{"a", "b"}, {"c"}});
+    bar.setMenu(menu);
+    EXPECT_EQ(delegate.taken(), (Calls{"path 0", "path 0 restyled"}));
+    EXPECT_EQ(view.layouts, 2);
+    bar.setMenu(menu);
+    EXPECT_EQ(delegate.taken(), Calls{});
+
+    const auto path = indexPath({0, 0});
+    bar.setSelectedIndexPath(path);
+    bar.setSelectedIndexPath(path);
+    EXPECT_EQ(view.layouts, 3);
+    bar.setSelectedIndexPath(indexPath({0, 0}));
+    EXPECT_EQ(view.layouts, 4) << "an equal path in another object";
+    EXPECT_EQ(delegate.taken(), (Calls{"path 0.0 restyled", "path 0.0 restyled", "path 0.0 restyled"}));
+
+    const MenuHandle tools = chain({{"x", "y"}});
+    bar.setAccessoryMenu(tools);
+    bar.setAccessoryMenu(tools);
+    bar.setSelectedAccessoryMenuItem(*tools->itemAtIndex(1));
+    bar.setAccessoryMenuSelectedIndex(1);
+    EXPECT_EQ(delegate.taken(), (Calls{"accessory 0", "accessory 1", "accessory 1"}));
+    EXPECT_EQ(view.layouts, 6);
+    EXPECT_EQ(bar.selectedAccessoryMenuItem()->title, "y");
+
+    bar.setSelectedMenuItem(*menu->itemAtIndex(1));
+    EXPECT_EQ(*bar.selectedIndexPath(), IndexPath{1});
+    EXPECT_EQ(bar.labels().size(), 2U) << "level 2 is gone";
+    bar.setAccessoryMenu(nullptr);
+    EXPECT_EQ(bar.labels().size(), 1U);
+
+    VxJumpBar created(view, {0, 0, 100, 30}, chain({{"plain"}}));
+    EXPECT_FALSE(created.selectedMenuItem()->attributedTitle) << "the menu given at creation keeps its looks";
+    EXPECT_EQ(*created.selectedIndexPath(), IndexPath{0});
+    created.setMenu(nullptr);
+    EXPECT_EQ(created.selectedMenuItem(), nullptr);
+    EXPECT_EQ(created.labels().at(1)->text(), std::nullopt);
+}
+
+TEST(VxJumpBar, RestylesTheWholeTree) {
+    const MenuHandle menu = chain({{"a", "", "plain"}, {"deep"}});
+    menu->itemAtIndex(0)->attributedTitle = {{"A!", platform::Font{"Helvetica-BoldOblique", 30}}};
+    menu->itemAtIndex(1)->attributedTitle = {{"", platform::Font{"Helvetica-bold", 30}}};
+    menu->itemAtIndex(2)->image = nullptr;
+    VxJumpBar::changeFontAndImageInMenu(*menu);
+    const auto title = [&](IndexPath path) { return *itemAtIndexPath(*menu, path)->attributedTitle; };
+    EXPECT_EQ(title({0}), (platform::AttributedString{"A!", platform::boldSystemFont(12)}));
+    EXPECT_EQ(title({1}), (platform::AttributedString{"", platform::systemFont(12)}));
+    EXPECT_EQ(title({2}), (platform::AttributedString{"plain", platform::systemFont(12)}));
+    EXPECT_EQ(title({0, 0}), (platform::AttributedString{"deep", platform::systemFont(12)}));
+    EXPECT_EQ(itemAtIndexPath(*menu, {0, 0})->image->size, (platform::Size{20, 20}));
+    EXPECT_EQ(menu->itemAtIndex(2)->image, nullptr);
+}
+
+// Three labels whose widths exceed their minimums by 4, 8 and 20; no image, so that widths are text +
+// margins.
+struct ShrinkingBar {
+    RecordingView view;
+    MenuHandle menu = chain({{"one"}, {"two"}, {"three"}});
+    std::unique_ptr<VxJumpBar> bar;
+    double ideal = 0;
+
+    explicit ShrinkingBar(double tooNarrowBy, bool accessory = false) {
+        for (MenuHandle level = menu; level; level = level->itemAtIndex(0)->submenu())
+            level->itemAtIndex(0)->image = nullptr;
+        // Without an image a label can give its text and one margin of 5.
+        view.widths = {{"one", -1}, {"two", 3}, {"three", 15}, {"tool", 45}};
+        bar = std::make_unique<VxJumpBar>(view, platform::Rect{0, 0, 1000, 30}, menu);
+        if (accessory) bar->setAccessoryMenu(chain({{"tool"}}));
+        bar->setSelectedIndexPath(indexPath({0, 0, 0}));
+        for (const auto& [level, label] : bar->labels())
+            ideal += label->frame.width;
+        bar->setFrame({0, 0, ideal - tooNarrowBy, 30});
+    }
+    double width(int level) const { return bar->labels().at(level)->frame.width; }
+    double spare(int level) const { return width(level) - bar->labels().at(level)->minimumWidth(); }
+};
+
+TEST(VxJumpBar, ShrinksLeftmostFirst) {
+    const ShrinkingBar ten(10);
+    EXPECT_TRUE(ten.bar->isUnderIdealWidth());
+    EXPECT_EQ((std::vector{ten.spare(1), ten.spare(2), ten.spare(3)}), (std::vector{0.0, 2.0, 20.0}));
+    const ShrinkingBar exactly(4);
+    EXPECT_EQ((std::vector{exactly.spare(1), exactly.spare(2), exactly.spare(3)}),
+              (std::vector{0.0, 8.0, 20.0}));
+    const ShrinkingBar fits(0);
+    EXPECT_FALSE(fits.bar->isUnderIdealWidth());
+    const int layouts = fits.view.layouts;
+    fits.bar->setFrame({0, 0, fits.ideal + 50, 30});
+    fits.bar->setBounds({0, 0, fits.ideal, 30});
+    EXPECT_EQ(fits.view.layouts, layouts) << "a bar whose labels fit costs nothing to resize";
+
+    ShrinkingBar tools(32 + 10, true);
+    EXPECT_EQ(tools.spare(3), 0.0);
+    const double shrunk = tools.spare(VxJumpBarAccessoryMenuLabelTag);
+    EXPECT_EQ(shrunk, 40.0) << "the accessory label gives the last ten";
+    for (const double wider : {0.0, 7.0, 200.0}) {
+        tools.bar->setFrame({0, 0, tools.ideal + wider, 30});
+        const platform::Rect frame = tools.bar->labels().at(VxJumpBarAccessoryMenuLabelTag)->frame;
+        EXPECT_EQ(frame.x + frame.width, tools.ideal + wider);
+    }
+    tools.bar->setFrame({0, 0, 1, 30});
+    EXPECT_EQ(tools.spare(3) + tools.spare(-1), 0.0) << "the rest overflows";
+}
+
+TEST(VxJumpBar, DrawsByKeyStateAndPassesItsEnabledState) {
+    RecordingView view;
+    VxJumpBar bar(view, {0, 0, 200, 30}, chain({{"a"}}));
+    EXPECT_EQ(bar.drawing({0, 0, 200, 30}).top, (White{0.96, 1}));
+    bar.windowDidBecomeKey();
+    const BarDrawing active = bar.drawing({10, 5, 50, 8});
+    EXPECT_EQ(active.background, (platform::Rect{10, 0, 50, 30}));
+    EXPECT_EQ((std::vector{active.top, active.bottom, active.border}),
+              (std::vector<White>{{0.85}, {0.73}, {0.33}}));
+    EXPECT_EQ(active.borders, (std::array<platform::Rect, 4>{
+                                  {{10, 0, 50, 1}, {10, 29, 50, 1}, {0, 0, 1, 30}, {199, 0, 1, 30}}}));
+    bar.setEnabled(false);
+    const BarDrawing inactive = bar.drawing({0, 0, 200, 30});
+    EXPECT_EQ((std::vector{inactive.bottom, inactive.border}), (std::vector<White>{{0.85}, {0.5}}));
+    bar.windowDidResignKey();
+    EXPECT_EQ(view.redraws, 3);
+    bar.labels().at(1)->mouseDown();
+    EXPECT_EQ(view.popped, nullptr) << "a disabled label ignores clicks";
+}
+
+TEST(VxJumpBar, AClickPopsUpTheLevelAndItsChoiceReplacesTheRest) {
+    RecordingView view;
+    RecordingDelegate delegate;
+    const MenuHandle menu = chain({{"r"}, {"a0", "a1"}, {"b0", "b1"}, {"c0"}});
+    VxJumpBar bar(view, {0, 0, 900, 30}, menu);
+    bar.setSelectedIndexPath(indexPath({0, 0, 1}));
+    bar.delegate = &delegate;
+    const MenuHandle second = menu->itemAtIndex(0)->submenu();
+    const auto lazy = second->itemAtIndex(1);
+    lazy->setSubmenu(Menu::create());
+    const auto locked = second->addItem("locked");
+    locked->enabled = false;
+    locked->setSubmenu(Menu::create());
+    const auto below = locked->submenu()->addItem("below");
+
+    VxJumpBarLabel& label = *bar.labels().at(2);
+    label.mouseDown();
+    EXPECT_EQ(view.popped, second);
+    EXPECT_EQ(view.poppedIndex, 0U);
+    EXPECT_EQ(view.poppedAt, (platform::Point{-16, 26}));
+    EXPECT_EQ(second->delegate, &label);
+    EXPECT_EQ(below->target, nullptr) << "nothing under a disabled item is wired";
+
+    delegate.onHighlight = [](platform::MenuItem& item) { item.submenu()->addItem("late"); };
+    second->delegate->willHighlightItem(*second, *lazy);
+    EXPECT_EQ(delegate.taken(), Calls{"highlight a1"});
+    lazy->submenu()->itemAtIndex(0)->performAction();
+    EXPECT_EQ(*bar.selectedIndexPath(), (IndexPath{0, 1, 0}));
+    EXPECT_EQ(label.clickedMenu(), nullptr);
+
+    bar.labels().at(1)->mouseDown();
+    itemAtIndexPath(*menu, {0, 0, 0, 0})->performAction();
+    EXPECT_EQ(*bar.selectedIndexPath(), (IndexPath{0, 0, 0, 0})) << "three submenus deep from level 1";
+    bar.labels().at(2)->mouseDown();
+    itemAtIndexPath(*menu, {0, 0, 1})->performAction();
+    EXPECT_EQ(*bar.selectedIndexPath(), (IndexPath{0, 0, 1})) << "the first position kept, the rest replaced";
+
+    bar.labels().at(3)->mouseDown();
+    const auto choice = menu->itemAtIndex(0); // an item above the clicked menu is no choice of it
+    choice->target = bar.labels().at(3).get();
+    choice->performAction();
+    EXPECT_EQ(*bar.selectedIndexPath(), (IndexPath{0, 0, 1}));
+    bar.setSelectedIndexPath(indexPath({0}));
+    EXPECT_EQ(itemAtIndexPath(*menu, {0, 0, 1})->target, nullptr) << "a label that goes lets its items go";
+
+    bar.setAccessoryMenu(chain({{"x", "y"}}));
+    bar.labels().at(-1)->mouseDown();
+    EXPECT_EQ(view.poppedAt, (platform::Point{-9, 26}));
+    delegate.taken();
+    bar.accessoryMenu()->itemAtIndex(1)->performAction();
+    EXPECT_EQ(delegate.taken(), Calls{"accessory 1"});
+}
+
+// Random trees: what is clicked is found again by the path, and the layout agrees with plain arithmetic.
+TEST(VxJumpBar, RandomTreesAgreeWithAPlainOracle) {
+    std::mt19937 random(20261124);
+    const auto upTo = [&](std::size_t most) {
+        return std::uniform_int_distribution<std::size_t>(0, most)(random);
+    };
+    for (int round = 0; round < 300; ++round) {
+        std::vector<MenuItemHandle> all;
+        const MenuHandle root = Menu::create();
+        std::vector<MenuHandle> menus{root};
+        for (std::size_t count = 2 + upTo(40); count > 0; --count) {
+            const MenuHandle holder = menus[upTo(menus.size() - 1)];
+            const auto item = holder->addItem(std::string(upTo(14), 'w'));
+            if (upTo(2) != 0)
+                item->image = platform::imageNamed("i", {static_cast<double>(8 + upTo(12)), 16});
+            if (upTo(1) == 0 || all.empty()) {
+                item->setSubmenu(Menu::create());
+                menus.push_back(item->submenu());
+            }
+            all.push_back(item);
+        }
+        RecordingView view;
+        const double width = static_cast<double>(upTo(600));
+        VxJumpBar bar(view, {0, 0, width, 30}, root);
+        const bool accessory = upTo(1) == 0;
+        if (accessory) bar.setAccessoryMenu(chain({{"tools"}}));
+
+        // Click a label of a random path and choose a random item at or below the label's level.
+        bar.setSelectedMenuItem(*all[upTo(all.size() - 1)]);
+        ASSERT_NE(bar.selectedMenuItem(), nullptr);
+        const int level = 1 + static_cast<int>(upTo(bar.selectedIndexPath()->length() - 1));
+        bar.labels().at(level)->mouseDown();
+        const auto chosen = all[upTo(all.size() - 1)];
+        bool reachable = false;
+        for (const platform::MenuItem* up = chosen.get(); up != nullptr; up = up->parentItem())
+            reachable = reachable || up->menu() == view.popped.get();
+        if (reachable) {
+            chosen->performAction();
+            ASSERT_EQ(bar.selectedMenuItem(), chosen);
+        }
+
+        // The oracle: take from the left what each label can give until the labels fit.
+        std::vector<int> order;
+        for (int k = 1; k <= static_cast<int>(bar.selectedIndexPath()->length()); ++k)
+            order.push_back(k);
+        if (accessory) order.push_back(-1);
+        ASSERT_EQ(bar.labels().size(), order.size());
+        double excess = -width;
+        std::vector<double> expected;
+        for (const int k : order) {
+            const VxJumpBarLabel& label = *bar.labels().at(k);
+            VxJumpBarLabel twin(view, k);
+            twin.lastLabel = label.lastLabel;
+            twin.setImage(label.image());
+            twin.setText(label.text());
+            twin.sizeToFit();
+            expected.push_back(twin.frame.width);
+            excess += twin.frame.width;
+        }
+        ASSERT_EQ(bar.isUnderIdealWidth(), excess > 0);
+        double x = 0;
+        for (std::size_t k = 0; k < order.size(); ++k) {
+            const VxJumpBarLabel& label = *bar.labels().at(order[k]);
+            const double given = std::min(std::max(excess, 0.0), expected[k] - label.minimumWidth());
+            excess -= given;
+            ASSERT_DOUBLE_EQ(label.frame.width, expected[k] - given);
+            ASSERT_DOUBLE_EQ(label.frame.x, order[k] == -1 ? width - label.frame.width : x);
+            x += label.frame.width;
+        }
+    }
+}
+
+} // namespace
+} // namespace jumpbar

@@ -1,0 +1,181 @@
+#include "panels/TSFPSavePanel.h"
+
+#include "backends/posix/GuardedFileSystem.h"
+#include "jumpbar/IndexPathHelpers.h"
+#include "tests/jumpbar/RecordingView.h"
+#include "tests/panels/StubbornSpace.h"
+#include "tests/panels/Surroundings.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace panels {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+struct Panel : TSFPSavePanelView, testing::Test {
+    std::string message;
+    std::optional<bool> okEnabled;
+    Strings ends;
+    void setMessage(const platform::DisplayText& text) override { message = text.english(); }
+    void setOkEnabled(bool enabled) override { okEnabled = enabled; }
+    void stopModalWithCode(int response) override { ends.push_back("response " + std::to_string(response)); }
+    void close() override { ends.emplace_back("close"); }
+
+    std::filesystem::path home = std::filesystem::path(testing::TempDir()) / "save-panel";
+    StubbornSpace space;
+    SteppedQueue queue;
+    KeepingLog log;
+    backends::posix::GuardedFileSystem fileSystem;
+    jumpbar::RecordingView barView;
+    jumpbar::VxJumpBar bar{barView, {0, 0, 400, 30}};
+    std::optional<TSFPSavePanel> panel;
+
+    Panel() {
+        std::filesystem::create_directories(home / "Photos");
+        std::ofstream(home / "report.pdf") << "x";
+        panel.emplace(TSFPSavePanel::Surroundings{*this, bar, space, queue, fileSystem, log});
+    }
+    ~Panel() override { std::filesystem::remove_all(home); }
+
+    void openForSync(const std::string& name) {
+        panel->setForSync(home / name);
+        panel->awakeFromNib();
+        queue.runAll();
+    }
+    // The level that the path leads to, as "title>" for a placeholder or a filled submenu, "title" for a
+    // leaf,
+    // "--" for a separator and "(title)" for a row that cannot be chosen.
+    Strings level(const platform::IndexPath& path) {
+        Strings shown;
+        for (const auto& item : jumpbar::itemAtIndexPath(*bar.menu(), path)->submenu()->items()) {
+            if (item->isSeparatorItem())
+                shown.emplace_back("--");
+            else if (!item->enabled)
+                shown.push_back("(" + item->title + ")");
+            else
+                shown.push_back(item->title + (item->submenu() ? ">" : ""));
+        }
+        return shown;
+    }
+    void highlight(const platform::IndexPath& path) {
+        const int label = static_cast<int>(bar.labels().begin()->first);
+        bar.labels().at(label)->willHighlightItem(*bar.menu(), *jumpbar::itemAtIndexPath(*bar.menu(), path));
+    }
+};
+
+TEST_F(Panel, AFolderIsProposedWhereItsNameIsMissing) {
+    space.folders["/"] = {"/Docs", "/Old"};
+    space.folders["/Docs"] = {"/Docs/Letters"};
+    openForSync("Photos");
+    EXPECT_EQ(message, "Where do you want to sync\n\n" + (home / "Photos").string() + "?");
+    EXPECT_EQ(level({0}), Strings{"(Loading…)"});
+    EXPECT_EQ(panel->selectedPath(), "/");
+    EXPECT_EQ(okEnabled, false) << "the root cannot be synced to";
+    panel->okClicked();
+    EXPECT_EQ(ends, Strings{});
+
+    StubbornSpace::deliver(space.listing, true);
+    EXPECT_EQ(level({0}), Strings{"(Loading…)"}) << "a level is put in place in one go";
+    StubbornSpace::deliver(space.counting, true);
+    EXPECT_EQ(level({0}), (Strings{"Docs>", "Old", "--", "Photos"}));
+    EXPECT_EQ(*bar.selectedIndexPath(), (platform::IndexPath{0, 3}));
+    EXPECT_EQ(panel->selectedPath(), "/Photos");
+    EXPECT_EQ(okEnabled, true);
+    EXPECT_EQ(bar.selectedMenuItem()->image->name, newFolderImageName);
+    EXPECT_EQ(bar.selectedMenuItem()->attributedTitle->font, platform::systemFont(12));
+
+    highlight({0, 0});
+    EXPECT_EQ(level({0, 0}), Strings{"(Loading…)"});
+    highlight({0, 0});
+    space.answerAll();
+    EXPECT_EQ(level({0, 0}), (Strings{"Letters", "--", "Photos"}));
+    EXPECT_EQ(jumpbar::itemAtIndexPath(*bar.menu(), {0, 0, 2})->representedObject, "/Docs/Photos");
+    EXPECT_EQ(panel->selectedPath(), "/Photos") << "a level that arrives later chooses nothing";
+    highlight({0, 0});
+    highlight({0, 2}); // a separator
+    highlight({0, 1}); // a leaf
+    EXPECT_EQ(space.lists, (std::map<std::string, int>{{"/", 1}, {"/Docs", 1}}));
+
+    bar.setSelectedIndexPath(platform::indexPath({0}));
+    EXPECT_EQ(okEnabled, false);
+    bar.setSelectedIndexPath(platform::indexPath({0, 0, 0}));
+    panel->okClicked();
+    EXPECT_EQ(ends, (Strings{"response 1", "close"}));
+    EXPECT_EQ(panel->selectedPath(), "/Docs/Letters");
+}
+
+TEST_F(Panel, AnExistingFolderOfTheNameIsPreselected) {
+    space.folders["/"] = {"/A/Photos", "/Docs", "/B/Photos"}; // shown as the daemon gives them: the last wins
+    openForSync("Photos");
+    space.answerAll();
+    EXPECT_EQ(level({0}), (Strings{"Photos", "Docs", "Photos"}));
+    EXPECT_EQ(panel->selectedPath(), "/B/Photos");
+    EXPECT_EQ(okEnabled, true);
+}
+
+TEST_F(Panel, ArchivingAsksByNumberAndMayTakeTheRoot) {
+    const std::string file = home / "report.pdf";
+    struct Case {
+        Strings paths;
+        std::string message;
+    };
+    for (const Case& c : {Case{{file}, "Do you want to archive\n\n" + file + "?"},
+                          Case{{file, home, "/x"}, "Do you want to archive selected files?"}}) {
+        panel.emplace(TSFPSavePanel::Surroundings{*this, bar, space, queue, fileSystem, log});
+        bar.setMenu(nullptr);
+        message.clear();
+        log.lines.clear();
+        panel->setForArchive(c.paths);
+        panel->setForArchive({});
+        EXPECT_EQ(message, "") << "there is no field yet";
+        panel->awakeFromNib();
+        EXPECT_EQ(message, c.message);
+        EXPECT_EQ(log.lines, Strings{"Set Message Text"});
+        space.answerAll();
+        EXPECT_EQ(level({0}), Strings{}) << "no new folder is offered";
+        EXPECT_EQ(panel->selectedPath(), "/");
+        EXPECT_EQ(okEnabled, true);
+    }
+    panel->cancelClicked();
+    EXPECT_EQ(ends, (Strings{"response 0", "close"}));
+}
+
+TEST_F(Panel, ADaemonThatDoesNotAnswerLeavesSomethingToOpen) {
+    space.folders["/"] = {"/Docs", "/Photos"};
+    openForSync("report.pdf"); // a file: its folder's name is proposed
+    StubbornSpace::deliver(space.listing, false);
+    EXPECT_EQ(level({0}), (Strings{"(No answer from the sync service)", "--", "save-panel"}));
+    EXPECT_EQ(panel->selectedPath(), "/save-panel");
+
+    highlight({0});
+    EXPECT_EQ(level({0}), (Strings{"(Loading…)", "--", "save-panel"}))
+        << "the choice stays while it is asked again";
+    StubbornSpace::deliver(space.listing, true);
+    space.counting[0](true);
+    space.counting[1](false);
+    EXPECT_EQ(level({0}), (Strings{"Docs", "Photos>", "--", "save-panel"})) << "not counted: to be opened";
+    EXPECT_EQ(*bar.selectedIndexPath(), (platform::IndexPath{0, 3})) << "the choice follows its item";
+    EXPECT_EQ(panel->selectedPath(), "/save-panel");
+    EXPECT_EQ(barView.menuChanges, 2);
+
+    highlight({0, 1});
+    StubbornSpace::deliver(space.listing, false);
+    bar.setSelectedIndexPath(platform::indexPath({0, 1, 2}));
+    space.folders["/Photos"] = {"/Photos/save-panel"};
+    highlight({0, 1});
+    StubbornSpace::deliver(space.listing, true);
+    panel.reset(); // cancelled while counts are under way
+    StubbornSpace::deliver(space.counting, true);
+    EXPECT_EQ(level({0, 1})[0], "(Loading…)") << "a late answer changes nothing";
+}
+
+} // namespace
+} // namespace panels
