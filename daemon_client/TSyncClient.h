@@ -95,7 +95,7 @@ class TSyncClient {
     // and returns at once. Either raises IPCError when its message cannot be sent, unless said otherwise. An
     // argument that is none: nothing is sent, and the answer is none, false or 0.
     //
-    // Paths are local or remote as the daemon's documentation says for the message (docs/daemon-protocol.md).
+    // Paths are handed to the daemon unchanged.
     using Text = std::optional<std::string_view>;
     using Texts = std::optional<std::vector<std::string>>;
 
