@@ -1,10 +1,10 @@
 #include "daemon_client/TSyncClient.h"
 
+#include "daemon_client/TSyncClient_shared.h"
 #include "daemon_client/sync_path_mapping.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
 
-#include <condition_variable>
 #include <stdexcept>
 
 namespace daemon_client {
@@ -15,50 +15,9 @@ using platform::Reply;
 
 constexpr std::chrono::seconds pauseBeforeClosingAgain{2};
 
-// Where a waiting request's reply arrives. It outlives the request, so that a late reply is harmless.
-struct ReplySlot {
-    std::mutex lock;
-    std::condition_variable arrived;
-    bool isFilled = false;
-    Reply reply;
-};
-
-SyncPathTable tableOf(const platform::Dictionary& reply) {
-    SyncPathTable table;
-    for (const auto& [remoteRoot, localRoot] : reply)
-        if (const std::string* path = localRoot.string()) table.emplace_hint(table.end(), remoteRoot, *path);
-    return table;
-}
-
 const TSyncClientPlatform* installedPlatform = nullptr;
 
 } // namespace
-
-struct TSyncClient::Shared {
-    explicit Shared(platform::ProcessLog& processLog) : log(processLog) {}
-
-    platform::ProcessLog& log;
-    mutable std::recursive_mutex clientLock;
-    // All below are guarded by the client lock.
-    std::shared_ptr<const SyncPathTable> _cachedSyncPaths;
-    std::optional<std::string> _cachedUploadingDir;
-    std::optional<std::string> _cachedCacheDir;
-
-    void onAllPathsInSync(const Reply& reply) {
-        if (reply.kind == Reply::Kind::noReply) return;
-        std::shared_ptr<const SyncPathTable> table;
-        if (reply.kind == Reply::Kind::value) {
-            log.info("All Paths in Sync: ", reply.value);
-            table = std::make_shared<const SyncPathTable>(tableOf(*reply.value.dictionary()));
-        } else {
-            log.info("All Paths in Sync: ", std::optional<std::string>());
-        }
-        const std::lock_guard guard(clientLock);
-        _cachedSyncPaths = std::move(table);
-        _cachedUploadingDir.reset();
-        _cachedCacheDir.reset();
-    }
-};
 
 void TSyncClient::install(const TSyncClientPlatform& platform) {
     installedPlatform = new TSyncClientPlatform(platform); // lives as long as the shared client
@@ -151,24 +110,6 @@ std::shared_ptr<const SyncPathTable> TSyncClient::allPathsInSync() const {
     return shared->_cachedSyncPaths;
 }
 
-platform::Reply TSyncClient::request(std::string_view message, const platform::Array& arguments) {
-    const auto connection = currentConnection();
-    if (!connection) return {};
-    const auto bound = protocol::replyWait(message);
-    const auto slot = std::make_shared<ReplySlot>();
-    connection->send(message, arguments, bound, [slot](Reply reply) {
-        {
-            const std::lock_guard guard(slot->lock);
-            slot->reply = std::move(reply);
-            slot->isFilled = true;
-        }
-        slot->arrived.notify_one();
-    });
-    std::unique_lock guard(slot->lock);
-    slot->arrived.wait_for(guard, bound, [&slot] { return slot->isFilled; });
-    return std::move(slot->reply);
-}
-
 std::optional<platform::Dictionary> TSyncClient::getSyncStatus() {
     if (!connectIfNeeded()) return std::nullopt;
     const std::lock_guard guard(statusLock);
@@ -182,9 +123,9 @@ std::optional<platform::Dictionary> TSyncClient::getSyncStatus() {
     return _syncStatus;
 }
 
-void TSyncClient::sendIfConnected(std::string_view message) {
+void TSyncClient::sendIfConnected(std::string_view message, const platform::Array& arguments) {
     if (!connectIfNeeded()) return;
-    if (const auto connection = currentConnection()) connection->send(message, {});
+    if (const auto connection = currentConnection()) connection->send(message, arguments);
 }
 
 void TSyncClient::pause() { sendIfConnected("pause"); }

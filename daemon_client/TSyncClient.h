@@ -13,6 +13,7 @@
 #pragma once
 
 #include "daemon_client/SyncPathTable.h"
+#include "dirsnapshot/DirSnapshot.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/NotificationCenter.h"
 #include "platform/ProcessLog.h"
@@ -20,6 +21,7 @@
 #include "platform/RequestConnection.h"
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -86,6 +88,75 @@ class TSyncClient {
     std::optional<std::string> remotePathOfLocalSyncPath(std::optional<std::string_view> path);
     std::optional<std::string> localSyncPathOfRemotePath(std::optional<std::string_view> path);
 
+    // ---- The other requests: one operation for each message of the protocol.
+    //
+    // Each connects first, unless said otherwise. One with a reply waits for it and answers none, false or 0
+    // when there is no connection, no reply in time, or a reply of none or of another type. One without sends
+    // and returns at once. Either raises IPCError when its message cannot be sent, unless said otherwise. An
+    // argument that is none: nothing is sent, and the answer is none, false or 0.
+    //
+    // Paths are handed to the daemon unchanged.
+    using Text = std::optional<std::string_view>;
+    using Texts = std::optional<std::vector<std::string>>;
+
+    // The asynchronous core: sends a message of the protocol on the current connection, whatever `connected`
+    // says and without connecting. The completion runs once, with the reply or at the message's deadline
+    // without one, on the reply queue; without a connection it runs at once on the caller's thread. It must
+    // not wait for another reply.
+    void send(std::string_view message, const platform::Array& arguments, platform::ReplyHandler completion);
+
+    void syncPath(Text path);
+    void cacheFile(Text path, const std::optional<platform::Dictionary>& withOperationOptions);
+    void deleteFile(Text path, bool trash);
+    void renameFile(Text path, Text toNewFilepath);
+    void restoreFile(Text path);
+    void downloadFile(Text path, Text toDirectory);
+    void addSyncPath(Text remotePath, Text withLocalSyncPath);
+    void removeSyncPath(Text path);
+    void excludeSyncPath(Text path);
+    void includeSyncPath(Text path);
+    void moveLocalFile(Text localPath, Text toRemoteDestination);
+    void copyLocalFile(Text localPath, Text toRemoteDestination);
+    void pauseUploadingFSEvent();
+    void resumeUploadingFSEvent();
+    void pauseCacheFSEvent();
+    void resumeCacheFSEvent();
+    void pauseFSEventOnPath(Text path);
+    void resumeFSEventOnPath(Text path);
+    void localSnapshotChanged(Text path, bool NoRecursive = false);
+
+    std::optional<std::string> linkForSharingFile(Text path, bool isDirectory);
+    bool sendSharingFileByEmail(Text path, bool isDirectory, const Texts& atEmail);
+    // The flag is written when the daemon's answer came in time and carries it, and left alone otherwise.
+    bool isRemotePathExcluded(Text path, bool& isBasePathOfExclusion);
+    bool isLocalPathExcluded(Text path, bool& isBasePathOfExclusion);
+    bool pendingOperationOnPath(Text path);
+    bool pendingOperationOnRemotePath(Text path);
+    // 2 while an operation is pending on the file, else 1.
+    std::int32_t statusOfFileAtPath(Text path);
+    std::optional<platform::Dictionary> remoteFileInfo(Text path);
+    std::optional<platform::Array> contentOfDirectoryAtPath(Text path, bool onlyFile, bool recoursive);
+    Texts directoriesAtPath(Text path);
+    // These two send on the current connection, whatever `connected` says, and never connect.
+    Texts directoriesNotInSyncAtRemoteDirecory(Text path);
+    std::uint64_t countDirectoriesAtPath(Text path);
+    std::optional<platform::Array> allPendingOperations();
+
+    // The daemon's two folders, remembered until the next sync path table arrives. While not connected: none.
+    // When `cacheDir` cannot send it tries again every two seconds for as long as the client is connected;
+    // `uploadingDir` raises.
+    std::optional<std::string> uploadingDir();
+    std::optional<std::string> cacheDir();
+
+    // The snapshot that the daemon has written of the remote space; its `loaded` says whether it could be
+    // read. Remembered for the client's life. It is read on the calling thread, so that no other reply is
+    // delayed. Raises nothing: what cannot be sent answers like what is remembered. While not connected:
+    // none.
+    //
+    // The object is shared with every caller and is no more thread-safe than any snapshot: use it on one
+    // thread at a time.
+    std::shared_ptr<dirsnapshot::DirSnapshot> remoteSnapshot();
+
     // What the log shows for the client.
     std::string description() const { return "<TSyncClient>"; }
 
@@ -97,7 +168,11 @@ class TSyncClient {
     bool connectIfNeeded();
     // The live connection, or null.
     std::shared_ptr<platform::RequestConnection> currentConnection() const;
-    void sendIfConnected(std::string_view message);
+    void sendIfConnected(std::string_view message, const platform::Array& arguments = {});
+    // Connects when needed, sends and waits; no reply while not connected.
+    platform::Reply ask(std::string_view message, const platform::Array& arguments);
+    // The cached folder, or the one that the daemon names now.
+    std::optional<std::string> folder(std::string_view message, std::optional<std::string> Shared::*cache);
     // Sends and waits for the reply, at most the message's bound. Raises IPCError when it cannot be sent.
     platform::Reply request(std::string_view message, const platform::Array& arguments);
     void observeDeathOfConnection();
