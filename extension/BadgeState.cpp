@@ -6,7 +6,7 @@ namespace extension {
 
 PathsAndAncestors::PathsAndAncestors(PathList pathList) : paths(std::move(pathList)) {
     known.reserve(2 * paths->size());
-    std::vector<Key> levels;
+    std::vector<HashedPath> levels;
     for (const std::string& path : *paths) {
         if (!path.starts_with('/')) continue; // names no item
         std::string_view standard = path;
@@ -36,17 +36,12 @@ BadgeState::Roots::Roots(WatchedPaths watched) : paths(std::move(watched)) {
         std::uint64_t hash = 0;
         forEachLevel(standard, [&hash](const PathLevel& level) { hash = level.hash; });
         // Of roots that differ only in spelling the first decides wherever any of them would.
-        if (find(PathLevel{standard, standard, hash}) == nullptr)
-            byHash.emplace(hash, Root{standard, root.path(), rank});
+        if (find(PathLevel{standard, standard, hash}) == nullptr) {
+            const Root& first = all.emplace_back(Root{standard, root.path(), rank});
+            byPath.emplace(HashedPath{hash, first.standard}, &first);
+        }
         ++rank;
     }
-}
-
-const BadgeState::Root* BadgeState::Roots::find(const PathLevel& level) const {
-    const auto [begin, end] = byHash.equal_range(level.hash);
-    for (auto entry = begin; entry != end; ++entry)
-        if (entry->second.standard == level.standard) return &entry->second;
-    return nullptr;
 }
 
 BadgeState::BadgeState()

@@ -53,6 +53,16 @@ using PathList = std::shared_ptr<const std::vector<std::string>>;
 
 using WatchedPaths = std::set<platform::FileURL, std::greater<>>;
 
+// A standard form with its hash, which is made once. Borrows the text.
+struct HashedPath {
+    std::uint64_t hash;
+    std::string_view path;
+    friend bool operator==(const HashedPath&, const HashedPath&) = default;
+};
+struct HashOfHashedPath {
+    std::size_t operator()(const HashedPath& path) const noexcept { return path.hash; }
+};
+
 // Paths, each with everything above it: answers whether one of them is a path or lies beneath it.
 class PathsAndAncestors {
   public:
@@ -61,7 +71,7 @@ class PathsAndAncestors {
 
     const PathList& list() const { return paths; }
     bool contain(std::string_view standardPath, std::uint64_t hash) const {
-        return !known.empty() && known.contains(Key{hash, standardPath});
+        return !known.empty() && known.contains(HashedPath{hash, standardPath});
     }
 
     // The first path of the list that is that path or lies beneath it; null when there is none. Linear in
@@ -69,18 +79,9 @@ class PathsAndAncestors {
     const std::string* firstBeneath(std::string_view path) const;
 
   private:
-    struct Key {
-        std::uint64_t hash;
-        std::string_view path;
-        friend bool operator==(const Key&, const Key&) = default;
-    };
-    struct HashOfKey {
-        std::size_t operator()(const Key& key) const { return key.hash; }
-    };
-
     PathList paths;
     std::deque<std::string> standardForms; // of the paths that are not written in standard form
-    std::unordered_set<Key, HashOfKey> known;
+    std::unordered_set<HashedPath, HashOfHashedPath> known;
 };
 
 class BadgeState {
@@ -131,8 +132,12 @@ class BadgeState {
     struct Roots {
         explicit Roots(WatchedPaths watched);
         WatchedPaths paths;
-        std::unordered_multimap<std::uint64_t, Root> byHash; // of the standard form; the first of each form
-        const Root* find(const PathLevel& level) const;
+        std::deque<Root> all; // the first of each standard form
+        std::unordered_map<HashedPath, const Root*, HashOfHashedPath> byPath;
+        const Root* find(const PathLevel& level) const {
+            const auto entry = byPath.find(HashedPath{level.hash, level.standard});
+            return entry != byPath.end() ? entry->second : nullptr;
+        }
     };
 
     // Of two roots, either of which may be null, the one that is enumerated first.

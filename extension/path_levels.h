@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -20,15 +21,12 @@ struct PathLevel {
     std::uint64_t hash;        // of the standard form
 };
 
-// FNV-1a over 64 bits, continued component by component. In-process only.
+// Hashes of standard forms, continued component by component. In-process only.
 inline constexpr std::uint64_t hashOfRootPath = 0xCBF29CE484222325ULL;
 
-constexpr std::uint64_t hashBelow(std::uint64_t folder, std::string_view component) {
-    constexpr std::uint64_t prime = 0x100000001B3ULL;
-    std::uint64_t hash = (folder ^ '/') * prime;
-    for (const char c : component)
-        hash = (hash ^ static_cast<unsigned char>(c)) * prime;
-    return hash;
+inline std::uint64_t hashBelow(std::uint64_t folder, std::string_view component) {
+    constexpr std::uint64_t oddMultiplier = 0x9E3779B97F4A7C15ULL;
+    return (folder ^ std::hash<std::string_view>()(component)) * oddMultiplier;
 }
 
 // Calls visit(const PathLevel&) for each level. The path must be absolute.

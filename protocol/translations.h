@@ -1,6 +1,6 @@
-/* What a person sees, in the session's language. The fixed texts are English everywhere else: in the model, on
- * the bus, in the log and in what is printed for programs; whoever shows one looks it up here. A text that has no
- * translation, and a language that has none, show the English. "%@" stands for a name or a path.
+/* What a person sees, in the session's language. The fixed texts are English everywhere else: in the model,
+ * on the bus, in the log and in what is printed for programs; whoever shows one looks it up here. A text that
+ * has no translation, and a language that has none, show the English. "%@" stands for a name or a path.
  *
  * Plain C, so that code in a file manager uses the same table. No state; any thread may ask.
  */

@@ -42,7 +42,8 @@ void makeRoom(DSList* list) {
             list->items = slots;
             list->_gap = 0;
         } else {
-            resize(list, store->capacity + store->capacity / 2 + 1);
+            resize(list,
+                   store->capacity + store->capacity / 2 + 1); // a reserved list may have had room for one
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "snapshot/DSNode.h"
 
+#include "snapshot/digest_store.h"
 #include "snapshot/list_private.h"
 #include "snapshot/lookup.h"
 #include "snapshot/path_utils.h"
@@ -31,7 +32,7 @@ void destroySubtree(DSNode* root) {
             left.push_back(childAt(node, i));
         releaseLinks(node->children);
         if (node->name != nameInside(node)) free(node->name);
-        free(node->hash);
+        DigestStore::release(node);
         free(linkInside(node));
     }
 }
@@ -58,7 +59,16 @@ DSNode* createNode(std::string_view name, int64_t size, int64_t modifiedTime, in
     inside[name.size()] = '\0';
     auto* children = reinterpret_cast<DSList*>(inside + room);
     initialiseChildren(children);
-    *node = {inside, size, type, modifiedTime, startedTime, nullptr, children, nullptr, name.size()};
+    *node = {inside,
+             size,
+             type,
+             modifiedTime,
+             startedTime,
+             nullptr,
+             children,
+             nullptr,
+             static_cast<uint32_t>(name.size()),
+             0};
     return node;
 }
 
@@ -94,7 +104,7 @@ void DSNodeSetName(DSNode* node, const char* name) noexcept {
         if (node->name != nameInside(node)) free(node->name);
         node->name = copy;
     }
-    node->_nameLength = text.size();
+    node->_nameLength = static_cast<uint32_t>(text.size());
 }
 
 void DSNodeDestroy(DSNode* node) noexcept {

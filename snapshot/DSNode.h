@@ -46,7 +46,8 @@ typedef struct DSNode {
     struct DSNode* parent; /* not owned; NULL for a root and for a detached node */
     DSList* children;      /* of DSNode; never NULL; in order of insertion until digests are computed */
     uint8_t* hash;         /* DSNodeHashLength bytes, or NULL until first computed */
-    uint64_t _nameLength;  /* private: strlen(name) */
+    uint32_t _nameLength;  /* private: strlen(name) */
+    uint32_t _flags;       /* private */
 } DSNode;
 
 /* A detached node. The name is copied; NULL counts as the empty name. */

@@ -3,6 +3,7 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "snapshot/DSDigest.h"
+#include "snapshot/digest_store.h"
 #include "snapshot/list_private.h"
 #include "snapshot/path_utils.h"
 
@@ -30,17 +31,8 @@ void storeLittleEndian(uint8_t* to, uint64_t value) {
         to[i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-uint8_t* digestBuffer(DSNode* node) {
-    if (node->hash == nullptr) {
-        node->hash = static_cast<uint8_t*>(allocate(DSNodeHashLength));
-        memset(node->hash, 0, DSNodeHashLength);
-    }
-    return node->hash;
-}
-
-// A node of a kind that is not known keeps a digest of zero bytes.
+// The node has a digest; one of a kind that is not known keeps it at zero bytes.
 void computeItem(DSNode* node) {
-    uint8_t* digest = digestBuffer(node);
     if (node->type != DSNodeTypeFile && node->type != DSNodeTypeSymlink && node->type != DSNodeTypeOther)
         return;
     uint8_t stamp[16];
@@ -50,7 +42,7 @@ void computeItem(DSNode* node) {
     SHA1_Init(&context);
     SHA1_Update(&context, stamp, sizeof(stamp));
     SHA1_Update(&context, node->name, node->_nameLength);
-    SHA1_Final(digest, &context);
+    SHA1_Final(node->hash, &context);
 }
 
 void sortByName(DSList* children) {
@@ -68,6 +60,7 @@ class Computation {
   public:
     uint8_t* run(DSNode* top) {
         if (top->type != DSNodeTypeDirectory) {
+            _digests.provide(top);
             computeItem(top);
             return top->hash;
         }
@@ -79,6 +72,7 @@ class Computation {
                 if (child->type == DSNodeTypeDirectory) {
                     enter(child, extend(level.pathEnd, child));
                 } else {
+                    _digests.provide(child);
                     computeItem(child);
                     SHA1_Update(&level.context, child->hash, DSNodeHashLength);
                 }
@@ -115,9 +109,9 @@ class Computation {
             SHA1_Update(&level.context, "/", 1);
         else if (level.pathEnd != kTooLong)
             SHA1_Update(&level.context, _path, level.pathEnd);
-        uint8_t* digest = digestBuffer(level.node);
-        SHA1_Final(digest, &level.context);
-        return digest;
+        _digests.provide(level.node);
+        SHA1_Final(level.node->hash, &level.context);
+        return level.node->hash;
     }
 
     size_t pathOf(const DSNode* node) {
@@ -142,6 +136,7 @@ class Computation {
         return end;
     }
 
+    DigestStore _digests;
     std::vector<Level> _levels;
     char _path[DSNodePathCapacity];
     bool _reported = false;

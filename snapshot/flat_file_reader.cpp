@@ -63,7 +63,7 @@ class ByteReader {
     bool failed() const { return _failed; }
 
   private:
-    static constexpr size_t kCapacity = 256 * 1024;
+    static constexpr size_t kCapacity = size_t{256} << 10;
 
     bool fill() {
         if (_ended) return false;

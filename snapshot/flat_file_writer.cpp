@@ -33,7 +33,7 @@ class RecordWriter {
     }
 
   private:
-    static constexpr size_t kCapacity = 256 * 1024;
+    static constexpr size_t kCapacity = size_t{256} << 10;
     static constexpr size_t kLongestRecord = DSNodePathCapacity + 5 * 21; // five numbers and their bars
 
     template <typename Number>

@@ -29,6 +29,10 @@ enum ListFlag : uint32_t {
     kListAscendingSigned = 8, // names strictly ascending, bytes as signed: the order of a digest computation
 };
 
+enum NodeFlag : uint32_t {
+    kDigestInBlock = 1, // the digest is part of a block; see digest_store.h
+};
+
 // What precedes the slots in the allocation of DSList::items.
 struct ListStore {
     uint64_t capacity;

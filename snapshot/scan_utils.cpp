@@ -20,7 +20,9 @@ constexpr auto kRulesByName = [] {
 }();
 
 bool isExcludedByTable(std::string_view name, std::string_view parent, std::string_view grandparent) {
-    for (const ExclusionRule& rule : std::ranges::equal_range(kRulesByName, name, {}, &ExclusionRule::name)) {
+    const auto first = std::ranges::lower_bound(kRulesByName, name, {}, &ExclusionRule::name);
+    for (auto each = first; each != kRulesByName.end() && each->name == name; ++each) {
+        const ExclusionRule& rule = *each;
         if ((rule.parent.empty() || rule.parent == parent) &&
             (rule.grandparent.empty() || rule.grandparent == grandparent))
             return true;

@@ -119,26 +119,33 @@ TEST_F(ClientTest, NoneClearsTheTableAndAnErrorKeepsIt) {
 }
 
 TEST_F(ClientTest, EndsTheWaitWhenTheDaemonDiesAndForgetsALateReply) {
-    ReplyHandler late;
-    auto daemon =
-        std::make_unique<TestDaemon>([&](std::string_view message, const Array&, ReplyHandler handler) {
-            if (message == "getSyncStatus:") late = std::move(handler);
-        });
+    std::mutex lock;
+    std::vector<ReplyHandler> held; // guarded by lock: calls that are not answered
+    const auto hold = [&](std::string_view message, const Array&, ReplyHandler handler) {
+        const std::lock_guard guard(lock);
+        if (message == "getSyncStatus:") held.push_back(std::move(handler));
+    };
+    auto daemon = std::make_unique<TestDaemon>(hold);
     connect();
     std::thread killer([&] {
         daemon->waitFor("getSyncStatus:");
-        late = nullptr; // an open call keeps its connection
+        {
+            const std::lock_guard guard(lock);
+            held.clear(); // an open call keeps its connection
+        }
         daemon.reset();
     });
     EXPECT_EQ(client->getSyncStatus(), std::nullopt);
     killer.join();
 
     // A daemon that answers only after the client has stopped waiting.
-    TestDaemon second([&](std::string_view message, const Array&, ReplyHandler handler) {
-        if (message == "getSyncStatus:") late = std::move(handler);
-    });
+    TestDaemon second(hold);
     EXPECT_EQ(client->getSyncStatus(), std::nullopt) << "the bound of the wait ends it";
-    late(valueReply(Dictionary{{"status", "late"}}));
+    {
+        const std::lock_guard guard(lock);
+        ASSERT_EQ(held.size(), 1U);
+        held.front()(valueReply(Dictionary{{"status", "late"}}));
+    }
     EXPECT_EQ(client->getSyncStatus(), std::nullopt);
 }
 

@@ -3,6 +3,7 @@
 #include "extension/FinderSync.h"
 #include "protocol/names.h"
 #include "tests/support/fakes.h"
+#include "tests/support/silent_connections.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,28 +18,6 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using Calls = std::vector<std::string>;
 
-// No daemon: each connection is refused until the test lets them through, and nothing answers.
-class RefusingConnections final : public platform::RequestConnectionFactory {
-  public:
-    int refusals = 0;
-
-    std::shared_ptr<platform::RequestConnection> initWithServiceName(std::string_view) override {
-        if (refusals-- > 0) throw platform::IPCError("no bus");
-        class Silent final : public platform::RequestConnection {
-            void resume() override {}
-            void suspend() override {}
-            void invalidate() override {}
-            std::string remoteObjectProxy() const override { return "<silent>"; }
-            void send(std::string_view, const platform::Array&, std::chrono::milliseconds,
-                      platform::ReplyHandler handler) override {
-                handler({});
-            }
-            void send(std::string_view, const platform::Array&) override {}
-        };
-        return std::make_shared<Silent>();
-    }
-};
-
 class FinderSyncTest : public testing::Test {
   protected:
     support::RecordingLog log;
@@ -50,7 +29,7 @@ class FinderSyncTest : public testing::Test {
     support::MemoryFileSystem disk;
     support::AllImages images;
     platform::NotificationCenter localCenter;
-    RefusingConnections connections;
+    support::SilentConnections connections;
     std::unique_ptr<daemon_client::TSyncClient> client;
     std::unique_ptr<extension::FinderSync> finderSync;
 

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -29,7 +30,10 @@ struct Panel : TSFPSavePanelView, testing::Test {
     void stopModalWithCode(int response) override { ends.push_back("response " + std::to_string(response)); }
     void close() override { ends.emplace_back("close"); }
 
-    std::filesystem::path home = std::filesystem::path(testing::TempDir()) / "save-panel";
+    // A folder of the test's own, since the tests run side by side; its last component is the panel's new
+    // folder.
+    std::string unique = testing::TempDir() + "save-panel-XXXXXX";
+    std::filesystem::path home = std::filesystem::path(::mkdtemp(unique.data())) / "save-panel";
     StubbornSpace space;
     SteppedQueue queue;
     KeepingLog log;
@@ -43,7 +47,7 @@ struct Panel : TSFPSavePanelView, testing::Test {
         std::ofstream(home / "report.pdf") << "x";
         panel.emplace(TSFPSavePanel::Surroundings{*this, bar, space, queue, fileSystem, log});
     }
-    ~Panel() override { std::filesystem::remove_all(home); }
+    ~Panel() override { std::filesystem::remove_all(unique); }
 
     void openForSync(const std::string& name) {
         panel->setForSync(home / name);

@@ -1,8 +1,8 @@
 // A save that is killed before any of its system calls, and one whose disk is full: the snapshot loads as
 // before the save or as after it.
 #include "snapshot/DSDatabase.h"
-#include "snapshot/database.h"
 #include "snapshot/DSFlatFile.h"
+#include "snapshot/database.h"
 #include "tests/snapshot/formats_support.h"
 
 #include <sys/ptrace.h>

@@ -1,0 +1,115 @@
+// One badge decision, and a refresh with many files in flight.
+//
+// Sizes: 1,000 roots and 10,000 files in flight are more than a person syncs at once; eight levels is a
+// deep project tree. The decision is compared with the rules taken literally (every root, then every file
+// in turn) at the same sizes, and with itself at one root and one file: its cost must not depend on them.
+#include "extension/BadgeState.h"
+#include "extension/FinderSync.h"
+#include "foundation/path_strings.h"
+#include "tests/support/fakes.h"
+#include "tests/support/silent_connections.h"
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+using platform::Dictionary;
+using platform::FileURL;
+
+std::vector<std::string> filesBelow(const std::string& root, std::size_t count) {
+    std::vector<std::string> files;
+    for (std::size_t i = 0; i < count; ++i)
+        files.push_back(root + "/area" + std::to_string(i % 10) + "/project" + std::to_string(i % 100) +
+                        "/module/source/part" + std::to_string(i % 1000) + "/file" + std::to_string(i) +
+                        ".txt");
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::string rootPath(std::size_t number) { return "/home/user/Synced" + std::to_string(number); }
+
+std::shared_ptr<const extension::BadgeState> stateWith(std::size_t roots, std::size_t files) {
+    extension::WatchedPaths watched;
+    for (std::size_t i = 0; i < roots; ++i)
+        watched.insert(FileURL::withPath(rootPath(i)).value());
+    return extension::BadgeState().withRoots(watched)->withFiles(
+        std::make_shared<const std::vector<std::string>>(filesBelow(rootPath(0), files)),
+        std::make_shared<const std::vector<std::string>>());
+}
+
+void decision(benchmark::State& run) {
+    const auto state =
+        stateWith(static_cast<std::size_t>(run.range(0)), static_cast<std::size_t>(run.range(1)));
+    const auto item =
+        FileURL::withPath(rootPath(0) + "/area3/project17/module/source/part17/other.txt").value();
+    for (auto _ : run)
+        benchmark::DoNotOptimize(state->rule(item));
+}
+BENCHMARK(decision)->Args({1, 1})->Args({1000, 10'000});
+
+void literalDecision(benchmark::State& run) {
+    const auto state =
+        stateWith(static_cast<std::size_t>(run.range(0)), static_cast<std::size_t>(run.range(1)));
+    const std::string path = rootPath(0) + "/area3/project17/module/source/part17/other.txt";
+    for (auto _ : run) {
+        for (const FileURL& root : state->watchedPaths())
+            if (foundation::isChildOfPath(path, root.path())) break;
+        for (const std::string& file : *state->uploadingFiles())
+            benchmark::DoNotOptimize(foundation::isChildOfPath(file, path));
+    }
+}
+BENCHMARK(literalDecision)->Args({1000, 10'000});
+
+class CountingController final : public platform::FIFinderSyncController {
+  public:
+    std::size_t calls = 0;
+    void setDirectoryURLs(std::optional<std::set<FileURL>>) override {}
+    void setBadgeImage(const platform::ImageHandle&, std::string_view, std::string_view) override {}
+    void setBadgeIdentifier(std::string_view, const FileURL&) override { ++calls; }
+};
+
+// From the decoded notification to the last controller call.
+void refreshApplied(benchmark::State& run) {
+    support::RecordingLog log;
+    log.lowest = platform::LogLevel::error;
+    support::InlineQueue model;
+    support::InlineQueue background;
+    support::TestClock clock;
+    support::LocalDistributedCenter center;
+    support::MemoryFileSystem disk;
+    support::AllImages images;
+    platform::NotificationCenter localCenter;
+    support::SilentConnections connections;
+    CountingController controller;
+    daemon_client::TSyncClient client({connections, center, localCenter, log, clock});
+    extension::FinderSync finderSync({controller, center, disk, images, log, clock, model, background},
+                                     client);
+
+    const auto notificationFor = [](const std::string& name, std::size_t count) {
+        Dictionary paths;
+        for (const std::string& file : filesBelow("/home/user/" + name, count))
+            paths[file] = Dictionary();
+        return platform::Notification{
+            "TSyncQuenzSyncRefresh",
+            std::nullopt,
+            {{"allPathsInSync", Dictionary{{"/R", "/home/user"}}},
+             {"statusInfo",
+              Dictionary{{"status", "syncStatusTransfer"},
+                         {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", paths}}}}}}}}};
+    };
+    const auto count = static_cast<std::size_t>(run.range(0));
+    const platform::Notification one = notificationFor("one", count);
+    const platform::Notification other = notificationFor("two", count);
+    bool isOne = true;
+    for (auto _ : run) {
+        center.post(isOne ? one : other);
+        center.posted.clear();
+        isOne = !isOne;
+    }
+    run.counters["calls"] = static_cast<double>(controller.calls) / static_cast<double>(run.iterations());
+}
+BENCHMARK(refreshApplied)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,297 @@
+#include "dirsnapshot/DirSnapshot.h"
+
+#include "dirsnapshot/item_kinds.h"
+#include "foundation/path_strings.h"
+#include "platform/FileAttributes.h"
+#include "snapshot/DSCompare.h"
+#include "snapshot/DSDatabase.h"
+#include "snapshot/DSFlatFile.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <utility>
+
+namespace dirsnapshot {
+namespace {
+
+struct ProgressContext : DSScanProgressContext {
+    std::exception_ptr raised; // by the progress function; the engine lets nothing through
+};
+
+template <typename T>
+T optionOr(const InitializationOptions& options, std::string_view key, T fallback) {
+    const auto found = options.find(key);
+    const T* value = found != options.end() ? std::get_if<T>(&found->second) : nullptr;
+    return value != nullptr ? *value : std::move(fallback);
+}
+
+// The list of a scan's patterns; it borrows the strings. Null for no pattern.
+using PatternList = std::unique_ptr<DSList, decltype(&DSListDestroy)>;
+PatternList listOf(std::vector<std::string>& patterns) {
+    PatternList list(patterns.empty() ? nullptr : DSListCreate(), DSListDestroy);
+    for (std::string& pattern : patterns)
+        DSListAppendValue(list.get(), pattern.data());
+    return list;
+}
+
+bool isStoredInDatabase(std::string_view type) { return type == "backup" || type == "sync"; }
+
+const DSNode* childOf(const DSNode* node, std::uint64_t position) {
+    return static_cast<const DSNode*>(node->children->items[position]->value);
+}
+
+Tree emptyRoot() { return Tree(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory)); }
+
+// One array of a comparison.
+struct Paths {
+    char** paths = nullptr;
+    std::uint64_t count = 0;
+
+    Paths() = default;
+    Paths(const Paths&) = delete;
+    Paths& operator=(const Paths&) = delete;
+    ~Paths() {
+        for (std::uint64_t i = 0; i < count; ++i)
+            std::free(paths[i]);
+        std::free(paths);
+    }
+    void store(platform::Dictionary& result, const char* key) const {
+        if (count == 0) return;
+        platform::Array array;
+        array.reserve(count);
+        for (std::uint64_t i = 0; i < count; ++i)
+            array.emplace_back(paths[i]);
+        result.emplace(key, std::move(array));
+    }
+};
+
+} // namespace
+
+DirSnapshot::DirSnapshot(platform::ProcessLog& processLog) : log(&processLog) {}
+
+DirSnapshot::DirSnapshot(const DirSnapshot& other)
+    : log(other.log), _path(other.path()), _root(DSNodeCopy(other._root.get())),
+      _exclusionPatterns(other._exclusionPatterns), _usesSHA1(other._usesSHA1), _block(other._block) {}
+
+DirSnapshot::DirSnapshot(DirSnapshot&& other) noexcept
+    : log(other.log), _path(std::move(other._path)), _root(std::move(other._root)),
+      _exclusionPatterns(std::move(other._exclusionPatterns)), _usesSHA1(other._usesSHA1),
+      _scanTotalFileNumber(other._scanTotalFileNumber.load()), _block(std::move(other._block)) {}
+
+DirSnapshot& DirSnapshot::operator=(DirSnapshot other) noexcept {
+    log = other.log;
+    setPath(std::move(other._path));
+    _root = std::move(other._root);
+    _exclusionPatterns = std::move(other._exclusionPatterns);
+    _usesSHA1 = other._usesSHA1;
+    _scanTotalFileNumber = other._scanTotalFileNumber.load();
+    _block = std::move(other._block);
+    return *this;
+}
+
+DirSnapshot::~DirSnapshot() = default;
+
+DirSnapshot DirSnapshot::initWithDirectoryPath(platform::ProcessLog& log, const std::string& path) {
+    return initWithDirectoryPath(log, path,
+                                 InitializationOptions{{DirSnapshotInitializationUseSHA1Key, false}});
+}
+
+DirSnapshot DirSnapshot::initWithDirectoryPath(platform::ProcessLog& log, const std::string& path,
+                                               std::vector<std::string> excludingPatterns, bool usingSHA1) {
+    return initWithDirectoryPath(
+        log, path,
+        InitializationOptions{{DirSnapshotInitializationUseSHA1Key, usingSHA1},
+                              {DirSnapshotInitializationExcludingPatternsKey, std::move(excludingPatterns)}});
+}
+
+DirSnapshot DirSnapshot::initWithDirectoryPath(platform::ProcessLog& log, const std::string& path,
+                                               const InitializationOptions& options) {
+    using Patterns = std::vector<std::string>;
+    DirSnapshot snapshot(log);
+    snapshot._path = path;
+    snapshot._block = optionOr<ProgressBlock>(options, DirSnapshotInitializationProgressBlockKey, {});
+    snapshot._usesSHA1 = optionOr(options, DirSnapshotInitializationUseSHA1Key, false);
+    auto excluding = optionOr<Patterns>(options, DirSnapshotInitializationExcludingPatternsKey, {});
+    auto including = optionOr<Patterns>(options, DirSnapshotInitializationIncludingPatternsKey, {});
+    const PatternList excludingList = listOf(excluding);
+    const PatternList includingList = listOf(including);
+    ProgressContext context;
+    context.owner = &snapshot;
+    context.currentPath = nullptr;
+    DSSnapshotOptions scan{};
+    scan.excludingPatterns = excludingList.get();
+    scan.includingPatterns = includingList.get();
+    scan.useSHA1 = snapshot._usesSHA1 ? 1 : 0;
+    scan.callback = helperCallback;
+    scan.callbackContext = static_cast<DSScanProgressContext*>(&context);
+    scan.recursive = optionOr(options, DirSnapshotInitializationNoRecursive, false) ? 0 : 1;
+    snapshot._root.reset(DSNodeCreateDirectorySnapshotWithOptions(path.c_str(), &scan));
+    if (context.raised) std::rethrow_exception(context.raised);
+    return snapshot;
+}
+
+std::int32_t DirSnapshot::helperCallback(void* scanContext) {
+    auto* context = static_cast<ProgressContext*>(static_cast<DSScanProgressContext*>(scanContext));
+    if (context->raised) return 1;
+    auto* owner = static_cast<DirSnapshot*>(context->owner);
+    ++owner->_scanTotalFileNumber;
+    if (!owner->_block) return 0;
+    try {
+        return owner->_block(context->currentPath) ? 1 : 0;
+    } catch (...) {
+        context->raised = std::current_exception();
+        return 1;
+    }
+}
+
+DirSnapshot DirSnapshot::initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
+                                                std::string forDirectory, const std::string& withType) {
+    DirSnapshot snapshot(log);
+    snapshot._path = std::move(forDirectory);
+    snapshot._root.reset(DSNodeLoadSnapshot(file.c_str(), withType.c_str()));
+    return snapshot;
+}
+
+DirSnapshot DirSnapshot::initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
+                                                bool usesSHA1) {
+    DirSnapshot snapshot(log);
+    snapshot._root.reset(DSNodeLoadSnapshotWithSHA1(file.c_str(), usesSHA1 ? 1 : 0));
+    return snapshot;
+}
+
+DirSnapshot DirSnapshot::directorySnapshotWithDirectoryPath(platform::ProcessLog& log,
+                                                            const std::string& path,
+                                                            std::vector<std::string> excludingPatterns) {
+    return initWithDirectoryPath(log, path, std::move(excludingPatterns));
+}
+
+DirSnapshot DirSnapshot::directorySnapshotWithContentsOfFile(platform::ProcessLog& log,
+                                                             const std::string& file,
+                                                             std::string forDirectory,
+                                                             const std::string& withType) {
+    return initWithContentsOfFile(log, file, std::move(forDirectory), withType);
+}
+
+std::optional<std::string> DirSnapshot::path() const {
+    const std::lock_guard guard(pathLock);
+    return _path;
+}
+
+void DirSnapshot::setPath(std::optional<std::string> path) {
+    const std::lock_guard guard(pathLock);
+    _path = std::move(path);
+}
+
+bool DirSnapshot::writeToFile(const std::string& file, const std::string& withType) const {
+    if (isStoredInDatabase(withType))
+        DSNodeSaveSnapshotDBWithSHA1(_root.get(), file.c_str(), _usesSHA1 ? 1 : 0);
+    else
+        DSNodeSaveSnapshotWithSHA1(_root.get(), file.c_str(), _usesSHA1 ? 1 : 0);
+    return true;
+}
+
+platform::Dictionary DirSnapshot::compareWithSnapshot(const DirSnapshot& other, bool useSHA1) const {
+    const Tree none = emptyRoot();
+    Paths added;
+    Paths deleted;
+    Paths modified;
+    Paths unchanged;
+    DSNodeCompareSnapshotsWithSHA1(_root ? _root.get() : none.get(),
+                                   other._root ? other._root.get() : none.get(), &added.paths, &added.count,
+                                   &deleted.paths, &deleted.count, &modified.paths, &modified.count,
+                                   &unchanged.paths, &unchanged.count, useSHA1 ? 1 : 0);
+    platform::Dictionary result;
+    added.store(result, DirSnapshotAddedPathsKey);
+    modified.store(result, DirSnapshotModifiedPathsKey);
+    deleted.store(result, DirSnapshotDeletedPathsKey);
+    unchanged.store(result, DirSnapshotUnchangedPathsKey);
+    return result;
+}
+
+DSNode* DirSnapshot::nodeAtFullpath(const std::string& path) const {
+    if (!_root) return nullptr;
+    if (path == _root->name) return _root.get();
+    return DSNodeFindWithFullPath(path.c_str(), _root.get());
+}
+
+std::optional<platform::Dictionary> DirSnapshot::attributesOfItemAtPath(const std::string& path) const {
+    const DSNode* node = nodeAtFullpath(path);
+    if (node == nullptr) return std::nullopt;
+    return platform::Dictionary{{platform::NSFileType, fileTypeOf(node->type)},
+                                {platform::NSFileModificationDate, node->modifiedTime},
+                                {platform::NSFileSize, node->size}};
+}
+
+std::optional<platform::Array> DirSnapshot::contentsOfDirectoryAtPath(const std::string& path) const {
+    const DSNode* node = nodeAtFullpath(path);
+    if (node == nullptr || node->type != DSNodeTypeDirectory) return std::nullopt;
+    platform::Array items;
+    items.reserve(node->children->count);
+    for (std::uint64_t i = 0; i < node->children->count; ++i) {
+        const DSNode* child = childOf(node, i);
+        platform::Dictionary item{
+            {DirSnapshotNodePathKey, foundation::stringByAppendingPathComponent(path, child->name)}};
+        if (child->type == DSNodeTypeDirectory || child->type == DSNodeTypeFile ||
+            child->type == DSNodeTypeSymlink) {
+            item.emplace(platform::NSFileType, fileTypeOf(child->type));
+            item.emplace(platform::NSFileSize, child->size);
+            item.emplace(platform::NSFileModificationDate, child->modifiedTime);
+            item.emplace(platform::NSFileCreationDate, child->startedTime);
+        }
+        items.emplace_back(std::move(item));
+    }
+    return items;
+}
+
+std::uint64_t DirSnapshot::countFilesAtPath(const std::string& path, bool recursive,
+                                            bool includeHidden) const {
+    return _countFilesAtPath(nodeAtFullpath(path), recursive, includeHidden);
+}
+
+std::uint64_t DirSnapshot::_countFilesAtPath(const DSNode* top, bool recursive, bool includeHidden) {
+    if (top == nullptr || top->type != DSNodeTypeDirectory) return 0;
+    std::uint64_t count = 0;
+    std::vector<const DSNode*> left{top};
+    while (!left.empty()) {
+        const DSNode* node = left.back();
+        left.pop_back();
+        for (std::uint64_t i = 0; i < node->children->count; ++i) {
+            const DSNode* child = childOf(node, i);
+            if (child->type != DSNodeTypeDirectory)
+                count += includeHidden || child->name[0] != '.' ? 1U : 0U;
+            else if (recursive)
+                left.push_back(child);
+            else
+                ++count;
+        }
+    }
+    return count;
+}
+
+void DirSnapshot::debug() const {
+    log->info("--------------DEBUG SNAPSHOT START");
+    printAll(_root.get());
+    log->info("--------------DEBUG SNAPSHOT END");
+}
+
+void DirSnapshot::printAll(const DSNode* top) {
+    if (top == nullptr) return;
+    std::vector<const DSNode*> left{top};
+    while (!left.empty()) {
+        const DSNode* node = left.back();
+        left.pop_back();
+        for (std::uint64_t i = node->children->count; i > 0; --i)
+            left.push_back(childOf(node, i - 1));
+        const std::unique_ptr<char, decltype(&std::free)> path(DSNodeCreateStringWithFullPath(node),
+                                                               std::free);
+        if (!path) continue; // too long; the engine has said so
+        std::printf("%s %ld %ld  ", path.get(), static_cast<long>(node->modifiedTime),
+                    static_cast<long>(node->children->count));
+        for (int i = 0; i < DSNodeHashLength; ++i)
+            std::printf("%02x", node->hash != nullptr ? unsigned{node->hash[i]} : 0U);
+        std::printf("\n");
+    }
+}
+
+} // namespace dirsnapshot

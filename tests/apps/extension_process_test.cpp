@@ -1,0 +1,156 @@
+// The programs from outside: the stand-in daemon and the extension process on a private bus, a real folder,
+// and a terminal as the file manager.
+#include "platform/Json.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/fakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Value;
+
+// A program that runs until the object goes.
+class Program {
+  public:
+    explicit Program(const std::vector<std::string>& arguments) {
+        process = ::fork();
+        if (process == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            std::vector<char*> pointers;
+            for (const std::string& argument : arguments)
+                pointers.push_back(const_cast<char*>(argument.c_str()));
+            pointers.push_back(nullptr);
+            ::execv(pointers[0], pointers.data());
+            ::_exit(127);
+        }
+    }
+    ~Program() { end(SIGKILL); }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+    // The exit status, or -1 when a signal ended it.
+    int end(int signal) {
+        if (process <= 0) return -1;
+        ::kill(process, signal);
+        int status = 0;
+        ::waitpid(process, &status, 0);
+        process = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+  private:
+    pid_t process = -1;
+};
+
+struct Result {
+    int status = -1;
+    std::string output;
+};
+
+Result run(const std::string& command) {
+    Result result;
+    FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
+    std::array<char, 4096> buffer;
+    for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+        result.output.append(buffer.data(), count);
+    const int status = ::pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+class ExtensionProcessTest : public testing::Test {
+  protected:
+    support::PrivateBus bus;
+    fs::path folder;
+    const std::string finder = TSYNCFINDER_PROGRAM;
+
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "extension-process-XXXXXX").string();
+        folder = ::mkdtemp(name.data());
+        fs::create_directories(folder / "Docs/sub");
+        std::ofstream(folder / "Docs/small.txt") << "small";
+        std::ofstream(folder / "Docs/sub/large.bin") << std::string(4'000'000, 'x');
+        ::setenv("HOME", folder.c_str(), 1);
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    std::vector<std::string> daemonArguments(const std::vector<std::string>& more = {}) const {
+        std::vector<std::string> arguments{SANDBOX_PROGRAM, "--space", (folder / "space").string(), "--state",
+                                           (folder / "state").string()};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+    std::string docs() const { return (folder / "Docs").string(); }
+
+    // The badge of each item, "item badge", below the synced folder.
+    std::vector<std::string> badges() const {
+        std::vector<std::string> list;
+        const auto value = platform::valueOfJson(run(finder + " badges --json " + docs()).output);
+        if (value && value->array() != nullptr)
+            for (const Value& item : *value->array())
+                list.push_back(item.dictionary()->at("path").string()->substr(docs().size()) + " " +
+                               *item.dictionary()->at("badge").string());
+        return list;
+    }
+};
+
+TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
+    EXPECT_EQ(run(finder + " status").status, 2) << "no extension yet";
+    const Program daemon(daemonArguments({"--throttle", "2M", "--start", docs(), "/Docs"}));
+    Program extension({finder, "run", "--log-level", "error"});
+
+    const std::vector<std::string> during{" tovik", "/small.txt sync", "/sub upload",
+                                          "/sub/large.bin upload"};
+    const std::vector<std::string> after{" tovik", "/small.txt sync", "/sub sync", "/sub/large.bin sync"};
+    EXPECT_TRUE(support::eventually([&] { return badges() == during; }));
+    EXPECT_THAT(run(finder + " why " + docs() + "/sub").output,
+                testing::HasSubstr("Uploading now: " + docs() + "/sub/large.bin"));
+    EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
+    EXPECT_EQ(fs::file_size(folder / "space/Docs/sub/large.bin"), 4'000'000U);
+
+    EXPECT_EQ(run(finder + " menu " + docs()).output, "TovikDrive  ▸\n    Share by email\n    Stop sync\n");
+    EXPECT_EQ(run(finder + " menu " + docs() + "/gone --json").output,
+              "[{\"enabled\":true,\"image\":\"statusbaricon.png\",\"items\":[],\"key\":\"TSFP\",\"title\":"
+              "\"TovikDrive\"}]\n");
+    const Result unknown = run(finder + " invoke 'No item' " + docs());
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_THAT(unknown.output, testing::HasSubstr("There is no menu item \"No item\"."));
+    EXPECT_EQ(run(finder + " badges " + docs() + " | grep -c '\033'").output, "0\n")
+        << "no colours in a pipe";
+
+    const Result second = run(finder + " run");
+    EXPECT_EQ(second.status, 0);
+    EXPECT_THAT(second.output, testing::HasSubstr("already running"));
+    EXPECT_EQ(extension.end(SIGTERM), 0);
+
+    // A new extension process is badged again: the daemon posts a refresh when it appears.
+    const Program next({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
+}
+
+TEST_F(ExtensionProcessTest, ComesBackToADaemonThatDiedAndKeepsItsPairs) {
+    const Program extension({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually([&] { return run(finder + " status").status == 0; }))
+        << "also without a daemon";
+    EXPECT_THAT(badges(), testing::Contains("/small.txt none"));
+    Program first(daemonArguments({"--start", docs(), "/Docs"}));
+    EXPECT_TRUE(support::eventually(
+        [&] { return testing::Value(badges(), testing::Contains("/sub/large.bin sync")); }));
+    first.end(SIGKILL);
+    const Program second(daemonArguments());
+    const std::string stop = std::string(SANDBOX_PROGRAM) + " stop /Docs";
+    EXPECT_TRUE(support::eventually([&] {
+        run(stop); // the command message reaches the daemon once it is up
+        return testing::Value(badges(), testing::Contains("/small.txt none"));
+    }));
+}
+
+} // namespace

@@ -1,0 +1,117 @@
+// What a hostile sender may put into a notification, on a real bus.
+#include "backends/dbus/Bus.h"
+#include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/value_coding.h"
+#include "protocol/names.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/fakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+
+namespace {
+
+using platform::Array;
+using platform::Dictionary;
+using platform::Value;
+
+class NotificationTest : public testing::Test {
+  protected:
+    support::PrivateBus sessionBus;
+    support::RecordingLog log;
+    backends::dbus::Bus bus{"receiver"};
+    backends::dbus::DistributedCenter center{bus, log};
+    std::unique_ptr<sdbus::IConnection> sender;
+    std::unique_ptr<sdbus::IObject> object;
+    std::vector<platform::Notification> seen;
+    std::promise<void> ended;
+    platform::Subscription observer;
+    platform::Subscription endObserver;
+
+    void SetUp() override {
+        observer = center.addObserver("Note", [this](const auto& note) { seen.push_back(note); });
+        endObserver = center.addObserver("End", [this](const auto&) { ended.set_value(); });
+        bus.start([] {});
+        sender = sdbus::createSessionBusConnection();
+        object = sdbus::createObject(*sender, NOTIFICATIONS_OBJECT_PATH);
+    }
+    // Sends a signal whose arguments the test writes.
+    template <typename Fill>
+    void send(Fill&& fill) {
+        auto signal = object->createSignal(NOTIFICATIONS_INTERFACE, NOTIFICATIONS_SIGNAL);
+        fill(signal);
+        object->emitSignal(signal);
+    }
+    void waitForAll() {
+        send([](sdbus::Signal& signal) {
+            signal << "End"
+                   << "";
+            backends::dbus::appendValue(signal, "a{sv}", Dictionary());
+        });
+        ended.get_future().wait();
+    }
+};
+
+TEST_F(NotificationTest, CarriesEveryKindOfValue) {
+    const Dictionary userInfo{{"text", "ü"},
+                              {"flag", true},
+                              {"number", -7},
+                              {"count", std::uint64_t{UINT64_MAX}},
+                              {"real", 2.5},
+                              {"list", Array{"a", "b"}},
+                              {"mixed", Array{1, "b", Dictionary{{"k", Array{}}}}},
+                              {"deep", Dictionary{{"x", Dictionary{{"y", "z"}}}}}};
+    backends::dbus::DistributedCenter other(bus, log);
+    EXPECT_TRUE(center.post({"Note", "object", userInfo}));
+    EXPECT_FALSE(center.post({"Note", "\xFF", {}})) << "not UTF-8: refused and logged";
+    waitForAll();
+    ASSERT_EQ(seen.size(), 1U);
+    EXPECT_EQ(seen[0].object, "object");
+    EXPECT_EQ(Value(seen[0].userInfo), Value(userInfo));
+}
+
+TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
+    send([](sdbus::Signal& signal) { signal << "Note"; });
+    send([](sdbus::Signal& signal) { signal << "Note" << 7 << "x"; });
+    send([](sdbus::Signal& signal) {
+        signal << "Note"
+               << "" << std::map<std::string, std::string>{{"k", "v"}};
+    });
+    send([](sdbus::Signal& signal) {
+        signal << "Note"
+               << "" << std::map<int, sdbus::Variant>{};
+    });
+    send([](sdbus::Signal& signal) {
+        signal << "Note"
+               << "";
+        signal.openContainer("{sv}");
+        signal.openDictEntry("sv");
+        signal << "deep";
+        constexpr int levels = 50; // of variants, near the bus's own bound
+        for (int i = 0; i < levels; ++i)
+            signal.openVariant(i + 1 < levels ? "v" : "s");
+        signal << "bottom";
+        for (int i = 0; i < levels; ++i)
+            signal.closeVariant();
+        signal.closeDictEntry();
+        signal.openDictEntry("sv");
+        signal << "odd";
+        signal << sdbus::Variant(std::map<std::uint32_t, std::string>{{1, "a"}});
+        signal.closeDictEntry();
+        signal.openDictEntry("sv");
+        signal << "struct"
+               << sdbus::Variant(sdbus::make_struct(std::uint8_t{1}, sdbus::ObjectPath("/p"), 2.0));
+        signal.closeDictEntry();
+        signal.closeContainer();
+    });
+    waitForAll();
+    ASSERT_EQ(seen.size(), 2U);
+    EXPECT_EQ(Value(seen[0].userInfo), Value(Dictionary{{"k", "v"}}));
+    EXPECT_EQ(seen[1].userInfo.at("odd"), Value(Dictionary())) << "a key that is no string is left out";
+    EXPECT_EQ(seen[1].userInfo.at("struct"), Value(Array{1, "/p", 2.0}));
+    EXPECT_EQ(log.count("Ignored a notification Note that has not the form of one"), 3U);
+}
+
+} // namespace

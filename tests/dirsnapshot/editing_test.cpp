@@ -1,0 +1,193 @@
+#include "tests/dirsnapshot/support.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+namespace dirsnapshot {
+namespace {
+
+using testing::ElementsAre;
+
+struct Editing : testing::Test {
+    support::RecordingLog log;
+    DirSnapshot snapshot = emptySnapshot(log);
+};
+
+TEST_F(Editing, MakesTheDirectoriesOnTheWayAndUpdatesWhatIsThere) {
+    snapshot.addItemAtPath("/a/b/c.txt", {{platform::NSFileType, platform::NSFileTypeRegular},
+                                          {platform::NSFileSize, 5.9},
+                                          {platform::NSFileModificationDate, -1.5},
+                                          {platform::NSFileCreationDate, 1e30}});
+    EXPECT_THAT(listing(snapshot), ElementsAre("/a/ 0", "/a/b/ 0", "/a/b/c.txt 5"));
+    const DSNode* node = snapshot.nodeAtFullpath("/a/b/c.txt");
+    EXPECT_EQ(node->modifiedTime, -1);
+    EXPECT_EQ(node->startedTime, INT64_MAX);
+    EXPECT_GT(snapshot.nodeAtFullpath("/a/b")->modifiedTime, 1600000000);
+    EXPECT_EQ(snapshot.nodeAtFullpath("/a/b")->startedTime, 0);
+    snapshot.addItemAtPath("//a/./b/c.txt/", fileInfo(platform::NSFileTypeDirectory, 7, 9));
+    EXPECT_EQ(node->size, 7);
+    EXPECT_EQ(node->modifiedTime, 9);
+    EXPECT_EQ(node->type, DSNodeTypeFile);
+    EXPECT_EQ(node->startedTime, INT64_MAX);
+    EXPECT_EQ(log.lines().size(), 0U);
+}
+
+TEST_F(Editing, MovesBehindItsNewSiblingsWithItsDigests) {
+    for (const char* path : {"/a/x/deep", "/a/z"})
+        snapshot.addItemAtPath(path, file(3));
+    snapshot.computeHash();
+    const std::string digest(reinterpret_cast<const char*>(snapshot.nodeAtFullpath("/a/x/deep")->hash), 20);
+    snapshot.moveItemAtPath("/a/x", "/a/y");
+    EXPECT_THAT(listing(snapshot), ElementsAre("/a/ 0", "/a/z 3", "/a/y/ 0", "/a/y/deep 3"));
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(snapshot.nodeAtFullpath("/a/y/deep")->hash), 20),
+              digest);
+    snapshot.nodeAtFullpath("/a")->size = 42; // refreshed on the way to a directory that is missing
+    snapshot.moveItemAtPath("/a/y", "/a/n/y");
+    EXPECT_THAT(listing(snapshot), ElementsAre("/a/ 0", "/a/z 3", "/a/n/ 0", "/a/n/y/ 0", "/a/n/y/deep 3"));
+}
+
+TEST_F(Editing, RefusesWithALineInTheLog) {
+    snapshot.setPath("/base");
+    snapshot.addItemAtPath("/a/b", file(1));
+    const auto before = listing(snapshot);
+    DirSnapshot none(log);
+    const std::string tooLong = "/" + std::string(1100, 'x');
+    const std::vector<std::function<void()>> edits = {
+        [&] { snapshot.moveItemAtPath("/a", "/a/b/c"); },
+        [&] { snapshot.moveItemAtPath("/", "/c"); },
+        [&] { snapshot.moveItemAtPath("/a", "/"); },
+        [&] { snapshot.removeItemAtPath("/"); },
+        [&] { snapshot.reloadSnapshotPart("/base/missing/part"); },
+        [&] { snapshot.addItemAtPath("relative", file(1)); },
+        [&] { snapshot.addItemAtPath(tooLong, file(1)); },
+        [&] { none.addItemAtPath("/a", file(1)); },
+        [&] { none.moveItemAtPath("/a", "/b"); },
+        [&] { none.removeItemAtPath("/a"); },
+        [&] { none.addPartial(snapshot, "/"); },
+        [&] { none.reloadSnapshotPart("/base/a"); }};
+    for (std::size_t i = 0; i < edits.size(); ++i) {
+        edits[i]();
+        EXPECT_EQ(log.lines().size(), i + 1) << i;
+    }
+    EXPECT_EQ(listing(snapshot), before);
+    EXPECT_FALSE(none.loaded());
+}
+
+TEST_F(Editing, ScansAPartAnew) {
+    std::string folder = (std::filesystem::temp_directory_path() / "editing-XXXXXX").string();
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    std::filesystem::create_directories(folder + "/docs/sub");
+    std::ofstream(folder + "/docs/new.txt") << "four";
+    snapshot.setPath(folder);
+    snapshot.addItemAtPath("/docs/old.txt", file(1));
+    snapshot.addItemAtPath("/other", file(2));
+    snapshot.reloadSnapshotPart(folder + "/docs");
+    const auto directorySize = std::to_string(snapshot.nodeAtFullpath("/docs/sub")->size);
+    EXPECT_THAT(listing(snapshot),
+                ElementsAre("/other 2", "/docs/ 0", "/docs/new.txt 4", "/docs/sub/ " + directorySize));
+    snapshot.reloadSnapshotPart(folder);
+    EXPECT_EQ(snapshot.nodeAtFullpath("/other"), nullptr);
+    EXPECT_EQ(snapshot.nodeAtFullpath("/docs/new.txt")->size, 4);
+    std::filesystem::remove_all(folder);
+}
+
+// A plain map from path to size; a directory has the size -1. Paths of three names, so that they meet often.
+class Model {
+  public:
+    std::map<std::string, std::int64_t> items;
+
+    void add(const std::string& path, std::int64_t size) {
+        for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1))
+            items.try_emplace(path.substr(0, at), -1);
+        if (const auto [item, isNew] = items.try_emplace(path, size); !isNew && item->second >= 0)
+            item->second = std::max<std::int64_t>(size, 0);
+    }
+    std::map<std::string, std::int64_t> take(const std::string& path) {
+        std::map<std::string, std::int64_t> taken;
+        for (auto item = items.begin(); item != items.end();) {
+            const bool isBelow = item->first == path || item->first.starts_with(path + "/");
+            if (isBelow) taken.emplace(item->first.substr(path.size()), item->second);
+            item = isBelow ? items.erase(item) : std::next(item);
+        }
+        return taken;
+    }
+};
+
+TEST_F(Editing, AgreesWithAPlainMapAfterEachOfManyEdits) {
+    std::mt19937 random(7);
+    Model model;
+    const auto anyPath = [&] {
+        std::string path;
+        for (auto depth = 1 + random() % 3; depth > 0; --depth)
+            path += std::string("/") + "abcd"[random() % 4];
+        return path;
+    };
+    const auto isBelowAFile = [&](const std::string& path) {
+        for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1))
+            if (const auto above = model.items.find(path.substr(0, at));
+                above != model.items.end() && above->second >= 0)
+                return true;
+        return false;
+    };
+    for (int step = 0; step < 4000; ++step) {
+        const std::string path = anyPath();
+        const std::string to = anyPath();
+        const std::int64_t size = random() % 3 == 0 ? -1 : static_cast<std::int64_t>(random() % 100);
+        switch (random() % 5) {
+        case 0:
+        case 1:
+            if (isBelowAFile(path)) break;
+            snapshot.addItemAtPath(path, size < 0 ? directory() : file(size));
+            model.add(path, size);
+            break;
+        case 2:
+            // A repeated name has an order that a map does not know.
+            if (isBelowAFile(to) || model.items.contains(to)) break;
+            snapshot.moveItemAtPath(path, to);
+            if (!model.items.contains(path) || to.starts_with(path + "/")) break;
+            if (const auto taken = model.take(path); !taken.empty())
+                for (const auto& [below, itemSize] : taken)
+                    model.add(to + below, itemSize);
+            break;
+        case 3:
+            snapshot.removeItemAtPath(path);
+            model.take(path);
+            break;
+        default: {
+            const auto part = snapshot.subDirsnapshotAtPath(path);
+            ASSERT_EQ(part.has_value(), model.items.contains(path));
+            if (!part || model.items.at(path) >= 0 || to.starts_with(path + "/")) break;
+            if (isBelowAFile(to) || (model.items.contains(to) && model.items.at(to) >= 0)) break;
+            Model grafted = model;
+            bool meetsAFile = false;
+            for (const auto& [below, itemSize] : Model(model).take(path)) {
+                const auto target = model.items.find(to + below);
+                meetsAFile |= target != model.items.end() && (target->second < 0) != (itemSize < 0);
+                if (below.empty())
+                    grafted.add(to, -1);
+                else
+                    grafted.add(to + below, itemSize);
+            }
+            if (meetsAFile) break; // the kind of an item stays, and below a file a map knows nothing
+            snapshot.addPartial(*part, to);
+            model = grafted;
+        }
+        }
+        std::map<std::string, std::int64_t> found;
+        for (const std::string& line : listing(snapshot)) {
+            const std::size_t blank = line.find(' ');
+            const bool isDirectory = line[blank - 1] == '/';
+            const auto [at, isNew] = found.emplace(line.substr(0, blank - (isDirectory ? 1 : 0)),
+                                                   isDirectory ? -1 : std::stoll(line.substr(blank + 1)));
+            ASSERT_TRUE(isNew) << at->first;
+        }
+        ASSERT_EQ(found, model.items) << "step " << step;
+    }
+    EXPECT_GT(model.items.size(), 5U);
+}
+
+} // namespace
+} // namespace dirsnapshot

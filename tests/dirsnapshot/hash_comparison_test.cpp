@@ -1,0 +1,154 @@
+#include "snapshot/scan_utils.h"
+#include "tests/dirsnapshot/support.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+namespace dirsnapshot {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+Strings pathsOf(const platform::Dictionary& result, const char* key) {
+    Strings paths;
+    if (const platform::Value* items = platform::find(result, key))
+        for (const platform::Value& item : *items->array())
+            paths.push_back(*platform::find(*item.dictionary(), DirSnapshotNodePathKey)->string());
+    return paths;
+}
+
+struct HashComparison : testing::Test {
+    support::RecordingLog log;
+    DirSnapshot current = emptySnapshot(log);
+    DirSnapshot previous = emptySnapshot(log);
+
+    platform::Dictionary compare(bool ignoreDeleted = false, const Strings& exclusions = {}) {
+        return *current.compareWithSnapshotUsingHashes(&previous, ignoreDeleted, exclusions);
+    }
+};
+
+TEST_F(HashComparison, GivesEachDifferenceAsAnItem) {
+    for (DirSnapshot* snapshot : {&current, &previous}) {
+        snapshot->setPath("/nowhere-at-all");
+        snapshot->addItemAtPath("/d/f", file(1));
+        snapshot->addItemAtPath("/same", file(1));
+    }
+    EXPECT_TRUE(compare().empty());
+    current.addItemAtPath("/d/f", file(2));
+    current.addItemAtPath("/n/deep/x", fileInfo(platform::NSFileTypeSymbolicLink, 4, 1));
+    previous.addItemAtPath("/gone/x", file(1));
+    const platform::Dictionary item{{platform::NSFileType, platform::NSFileTypeRegular},
+                                    {platform::NSFileSize, 2},
+                                    {DirSnapshotNodePathKey, "/d/f"}};
+    const platform::Dictionary result = compare();
+    EXPECT_EQ(result.at(DirSnapshotModifiedPathsKey), platform::Value(platform::Array{item}));
+    EXPECT_EQ(pathsOf(result, DirSnapshotAddedPathsKey), (Strings{"/n", "/n/deep", "/n/deep/x"}));
+    EXPECT_EQ(pathsOf(result, DirSnapshotDeletedPathsKey), Strings{"/gone"});
+    EXPECT_FALSE(compare(true).contains(DirSnapshotDeletedPathsKey));
+    EXPECT_EQ(pathsOf(compare(false, {"n", "/nowhere-at-all/d/f/"}), DirSnapshotAddedPathsKey), Strings{});
+    EXPECT_FALSE(compare(false, {"/nowhere-at-all/d/f/"}).contains(DirSnapshotModifiedPathsKey));
+    EXPECT_FALSE(current.compareWithSnapshotUsingHashes(nullptr, false, {}));
+
+    const auto part = current.compareWithSnapshotUsingHashes(&previous, "/nowhere-at-all/d",
+                                                             "/nowhere-at-all/missing", false, {});
+    EXPECT_EQ(pathsOf(*part, DirSnapshotAddedPathsKey), Strings{"/d/f"});
+
+    current.setPath("/");
+    previous.addItemAtPath("/tmp", directory()); // still on disk
+    EXPECT_EQ(pathsOf(compare(), DirSnapshotDeletedPathsKey), Strings{"/gone"});
+}
+
+TEST_F(HashComparison, TestsAPathAndItsAncestorsAgainstTheBuiltInRules) {
+    EXPECT_TRUE(DirSnapshot::isNodeAtFullPathExcluded("/Users/u/Library/Caches/x/y"));
+    EXPECT_TRUE(DirSnapshot::isNodeAtFullPathExcluded("/Library/Application Support/TovikSpace/a"));
+    EXPECT_FALSE(DirSnapshot::isNodeAtFullPathExcluded("/Users/u/Documents/a.txt"));
+    EXPECT_FALSE(DirSnapshot::isNodeAtFullPathExcluded("/"));
+}
+
+// What the comparison is to find, from its definition: no order, no digests, one item at a time.
+struct Oracle {
+    const std::map<std::string, std::string>& from; // path to "size time kind"
+    const std::map<std::string, std::string>& other;
+    const std::set<std::string>& exclusions;
+    bool addWhole;
+    std::set<std::string> missing;
+    std::set<std::string> modified;
+
+    static bool isDirectory(const std::string& content) { return content == "directory"; }
+    bool isExcluded(const std::string& path) const {
+        const std::string name = path.substr(path.rfind('/') + 1);
+        return checkForExclusion(name.c_str(), "", "") != 0 || exclusions.contains(name) ||
+               exclusions.contains("/base" + path);
+    }
+    void run() {
+        for (const auto& [path, content] : from) {
+            const auto counterpart = other.find(path);
+            bool isSkipped = isExcluded(path);
+            for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1)) {
+                const std::string above = path.substr(0, at);
+                isSkipped |= isExcluded(above) || (!addWhole && !other.contains(above));
+            }
+            if (isSkipped) continue;
+            if (counterpart == other.end())
+                missing.insert(path);
+            else if (!isDirectory(content) && counterpart->second != content)
+                modified.insert(path);
+        }
+    }
+};
+
+TEST_F(HashComparison, AgreesWithItsDefinitionOnRandomTrees) {
+    std::mt19937 random(11);
+    const Strings names{"a", "b", "Caches", "Z", "\xC3\xA9", "c.crdownload", "nm"};
+    std::size_t differences = 0;
+    for (int round = 0; round < 400; ++round) {
+        std::map<std::string, std::string> contents[2];
+        DirSnapshot* snapshots[2] = {&current, &previous};
+        for (DirSnapshot* snapshot : snapshots) {
+            *snapshot = emptySnapshot(log);
+            snapshot->setPath("/base");
+        }
+        for (int i = 0; i < 30; ++i) {
+            std::string path;
+            for (auto depth = 1 + random() % 3; depth > 0; --depth)
+                path += "/" + names[random() % names.size()];
+            const auto where = random() % 6; // mostly in both
+            const auto size = static_cast<std::int64_t>(random() % 3);
+            for (unsigned side = 0; side < 2; ++side) {
+                if (where == side) continue;
+                auto& content = contents[side];
+                bool isUsable = !content.contains(path);
+                for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1))
+                    if (const auto above = content.find(path.substr(0, at)); above != content.end())
+                        isUsable &= Oracle::isDirectory(above->second);
+                if (!isUsable) continue;
+                for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1))
+                    content.emplace(path.substr(0, at), "directory");
+                const std::int64_t ownSize = random() % 5 == 0 ? size + 10 : size;
+                content.emplace(path, std::to_string(ownSize));
+                snapshots[side]->addItemAtPath(path, file(ownSize));
+            }
+        }
+        const std::set<std::string> exclusions{"nm", "/base/a/b"};
+        Oracle forward{contents[0], contents[1], exclusions, true, {}, {}};
+        Oracle backward{contents[1], contents[0], exclusions, false, {}, {}};
+        forward.run();
+        backward.run();
+        const auto result = compare(false, {"nm", "/base/a/b"});
+        const auto found = [&](const char* key) {
+            const Strings paths = pathsOf(result, key);
+            const std::set<std::string> set(paths.begin(), paths.end());
+            EXPECT_EQ(set.size(), paths.size());
+            return set;
+        };
+        ASSERT_EQ(found(DirSnapshotAddedPathsKey), forward.missing) << round;
+        ASSERT_EQ(found(DirSnapshotModifiedPathsKey), forward.modified) << round;
+        ASSERT_EQ(found(DirSnapshotDeletedPathsKey), backward.missing) << round;
+        differences += forward.missing.size() + forward.modified.size() + backward.missing.size();
+    }
+    EXPECT_GT(differences, 1000U);
+}
+
+} // namespace
+} // namespace dirsnapshot

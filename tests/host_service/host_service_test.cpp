@@ -1,0 +1,145 @@
+// What hosts are answered and told: batches, observed directories, coalesced changes.
+#include "host_service/HostService.h"
+#include "tests/support/fakes.h"
+#include "tests/support/silent_connections.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using platform::Dictionary;
+using platform::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+// Each signal as one text: "host: directory: item item".
+class RecordingSink final : public host_service::HostSink {
+  public:
+    void badgesChanged(const host_service::HostName& host, std::uint64_t,
+                       const std::vector<host_service::DirectoryChange>& changes) override {
+        for (const auto& change : changes) {
+            std::string text = host + ": " + change.directory + ":";
+            auto items = change.items;
+            std::sort(items.begin(), items.end());
+            for (const std::string& item : items)
+                text += " " + item;
+            signals.push_back(text);
+        }
+    }
+    void directoriesChanged(const std::optional<std::set<platform::FileURL>>&) override {}
+    void activationFinished(const host_service::HostName& host, std::uint64_t number, bool succeeded,
+                            const std::string& message) override {
+        signals.push_back(host + ": " + std::to_string(number) + (succeeded ? " done " : " failed ") +
+                          message);
+    }
+    std::vector<std::string> take() { return std::exchange(signals, {}); }
+    std::vector<std::string> signals;
+};
+
+class HostServiceTest : public testing::Test {
+  protected:
+    support::RecordingLog log;
+    support::InlineQueue model;
+    support::InlineQueue background;
+    support::InlineQueue commands;
+    support::TestClock clock;
+    support::LocalDistributedCenter center;
+    support::MemoryFileSystem disk;
+    support::AllImages images;
+    platform::NotificationCenter localCenter;
+    support::SilentConnections connections;
+    RecordingSink sink;
+    host_service::HostService service{{log, model, background, commands}};
+    daemon_client::TSyncClient client{{connections, center, localCenter, log, clock}};
+    extension::FinderSync finderSync{
+        {service, center, disk, images, log, clock, model, background}, client, &service};
+
+    void SetUp() override {
+        disk.folders = {{"/r", {"d"}}, {"/r/d", {"f"}}};
+        disk.files = {"/r/d/f", "/r/d/g"};
+        service.attach(
+            finderSync, sink,
+            [](const std::string& action, const std::vector<platform::FileURL>& selection, const auto&) {
+                return host_service::ActivationOutcome{true, action + std::to_string(selection.size())};
+            });
+        transfer({});
+        announced();
+    }
+    void transfer(const std::vector<std::string>& files) {
+        Dictionary paths;
+        for (const std::string& file : files)
+            paths[file] = Dictionary();
+        center.post(
+            {"TSyncQuenzSyncRefresh",
+             std::nullopt,
+             {{"allPathsInSync", Dictionary{{"/R", "/r"}}},
+              {"statusInfo",
+               Dictionary{{"status", "syncStatusTransfer"},
+                          {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", paths}}}}}}}}});
+    }
+    // What was told, with what still waited for its time.
+    std::vector<std::string> announced() {
+        model.runDelayed();
+        return sink.take();
+    }
+};
+
+TEST_F(HostServiceTest, AnswersEachItemOfABatch) {
+    transfer({"/r/d/f"});
+    std::vector<std::string> answers;
+    service.badges({"file:///r", "file:///r/d", "file:///r/d/g", "file:///r/gone", "file:///o", "http://x/",
+                    "file:///r/d/f"},
+                   [&](const host_service::BadgeBatch& batch) {
+                       for (const auto& each : batch.answers)
+                           answers.push_back((each.kind == extension::BadgeAnswer::Kind::unchanged
+                                                  ? "unchanged"
+                                                  : std::string(each.identifier)) +
+                                             (each.isInSync ? " in" : "") + (each.isRoot ? " root" : ""));
+                   });
+    EXPECT_THAT(answers,
+                ElementsAre("tovik in root", "upload in", "sync in", "unchanged in", "", "", "upload in"));
+    host_service::Explanation why;
+    service.explain("file:///r/d", [&](const auto& explanation) { why = explanation; });
+    EXPECT_EQ(why.badge + " " + why.rule + " " + why.root + " " + why.file, "upload uploading /r /r/d/f");
+}
+
+TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
+    service.beginObserving("A", "file:///r");
+    service.beginObserving("A", "file:///r/d");
+    service.beginObserving("B", "file:///r/d/");
+    service.beginObserving("B", "not a uri");
+    EXPECT_EQ(finderSync.numberOfObservedPaths(), 3);
+    transfer({"/r/d/f"});
+    transfer({"/r/d/f"});
+    EXPECT_THAT(announced(),
+                UnorderedElementsAre("A: file:///r: file:///r/d", "A: file:///r/d: file:///r/d/f",
+                                     "B: file:///r/d/: file:///r/d/f"));
+    transfer({"/r/d/f"});
+    EXPECT_THAT(announced(), IsEmpty()) << "nothing has changed";
+    transfer({"/r/d/g"}); // the finished file's folders are announced though no badge was set on them
+    EXPECT_THAT(announced(), testing::Contains("A: file:///r/d: file:///r/d/f file:///r/d/g"));
+
+    std::vector<std::string> many;
+    for (int i = 0; i < 300; ++i)
+        many.push_back("/r/d/x" + std::to_string(i));
+    transfer(many);
+    EXPECT_THAT(announced(), testing::Contains("A: file:///r/d:")) << "so many items stand for any item";
+
+    service.endObserving("A", "file:///r/d");
+    service.hostGone("B");
+    EXPECT_EQ(finderSync.numberOfObservedPaths(), 1);
+    center.post({"TSyncQuenzSyncPathRemoved", std::nullopt, {{"localPath", "/r"}}});
+    EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+}
+
+TEST_F(HostServiceTest, RunsAChosenItemAndTellsItsOutcome) {
+    std::string message;
+    EXPECT_FALSE(service.activate({"A", "No such item", {}, {}, "", {}}, message));
+    EXPECT_EQ(message, "There is no menu item \"No such item\".");
+    EXPECT_EQ(service.activate({"A", "Stop sync", {"file:///r", "nonsense"}, {}, "", {}}, message), 1U);
+    EXPECT_THAT(announced(), ElementsAre("A: 1 done stopSync:1"));
+}
+
+} // namespace
