@@ -1,6 +1,8 @@
 // tsyncfinder: the extension process, and a terminal as a file manager.
 #include "apps/tsyncfinder/ExtensionProcess.h"
+#include "apps/tsyncfinder/config_command.h"
 #include "apps/tsyncfinder/secret_command.h"
+#include "apps/tsyncfinder/settings.h"
 #include "apps/tsyncfinder/terminal_commands.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/secret/secret_service.h"
@@ -8,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
+#include <iostream>
 #include <unistd.h>
 
 namespace {
@@ -34,17 +37,25 @@ int main(int argc, char** argv) {
     int exitStatus = EXIT_SUCCESS;
 
     apps::tsyncfinder::RunOptions options;
-    std::string level = "info";
+    std::string level;
+    bool isAutomatic = false;
     CLI::App* run = app.add_subcommand("run", "The extension process: serves the session's file managers");
     run->add_option("--log-level", level, "debug, info or error")
-        ->check(CLI::IsMember({"debug", "info", "error"}))
-        ->capture_default_str();
+        ->check(CLI::IsMember({"debug", "info", "error"}));
+    run->add_flag("--automatic", isAutomatic, "Nobody asked for it: end at once when the settings say so");
     run->add_option("--resources", options.resourceFolder, "Where the images are");
     run->callback([&] {
+        using namespace apps::tsyncfinder;
+        if (isAutomatic && valueOf(*settingNamed("autostart")) == "off") {
+            std::cerr << "tsyncfinder: the settings say not to start by itself\n";
+            return;
+        }
+        if (level.empty()) level = valueOf(*settingNamed("log-level"));
         options.logLevel = backends::log::levelNamed(level).value();
         if (options.resourceFolder.empty()) options.resourceFolder = resourceFolder();
-        exitStatus = apps::tsyncfinder::runExtension(options);
+        exitStatus = runExtension(options);
     });
+    apps::tsyncfinder::addConfigCommand(app, exitStatus);
     apps::tsyncfinder::addTerminalCommands(app, exitStatus);
     backends::log::StandardErrorLog log("tsyncfinder", platform::LogLevel::info);
     apps::tsyncfinder::addSecretCommand(app, backends::secret::makeSecretService, log, exitStatus);

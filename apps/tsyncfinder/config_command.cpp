@@ -1,0 +1,67 @@
+#include "apps/tsyncfinder/config_command.h"
+
+#include "apps/tsyncfinder/settings.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace apps::tsyncfinder {
+namespace {
+
+constexpr int wrongSetting = 2;
+
+std::string valuesOf(const Setting& setting) {
+    std::string values;
+    for (const std::string_view value : setting.values)
+        if (!value.empty()) values += (values.empty() ? "" : ", ") + std::string(value);
+    return values;
+}
+
+int configure(const std::string& key, const std::string& value) {
+    if (key.empty()) {
+        for (const Setting& setting : settings)
+            std::cout << setting.key << ": " << valueOf(setting) << "    (" << setting.meaning << ": "
+                      << valuesOf(setting) << ")\n";
+        return EXIT_SUCCESS;
+    }
+    const Setting* setting = settingNamed(key);
+    if (setting == nullptr) {
+        std::cerr << "tsyncfinder: there is no setting \"" << key << "\"\n";
+        return wrongSetting;
+    }
+    if (value.empty()) {
+        std::cout << valueOf(*setting) << '\n';
+        return EXIT_SUCCESS;
+    }
+    if (!allows(*setting, value)) {
+        std::cerr << "tsyncfinder: \"" << key << "\" is one of: " << valuesOf(*setting) << '\n';
+        return wrongSetting;
+    }
+    try {
+        setValue(*setting, value);
+    } catch (const std::runtime_error& error) {
+        std::cerr << "tsyncfinder: " << error.what() << '\n';
+        return EXIT_FAILURE;
+    }
+    std::cout << "From the next start of the extension on.\n";
+    return EXIT_SUCCESS;
+}
+
+} // namespace
+
+void addConfigCommand(CLI::App& app, int& exitStatus) {
+    struct Words {
+        std::string key;
+        std::string value;
+    };
+    const auto words = std::make_shared<Words>();
+    CLI::App* config = app.add_subcommand("config", "Show the settings, or change one");
+    config->add_option("KEY", words->key, "A setting; none: all of them");
+    config->add_option("VALUE", words->value, "Its new value; none: show it");
+    config->callback([words, &exitStatus] { exitStatus = configure(words->key, words->value); });
+}
+
+} // namespace apps::tsyncfinder
