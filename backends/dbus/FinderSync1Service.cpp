@@ -66,10 +66,10 @@ FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService
 
 FinderSync1Service::~FinderSync1Service() = default;
 
-void FinderSync1Service::add(const char* name, const char* in, std::vector<std::string> inNames,
-                             const char* out, std::vector<std::string> outNames, Method method) {
+void FinderSync1Service::add(const char* name, const char* in, const std::vector<std::string>& inNames,
+                             const char* out, const std::vector<std::string>& outNames, Method method) {
     object->registerMethod(FINDER_SYNC_INTERFACE, name, in, inNames, out, outNames,
-                           [this, method](sdbus::MethodCall call) { (this->*method)(std::move(call)); });
+                           [this, method](sdbus::MethodCall call) { (this->*method)(call); });
 }
 
 bool FinderSync1Service::requestName() {
@@ -110,7 +110,7 @@ void FinderSync1Service::emit(const char* name, const std::string& destination, 
 
 // --- calls, on the bus thread
 
-void FinderSync1Service::badgesForItems(sdbus::MethodCall call) {
+void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
     std::vector<std::string> uris;
     call >> uris;
     service.badges(std::move(uris), [this, call](const host_service::BadgeBatch& batch) {
@@ -131,7 +131,7 @@ void FinderSync1Service::badgesForItems(sdbus::MethodCall call) {
     });
 }
 
-void FinderSync1Service::menuForItems(sdbus::MethodCall call) {
+void FinderSync1Service::menuForItems(sdbus::MethodCall& call) {
     std::uint32_t kind = 0;
     std::vector<std::string> uris;
     call >> kind >> uris;
@@ -141,7 +141,7 @@ void FinderSync1Service::menuForItems(sdbus::MethodCall call) {
                  });
 }
 
-void FinderSync1Service::menusByClass(sdbus::MethodCall call) {
+void FinderSync1Service::menusByClass(sdbus::MethodCall& call) {
     reply(call, [this](sdbus::MethodReply& answer) {
         answer.openContainer("{sav}");
         for (const auto& [name, menu] : service.menusByClass()) {
@@ -154,7 +154,7 @@ void FinderSync1Service::menusByClass(sdbus::MethodCall call) {
     });
 }
 
-void FinderSync1Service::activate(sdbus::MethodCall call) {
+void FinderSync1Service::activate(sdbus::MethodCall& call) {
     host_service::Activation activation;
     call >> activation.item >> activation.uris >> activation.environment >> activation.activationToken;
     if (auto options = readValue(call, "a{sv}")) activation.options = std::move(*options->dictionary());
@@ -165,7 +165,7 @@ void FinderSync1Service::activate(sdbus::MethodCall call) {
     reply(call, [number](sdbus::MethodReply& answer) { answer << *number; });
 }
 
-void FinderSync1Service::beginObserving(sdbus::MethodCall call) {
+void FinderSync1Service::beginObserving(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
     const std::string host = call.getSender();
@@ -174,7 +174,7 @@ void FinderSync1Service::beginObserving(sdbus::MethodCall call) {
     reply(call, [](sdbus::MethodReply&) {});
 }
 
-void FinderSync1Service::endObserving(sdbus::MethodCall call) {
+void FinderSync1Service::endObserving(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
     service.endObserving(call.getSender(), std::move(uri));
@@ -195,7 +195,7 @@ void FinderSync1Service::watchHost(const std::string& host) {
         }));
 }
 
-void FinderSync1Service::explain(sdbus::MethodCall call) {
+void FinderSync1Service::explain(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
     service.explain(std::move(uri), [this, call](const host_service::Explanation& explanation) {
@@ -205,13 +205,13 @@ void FinderSync1Service::explain(sdbus::MethodCall call) {
     });
 }
 
-void FinderSync1Service::statusOf(sdbus::MethodCall call) {
+void FinderSync1Service::statusOf(sdbus::MethodCall& call) {
     service.status([this, call](const platform::Dictionary& status) {
         reply(call, [&status](sdbus::MethodReply& answer) { appendValue(answer, "a{sv}", status); });
     });
 }
 
-void FinderSync1Service::badgeTable(sdbus::MethodCall call) {
+void FinderSync1Service::badgeTable(sdbus::MethodCall& call) {
     reply(call, [this](sdbus::MethodReply& answer) {
         answer.openContainer("(sss)");
         for (const host_service::RegisteredBadge& badge : service.badgeTable()) {
@@ -223,11 +223,11 @@ void FinderSync1Service::badgeTable(sdbus::MethodCall call) {
     });
 }
 
-void FinderSync1Service::watchedDirectories(sdbus::MethodCall call) {
+void FinderSync1Service::watchedDirectories(sdbus::MethodCall& call) {
     reply(call, [this](sdbus::MethodReply& answer) { appendURIs(answer, service.watchedDirectories()); });
 }
 
-void FinderSync1Service::versionOf(sdbus::MethodCall call) {
+void FinderSync1Service::versionOf(sdbus::MethodCall& call) {
     reply(call, [this](sdbus::MethodReply& answer) { answer << version; });
 }
 

@@ -35,20 +35,20 @@ class FinderSync1Service final : public host_service::HostSink {
                             const std::string& message) override;
 
   private:
-    using Method = void (FinderSync1Service::*)(sdbus::MethodCall);
-    void add(const char* name, const char* in, std::vector<std::string> inNames, const char* out,
-             std::vector<std::string> outNames, Method method);
-    void badgesForItems(sdbus::MethodCall call);
-    void menuForItems(sdbus::MethodCall call);
-    void menusByClass(sdbus::MethodCall call);
-    void activate(sdbus::MethodCall call);
-    void beginObserving(sdbus::MethodCall call);
-    void endObserving(sdbus::MethodCall call);
-    void explain(sdbus::MethodCall call);
-    void statusOf(sdbus::MethodCall call);
-    void badgeTable(sdbus::MethodCall call);
-    void watchedDirectories(sdbus::MethodCall call);
-    void versionOf(sdbus::MethodCall call);
+    using Method = void (FinderSync1Service::*)(sdbus::MethodCall&);
+    void add(const char* name, const char* in, const std::vector<std::string>& inNames, const char* out,
+             const std::vector<std::string>& outNames, Method method);
+    void badgesForItems(sdbus::MethodCall& call);
+    void menuForItems(sdbus::MethodCall& call);
+    void menusByClass(sdbus::MethodCall& call);
+    void activate(sdbus::MethodCall& call);
+    void beginObserving(sdbus::MethodCall& call);
+    void endObserving(sdbus::MethodCall& call);
+    void explain(sdbus::MethodCall& call);
+    void statusOf(sdbus::MethodCall& call);
+    void badgeTable(sdbus::MethodCall& call);
+    void watchedDirectories(sdbus::MethodCall& call);
+    void versionOf(sdbus::MethodCall& call);
     template <typename Fill>
     void reply(const sdbus::MethodCall& call, Fill&& fill);
     template <typename Fill>
