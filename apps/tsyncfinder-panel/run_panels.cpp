@@ -45,7 +45,7 @@ int runDestinationPanel(const Request& request, const DestinationRequest& destin
     backends::posix::GuardedFileSystem fileSystem;
     platform::NotificationCenter localCenter;
     backends::posix::SerialQueue replies("panel-replies");
-    backends::dbus::RequestBus requests(replies, localCenter, log);
+    backends::dbus::RequestBus requests(replies, localCenter);
     DaemonDirectories directories(requests, mainQueue, log);
     backends::qt::SavePanelDialog dialog(directories, mainQueue, fileSystem, log);
     if (destination.isSync)

@@ -43,7 +43,7 @@ sigset_t blockEndingSignals() {
 struct Process {
     explicit Process(const RunOptions& options)
         : log("tsyncfinder", options.logLevel), bus("hosts"), resources(options.resourceFolder),
-          requests(replies, localCenter, log), center(bus, log), service({log, model, background, commands}),
+          requests(replies, localCenter), center(bus, log), service({log, model, background, commands}),
           hosts(bus, service, TSYNCFINDER_VERSION) {}
 
     backends::log::StandardErrorLog log;

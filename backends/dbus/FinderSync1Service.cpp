@@ -9,6 +9,8 @@ namespace {
 
 using host_service::HostName;
 
+constexpr auto notReadyError = "com.quarnhold.TovikDrive_Quen.Error.NotReady";
+
 void appendMenuItems(sdbus::Message& message, const platform::Menu& menu) {
     message.openContainer("v");
     for (const platform::MenuItemHandle& item : menu.items()) {
@@ -69,10 +71,15 @@ FinderSync1Service::~FinderSync1Service() = default;
 void FinderSync1Service::add(const char* name, const char* in, const std::vector<std::string>& inNames,
                              const char* out, const std::vector<std::string>& outNames, Method method) {
     object->registerMethod(FINDER_SYNC_INTERFACE, name, in, inNames, out, outNames,
-                           [this, method](sdbus::MethodCall call) { (this->*method)(call); });
+                           [this, method](sdbus::MethodCall call) {
+                               if (!isServing)
+                                   throw sdbus::Error(notReadyError, "the extension has not started yet");
+                               (this->*method)(call);
+                           });
 }
 
 bool FinderSync1Service::requestName() {
+    isServing = true;
     try {
         bus.connection().requestName(FINDER_SYNC_BUS_NAME);
         bus.wake();

@@ -9,6 +9,7 @@
 #include "host_service/HostService.h"
 #include "platform/Subscription.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,7 +26,8 @@ class FinderSync1Service final : public host_service::HostSink {
     FinderSync1Service(const FinderSync1Service&) = delete;
     FinderSync1Service& operator=(const FinderSync1Service&) = delete;
 
-    // Takes the well-known name. False when another process of the session has it.
+    // Takes the well-known name, once the host service is attached. False when another process of the
+    // session has it. Until then a caller that knows the unique name gets an error.
     bool requestName();
 
     void badgesChanged(const host_service::HostName& host, std::uint64_t sequence,
@@ -58,6 +60,7 @@ class FinderSync1Service final : public host_service::HostSink {
     Bus& bus;
     host_service::HostService& service;
     std::string version;
+    std::atomic<bool> isServing = false;
     std::unique_ptr<sdbus::IObject> object;
 
     // Bus thread only, but for the destructor.

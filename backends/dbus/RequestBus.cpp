@@ -51,8 +51,7 @@ Reply decode(sdbus::MethodReply& message, std::string_view signature) {
 class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
   public:
     Link(std::string service, RequestBus& owner)
-        : bus("requests"), serviceName(std::move(service)), replies(owner.replies), center(owner.center),
-          log(owner.log) {
+        : bus("requests"), serviceName(std::move(service)), replies(owner.replies), center(owner.center) {
         proxy = sdbus::createProxy(bus.connection(), serviceName, TSYNC_OBJECT_PATH);
     }
 
@@ -81,7 +80,6 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
     std::string serviceName;
     platform::Queue& replies;
     platform::NotificationCenter& center;
-    platform::ProcessLog& log;
     std::unique_ptr<sdbus::IProxy> proxy;
 
   private:
@@ -220,9 +218,8 @@ void RequestBus::Link::announceDeath() {
     }
 }
 
-RequestBus::RequestBus(platform::Queue& replyQueue, platform::NotificationCenter& localCenter,
-                       platform::ProcessLog& processLog)
-    : replies(replyQueue), center(localCenter), log(processLog) {}
+RequestBus::RequestBus(platform::Queue& replyQueue, platform::NotificationCenter& localCenter)
+    : replies(replyQueue), center(localCenter) {}
 
 RequestBus::~RequestBus() = default;
 

@@ -7,7 +7,6 @@
 #pragma once
 
 #include "platform/NotificationCenter.h"
-#include "platform/ProcessLog.h"
 #include "platform/Queue.h"
 #include "platform/RequestConnection.h"
 
@@ -18,9 +17,8 @@ namespace backends::dbus {
 
 class RequestBus final : public platform::RequestConnectionFactory {
   public:
-    // All three must outlive this object and every connection that it made.
-    RequestBus(platform::Queue& replyQueue, platform::NotificationCenter& localCenter,
-               platform::ProcessLog& log);
+    // Both must outlive this object and every connection that it made.
+    RequestBus(platform::Queue& replyQueue, platform::NotificationCenter& localCenter);
     ~RequestBus() override;
     RequestBus(const RequestBus&) = delete;
     RequestBus& operator=(const RequestBus&) = delete;
@@ -33,7 +31,6 @@ class RequestBus final : public platform::RequestConnectionFactory {
 
     platform::Queue& replies;
     platform::NotificationCenter& center;
-    platform::ProcessLog& log;
     std::mutex lock;
     std::shared_ptr<Link> link; // guarded by lock; null until the first connection
 };

@@ -1,13 +1,7 @@
 // The client on a real bus: daemons that are there, late, silent, dying, refusing and lying.
-#include "backends/dbus/DistributedCenter.h"
-#include "backends/dbus/RequestBus.h"
-#include "backends/posix/SerialQueue.h"
-#include "daemon_client/TSyncClient.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
-#include "tests/support/PrivateBus.h"
-#include "tests/support/TestDaemon.h"
-#include "tests/support/fakes.h"
+#include "tests/support/BusClient.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,25 +20,8 @@ using platform::Value;
 using support::TestDaemon;
 using support::valueReply;
 
-class ClientTest : public testing::Test {
+class ClientTest : public support::BusClient {
   protected:
-    support::PrivateBus sessionBus;
-    support::RecordingLog log;
-    support::TestClock clock;
-    platform::NotificationCenter localCenter;
-    backends::posix::SerialQueue replies{"replies"};
-    backends::dbus::Bus notifications{"notifications"};
-    backends::dbus::DistributedCenter center{notifications, log};
-    backends::dbus::RequestBus requests{replies, localCenter, log};
-    std::unique_ptr<daemon_client::TSyncClient> client;
-
-    void SetUp() override {
-        notifications.start([] {});
-    }
-    void connect() {
-        client = std::make_unique<daemon_client::TSyncClient>(
-            daemon_client::TSyncClientPlatform{requests, center, localCenter, log, clock});
-    }
     // Answers the table and the status; every other message gets "no value".
     static TestDaemon::Answer usual(Dictionary table) {
         return [table](std::string_view message, const Array&, const ReplyHandler& handler) {

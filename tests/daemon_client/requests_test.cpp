@@ -1,11 +1,5 @@
 // Every request of the client on a real bus: what arrives at the daemon, and what becomes of its answer.
-#include "backends/dbus/DistributedCenter.h"
-#include "backends/dbus/RequestBus.h"
-#include "backends/posix/SerialQueue.h"
-#include "daemon_client/TSyncClient.h"
-#include "tests/support/PrivateBus.h"
-#include "tests/support/TestDaemon.h"
-#include "tests/support/fakes.h"
+#include "tests/support/BusClient.h"
 
 #include <gmock/gmock.h>
 
@@ -22,18 +16,8 @@ using platform::Reply;
 using platform::Value;
 using support::valueReply;
 
-class Requests : public testing::Test {
+class Requests : public support::BusClient {
   protected:
-    support::PrivateBus sessionBus;
-    support::RecordingLog log;
-    support::TestClock clock;
-    platform::NotificationCenter localCenter;
-    backends::posix::SerialQueue replies{"replies"};
-    backends::dbus::Bus notifications{"notifications"};
-    backends::dbus::DistributedCenter center{notifications, log};
-    backends::dbus::RequestBus requests{replies, localCenter, log};
-    std::unique_ptr<TSyncClient> client;
-
     std::mutex lock;
     std::map<std::string, Array, std::less<>> arguments; // of the last message of each name; under lock
     std::map<std::string, int, std::less<>> times;       // under lock
@@ -48,9 +32,8 @@ class Requests : public testing::Test {
     }};
 
     void SetUp() override {
-        notifications.start([] {});
-        client = std::make_unique<TSyncClient>(
-            daemon_client::TSyncClientPlatform{requests, center, localCenter, log, clock});
+        support::BusClient::SetUp();
+        connect();
         ASSERT_TRUE(log.waitFor("All Paths in Sync: (null)"));
     }
     void expectArrived(const char* message, const Array& values) {

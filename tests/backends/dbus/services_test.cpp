@@ -1,0 +1,112 @@
+// The two services on a real bus against the introspection files, and before the extension has started.
+#include "backends/dbus/FinderSync1Service.h"
+#include "protocol/messages.h"
+#include "protocol/names.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/TestDaemon.h"
+#include "tests/support/fakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+
+namespace {
+
+std::string attribute(const std::string& tag, const std::string& name) {
+    std::smatch found;
+    return std::regex_search(tag, found, std::regex(" " + name + "=\"([^\"]*)\"")) ? found[1].str() : "";
+}
+
+// Each member of an interface as one text: "method Activate in s:item as:uris … out t:number".
+std::set<std::string> membersOf(const std::string& xml, const std::string& interface) {
+    const std::string plain = std::regex_replace(xml, std::regex("<!--[^]*?-->"), "");
+    const std::size_t start = plain.find("<interface name=\"" + interface + "\"");
+    const std::string body = plain.substr(start, plain.find("</interface>", start) - start);
+    std::set<std::string> members;
+    std::string member;
+    const std::regex tags("<(/?)(method|signal|arg)\\b[^>]*>");
+    for (std::sregex_iterator tag(body.begin(), body.end(), tags); tag != std::sregex_iterator(); ++tag) {
+        const std::string text = tag->str();
+        const std::string kind = (*tag)[2].str();
+        if (kind == "arg") {
+            const std::string direction = attribute(text, "direction");
+            member += " " + (direction.empty() ? "out" : direction) + " " + attribute(text, "type") + ":" +
+                      attribute(text, "name");
+        } else if ((*tag)[1].str().empty()) {
+            member = kind + " " + attribute(text, "name");
+        }
+        if ((kind != "arg" && !(*tag)[1].str().empty()) || (kind != "arg" && text.ends_with("/>")))
+            members.insert(member);
+    }
+    return members;
+}
+
+std::string fileNamed(const std::string& interface) {
+    std::ifstream file(std::string(INTROSPECTION_FOLDER) + "/" + interface + ".xml");
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+class Services : public testing::Test {
+  protected:
+    support::PrivateBus sessionBus;
+
+    static std::string introspect(const std::string& name, const std::string& path) {
+        const auto connection = sdbus::createSessionBusConnection();
+        const auto proxy = sdbus::createProxy(*connection, name, path);
+        std::string xml;
+        proxy->callMethod("Introspect")
+            .onInterface("org.freedesktop.DBus.Introspectable")
+            .storeResultsTo(xml);
+        return xml;
+    }
+};
+
+TEST_F(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
+    const auto described = membersOf(fileNamed(TSYNC_INTERFACE), TSYNC_INTERFACE);
+    EXPECT_EQ(described.size(), 42U);
+    std::set<std::string> table; // what client and sandbox go by, without the arguments' names
+    for (const protocol::Message& message : protocol::messages)
+        table.insert("method " + std::string(message.member) + " " + std::string(message.arguments) + ">" +
+                     std::string(message.reply));
+    std::set<std::string> file;
+    for (const std::string& member : described) {
+        const std::string name = member.substr(0, member.find(' ', 7));
+        std::string in;
+        std::string out;
+        const std::regex arguments(" (in|out) ([^:]*):");
+        for (std::sregex_iterator each(member.begin(), member.end(), arguments);
+             each != std::sregex_iterator(); ++each)
+            ((*each)[1] == "in" ? in : out) += (*each)[2];
+        file.insert(name + " " + in + ">" + out);
+    }
+    EXPECT_EQ(table, file);
+}
+
+TEST_F(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart) {
+    support::RecordingLog log;
+    support::InlineQueue queue;
+    host_service::HostService hosts({log, queue, queue, queue}); // nothing is attached
+    backends::dbus::Bus bus("service");
+    backends::dbus::FinderSync1Service service(bus, hosts, "1");
+    bus.start([] {});
+    const std::string name = bus.connection().getUniqueName();
+    EXPECT_EQ(membersOf(introspect(name, FINDER_SYNC_OBJECT_PATH), FINDER_SYNC_INTERFACE),
+              membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
+
+    const auto connection = sdbus::createSessionBusConnection();
+    const auto proxy = sdbus::createProxy(*connection, name, FINDER_SYNC_OBJECT_PATH);
+    try {
+        proxy->callMethod("BadgesForItems")
+            .onInterface(FINDER_SYNC_INTERFACE)
+            .withArguments(std::vector<std::string>{"file:///"});
+        FAIL() << "answered before the extension has started";
+    } catch (const sdbus::Error& error) {
+        EXPECT_EQ(error.getName(), "com.quarnhold.TovikDrive_Quen.Error.NotReady");
+    }
+}
+
+} // namespace
