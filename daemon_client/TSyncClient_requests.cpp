@@ -193,7 +193,7 @@ std::optional<std::string> TSyncClient::folder(std::string_view message,
         const std::lock_guard guard(shared->clientLock);
         if ((*shared).*cache) return (*shared).*cache;
     }
-    const auto answer = stringOf(request(message, {}));
+    auto answer = stringOf(request(message, {}));
     const std::lock_guard guard(shared->clientLock);
     (*shared).*cache = answer;
     return answer;

@@ -94,7 +94,7 @@ SelectionClass classOf(const SelectionFacts& facts) {
 }
 
 platform::MenuHandle menuOf(SelectionClass selectionClass, const platform::ImageHandle& image) {
-    const auto menu = platform::Menu::create();
+    auto menu = platform::Menu::create();
     const auto submenu = platform::Menu::create();
     add(*menu, top, image)->setSubmenu(submenu);
     for (const ItemDescription& description : itemsOf(selectionClass))

@@ -251,6 +251,7 @@ std::optional<std::uint64_t> HostService::activate(Activation activation, std::s
 
 std::vector<std::pair<std::string_view, platform::MenuHandle>> HostService::menusByClass() const {
     std::vector<std::pair<std::string_view, platform::MenuHandle>> menus;
+    menus.reserve(extension::selectionClasses.size());
     for (const extension::SelectionClass selectionClass : extension::selectionClasses)
         menus.emplace_back(extension::nameOf(selectionClass), finderSync->menuOfClass(selectionClass));
     return menus;

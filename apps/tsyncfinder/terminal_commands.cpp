@@ -47,6 +47,7 @@ std::string uriOf(const std::string& path) {
 
 std::vector<std::string> urisOf(const std::vector<std::string>& paths) {
     std::vector<std::string> uris;
+    uris.reserve(paths.size());
     for (const std::string& path : paths)
         uris.push_back(uriOf(path));
     return uris;
