@@ -1,5 +1,6 @@
 #include "apps/tsyncfinder/ExtensionProcess.h"
 
+#include "apps/tsyncfinder/SettingsFollower.h"
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/FinderSync1Service.h"
@@ -42,9 +43,15 @@ sigset_t blockEndingSignals() {
 // process ends, so it is made once and never destroyed.
 struct Process {
     explicit Process(const RunOptions& options)
-        : log("tsyncfinder", options.logLevel), bus("hosts"), resources(options.resourceFolder),
-          requests(replies, localCenter), center(bus, log), service({log, model, background, commands}),
-          hosts(bus, service, TSYNCFINDER_VERSION) {}
+        : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
+          resources(options.resourceFolder), requests(replies, localCenter), center(bus, log),
+          service({log, model, background, commands}), hosts(bus, service, TSYNCFINDER_VERSION),
+          settings(log, [this, options](const SettingsRead& read) { follow(read, options); }) {}
+
+    void follow(const SettingsRead& read, const RunOptions& options) {
+        if (!options.logLevel) log.setLevel(backends::log::levelNamed(read["log-level"]).value());
+        service.setShown({read["badges"] == "on", read["menu"] == "on"});
+    }
 
     backends::log::StandardErrorLog log;
     backends::posix::SystemClock clock;
@@ -60,6 +67,7 @@ struct Process {
     backends::dbus::DistributedCenter center;
     host_service::HostService service;
     backends::dbus::FinderSync1Service hosts;
+    SettingsFollower settings;
 };
 
 host_service::ActivationOutcome perform(const std::string& action, const std::vector<platform::FileURL>&,

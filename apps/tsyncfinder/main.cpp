@@ -46,12 +46,11 @@ int main(int argc, char** argv) {
     run->add_option("--resources", options.resourceFolder, "Where the images are");
     run->callback([&] {
         using namespace apps::tsyncfinder;
-        if (isAutomatic && valueOf(*settingNamed("autostart")) == "off") {
+        if (isAutomatic && readSettings()["autostart"] == "off") {
             std::cerr << "tsyncfinder: the settings say not to start by itself\n";
             return;
         }
-        if (level.empty()) level = valueOf(*settingNamed("log-level"));
-        options.logLevel = backends::log::levelNamed(level).value();
+        options.logLevel = backends::log::levelNamed(level);
         if (options.resourceFolder.empty()) options.resourceFolder = resourceFolder();
         exitStatus = runExtension(options);
     });

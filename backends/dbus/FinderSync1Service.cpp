@@ -264,4 +264,8 @@ void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t 
          [&](sdbus::Signal& signal) { signal << number << succeeded << message; });
 }
 
+void FinderSync1Service::menusChanged() {
+    emit("MenusChanged", "", [](sdbus::Signal&) {});
+}
+
 } // namespace backends::dbus
