@@ -2,6 +2,8 @@
 
 #include "extension/path_levels.h"
 
+#include <utility>
+
 namespace host_service {
 namespace {
 

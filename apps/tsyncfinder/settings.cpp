@@ -44,14 +44,14 @@ bool allows(const Setting& setting, std::string_view value) {
            std::find(setting.values.begin(), setting.values.end(), value) != setting.values.end();
 }
 
-std::string settingsFile() {
+fs::path configFolder() {
     const char* config = std::getenv("XDG_CONFIG_HOME");
     const char* home = std::getenv("HOME");
-    const fs::path folder = config != nullptr && *config == '/'
-                                ? fs::path(config)
-                                : fs::path(home != nullptr ? home : "/") / ".config";
-    return (folder / "tsyncfinder" / "settings.json").string();
+    return config != nullptr && *config == '/' ? fs::path(config)
+                                               : fs::path(home != nullptr ? home : "/") / ".config";
 }
+
+std::string settingsFile() { return (configFolder() / "tsyncfinder" / "settings.json").string(); }
 
 std::string valuesOf(const Setting& setting) {
     std::string values;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -34,7 +35,10 @@ const Setting* settingNamed(std::string_view key);
 bool allows(const Setting& setting, std::string_view value);
 std::string valuesOf(const Setting& setting); // "on, off"
 
-// The file, in $XDG_CONFIG_HOME or ~/.config.
+// $XDG_CONFIG_HOME or ~/.config.
+std::filesystem::path configFolder();
+
+// The file, in the config folder.
 std::string settingsFile();
 
 struct SettingsRead {
