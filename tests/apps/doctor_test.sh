@@ -21,7 +21,8 @@ finding() { { "$program" doctor --json || true; } | jq -r --arg check "$1" '.[] 
 expect() {
     local found
     found=$(finding "$1")
-    [[ $found == $2 ]] || fail "$1: expected $2, found $found" # a pattern
+    # shellcheck disable=SC2053 # a pattern
+    [[ $found == $2 ]] || fail "$1: expected $2, found $found"
 }
 
 ! "$program" doctor >"$work/said" || fail "no bus is no problem"
