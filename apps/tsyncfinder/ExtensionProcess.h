@@ -10,6 +10,7 @@ namespace apps::tsyncfinder {
 struct RunOptions {
     platform::LogLevel logLevel = platform::LogLevel::info;
     std::string resourceFolder; // where the images are
+    std::string panelProgram;   // shows the panels
 };
 
 // Serves until SIGTERM, SIGINT or the end of the session's bus. Returns the program's exit status: 0 also

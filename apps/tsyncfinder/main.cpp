@@ -27,6 +27,18 @@ std::string resourceFolder() {
     return "/usr/share/tsyncfinder";
 }
 
+// The panel program beside this one: the installed one, or that of the build folder.
+std::string panelProgram() {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    for (const char* candidate :
+         {"../libexec/tsyncfinder/tsyncfinder-panel", "../tsyncfinder-panel/tsyncfinder-panel"}) {
+        const auto path = program.parent_path() / candidate;
+        if (std::filesystem::exists(path, error)) return std::filesystem::canonical(path, error).string();
+    }
+    return "/usr/libexec/tsyncfinder/tsyncfinder-panel";
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -44,6 +56,7 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"debug", "info", "error"}));
     run->add_flag("--automatic", isAutomatic, "Nobody asked for it: end at once when the settings say so");
     run->add_option("--resources", options.resourceFolder, "Where the images are");
+    run->add_option("--panel-program", options.panelProgram, "The program that shows the panels");
     run->callback([&] {
         using namespace apps::tsyncfinder;
         if (isAutomatic && valueOf(*settingNamed("autostart")) == "off") {
@@ -53,6 +66,7 @@ int main(int argc, char** argv) {
         if (level.empty()) level = valueOf(*settingNamed("log-level"));
         options.logLevel = backends::log::levelNamed(level).value();
         if (options.resourceFolder.empty()) options.resourceFolder = resourceFolder();
+        if (options.panelProgram.empty()) options.panelProgram = panelProgram();
         exitStatus = runExtension(options);
     });
     apps::tsyncfinder::addConfigCommand(app, exitStatus);
