@@ -256,8 +256,10 @@ std::optional<std::uint64_t> HostService::activate(Activation activation, std::s
         number = ++lastActivation;
     }
     commandQueue.dispatch([this, action, number, activation = std::move(activation)] {
-        const ActivationOutcome outcome = perform(action, fileURLs(activation.uris), activation);
-        sink->activationFinished(activation.host, number, outcome.succeeded, outcome.message);
+        perform(action, fileURLs(activation.uris), activation,
+                [this, host = activation.host, number](const extension::CommandOutcome& outcome) {
+                    sink->activationFinished(host, number, outcome);
+                });
     });
     return number;
 }

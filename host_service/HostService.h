@@ -11,6 +11,7 @@
 #pragma once
 
 #include "extension/FinderSync.h"
+#include "extension/FinderSyncCommands.h"
 #include "extension/selection_menu.h"
 #include "platform/FIFinderSync.h"
 #include "platform/ProcessLog.h"
@@ -51,8 +52,8 @@ class HostSink {
     virtual void badgesChanged(const HostName& host, std::uint64_t sequence,
                                const std::vector<DirectoryChange>& changes) = 0;
     virtual void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) = 0;
-    virtual void activationFinished(const HostName& host, std::uint64_t number, bool succeeded,
-                                    const std::string& message) = 0;
+    virtual void activationFinished(const HostName& host, std::uint64_t number,
+                                    const extension::CommandOutcome& outcome) = 0;
     // The menus per class are other ones now.
     virtual void menusChanged() = 0;
 
@@ -76,11 +77,6 @@ struct Activation {
     platform::Dictionary options;
 };
 
-struct ActivationOutcome {
-    bool succeeded = false;
-    std::string message; // for the person; may be empty on success
-};
-
 // What the person lets the file managers show.
 struct Shown {
     bool badges = true;
@@ -97,10 +93,11 @@ struct Explanation {
 
 class HostService final : public platform::FIFinderSyncController, public extension::ModelObserver {
   public:
-    // Runs one chosen item to its end. May take as long as a person does.
-    using Perform = std::function<ActivationOutcome(const std::string& action,
-                                                    const std::vector<platform::FileURL>& selection,
-                                                    const Activation& activation)>;
+    // Runs one chosen item's action to its end, and calls `done` once, then or later, on any thread.
+    using Done = std::function<void(const extension::CommandOutcome&)>;
+    using Perform =
+        std::function<void(const std::string& action, const std::vector<platform::FileURL>& selection,
+                           const Activation& activation, Done done)>;
 
     // All outlive this object. Activations run on the command queue, one after the other; menus, which ask
     // the disk, on the background queue.

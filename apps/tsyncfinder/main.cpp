@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"debug", "info", "error"}));
     run->add_flag("--automatic", isAutomatic, "Nobody asked for it: end at once when the settings say so");
     run->add_option("--resources", options.resourceFolder, "Where the images are");
+    run->add_option("--panel-program", options.panelProgram, "The program that shows the panels");
     run->callback([&] {
         using namespace apps::tsyncfinder;
         if (isAutomatic && readSettings()["autostart"] == "off") {
@@ -41,6 +42,7 @@ int main(int argc, char** argv) {
         }
         options.logLevel = backends::log::levelNamed(level);
         if (options.resourceFolder.empty()) options.resourceFolder = resourceFolder();
+        if (options.panelProgram.empty()) options.panelProgram = panelProgram();
         exitStatus = runExtension(options);
     });
     apps::tsyncfinder::addConfigCommand(app, exitStatus);

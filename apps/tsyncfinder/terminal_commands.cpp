@@ -5,6 +5,7 @@
 #include "hosts/terminal/menu_text.h"
 #include "platform/FileURL.h"
 #include "platform/Json.h"
+#include "protocol/translations.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -167,7 +168,15 @@ int invokeItem(Extension& extension, const Arguments& arguments) {
         options["recipients"] = std::move(recipients);
     }
     const auto outcome = extension.invoke(arguments.item, urisOf(arguments.paths), options);
-    if (!outcome.message.empty()) (outcome.succeeded ? std::cout : std::cerr) << outcome.message << '\n';
+    if (arguments.isJson) {
+        std::cout << platform::jsonDescription(platform::Dictionary{{"succeeded", outcome.succeeded},
+                                                                    {"message", outcome.message.english()}})
+                  << '\n';
+    } else {
+        const char* format = tsyncTranslated(outcome.message.format.c_str(), tsyncMessageLocale());
+        (outcome.succeeded ? std::cout : std::cerr)
+            << hosts::terminal::printableName(platform::filled(format, outcome.message.arguments)) << '\n';
+    }
     return outcome.succeeded ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
@@ -254,8 +263,8 @@ void addTerminalCommands(CLI::App& app, int& exitStatus) {
                        "The remote folder, instead of asking in a panel");
     invoke
         ->add_option("--recipient", arguments->recipients, "An e-mail address, instead of asking; repeatable")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false); // the next word is a path again
+    invoke->add_flag("--json", arguments->isJson, "{\"succeeded\",\"message\"}, in English");
 
     CLI::App* why = add("why", "Tell why an item has its badge", done(printExplanation));
     why->add_option("PATH", arguments->paths, "Files or folders")->required();

@@ -147,14 +147,14 @@ hosts::terminal::Outcome FinderSync1Client::invoke(const std::string& item,
                                                    const std::vector<std::string>& uris,
                                                    const platform::Dictionary& options) {
     std::map<std::uint64_t, hosts::terminal::Outcome> finished;
-    const auto slot = connection->addMatch("type='signal',interface='" FINDER_SYNC_INTERFACE
-                                           "',member='ActivationFinished'",
-                                           [&finished](sdbus::Message& message) {
-                                               std::uint64_t number = 0;
-                                               hosts::terminal::Outcome outcome;
-                                               message >> number >> outcome.succeeded >> outcome.message;
-                                               finished[number] = outcome;
-                                           });
+    const auto slot = connection->addMatch(
+        "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='ActivationFinished'",
+        [&finished](sdbus::Message& message) {
+            std::uint64_t number = 0;
+            hosts::terminal::Outcome outcome;
+            message >> number >> outcome.succeeded >> outcome.message.format >> outcome.message.arguments;
+            finished[number] = outcome;
+        });
     std::map<std::string, std::string> environment;
     for (const char* variable : displayVariables)
         if (const char* value = std::getenv(variable)) environment.emplace(variable, value);

@@ -29,10 +29,10 @@ class RecordingSink final : public host_service::HostSink {
         }
     }
     void directoriesChanged(const std::optional<std::set<platform::FileURL>>&) override {}
-    void activationFinished(const host_service::HostName& host, std::uint64_t number, bool succeeded,
-                            const std::string& message) override {
-        signals.push_back(host + ": " + std::to_string(number) + (succeeded ? " done " : " failed ") +
-                          message);
+    void activationFinished(const host_service::HostName& host, std::uint64_t number,
+                            const extension::CommandOutcome& outcome) override {
+        signals.push_back(host + ": " + std::to_string(number) + (outcome.succeeded ? " done " : " failed ") +
+                          outcome.message.english());
     }
     void menusChanged() override { signals.push_back("menus"); }
     std::vector<std::string> take() { return std::exchange(signals, {}); }
@@ -60,11 +60,11 @@ class HostServiceTest : public testing::Test {
     void SetUp() override {
         disk.folders = {{"/r", {"d"}}, {"/r/d", {"f"}}};
         disk.files = {"/r/d/f", "/r/d/g"};
-        service.attach(
-            finderSync, sink,
-            [](const std::string& action, const std::vector<platform::FileURL>& selection, const auto&) {
-                return host_service::ActivationOutcome{true, action + std::to_string(selection.size())};
-            });
+        service.attach(finderSync, sink,
+                       [](const std::string& action, const std::vector<platform::FileURL>& selection,
+                          const auto&, const host_service::HostService::Done& done) {
+                           done({true, {action + "%@", {std::to_string(selection.size())}}});
+                       });
         transfer({});
         announced();
     }
