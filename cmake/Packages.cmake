@@ -5,7 +5,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tsyncfinder)
 set(CPACK_PACKAGE_VENDOR "TSyncFinder developers")
 set(CPACK_PACKAGE_CONTACT "TSyncFinder developers <developers@tsyncfinder.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_OUTPUT_FILE_PREFIX "${PROJECT_BINARY_DIR}/packages")
 set(CPACK_STRIP_FILES ON)
@@ -55,18 +55,22 @@ if(TARGET images)
     set(images images)
 endif()
 
+set(debian "${CMAKE_CURRENT_SOURCE_DIR}/debian")
 tsf_package(tsyncfinder tsyncfinder utils
     TARGETS tsyncfinder ${panel} ${images}
     SUMMARY "sync badges and commands for file managers"
-    DESCRIPTION "The file-manager extension of a desktop cloud-sync service. It shows what the sync daemon does \
-as badges on files and folders, and offers its commands in a menu.\n\nThis package holds the extension process, its \
-command line and its panels; a package for each file manager brings the plugin."
+    DESCRIPTION "The file-manager extension of a desktop cloud-sync service. It shows what
+the sync daemon does as badges on files and folders, and offers its
+commands in a menu.
+
+This package holds the extension process, its command line and its
+panels. A package for each file manager brings the plugin."
     FIELDS DEPENDS "default-dbus-session-bus | dbus-session-bus, hicolor-icon-theme"
            SUGGESTS "nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, gnome-keyring"
-           RECOMMENDS "qt6-wayland"
-           CONTROL_EXTRA "${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst;${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm;${CMAKE_CURRENT_SOURCE_DIR}/debian/conffiles")
+           RECOMMENDS "qt6-wayland")
+set(CPACK_DEBIAN_TSYNCFINDER_PACKAGE_CONTROL_EXTRA "${debian}/postinst" "${debian}/postrm" "${debian}/conffiles")
 
-foreach(manager nautilus:Nautilus:1:43 nemo:Nemo:5.6 caja:Caja:1.26)
+foreach(manager nautilus:Nautilus:43 nemo:Nemo:5.6 caja:Caja:1.26)
     string(REGEX MATCH "^([a-z]+):([A-Za-z]+):(.*)$" matched "${manager}")
     set(component ${CMAKE_MATCH_1})
     set(title ${CMAKE_MATCH_2})
@@ -77,32 +81,33 @@ foreach(manager nautilus:Nautilus:1:43 nemo:Nemo:5.6 caja:Caja:1.26)
     tsf_package(${component} ${component}-tsyncfinder utils
         TARGETS tsyncfinder-${component}
         SUMMARY "sync badges and commands in ${title}"
-        DESCRIPTION "The plugin through which ${title} shows the badges and the menu of TSyncFinder, the \
-file-manager extension of a desktop cloud-sync service. It waits for nothing and keeps nothing."
+        DESCRIPTION "The plugin through which ${title} shows the badges and the menu of
+TSyncFinder, the file-manager extension of a desktop cloud-sync service."
         FIELDS DEPENDS "tsyncfinder (= ${version}), ${component} (>= ${oldest})" ENHANCES ${component})
 endforeach()
 
+set(snapshots "Scans a directory hierarchy into a tree of names, sizes, kinds and times,
+stores it as a flat file or an SQLite database, and compares two of them.")
 tsf_package(libdssnapshot0 libdssnapshot0 libs
     TARGETS dssnapshot
     SUMMARY "directory snapshots, shared library"
-    DESCRIPTION "Scans a directory hierarchy into a tree of names, sizes, kinds and times, stores it as a flat \
-file or an SQLite database, and compares two of them.\n\nThis package holds the shared library."
-    FIELDS GENERATE_SHLIBS ON)
+    DESCRIPTION "${snapshots}\n\nThis package holds the shared library.")
+configure_file(debian/shlibs.in shlibs @ONLY)
+set(CPACK_DEBIAN_LIBDSSNAPSHOT0_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_BINARY_DIR}/shlibs" "${debian}/triggers")
 tsf_package(libdssnapshot-dev libdssnapshot-dev libdevel
     SUMMARY "directory snapshots, development files"
-    DESCRIPTION "Scans a directory hierarchy into a tree of names, sizes, kinds and times, stores it as a flat \
-file or an SQLite database, and compares two of them.\n\nThis package holds the headers of the C interface."
+    DESCRIPTION "${snapshots}\n\nThis package holds the headers of the C interface."
     FIELDS DEPENDS "libdssnapshot0 (= ${version})")
 tsf_package(dirsnapshot dirsnapshot utils
     TARGETS dirsnapshot
     SUMMARY "take, list, compare and hash directory snapshots"
-    DESCRIPTION "A snapshot holds what a directory hierarchy looked like. This program takes one, stores it as a \
-flat file or an SQLite database, and tells two of them apart.")
+    DESCRIPTION "${snapshots}\n\nThis package holds the program for the command line.")
 tsf_package(tsyncquenz-sandbox tsyncquenz-sandbox devel
     TARGETS tsyncquenz-sandbox
     SUMMARY "stand-in for the sync daemon, for development"
-    DESCRIPTION "A stand-in for the daemon that TSyncFinder belongs to, for demos, development and tests. It is no \
-sync service: its remote space is a folder on the same machine."
+    DESCRIPTION "A stand-in for the daemon that TSyncFinder belongs to, for demos,
+development and tests. It is no sync service: its remote space is a folder
+on the same machine."
     FIELDS DEPENDS "default-dbus-session-bus | dbus-session-bus" ENHANCES tsyncfinder)
 
 include(CPack)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
@@ -23,6 +24,20 @@ std::string_view nameIn(std::string_view file) {
 }
 
 fs::path folderOf(pid_t process) { return fs::path("/proc") / std::to_string(process); }
+
+// A person may have several sessions, each with its bus. The address may have more than its place.
+bool isOfThisSession(pid_t process) {
+    constexpr std::string_view variable = "DBUS_SESSION_BUS_ADDRESS=";
+    const char* ours = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    std::ifstream environment(folderOf(process) / "environ");
+    for (std::string entry; std::getline(environment, entry, '\0');) {
+        if (!entry.starts_with(variable)) continue;
+        const std::string theirs = entry.substr(variable.size());
+        return ours == nullptr || theirs.substr(0, theirs.find(',')) ==
+                                      std::string_view(ours).substr(0, std::string_view(ours).find(','));
+    }
+    return true; // the one that it finds without the variable
+}
 
 } // namespace
 
@@ -47,7 +62,8 @@ std::vector<pid_t> processesRunning(const std::string& programName) {
             ::stat(entry.path().c_str(), &status) != 0 || status.st_uid != ::getuid())
             continue;
         const pid_t process = std::stoi(name);
-        if (nameIn(programOf(process)) == programName) processes.push_back(process);
+        if (nameIn(programOf(process)) == programName && isOfThisSession(process))
+            processes.push_back(process);
     }
     return processes;
 }

@@ -14,7 +14,7 @@ std::string programOf(pid_t process);
 // "name (process 123)", for a person.
 std::string describeProcess(pid_t process);
 
-// Those of this user that run a program of that file name.
+// Those of this user and this session (that is, of this bus) that run a program of that file name.
 std::vector<pid_t> processesRunning(const std::string& programName);
 
 // The file of that name that the process has mapped, with " (deleted)" as above; "": none.
