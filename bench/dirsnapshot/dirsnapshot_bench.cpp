@@ -66,18 +66,35 @@ Paths inOneDirectory(const char* kind) {
     return paths;
 }
 
-// 250 chains of 20 directories with 20 files in each, in no order: the directories are made on the way.
+// Chains of 20 directories with 10 files in each: one directory after the other, as a listing gives them, and
+// paths of up to 400 bytes. The directories are made on the way.
 Paths inADeepTree(const char* kind) {
     Paths paths;
-    for (unsigned chain = 0; chain < editCount / 400; ++chain) {
+    for (unsigned chain = 0; paths.size() < editCount; ++chain) {
         std::string directory;
         for (unsigned depth = 0; depth < 20; ++depth) {
             directory += "/" + nameOf("folder", depth == 0 ? chain : depth);
-            for (unsigned i = 0; i < 20; ++i)
+            for (unsigned i = 0; i < 10; ++i)
                 paths.push_back(directory + "/" + nameOf(kind, i));
         }
     }
-    std::ranges::shuffle(paths, std::mt19937(1));
+    return paths;
+}
+
+// In 10 to the power of `levels` directories, in no order.
+Paths scattered(const char* kind, int levels, unsigned seed) {
+    Paths directories{""};
+    for (int level = 0; level < levels; ++level) {
+        Paths below;
+        for (const std::string& directory : directories)
+            for (unsigned i = 0; i < 10; ++i)
+                below.push_back(directory + "/" + nameOf("folder", i));
+        directories = std::move(below);
+    }
+    Paths paths;
+    for (unsigned i = 0; i < editCount; ++i)
+        paths.push_back(directories[i % directories.size()] + "/" + nameOf(kind, i));
+    std::ranges::shuffle(paths, std::mt19937(seed));
     return paths;
 }
 
@@ -114,9 +131,10 @@ void removeAll(PathMap& map, const Paths& paths) {
         map.erase(path);
 }
 
-// Measures an edit after the items in `before` have been added.
+// Measures an edit after the items in `before` have been added. With `peerLimit` the edit is held against the
+// hash map, otherwise against the two microseconds.
 template <typename Edit>
-void editRow(const std::string& title, const Paths& before, Edit edit) {
+void editRow(const std::string& title, const Paths& before, double peerLimit, Edit edit) {
     const auto timed = [&](auto make) {
         return [&, make] {
             auto subject = make();
@@ -126,31 +144,43 @@ void editRow(const std::string& title, const Paths& before, Edit edit) {
             return now() - start;
         };
     };
-    const std::vector<double> medians = compare(
-        title,
-        {{"DirSnapshot", timed(emptySnapshot)}, {"hash map of paths", timed([] { return PathMap(); })}},
-        rounds);
+    const std::vector<double> medians =
+        compare(title,
+                {{"DirSnapshot", timed(emptySnapshot)},
+                 {"hash map of paths", timed([] { return PathMap(); }), peerLimit, true}},
+                rounds);
     const double each = medians[0] * 1e6 / editCount;
-    printRatio(title, "microseconds an item", each, microsecondsAnItem, each / microsecondsAnItem, 1, true);
+    printRatio(title, "microseconds an item", each, microsecondsAnItem, each / microsecondsAnItem,
+               peerLimit > 0 ? 0 : 1, true);
 }
 
 void edits() {
-    const Paths wide = inOneDirectory("first");
-    const Paths deep = inADeepTree("first");
     const auto shuffled = [](Paths paths, unsigned seed) {
         std::ranges::shuffle(paths, std::mt19937(seed));
         return paths;
     };
+    const Paths wide = inOneDirectory("first");
     const Paths wideSources = shuffled(wide, 2);
     const Paths wideTargets = shuffled(inOneDirectory("other"), 3);
-    const Paths deepSources = shuffled(deep, 4);
-    const Paths deepTargets = shuffled(inADeepTree("other"), 5);
-    editRow("add to one directory", {}, [&](auto& subject) { addAll(subject, wide); });
-    editRow("add to a deep tree", {}, [&](auto& subject) { addAll(subject, deep); });
-    editRow("move in one directory", wide,
+    editRow("add to one directory", {}, 0, [&](auto& subject) { addAll(subject, wide); });
+    editRow("move in one directory, at random", wide, 0,
             [&](auto& subject) { moveAll(subject, wideSources, wideTargets); });
-    editRow("move in a deep tree", deep, [&](auto& subject) { moveAll(subject, deepSources, deepTargets); });
-    editRow("remove from one directory", wide, [&](auto& subject) { removeAll(subject, wideSources); });
+    editRow("remove from it, at random", wide, 0, [&](auto& subject) { removeAll(subject, wideSources); });
+
+    const Paths deep = inADeepTree("first");
+    Paths deepTargets = inADeepTree("other");
+    std::ranges::rotate(deepTargets, deepTargets.begin() + editCount / 2); // into other chains
+    editRow("add to a deep tree", {}, 0, [&](auto& subject) { addAll(subject, deep); });
+    editRow("move in a deep tree", deep, 0, [&](auto& subject) { moveAll(subject, deep, deepTargets); });
+
+    // With ten thousand directories nothing on the way is in the processor's cache any more.
+    for (const int levels : {3, 4}) {
+        const Paths sources = scattered("first", levels, 4);
+        const Paths targets = scattered("other", levels, 5);
+        editRow(levels == 3 ? "move among 1,000 directories" : "move among 10,000 directories",
+                scattered("first", levels, 6), levels == 3 ? 0 : 2,
+                [&](auto& subject) { moveAll(subject, sources, targets); });
+    }
 }
 
 // A million items: six levels of ten directories in each, with nine files in each of the lowest. In the
