@@ -29,13 +29,19 @@ enum ListFlag : uint32_t {
     kListAscendingSigned = 8, // names strictly ascending, bytes as signed: the order of a digest computation
 };
 
+// What DSNode::_flags holds in its lowest bits. The bits above are the slot, counted from the start of the
+// list's allocation, at which the parent's children last knew the node to be: a removal looks near it.
 enum NodeFlag : uint32_t {
     kDigestInBlock = 1, // the digest is part of a block; see digest_store.h
+    kInChunk = 2,       // the node is part of a chunk; see node_store.h
 };
+inline constexpr uint32_t kNodeFlags = kDigestInBlock | kInChunk;
+inline constexpr unsigned kSlotShift = 2;
 
 // What precedes the slots in the allocation of DSList::items.
 struct ListStore {
-    uint64_t capacity;
+    uint32_t capacity;
+    uint32_t moves;   // no node of a children list is further than this from the slot that it remembers
     NameIndex* index; // of a large children list once it was searched; otherwise NULL
 };
 
@@ -72,6 +78,7 @@ void reserve(DSList* list, uint64_t capacity);
 uint32_t orderOfNames(std::string_view first, std::string_view second);
 
 // Allocation that ends the process when memory has run out.
+[[noreturn]] void endForLackOfMemory();
 void* allocate(size_t size);
 void* reallocate(void* memory, size_t size);
 char* duplicate(std::string_view text);
