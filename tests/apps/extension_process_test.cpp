@@ -45,6 +45,13 @@ class Program {
         process = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
+    // Ends by itself within the deadline. Leaves it to end() otherwise.
+    bool endsWithSuccess() {
+        int status = 0;
+        const bool hasEnded = support::eventually([&] { return ::waitpid(process, &status, WNOHANG) != 0; });
+        if (hasEnded) process = -1;
+        return hasEnded && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
 
   private:
     pid_t process = -1;
@@ -134,6 +141,13 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     // A new extension process is badged again: the daemon posts a refresh when it appears.
     const Program next({finder, "run", "--log-level", "error"});
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
+}
+
+TEST_F(ExtensionProcessTest, EndsWithTheSession) {
+    Program extension({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually([&] { return run(finder + " status").status == 0; }));
+    bus.stop();
+    EXPECT_TRUE(extension.endsWithSuccess()) << "a failure would be a reason to start it again";
 }
 
 TEST_F(ExtensionProcessTest, FollowsTheSettings) {
