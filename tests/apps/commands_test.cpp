@@ -1,8 +1,7 @@
 // The commands from outside: the stand-in daemon and the extension process on a private bus, a terminal that
 // chooses menu items, and a program of the test's in the place of the panel program.
-#include "backends/dbus/Bus.h"
-#include "backends/dbus/DistributedCenter.h"
 #include "platform/Json.h"
+#include "tests/support/CommandRecorder.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"
 #include "tests/support/fakes.h"
@@ -31,50 +30,6 @@ std::string contentOf(const fs::path& path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
-
-// The command messages that pass over the bus, as "name object".
-class Recorder {
-  public:
-    Recorder() {
-        for (const std::string name : {"SyncStart", "SyncStop", "ExcludeSyncPath", "IncludeSyncPath",
-                                       "MoveToSpace", "CopyToSpace", "ShareByEmail"})
-            observe("kTFinderSyncT" + name);
-        observe(marker);
-        bus.start([] {});
-    }
-    // What has been posted since the last call: a marker that is posted now comes after it.
-    std::vector<std::pair<std::string, platform::Value>> take() {
-        center.post({marker, std::nullopt, {}});
-        std::unique_lock guard(lock);
-        EXPECT_TRUE(arrived.wait_for(guard, support::deadline, [this] { return isMarked; }));
-        isMarked = false;
-        return std::exchange(messages, {});
-    }
-
-  private:
-    void observe(const std::string& name) {
-        observers.push_back(center.addObserver(name, [this](const platform::Notification& notification) {
-            const std::lock_guard guard(lock);
-            if (notification.name == marker) {
-                isMarked = true;
-                arrived.notify_all();
-                return;
-            }
-            EXPECT_TRUE(notification.userInfo.empty());
-            messages.emplace_back(notification.name,
-                                  platform::valueOfJson(notification.object.value_or("")).value());
-        }));
-    }
-    const std::string marker = "TheTestIsHere";
-    std::mutex lock;
-    std::condition_variable arrived;
-    std::vector<std::pair<std::string, platform::Value>> messages;
-    bool isMarked = false;
-    support::RecordingLog log;
-    backends::dbus::Bus bus{"recorder"};
-    backends::dbus::DistributedCenter center{bus, log};
-    std::vector<platform::Subscription> observers;
-};
 
 // A desktop that keeps the texts of its notifications.
 class Desktop {
@@ -295,7 +250,7 @@ std::vector<Case> cases() {
 }
 
 TEST_F(CommandsTest, EachSendsItsMessages) {
-    Recorder recorder;
+    support::CommandRecorder recorder;
     for (const Case& command : cases()) {
         SCOPED_TRACE(command.invocation);
         fs::remove(folder / "request");
@@ -325,7 +280,7 @@ TEST_F(CommandsTest, EachSendsItsMessages) {
 }
 
 TEST_F(CommandsTest, CountAPanelThatFailsAsCancelledAndTellThePersonOnce) {
-    Recorder recorder;
+    support::CommandRecorder recorder;
     Desktop desktop;
     const struct {
         const char* answer;
