@@ -79,10 +79,9 @@ TEST_F(PanelProgramTest, RefusesWhatItCannotShow) {
 }
 
 TEST_F(PanelProgramTest, ServesAPersonWithAKeyboard) {
-    if (support::run("command -v Xvfb && command -v xdotool && command -v openbox").status != 0)
+    if (support::run("command -v Xvfb && command -v xdotool").status != 0)
         GTEST_SKIP() << "without a display and a keyboard";
     const support::VirtualDisplay display;
-    const support::Program windows({"/bin/sh", "-c", "exec openbox 2>/dev/null"});
     support::TestDaemon daemon([](std::string_view message, const platform::Array& arguments,
                                   const platform::ReplyHandler& handler) {
         if (message != "directoriesNotInSyncAtRemoteDirecory:withReply:")
