@@ -156,6 +156,7 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
          }},
         {{"renameFile:toNewFilepath:", "deleteFile:trash:", "restoreFile:"},
          [&] {
+             write("space/Box/two", "2");
              write("space/Box/x/one", "1");
              client->renameFile("/Box/x", "/Box/y/z");
              client->deleteFile("/Box", true);
@@ -164,7 +165,7 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              EXPECT_TRUE(becomes("space/Box/y/z/one", "1"));
              client->deleteFile("/Box/y", false);
              client->restoreFile("/Box");
-             EXPECT_TRUE(support::eventually([&] { return fs::exists(folder / "space/Box (2)/y/z"); }));
+             EXPECT_TRUE(support::eventually([&] { return contentOf("space/Box (2)/two") == "2"; }));
              EXPECT_TRUE(fs::is_empty(folder / "space/Box"));
          }},
         {{"downloadFile:toDirectory:", "cacheFile:withOperationOptions:", "cacheDir:", "cacheDir",
@@ -250,7 +251,8 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              EXPECT_FALSE(snapshot->attributesOfItemAtPath("/.tsyncquenz-sandbox"));
              client->removeSyncPath("/Space/Docs");
              EXPECT_EQ(ask("allPathsInSync:").value, Value(Dictionary{}));
-             EXPECT_EQ(ask("setPasswd:", {"secret"}).kind, Reply::Kind::noReply) << "no value comes back";
+             EXPECT_EQ(ask("setPasswd:", {"secret"}).value, Value()) << "its end, without a value";
+             EXPECT_EQ(ask("removeSyncPath:", {"/Space/Docs"}).kind, Reply::Kind::noReply) << "refused";
          }},
     };
     std::set<std::string> served;
