@@ -70,7 +70,10 @@ class Sandbox : public support::BusClient {
         write("docs/sub/b.txt", "four");
         fs::create_directory(folder / "out");
     }
-    void TearDown() override { fs::remove_all(folder); }
+    void TearDown() override {
+        program.reset();
+        fs::remove_all(folder);
+    }
 
     void startSandbox(const std::vector<std::string>& more = {}) {
         std::vector<std::string> words{SANDBOX_PROGRAM, "--space",     path("space"), "--state",
@@ -89,11 +92,15 @@ class Sandbox : public support::BusClient {
         return path(name);
     }
     std::string contentOf(std::string_view name) const {
+        if (!fs::is_regular_file(folder / name)) return {};
         std::ifstream stream(folder / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
     bool becomes(std::string_view name, std::string_view content) const {
         return support::eventually([&] { return contentOf(name) == content; });
+    }
+    bool comesToRest() {
+        return support::eventually([&] { return client->allPendingOperations() == Array{}; });
     }
     Reply ask(std::string_view message, const Array& arguments = {}) {
         std::promise<Reply> answer;
@@ -185,6 +192,8 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
         {{"pauseUploadingFSEvent", "resumeUploadingFSEvent", "pauseCacheFSEvent", "resumeCacheFSEvent",
           "pauseFSEventOnPath:", "resumeFSEventOnPath:", "localSnapshotChanged:NoRecursive:", "syncPath:"},
          [&] {
+             write("state/cache/last", "last"); // behind the event of the copy that was cached
+             EXPECT_TRUE(becomes("space/last", "last") && comesToRest());
              client->pauseUploadingFSEvent();
              client->pauseCacheFSEvent();
              client->pauseFSEventOnPath(path("docs/sub"));
@@ -228,6 +237,7 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
           "pendingOperationOnPath:withReply:", "pendingOperationOnRemotePath:withReply:",
           "allPendingOperations:"},
          [&] {
+             EXPECT_TRUE(comesToRest()); // after the look that including began
              client->pause();
              client->copyLocalFile(write("out/x", "copied"), "/In");
              client->moveLocalFile(write("out/more/x", "moved"), "/In");
