@@ -82,6 +82,23 @@ void remember(DSNode* node, uint64_t slot) {
     node->_flags = (node->_flags & kNodeFlags) | static_cast<uint32_t>(slot) << kSlotShift;
 }
 
+// Takes in how a name to be appended stands to the last one.
+void keepOrder(DSList* list, uint32_t order) {
+    if (list->count == 0)
+        list->_flags |= kListAscending | kListAscendingSigned;
+    else
+        list->_flags &= ~(kListAscending | kListAscendingSigned) | order;
+}
+
+void attach(DSList* list, DSListNode* link) {
+    list->items[list->count++] = link;
+    if (list->tail != nullptr)
+        list->tail->next = link;
+    else
+        list->head = link;
+    list->tail = link;
+}
+
 // Makes every child remember its slot again.
 void rememberAll(DSList* list) {
     for (uint64_t i = 0; i < list->count; i++)
@@ -176,11 +193,6 @@ char* duplicate(std::string_view text) {
     return copy;
 }
 
-void initialiseChildren(DSList* list) {
-    *list = {};
-    list->_flags = kListOfChildren;
-}
-
 void releaseLinks(DSList* list) {
     if (list->items == nullptr) return;
     for (uint64_t i = 0; i < list->count; i++)
@@ -200,16 +212,16 @@ void reserve(DSList* list, uint64_t capacity) {
         resize(list, list->_gap + capacity);
 }
 
-uint32_t orderOfNames(std::string_view first, std::string_view second) {
-    size_t common = std::min(first.size(), second.size());
-    for (size_t i = 0; i < common; i++) {
-        if (first[i] == second[i]) continue;
-        auto a = static_cast<unsigned char>(first[i]);
-        auto b = static_cast<unsigned char>(second[i]);
-        return (a < b ? kListAscending : 0U) |
-               (static_cast<signed char>(a) < static_cast<signed char>(b) ? kListAscendingSigned : 0U);
-    }
-    return first.size() < second.size() ? kListAscending | kListAscendingSigned : 0U;
+void appendChild(DSNode* parent, DSNode* node, uint32_t order) {
+    DSList* list = parent->children;
+    node->parent = parent;
+    makeRoom(list);
+    DSListNode* link = linkInside(node);
+    *link = {node, nullptr};
+    keepOrder(list, order);
+    if (NameIndex* index = storeOf(list)->index) index->append(node);
+    remember(node, list->_gap + list->count);
+    attach(list, link);
 }
 
 } // namespace snapshot
@@ -257,20 +269,11 @@ void DSListAppendValue(DSList* list, void* value) noexcept {
     DSListNode* link = makeLink(list, value);
     if (areNodes) {
         auto* node = static_cast<DSNode*>(value);
-        uint32_t order = kListAscending | kListAscendingSigned;
-        if (list->count == 0)
-            list->_flags |= order;
-        else if ((list->_flags & order) != 0)
-            list->_flags &= ~order | orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node));
+        keepOrder(list, list->count > 0 ? orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node)) : 0);
         if (NameIndex* index = storeOf(list)->index) index->append(node);
         if (link == linkInside(node)) remember(node, list->_gap + list->count);
     }
-    list->items[list->count++] = link;
-    if (list->tail != nullptr)
-        list->tail->next = link;
-    else
-        list->head = link;
-    list->tail = link;
+    attach(list, link);
 }
 
 void DSListRemoveValue(DSList* list, const void* value) noexcept {

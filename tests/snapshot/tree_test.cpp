@@ -154,6 +154,12 @@ TEST(Tree, LargeDirectories) {
     EXPECT_EQ(counts[0] + counts[1] + counts[2], 0U);
     for (char** array : paths)
         free(static_cast<void*>(array));
+    DSNode* survivor = childrenOf(childrenOf(copy.get())[0])[count / 2]; // of a tree that goes before it
+    DSListRemoveValue(survivor->parent->children, survivor);
+    survivor->parent = nullptr;
+    copy.reset();
+    EXPECT_NE(DSNodeFindWithFullPath(("/d/" + std::string(survivor->name)).c_str(), root.get()), nullptr);
+    DSNodeDestroy(survivor);
     DSNodeSetName(nodes[17], "renamed");
     EXPECT_EQ(find(17), nullptr);
     EXPECT_EQ(DSNodeFindWithFullPath("/d/renamed", root.get()), nodes[17]);
