@@ -74,6 +74,8 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"count old gone --recursive", 0, "1\n"},
         {"count old /missing", 2, ""},
         {"excluded /Users/u/Library/Caches/x", 0, "excluded\n"},
+        {"excluded /Library/\"Application Support\"/TovikSpace/a", 0, "excluded\n"},
+        {"excluded /", 1, "not excluded\n"},
         {"excluded --json /Users/u/a.txt", 1, "{\"excluded\":false}\n"},
         {"excluded Cache discord ''", 0, "excluded\n"},
         {"excluded Cache Library ''", 1, "not excluded\n"},
