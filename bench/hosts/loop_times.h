@@ -9,7 +9,8 @@
 
 #include <stdint.h>
 
-/* The file: numbers of the machine's own byte order. Times in us; points in time by the monotonic clock. */
+/* The file: numbers of the machine's own byte order, in us. Points in time are of the monotonic clock, all
+ * other times are what the main thread worked. */
 typedef struct {
     uint64_t asked;             /* files that Nautilus has asked about at least once */
     uint64_t last_asked;        /* when it asked about the last of them */

@@ -78,7 +78,7 @@ class Desktop:
         time.sleep(2)  # it fills its caches and its first window
         with open(self.times, "r+b") as file:
             file.write(bytes(LoopTimes()))
-        start = time.monotonic()
+        self.opened = start = time.monotonic()
         subprocess.check_call(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1",
                                "--object-path", "/org/freedesktop/FileManager1", "--method",
                                "org.freedesktop.FileManager1.ShowFolders", "['file://%s']" % self.root, ""],
@@ -91,22 +91,38 @@ class Desktop:
 
     def until(self, start, count, point):
         """Seconds from the start to the last item."""
-        wait_until(lambda: getattr(self.read(), count) >= self.items, 180, "%s every item" % count)
+        last = [0, 0]
+        def trace():
+            t = self.read()
+            if time.monotonic() - last[0] > 0.25:
+                last[0] = time.monotonic()
+                print("   %.2f asked %d badged %d q %d cpu %.2f" % (last[0] - start, t.asked, t.badged, t.questions, self.worked()), file=sys.stderr)
+            return getattr(t, count) >= self.items
+        wait_until(trace, 180, "%s every item" % count)
         return getattr(self.read(), point) / 1e6 - start
+
+    def worked(self):
+        """Seconds of the processor that Nautilus has used."""
+        with open("/proc/%d/stat" % self.nautilus.pid) as file:
+            fields = file.read().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
     def round(self, kind, is_stopped):
         if is_stopped:
             self.extension.send_signal(signal.SIGSTOP)
         start = self.open_root(kind)
+        worked = self.worked()
         figures = {"asked": self.until(start, "asked", "last_asked")}
         if not is_stopped:
             figures["badged"] = self.until(start, "badged", "last_badged")
+        figures["worked"] = self.worked() - worked
         if kind == "timed" and not is_stopped:
             self.report_stalls(figures, "opening")
             self.extension.send_signal(signal.SIGSTOP)
             asked = self.read().questions
             wait_until(lambda: self.read().questions >= asked + self.items, 60, "no badge is left")
             self.report_stalls(figures, "badges going")
+            figures["worked at end"] = self.worked() - worked
         else:
             self.report_stalls(figures, "opening")
         self.close()

@@ -8,9 +8,10 @@ static const guint batch_delay = 10;      /* ms; the files of a folder come one 
 static const guint maximum_batch = 500;   /* items */
 static const guint maximum_batches = 4;   /* under way at a time */
 static const guint badge_lifetime = 9000; /* ms; with the time to draw, nothing is shown after ten seconds */
-static const gint64 turn_budget = 2000;   /* us of invalidations in one idle turn */
+static const gint64 turn_budget = 500;    /* us of invalidations in one idle turn */
 static const guint maximum_badges = 32;   /* kinds of badges; further ones count as none */
 static const gsize maximum_badge_name = 32;
+static const guint maximum_unknown = 100; /* items of a selection that are asked for at a time */
 
 struct TsfBadgeKeeper {
     const TsfKeeperEvents* events;
@@ -135,12 +136,14 @@ static void take_answer(TsfBadgeKeeper* keeper, TsfItem* item, guint64 sequence,
     gboolean is_in_sync = FALSE;
     gboolean is_root = FALSE;
     g_variant_get(answer, "(&sbb)", &name, &is_in_sync, &is_root);
+    /* An item that has gone keeps the badge that it was given, not one that was expected of it. */
+    const gboolean is_unchanged = strcmp(name, FINDER_SYNC_BADGE_UNCHANGED) == 0;
+    const guint badge = !is_unchanged ? badge_named(keeper, name) : item->is_known ? item->badge : 0;
     item->sequence = sequence;
     item->is_known = TRUE;
     item->is_in_sync = is_in_sync ? 1 : 0;
     item->is_root = is_root ? 1 : 0;
-    if (strcmp(name, FINDER_SYNC_BADGE_UNCHANGED) == 0) return;
-    const guint badge = badge_named(keeper, name);
+    if (!is_unchanged) item->folder->expected = badge;
     if (badge == item->badge) return;
     item->badge = badge & 0xffU;
     invalidate(keeper, item);
@@ -202,6 +205,7 @@ static void watch_and_ask(TsfFolder* folder, gpointer user) {
 
 static void begin_folder(TsfFolder* folder, gpointer user) {
     folder->is_observed = FALSE; /* a new extension knows of none */
+    folder->expected = 0;
     for (TsfItem* item = folder->first; item != NULL; item = item->next)
         item->sequence = 0;
     watch_and_ask(folder, user);
@@ -221,6 +225,7 @@ static void directories_changed(gpointer user) {
 }
 
 static void forget_folder(TsfFolder* folder, gpointer user) {
+    folder->expected = 0;
     for (TsfItem* item = folder->first; item != NULL; item = item->next) {
         item->is_known = item->is_in_sync = item->is_root = FALSE;
         if (item->badge == 0) continue;
@@ -314,6 +319,10 @@ const char* tsf_badge_keeper_emblem(TsfBadgeKeeper* keeper, GObject* file, const
     item->was_invalidated = FALSE;
     /* What the file manager asks for by itself may have changed on the disk. */
     if (!item->is_known || !is_own_doing) ask_for_item(keeper, item);
+    /* Most items of a folder have one badge. Whoever opens a large folder is not to see each item without one
+     * first: what the last one that was answered for has is shown until the item's own answer comes. */
+    if (!item->is_known && item->badge == 0 && tsf_link_is_ready(keeper->link))
+        item->badge = item->folder->expected & 0xffU;
     return item->badge != 0 ? g_ptr_array_index(keeper->emblems, item->badge - 1) : NULL;
 }
 
@@ -333,22 +342,26 @@ const char* tsf_badge_keeper_selection_class(TsfBadgeKeeper* keeper, GList* file
     gboolean all_roots = TRUE;
     if (files == NULL || !first_exists) return "nothing";
     const gboolean is_single = files->next == NULL;
+    guint unknown = 0;
     for (GList* at = files; at != NULL; at = at->next) {
         const TsfItem* item = tsf_item_table_item_of(keeper->table, at->data);
         if (item == NULL) item = meet(keeper, at->data);
-        if (item == NULL) {
+        if (item == NULL) { /* not a local file */
+            if (at == files) return "nothing";
             all_in_sync = all_roots = FALSE;
             continue;
         }
-        if (!item->is_known) {
-            keeper->menu_waits = TRUE;
-            return NULL;
-        }
+        if (!item->is_known && ++unknown >= maximum_unknown) break;
+        if (!item->is_known) continue;
         all_in_sync = all_in_sync && item->is_in_sync;
         none_in_sync = none_in_sync && !item->is_in_sync;
         all_roots = all_roots && item->is_root;
         /* Whatever the others are, there is nothing to offer. */
         if (!none_in_sync && (!all_in_sync || (!all_roots && !is_single))) return "nothing";
+    }
+    if (unknown > 0) {
+        keeper->menu_waits = TRUE;
+        return NULL;
     }
     if (all_in_sync && is_single)
         return all_roots ? "sync-root" : is_directory ? "synced-folder" : "synced-file";
