@@ -78,7 +78,7 @@ class Desktop:
         time.sleep(2)  # it fills its caches and its first window
         with open(self.times, "r+b") as file:
             file.write(bytes(LoopTimes()))
-        self.opened = start = time.monotonic()
+        start = time.monotonic()
         subprocess.check_call(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1",
                                "--object-path", "/org/freedesktop/FileManager1", "--method",
                                "org.freedesktop.FileManager1.ShowFolders", "['file://%s']" % self.root, ""],
@@ -91,14 +91,7 @@ class Desktop:
 
     def until(self, start, count, point):
         """Seconds from the start to the last item."""
-        last = [0, 0]
-        def trace():
-            t = self.read()
-            if time.monotonic() - last[0] > 0.25:
-                last[0] = time.monotonic()
-                print("   %.2f asked %d badged %d q %d cpu %.2f" % (last[0] - start, t.asked, t.badged, t.questions, self.worked()), file=sys.stderr)
-            return getattr(t, count) >= self.items
-        wait_until(trace, 180, "%s every item" % count)
+        wait_until(lambda: getattr(self.read(), count) >= self.items, 180, "%s every item" % count)
         return getattr(self.read(), point) / 1e6 - start
 
     def worked(self):

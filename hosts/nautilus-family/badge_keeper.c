@@ -1,12 +1,12 @@
 #include "hosts/nautilus-family/badge_keeper.h"
 
+#include "hosts/nautilus-family/item_table.h"
 #include "protocol/names.h"
 
 #include <string.h>
 
-static const guint batch_delay = 10;      /* ms; the files of a folder come one after the other */
-static const guint maximum_batch = 500;   /* items */
-static const guint maximum_batches = 4;   /* under way at a time */
+static const guint maximum_batch = 250;   /* items */
+static const guint maximum_batches = 2;   /* under way at a time; meanwhile the next ones gather */
 static const guint badge_lifetime = 9000; /* ms; with the time to draw, nothing is shown after ten seconds */
 static const gint64 turn_budget = 500;    /* us of invalidations in one idle turn */
 static const guint maximum_badges = 32;   /* kinds of badges; further ones count as none */
@@ -23,7 +23,7 @@ struct TsfBadgeKeeper {
     GQueue asked;   /* items that wait to be asked for, each with a reference */
     GQueue invalid; /* items that wait to be shown anew, each with a reference */
     GQueue batches; /* under way: arrays of items */
-    guint batch_timer;
+    guint batch_turn;
     guint invalid_idle;
     guint lifetime_timer;
     gboolean menu_waits; /* a selection was classified before all of its items were known */
@@ -84,9 +84,9 @@ static void send_batches(TsfBadgeKeeper* keeper) {
     }
 }
 
-static gboolean on_batch_timer(gpointer data) {
+static gboolean on_batch_turn(gpointer data) {
     TsfBadgeKeeper* keeper = data;
-    keeper->batch_timer = 0;
+    keeper->batch_turn = 0;
     send_batches(keeper);
     return G_SOURCE_REMOVE;
 }
@@ -106,8 +106,9 @@ static void ask_for_item(TsfBadgeKeeper* keeper, TsfItem* item) {
         return;
     }
     queue_item(keeper, item);
-    if (keeper->batch_timer == 0 && tsf_link_is_ready(keeper->link))
-        keeper->batch_timer = g_timeout_add(batch_delay, on_batch_timer, keeper);
+    /* In the next turn of the main loop: files come many in one turn, and the first answer matters most. */
+    if (keeper->batch_turn == 0 && tsf_link_is_ready(keeper->link))
+        keeper->batch_turn = g_timeout_add(0, on_batch_turn, keeper);
 }
 
 static void ask_for_folder(TsfBadgeKeeper* keeper, TsfFolder* folder, guint64 sequence) {
@@ -301,7 +302,7 @@ TsfBadgeKeeper* tsf_badge_keeper_new(const TsfKeeperEvents* events, gpointer use
 }
 
 void tsf_badge_keeper_free(TsfBadgeKeeper* keeper) {
-    const guint timers[] = {keeper->batch_timer, keeper->invalid_idle, keeper->lifetime_timer};
+    const guint timers[] = {keeper->batch_turn, keeper->invalid_idle, keeper->lifetime_timer};
     for (gsize i = 0; i < G_N_ELEMENTS(timers); ++i)
         if (timers[i] != 0) g_source_remove(timers[i]);
     tsf_link_free(keeper->link);

@@ -234,8 +234,11 @@ static void handle_menus(TsfLink* link, Call* call, GVariant* reply) {
 }
 
 static void handle_life(TsfLink* link, Call* call, GVariant* reply) {
-    (void)call;
     if (reply == NULL || !link->has_appeared) return;
+    if (!is_short(reply, 0)) {
+        answer_missed(link, call, FALSE);
+        return;
+    }
     /* What missed its answer meanwhile may be asked again. */
     guint64 sequence = 0;
     GVariant* answers = NULL;
