@@ -17,6 +17,7 @@
 #include "platform/ProcessLog.h"
 #include "platform/Queue.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -53,6 +54,8 @@ class HostSink {
     virtual void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) = 0;
     virtual void activationFinished(const HostName& host, std::uint64_t number,
                                     const extension::CommandOutcome& outcome) = 0;
+    // The menus per class are other ones now.
+    virtual void menusChanged() = 0;
 
   protected:
     ~HostSink() = default;
@@ -72,6 +75,12 @@ struct Activation {
     std::map<std::string, std::string> environment; // of the host's display
     std::string activationToken;
     platform::Dictionary options;
+};
+
+// What the person lets the file managers show.
+struct Shown {
+    bool badges = true;
+    bool menu = true;
 };
 
 // Why an item has its badge.
@@ -102,6 +111,10 @@ class HostService final : public platform::FIFinderSyncController, public extens
 
     // Once, when the extension object has started. Before that nothing may be asked.
     void attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction);
+
+    // From now on, and the hosts are told to ask anew. Without badges every answer is none, with its flags as
+    // ever; without the menu every menu is one without items. Commands work either way.
+    void setShown(Shown shown);
 
     // One answer for each URI, in order; what is no file URI has no badge.
     void badges(std::vector<std::string> uris, std::function<void(BadgeBatch)> answer);
@@ -153,6 +166,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
     extension::FinderSync* finderSync = nullptr;
     HostSink* sink = nullptr;
     Perform perform;
+    std::atomic<bool> showsMenu = true; // written on the model queue
 
     mutable std::mutex tablesLock;
     std::vector<RegisteredBadge> registeredBadges;            // guarded by the tables' lock
@@ -163,6 +177,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
     std::unordered_map<std::string, Observed> observed; // by the directory's standard path
     std::map<HostName, std::size_t> observedByHost;     // how many directories each host shows
     bool isAnnouncing = false;                          // an announcement is on its way
+    bool showsBadges = true;
     std::chrono::steady_clock::time_point lastAnnouncement;
 };
 

@@ -1,5 +1,6 @@
 #include "apps/tsyncfinder/ExtensionProcess.h"
 
+#include "apps/tsyncfinder/SettingsFollower.h"
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DesktopNotifier.h"
 #include "backends/dbus/DistributedCenter.h"
@@ -45,10 +46,16 @@ sigset_t blockEndingSignals() {
 // process ends, so it is made once and never destroyed.
 struct Process {
     explicit Process(const RunOptions& options)
-        : log("tsyncfinder", options.logLevel), bus("hosts"), resources(options.resourceFolder),
-          requests(replies, localCenter), center(bus, log), notifier(bus, log),
-          panelProcess(options.panelProgram, log), service({log, model, background, commands}),
-          hosts(bus, service, TSYNCFINDER_VERSION) {}
+        : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
+          resources(options.resourceFolder), requests(replies, localCenter), center(bus, log),
+          notifier(bus, log), panelProcess(options.panelProgram, log),
+          service({log, model, background, commands}), hosts(bus, service, TSYNCFINDER_VERSION),
+          settings(log, [this, options](const SettingsRead& read) { follow(read, options); }) {}
+
+    void follow(const SettingsRead& read, const RunOptions& options) {
+        if (!options.logLevel) log.setLevel(backends::log::levelNamed(read["log-level"]).value());
+        service.setShown({read["badges"] == "on", read["menu"] == "on"});
+    }
 
     backends::log::StandardErrorLog log;
     backends::posix::SystemClock clock;
@@ -67,6 +74,7 @@ struct Process {
     backends::panel_process::PanelProcess panelProcess;
     host_service::HostService service;
     backends::dbus::FinderSync1Service hosts;
+    SettingsFollower settings;
 };
 
 std::string textIn(const platform::Dictionary& options, std::string_view key) {

@@ -116,7 +116,16 @@ void watchTrees(Extension& extension, std::vector<TreeNode>& trees) {
     });
 }
 
+// A person who sees none wants to know that it is by the settings.
+void tellWhenBadgesAreOff(Extension& extension) {
+    const platform::Dictionary status = extension.status();
+    const platform::Value* shown = find(status, "badgesShown");
+    if (shown != nullptr && shown->boolean() != nullptr && !*shown->boolean())
+        std::cerr << "Badges are switched off: tsyncfinder config badges on\n";
+}
+
 void printBadges(Extension& extension, const Arguments& arguments) {
+    if (!arguments.isJson) tellWhenBadgesAreOff(extension);
     std::vector<TreeNode> trees;
     for (const std::string& path : arguments.paths) {
         uriOf(path);
@@ -141,6 +150,8 @@ void printBadges(Extension& extension, const Arguments& arguments) {
 
 void printMenu(Extension& extension, const Arguments& arguments) {
     const auto menu = extension.menu(urisOf(arguments.paths));
+    if (menu.empty() && !arguments.isJson)
+        std::cerr << "The menu is switched off: tsyncfinder config menu on\n";
     if (arguments.isJson)
         std::cout << platform::jsonDescription(hosts::terminal::menuValue(menu)) << '\n';
     else
@@ -182,7 +193,8 @@ void printExplanation(Extension& extension, const Arguments& arguments) {
             continue;
         }
         std::cout << hosts::terminal::printableName(absolutePath(path)) << ": " << why.badge << '\n';
-        if (why.rule == "outside")
+        if (why.rule == "off") std::cout << "  Badges are switched off: tsyncfinder config badges on\n";
+        if (why.root.empty())
             std::cout << "  It lies in no synced folder.\n";
         else
             std::cout << "  Synced folder: " << hosts::terminal::printableName(why.root) << '\n';
@@ -191,7 +203,7 @@ void printExplanation(Extension& extension, const Arguments& arguments) {
         else if (why.rule == "missing")
             std::cout << "  Nothing exists there, or its disk does not answer: it keeps the badge it had.\n";
         else if (!why.file.empty())
-            std::cout << (why.rule == "uploading" ? "  Uploading now: " : "  In work: ")
+            std::cout << (why.rule == "working" ? "  In work: " : "  Uploading now: ")
                       << hosts::terminal::printableName(why.file) << '\n';
         else if (why.rule == "synced")
             std::cout << "  Nothing at it or below it is under way.\n";

@@ -265,4 +265,8 @@ void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t 
     });
 }
 
+void FinderSync1Service::menusChanged() {
+    emit("MenusChanged", "", [](sdbus::Signal&) {});
+}
+
 } // namespace backends::dbus

@@ -35,6 +35,7 @@ class FinderSync1Service final : public host_service::HostSink {
     void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) override;
     void activationFinished(const host_service::HostName& host, std::uint64_t number,
                             const extension::CommandOutcome& outcome) override;
+    void menusChanged() override;
 
   private:
     using Method = void (FinderSync1Service::*)(sdbus::MethodCall&);

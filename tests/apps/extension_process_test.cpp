@@ -90,6 +90,44 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
 }
 
+TEST_F(ExtensionProcessTest, EndsWithTheSession) {
+    Program extension({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually([&] { return run(finder + " status").status == 0; }));
+    bus.stop();
+    EXPECT_TRUE(extension.endsWithSuccess()) << "a failure would be a reason to start it again";
+}
+
+TEST_F(ExtensionProcessTest, FollowsTheSettings) {
+    ::setenv("XDG_CONFIG_HOME", (folder / "config").c_str(), 1);
+    const Program daemon(daemonArguments({"--start", docs(), "/Docs"}));
+    const Program extension({"/bin/sh", "-c", "exec " + finder + " run 2>" + (folder / "log").string()});
+    const auto shows = [&](const char* badge) {
+        return testing::Value(badges(), testing::Contains(std::string(" ") + badge));
+    };
+    const auto logHolds = [&](const char* text) {
+        return run("grep -c '" + std::string(text) + "' " + (folder / "log").string()).status == 0;
+    };
+    EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
+    EXPECT_EQ(run(finder + " config badges off").status, 0);
+    EXPECT_TRUE(support::eventually([&] { return shows("none"); }));
+    EXPECT_THAT(run(finder + " why " + docs()).output,
+                testing::AllOf(testing::HasSubstr("Badges are switched off"),
+                               testing::HasSubstr("Synced folder: " + docs())));
+    EXPECT_NE(run(finder + " menu " + docs()).output, "");
+
+    const fs::path file = folder / "config/tsyncfinder/settings.json";
+    std::ofstream(file) << R"({"badges": true, "menu": fal)"; // a slip of the hand
+    EXPECT_TRUE(support::eventually([&] { return logHolds("The former settings hold."); }));
+    EXPECT_TRUE(shows("none"));
+    EXPECT_FALSE(logHolds(" debug: "));
+    std::ofstream(file) << R"({"badges": true, "menu": false, "log-level": "debug"})";
+    EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
+    EXPECT_EQ(run(finder + " menu " + docs()).output,
+              "The menu is switched off: tsyncfinder config menu on\n");
+    EXPECT_TRUE(logHolds(" debug: ")) << "the badge request that was just answered";
+    ::unsetenv("XDG_CONFIG_HOME");
+}
+
 TEST_F(ExtensionProcessTest, ComesBackToADaemonThatDiedAndKeepsItsPairs) {
     const Program extension({finder, "run", "--log-level", "error"});
     EXPECT_TRUE(support::eventually([&] { return run(finder + " status").status == 0; }))

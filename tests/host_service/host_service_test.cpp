@@ -34,6 +34,7 @@ class RecordingSink final : public host_service::HostSink {
         signals.push_back(host + ": " + std::to_string(number) + (outcome.succeeded ? " done " : " failed ") +
                           outcome.message.english());
     }
+    void menusChanged() override { signals.push_back("menus"); }
     std::vector<std::string> take() { return std::exchange(signals, {}); }
     std::vector<std::string> signals;
 };
@@ -132,6 +133,40 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
     EXPECT_EQ(finderSync.numberOfObservedPaths(), 1);
     center.post({"TSyncQuenzSyncPathRemoved", std::nullopt, {{"localPath", "/r"}}});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+}
+
+TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
+    const auto badge = [this](const std::string& uri) {
+        std::string text;
+        service.badges({uri}, [&](const host_service::BadgeBatch& batch) {
+            const auto& answer = batch.answers.at(0);
+            text = (answer.kind == extension::BadgeAnswer::Kind::unchanged ? "unchanged"
+                                                                           : std::string(answer.identifier)) +
+                   (answer.isInSync ? " in" : "") + (answer.isRoot ? " root" : "");
+        });
+        return text;
+    };
+    const auto items = [this] {
+        std::size_t count = 0;
+        service.menu({}, {"file:///r"}, [&](const auto& menu) { count = menu->numberOfItems(); });
+        for (const auto& [name, menu] : service.menusByClass())
+            count += menu->numberOfItems();
+        return count;
+    };
+    service.beginObserving("A", "file:///r");
+    EXPECT_EQ(items(), 8U);
+    service.setShown({.badges = false, .menu = true});
+    EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+    EXPECT_EQ(badge("file:///r"), " in root") << "the flags decide the menu";
+    EXPECT_EQ(badge("file:///r/gone"), " in") << "an item that keeps its badge would keep it";
+    service.setShown({.badges = false, .menu = false});
+    service.setShown({.badges = false, .menu = false});
+    EXPECT_THAT(announced(), ElementsAre("menus")) << "only what changed is told";
+    EXPECT_EQ(items(), 0U);
+    service.setShown({});
+    EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///r:", "menus"));
+    EXPECT_EQ(badge("file:///r"), "tovik in root");
+    EXPECT_EQ(items(), 8U);
 }
 
 TEST_F(HostServiceTest, RunsAChosenItemAndTellsItsOutcome) {

@@ -27,10 +27,11 @@ class RequestsTest : public testing::Test {
     SilentLog log;
     Daemon daemon{{temporary / "space", temporary / "state", {}}, center, log};
     backends::posix::SerialQueue queue{"requests-test"};
+    backends::posix::SerialQueue slowQueue{"slow-test"};
 };
 
 TEST_F(RequestsTest, answersItsMessages) {
-    Requests requests(daemon, {}, queue, log, [] { FAIL(); });
+    Requests requests(daemon, {}, queue, slowQueue, log, [] { FAIL(); });
     for (const char* folder : {"space/Docs/in", "space/Other/in", "space/Third"})
         fs::create_directories(temporary / folder);
     daemon.start();
@@ -63,7 +64,7 @@ TEST_F(RequestsTest, answersItsMessages) {
 
 TEST_F(RequestsTest, misbehavesAsTold) {
     int deaths = 0;
-    Requests requests(daemon, {.latency = {}, .silent = {"getSyncStatus:"}, .diesAfter = 2}, queue, log,
+    Requests requests(daemon, {.latency = {}, .silent = {"getSyncStatus:"}, .diesAfter = 2}, queue, slowQueue, log,
                       [&deaths] { ++deaths; });
     EXPECT_FALSE(ask(requests, "getSyncStatus:"));
     EXPECT_TRUE(ask(requests, "allPathsInSync:"));

@@ -4,6 +4,7 @@
 #include "tests/snapshot/temporary_directory.h"
 
 #include <gtest/gtest.h>
+#include <openssl/sha.h>
 
 namespace {
 
@@ -45,6 +46,14 @@ TEST(Digest, CoversMetadata) {
     EXPECT_NE(hex(DSNodeComputeHashes(copy.get())), hex(directory->hash)); // moved to the top
     accented->size = 0;
     EXPECT_NE(hex(DSNodeComputeHashes(root.get())), "d2d0feaf6471ec38bcb4afc264c77cf167caa9fc");
+
+    for (size_t length = 0; length < 130; length++) { // one block of SHA-1 and more
+        std::string name(length, 'n');
+        Tree named(DSNodeCreate(name.c_str(), 258, -1, 0, DSNodeTypeFile));
+        std::string message = std::string(8, '\xFF') + std::string("\2\1\0\0\0\0\0\0", 8) + name;
+        const auto* bytes = reinterpret_cast<const uint8_t*>(message.data());
+        EXPECT_EQ(hex(DSNodeComputeHashes(named.get())), hex(SHA1(bytes, message.size(), nullptr))) << length;
+    }
 
     EXPECT_EQ(hex(DSNodeComputeHashes(makeRoot().get())), "872138597c35473177c91c67544c0125f5a5820e");
     Tree unknown(DSNodeCreate("u", 1, 2, 3, 77));

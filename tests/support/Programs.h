@@ -1,6 +1,8 @@
 // Programs as a test starts them.
 #pragma once
 
+#include "tests/support/fakes.h"
+
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
@@ -39,6 +41,13 @@ class Program {
         ::waitpid(process, &status, 0);
         process = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // Ends by itself within the deadline. Leaves it to end() otherwise.
+    bool endsWithSuccess() {
+        int status = 0;
+        const bool hasEnded = eventually([&] { return ::waitpid(process, &status, WNOHANG) != 0; });
+        if (hasEnded) process = -1;
+        return hasEnded && WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
 
   private:
