@@ -117,12 +117,13 @@ void DirSnapshot::moveItemAtPath(std::string_view path, std::string_view toNewPa
         log->error(cannotMove, ": the root stays where it is");
         return;
     }
-    if (to->starts_with(*from + "/")) {
+    if (to->starts_with(*from) && to->substr(from->size(), 1) == "/") {
         log->error(cannotMove, ": ", std::string_view(*to), " lies inside ", std::string_view(*from));
         return;
     }
-    DSNode* node = nodeAtFullpath(*from);
-    if (node == nullptr) return;
+    const Place place(_root.get(), *from);
+    if (!place.missing.empty()) return;
+    DSNode* node = place.node;
     Place parent(_root.get(), foundation::parentPath(*to));
     if (!parent.missing.empty()) {
         for (DSNode* above = parent.node; above->parent != nullptr; above = above->parent) {

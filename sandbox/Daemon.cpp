@@ -319,6 +319,8 @@ platform::Array Daemon::pendingOperations() const {
             platform::Dictionary{{"operation", names.at(static_cast<std::size_t>(task.kind))},
                                  {"localPath", task.localPath},
                                  {"remotePath", task.remotePath}});
+    for (const std::string& directory : uploader.pendingDirectories())
+        operations.emplace_back(platform::Dictionary{{"operation", "look"}, {"localPath", directory}});
     return operations;
 }
 

@@ -103,7 +103,8 @@ class Daemon final : private UploadObserver {
     Exclusion exclusionOfRemote(std::string_view remotePath) const;
     Exclusion exclusionOfLocal(std::string_view localPath) const;
 
-    // What waits or is being copied: dictionaries of "operation", "localPath" and "remotePath".
+    // What waits or is being copied: dictionaries of "operation", "localPath" and "remotePath"; a directory
+    // that is to be looked at again has the operation "look" and no remote path.
     platform::Array pendingOperations() const;
     bool isPendingLocally(std::string_view localPath) const;
     bool isPendingRemotely(std::string_view remotePath) const;

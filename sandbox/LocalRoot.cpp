@@ -205,8 +205,9 @@ void LocalRoot::lookAtEntries(const std::string& relativePath, const DirectoryTo
     for (const std::string& name : wanted.names)
         if (const auto attributes = fresh.attributesOfItemAtPath("/" + name))
             addNamed("/" + name, *attributes, true);
-    if (wanted.isAsked && wanted.names.empty())
-        for (const platform::Value& item : fresh.contentsOfDirectoryAtPath("/").value())
+    const auto entries = fresh.contentsOfDirectoryAtPath("/");
+    if (wanted.isAsked && wanted.names.empty() && entries)
+        for (const platform::Value& item : *entries)
             addNamed(textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey), *item.dictionary(),
                      false);
     for (const std::string& name : own.files) {

@@ -34,6 +34,13 @@ void PendingChanges::asked(const std::string& directory, bool recursive, const s
     wanted.recursive = wanted.recursive || recursive;
 }
 
+std::vector<std::string> PendingChanges::paths() const {
+    std::vector<std::string> all;
+    for (const auto& [directory, wanted] : directories)
+        all.push_back(directory);
+    return all;
+}
+
 void PendingChanges::hold(const std::string& path) { held.try_emplace(path, false); }
 
 void PendingChanges::release(const std::string& path) {

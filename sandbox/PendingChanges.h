@@ -34,6 +34,7 @@ class PendingChanges {
     void hold(const std::string& path);
     void release(const std::string& path);
 
+    std::vector<std::string> paths() const;
     bool isEmpty() const { return directories.empty(); }
     Directories take() { return std::exchange(directories, {}); }
 

@@ -113,6 +113,11 @@ std::vector<UploadTask> Uploader::pendingTasks() const {
     return tasks;
 }
 
+std::vector<std::string> Uploader::pendingDirectories() const {
+    const std::lock_guard guard(lock);
+    return changes.paths();
+}
+
 namespace {
 
 // Whether a key is at the path, in it, or above it.

@@ -62,8 +62,10 @@ class Uploader {
     void holdEvents(const std::string& path);
     void releaseEvents(const std::string& path);
 
-    // What waits or is in hand. Of a synced folder that has not been looked at yet, the folder counts as one.
+    // What waits or is in hand; of a synced folder that has not been looked at yet, the folder counts as one.
+    // And the directories that are to be looked at again.
     std::vector<UploadTask> pendingTasks() const;
+    std::vector<std::string> pendingDirectories() const;
     // Whether something pending is at the path, in it, or brings a folder above it.
     bool isPendingLocally(std::string_view localPath) const;
     bool isPendingRemotely(std::string_view remotePath) const;

@@ -148,8 +148,9 @@ void closeHole(DSList* list, uint64_t position) {
         memmove(list->items + position, list->items + position + 1, after * sizeof(DSListNode*));
     }
     list->count--;
+    const bool isAtAnEnd = position == 0 || after == 0; // nothing moved
     ListStore* store = storeOf(list);
-    if (store->moves < kUnknownMoves) store->moves++;
+    if (!isAtAnEnd && store->moves < kUnknownMoves) store->moves++;
 }
 
 // Orders two links for the sort: identical ones are equal, a missing one comes last.

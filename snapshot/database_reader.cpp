@@ -131,7 +131,7 @@ DSNode* loadDatabase(sqlite3* database, bool& complete) {
     return nullptr;
 }
 
-DSNode* loadDatabase(const char* path, bool& complete) {
+DSNode* loadDatabase(const char* path, bool& complete, Steps steps) {
     complete = false;
     if (path == nullptr) return nullptr;
     std::string file = databaseFile(path);
@@ -146,7 +146,7 @@ DSNode* loadDatabase(const char* path, bool& complete) {
         fprintf(stderr, "Reading Database, Can't open database: %s\n", sqlite3_errmsg(opened));
         return nullptr;
     }
-    fputs("Opened database successfully\n", stderr);
+    if (steps == Steps::told) fputs("Opened database successfully\n", stderr);
     return loadDatabase(opened, complete);
 }
 

@@ -2,14 +2,13 @@
 // and a terminal as the file manager.
 #include "platform/Json.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Programs.h"
 #include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -17,61 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::Value;
-
-// A program that runs until the object goes.
-class Program {
-  public:
-    explicit Program(const std::vector<std::string>& arguments) {
-        process = ::fork();
-        if (process == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            std::vector<char*> pointers;
-            for (const std::string& argument : arguments)
-                pointers.push_back(const_cast<char*>(argument.c_str()));
-            pointers.push_back(nullptr);
-            ::execv(pointers[0], pointers.data());
-            ::_exit(127);
-        }
-    }
-    ~Program() { end(SIGKILL); }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-    // The exit status, or -1 when a signal ended it.
-    int end(int signal) {
-        if (process <= 0) return -1;
-        ::kill(process, signal);
-        int status = 0;
-        ::waitpid(process, &status, 0);
-        process = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    // Ends by itself within the deadline. Leaves it to end() otherwise.
-    bool endsWithSuccess() {
-        int status = 0;
-        const bool hasEnded = support::eventually([&] { return ::waitpid(process, &status, WNOHANG) != 0; });
-        if (hasEnded) process = -1;
-        return hasEnded && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-
-  private:
-    pid_t process = -1;
-};
-
-struct Result {
-    int status = -1;
-    std::string output;
-};
-
-Result run(const std::string& command) {
-    Result result;
-    FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
-    std::array<char, 4096> buffer;
-    for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-        result.output.append(buffer.data(), count);
-    const int status = ::pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
+using support::Program;
+using support::Result;
+using support::run;
 
 class ExtensionProcessTest : public testing::Test {
   protected:
