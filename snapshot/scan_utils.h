@@ -13,10 +13,9 @@ namespace snapshot {
 //
 // The pattern stands for a run of the path that begins at its start, or after a "/" and at least one more
 // byte, and ends at its end or before a "/". "*" is any run of bytes; "^", "$", ".", parentheses, braces,
-// brackets,
-// "\", "/", ":" and "+" stand for themselves; "?" and "|" keep their meaning in an extended regular
-// expression (POSIX, XBD 9.4). One trailing "/" of the pattern and of the path is ignored. Bytes are matched
-// as such, whatever the locale.
+// brackets, "\", "/", ":" and "+" stand for themselves; "?" and "|" keep their meaning in an extended
+// regular expression (POSIX, XBD 9.4). One trailing "/" of the pattern and of the path is ignored. Bytes are
+// matched as such, whatever the locale.
 class CompiledPattern {
   public:
     explicit CompiledPattern(const char* pattern);

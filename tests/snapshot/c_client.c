@@ -2,9 +2,9 @@
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDatabase.h"
 #include "snapshot/DSDigest.h"
+#include "snapshot/DSExclusion.h"
 #include "snapshot/DSFlatFile.h"
 #include "snapshot/DSSnapshot.h"
-#include "snapshot/scan_utils.h"
 
 #include <stdlib.h>
 #include <string.h>
