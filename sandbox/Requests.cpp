@@ -5,6 +5,11 @@
 #include <utility>
 
 namespace sandbox {
+
+platform::Reply valueReply(platform::Value value) {
+    return {platform::Reply::Kind::value, std::move(value), std::nullopt};
+}
+
 namespace {
 
 using platform::Array;

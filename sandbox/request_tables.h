@@ -33,9 +33,7 @@ inline bool flag(const platform::Array& arguments, std::size_t position) {
     return found && *found;
 }
 
-inline platform::Reply valueReply(platform::Value value) {
-    return {platform::Reply::Kind::value, std::move(value), std::nullopt};
-}
+platform::Reply valueReply(platform::Value value);
 inline platform::Reply listReply(const std::vector<std::string>& strings) {
     return valueReply(platform::Array(strings.begin(), strings.end()));
 }
