@@ -1,16 +1,17 @@
 #include "hosts/nautilus-family/badge_keeper.h"
 
+#include "hosts/nautilus-family/item_table.h"
 #include "protocol/names.h"
 
 #include <string.h>
 
-static const guint batch_delay = 10;      /* ms; the files of a folder come one after the other */
-static const guint maximum_batch = 500;   /* items */
-static const guint maximum_batches = 4;   /* under way at a time */
+static const guint maximum_batch = 250;   /* items */
+static const guint maximum_batches = 2;   /* under way at a time; meanwhile the next ones gather */
 static const guint badge_lifetime = 9000; /* ms; with the time to draw, nothing is shown after ten seconds */
-static const gint64 turn_budget = 2000;   /* us of invalidations in one idle turn */
+static const gint64 turn_budget = 500;    /* us of invalidations in one idle turn */
 static const guint maximum_badges = 32;   /* kinds of badges; further ones count as none */
 static const gsize maximum_badge_name = 32;
+static const guint maximum_unknown = 100; /* items of a selection that are asked for at a time */
 
 struct TsfBadgeKeeper {
     const TsfKeeperEvents* events;
@@ -22,7 +23,7 @@ struct TsfBadgeKeeper {
     GQueue asked;   /* items that wait to be asked for, each with a reference */
     GQueue invalid; /* items that wait to be shown anew, each with a reference */
     GQueue batches; /* under way: arrays of items */
-    guint batch_timer;
+    guint batch_turn;
     guint invalid_idle;
     guint lifetime_timer;
     gboolean menu_waits; /* a selection was classified before all of its items were known */
@@ -83,9 +84,9 @@ static void send_batches(TsfBadgeKeeper* keeper) {
     }
 }
 
-static gboolean on_batch_timer(gpointer data) {
+static gboolean on_batch_turn(gpointer data) {
     TsfBadgeKeeper* keeper = data;
-    keeper->batch_timer = 0;
+    keeper->batch_turn = 0;
     send_batches(keeper);
     return G_SOURCE_REMOVE;
 }
@@ -105,8 +106,9 @@ static void ask_for_item(TsfBadgeKeeper* keeper, TsfItem* item) {
         return;
     }
     queue_item(keeper, item);
-    if (keeper->batch_timer == 0 && tsf_link_is_ready(keeper->link))
-        keeper->batch_timer = g_timeout_add(batch_delay, on_batch_timer, keeper);
+    /* In the next turn of the main loop: files come many in one turn, and the first answer matters most. */
+    if (keeper->batch_turn == 0 && tsf_link_is_ready(keeper->link))
+        keeper->batch_turn = g_timeout_add(0, on_batch_turn, keeper);
 }
 
 static void ask_for_folder(TsfBadgeKeeper* keeper, TsfFolder* folder, guint64 sequence) {
@@ -135,12 +137,14 @@ static void take_answer(TsfBadgeKeeper* keeper, TsfItem* item, guint64 sequence,
     gboolean is_in_sync = FALSE;
     gboolean is_root = FALSE;
     g_variant_get(answer, "(&sbb)", &name, &is_in_sync, &is_root);
+    /* An item that has gone keeps the badge that it was given, not one that was expected of it. */
+    const gboolean is_unchanged = strcmp(name, FINDER_SYNC_BADGE_UNCHANGED) == 0;
+    const guint badge = !is_unchanged ? badge_named(keeper, name) : item->is_known ? item->badge : 0;
     item->sequence = sequence;
     item->is_known = TRUE;
     item->is_in_sync = is_in_sync ? 1 : 0;
     item->is_root = is_root ? 1 : 0;
-    if (strcmp(name, FINDER_SYNC_BADGE_UNCHANGED) == 0) return;
-    const guint badge = badge_named(keeper, name);
+    if (!is_unchanged) item->folder->expected = badge;
     if (badge == item->badge) return;
     item->badge = badge & 0xffU;
     invalidate(keeper, item);
@@ -202,6 +206,7 @@ static void watch_and_ask(TsfFolder* folder, gpointer user) {
 
 static void begin_folder(TsfFolder* folder, gpointer user) {
     folder->is_observed = FALSE; /* a new extension knows of none */
+    folder->expected = 0;
     for (TsfItem* item = folder->first; item != NULL; item = item->next)
         item->sequence = 0;
     watch_and_ask(folder, user);
@@ -221,6 +226,7 @@ static void directories_changed(gpointer user) {
 }
 
 static void forget_folder(TsfFolder* folder, gpointer user) {
+    folder->expected = 0;
     for (TsfItem* item = folder->first; item != NULL; item = item->next) {
         item->is_known = item->is_in_sync = item->is_root = FALSE;
         if (item->badge == 0) continue;
@@ -296,7 +302,7 @@ TsfBadgeKeeper* tsf_badge_keeper_new(const TsfKeeperEvents* events, gpointer use
 }
 
 void tsf_badge_keeper_free(TsfBadgeKeeper* keeper) {
-    const guint timers[] = {keeper->batch_timer, keeper->invalid_idle, keeper->lifetime_timer};
+    const guint timers[] = {keeper->batch_turn, keeper->invalid_idle, keeper->lifetime_timer};
     for (gsize i = 0; i < G_N_ELEMENTS(timers); ++i)
         if (timers[i] != 0) g_source_remove(timers[i]);
     tsf_link_free(keeper->link);
@@ -314,6 +320,10 @@ const char* tsf_badge_keeper_emblem(TsfBadgeKeeper* keeper, GObject* file, const
     item->was_invalidated = FALSE;
     /* What the file manager asks for by itself may have changed on the disk. */
     if (!item->is_known || !is_own_doing) ask_for_item(keeper, item);
+    /* Most items of a folder have one badge. Whoever opens a large folder is not to see each item without one
+     * first: what the last one that was answered for has is shown until the item's own answer comes. */
+    if (!item->is_known && item->badge == 0 && tsf_link_is_ready(keeper->link))
+        item->badge = item->folder->expected & 0xffU;
     return item->badge != 0 ? g_ptr_array_index(keeper->emblems, item->badge - 1) : NULL;
 }
 
@@ -333,22 +343,26 @@ const char* tsf_badge_keeper_selection_class(TsfBadgeKeeper* keeper, GList* file
     gboolean all_roots = TRUE;
     if (files == NULL || !first_exists) return "nothing";
     const gboolean is_single = files->next == NULL;
+    guint unknown = 0;
     for (GList* at = files; at != NULL; at = at->next) {
         const TsfItem* item = tsf_item_table_item_of(keeper->table, at->data);
         if (item == NULL) item = meet(keeper, at->data);
-        if (item == NULL) {
+        if (item == NULL) { /* not a local file */
+            if (at == files) return "nothing";
             all_in_sync = all_roots = FALSE;
             continue;
         }
-        if (!item->is_known) {
-            keeper->menu_waits = TRUE;
-            return NULL;
-        }
+        if (!item->is_known && ++unknown >= maximum_unknown) break;
+        if (!item->is_known) continue;
         all_in_sync = all_in_sync && item->is_in_sync;
         none_in_sync = none_in_sync && !item->is_in_sync;
         all_roots = all_roots && item->is_root;
         /* Whatever the others are, there is nothing to offer. */
         if (!none_in_sync && (!all_in_sync || (!all_roots && !is_single))) return "nothing";
+    }
+    if (unknown > 0) {
+        keeper->menu_waits = TRUE;
+        return NULL;
     }
     if (all_in_sync && is_single)
         return all_roots ? "sync-root" : is_directory ? "synced-folder" : "synced-file";

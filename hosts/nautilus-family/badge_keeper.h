@@ -10,7 +10,8 @@
 #define TSYNCFINDER_HOSTS_NAUTILUS_FAMILY_BADGE_KEEPER_H
 
 #include "hosts/nautilus-family/extension_link.h"
-#include "hosts/nautilus-family/item_table.h"
+
+G_BEGIN_DECLS
 
 typedef struct TsfBadgeKeeper TsfBadgeKeeper;
 
@@ -36,5 +37,7 @@ const char* tsf_badge_keeper_selection_class(TsfBadgeKeeper* keeper, GList* file
                                              gboolean is_directory);
 /* The link, for the menus and for an activation. Borrowed. */
 TsfLink* tsf_badge_keeper_link(TsfBadgeKeeper* keeper);
+
+G_END_DECLS
 
 #endif

@@ -13,6 +13,8 @@ static const guint maximum_misses = 3;
 static const guint maximum_nonsense = 3;
 static const guint maximum_signals = 50; /* in one flood_pause: several times what the extension sends */
 static const gsize maximum_changes = 4096;
+static const gsize maximum_directories = 4096;
+static const gsize maximum_menus = 64;
 
 struct TsfLink {
     const TsfLinkEvents* events;
@@ -190,9 +192,20 @@ static void take_directories(TsfLink* link, GVariant* arguments) {
     g_variant_iter_free(uris);
 }
 
+/* Whether the last value of an answer is a list that one may go through at once. */
+static gboolean is_short(GVariant* arguments, gsize maximum) {
+    GVariant* list = g_variant_get_child_value(arguments, g_variant_n_children(arguments) - 1);
+    const gboolean fits = g_variant_n_children(list) <= maximum;
+    g_variant_unref(list);
+    return fits;
+}
+
 static void handle_directories(TsfLink* link, Call* call, GVariant* reply) {
-    (void)call;
     if (reply == NULL) return;
+    if (!is_short(reply, maximum_directories)) {
+        answer_missed(link, call, FALSE);
+        return;
+    }
     take_directories(link, reply);
     if (!link->has_appeared) {
         link->has_appeared = TRUE;
@@ -203,8 +216,11 @@ static void handle_directories(TsfLink* link, Call* call, GVariant* reply) {
 }
 
 static void handle_menus(TsfLink* link, Call* call, GVariant* reply) {
-    (void)call;
     if (reply == NULL) return;
+    if (!is_short(reply, maximum_menus)) {
+        answer_missed(link, call, FALSE);
+        return;
+    }
     g_clear_pointer(&link->menus, g_hash_table_unref);
     link->menus = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, (GDestroyNotify)g_variant_unref);
     GVariantIter* menus = NULL;
@@ -218,8 +234,11 @@ static void handle_menus(TsfLink* link, Call* call, GVariant* reply) {
 }
 
 static void handle_life(TsfLink* link, Call* call, GVariant* reply) {
-    (void)call;
     if (reply == NULL || !link->has_appeared) return;
+    if (!is_short(reply, 0)) {
+        answer_missed(link, call, FALSE);
+        return;
+    }
     /* What missed its answer meanwhile may be asked again. */
     guint64 sequence = 0;
     GVariant* answers = NULL;
@@ -281,14 +300,15 @@ static gboolean on_flood_over(gpointer data) {
     return G_SOURCE_REMOVE;
 }
 
-/* An extension that floods is not listened to for a while; then everything may have changed. */
-static gboolean is_flood(TsfLink* link) {
+/* An extension that floods, by many signals or by a huge one, is not listened to for a while; then everything
+ * may have changed. */
+static gboolean is_flood(TsfLink* link, gboolean is_huge) {
     const gint64 now = g_get_monotonic_time();
     if (now - link->signal_interval_start > (gint64)flood_pause * 1000) {
         link->signal_interval_start = now;
         link->signals = 0;
     }
-    if (++link->signals <= maximum_signals) return FALSE;
+    if (++link->signals <= maximum_signals && !is_huge) return FALSE;
     if (link->flood_timer == 0) {
         g_debug("the extension sends too many signals");
         unsubscribe(link);
@@ -297,7 +317,8 @@ static gboolean is_flood(TsfLink* link) {
     return TRUE;
 }
 
-static gsize count_changes(GVariant* directories) {
+static gsize count_changes(GVariant* arguments) {
+    GVariant* directories = g_variant_get_child_value(arguments, 1);
     gsize changes = g_variant_n_children(directories);
     for (gsize i = 0; i < g_variant_n_children(directories) && changes <= maximum_changes; ++i) {
         GVariant* items = NULL;
@@ -305,6 +326,7 @@ static gsize count_changes(GVariant* directories) {
         changes += g_variant_n_children(items);
         g_variant_unref(items);
     }
+    g_variant_unref(directories);
     return changes;
 }
 
@@ -312,27 +334,24 @@ static void on_signal(GDBusConnection* bus, const char* sender, const char* path
                       const char* member, GVariant* arguments, gpointer data) {
     (void)bus, (void)sender, (void)path, (void)interface;
     TsfLink* link = data;
-    if (is_flood(link) || !link->has_appeared) return;
-    if (strcmp(member, "BadgesChanged") == 0 &&
-        g_variant_is_of_type(arguments, G_VARIANT_TYPE("(ta(sas))"))) {
+    const gboolean is_badges =
+        strcmp(member, "BadgesChanged") == 0 && g_variant_is_of_type(arguments, G_VARIANT_TYPE("(ta(sas))"));
+    const gboolean is_directories =
+        strcmp(member, "DirectoriesChanged") == 0 && g_variant_is_of_type(arguments, G_VARIANT_TYPE("(bas)"));
+    const gboolean is_huge = (is_badges && count_changes(arguments) > maximum_changes) ||
+                             (is_directories && !is_short(arguments, maximum_directories));
+    if (is_flood(link, is_huge) || !link->has_appeared) return;
+    if (is_badges) {
         guint64 sequence = 0;
         GVariant* directories = NULL;
         g_variant_get(arguments, "(t@a(sas))", &sequence, &directories);
-        link->events->badges_changed(
-            sequence, count_changes(directories) <= maximum_changes ? directories : NULL, link->user);
+        link->events->badges_changed(sequence, directories, link->user);
         g_variant_unref(directories);
-    } else if (strcmp(member, "DirectoriesChanged") == 0 &&
-               g_variant_is_of_type(arguments, G_VARIANT_TYPE("(bas)"))) {
+    } else if (is_directories) {
         take_directories(link, arguments);
         link->events->directories_changed(link->user);
     } else if (strcmp(member, "MenusChanged") == 0) {
         ask_menus(link);
-    } else if (strcmp(member, "ActivationFinished") == 0 &&
-               g_variant_is_of_type(arguments, G_VARIANT_TYPE("(tbs)"))) {
-        gboolean has_succeeded = FALSE;
-        const char* message = NULL;
-        g_variant_get(arguments, "(tb&s)", NULL, &has_succeeded, &message);
-        if (!has_succeeded && *message != '\0') tell_person(message);
     }
 }
 

@@ -10,6 +10,8 @@
 
 #include <gio/gio.h>
 
+G_BEGIN_DECLS
+
 typedef struct TsfLink TsfLink;
 
 typedef struct {
@@ -47,5 +49,7 @@ void tsf_link_observe(TsfLink* link, const char* uri, gboolean begins);
 GVariant* tsf_link_menu(const TsfLink* link, const char* selection_class);
 /* Sends the choice of an item. What becomes of it is told to the person when it fails. uris: as, floating. */
 void tsf_link_activate(TsfLink* link, const char* item, GVariant* uris);
+
+G_END_DECLS
 
 #endif

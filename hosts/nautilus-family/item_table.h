@@ -16,6 +16,7 @@ typedef struct TsfAttachment TsfAttachment;
 struct TsfFolder {
     TsfItem* first;
     guint count;
+    guint expected;       /* a number of the owner's: the badge that a new item of the folder probably has */
     gboolean is_watched;  /* the extension wants to be asked about its items */
     gboolean is_observed; /* the extension has been told that it is shown */
     char uri[];

@@ -1,6 +1,6 @@
 // The command-line tool from outside: arguments in, exit code, output and files out.
 #include "platform/Json.h"
-#include "tests/snapshot/formats_support.h"
+#include "tests/snapshot/support.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

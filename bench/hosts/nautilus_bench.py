@@ -1,0 +1,152 @@
+"""A folder of many items under a root in Nautilus: the plugin beside one that answers at once.
+
+    nautilus_bench.py BUILD PLUGIN-FOLDER [ITEMS [ROUNDS]]       (inside desktop.py)
+
+Each round starts Nautilus anew on the folder above the root, opens the root in it, and reads what
+loop_times.c writes meanwhile. The medians of the rounds are printed."""
+import ctypes
+import os
+import signal
+import statistics
+import subprocess
+import sys
+import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tests/hosts/nautilus-family"))
+from desktop import put_plugin, wait_until  # noqa: E402
+
+FIELDS = ("asked", "last_asked", "badged", "last_badged", "questions", "longest_callback", "longest_turn",
+          "longest_loop_turn", "total")
+BADGES_LAST = 11  # s, after the extension has stopped
+
+
+class LoopTimes(ctypes.Structure):
+    _fields_ = [(name, ctypes.c_uint64) for name in FIELDS]
+
+
+class Desktop:
+    def __init__(self, build, directory, items):
+        self.build, self.items = build, items
+        self.home = os.environ["HOME"]
+        self.plugins = os.path.join(self.home, "plugins")
+        self.times = os.environ["TSYNCFINDER_LOOP_TIMES"] = os.path.join(self.home, "times")
+        self.root = os.path.join(self.home, "files", "Cloud")
+        os.makedirs(self.root)
+        for i in range(items):
+            with open(os.path.join(self.root, "report of week %05d.txt" % i), "w"):
+                pass
+        put_plugin(self.module("timed"), directory)
+        self.processes = []
+        self.start(self.program("tsyncquenz-sandbox"), "--log-level", "error", "--start", self.root, "/Cloud")
+        self.extension = self.start(self.program("tsyncfinder"), "run")
+        last = os.path.join(self.root, "report of week %05d.txt" % (items - 1))
+        wait_until(lambda: "Status Sync" in self.cli("badges", last), 120, "the root is in step")
+
+    def program(self, name):
+        return os.path.join(self.build, "apps", name, name)
+
+    def module(self, kind):
+        return os.path.join(self.build, "bench", "hosts", "lib%s_nautilus_plugin.so" % kind)
+
+    def cli(self, *arguments):
+        return subprocess.run([self.program("tsyncfinder"), *arguments], stdout=subprocess.PIPE, text=True).stdout
+
+    def start(self, *command):
+        process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.processes.append(process)
+        return process
+
+    def end(self):
+        for process in reversed(self.processes):
+            process.send_signal(signal.SIGCONT)
+            process.kill()
+            process.wait()
+
+    def read(self):
+        with open(self.times, "rb") as file:
+            return LoopTimes.from_buffer_copy(file.read())
+
+    def open_root(self, kind):
+        """Nautilus with that plugin stands, and begins to open the root; the time of it."""
+        for name in os.listdir(self.plugins):
+            os.unlink(os.path.join(self.plugins, name))
+        os.symlink(self.module(kind), os.path.join(self.plugins, kind + ".so"))
+        with open(self.times, "wb") as file:
+            file.write(bytes(LoopTimes()))
+        self.nautilus = self.start("nautilus", "--new-window", os.path.dirname(self.root))
+        wait_until(lambda: self.read().asked > 0, 60, "Nautilus stands")
+        time.sleep(2)  # it fills its caches and its first window
+        with open(self.times, "r+b") as file:
+            file.write(bytes(LoopTimes()))
+        start = time.monotonic()
+        subprocess.check_call(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1",
+                               "--object-path", "/org/freedesktop/FileManager1", "--method",
+                               "org.freedesktop.FileManager1.ShowFolders", "['file://%s']" % self.root, ""],
+                              stdout=subprocess.DEVNULL)
+        return start
+
+    def close(self):
+        self.nautilus.kill()
+        self.nautilus.wait()
+
+    def until(self, start, count, point):
+        """Seconds from the start to the last item."""
+        wait_until(lambda: getattr(self.read(), count) >= self.items, 180, "%s every item" % count)
+        return getattr(self.read(), point) / 1e6 - start
+
+    def worked(self):
+        """Seconds of the processor that Nautilus has used."""
+        with open("/proc/%d/stat" % self.nautilus.pid) as file:
+            fields = file.read().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def round(self, kind, is_stopped):
+        if is_stopped:
+            self.extension.send_signal(signal.SIGSTOP)
+        start = self.open_root(kind)
+        worked = self.worked()
+        figures = {"asked": self.until(start, "asked", "last_asked")}
+        if not is_stopped:
+            figures["badged"] = self.until(start, "badged", "last_badged")
+        figures["worked"] = self.worked() - worked
+        if kind == "timed" and not is_stopped:
+            self.report_stalls(figures, "opening")
+            self.extension.send_signal(signal.SIGSTOP)
+            asked = self.read().questions
+            wait_until(lambda: self.read().questions >= asked + self.items, 60, "no badge is left")
+            self.report_stalls(figures, "badges going")
+            figures["worked at end"] = self.worked() - worked
+        else:
+            self.report_stalls(figures, "opening")
+        self.close()
+        self.extension.send_signal(signal.SIGCONT)
+        return figures
+
+    def report_stalls(self, figures, when):
+        times = self.read()
+        for name in FIELDS[4:]:
+            figures["%s, %s" % (when, name)] = getattr(times, name) / (1 if name == "questions" else 1e3)
+
+
+def main():
+    build, directory = sys.argv[1:3]
+    items = int(sys.argv[3]) if len(sys.argv) > 3 else 10000
+    rounds = int(sys.argv[4]) if len(sys.argv) > 4 else 3
+    desktop = Desktop(build, directory, items)
+    try:
+        found = {}
+        for _ in range(rounds):
+            for kind, is_stopped in (("instant", False), ("timed", False), ("timed", True)):
+                print(kind, is_stopped, file=sys.stderr)
+                for name, value in desktop.round(kind, is_stopped).items():
+                    found.setdefault((kind, is_stopped), {}).setdefault(name, []).append(value)
+        for (kind, is_stopped), figures in found.items():
+            print(kind, "with the extension stopped" if is_stopped else "")
+            for name, values in figures.items():
+                print("    %-36s %10.3f   %s" % (name, statistics.median(values), values))
+    finally:
+        desktop.end()
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,165 @@
+// An extension on the session bus that can be told to misbehave. Everything runs in the default main context
+// of the process; it has a connection of its own, so that the code under test may live in the same process.
+#pragma once
+
+#include "protocol/names.h"
+
+#include <gio/gio.h>
+
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace fake {
+
+enum class Mood { sensible, silent, wrongTypes, wrongCount, huge };
+
+class Extension {
+  public:
+    // introspection: the file that describes the interface.
+    explicit Extension(const char* introspection) {
+        std::ifstream file(introspection);
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(text.c_str(), nullptr);
+        char* const address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+        constexpr int flags =
+            G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION;
+        bus = g_dbus_connection_new_for_address_sync(address, static_cast<GDBusConnectionFlags>(flags),
+                                                     nullptr, nullptr, nullptr);
+        g_free(address);
+        if (bus == nullptr || node == nullptr) throw std::runtime_error("no bus, or no introspection file");
+        static const GDBusInterfaceVTable table = {called, nullptr, nullptr, {}};
+        object = g_dbus_connection_register_object(
+            bus, FINDER_SYNC_OBJECT_PATH, g_dbus_node_info_lookup_interface(node, FINDER_SYNC_INTERFACE),
+            &table, this, nullptr, nullptr);
+        g_dbus_node_info_unref(node);
+        name = g_bus_own_name_on_connection(bus, FINDER_SYNC_BUS_NAME, G_BUS_NAME_OWNER_FLAGS_NONE, nullptr,
+                                            nullptr, nullptr, nullptr);
+    }
+    ~Extension() {
+        g_dbus_connection_unregister_object(bus, object);
+        g_bus_unown_name(name);
+        g_dbus_connection_close_sync(bus, nullptr, nullptr);
+        g_object_unref(bus);
+    }
+    Extension(const Extension&) = delete;
+    Extension& operator=(const Extension&) = delete;
+
+    Mood mood = Mood::sensible;
+    // The answer for a URI: badge, is in sync, is a root.
+    std::function<GVariant*(const std::string&)> badge = [](const std::string&) {
+        return g_variant_new("(sbb)", "sync", TRUE, FALSE);
+    };
+    std::size_t batches = 0; // that held a URI
+    std::size_t asked = 0;   // URIs
+    std::map<std::string, int> observed;
+    std::vector<std::string> activated; // item, then the URIs
+
+    void emit(const char* signal, GVariant* arguments) {
+        g_dbus_connection_emit_signal(bus, nullptr, FINDER_SYNC_OBJECT_PATH, FINDER_SYNC_INTERFACE, signal,
+                                      arguments, nullptr);
+    }
+    // Any item of a directory may have changed.
+    void emitChanged(const std::string& directory) {
+        GVariant* const change = g_variant_new("(s@as)", directory.c_str(), g_variant_new_strv(nullptr, 0));
+        emit("BadgesChanged",
+             g_variant_new("(t@a(sas))", ++sequence, g_variant_new_array(nullptr, &change, 1)));
+    }
+
+  private:
+    static void called(GDBusConnection*, const char*, const char*, const char*, const char* method,
+                       GVariant* arguments, GDBusMethodInvocation* invocation, gpointer self) {
+        static_cast<Extension*>(self)->answer(method, arguments, invocation);
+    }
+
+    void answer(const std::string& method, GVariant* arguments, GDBusMethodInvocation* invocation) {
+        GVariant* reply = mood == Mood::wrongTypes ? g_variant_new("(sa{sv})", "nonsense", nullptr)
+                          : mood == Mood::huge     ? hugeReply(method)
+                                                   : reasonableReply(method, arguments);
+        if (reply != nullptr) g_variant_ref_sink(reply);
+        if (reply != nullptr && mood != Mood::silent) { // whatever the interface says of its type
+            GDBusMessage* const message =
+                g_dbus_message_new_method_reply(g_dbus_method_invocation_get_message(invocation));
+            g_dbus_message_set_body(message, reply);
+            g_dbus_connection_send_message(bus, message, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
+            g_object_unref(message);
+        }
+        if (reply != nullptr) g_variant_unref(reply);
+        g_object_unref(invocation);
+    }
+
+    GVariant* reasonableReply(const std::string& method, GVariant* arguments) {
+        const char* uri = nullptr;
+        if (method == "BadgesForItems") return badgesReply(arguments);
+        if (method == "WatchedDirectories") {
+            const char* const directories[] = {"file:///"};
+            return g_variant_new("(b@as)", TRUE, g_variant_new_strv(directories, 1));
+        }
+        if (method == "MenusByClass") {
+            GVariantBuilder menus;
+            g_variant_builder_init(&menus, G_VARIANT_TYPE("a{sav}"));
+            for (const char* const each : {"nothing", "synced-file", "unsynced-items", "sync-roots"})
+                g_variant_builder_add(&menus, "{sav}", each, nullptr);
+            return g_variant_new("(a{sav})", &menus);
+        }
+        if (method == "Activate") {
+            GVariantIter* uris = nullptr;
+            g_variant_get(arguments, "(&sasa{ss}sa{sv})", &uri, &uris, nullptr, nullptr, nullptr);
+            activated = {uri};
+            while (g_variant_iter_next(uris, "&s", &uri))
+                activated.emplace_back(uri);
+            g_variant_iter_free(uris);
+            return g_variant_new("(t)", guint64{1});
+        }
+        g_variant_get(arguments, "(&s)", &uri);
+        observed[uri] += method == "BeginObserving" ? 1 : -1;
+        return g_variant_new_tuple(nullptr, 0);
+    }
+
+    GVariant* badgesReply(GVariant* arguments) {
+        GVariantIter* uris = nullptr;
+        const char* uri = nullptr;
+        g_variant_get(arguments, "(as)", &uris);
+        GVariantBuilder answers;
+        g_variant_builder_init(&answers, G_VARIANT_TYPE("a(sbb)"));
+        if (g_variant_iter_n_children(uris) > 0) ++batches;
+        while (g_variant_iter_next(uris, "&s", &uri)) {
+            ++asked;
+            if (mood != Mood::wrongCount) g_variant_builder_add_value(&answers, badge(uri));
+        }
+        g_variant_iter_free(uris);
+        return g_variant_new("(ta(sbb))", ++sequence, &answers);
+    }
+
+    static GVariant* hugeReply(const std::string& method) {
+        constexpr unsigned count = 20'000;
+        GVariantBuilder list;
+        g_variant_builder_init(&list, G_VARIANT_TYPE(method == "BadgesForItems" ? "a(sbb)"
+                                                     : method == "MenusByClass" ? "a{sav}"
+                                                                                : "as"));
+        for (unsigned i = 0; i < count; ++i) {
+            const std::string text = "file:///nonsense-" + std::to_string(i);
+            if (method == "BadgesForItems")
+                g_variant_builder_add(&list, "(sbb)", text.c_str(), TRUE, FALSE);
+            else if (method == "MenusByClass")
+                g_variant_builder_add(&list, "{sav}", text.c_str(), nullptr);
+            else
+                g_variant_builder_add(&list, "s", text.c_str());
+        }
+        return method == "BadgesForItems"       ? g_variant_new("(ta(sbb))", guint64{1}, &list)
+               : method == "MenusByClass"       ? g_variant_new("(a{sav})", &list)
+               : method == "WatchedDirectories" ? g_variant_new("(bas)", TRUE, &list)
+                                                : g_variant_new("(@as)", g_variant_builder_end(&list));
+    }
+
+    GDBusConnection* bus = nullptr;
+    guint object = 0;
+    guint name = 0;
+    guint64 sequence = 0;
+};
+
+} // namespace fake

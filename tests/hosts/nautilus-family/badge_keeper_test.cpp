@@ -1,0 +1,231 @@
+// The plugin without its file manager: files are bare objects, the extension is one that can misbehave.
+#include "hosts/nautilus-family/badge_keeper.h"
+#include "tests/hosts/nautilus-family/FakeExtension.h"
+#include "tests/support/PrivateBus.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <set>
+
+namespace {
+
+struct Keeper {
+    Keeper() { keeper = tsf_badge_keeper_new(&events, this); }
+    ~Keeper() { tsf_badge_keeper_free(keeper); }
+    Keeper(const Keeper&) = delete;
+    Keeper& operator=(const Keeper&) = delete;
+
+    static char* uriOf(GObject* file) {
+        const auto* const uri = static_cast<const char*>(g_object_get_data(file, "uri"));
+        return g_str_has_prefix(uri, "file:///") ? g_strdup(uri) : nullptr;
+    }
+    // As a file manager does: it asks again at once.
+    static void invalidated(gpointer file, gpointer self) {
+        ++static_cast<Keeper*>(self)->invalidations;
+        static_cast<Keeper*>(self)->look(static_cast<GObject*>(file));
+    }
+    static void menusChanged(gpointer self) { ++static_cast<Keeper*>(self)->menuChanges; }
+
+    std::string look(GObject* file) {
+        char* const uri = uriOf(file);
+        const char* const emblem = uri != nullptr ? tsf_badge_keeper_emblem(keeper, file, uri) : nullptr;
+        g_free(uri);
+        return shown[file] = emblem != nullptr ? emblem : "";
+    }
+    // nullopt: not known yet.
+    std::optional<std::string> selectionClass(GList* files, bool isDirectory = false) {
+        const char* const name =
+            tsf_badge_keeper_selection_class(keeper, files, TRUE, isDirectory ? TRUE : FALSE);
+        return name != nullptr ? std::optional<std::string>(name) : std::nullopt;
+    }
+
+    const TsfKeeperEvents events{uriOf, invalidated, menusChanged};
+    TsfBadgeKeeper* keeper;
+    std::map<GObject*, std::string> shown;
+    std::size_t invalidations = 0;
+    std::size_t menuChanges = 0;
+};
+
+GObject* newFile(const std::string& uri) {
+    auto* const file = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));
+    g_object_set_data_full(file, "uri", g_strdup(uri.c_str()), g_free);
+    return file;
+}
+
+class BadgeKeeper : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        static const support::PrivateBus bus;
+    } // one for the process, as in a session
+    // The main loop runs until it holds.
+    static bool until(const std::function<bool()>& condition, int seconds = 20) {
+        const gint64 end = g_get_monotonic_time() + seconds * G_USEC_PER_SEC;
+        const guint tick = g_timeout_add(
+            20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+        while (!condition() && g_get_monotonic_time() < end)
+            g_main_context_iteration(nullptr, TRUE);
+        g_source_remove(tick);
+        return condition();
+    }
+    bool everyFileShows(const std::string& emblem) {
+        return until([&] {
+            for (GObject* const file : files)
+                if (keeper->shown[file] != emblem) return false;
+            return true;
+        });
+    }
+    void addFiles(std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            files.push_back(newFile("file:///r/f" + std::to_string(files.size())));
+            keeper->look(files.back());
+        }
+    }
+    void dropFiles() {
+        for (GObject* const file : files)
+            g_object_unref(file);
+        files.clear();
+    }
+    void newExtension(fake::Mood mood = fake::Mood::sensible) {
+        extension = std::make_unique<fake::Extension>(TSYNCFINDER_INTROSPECTION);
+        extension->mood = mood;
+    }
+    void TearDown() override {
+        keeper.reset();
+        dropFiles();
+    }
+
+    std::unique_ptr<fake::Extension> extension;
+    std::unique_ptr<Keeper> keeper = std::make_unique<Keeper>();
+    std::vector<GObject*> files;
+};
+
+TEST_F(BadgeKeeper, asksInBatchesAndForgetsWhatIsNoLongerShown) {
+    addFiles(1000); // before there is an extension
+    newExtension();
+    ASSERT_TRUE(everyFileShows("tsyncfinder-sync"));
+    EXPECT_EQ(extension->asked, 1000U);
+    EXPECT_LE(extension->batches, 10U);
+    EXPECT_EQ(extension->observed["file:///r"], 1);
+
+    // A file that comes now shows what its neighbours show, and its own answer is asked for.
+    extension->badge = [](const std::string& uri) {
+        return g_variant_new("(sbb)", uri.ends_with("f1000") ? "upload" : "none", TRUE, FALSE);
+    };
+    addFiles(1);
+    EXPECT_EQ(keeper->shown[files.back()], "tsyncfinder-sync");
+    EXPECT_TRUE(until([&] { return keeper->shown[files.back()] == "tsyncfinder-upload"; }));
+
+    // One whose answer is "unchanged" does not keep what was only expected of it.
+    extension->badge = [](const std::string&) { return g_variant_new("(sbb)", "unchanged", TRUE, FALSE); };
+    addFiles(1);
+    EXPECT_EQ(keeper->shown[files.back()], "tsyncfinder-upload");
+    EXPECT_TRUE(until([&] { return keeper->shown[files.back()].empty(); }));
+
+    dropFiles();
+    EXPECT_TRUE(until([&] { return extension->observed["file:///r"] == 0; }));
+}
+
+TEST_F(BadgeKeeper, classifiesSelectionsByWhatIsKnown) {
+    struct Case {
+        const char* expected;
+        bool isDirectory;
+        std::vector<const char*> uris;
+    };
+    const Case cases[] = {
+        {"nothing", false, {}},
+        {"sync-root", true, {"file:///root"}},
+        {"synced-folder", true, {"file:///root/a"}},
+        {"synced-file", false, {"file:///root/a"}},
+        {"sync-roots", true, {"file:///root", "file:///root2"}},
+        {"nothing", true, {"file:///root", "file:///root/a"}},
+        {"nothing", false, {"file:///root/a", "file:///root/b"}},
+        {"nothing", false, {"file:///root/a", "file:///x"}},
+        {"nothing", false, {"file:///x", "file:///root/a"}},
+        {"unsynced-folder", true, {"file:///x"}},
+        {"unsynced-items", false, {"file:///x"}},
+        {"unsynced-items", true, {"file:///x", "file:///y"}},
+        {"unsynced-items", false, {"file:///x", "sftp://host/y"}},
+        {"nothing", false, {"sftp://host/y"}},
+        {"nothing", false, {"sftp://host/y", "file:///x"}},
+    };
+    newExtension();
+    extension->badge = [](const std::string& uri) {
+        const bool isRoot = uri == "file:///root" || uri == "file:///root2";
+        return g_variant_new("(sbb)", "sync", uri.starts_with("file:///root") ? TRUE : FALSE,
+                             isRoot ? TRUE : FALSE);
+    };
+    addFiles(1);
+    ASSERT_TRUE(everyFileShows("tsyncfinder-sync"));
+    for (const Case& each : cases) {
+        GList* selection = nullptr;
+        for (const char* const uri : each.uris)
+            selection = g_list_append(selection, newFile(uri));
+        const std::size_t changesBefore = keeper->menuChanges;
+        std::optional<std::string> found = keeper->selectionClass(selection, each.isDirectory);
+        if (!found) { // not met before: the menu comes when all are known
+            EXPECT_TRUE(until([&] { return keeper->menuChanges > changesBefore; }));
+            found = keeper->selectionClass(selection, each.isDirectory);
+        }
+        const std::size_t asked = extension->asked;
+        EXPECT_EQ(found, each.expected)
+            << (each.uris.empty() ? "" : each.uris[0]) << " of " << each.uris.size();
+        until([] { return false; }, 0);
+        EXPECT_EQ(extension->asked, asked) << "what is known is not asked for";
+        g_list_free_full(selection, g_object_unref);
+    }
+}
+
+TEST_F(BadgeKeeper, outlivesAnExtensionThatTalksNonsense) {
+    for (const fake::Mood mood : {fake::Mood::wrongTypes, fake::Mood::wrongCount, fake::Mood::huge}) {
+        newExtension();
+        addFiles(10);
+        ASSERT_TRUE(everyFileShows("tsyncfinder-sync"));
+        extension->mood = mood;
+        fprintf(stderr, "%d  %ld\n", (int)mood, g_get_monotonic_time() / 1000);
+        extension->emitChanged("file:///r");
+        ASSERT_TRUE(everyFileShows("")) << "its badges go";
+        fprintf(stderr, "%d gone %ld\n", (int)mood, g_get_monotonic_time() / 1000);
+        const std::size_t asked = extension->asked;
+        addFiles(10);
+        extension->mood = fake::Mood::sensible;
+        extension->emitChanged("file:///r");
+        until([] { return false; }, 1);
+        EXPECT_EQ(extension->asked, asked) << "it is not asked again";
+        extension.reset();
+    }
+    newExtension();
+    EXPECT_TRUE(everyFileShows("tsyncfinder-sync")) << "a new one is";
+
+    fprintf(stderr, "flood  %ld\n", g_get_monotonic_time() / 1000);
+    // Floods, and signals without end or sense.
+    for (int i = 0; i < 20'000; ++i)
+        extension->emitChanged("file:///r");
+    extension->emit("BadgesChanged", g_variant_new("(s)", "nonsense"));
+    extension->emit("DirectoriesChanged", g_variant_new("(sas)", "nonsense", nullptr));
+    const std::size_t asked = extension->asked;
+    extension->badge = [](const std::string&) { return g_variant_new("(sbb)", "upload", TRUE, FALSE); };
+    EXPECT_TRUE(everyFileShows("tsyncfinder-upload"));
+    EXPECT_LT(extension->asked - asked, 100 * files.size());
+}
+
+TEST_F(BadgeKeeper, goesQuietAfterThreeMissesAndComesBack) {
+    newExtension();
+    addFiles(10);
+    ASSERT_TRUE(everyFileShows("tsyncfinder-sync"));
+    extension->mood = fake::Mood::silent;
+    const gint64 start = g_get_monotonic_time();
+    extension->emitChanged("file:///r");
+    ASSERT_TRUE(everyFileShows(""));
+    EXPECT_LE(g_get_monotonic_time() - start, 10 * G_USEC_PER_SEC);
+    const std::size_t asked = extension->asked;
+    addFiles(10);
+    until([] { return false; }, 3);
+    EXPECT_EQ(extension->asked, asked);
+    extension.reset();
+    newExtension();
+    EXPECT_TRUE(everyFileShows("tsyncfinder-sync"));
+}
+
+} // namespace
