@@ -31,6 +31,12 @@ if(TSYNCFINDER_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link) # the fuzzer sees which code an input reaches
 endif()
 
+# The distribution's place for libraries, under every prefix.
+if(EXISTS /etc/debian_version AND (NOT DEFINED CMAKE_INSTALL_LIBDIR OR CMAKE_INSTALL_LIBDIR STREQUAL lib))
+    set(CMAKE_INSTALL_LIBDIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}")
+endif()
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tsyncfinder) # the package of what names none
+
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 

@@ -226,8 +226,9 @@ std::shared_ptr<dirsnapshot::DirSnapshot> TSyncClient::remoteSnapshot() {
             loaded = std::make_shared<dirsnapshot::DirSnapshot>(
                 dirsnapshot::DirSnapshot::initWithContentsOfFile(log, *file, "/", "sync"));
         const std::lock_guard guard(shared->clientLock);
-        shared->_cacedSnapshot = loaded;
-        return loaded;
+        // Of two that asked at once the later one stands; no answer empties it.
+        if (loaded) shared->_cacedSnapshot = std::move(loaded);
+        return shared->_cacedSnapshot;
     } catch (const IPCError&) {
         return remembered();
     }

@@ -10,4 +10,12 @@ inline constexpr const char* syncPathAddedNotification = TSYNC_NOTE_SYNC_PATH_AD
 inline constexpr const char* syncPathRemovedNotification = TSYNC_NOTE_SYNC_PATH_REMOVED;
 inline constexpr const char* syncRefreshNotification = TSYNC_NOTE_SYNC_REFRESH;
 
+inline constexpr const char* syncStartCommand = TSYNC_COMMAND_SYNC_START;
+inline constexpr const char* syncStopCommand = TSYNC_COMMAND_SYNC_STOP;
+inline constexpr const char* excludeSyncPathCommand = TSYNC_COMMAND_EXCLUDE_SYNC_PATH;
+inline constexpr const char* includeSyncPathCommand = TSYNC_COMMAND_INCLUDE_SYNC_PATH;
+inline constexpr const char* moveToSpaceCommand = TSYNC_COMMAND_MOVE_TO_SPACE;
+inline constexpr const char* copyToSpaceCommand = TSYNC_COMMAND_COPY_TO_SPACE;
+inline constexpr const char* shareByEmailCommand = TSYNC_COMMAND_SHARE_BY_EMAIL;
+
 } // namespace daemon_client

@@ -226,8 +226,6 @@ class DirSnapshot {
 
     bool refusesEditing(std::string_view what) const;
     std::optional<std::string> editablePath(std::string_view path, std::string_view what) const;
-    void addCheckedItem(const std::string& path, const platform::Dictionary& fileInfo);
-    DSNode* parentMadeFor(const std::string& path, bool refreshesExisting);
     void addContents(const DirSnapshot& partial, const std::string& directory, const std::string& below);
 
     platform::ProcessLog* log; // never null

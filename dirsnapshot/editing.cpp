@@ -4,7 +4,9 @@
 #include "foundation/path_strings.h"
 #include "platform/FileAttributes.h"
 #include "snapshot/DSDigest.h"
+#include "snapshot/lookup.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -14,14 +16,40 @@ namespace {
 constexpr const char* cannotAdd = "ERROR! -> Can't add item in remote snapshot";
 constexpr const char* cannotMove = "ERROR! -> Can't move node in remote snapshot";
 
-// What a directory is made of that is only known to be on the way to an item.
-platform::Dictionary placeholderDirectory() {
+std::int64_t secondsNow() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const std::int64_t seconds = std::chrono::duration_cast<std::chrono::seconds>(now).count();
-    return {{platform::NSFileType, platform::NSFileTypeDirectory},
-            {platform::NSFileSize, 0},
-            {platform::NSFileModificationDate, seconds}};
+    return std::chrono::duration_cast<std::chrono::seconds>(now).count();
 }
+
+// How far a path in standard form leads into a tree.
+struct Place {
+    DSNode* node;             // the last one on the way that exists
+    std::string_view missing; // what follows it in the path; empty when all of it exists
+
+    Place(DSNode* root, std::string_view path) : node(root), missing(path.substr(1)) {
+        while (!missing.empty()) {
+            DSNode* child = snapshot::findChild(node, nextName());
+            if (child == nullptr) return;
+            node = child;
+            advance();
+        }
+    }
+
+    // Makes a directory for each name that is missing but the last.
+    void makeDirectoriesOnTheWay() {
+        while (missing.find('/') != std::string_view::npos)
+            makeDirectory();
+    }
+    void makeDirectory() {
+        node = DSNodeCreateWithParent(node, std::string(nextName()).c_str(), 0, secondsNow(), 0,
+                                      DSNodeTypeDirectory);
+        advance();
+    }
+
+  private:
+    std::string_view nextName() const { return missing.substr(0, missing.find('/')); }
+    void advance() { missing.remove_prefix(std::min(nextName().size() + 1, missing.size())); }
+};
 
 void detach(DSNode* node) {
     if (node->parent == nullptr) return;
@@ -29,11 +57,15 @@ void detach(DSNode* node) {
     node->parent = nullptr;
 }
 
-std::string replaceEvery(std::string text, std::string_view part, std::string_view by) {
-    if (part.empty()) return text;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + by.size()))
-        text.replace(at, part.size(), by);
-    return text;
+std::string replaceEvery(std::string_view text, std::string_view part, std::string_view by) {
+    std::string result;
+    std::size_t at = part.empty() ? std::string_view::npos : text.find(part);
+    for (; at != std::string_view::npos; at = text.find(part)) {
+        result += text.substr(0, at);
+        result += by;
+        text.remove_prefix(at + part.size());
+    }
+    return result += text;
 }
 
 } // namespace
@@ -61,41 +93,19 @@ std::optional<std::string> DirSnapshot::editablePath(std::string_view path, std:
 
 void DirSnapshot::addItemAtPath(std::string_view path, const platform::Dictionary& fileInfo) {
     if (refusesEditing(cannotAdd)) return;
-    if (const auto standard = editablePath(path, cannotAdd)) addCheckedItem(*standard, fileInfo);
-}
-
-void DirSnapshot::addCheckedItem(const std::string& path, const platform::Dictionary& fileInfo) {
-    if (path == "/") return;
+    const auto standard = editablePath(path, cannotAdd);
+    if (!standard || *standard == "/") return;
     const std::int64_t size = wholeNumber(fileInfo, platform::NSFileSize);
     const std::int64_t modified = wholeNumber(fileInfo, platform::NSFileModificationDate);
-    if (DSNode* node = nodeAtFullpath(path)) {
-        node->modifiedTime = modified;
-        node->size = size;
+    Place place(_root.get(), *standard);
+    if (place.missing.empty()) {
+        place.node->modifiedTime = modified;
+        place.node->size = size;
         return;
     }
-    DSNode* parent = parentMadeFor(path, false);
-    if (parent == nullptr) {
-        log->error(cannotAdd);
-        return;
-    }
-    const std::string name(foundation::lastPathComponent(path));
-    DSNodeCreateWithParent(parent, name.c_str(), size, modified,
+    place.makeDirectoriesOnTheWay();
+    DSNodeCreateWithParent(place.node, std::string(place.missing).c_str(), size, modified,
                            wholeNumber(fileInfo, platform::NSFileCreationDate), kindOf(fileInfo));
-}
-
-// The directory that a path lies in, made with everything above it when it is missing; what exists on the way
-// is then refreshed as a placeholder, or left alone.
-DSNode* DirSnapshot::parentMadeFor(const std::string& path, bool refreshesExisting) {
-    const std::string parentPath(foundation::parentPath(path));
-    if (DSNode* parent = nodeAtFullpath(parentPath)) return parent;
-    const platform::Dictionary placeholder = placeholderDirectory();
-    std::string step;
-    foundation::forEachPathComponent(parentPath, [&](std::string_view component) {
-        step += '/';
-        step += component;
-        if (refreshesExisting || nodeAtFullpath(step) == nullptr) addCheckedItem(step, placeholder);
-    });
-    return nodeAtFullpath(parentPath);
 }
 
 void DirSnapshot::moveItemAtPath(std::string_view path, std::string_view toNewPath) {
@@ -107,20 +117,25 @@ void DirSnapshot::moveItemAtPath(std::string_view path, std::string_view toNewPa
         log->error(cannotMove, ": the root stays where it is");
         return;
     }
-    if (to->starts_with(*from + "/")) {
+    if (to->starts_with(*from) && to->substr(from->size(), 1) == "/") {
         log->error(cannotMove, ": ", std::string_view(*to), " lies inside ", std::string_view(*from));
         return;
     }
-    DSNode* node = nodeAtFullpath(*from);
-    if (node == nullptr) return;
-    DSNode* parent = parentMadeFor(*to, true);
-    if (parent == nullptr) {
-        log->error(cannotMove);
-        return;
+    const Place place(_root.get(), *from);
+    if (!place.missing.empty()) return;
+    DSNode* node = place.node;
+    Place parent(_root.get(), foundation::parentPath(*to));
+    if (!parent.missing.empty()) {
+        for (DSNode* above = parent.node; above->parent != nullptr; above = above->parent) {
+            above->size = 0;
+            above->modifiedTime = secondsNow();
+        }
+        while (!parent.missing.empty())
+            parent.makeDirectory();
     }
     detach(node);
     DSNodeSetName(node, std::string(foundation::lastPathComponent(*to)).c_str());
-    DSNodeAppendChild(node, parent);
+    DSNodeAppendChild(node, parent.node);
 }
 
 void DirSnapshot::removeItemAtPath(std::string_view path) {
@@ -142,7 +157,9 @@ void DirSnapshot::addPartial(const DirSnapshot& partial, std::string_view atPath
         addPartial(DirSnapshot(partial), *base);
         return;
     }
-    if (nodeAtFullpath(*base) == nullptr) addCheckedItem(*base, placeholderDirectory());
+    Place place(_root.get(), *base);
+    while (!place.missing.empty())
+        place.makeDirectory();
     addContents(partial, "/", *base);
 }
 
@@ -191,7 +208,9 @@ std::optional<DirSnapshot> DirSnapshot::subDirsnapshotAtPath(const std::string& 
 
 void DirSnapshot::reloadSnapshotPart(const std::string& path) {
     constexpr const char* cannotReload = "Can't scan a part of the snapshot anew";
-    if (refusesEditing(cannotReload) || !editablePath(path, cannotReload)) return;
+    if (refusesEditing(cannotReload)) return;
+    const auto standard = editablePath(path, cannotReload);
+    if (!standard) return;
     const auto relative = editablePath(replaceEvery(path, this->path().value_or(""), "/"), cannotReload);
     if (!relative) return;
     DSNode* parent = nodeAtFullpath(std::string(foundation::parentPath(*relative)));
@@ -205,7 +224,7 @@ void DirSnapshot::reloadSnapshotPart(const std::string& path) {
         return;
     }
     DSNodeDestroy(nodeAtFullpath(*relative));
-    DSNodeSetName(fresh.get(), std::string(foundation::lastPathComponent(path)).c_str());
+    DSNodeSetName(fresh.get(), std::string(foundation::lastPathComponent(*standard)).c_str());
     DSNodeAppendChild(fresh.release(), parent);
 }
 

@@ -52,7 +52,7 @@ void FinderSync::startUp() {
     const auto observe = [this](const char* name, auto handler) {
         observers.push_back(
             distributedCenter.addObserver(name, [this, handler](const platform::Notification& notification) {
-                modelQueue.dispatch([this, handler, notification] { handler(notification); });
+                modelQueue.dispatch([handler, notification] { handler(notification); });
             }));
     };
     observe(daemon_client::syncPathAddedNotification, [this](const auto&) { onSyncPathAdded(); });

@@ -2,6 +2,8 @@
 
 #include "extension/path_levels.h"
 
+#include <utility>
+
 namespace host_service {
 namespace {
 
@@ -41,6 +43,8 @@ std::string keyOf(const FileURL& directory) {
     return key;
 }
 
+platform::MenuHandle noMenu() { return platform::Menu::create(); }
+
 std::string_view nameOf(BadgeRule rule) {
     switch (rule) {
     case BadgeRule::outside:
@@ -71,6 +75,13 @@ void HostService::attach(extension::FinderSync& extensionObject, HostSink& hostS
     });
 }
 
+void HostService::setShown(Shown shown) {
+    modelQueue.dispatch([this, shown] {
+        if (std::exchange(showsBadges, shown.badges) != shown.badges) rootsChanged();
+        if (showsMenu.exchange(shown.menu) != shown.menu && sink != nullptr) sink->menusChanged();
+    });
+}
+
 void HostService::badges(std::vector<std::string> uris, std::function<void(BadgeBatch)> answer) {
     modelQueue.dispatch([this, uris = std::move(uris), answer = std::move(answer)] {
         BadgeBatch batch;
@@ -84,6 +95,9 @@ void HostService::badges(std::vector<std::string> uris, std::function<void(Badge
             for (const std::string& uri : uris)
                 batch.answers.push_back(FileURL::withURI(uri) ? *next++ : BadgeAnswer());
         }
+        if (!showsBadges)
+            for (BadgeAnswer& each : batch.answers)
+                each = {BadgeAnswer::Kind::badge, {}, each.isInSync, each.isRoot};
         answer(std::move(batch));
     });
 }
@@ -91,7 +105,7 @@ void HostService::badges(std::vector<std::string> uris, std::function<void(Badge
 void HostService::menu(platform::FIMenuKind kind, std::vector<std::string> uris,
                        std::function<void(platform::MenuHandle)> answer) {
     backgroundQueue.dispatch([this, kind, uris = std::move(uris), answer = std::move(answer)] {
-        answer(finderSync->menuForMenuKind(kind, fileURLs(uris)));
+        answer(showsMenu ? finderSync->menuForMenuKind(kind, fileURLs(uris)) : noMenu());
     });
 }
 
@@ -109,6 +123,7 @@ void HostService::explain(std::string uri, std::function<void(Explanation)> answ
                                                                           : nameOf(reason.rule);
             explanation.root = reason.root;
             explanation.file = reason.file;
+            if (!showsBadges) explanation = {"none", "off", reason.root, reason.file};
         }
         answer(explanation);
     });
@@ -241,8 +256,10 @@ std::optional<std::uint64_t> HostService::activate(Activation activation, std::s
         number = ++lastActivation;
     }
     commandQueue.dispatch([this, action, number, activation = std::move(activation)] {
-        const ActivationOutcome outcome = perform(action, fileURLs(activation.uris), activation);
-        sink->activationFinished(activation.host, number, outcome.succeeded, outcome.message);
+        perform(action, fileURLs(activation.uris), activation,
+                [this, host = activation.host, number](const extension::CommandOutcome& outcome) {
+                    sink->activationFinished(host, number, outcome);
+                });
     });
     return number;
 }
@@ -253,7 +270,8 @@ std::vector<std::pair<std::string_view, platform::MenuHandle>> HostService::menu
     std::vector<std::pair<std::string_view, platform::MenuHandle>> menus;
     menus.reserve(extension::selectionClasses.size());
     for (const extension::SelectionClass selectionClass : extension::selectionClasses)
-        menus.emplace_back(extension::nameOf(selectionClass), finderSync->menuOfClass(selectionClass));
+        menus.emplace_back(extension::nameOf(selectionClass),
+                           showsMenu ? finderSync->menuOfClass(selectionClass) : noMenu());
     return menus;
 }
 
@@ -289,12 +307,18 @@ void HostService::status(std::function<void(platform::Dictionary)> answer) {
         for (const FileURL& root : state->watchedPaths())
             roots.emplace_back(root.uri());
         std::size_t directories = 0;
-        for (const auto& [host, count] : observedByHost)
+        platform::Array hostNames;
+        for (const auto& [host, count] : observedByHost) {
             directories += count;
+            hostNames.emplace_back(host);
+        }
         answer({{"roots", std::move(roots)},
                 {"uploading", static_cast<std::int64_t>(state->uploadingFiles()->size())},
                 {"sequence", static_cast<std::int64_t>(state->sequence())},
                 {"hosts", static_cast<std::int64_t>(observedByHost.size())},
+                {"hostNames", std::move(hostNames)},
+                {"badgesShown", showsBadges},
+                {"menuShown", showsMenu.load()},
                 {"observed", static_cast<std::int64_t>(directories)},
                 {"paused", finderSync->pauseRefreshInterface()},
                 {"tableKnown", finderSync->allPathsInSync() != nullptr}});

@@ -11,11 +11,13 @@
 #pragma once
 
 #include "extension/FinderSync.h"
+#include "extension/FinderSyncCommands.h"
 #include "extension/selection_menu.h"
 #include "platform/FIFinderSync.h"
 #include "platform/ProcessLog.h"
 #include "platform/Queue.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -50,8 +52,10 @@ class HostSink {
     virtual void badgesChanged(const HostName& host, std::uint64_t sequence,
                                const std::vector<DirectoryChange>& changes) = 0;
     virtual void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) = 0;
-    virtual void activationFinished(const HostName& host, std::uint64_t number, bool succeeded,
-                                    const std::string& message) = 0;
+    virtual void activationFinished(const HostName& host, std::uint64_t number,
+                                    const extension::CommandOutcome& outcome) = 0;
+    // The menus per class are other ones now.
+    virtual void menusChanged() = 0;
 
   protected:
     ~HostSink() = default;
@@ -73,9 +77,10 @@ struct Activation {
     platform::Dictionary options;
 };
 
-struct ActivationOutcome {
-    bool succeeded = false;
-    std::string message; // for the person; may be empty on success
+// What the person lets the file managers show.
+struct Shown {
+    bool badges = true;
+    bool menu = true;
 };
 
 // Why an item has its badge.
@@ -88,10 +93,11 @@ struct Explanation {
 
 class HostService final : public platform::FIFinderSyncController, public extension::ModelObserver {
   public:
-    // Runs one chosen item to its end. May take as long as a person does.
-    using Perform = std::function<ActivationOutcome(const std::string& action,
-                                                    const std::vector<platform::FileURL>& selection,
-                                                    const Activation& activation)>;
+    // Runs one chosen item's action to its end, and calls `done` once, then or later, on any thread.
+    using Done = std::function<void(const extension::CommandOutcome&)>;
+    using Perform =
+        std::function<void(const std::string& action, const std::vector<platform::FileURL>& selection,
+                           const Activation& activation, Done done)>;
 
     // All outlive this object. Activations run on the command queue, one after the other; menus, which ask
     // the disk, on the background queue.
@@ -105,6 +111,10 @@ class HostService final : public platform::FIFinderSyncController, public extens
 
     // Once, when the extension object has started. Before that nothing may be asked.
     void attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction);
+
+    // From now on, and the hosts are told to ask anew. Without badges every answer is none, with its flags as
+    // ever; without the menu every menu is one without items. Commands work either way.
+    void setShown(Shown shown);
 
     // One answer for each URI, in order; what is no file URI has no badge.
     void badges(std::vector<std::string> uris, std::function<void(BadgeBatch)> answer);
@@ -156,6 +166,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
     extension::FinderSync* finderSync = nullptr;
     HostSink* sink = nullptr;
     Perform perform;
+    std::atomic<bool> showsMenu = true; // written on the model queue
 
     mutable std::mutex tablesLock;
     std::vector<RegisteredBadge> registeredBadges;            // guarded by the tables' lock
@@ -166,6 +177,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
     std::unordered_map<std::string, Observed> observed; // by the directory's standard path
     std::map<HostName, std::size_t> observedByHost;     // how many directories each host shows
     bool isAnnouncing = false;                          // an announcement is on its way
+    bool showsBadges = true;
     std::chrono::steady_clock::time_point lastAnnouncement;
 };
 

@@ -1,5 +1,7 @@
 #include "panels/TSFPShareByEmailController.h"
 
+#include "daemon_client/CommandMessage.h"
+#include "daemon_client/notification_names.h"
 #include "daemon_client/sync_path_mapping.h"
 #include "foundation/path_strings.h"
 
@@ -8,10 +10,6 @@
 
 namespace panels {
 namespace {
-
-const char* const shareCommand = "kTFinderSyncTShareByEmail";
-
-const char* kindOf(bool isDirectory) { return isDirectory ? "folder" : "file"; }
 
 // Of the item itself: a link to a directory is none.
 bool isDirectory(platform::FileSystem& fileSystem, const std::string& path) {
@@ -163,15 +161,15 @@ void TSFPShareByEmailController::select() {
 }
 
 void TSFPShareByEmailController::okAction() {
-    platform::Array recipients;
+    std::vector<std::string> recipients;
     for (const FieldObject& object : around.view.emails())
-        recipients.emplace_back(recipient(object));
+        recipients.push_back(recipient(object));
     if (!recipients.empty() && isRemote) {
         sent = true;
-        platform::Dictionary payload{
-            {"localPath", *_path}, {"isDir", kindOf(_isDir)}, {"recipients", std::move(recipients)}};
         around.backgroundQueue.dispatch(
-            [send = around.send, payload = std::move(payload)] { send(shareCommand, payload); });
+            [send = around.send, payload = daemon_client::sharePayload(*_path, _isDir, recipients)] {
+                send(daemon_client::shareByEmailCommand, payload);
+            });
     }
     around.view.close();
     around.view.stopModal();

@@ -1,9 +1,12 @@
 #include "sandbox/Daemon.h"
 
+#include "daemon_client/sync_path_mapping.h"
+#include "dirsnapshot/DirSnapshot.h"
 #include "platform/Json.h"
 #include "protocol/names.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <utility>
 
@@ -17,10 +20,6 @@ fs::path createdFolder(const fs::path& folder) {
     return fs::canonical(folder);
 }
 
-bool isAtOrBelow(const fs::path& path, const fs::path& base) {
-    return std::mismatch(base.begin(), base.end(), path.begin(), path.end()).first == base.end();
-}
-
 // The spelling in which a local root goes into the table: what observers compare with the paths that a file
 // manager shows. Links in it stay.
 std::string plainLocalPath(std::string_view path) {
@@ -30,15 +29,29 @@ std::string plainLocalPath(std::string_view path) {
     return plain;
 }
 
+// Where a path leads once the links above it are followed; it need not exist.
+std::string realPath(std::string_view path) {
+    std::error_code error;
+    const fs::path real = fs::weakly_canonical(path, error);
+    return plainLocalPath(error ? fs::path(path).string() : real.string());
+}
+
 } // namespace
 
 Daemon::Daemon(const Settings& settings, platform::DistributedNotificationCenter& distributedCenter,
                platform::ProcessLog& processLog)
     : space(settings.spaceFolder), stateFolder(createdFolder(settings.stateFolder)),
-      stateFile(stateFolder / "state.json"), center(distributedCenter), log(processLog),
-      state(loadState(stateFile, log)), status({{"status", "syncStatusStarted"}}),
-      uploader(space, settings.pace, *this, log) {
+      stateFile(stateFolder / "state.json"), snapshotStore(settings.snapshotStore), events(settings.events),
+      center(distributedCenter), log(processLog), state(loadState(stateFile, log)),
+      status({{"status", "syncStatusStarted"}}),
+      uploader(space, createdFolder(stateFolder / "roots"), settings.pace, events, *this, log) {
+    createdFolder(cacheFolder());
+    createdFolder(uploadingFolder());
     uploader.setPaused(state.paused);
+}
+
+Daemon::~Daemon() {
+    if (events) events->stop();
 }
 
 void Daemon::start() {
@@ -48,7 +61,9 @@ void Daemon::start() {
         if (state.pairs.empty()) status = {{"status", "syncStatusCompleted"}};
     }
     refresh();
-    syncAgain();
+    if (events) events->start([this](const platform::DirectoryEvent& event) { uploader.noticed(event); });
+    for (UploadTask& root : roots())
+        uploader.add(std::move(root));
 }
 
 void Daemon::syncAgain() {
@@ -56,6 +71,56 @@ void Daemon::syncAgain() {
     for (const auto& [remote, local] : state.pairs)
         uploader.add({UploadTask::Kind::sync, local, remote});
 }
+
+bool Daemon::syncPath(std::string_view remotePath) {
+    const std::optional<std::string> path = Space::plainPath(remotePath);
+    if (!path) return refuse("sync", remotePath, "no path in the space");
+    bool isFound = false;
+    const std::lock_guard guard(stateLock);
+    for (const auto& [remote, local] : state.pairs) {
+        if (!Space::isWithin(*path, remote) && !Space::isWithin(remote, *path)) continue;
+        uploader.add({UploadTask::Kind::sync, local, remote});
+        isFound = true;
+    }
+    return isFound || refuse("sync", remotePath, "no pair has it");
+}
+
+bool Daemon::localSnapshotChanged(std::string_view localPath, bool noRecursive) {
+    constexpr std::string_view what = "look for changes in";
+    if (!localPath.starts_with('/') || !isText(localPath))
+        return refuse(what, localPath, "not an absolute path in UTF-8");
+    const std::string real = realPath(localPath);
+    const std::vector<UploadTask> all = roots();
+    if (std::none_of(all.begin(), all.end(), [&](const UploadTask& root) {
+            const std::string folder = realPath(root.localPath);
+            return isAtOrBelow(real, folder) || (!noRecursive && isAtOrBelow(folder, real));
+        }))
+        return refuse(what, localPath, "it lies in no synced folder");
+    std::error_code error;
+    if (fs::is_directory(fs::symlink_status(real, error)))
+        uploader.lookAgain(real, !noRecursive);
+    else // a file, or something that is gone: its folder tells
+        uploader.lookAgain(fs::path(real).parent_path().string(), false, fs::path(real).filename().string());
+    return true;
+}
+
+void Daemon::setHeld(const std::string& folder, bool pause) {
+    log.info(pause ? "Events wait: " : "Events count again: ", folder);
+    if (pause)
+        uploader.holdEvents(folder);
+    else
+        uploader.releaseEvents(folder);
+}
+
+bool Daemon::setEventsPaused(std::string_view localPath, bool pause) {
+    if (!localPath.starts_with('/') || !isText(localPath))
+        return refuse("pause events on", localPath, "not an absolute path in UTF-8");
+    setHeld(realPath(localPath), pause);
+    return true;
+}
+
+void Daemon::setCacheEventsPaused(bool pause) { setHeld(cacheFolder(), pause); }
+void Daemon::setUploadingEventsPaused(bool pause) { setHeld(uploadingFolder(), pause); }
 
 void Daemon::post(std::string name, platform::Dictionary userInfo) {
     center.post({std::move(name), std::nullopt, std::move(userInfo)});
@@ -79,16 +144,17 @@ platform::Dictionary Daemon::syncStatus() const {
     return status;
 }
 
-bool Daemon::refuse(std::string_view what, std::string_view path, std::string_view why) {
+bool Daemon::refuse(std::string_view what, std::string_view path, std::string_view why) const {
     log.error("Refused to ", what, " ", path, ": ", why);
     return false;
 }
 
 // Whether copying the folder into the space would copy the space or the state into themselves.
 bool Daemon::holdsOurs(const fs::path& folder) const {
-    const fs::path& root = space.folder();
-    return isAtOrBelow(folder, root) || isAtOrBelow(root, folder) || isAtOrBelow(folder, stateFolder) ||
-           isAtOrBelow(stateFolder, folder);
+    const auto overlap = [&folder](const fs::path& own) {
+        return isAtOrBelow(folder.native(), own.native()) || isAtOrBelow(own.native(), folder.native());
+    };
+    return overlap(space.folder()) || overlap(stateFolder);
 }
 
 bool Daemon::startSync(std::string_view localPath, std::string_view remotePath) {
@@ -136,6 +202,7 @@ bool Daemon::stopSync(std::string_view remotePath) {
     log.info("No longer syncing ", local, " to ", remote);
     post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", remote}, {"localPath", local}});
     refresh();
+    uploader.add({UploadTask::Kind::end, local, remote});
     return true;
 }
 
@@ -187,9 +254,9 @@ bool Daemon::bringToSpace(UploadTask::Kind kind, std::string_view localPath, std
     if (local == "/" || holdsOurs(real)) return refuse(what, local, "the sandbox's own folders lie in it");
     if (kind == UploadTask::Kind::move && fs::is_symlink(fs::symlink_status(local, error)))
         return refuse(what, local, "a link is not moved");
-    // The folder has to stand, so that two items of one name get two paths.
     if (!space.makeDirectory(*folder)) return refuse(what, local, "its folder in the space cannot be made");
-    std::string remote = space.freePath(remoteChild(*folder, fs::path(local).filename().string()));
+    std::string remote = remoteChild(*folder, fs::path(local).filename().string());
+    if (!Space::plainPath(remote)) return refuse(what, local, "its name is the space's own");
     log.info(kind == UploadTask::Kind::move ? "Moving " : "Copying ", local, " to ", remote);
     uploader.add({kind, local, std::move(remote)});
     return true;
@@ -221,21 +288,75 @@ void Daemon::setPaused(bool pause) {
     uploader.setPaused(pause);
 }
 
-std::vector<std::string> Daemon::directoriesNotInSync(std::string_view remotePath) const {
+Daemon::Exclusion Daemon::exclusionOfRemote(std::string_view remotePath) const {
     const std::optional<std::string> remote = Space::plainPath(remotePath);
     if (!remote) return {};
-    std::vector<std::string> directories = space.directories(*remote);
     const std::lock_guard guard(stateLock);
-    std::erase_if(directories, [this](const std::string& directory) { return state.isInSync(directory); });
-    return directories;
+    return {state.isExcluded(*remote), state.excluded.contains(*remote)};
 }
 
-std::uint64_t Daemon::countDirectories(std::string_view remotePath) const {
+Daemon::Exclusion Daemon::exclusionOfLocal(std::string_view localPath) const {
+    if (!localPath.starts_with('/')) return {};
+    daemon_client::SyncPathTable table;
+    {
+        const std::lock_guard guard(stateLock);
+        table.insert(state.pairs.begin(), state.pairs.end());
+    }
+    const auto remote = daemon_client::remotePathOfLocalSyncPath(table, localPath);
+    if (const Exclusion chosen = exclusionOfRemote(remote.value_or("")); chosen.isExcluded) return chosen;
+    const std::string plain = plainLocalPath(localPath);
+    const bool isExcluded = dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(plain);
+    const std::string above = fs::path(plain).parent_path().string();
+    return {isExcluded, isExcluded && !dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(above)};
+}
+
+platform::Array Daemon::pendingOperations() const {
+    constexpr std::array names{"sync", "sync cache", "sync uploads", "copy",
+                               "move", "download",   "cache",        "end"};
+    platform::Array operations;
+    for (const UploadTask& task : uploader.pendingTasks())
+        operations.emplace_back(
+            platform::Dictionary{{"operation", names.at(static_cast<std::size_t>(task.kind))},
+                                 {"localPath", task.localPath},
+                                 {"remotePath", task.remotePath}});
+    for (const std::string& directory : uploader.pendingDirectories())
+        operations.emplace_back(platform::Dictionary{{"operation", "look"}, {"localPath", directory}});
+    return operations;
+}
+
+bool Daemon::isPendingLocally(std::string_view localPath) const {
+    return localPath.starts_with('/') && uploader.isPendingLocally(plainLocalPath(localPath));
+}
+
+bool Daemon::isPendingRemotely(std::string_view remotePath) const {
     const std::optional<std::string> remote = Space::plainPath(remotePath);
-    return remote ? space.countDirectories(*remote) : 0;
+    return remote && uploader.isPendingRemotely(*remote);
+}
+
+std::vector<UploadTask> Daemon::roots() {
+    using Kind = UploadTask::Kind;
+    std::vector<UploadTask> all;
+    {
+        const std::lock_guard guard(stateLock);
+        for (const auto& [remote, local] : state.pairs)
+            all.push_back({Kind::sync, local, remote});
+    }
+    all.push_back({Kind::mirror, cacheFolder(), "/"});
+    all.push_back({Kind::drop, uploadingFolder(), "/"});
+    return all;
+}
+
+std::vector<std::string> Daemon::exclusions(const UploadTask& task, const std::string& folder) {
+    std::vector<std::string> below;
+    const std::lock_guard guard(stateLock);
+    for (const std::string& remote : state.excluded)
+        if (remote != task.remotePath && Space::isWithin(remote, task.remotePath))
+            below.push_back(folder + remote.substr(task.remotePath == "/" ? 0 : task.remotePath.size()));
+    return below;
 }
 
 bool Daemon::isWanted(const UploadTask& task, std::string_view remotePath) {
+    if (task.kind == UploadTask::Kind::mirror) return !exclusionOfRemote(remotePath).isExcluded;
     if (task.kind != UploadTask::Kind::sync) return true;
     const std::lock_guard guard(stateLock);
     const auto pair = state.pairs.find(task.remotePath);

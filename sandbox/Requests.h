@@ -1,5 +1,8 @@
-// The sandbox's end of the request protocol: answers each message from the daemon, one at a time on its
-// queue, and misbehaves where it is told to.
+// The sandbox's end of the request protocol: answers every message from the daemon, one at a time on its
+// queue and those that read the whole space on a second one, and misbehaves where it is told to.
+//
+// A request that is refused answers none, false or an empty list; one without a reply value ends as a failed
+// call for the caller that waits for its end. The log says why.
 #pragma once
 
 #include "platform/ProcessLog.h"
@@ -25,16 +28,17 @@ struct Faults {
 
 class Requests final : public platform::RequestService {
   public:
-    // `endProcess` ends the process as a crash would. All must outlive the service, and the queue's work with
-    // it.
+    // `endProcess` ends the process as a crash would. All must outlive the service, and the queues' work
+    // with it.
     Requests(Daemon& answeringDaemon, Faults wantedFaults, platform::Queue& serialQueue,
-             platform::ProcessLog& processLog, std::function<void()> endProcess);
+             platform::Queue& queueOfSlowOnes, platform::ProcessLog& processLog,
+             std::function<void()> endProcess);
 
     void answer(std::string_view message, const platform::Array& arguments,
                 platform::ReplyHandler handler) override;
 
     // Leaves what waits, and what still comes, without an answer. Once this has returned no handler runs.
-    // Not to be called on the queue.
+    // Not to be called on a queue.
     void stop();
 
   private:
@@ -44,6 +48,7 @@ class Requests final : public platform::RequestService {
     Daemon& daemon;
     const Faults faults;
     platform::Queue& queue;
+    platform::Queue& slowQueue;
     platform::ProcessLog& log;
     const std::function<void()> die;
     std::uint64_t served = 0; // on the queue only

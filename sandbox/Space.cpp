@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -16,6 +18,28 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view privateName = ".tsyncquenz-sandbox";
+
+fs::path trashFolder(const Space& space) { return space.privateFolder() / "trash"; }
+
+bool isBelow(const fs::path& path, const fs::path& base) {
+    const auto [inBase, inPath] = std::mismatch(base.begin(), base.end(), path.begin(), path.end());
+    return inBase == base.end() && inPath != path.end();
+}
+
+// The trash's entries, the latest first.
+std::vector<std::uint64_t> trashNumbers(const Space& space) {
+    std::vector<std::uint64_t> numbers;
+    std::error_code error;
+    for (fs::directory_iterator entry(trashFolder(space), error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        std::uint64_t number = 0;
+        const auto [after, problem] = std::from_chars(name.data(), name.data() + name.size(), number);
+        if (problem == std::errc() && after == name.data() + name.size()) numbers.push_back(number);
+    }
+    std::sort(numbers.rbegin(), numbers.rend());
+    return numbers;
+}
 
 } // namespace
 
@@ -29,8 +53,11 @@ Space::Space(const fs::path& folder) {
         throw fs::filesystem_error("the space cannot be had, perhaps because another sandbox has it", root,
                                    error);
     }
-    fs::remove_all(privateFolder());
+    if (fs::is_symlink(fs::symlink_status(privateFolder()))) fs::remove(privateFolder());
     fs::create_directories(privateFolder());
+    fs::remove(incomingFile());
+    const std::vector<std::uint64_t> numbers = trashNumbers(*this);
+    lastTrashed = numbers.empty() ? 0 : numbers.front();
 }
 
 Space::~Space() { ::close(ownership); }
@@ -60,12 +87,41 @@ bool Space::isWithin(std::string_view remotePath, std::string_view base) {
            (remotePath.size() == base.size() || remotePath[base.size()] == '/');
 }
 
-fs::path Space::localPath(std::string_view remotePath) const { return root / remotePath.substr(1); }
+std::optional<fs::path> Space::localPath(std::string_view remotePath) const {
+    std::string path = root.string();
+    if (remotePath.substr(1, remotePath.find('/', 1) - 1) == privateName) return std::nullopt;
+    while (remotePath.size() > 1) {
+        struct stat info {};
+        if (lstat(path.c_str(), &info) == 0 ? !S_ISDIR(info.st_mode) : errno != ENOENT) return std::nullopt;
+        const std::string_view component = remotePath.substr(0, remotePath.find('/', 1));
+        path += component;
+        remotePath.remove_prefix(component.size());
+    }
+    return path;
+}
+
+ItemKind Space::kind(std::string_view remotePath) const {
+    const std::optional<fs::path> path = localPath(remotePath);
+    std::error_code error;
+    const fs::file_type type = path ? fs::symlink_status(*path, error).type() : fs::file_type::not_found;
+    switch (type) {
+    case fs::file_type::regular:
+        return ItemKind::file;
+    case fs::file_type::directory:
+        return ItemKind::folder;
+    case fs::file_type::not_found:
+    case fs::file_type::none:
+        return ItemKind::missing;
+    default:
+        return ItemKind::other;
+    }
+}
 
 std::vector<std::string> Space::directories(std::string_view remotePath) const {
     std::vector<std::string> found;
+    if (kind(remotePath) != ItemKind::folder) return found;
     std::error_code error;
-    for (fs::directory_iterator entry(localPath(remotePath), error), end; !error && entry != end;
+    for (fs::directory_iterator entry(*localPath(remotePath), error), end; !error && entry != end;
          entry.increment(error)) {
         std::error_code unknownKind;
         if (entry->symlink_status(unknownKind).type() != fs::file_type::directory) continue;
@@ -82,27 +138,87 @@ std::uint64_t Space::countDirectories(std::string_view remotePath) const {
 }
 
 bool Space::makeDirectory(std::string_view remotePath) const {
+    const std::optional<fs::path> path = localPath(remotePath);
+    if (!path) return false;
     std::error_code error;
-    fs::create_directories(localPath(remotePath), error);
-    return !error;
+    fs::create_directories(*path, error);
+    return kind(remotePath) == ItemKind::folder;
 }
 
 bool Space::holds(std::string_view remotePath, std::uint64_t size, const timespec& modified) const {
+    const std::optional<fs::path> path = localPath(remotePath);
     struct stat info {};
-    return lstat(localPath(remotePath).c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+    return path && lstat(path->c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
            static_cast<std::uint64_t>(info.st_size) == size && info.st_mtim.tv_sec == modified.tv_sec &&
            info.st_mtim.tv_nsec == modified.tv_nsec;
 }
 
-std::string Space::freePath(std::string_view remotePath) const {
+std::optional<std::string> Space::freePath(std::string_view remotePath) const {
     const fs::path wanted(remotePath);
     const std::string folder = wanted.parent_path().string();
     std::string candidate(remotePath);
+    for (int number = 2;; ++number) {
+        if (!localPath(candidate)) return std::nullopt;
+        if (kind(candidate) == ItemKind::missing) return candidate;
+        candidate = remoteChild(folder, numberedName(wanted, number));
+    }
+}
+
+// The path of an item that is there, whatever it is; a link itself may go, what it leads to stays.
+std::optional<fs::path> Space::existing(std::string_view remotePath) const {
+    if (remotePath == "/" || kind(remotePath) == ItemKind::missing) return std::nullopt;
+    return localPath(remotePath);
+}
+
+bool Space::rename(std::string_view remotePath, std::string_view newPath) const {
+    const std::optional<fs::path> from = existing(remotePath);
+    if (!from || isWithin(newPath, remotePath)) return false;
+    if (!makeDirectory(fs::path(newPath).parent_path().string())) return false;
+    const std::optional<fs::path> to = localPath(newPath);
+    return to && renameat2(AT_FDCWD, from->c_str(), AT_FDCWD, to->c_str(), RENAME_NOREPLACE) == 0;
+}
+
+bool Space::remove(std::string_view remotePath) const {
+    const std::optional<fs::path> path = existing(remotePath);
     std::error_code error;
-    for (int number = 2; fs::exists(fs::symlink_status(localPath(candidate), error)); ++number)
-        candidate = remoteChild(folder, wanted.stem().string() + " (" + std::to_string(number) + ")" +
-                                            wanted.extension().string());
-    return candidate;
+    if (path) fs::remove_all(*path, error); // links are removed, never followed
+    return path && !error;
+}
+
+// The trash holds numbered folders, in each of which one item lies under its whole remote path; the highest
+// number is the latest.
+bool Space::trash(std::string_view remotePath) const {
+    const std::optional<fs::path> path = existing(remotePath);
+    if (!path) return false;
+    const fs::path place = trashFolder(*this) / std::to_string(++lastTrashed) / remotePath.substr(1);
+    std::error_code error;
+    fs::create_directories(place.parent_path(), error);
+    if (!error) fs::rename(*path, place, error);
+    return !error;
+}
+
+std::optional<std::string> Space::restore(std::string_view remotePath) const {
+    if (remotePath == "/") return std::nullopt;
+    for (const std::uint64_t number : trashNumbers(*this)) {
+        const fs::path entry = trashFolder(*this) / std::to_string(number);
+        const fs::path item = entry / remotePath.substr(1);
+        std::error_code error;
+        // A trashed folder may hold links, through which nothing is restored.
+        if (!fs::exists(fs::symlink_status(item, error)) ||
+            fs::canonical(item.parent_path(), error) != item.parent_path())
+            continue;
+        const bool hasFolder = makeDirectory(fs::path(remotePath).parent_path().string());
+        const std::optional<std::string> free = hasFolder ? freePath(remotePath) : std::nullopt;
+        const std::optional<fs::path> place = free ? localPath(*free) : std::nullopt;
+        if (!place) return std::nullopt;
+        fs::rename(item, *place, error);
+        if (error) return std::nullopt;
+        // Nothing but the empty way to the item is removed; an entry that holds more stays.
+        for (fs::path way = item.parent_path(); isBelow(way, trashFolder(*this)); way = way.parent_path())
+            if (!fs::remove(way, error) || error) break;
+        return free;
+    }
+    return std::nullopt;
 }
 
 bool isText(std::string_view path) { return platform::jsonText(platform::Value(path)).has_value(); }
@@ -112,6 +228,10 @@ std::string remoteChild(std::string_view folder, std::string_view name) {
     path += '/';
     path += name;
     return path;
+}
+
+std::string numberedName(const fs::path& name, int number) {
+    return name.stem().string() + " (" + std::to_string(number) + ")" + name.extension().string();
 }
 
 } // namespace sandbox

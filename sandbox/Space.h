@@ -2,12 +2,16 @@
 //
 // A remote path is an absolute path string in the space, in plain form: it starts with "/", has no empty,
 // "." or ".." component and no trailing separator; "/" is the space itself. Every operation but plainPath
-// expects that form. Listings hold real directories only, never links, and hide the space's private folder,
-// in which files lie while they are being received.
+// expects that form. Items are real files and folders, never links, and the space's private folder is hidden:
+// in it lie what is being received and the trash.
+//
+// No operation follows a link below the space's folder, so that nothing outside is read or changed through
+// one. Each looks before it acts; who plants links while it acts already has the user's rights.
 //
 // What it knows lies on the disk: any thread may call it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
@@ -17,6 +21,8 @@
 #include <vector>
 
 namespace sandbox {
+
+enum class ItemKind { missing, file, folder, other }; // a link is "other"
 
 class Space {
   public:
@@ -35,33 +41,53 @@ class Space {
     // Whether the path is the base or lies beneath it; both plain.
     static bool isWithin(std::string_view remotePath, std::string_view base);
 
-    // Where an item of the space lies on this machine.
-    std::filesystem::path localPath(std::string_view remotePath) const;
+    // Where an item of the space lies, or would lie, on this machine. None when something above it is no
+    // real folder: a link could lead out of the space.
+    std::optional<std::filesystem::path> localPath(std::string_view remotePath) const;
+
+    ItemKind kind(std::string_view remotePath) const;
 
     // The full remote paths of the folders directly below a folder, by the order of their bytes. Empty
     // when it does not exist.
     std::vector<std::string> directories(std::string_view remotePath) const;
     std::uint64_t countDirectories(std::string_view remotePath) const;
 
+    // Makes a folder and those above it.
     bool makeDirectory(std::string_view remotePath) const;
 
     // Whether the space already has a regular file there with that size in bytes and that time of change.
     bool holds(std::string_view remotePath, std::uint64_t size, const timespec& modified) const;
 
     // The path that a new item gets: itself, or with " (2)", " (3)", … before its extension when taken.
-    std::string freePath(std::string_view remotePath) const;
+    // None when something above it is no real folder.
+    std::optional<std::string> freePath(std::string_view remotePath) const;
+
+    // ---- Changes. Each says false, and has changed nothing, when there is no such item or its new place
+    // cannot be had. "/" is never changed.
+
+    // Renames or moves an item. What is at the new path stays: false then. Folders above it are made.
+    bool rename(std::string_view remotePath, std::string_view newPath) const;
+
+    // Removes an item for good, or lays it into the trash, from where `restore` brings back the last one
+    // of that path: also one that went with a folder above it. A taken path gets a free name. The result of
+    // restore is the path that the item has now.
+    bool remove(std::string_view remotePath) const;
+    bool trash(std::string_view remotePath) const;
+    std::optional<std::string> restore(std::string_view remotePath) const;
 
     // The one file in which something is being received; it lies in the space's file system, so that a
     // rename puts it in its place. One file is received at a time.
     std::filesystem::path incomingFile() const { return privateFolder() / "incoming"; }
 
     const std::filesystem::path& folder() const { return root; }
+    std::filesystem::path privateFolder() const;
 
   private:
-    std::filesystem::path privateFolder() const;
+    std::optional<std::filesystem::path> existing(std::string_view remotePath) const;
 
     std::filesystem::path root; // canonical
     int ownership = -1;         // the open folder, locked
+    mutable std::atomic<std::uint64_t> lastTrashed = 0;
 };
 
 // Whether a path can travel in messages: D-Bus strings and JSON text are UTF-8.
@@ -69,5 +95,8 @@ bool isText(std::string_view path);
 
 // The remote path of an entry of a remote folder.
 std::string remoteChild(std::string_view folder, std::string_view name);
+
+// A name beside a taken one: "a.txt" gives "a (2).txt". The number is at least 2.
+std::string numberedName(const std::filesystem::path& name, int number);
 
 } // namespace sandbox

@@ -3,10 +3,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
+#include <filesystem>
 #include <unistd.h>
 #include <utility>
 
@@ -16,46 +15,36 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using Kind = UploadTask::Kind;
 
-constexpr std::size_t largestChunk = 1U << 18;
+constexpr std::uint64_t largestChunk = 1U << 18;
 
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : number(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (number >= 0) ::close(number);
-    }
-    int get() const { return number; }
-    explicit operator bool() const { return number >= 0; }
-
-  private:
-    int number;
-};
-
-bool writeAll(int target, const char* bytes, std::size_t count) {
-    while (count > 0) {
-        const ssize_t written = ::write(target, bytes, count);
-        if (written < 0 && errno != EINTR) return false;
-        if (written < 0) continue;
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return true;
+std::string remoteBelow(const std::string& remoteRoot, const std::string& relativePath) {
+    return remoteRoot == "/" ? relativePath : remoteRoot + relativePath;
 }
 
-bool sameContent(const struct stat& before, const struct stat& after) {
-    return before.st_size == after.st_size && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
-           before.st_mtim.tv_nsec == after.st_mtim.tv_nsec;
+// A local root is compared with events and with the snapshots without the links that lead to it.
+std::optional<std::string> realFolder(const std::string& localPath) {
+    std::error_code error;
+    const fs::path real = fs::canonical(localPath, error);
+    return error ? std::nullopt : std::optional(real.string());
+}
+
+// The file of a synced folder's snapshot; of a long remote path none is kept from run to run.
+std::string keptName(const UploadTask& task) {
+    std::string name;
+    for (const char c : task.remotePath)
+        name += c == '/' ? "%2F" : c == '%' ? "%25" : std::string(1, c);
+    return (task.kind == Kind::mirror ? "mirror" : "pair") + name;
 }
 
 } // namespace
 
-Uploader::Uploader(const Space& remoteSpace, Pace wantedPace, UploadObserver& uploadObserver,
+Uploader::Uploader(const Space& remoteSpace, std::string folderOfSnapshots, Pace wantedPace,
+                   platform::DirectoryEvents* directoryEvents, UploadObserver& uploadObserver,
                    platform::ProcessLog& processLog)
-    : space(remoteSpace), pace(wantedPace), observer(uploadObserver), log(processLog),
-      thread([this] { run(); }) {}
+    : space(remoteSpace), snapshotFolder(std::move(folderOfSnapshots)), pace(wantedPace),
+      events(directoryEvents), observer(uploadObserver), log(processLog), thread([this] { run(); }) {}
 
 Uploader::~Uploader() {
     {
@@ -69,7 +58,7 @@ Uploader::~Uploader() {
 void Uploader::add(UploadTask task) {
     {
         const std::lock_guard guard(lock);
-        if (std::find(waiting.begin(), waiting.end(), task) != waiting.end()) return;
+        if (task.isRoot() && std::find(waiting.begin(), waiting.end(), task) != waiting.end()) return;
         waiting.push_back(std::move(task));
     }
     changed.notify_all();
@@ -83,6 +72,96 @@ void Uploader::setPaused(bool pause) {
     changed.notify_all();
 }
 
+void Uploader::noticed(const platform::DirectoryEvent& event) {
+    {
+        const std::lock_guard guard(lock);
+        if (event.isLost)
+            hasLostEvents = true;
+        else
+            changes.noticed(event.directory, event.name);
+    }
+    changed.notify_all();
+}
+
+void Uploader::lookAgain(const std::string& directory, bool recursive, const std::string& name) {
+    {
+        const std::lock_guard guard(lock);
+        changes.asked(directory, recursive, name);
+    }
+    changed.notify_all();
+}
+
+void Uploader::holdEvents(const std::string& path) {
+    const std::lock_guard guard(lock);
+    changes.hold(path);
+}
+
+void Uploader::releaseEvents(const std::string& path) {
+    {
+        const std::lock_guard guard(lock);
+        changes.release(path);
+    }
+    changed.notify_all();
+}
+
+std::vector<UploadTask> Uploader::pendingTasks() const {
+    const std::lock_guard guard(lock);
+    std::vector<UploadTask> tasks;
+    for (const auto& [localPath, task] : inHand)
+        tasks.push_back(task);
+    tasks.insert(tasks.end(), waiting.begin(), waiting.end());
+    return tasks;
+}
+
+std::vector<std::string> Uploader::pendingDirectories() const {
+    const std::lock_guard guard(lock);
+    return changes.paths();
+}
+
+namespace {
+
+// Whether a key is at the path, in it, or above it.
+template <typename Map>
+bool touches(const Map& map, std::string_view path) {
+    const auto below = map.lower_bound(path);
+    if (below != map.end() && isAtOrBelow(below->first, path)) return true;
+    const std::string prefix = std::string(path) + "/";
+    const auto inside = map.lower_bound(prefix);
+    if (inside != map.end() && inside->first.starts_with(prefix)) return true;
+    for (; path.size() > 1; path = path.substr(0, std::max<std::size_t>(path.rfind('/'), 1)))
+        if (map.contains(path)) return true;
+    return map.contains(path);
+}
+
+} // namespace
+
+bool Uploader::isPendingLocally(std::string_view localPath) const {
+    const std::lock_guard guard(lock);
+    return touches(inHand, localPath) || changes.concern(localPath) ||
+           std::any_of(waiting.begin(), waiting.end(), [localPath](const UploadTask& task) {
+               return isAtOrBelow(task.localPath, localPath) || isAtOrBelow(localPath, task.localPath);
+           });
+}
+
+bool Uploader::isPendingRemotely(std::string_view remotePath) const {
+    const std::lock_guard guard(lock);
+    return touches(inHandRemotely, remotePath) ||
+           std::any_of(waiting.begin(), waiting.end(), [remotePath](const UploadTask& task) {
+               return isAtOrBelow(task.remotePath, remotePath) || isAtOrBelow(remotePath, task.remotePath);
+           });
+}
+
+void Uploader::setInHand(std::vector<UploadTask> tasks) {
+    const std::lock_guard guard(lock);
+    inHand.clear();
+    inHandRemotely.clear();
+    for (UploadTask& task : tasks) {
+        ++inHandRemotely[task.remotePath];
+        std::string localPath = task.localPath;
+        inHand.emplace(std::move(localPath), std::move(task));
+    }
+}
+
 bool Uploader::isStopping() {
     const std::lock_guard guard(lock);
     return stopping;
@@ -91,155 +170,219 @@ bool Uploader::isStopping() {
 void Uploader::run() {
     while (true) {
         std::unique_lock guard(lock);
-        changed.wait(guard, [this] { return stopping || (!paused && !waiting.empty()); });
-        if (stopping) return;
-        const UploadTask task = std::move(waiting.front());
-        waiting.pop_front();
+        changed.wait(guard, [this] {
+            return stopping || (!paused && (!waiting.empty() || !changes.isEmpty() || hasLostEvents));
+        });
+        if (stopping) break;
+        std::optional<UploadTask> task;
+        PendingChanges::Directories directories;
+        const bool isLost = std::exchange(hasLostEvents, false);
+        if (!waiting.empty() && !isLost) {
+            task = std::move(waiting.front());
+            waiting.pop_front();
+            inHand.emplace(task->localPath, *task);
+            ++inHandRemotely[task->remotePath];
+        } else if (!isLost) {
+            directories = changes.take();
+        }
         guard.unlock();
 
-        perform(task);
+        if (isLost) {
+            log.error("There were more changes than the system tells of: every synced folder is looked at");
+            for (UploadTask& root : observer.roots())
+                add(std::move(root));
+            continue;
+        }
+        if (task)
+            perform(*task);
+        else
+            lookAtChanges(directories);
+        setInHand({});
 
         guard.lock();
-        const bool atRest = waiting.empty() && !stopping;
+        const bool atRest = waiting.empty() && changes.isEmpty() && !stopping;
         guard.unlock();
         if (atRest) observer.phaseChanged("syncStatusCompleted", std::nullopt);
     }
+    for (auto& [name, root] : roots)
+        root.keep();
+}
+
+LocalRoot& Uploader::rootOf(const UploadTask& task, const std::string& folder) {
+    const std::string name = keptName(task);
+    auto root = roots.find(name);
+    if (root != roots.end() && root->second.folder() != folder) {
+        forgetRoot(root);
+        root = roots.end();
+    }
+    if (root == roots.end())
+        root = roots.try_emplace(name, folder, snapshotFolder + "/" + name, events, log).first;
+    return root->second;
+}
+
+void Uploader::forgetRoot(std::map<std::string, LocalRoot>::iterator root) {
+    const std::string folder = root->second.folder();
+    root->second.discard();
+    roots.erase(root);
+    const bool isShared = std::any_of(roots.begin(), roots.end(), [&folder](const auto& other) {
+        return isAtOrBelow(other.second.folder(), folder) || isAtOrBelow(folder, other.second.folder());
+    });
+    if (events && !isShared) events->forgetTree(folder);
 }
 
 void Uploader::perform(const UploadTask& task) {
-    observer.phaseChanged("syncStatusScanning", std::nullopt);
-    const Scan found = scan(task);
-    observer.phaseChanged("syncStatusDiff", std::nullopt);
-    std::vector<File> differing;
-    for (const File& file : found.files) {
+    if (task.kind == Kind::end) {
+        if (const std::optional<std::string> folder = realFolder(task.localPath)) {
+            rootOf(task, *folder);
+            forgetRoot(roots.find(keptName(task)));
+        }
+        return;
+    }
+    if (task.kind == Kind::download || task.kind == Kind::cache) return fetch(task);
+    if (task.kind == Kind::copy || task.kind == Kind::move || task.kind == Kind::drop) return bring(task);
+    if (!observer.isWanted(task, task.remotePath)) return;
+    const bool isAnnounced = task.kind == Kind::sync; // the cache is nobody's folder
+    if (isAnnounced) observer.phaseChanged("syncStatusScanning", std::nullopt);
+    const std::optional<std::string> folder = realFolder(task.localPath);
+    std::optional<Differences> differences;
+    LocalRoot* root = folder ? &rootOf(task, *folder) : nullptr;
+    if (root) differences = root->lookAtAll(observer.exclusions(task, *folder));
+    if (isAnnounced) observer.phaseChanged("syncStatusDiff", std::nullopt);
+    if (!differences) return;
+    transferAll(worksOf(task, *root, *differences));
+    root->keep();
+}
+
+void Uploader::lookAtChanges(const PendingChanges::Directories& directories) {
+    const bool isAsked = std::any_of(directories.begin(), directories.end(),
+                                     [](const auto& each) { return each.second.isAsked; });
+    if (isAsked) observer.phaseChanged("syncStatusScanning", std::nullopt);
+    std::vector<Work> works;
+    bool differs = isAsked;
+    for (const UploadTask& task : observer.roots()) {
+        const std::optional<std::string> folder = realFolder(task.localPath);
+        if (!folder || !observer.isWanted(task, task.remotePath)) continue;
+        bool isConcerned = false;
+        for (const auto& [directory, wanted] : directories) {
+            // What lies above a synced folder concerns it only with all below.
+            const bool isAbove = wanted.recursive && isAtOrBelow(*folder, directory);
+            if (!isAbove && !isAtOrBelow(directory, *folder)) continue;
+            isConcerned = true;
+            if (task.kind == Kind::drop) continue;
+            LocalRoot& root = rootOf(task, *folder);
+            const std::optional<Differences> found =
+                root.lookAt(isAbove ? *folder : directory, wanted, observer.exclusions(task, *folder));
+            if (!found) continue;
+            std::vector<Work> more = worksOf(task, root, *found);
+            differs = differs || !more.empty() || !found->deleted.empty() || !found->folders.empty();
+            std::move(more.begin(), more.end(), std::back_inserter(works));
+        }
+        if (isConcerned && task.kind == Kind::drop) bring(task);
+    }
+    if (differs) observer.phaseChanged("syncStatusDiff", std::nullopt);
+    transferAll(works);
+}
+
+// What is to be copied of what differs. Folders are made and what was deleted goes into the trash on the way.
+std::vector<Uploader::Work> Uploader::worksOf(const UploadTask& task, LocalRoot& root,
+                                              const Differences& differences) {
+    std::vector<UploadTask> all;
+    if (!differences.deleted.empty() && task.kind == Kind::sync) all = observer.roots();
+    for (const std::string& relativePath : differences.deleted) {
+        if (task.kind != Kind::sync) break; // a cached copy may go, the item stays
+        const std::string remote = remoteBelow(task.remotePath, relativePath);
+        const bool holdsRoot = std::any_of(all.begin(), all.end(), [&remote](const UploadTask& other) {
+            return other.kind == Kind::sync && Space::isWithin(other.remotePath, remote);
+        });
+        if (!holdsRoot && observer.isWanted(task, remote) && space.trash(remote))
+            log.info("Deleted here, so it goes into the trash of the space: ", remote);
+    }
+    const auto makeWay = [this](const std::string& remote) {
+        return space.makeDirectory(remote) ||
+               (space.kind(remote) == ItemKind::file && space.trash(remote) && space.makeDirectory(remote));
+    };
+    for (const std::string& relativePath : differences.folders) {
+        const std::string remote = remoteBelow(task.remotePath, relativePath);
+        if (observer.isWanted(task, remote) && !makeWay(remote))
+            log.error("No folder ", remote, " can be made in the space");
+    }
+    std::vector<Work> works;
+    for (const std::string& relativePath : differences.files) {
+        const std::string remote = remoteBelow(task.remotePath, relativePath);
+        std::string local = root.folder() + relativePath;
         struct stat info {};
-        if (lstat(file.localPath.c_str(), &info) == 0 &&
-            !space.holds(file.remotePath, static_cast<std::uint64_t>(info.st_size), info.st_mtim))
-            differing.push_back(file);
+        if (!observer.isWanted(task, remote) || lstat(local.c_str(), &info) != 0) {
+            root.forget(relativePath);
+            continue;
+        }
+        if (space.holds(remote, static_cast<std::uint64_t>(info.st_size), info.st_mtim)) continue;
+        // Observers know the root by the user's spelling.
+        works.push_back({task, task.localPath + relativePath, remote, &root});
     }
-    if (!differing.empty()) observer.phaseChanged("syncStatusEnqueueing", std::nullopt);
+    return works;
+}
+
+void Uploader::transferAll(const std::vector<Work>& works) {
+    if (works.empty()) return;
+    observer.phaseChanged("syncStatusEnqueueing", std::nullopt);
+    std::vector<UploadTask> tasks;
+    for (const Work& work : works)
+        tasks.push_back({work.task.kind, work.localPath, work.remotePath});
+    setInHand(std::move(tasks));
     announced.clear();
-    for (const File& file : differing)
-        take(task, file);
-    if (task.kind == UploadTask::Kind::move)
-        for (auto directory = found.directories.rbegin(); directory != found.directories.rend(); ++directory)
-            ::rmdir(directory->c_str()); // one that still holds something stays
-}
-
-// Folders are made on the way, so that an empty one arrives too.
-Uploader::Scan Uploader::scan(const UploadTask& task) {
-    Scan found;
-    std::vector<std::pair<fs::path, std::string>> open{{task.localPath, task.remotePath}};
-    while (!open.empty() && !isStopping()) {
-        auto [local, remote] = std::move(open.back());
-        open.pop_back();
-        if (!observer.isWanted(task, remote)) continue;
-        std::error_code error;
-        // The root of a task may be reached through a link, as the user chose it; what lies below may not.
-        const bool isRoot = remote == task.remotePath;
-        const fs::file_type type =
-            (isRoot ? fs::status(local, error) : fs::symlink_status(local, error)).type();
-        if (type == fs::file_type::regular) {
-            found.files.push_back({local.string(), std::move(remote)});
-            continue;
-        }
-        if (type != fs::file_type::directory) {
-            log.info("Left out, neither a file nor a folder: ", local.string());
-            continue;
-        }
-        if (!space.makeDirectory(remote)) {
-            log.error("No folder ", remote, " can be made in the space; left out: ", local.string());
-            continue;
-        }
-        found.directories.push_back(local.string());
-        std::vector<fs::path> children;
-        for (fs::directory_iterator entry(local, error), end; !error && entry != end; entry.increment(error))
-            children.push_back(entry->path());
-        if (error) log.error("Cannot read ", local.string(), ": ", error.message());
-        // The last one is taken first: reversed order makes the upload go by name.
-        std::sort(children.rbegin(), children.rend());
-        for (fs::path& child : children) {
-            const std::string name = child.filename().string();
-            if (!isText(name)) {
-                log.error("Left out, its name is no UTF-8: ", child.string());
-                continue;
-            }
-            std::string childRemote = remoteChild(remote, name);
-            open.emplace_back(std::move(child), std::move(childRemote));
-        }
+    for (const Work& work : works) {
+        const TransferResult result = mayGoOn(work) ? upload(work) : TransferResult::stopped;
+        if (result != TransferResult::stored && work.root)
+            work.root->forget(work.localPath.substr(work.task.localPath.size()));
+        const std::lock_guard guard(lock);
+        inHand.erase(work.localPath);
+        if (const auto count = inHandRemotely.find(work.remotePath);
+            count != inHandRemotely.end() && --count->second == 0)
+            inHandRemotely.erase(count);
     }
-    return found;
 }
 
-void Uploader::take(const UploadTask& task, const File& file) {
-    if (!mayGoOn(task, file.remotePath)) return;
-    if (!copy(task, file)) ::unlink(space.incomingFile().c_str());
+TransferResult Uploader::upload(const Work& work) {
+    const bool isSynced = work.root != nullptr;
+    std::string remote = work.remotePath;
+    if (isSynced && space.kind(remote) == ItemKind::folder) space.trash(remote); // a file has taken its place
+    if (work.task.kind == Kind::drop) remote = space.freePath(remote).value_or(remote);
+    const bool hasFolder = space.makeDirectory(fs::path(remote).parent_path().string());
+    const std::optional<fs::path> destination = hasFolder ? space.localPath(remote) : std::nullopt;
+    if (!destination) {
+        log.error("No folder in the space can take ", work.localPath);
+        return TransferResult::failed;
+    }
+    FileTransfer file{work.localPath, space.incomingFile(), *destination};
+    // What the user chose himself may be a link; what lies below it may not.
+    file.followsLink = work.localPath == work.task.localPath;
+    file.replaces = isSynced;
+    file.removesSource = work.task.kind == Kind::move || work.task.kind == Kind::drop;
+    return transfer(work, file);
+}
+
+TransferResult Uploader::transfer(const Work& work, const FileTransfer& file) {
+    // Under a throttle a chunk is at most a twentieth of a second, so that a pause or a stop is felt at once.
+    const TransferControl control{pace.bytesPerSecond == 0
+                                      ? largestChunk
+                                      : std::clamp<std::uint64_t>(pace.bytesPerSecond / 20, 1, largestChunk),
+                                  [&](std::uint64_t size) {
+                                      if (!mayGoOn(work)) return false;
+                                      announce(work, size);
+                                      return true;
+                                  },
+                                  [this](std::uint64_t bytes) { spend(bytes); }};
+    return transferFile(file, control, log);
 }
 
 // Waits while paused. False when the item is not wanted any more.
-bool Uploader::mayGoOn(const UploadTask& task, const std::string& remotePath) {
+bool Uploader::mayGoOn(const Work& work) {
     {
         std::unique_lock guard(lock);
         changed.wait(guard, [this] { return stopping || !paused; });
         if (stopping) return false;
     }
-    return observer.isWanted(task, remotePath);
-}
-
-bool Uploader::copy(const UploadTask& task, const File& file) {
-    const auto failed = [&](const char* what) {
-        log.error("Cannot ", what, " ", file.localPath, ": ", std::strerror(errno));
-        return false;
-    };
-    // Not through a link and without waiting for the other end of a pipe, whatever took the file's place.
-    const bool isRoot = file.remotePath == task.remotePath;
-    const Descriptor source(
-        ::open(file.localPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | (isRoot ? 0 : O_NOFOLLOW)));
-    struct stat before {};
-    if (!source || fstat(source.get(), &before) != 0) return failed("read");
-    if (!S_ISREG(before.st_mode)) return false;
-
-    const fs::path incoming = space.incomingFile();
-    const Descriptor target(::open(incoming.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-    if (!target) return failed("receive");
-    if (!transferBytes(task, file, source.get(), target.get(), static_cast<std::uint64_t>(before.st_size)))
-        return false;
-
-    const std::array<timespec, 2> times{before.st_atim, before.st_mtim};
-    if (fchmod(target.get(), before.st_mode & 0777) != 0 || futimens(target.get(), times.data()) != 0)
-        return failed("keep the attributes of");
-    const bool isMove = task.kind == UploadTask::Kind::move;
-    if (isMove && fsync(target.get()) != 0) return failed("store");
-    const fs::path destination = space.localPath(file.remotePath);
-    if (::rename(incoming.c_str(), destination.c_str()) != 0) return failed("store");
-    if (isMove) {
-        struct stat after {};
-        if (fstat(source.get(), &after) != 0 || !sameContent(before, after))
-            log.error("Changed while it was moved, so it stays: ", file.localPath);
-        else if (::unlink(file.localPath.c_str()) != 0)
-            log.error("Cannot remove ", file.localPath, ": ", std::strerror(errno));
-    }
-    return true;
-}
-
-bool Uploader::transferBytes(const UploadTask& task, const File& file, int source, int target,
-                             std::uint64_t size) {
-    // Under a throttle a chunk is at most a twentieth of a second, so that a pause or a stop is felt at once.
-    std::vector<char> buffer(pace.bytesPerSecond == 0
-                                 ? largestChunk
-                                 : std::clamp<std::size_t>(pace.bytesPerSecond / 20, 1, largestChunk));
-    while (true) {
-        announce(file, size);
-        const ssize_t count = ::read(source, buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count == 0) return true;
-        if (count < 0 || !writeAll(target, buffer.data(), static_cast<std::size_t>(count))) {
-            log.error("Cannot copy ", file.localPath, ": ", std::strerror(errno));
-            return false;
-        }
-        spend(static_cast<std::uint64_t>(count));
-        if (!mayGoOn(task, file.remotePath)) return false;
-    }
+    return observer.isWanted(work.task, work.remotePath);
 }
 
 void Uploader::spend(std::uint64_t bytes) {
@@ -251,13 +394,15 @@ void Uploader::spend(std::uint64_t bytes) {
     changed.wait_until(guard, nextByte, [this] { return stopping; });
 }
 
-void Uploader::announce(const File& file, std::uint64_t size) {
-    if (announced == file.localPath) return;
+void Uploader::announce(const Work& work, std::uint64_t size) {
+    // A file on its way down is no upload.
+    if (announced == work.localPath || work.task.kind == Kind::download || work.task.kind == Kind::cache)
+        return;
     const Clock::time_point now = Clock::now();
     if (!announced.empty() && now - lastAnnouncement < pace.announcement) return;
-    announced = file.localPath;
+    announced = work.localPath;
     lastAnnouncement = now;
-    observer.phaseChanged("syncStatusTransfer", FileInFlight{file.localPath, size});
+    observer.phaseChanged("syncStatusTransfer", FileInFlight{work.localPath, size});
 }
 
 } // namespace sandbox

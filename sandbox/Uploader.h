@@ -1,18 +1,27 @@
-// Copies local files into the space, one after the other, on a thread of its own.
+// Brings local files into the space, and files of the space to local folders, one after the other, on a
+// thread of its own; and looks at the synced folders again where something has changed.
 //
-// A task is brought up to date, never blindly repeated: what the space already holds with the same size and
-// time of change is not copied again. A file is received beside and renamed, so that the space never shows
-// half of one. Regular files and folders are taken; links and special files are left out with a log line,
-// and so is a name that is no UTF-8, because no message could speak of it.
+// A synced folder is brought up to date, never blindly repeated: what the space already holds with the same
+// size and time of change is not copied again, and what was deleted in the folder goes into the space's
+// trash. Regular files and folders are taken; links and special files are left out with a log line, and so
+// is a name that is no UTF-8, because no message could speak of it.
+//
+// The thread sleeps while there is nothing to do.
 #pragma once
 
+#include "platform/DirectoryEvents.h"
 #include "platform/ProcessLog.h"
+#include "sandbox/FileTransfer.h"
+#include "sandbox/LocalRoot.h"
+#include "sandbox/PendingChanges.h"
 #include "sandbox/Space.h"
+#include "sandbox/UploadTask.h"
 
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -21,37 +30,6 @@
 #include <vector>
 
 namespace sandbox {
-
-struct UploadTask {
-    enum class Kind {
-        sync, // a pair: everything below the local root that differs
-        copy, // one item, as an own copy
-        move, // the same, and each file is removed from its old place once it has safely arrived
-    };
-    Kind kind = Kind::sync;
-    std::string localPath;
-    std::string remotePath; // where localPath itself arrives; plain
-
-    friend bool operator==(const UploadTask&, const UploadTask&) = default;
-};
-
-struct FileInFlight {
-    std::string localPath;
-    std::uint64_t size = 0; // bytes
-};
-
-// Told what happens, on the uploader's thread and without a lock of its in hand.
-class UploadObserver {
-  public:
-    virtual ~UploadObserver() = default;
-
-    // Whether an item of a task is still to be uploaded. Asked before each item and again while it is being
-    // copied: a "no" ends its copying and leaves no trace of it.
-    virtual bool isWanted(const UploadTask& task, std::string_view remotePath) = 0;
-
-    // The phase, as the sync status names it, and the file in flight, which only "syncStatusTransfer" has.
-    virtual void phaseChanged(std::string_view status, const std::optional<FileInFlight>& file) = 0;
-};
 
 class Uploader {
   public:
@@ -62,8 +40,10 @@ class Uploader {
         std::chrono::milliseconds announcement{20};
     };
 
-    // Space, observer and log must outlive the uploader.
-    Uploader(const Space& remoteSpace, Pace wantedPace, UploadObserver& uploadObserver,
+    // The snapshots of the synced folders are kept in a folder of their own, which exists. Without events,
+    // changes are seen where a message asks for it. Everything must outlive the uploader.
+    Uploader(const Space& remoteSpace, std::string snapshotFolder, Pace wantedPace,
+             platform::DirectoryEvents* directoryEvents, UploadObserver& uploadObserver,
              platform::ProcessLog& processLog);
     ~Uploader(); // ends the copying in hand and leaves no half file
 
@@ -73,39 +53,72 @@ class Uploader {
     // While paused nothing moves; the file in flight goes on where it stopped.
     void setPaused(bool pause);
 
+    // A directory of this machine has changed, as an event tells or a message; with all below it or not.
+    // Looked at in each synced folder that it lies in.
+    void noticed(const platform::DirectoryEvent& event);
+    void lookAgain(const std::string& directory, bool recursive, const std::string& name = {});
+
+    // Events at and below a path wait until it is released.
+    void holdEvents(const std::string& path);
+    void releaseEvents(const std::string& path);
+
+    // What waits or is in hand; of a synced folder that has not been looked at yet, the folder counts as one.
+    // And the directories that are to be looked at again.
+    std::vector<UploadTask> pendingTasks() const;
+    std::vector<std::string> pendingDirectories() const;
+    // Whether something pending is at the path, in it, or brings a folder above it.
+    bool isPendingLocally(std::string_view localPath) const;
+    bool isPendingRemotely(std::string_view remotePath) const;
+
   private:
-    struct File {
+    struct Work { // one file to be copied
+        UploadTask task;
         std::string localPath;
         std::string remotePath;
+        LocalRoot* root = nullptr; // the synced folder that it is from
     };
     struct Scan {
-        std::vector<File> files;
+        std::vector<Work> files;
         std::vector<std::string> directories; // local, a folder before what it holds
     };
 
     void run();
     void perform(const UploadTask& task);
+    void lookAtChanges(const PendingChanges::Directories& changes);
+    void bring(const UploadTask& task);
+    void fetch(const UploadTask& task);
     Scan scan(const UploadTask& task);
-    void take(const UploadTask& task, const File& file);
-    bool copy(const UploadTask& task, const File& file);
-    bool transferBytes(const UploadTask& task, const File& file, int source, int target, std::uint64_t size);
-    bool mayGoOn(const UploadTask& task, const std::string& remotePath);
+    LocalRoot& rootOf(const UploadTask& task, const std::string& folder);
+    void forgetRoot(std::map<std::string, LocalRoot>::iterator root);
+    std::vector<Work> worksOf(const UploadTask& task, LocalRoot& root, const Differences& differences);
+    void transferAll(const std::vector<Work>& works);
+    TransferResult upload(const Work& work);
+    TransferResult transfer(const Work& work, const FileTransfer& file);
+    bool mayGoOn(const Work& work);
     void spend(std::uint64_t bytes);
-    void announce(const File& file, std::uint64_t size);
+    void announce(const Work& work, std::uint64_t size);
     bool isStopping();
+    void setInHand(std::vector<UploadTask> tasks);
 
     const Space& space;
+    const std::string snapshotFolder;
     const Pace pace;
+    platform::DirectoryEvents* const events;
     UploadObserver& observer;
     platform::ProcessLog& log;
 
-    std::mutex lock;
+    mutable std::mutex lock;
     std::condition_variable changed;
-    std::deque<UploadTask> waiting; // guarded by lock, as the next two
+    std::deque<UploadTask> waiting; // guarded by lock, as those up to the next comment
+    PendingChanges changes;
+    std::map<std::string, UploadTask, std::less<>> inHand;          // by local path
+    std::map<std::string, std::size_t, std::less<>> inHandRemotely; // how many, by remote path
+    bool hasLostEvents = false;
     bool paused = false;
     bool stopping = false;
 
     // Of the thread alone.
+    std::map<std::string, LocalRoot> roots;         // by kind and remote root
     std::chrono::steady_clock::time_point nextByte; // when the throttle lets the next byte through
     std::chrono::steady_clock::time_point lastAnnouncement;
     std::string announced; // the local path that the last announcement named

@@ -14,6 +14,10 @@ namespace {
 
 constexpr uint64_t kFirstCapacity = 4;
 
+// Of ListStore::moves: the links may be anywhere; and the number below which a search is always cheap.
+constexpr uint32_t kUnknownMoves = UINT32_MAX;
+constexpr uint64_t kFewMoves = 64;
+
 void dropIndex(DSList* list) {
     ListStore* store = storeOf(list);
     if (store == nullptr) return;
@@ -22,11 +26,15 @@ void dropIndex(DSList* list) {
 }
 
 void resize(DSList* list, uint64_t capacity) {
+    if (capacity > UINT32_MAX) endForLackOfMemory();
     ListStore* store = storeOf(list);
     bool isNew = store == nullptr;
     store = static_cast<ListStore*>(reallocate(store, sizeof(ListStore) + capacity * sizeof(DSListNode*)));
-    if (isNew) store->index = nullptr;
-    store->capacity = capacity;
+    if (isNew) {
+        store->index = nullptr;
+        store->moves = 0;
+    }
+    store->capacity = static_cast<uint32_t>(capacity);
     list->items = reinterpret_cast<DSListNode**>(store + 1) + list->_gap;
 }
 
@@ -41,6 +49,7 @@ void makeRoom(DSList* list) {
             memmove(slots, list->items, list->count * sizeof(DSListNode*));
             list->items = slots;
             list->_gap = 0;
+            storeOf(list)->moves = kUnknownMoves;
         } else {
             resize(list,
                    store->capacity + store->capacity / 2 + 1); // a reserved list may have had room for one
@@ -69,20 +78,60 @@ void releaseLink(const DSList* list, DSListNode* link) {
         free(link);
 }
 
-// Position of the first link with this value, or the count. The array is searched from both ends at once,
-// where the value can be in the list only once, so that a large directory is emptied from either end cheaply.
-uint64_t positionOf(const DSList* list, const void* value) {
+void remember(DSNode* node, uint64_t slot) {
+    node->_flags = (node->_flags & kNodeFlags) | static_cast<uint32_t>(slot) << kSlotShift;
+}
+
+// Takes in how a name to be appended stands to the last one.
+void keepOrder(DSList* list, uint32_t order) {
+    if (list->count == 0)
+        list->_flags |= kListAscending | kListAscendingSigned;
+    else
+        list->_flags &= ~(kListAscending | kListAscendingSigned) | order;
+}
+
+void attach(DSList* list, DSListNode* link) {
+    list->items[list->count++] = link;
+    if (list->tail != nullptr)
+        list->tail->next = link;
+    else
+        list->head = link;
+    list->tail = link;
+}
+
+// Makes every child remember its slot again.
+void rememberAll(DSList* list) {
+    for (uint64_t i = 0; i < list->count; i++)
+        remember(nodeOf(list->items[i]), list->_gap + i);
+    storeOf(list)->moves = 0;
+}
+
+// Position of a node's own link, or the count. Each removal moves a link by one slot at most, so the search
+// goes outwards from the remembered slot as far as there were removals since; when these are many, one walk
+// over all makes the next searches short again.
+uint64_t positionOfNode(DSList* list, const DSNode* node) {
     uint64_t count = list->count;
-    bool areNodes = (list->_flags & kListOfChildren) != 0;
-    if (areNodes && value == nullptr) return count;
-    if (areNodes && (list->_flags & kListHasOwnLinks) == 0) {
-        const DSListNode* link = linkInside(value);
-        for (uint64_t low = 0, high = count; low < high; low++) {
-            if (list->items[low] == link) return low;
-            if (list->items[--high] == link) return high;
-        }
-        return count;
+    if (count == 0) return count;
+    const DSListNode* link = linkInside(node);
+    uint64_t moves = storeOf(list)->moves;
+    if (moves > kFewMoves + count / kFewMoves) {
+        rememberAll(list);
+        moves = 0;
     }
+    uint64_t slot = node->_flags >> kSlotShift;
+    uint64_t start = std::min(slot > list->_gap ? slot - list->_gap : 0, count - 1);
+    for (uint64_t distance = 0; distance <= moves; distance++) {
+        if (distance <= start && list->items[start - distance] == link) return start - distance;
+        if (start + distance < count && list->items[start + distance] == link) return start + distance;
+    }
+    return static_cast<uint64_t>(std::find(list->items, list->items + count, link) - list->items);
+}
+
+// Position of the first link with this value, or the count.
+uint64_t positionOf(DSList* list, const void* value) {
+    uint64_t count = list->count;
+    if ((list->_flags & (kListOfChildren | kListHasOwnLinks)) == kListOfChildren)
+        return value != nullptr ? positionOfNode(list, static_cast<const DSNode*>(value)) : count;
     for (uint64_t i = 0; i < count; i++)
         if (list->items[i]->value == value) return i;
     return count;
@@ -99,6 +148,9 @@ void closeHole(DSList* list, uint64_t position) {
         memmove(list->items + position, list->items + position + 1, after * sizeof(DSListNode*));
     }
     list->count--;
+    const bool isAtAnEnd = position == 0 || after == 0; // nothing moved
+    ListStore* store = storeOf(list);
+    if (!isAtAnEnd && store->moves < kUnknownMoves) store->moves++;
 }
 
 // Orders two links for the sort: identical ones are equal, a missing one comes last.
@@ -121,14 +173,16 @@ void relink(DSList* list) {
 
 } // namespace
 
+void endForLackOfMemory() {
+    fputs("Out of memory.\n", stderr);
+    abort();
+}
+
 void* allocate(size_t size) { return reallocate(nullptr, size); }
 
 void* reallocate(void* memory, size_t size) {
     void* result = realloc(memory, size);
-    if (result == nullptr) {
-        fputs("Out of memory.\n", stderr);
-        abort();
-    }
+    if (result == nullptr) endForLackOfMemory();
     return result;
 }
 
@@ -137,11 +191,6 @@ char* duplicate(std::string_view text) {
     memcpy(copy, text.data(), text.size());
     copy[text.size()] = '\0';
     return copy;
-}
-
-void initialiseChildren(DSList* list) {
-    *list = {};
-    list->_flags = kListOfChildren;
 }
 
 void releaseLinks(DSList* list) {
@@ -163,16 +212,16 @@ void reserve(DSList* list, uint64_t capacity) {
         resize(list, list->_gap + capacity);
 }
 
-uint32_t orderOfNames(std::string_view first, std::string_view second) {
-    size_t common = std::min(first.size(), second.size());
-    for (size_t i = 0; i < common; i++) {
-        if (first[i] == second[i]) continue;
-        auto a = static_cast<unsigned char>(first[i]);
-        auto b = static_cast<unsigned char>(second[i]);
-        return (a < b ? kListAscending : 0U) |
-               (static_cast<signed char>(a) < static_cast<signed char>(b) ? kListAscendingSigned : 0U);
-    }
-    return first.size() < second.size() ? kListAscending | kListAscendingSigned : 0U;
+void appendChild(DSNode* parent, DSNode* node, uint32_t order) {
+    DSList* list = parent->children;
+    node->parent = parent;
+    makeRoom(list);
+    DSListNode* link = linkInside(node);
+    *link = {node, nullptr};
+    keepOrder(list, order);
+    if (NameIndex* index = storeOf(list)->index) index->append(node);
+    remember(node, list->_gap + list->count);
+    attach(list, link);
 }
 
 } // namespace snapshot
@@ -220,19 +269,11 @@ void DSListAppendValue(DSList* list, void* value) noexcept {
     DSListNode* link = makeLink(list, value);
     if (areNodes) {
         auto* node = static_cast<DSNode*>(value);
-        uint32_t order = kListAscending | kListAscendingSigned;
-        if (list->count == 0)
-            list->_flags |= order;
-        else if ((list->_flags & order) != 0)
-            list->_flags &= ~order | orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node));
+        keepOrder(list, list->count > 0 ? orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node)) : 0);
         if (NameIndex* index = storeOf(list)->index) index->append(node);
+        if (link == linkInside(node)) remember(node, list->_gap + list->count);
     }
-    list->items[list->count++] = link;
-    if (list->tail != nullptr)
-        list->tail->next = link;
-    else
-        list->head = link;
-    list->tail = link;
+    attach(list, link);
 }
 
 void DSListRemoveValue(DSList* list, const void* value) noexcept {
@@ -276,6 +317,7 @@ void DSListSort(DSList* list, DSListComparator comparator) noexcept {
     qsort_r(list->items, list->count, sizeof(DSListNode*), _internal_compar, static_cast<void*>(&comparator));
     relink(list);
     if ((list->_flags & kListOfChildren) == 0) return;
+    storeOf(list)->moves = kUnknownMoves;
     const NameIndex* index = storeOf(list)->index;
     if (index != nullptr && index->hasRepeatedNames()) dropIndex(list);
     if (list->count > 1) list->_flags &= ~(kListAscending | kListAscendingSigned);

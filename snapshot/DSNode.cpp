@@ -3,6 +3,7 @@
 #include "snapshot/digest_store.h"
 #include "snapshot/list_private.h"
 #include "snapshot/lookup.h"
+#include "snapshot/node_store.h"
 #include "snapshot/path_utils.h"
 
 #include <cstdlib>
@@ -13,13 +14,6 @@
 namespace snapshot {
 
 namespace {
-
-struct Block {
-    DSListNode link;
-    DSNode node;
-};
-
-char* nameInside(DSNode* node) { return reinterpret_cast<char*>(node + 1); }
 
 // A children list outlives neither its node nor the values in it, so what is below is released from a list of
 // what is left to do; no depth of the tree costs any stack.
@@ -33,12 +27,12 @@ void destroySubtree(DSNode* root) {
         releaseLinks(node->children);
         if (node->name != nameInside(node)) free(node->name);
         DigestStore::release(node);
-        free(linkInside(node));
+        NodeStore::release(node);
     }
 }
 
-DSNode* copyAlone(const DSNode* node) {
-    DSNode* copy = createNode(nameOf(node), node->size, node->modifiedTime, node->startedTime, node->type);
+DSNode* copyAlone(NodeStore& nodes, const DSNode* node) {
+    DSNode* copy = nodes.create(nameOf(node), node->size, node->modifiedTime, node->startedTime, node->type);
     if (node->hash != nullptr) {
         copy->hash = static_cast<uint8_t*>(allocate(DSNodeHashLength));
         memcpy(copy->hash, node->hash, DSNodeHashLength);
@@ -47,30 +41,6 @@ DSNode* copyAlone(const DSNode* node) {
 }
 
 } // namespace
-
-DSNode* createNode(std::string_view name, int64_t size, int64_t modifiedTime, int64_t startedTime,
-                   uint8_t type) {
-    size_t room = (name.size() + sizeof(DSList*)) & ~(sizeof(DSList*) - 1);
-    auto* block = static_cast<Block*>(allocate(sizeof(Block) + room + sizeof(DSList)));
-    block->link = {};
-    DSNode* node = &block->node;
-    char* inside = nameInside(node);
-    memcpy(inside, name.data(), name.size());
-    inside[name.size()] = '\0';
-    auto* children = reinterpret_cast<DSList*>(inside + room);
-    initialiseChildren(children);
-    *node = {inside,
-             size,
-             type,
-             modifiedTime,
-             startedTime,
-             nullptr,
-             children,
-             nullptr,
-             static_cast<uint32_t>(name.size()),
-             0};
-    return node;
-}
 
 } // namespace snapshot
 
@@ -152,7 +122,8 @@ DSNode* DSNodeFindWithFullPath(const char* path, DSNode* root) noexcept { return
 
 DSNode* DSNodeCopy(const DSNode* node) noexcept {
     if (node == nullptr) return nullptr;
-    DSNode* top = copyAlone(node);
+    NodeStore nodes;
+    DSNode* top = copyAlone(nodes, node);
     std::vector<std::pair<const DSNode*, DSNode*>> left{{node, top}};
     while (!left.empty()) {
         auto [from, to] = left.back();
@@ -160,7 +131,7 @@ DSNode* DSNodeCopy(const DSNode* node) noexcept {
         reserve(to->children, from->children->count);
         for (uint64_t i = 0; i < from->children->count; i++) {
             const DSNode* child = childAt(from, i);
-            DSNode* copy = copyAlone(child);
+            DSNode* copy = copyAlone(nodes, child);
             DSNodeAppendChild(copy, to);
             if (child->children->count > 0) left.emplace_back(child, copy);
         }

@@ -50,14 +50,18 @@ inline std::string databaseFile(const char* path) { return std::string(path) + "
 bool _saveSnapshotDBWithSHA1(const char* prefix, const DSNode* node, const char* path, int useSHA1,
                              sqlite3* database);
 
+// Whether the steps of a save or a load that go well are told on standard error, as the public functions do.
+// What fails always is.
+enum class Steps { told, silent };
+
 // The public function, and whether all rows and the final status are stored.
-bool saveDatabase(const DSNode* root, const char* path);
+bool saveDatabase(const DSNode* root, const char* path, Steps steps = Steps::told);
 
 // The tree of an open database, or NULL after a message when the rows cannot be read; `complete` tells
 // whether every row is in the tree.
 DSNode* loadDatabase(sqlite3* database, bool& complete);
 
 // The public function.
-DSNode* loadDatabase(const char* path, bool& complete);
+DSNode* loadDatabase(const char* path, bool& complete, Steps steps = Steps::told);
 
 } // namespace snapshot

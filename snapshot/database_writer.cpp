@@ -111,7 +111,8 @@ bool _saveSnapshotDBWithSHA1(const char* prefix, const DSNode* node, const char*
     return writer.allWritten();
 }
 
-bool saveDatabase(const DSNode* root, const char* path) {
+bool saveDatabase(const DSNode* root, const char* path, Steps steps) {
+    bool told = steps == Steps::told;
     if (root == nullptr || path == nullptr) return false;
     sqlite3* opened = nullptr;
     int result = sqlite3_open(databaseFile(path).c_str(), &opened);
@@ -122,16 +123,15 @@ bool saveDatabase(const DSNode* root, const char* path) {
     }
     execute(opened, kCreateStatusTable);
     bool started = insertStatus(opened, kReplaceStatus, SaveStatus::saving);
-    fputs("SQL Status 2 Inserted.\n", stderr);
-    fprintf(stderr, " ----------- SQL Starting Save Path %s.db\n", path);
+    if (told) fprintf(stderr, "SQL Status 2 Inserted.\n ----------- SQL Starting Save Path %s.db\n", path);
     bool stored = saveRows(opened, root, path);
     if (stored) {
         stored = insertStatus(opened, kReplaceStatus, SaveStatus::complete);
-        fputs("SQL Status 1 Inserted.\n", stderr);
+        if (told) fputs("SQL Status 1 Inserted.\n", stderr);
     } else {
         fputs("SQL Status Insert failed. Error rows of this save are missing\n", stderr);
     }
-    fprintf(stderr, " xxxxxxxxxxx SQL Finished Save Path %s.db\n", path);
+    if (told) fprintf(stderr, " xxxxxxxxxxx SQL Finished Save Path %s.db\n", path);
     return started && stored;
 }
 

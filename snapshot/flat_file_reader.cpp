@@ -2,7 +2,7 @@
 #include "snapshot/DSFlatFile.h"
 #include "snapshot/decimal.h"
 #include "snapshot/flat_file.h"
-#include "snapshot/loaded_items.h"
+#include "snapshot/tree_builder.h"
 
 #include <sys/stat.h>
 
@@ -32,20 +32,11 @@ class ByteReader {
     // Passes the byte that peek() gave.
     void skip() { _at++; }
 
-    // Reads a number as the writer writes it, digits and a bar, and passes both. False, with nothing passed,
-    // for anything else, and where the buffer ends: the general way is to be taken then.
-    bool takePlain(uint64_t& number) {
-        constexpr ptrdiff_t mostDigits = 18; // fit any of the numbers without a look at their range
-        const char* at = _at;
-        const char* last = _end - at > mostDigits ? at + mostDigits : _end;
-        uint64_t value = 0;
-        for (; at < last && isDigit(*at); at++)
-            value = 10 * value + static_cast<uint64_t>(*at - '0');
-        if (at == last || at == _at || *at != '|') return false;
-        _at = at + 1;
-        number = value;
-        return true;
-    }
+    // What has been read of the file and not been passed; a NUL that is not of the file follows it.
+    std::string_view ahead() const { return {_at, static_cast<size_t>(_end - _at)}; }
+
+    // Passes bytes of it.
+    void skip(size_t count) { _at += count; }
 
     // Copies up to `length` bytes; gives how many there were.
     size_t take(char* into, size_t length) {
@@ -75,13 +66,14 @@ class ByteReader {
         _ended = count <= 0;
         _at = _buffer.get();
         _end = _at + std::max<ssize_t>(count, 0);
+        _buffer[static_cast<size_t>(_end - _at)] = '\0';
         return !_ended;
     }
 
     int _descriptor;
-    std::unique_ptr<char[]> _buffer{new char[kCapacity]};
-    const char* _at = nullptr;
-    const char* _end = nullptr;
+    std::unique_ptr<char[]> _buffer{new char[kCapacity + 1]()};
+    const char* _at = _buffer.get();
+    const char* _end = _buffer.get();
     bool _ended = false;
     bool _failed = false;
 };
@@ -100,8 +92,7 @@ struct Info {
 Scan scanInfo(ByteReader& reader, Info& info) {
     for (int i = 0; i < 4; i++) {
         Decimal number;
-        bool isPlain = reader.takePlain(number.magnitude);
-        Scan scan = isPlain ? Scan::number : scanDecimal(reader, number);
+        Scan scan = scanDecimal(reader, number);
         if (scan != Scan::number) return scan;
         switch (i) {
         case 0:
@@ -116,7 +107,6 @@ Scan scanInfo(ByteReader& reader, Info& info) {
         default:
             info.started = number.asSigned();
         }
-        if (isPlain) continue;
         int byte = reader.peek();
         if (byte < 0) return Scan::end;
         if (byte == '|')
@@ -148,7 +138,50 @@ class FlatFileReader {
     }
 
   private:
+    // Reads a record that is as the writer writes it and wholly in the buffer: nearly all are. False, with
+    // nothing passed, for any other, which is to be read in the general way.
+    bool readPlainRecord() {
+        std::string_view ahead = _bytes.ahead();
+        const char* at = ahead.data();
+        uint64_t length = 0;
+        if (!readPlain(at, length) || length == 0 || length >= DSNodePathCapacity) return false;
+        if (static_cast<size_t>(ahead.data() + ahead.size() - at) < length || *at != '/') return false;
+        std::string_view path(at, length);
+        at += length;
+        uint64_t size = 0;
+        uint64_t type = 0;
+        uint64_t modified = 0;
+        uint64_t started = 0;
+        if (!readPlain(at, size) || !readPlain(at, type) || !readPlain(at, modified) ||
+            !readPlain(at, started))
+            return false;
+        DSNode* node = _items.findOrCreate(path, static_cast<uint8_t>(type));
+        if (node == nullptr) return false; // a NUL in the path
+        setInfo(node, static_cast<int64_t>(size), static_cast<int64_t>(modified),
+                static_cast<int64_t>(started));
+        _bytes.skip(static_cast<size_t>(at - ahead.data()));
+        return true;
+    }
+
+    // Digits and a bar. The buffer's final NUL ends both.
+    static bool readPlain(const char*& at, uint64_t& number) {
+        constexpr ptrdiff_t mostDigits = 18; // fit any of the numbers without a look at their range
+        const char* start = at;
+        uint64_t value = 0;
+        for (; isDigit(*at); at++)
+            value = 10 * value + static_cast<uint64_t>(*at - '0');
+        number = value;
+        return *at == '|' && at != start && at++ - start <= mostDigits;
+    }
+
+    static void setInfo(DSNode* node, int64_t size, int64_t modified, int64_t started) {
+        node->size = size;
+        node->modifiedTime = modified;
+        node->startedTime = started;
+    }
+
     Outcome readRecord() {
+        if (!_withDigests && readPlainRecord()) return Outcome::record;
         Decimal length;
         switch (scanLength(length)) {
         case Scan::end:
@@ -184,16 +217,13 @@ class FlatFileReader {
             _bytes.take(digest, sizeof digest);
         }
         DSNode* node = _items.findOrCreate({_path, static_cast<size_t>(length.magnitude)}, info.type);
-        node->size = info.size;
-        node->modifiedTime = info.modified;
-        node->startedTime = info.started;
+        setInfo(node, info.size, info.modified, info.started);
         return Outcome::record;
     }
 
     // The bar behind the length may be missing, as for scanf. A sign alone at the end is no end between two
     // records.
     Scan scanLength(Decimal& length) {
-        if (_bytes.takePlain(length.magnitude)) return Scan::number;
         while (isWhiteSpace(_bytes.peek()))
             _bytes.skip();
         if (_bytes.peek() < 0) return Scan::end;
@@ -228,7 +258,7 @@ class FlatFileReader {
     ByteReader _bytes;
     const char* _file;
     bool _withDigests;
-    LoadedItems _items;
+    TreeBuilder _items;
     char _path[DSNodePathCapacity];
 };
 

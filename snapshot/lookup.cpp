@@ -2,6 +2,7 @@
 
 #include "snapshot/list_private.h"
 #include "snapshot/name_index.h"
+#include "snapshot/node_store.h"
 #include "snapshot/path_utils.h"
 
 #include <cstring>
@@ -27,17 +28,17 @@ DSNode* findChild(const DSNode* parent, std::string_view name) {
     return nullptr;
 }
 
-DSNode* findOrAppendChild(DSNode* parent, std::string_view name, uint8_t type) {
+DSNode* findOrAppendChild(DSNode* parent, std::string_view name, uint8_t type, NodeStore* nodes) {
     const DSList* children = parent->children;
-    bool isNew = false;
-    if (children->count == 0)
-        isNew = true;
-    else if ((children->_flags & kListAscending) != 0) // a name behind the last of ascending names is new
-        isNew = (orderOfNames(nameOf(nodeOf(children->tail)), name) & kListAscending) != 0;
+    uint32_t order =
+        children->count > 0 ? orderOfNames(nameOf(nodeOf(children->tail)), name) : kListAscending;
+    // A name behind the last of ascending names is new.
+    bool isNew =
+        (order & kListAscending) != 0 && (children->count == 0 || (children->_flags & kListAscending) != 0);
     DSNode* node = isNew ? nullptr : findChild(parent, name);
     if (node == nullptr) {
-        node = createNode(name, 0, 0, 0, type);
-        DSNodeAppendChild(node, parent);
+        node = nodes != nullptr ? nodes->create(name, 0, 0, 0, type) : createNode(name, 0, 0, 0, type);
+        appendChild(parent, node, order);
     }
     return node;
 }

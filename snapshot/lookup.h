@@ -8,12 +8,14 @@
 
 namespace snapshot {
 
+class NodeStore;
+
 // The first child with this name, or NULL.
 DSNode* findChild(const DSNode* parent, std::string_view name);
 
 // The first child with this name, or a new one of this kind, with size and times 0, at the end of the
-// children.
-DSNode* findOrAppendChild(DSNode* parent, std::string_view name, uint8_t type);
+// children, from the store when there is one.
+DSNode* findOrAppendChild(DSNode* parent, std::string_view name, uint8_t type, NodeStore* nodes = nullptr);
 
 // To be called before a child's name changes.
 void forgetName(DSNode* parent);

@@ -2,6 +2,7 @@
 
 #include "snapshot/directory_listing.h"
 #include "snapshot/list_private.h"
+#include "snapshot/node_store.h"
 #include "snapshot/path_utils.h"
 #include "snapshot/work_ahead.h"
 
@@ -148,7 +149,8 @@ class Scan {
             status = level.entries->status(position);
         }
         if (status.type == 0) return true;
-        DSNode* node = createNode(name, status.size, status.modifiedTime, status.accessedTime, status.type);
+        DSNode* node =
+            _nodes.create(name, status.size, status.modifiedTime, status.accessedTime, status.type);
         DSNodeAppendChild(node, level.node);
         if (status.type == DSNodeTypeDirectory && _options->recursive == 1) {
             DSListAppendValue(_components, duplicate(name));
@@ -174,6 +176,7 @@ class Scan {
     DSSnapshotOptions* _options;
     std::deque<Level> _levels; // the first _depth are in use; the others keep their memory for later
     size_t _depth = 0;
+    NodeStore _nodes;
     std::optional<WorkAhead> _ahead;
     DSList* _components = nullptr; // of the directory of the innermost level
     char _path[DSNodePathCapacity];

@@ -1,21 +1,9 @@
-/* Which items are never reported as changes, and the matchers for user patterns.
- *
- * Everything here is a pure function of its arguments and may be called from any thread. */
+// Which items are never reported as changes, and the matchers for user patterns.
+//
+// Everything here is a pure function of its arguments and may be called from any thread.
 #pragma once
 
-#include "snapshot/export.h"
-
-DS_BEGIN_DECLS
-
-/* 1 when an item is excluded by its name and the names of the directories above it, else 0. The names are
- * compared as exact byte strings. A missing parent or grandparent is the empty string, never NULL; a NULL
- * name is excluded. Allocates nothing. */
-DS_API int checkForExclusion(const char* name, const char* parentName,
-                             const char* grandparentName) DS_NOTHROW;
-
-DS_END_DECLS
-
-#ifdef __cplusplus
+#include "snapshot/DSExclusion.h"
 
 #include <regex.h>
 
@@ -25,10 +13,9 @@ namespace snapshot {
 //
 // The pattern stands for a run of the path that begins at its start, or after a "/" and at least one more
 // byte, and ends at its end or before a "/". "*" is any run of bytes; "^", "$", ".", parentheses, braces,
-// brackets,
-// "\", "/", ":" and "+" stand for themselves; "?" and "|" keep their meaning in an extended regular
-// expression (POSIX, XBD 9.4). One trailing "/" of the pattern and of the path is ignored. Bytes are matched
-// as such, whatever the locale.
+// brackets, "\", "/", ":" and "+" stand for themselves; "?" and "|" keep their meaning in an extended
+// regular expression (POSIX, XBD 9.4). One trailing "/" of the pattern and of the path is ignored. Bytes are
+// matched as such, whatever the locale.
 class CompiledPattern {
   public:
     explicit CompiledPattern(const char* pattern);
@@ -55,5 +42,3 @@ bool _match(const char* pattern, const char* path);
 bool _match2(const char* pattern, const char* subject);
 
 } // namespace snapshot
-
-#endif

@@ -1,38 +1,44 @@
 #include "snapshot/tree_builder.h"
 
+#include "snapshot/list_private.h"
 #include "snapshot/lookup.h"
 #include "snapshot/path_utils.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace snapshot {
 
 TreeBuilder::TreeBuilder(DSNode* root) : _root(root) {}
 
 DSNode* TreeBuilder::findOrCreate(std::string_view path, uint8_t type) {
-    if (!path.starts_with('/') || path.find('\0') != std::string_view::npos) return nullptr;
+    if (!path.starts_with('/')) return nullptr;
     if (path.size() >= DSNodePathCapacity) {
-        reportPathTooLong(path);
+        if (path.find('\0') == std::string_view::npos) reportPathTooLong(path);
         return nullptr;
     }
-    if (path == "/") return _root;
+    bool isRoot = path.size() == 1;
     if (path.ends_with('/')) path.remove_suffix(1);
 
     // As much of the last path as leads the same way: whole components only.
-    size_t same = static_cast<size_t>(
-        std::mismatch(path.begin(), path.end(), _path.begin(), _path.end()).first - path.begin());
-    while (!_steps.empty()) {
-        size_t end = _steps.back().end;
+    size_t same = commonStart(path.data(), _path, std::min(path.size(), _length));
+    size_t steps = _steps.size();
+    for (; steps > 0; steps--) {
+        size_t end = _steps[steps - 1].end;
         if (end <= same && (end == path.size() || path[end] == '/')) break;
-        _steps.pop_back();
     }
-    size_t at = _steps.empty() ? 0 : _steps.back().end; // of the "/" before what is left
-    DSNode* node = _steps.empty() ? _root : _steps.back().node;
-    _path.replace(at, std::string::npos, path.substr(at));
+    size_t at = steps > 0 ? _steps[steps - 1].end : 0; // of the "/" before what is left
+    if (memchr(path.data() + at, '\0', path.size() - at) != nullptr) return nullptr;
+    if (isRoot) return _root;
+    DSNode* node = steps > 0 ? _steps[steps - 1].node : _root;
+    _steps.resize(steps);
+    memcpy(_path + at, path.data() + at, path.size() - at);
+    _length = path.size();
     while (at < path.size() || _steps.empty()) {
         size_t end = std::min(path.find('/', at + 1), path.size());
         std::string_view name = path.substr(at + 1, end - at - 1);
-        node = findOrAppendChild(node, name, end == path.size() ? type : uint8_t{DSNodeTypeDirectory});
+        node =
+            findOrAppendChild(node, name, end == path.size() ? type : uint8_t{DSNodeTypeDirectory}, &_nodes);
         _steps.push_back({end, node});
         at = end;
     }

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "snapshot/DSNode.h"
+#include "snapshot/node_store.h"
 
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -36,9 +36,11 @@ class TreeBuilder {
         DSNode* node;
     };
 
+    NodeStore _nodes;
     DSNode* _root;
-    std::string _path;        // the last path, without its trailing "/"
-    std::vector<Step> _steps; // the nodes on the way to it, from the first below the root
+    std::vector<Step> _steps;       // the nodes on the way to the last path, from the first below the root
+    size_t _length = 0;             // of the last path, without a trailing "/"
+    char _path[DSNodePathCapacity]; // the last path
 };
 
 } // namespace snapshot

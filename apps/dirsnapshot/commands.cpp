@@ -1,6 +1,8 @@
 #include "apps/dirsnapshot/commands.h"
 
 #include "apps/dirsnapshot/output.h"
+#include "dirsnapshot/DirSnapshot.h"
+#include "platform/FileAttributes.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/scan_utils.h"
@@ -9,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 namespace dirsnapshot_tool {
 
@@ -71,6 +74,53 @@ struct Paths {
     }
 };
 
+// The items of one category of a comparison by digests.
+class Items {
+  public:
+    Items(const platform::Dictionary& result, const char* category) {
+        if (const platform::Value* found = platform::find(result, category)) _items = found->array();
+    }
+    bool isEmpty() const { return _items == nullptr; }
+    platform::Value value() const {
+        platform::Array array;
+        each([&](const std::string& path, const platform::Dictionary& item) {
+            array.emplace_back(platform::Dictionary{
+                {"path", jsonString(path)}, {"type", typeOf(item)}, {"size", item.at(platform::NSFileSize)}});
+        });
+        return array;
+    }
+    void print(char letter) const {
+        each([&](const std::string& path, const platform::Dictionary&) {
+            printf("%c %s\n", letter, path.c_str());
+        });
+    }
+
+  private:
+    template <typename Visit>
+    void each(Visit visit) const {
+        if (isEmpty()) return;
+        for (const platform::Value& value : *_items) {
+            const platform::Dictionary& item = *value.dictionary();
+            visit(*item.at(dirsnapshot::DirSnapshotNodePathKey).string(), item);
+        }
+    }
+    static int typeOf(const platform::Dictionary& item) {
+        const std::string& type = *item.at(platform::NSFileType).string();
+        if (type == platform::NSFileTypeDirectory) return DSNodeTypeDirectory;
+        return type == platform::NSFileTypeSymbolicLink ? DSNodeTypeSymlink : DSNodeTypeFile;
+    }
+
+    const platform::Array* _items = nullptr;
+};
+
+ExitCode answer(const char* key, bool isTrue, const char* yes, const char* no, bool json) {
+    if (json)
+        printJson(platform::Dictionary{{key, isTrue}});
+    else
+        puts(isTrue ? yes : no);
+    return isTrue ? kSame : kDifferent;
+}
+
 } // namespace
 
 ExitCode scan(const std::string& directory, const Source& target, bool recursive) {
@@ -126,6 +176,44 @@ ExitCode diff(const Source& older, const Source& newer, bool json) {
     return added.count + modified.count + deleted.count > 0 ? kDifferent : kSame;
 }
 
+ExitCode diffByHashes(const Source& older, const Source& newer, const HashOptions& options, bool json) {
+    LoadedTree previous = scanOrLoad(older.path, older.type);
+    LoadedTree current = scanOrLoad(newer.path, newer.type);
+    if (previous.root == nullptr || current.root == nullptr) return kTrouble;
+    std::string base = options.base;
+    std::error_code error;
+    if (base.empty() && std::filesystem::is_directory(newer.path, error)) base = newer.path;
+    if (!base.empty()) base = std::filesystem::absolute(base).lexically_normal();
+    const platform::Dictionary result = dirsnapshot::DirSnapshot::compareWithSnapshotUsingHashes(
+        current.root.get(), previous.root.get(), options.ignoreDeleted, options.exclusions, base);
+    const Items added(result, dirsnapshot::DirSnapshotAddedPathsKey);
+    const Items modified(result, dirsnapshot::DirSnapshotModifiedPathsKey);
+    const Items deleted(result, dirsnapshot::DirSnapshotDeletedPathsKey);
+    if (json) {
+        printJson(platform::Dictionary{
+            {"added", added.value()}, {"modified", modified.value()}, {"deleted", deleted.value()}});
+    } else {
+        added.print('A');
+        modified.print('M');
+        deleted.print('D');
+    }
+    if (!previous.complete || !current.complete) return kTrouble;
+    return result.empty() ? kSame : kDifferent;
+}
+
+ExitCode count(const Source& source, const std::string& path, bool recursive, bool hidden, bool json) {
+    LoadedTree tree = scanOrLoad(source.path, source.type);
+    if (tree.root == nullptr) return kTrouble;
+    const DSNode* node = findItem(tree, path);
+    if (node == nullptr) return kTrouble;
+    const uint64_t files = dirsnapshot::DirSnapshot::_countFilesAtPath(node, recursive, hidden);
+    if (json)
+        printJson(platform::Dictionary{{"count", files}});
+    else
+        printf("%llu\n", static_cast<unsigned long long>(files));
+    return codeOf(tree.complete);
+}
+
 ExitCode hash(const Source& source, const std::string& path, bool recursive, bool json) {
     LoadedTree tree = scanOrLoad(source.path, source.type);
     if (tree.root == nullptr) return kTrouble;
@@ -162,12 +250,17 @@ ExitCode convert(const Source& from, const Source& to) {
 
 ExitCode excluded(const std::string& name, const std::string& parent, const std::string& grandparent,
                   bool json) {
-    bool isExcluded = checkForExclusion(name.c_str(), parent.c_str(), grandparent.c_str()) != 0;
-    if (json)
-        printJson(platform::Dictionary{{"excluded", isExcluded}});
-    else
-        puts(isExcluded ? "excluded" : "not excluded");
-    return isExcluded ? kSame : kDifferent;
+    return answer("excluded", checkForExclusion(name.c_str(), parent.c_str(), grandparent.c_str()) != 0,
+                  "excluded", "not excluded", json);
+}
+
+ExitCode excludedPath(const std::string& path, bool json) {
+    if (!path.starts_with('/')) {
+        complain(path, "no absolute path; a name takes its PARENT and GRANDPARENT with it");
+        return kTrouble;
+    }
+    return answer("excluded", dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(path), "excluded",
+                  "not excluded", json);
 }
 
 ExitCode match(const std::string& pattern, const std::string& path, bool json) {
@@ -176,12 +269,7 @@ ExitCode match(const std::string& pattern, const std::string& path, bool json) {
         complain(pattern, "no valid pattern");
         return kTrouble;
     }
-    bool matches = compiled.matches(path.c_str());
-    if (json)
-        printJson(platform::Dictionary{{"match", matches}});
-    else
-        puts(matches ? "match" : "no match");
-    return matches ? kSame : kDifferent;
+    return answer("match", compiled.matches(path.c_str()), "match", "no match", json);
 }
 
 ExitCode sha1(const std::vector<std::string>& files, bool json) {

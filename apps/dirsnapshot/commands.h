@@ -24,10 +24,20 @@ struct Source {
 ExitCode scan(const std::string& directory, const Source& target, bool recursive);
 ExitCode list(const Source& source, const std::string& path, bool recursive, bool json);
 ExitCode diff(const Source& older, const Source& newer, bool json);
+
+// How a comparison by digests goes.
+struct HashOptions {
+    std::string base; // the directory that the snapshots are of; empty: the newer one's, if it is scanned
+    bool ignoreDeleted = false;
+    std::vector<std::string> exclusions; // absolute paths and names
+};
+ExitCode diffByHashes(const Source& older, const Source& newer, const HashOptions& options, bool json);
+ExitCode count(const Source& source, const std::string& path, bool recursive, bool hidden, bool json);
 ExitCode hash(const Source& source, const std::string& path, bool recursive, bool json);
 ExitCode convert(const Source& from, const Source& to);
 ExitCode excluded(const std::string& name, const std::string& parent, const std::string& grandparent,
                   bool json);
+ExitCode excludedPath(const std::string& path, bool json);
 ExitCode match(const std::string& pattern, const std::string& path, bool json);
 ExitCode sha1(const std::vector<std::string>& files, bool json);
 

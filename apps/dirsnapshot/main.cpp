@@ -37,6 +37,9 @@ struct Arguments {
     bool recursive = false;
     bool noRecursive = false;
     bool json = false;
+    bool hidden = false;
+    bool hashes = false;
+    HashOptions hashOptions;
 };
 
 class CommandLine {
@@ -47,6 +50,7 @@ class CommandLine {
         addScan();
         addList();
         addDiff();
+        addCount();
         addHash();
         addConvert();
         addExcluded();
@@ -101,13 +105,56 @@ class CommandLine {
                 "Compare two snapshots: A added, M modified, D deleted. Exit code 1 when there "
                 "is any of these.",
                 [this] {
-                    return diff({_is.first, _is.from}, {_is.second, _is.from}, _is.json);
+                    const Source older{_is.first, _is.from};
+                    const Source newer{_is.second, _is.from};
+                    return _is.hashes ? diffByHashes(older, newer, _is.hashOptions, _is.json)
+                                      : diff(older, newer, _is.json);
                 });
         comparing->add_option("OLD", _is.first, "The older snapshot, or a directory, which is scanned")
             ->required();
         comparing->add_option("NEW", _is.second, "The newer one")->required();
         addType(comparing, "--type", _is.from, kReadType);
-        addJson(comparing, "Print {\"added\":[],\"modified\":[],\"deleted\":[],\"unchanged\":[]}");
+        addJson(comparing, "Print {\"added\":[],\"deleted\":[],\"modified\":[],\"unchanged\":[]}; with "
+                           "--hashes each item as {\"path\",\"size\",\"type\"}, and no unchanged ones");
+
+        CLI::Option* hashes = comparing->add_flag(
+            "--hashes", _is.hashes,
+            "By digests of names, sizes and times: leaves out what is never reported (see excluded), and "
+            "below a deleted directory says nothing more");
+        HashOptions& options = _is.hashOptions;
+        comparing
+            ->add_option("--base", options.base,
+                         "The directory that the snapshots are of, NEW if that is one: a deleted item that "
+                         "is still there is not reported")
+            ->type_name("DIR")
+            ->needs(hashes);
+        comparing->add_flag("--ignore-deleted", options.ignoreDeleted, "Do not look for deleted items")
+            ->needs(hashes);
+        comparing
+            ->add_option("--exclude", options.exclusions,
+                         "Leave out the item with this absolute path below the base, or every item of this "
+                         "name, with all below it; may be repeated")
+            ->type_name("ENTRY")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+            ->check([](const std::string& entry) {
+                const bool isUsable = entry.starts_with('/') || entry.find('/') == std::string::npos;
+                return isUsable && !entry.empty() ? "" : "neither an absolute path nor a name: " + entry;
+            })
+            ->needs(hashes);
+    }
+    void addCount() {
+        CLI::App* counting = add("count", "Count the files in a directory of a snapshot.", [this] {
+            return count({_is.first, _is.from}, _is.path, _is.recursive, _is.hidden, _is.json);
+        });
+        counting->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
+        counting->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
+            ->capture_default_str();
+        addType(counting, "--type", _is.from, kReadType);
+        counting->add_flag("--recursive", _is.recursive,
+                           "Also everything below it; otherwise each folder in it counts as one");
+        counting->add_flag("--hidden", _is.hidden, "Also files whose name begins with a dot");
+        addJson(counting, "Print {\"count\"}");
     }
     void addHash() {
         CLI::App* hashing =
@@ -135,10 +182,19 @@ class CommandLine {
     void addExcluded() {
         CLI::App* excluding =
             add("excluded", "Whether changes of an item are never reported: exit code 0 when so, else 1.",
-                [this] { return excluded(_is.first, _is.second, _is.third, _is.json); });
-        excluding->add_option("NAME", _is.first, "The item's name")->required();
-        excluding->add_option("PARENT", _is.second, "The name of its directory, or ''")->required();
-        excluding->add_option("GRANDPARENT", _is.third, "The name of the directory above, or ''")->required();
+                [this] {
+                    return _grandparent->count() == 0 ? excludedPath(_is.first, _is.json)
+                                                      : excluded(_is.first, _is.second, _is.third, _is.json);
+                });
+        excluding
+            ->add_option(
+                "ITEM", _is.first,
+                "The item's absolute path, alone: it and all above it are tested. Or its name, with:")
+            ->required();
+        CLI::Option* parent = excluding->add_option("PARENT", _is.second, "The name of its directory, or ''");
+        _grandparent =
+            excluding->add_option("GRANDPARENT", _is.third, "The name of the directory above, or ''");
+        parent->needs(_grandparent);
         addJson(excluding, "Print {\"excluded\"}");
     }
     void addMatch() {
@@ -159,6 +215,7 @@ class CommandLine {
 
     CLI::App _app;
     Arguments _is;
+    CLI::Option* _grandparent = nullptr; // of excluded
     std::function<ExitCode()> _command;
 };
 

@@ -84,7 +84,7 @@ LoadedTree loadSnapshot(const std::string& path, const StoreType& type) {
     LoadedTree tree;
     bool inDatabase = snapshot::isInDatabase(path.c_str(), type.empty() ? "sync" : type.c_str());
     errno = 0;
-    tree.root.reset(inDatabase ? snapshot::loadDatabase(path.c_str(), tree.complete)
+    tree.root.reset(inDatabase ? snapshot::loadDatabase(path.c_str(), tree.complete, snapshot::Steps::silent)
                                : snapshot::loadFlatFile(path.c_str(), false, tree.complete));
     if (tree.root == nullptr)
         complain(path, access((inDatabase ? path + ".db" : path).c_str(), R_OK) != 0
@@ -114,7 +114,7 @@ bool saveSnapshot(const DSNode* root, const std::string& path, const StoreType& 
     std::error_code error;
     if (std::filesystem::exists(path, error))
         complain(path, "this file will be read in place of the database");
-    if (snapshot::saveDatabase(root, path.c_str())) return true;
+    if (snapshot::saveDatabase(root, path.c_str(), snapshot::Steps::silent)) return true;
     complain(path + ".db", "not all could be written");
     return false;
 }

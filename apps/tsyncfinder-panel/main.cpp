@@ -45,13 +45,11 @@ int main(int argumentCount, char** arguments) {
     const std::string input{std::istreambuf_iterator<char>(std::cin), {}};
     const std::variant<Request, std::string> read = requestOfJson(input);
     if (const auto* problem = std::get_if<std::string>(&read)) {
-        std::cerr << "tsyncfinder-panel: " << *problem << '\n';
         writeAnswer({{"response", 0}, {"error", *problem}});
         return unusableRequest;
     }
     const Request& request = std::get<Request>(read);
     if (!hasDisplay()) {
-        std::cerr << "tsyncfinder-panel: there is no display\n";
         writeAnswer({{"response", 0}, {"error", "there is no display"}});
         return noDisplay;
     }

@@ -87,10 +87,14 @@ std::variant<Request, std::string> requestOfJson(std::string_view text) {
     }
 }
 
-void writeAnswer(const platform::Dictionary& answer) {
-    const std::string line = platform::jsonDescription(answer) + "\n";
+void writeLine(const platform::Dictionary& object) {
+    const std::string line = platform::jsonDescription(object) + "\n";
     std::fwrite(line.data(), 1, line.size(), stdout);
     std::fflush(stdout);
+}
+
+void writeAnswer(const platform::Dictionary& answer) {
+    writeLine(answer);
     std::fclose(stdout);
 }
 

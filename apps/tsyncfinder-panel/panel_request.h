@@ -36,6 +36,9 @@ struct Request {
 // The request, or a sentence that says what is wrong with it.
 std::variant<Request, std::string> requestOfJson(std::string_view text);
 
+// Writes what comes before the answer.
+void writeLine(const platform::Dictionary& object);
+
 // Writes the answer and closes standard output, so that who reads it to its end need not wait for the
 // process.
 void writeAnswer(const platform::Dictionary& answer);

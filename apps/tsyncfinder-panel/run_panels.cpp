@@ -9,12 +9,14 @@
 #include "backends/qt/MainQueue.h"
 #include "backends/qt/SavePanelDialog.h"
 #include "backends/qt/ShareByEmailDialog.h"
-#include "platform/Json.h"
+#include "daemon_client/CommandMessage.h"
 #include "platform/NotificationCenter.h"
 #ifdef TSYNCFINDER_CONTACTS
 #include "backends/contacts/VCardFolder.h"
 #endif
 
+#include <QEvent>
+#include <QTimer>
 #include <QWindow>
 #include <cstdlib>
 #include <memory>
@@ -28,6 +30,23 @@ struct NoContacts final : platform::AddressBook {
     std::vector<platform::Person> people() override { return {}; }
 };
 #endif
+
+// Says on standard output that the first frame is on the screen, so that who waits can tell a panel that a
+// person looks at from one that does not come up.
+class FirstFrame final : public QObject {
+  public:
+    explicit FirstFrame(QWidget& window) : QObject(&window) { window.installEventFilter(this); }
+
+  private:
+    bool eventFilter(QObject* window, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            window->removeEventFilter(this);
+            // The frame goes to the screen when all of it is painted, before the next turn of the loop.
+            QTimer::singleShot(0, window, [] { writeLine({{"shown", true}}); });
+        }
+        return false;
+    }
+};
 
 // The window belongs to the one that asked, where the window system lets a program say so.
 void placeOver(QWidget& dialog, unsigned long parentWindow) {
@@ -53,6 +72,7 @@ int runDestinationPanel(const Request& request, const DestinationRequest& destin
     else
         dialog.panel().setForArchive(destination.paths);
     placeOver(dialog, request.parentWindow);
+    new FirstFrame(dialog);
     const int response = dialog.runModal();
     platform::Dictionary answer{{"response", response}};
     if (response != panels::cancelResponse && dialog.panel().selectedPath())
@@ -80,11 +100,7 @@ int runSharePanel(const Request& request, const ShareRequest& share, platform::P
     }
     bool posted = false;
     const auto send = [&](const std::string& name, const platform::Dictionary& payload) {
-        const std::optional<std::string> object = platform::jsonText(payload);
-        if (!object)
-            log.error("A path that is not UTF-8 cannot be sent");
-        else if (center)
-            posted = center->post({name, *object, {}});
+        posted = center && daemon_client::postCommand(*center, log, name, payload);
     };
     std::vector<std::string> recipients;
     {
@@ -94,6 +110,7 @@ int runSharePanel(const Request& request, const ShareRequest& share, platform::P
         dialog.controller().setAllPathsInSync(share.allPathsInSync);
         dialog.controller().shareFile({{"path", share.path}, {"isDir", share.isDirectory}});
         placeOver(dialog, request.parentWindow);
+        new FirstFrame(dialog);
         dialog.runModal();
         if (dialog.controller().hasSent()) recipients = dialog.recipients();
     }

@@ -1,17 +1,21 @@
 #include "apps/tsyncfinder/ExtensionProcess.h"
 
+#include "apps/tsyncfinder/SettingsFollower.h"
 #include "backends/dbus/Bus.h"
+#include "backends/dbus/DesktopNotifier.h"
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/FinderSync1Service.h"
 #include "backends/dbus/RequestBus.h"
 #include "backends/dbus/name_owner.h"
 #include "backends/log/StandardErrorLog.h"
+#include "backends/panel_process/PanelProcess.h"
 #include "backends/posix/ConcurrentQueue.h"
 #include "backends/posix/DirectoryBundle.h"
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/posix/SerialQueue.h"
 #include "backends/posix/SystemClock.h"
 #include "extension/FinderSync.h"
+#include "extension/FinderSyncCommands.h"
 #include "host_service/HostService.h"
 #include "protocol/names.h"
 
@@ -42,15 +46,23 @@ sigset_t blockEndingSignals() {
 // process ends, so it is made once and never destroyed.
 struct Process {
     explicit Process(const RunOptions& options)
-        : log("tsyncfinder", options.logLevel), bus("hosts"), resources(options.resourceFolder),
-          requests(replies, localCenter), center(bus, log), service({log, model, background, commands}),
-          hosts(bus, service, TSYNCFINDER_VERSION) {}
+        : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
+          resources(options.resourceFolder), requests(replies, localCenter), center(bus, log),
+          notifier(bus, log), panelProcess(options.panelProgram, log),
+          service({log, model, background, commands}), hosts(bus, service, TSYNCFINDER_VERSION),
+          settings(log, [this, options](const SettingsRead& read) { follow(read, options); }) {}
+
+    void follow(const SettingsRead& read, const RunOptions& options) {
+        if (!options.logLevel) log.setLevel(backends::log::levelNamed(read["log-level"]).value());
+        service.setShown({read["badges"] == "on", read["menu"] == "on"});
+    }
 
     backends::log::StandardErrorLog log;
     backends::posix::SystemClock clock;
     backends::posix::SerialQueue model{"model"};
     backends::posix::SerialQueue replies{"replies"};
     backends::posix::SerialQueue commands{"commands"};
+    backends::posix::SerialQueue panels{"panels"}; // one panel at a time
     backends::posix::ConcurrentQueue background{"background", backgroundThreads};
     backends::posix::GuardedFileSystem fileSystem;
     platform::NotificationCenter localCenter;
@@ -58,13 +70,48 @@ struct Process {
     backends::posix::DirectoryBundle resources;
     backends::dbus::RequestBus requests;
     backends::dbus::DistributedCenter center;
+    backends::dbus::DesktopNotifier notifier;
+    backends::panel_process::PanelProcess panelProcess;
     host_service::HostService service;
     backends::dbus::FinderSync1Service hosts;
+    SettingsFollower settings;
 };
 
-host_service::ActivationOutcome perform(const std::string& action, const std::vector<platform::FileURL>&,
-                                        const host_service::Activation&) {
-    return {false, "The command " + action + " is not available in this version."};
+std::string textIn(const platform::Dictionary& options, std::string_view key) {
+    const platform::Value* value = platform::find(options, key);
+    return value != nullptr && value->string() != nullptr ? *value->string() : std::string();
+}
+
+extension::CommandRequest requestOf(const host_service::Activation& activation,
+                                    const std::vector<platform::FileURL>& selection) {
+    extension::CommandRequest request{
+        activation.item,
+        selection,
+        {activation.environment, activation.activationToken, textIn(activation.options, "parentWindow")},
+        {},
+        {}};
+    if (platform::find(activation.options, "destination") != nullptr)
+        request.destination = textIn(activation.options, "destination");
+    const platform::Value* recipients = platform::find(activation.options, "recipients");
+    if (recipients != nullptr && recipients->array() != nullptr)
+        for (const platform::Value& recipient : *recipients->array())
+            if (recipient.string() != nullptr) request.recipients.push_back(*recipient.string());
+    return request;
+}
+
+// An action that asks a person waits on a queue of its own, so that a panel left open holds up only other
+// panels.
+host_service::HostService::Perform performer(Process& process, extension::FinderSyncCommands& actions) {
+    return [&process, &actions](const std::string& action, const std::vector<platform::FileURL>& selection,
+                                const host_service::Activation& activation,
+                                const host_service::HostService::Done& done) {
+        const extension::CommandRequest request = requestOf(activation, selection);
+        if (extension::asksPerson(action, request))
+            process.panels.dispatch(
+                [&actions, action, request, done] { actions.perform(action, request, done); });
+        else
+            actions.perform(action, request, done);
+    };
 }
 
 } // namespace
@@ -95,7 +142,12 @@ int runExtension(const RunOptions& options) {
             {process->service, process->center, process->fileSystem, process->resources, process->log,
              process->clock, process->model, process->background},
             daemon_client::TSyncClient::sharedInstance(), &process->service);
-        process->service.attach(*finderSync, process->hosts, perform);
+        auto* const actions = new extension::FinderSyncCommands(
+            {*finderSync, daemon_client::TSyncClient::sharedInstance(), process->center, process->fileSystem,
+             process->log, process->background, process->panelProcess, process->panelProcess,
+             process->notifier,
+             [process] { return !backends::dbus::nameOwner(process->bus, TSYNC_SERVICE_NAME).empty(); }});
+        process->service.attach(*finderSync, process->hosts, performer(*process, *actions));
         if (!process->hosts.requestName()) {
             std::cerr << "tsyncfinder: the extension is already running in this session\n";
             ::kill(::getpid(), SIGTERM);

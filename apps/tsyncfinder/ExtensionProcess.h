@@ -3,13 +3,15 @@
 
 #include "platform/ProcessLog.h"
 
+#include <optional>
 #include <string>
 
 namespace apps::tsyncfinder {
 
 struct RunOptions {
-    platform::LogLevel logLevel = platform::LogLevel::info;
-    std::string resourceFolder; // where the images are
+    std::optional<platform::LogLevel> logLevel; // none: the one of the settings
+    std::string resourceFolder;                 // where the images are
+    std::string panelProgram;                   // shows the panels
 };
 
 // Serves until SIGTERM, SIGINT or the end of the session's bus. Returns the program's exit status: 0 also

@@ -13,17 +13,17 @@ namespace {
 
 constexpr int wrongSetting = 2;
 
-std::string valuesOf(const Setting& setting) {
-    std::string values;
-    for (const std::string_view value : setting.values)
-        if (!value.empty()) values += (values.empty() ? "" : ", ") + std::string(value);
-    return values;
+void complain(const SettingsRead& read) {
+    for (const std::string& complaint : read.complaints)
+        std::cerr << "tsyncfinder: " << complaint << '\n';
 }
 
 int configure(const std::string& key, const std::string& value) {
     if (key.empty()) {
+        const SettingsRead read = readSettings();
+        complain(read);
         for (const Setting& setting : settings)
-            std::cout << setting.key << ": " << valueOf(setting) << "    (" << setting.meaning << ": "
+            std::cout << setting.key << ": " << read[setting.key] << "    (" << setting.meaning << ": "
                       << valuesOf(setting) << ")\n";
         return EXIT_SUCCESS;
     }
@@ -33,7 +33,9 @@ int configure(const std::string& key, const std::string& value) {
         return wrongSetting;
     }
     if (value.empty()) {
-        std::cout << valueOf(*setting) << '\n';
+        const SettingsRead read = readSettings();
+        complain(read);
+        std::cout << read[key] << '\n';
         return EXIT_SUCCESS;
     }
     if (!allows(*setting, value)) {
@@ -46,7 +48,8 @@ int configure(const std::string& key, const std::string& value) {
         std::cerr << "tsyncfinder: " << error.what() << '\n';
         return EXIT_FAILURE;
     }
-    std::cout << "From the next start of the extension on.\n";
+    std::cout << (setting->isFollowed ? "A running extension does so at once.\n"
+                                      : "From the next start of the extension on.\n");
     return EXIT_SUCCESS;
 }
 

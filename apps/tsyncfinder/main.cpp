@@ -1,33 +1,18 @@
 // tsyncfinder: the extension process, and a terminal as a file manager.
 #include "apps/tsyncfinder/ExtensionProcess.h"
 #include "apps/tsyncfinder/config_command.h"
+#include "apps/tsyncfinder/doctor/doctor_command.h"
+#include "apps/tsyncfinder/installation.h"
 #include "apps/tsyncfinder/secret_command.h"
 #include "apps/tsyncfinder/settings.h"
 #include "apps/tsyncfinder/terminal_commands.h"
+#include "apps/tsyncfinder/unit.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/secret/secret_service.h"
 
 #include <CLI/CLI.hpp>
 
-#include <filesystem>
 #include <iostream>
-#include <unistd.h>
-
-namespace {
-
-// The resources beside the program: installed ones, or those of the build folder that it runs from.
-std::string resourceFolder() {
-    std::error_code error;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    for (const char* candidate : {"../share/tsyncfinder", "../../resources"}) {
-        const auto folder = program.parent_path() / candidate;
-        if (std::filesystem::is_directory(folder, error))
-            return std::filesystem::canonical(folder, error).string();
-    }
-    return "/usr/share/tsyncfinder";
-}
-
-} // namespace
 
 int main(int argc, char** argv) {
     CLI::App app("Shows what the sync service does in the file manager: badges, menus and sync commands.");
@@ -44,18 +29,24 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"debug", "info", "error"}));
     run->add_flag("--automatic", isAutomatic, "Nobody asked for it: end at once when the settings say so");
     run->add_option("--resources", options.resourceFolder, "Where the images are");
+    run->add_option("--panel-program", options.panelProgram, "The program that shows the panels");
     run->callback([&] {
         using namespace apps::tsyncfinder;
-        if (isAutomatic && valueOf(*settingNamed("autostart")) == "off") {
+        if (isAutomatic && readSettings()["autostart"] == "off") {
             std::cerr << "tsyncfinder: the settings say not to start by itself\n";
             return;
         }
-        if (level.empty()) level = valueOf(*settingNamed("log-level"));
-        options.logLevel = backends::log::levelNamed(level).value();
+        if (const std::string mask = maskOfUnit(); isAutomatic && !mask.empty()) {
+            std::cerr << "tsyncfinder: the unit is masked: " << mask << '\n';
+            return;
+        }
+        options.logLevel = backends::log::levelNamed(level);
         if (options.resourceFolder.empty()) options.resourceFolder = resourceFolder();
+        if (options.panelProgram.empty()) options.panelProgram = panelProgram();
         exitStatus = runExtension(options);
     });
     apps::tsyncfinder::addConfigCommand(app, exitStatus);
+    apps::tsyncfinder::doctor::addDoctorCommand(app, exitStatus);
     apps::tsyncfinder::addTerminalCommands(app, exitStatus);
     backends::log::StandardErrorLog log("tsyncfinder", platform::LogLevel::info);
     apps::tsyncfinder::addSecretCommand(app, backends::secret::makeSecretService, log, exitStatus);

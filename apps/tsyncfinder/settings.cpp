@@ -15,13 +15,20 @@ namespace {
 namespace fs = std::filesystem;
 
 // None: there is a file, and it holds no JSON object.
-std::optional<platform::Dictionary> readSettings() {
+std::optional<platform::Dictionary> readEntries() {
     std::error_code error;
     if (!fs::exists(settingsFile(), error)) return platform::Dictionary();
     std::ifstream file(settingsFile(), std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     const auto value = platform::valueOfJson(text);
     return value && value->dictionary() ? std::optional(*value->dictionary()) : std::nullopt;
+}
+
+// What a value stands for; none: nothing that a setting could be.
+std::optional<std::string> textOf(const platform::Value& value) {
+    if (const std::string* text = value.string()) return *text;
+    if (const bool* isOn = value.boolean()) return *isOn ? "on" : "off";
+    return std::nullopt;
 }
 
 } // namespace
@@ -37,29 +44,52 @@ bool allows(const Setting& setting, std::string_view value) {
            std::find(setting.values.begin(), setting.values.end(), value) != setting.values.end();
 }
 
-std::string settingsFile() {
+fs::path configFolder() {
     const char* config = std::getenv("XDG_CONFIG_HOME");
     const char* home = std::getenv("HOME");
-    const fs::path folder = config != nullptr && *config == '/'
-                                ? fs::path(config)
-                                : fs::path(home != nullptr ? home : "/") / ".config";
-    return (folder / "tsyncfinder" / "settings.json").string();
+    return config != nullptr && *config == '/' ? fs::path(config)
+                                               : fs::path(home != nullptr ? home : "/") / ".config";
 }
 
-std::string valueOf(const Setting& setting) {
-    if (const auto entries = readSettings())
-        if (const platform::Value* value = find(*entries, setting.key))
-            if (value->string() != nullptr && allows(setting, *value->string())) return *value->string();
-    return std::string(setting.values.front());
+std::string settingsFile() { return (configFolder() / "tsyncfinder" / "settings.json").string(); }
+
+std::string valuesOf(const Setting& setting) {
+    std::string values;
+    for (const std::string_view value : setting.values)
+        if (!value.empty()) values += (values.empty() ? "" : ", ") + std::string(value);
+    return values;
+}
+
+SettingsRead readSettings() {
+    SettingsRead read;
+    const auto entries = readEntries();
+    if (!entries) {
+        read.isReadable = false;
+        read.complaints.push_back("The settings cannot be read, they are no JSON object: " + settingsFile());
+    }
+    for (const Setting& setting : settings) {
+        std::string& held = read.values[setting.key] = setting.values.front();
+        const platform::Value* value = entries ? find(*entries, setting.key) : nullptr;
+        if (value == nullptr) continue;
+        const auto text = textOf(*value);
+        if (text && allows(setting, *text))
+            held = *text;
+        else
+            read.complaints.push_back("\"" + std::string(setting.key) + "\" is one of: " + valuesOf(setting) +
+                                      "; it counts as " + held + " and not as " +
+                                      platform::jsonDescription(*value) + ": " + settingsFile());
+    }
+    return read;
 }
 
 void setValue(const Setting& setting, std::string_view value) {
-    auto entries = readSettings();
+    auto entries = readEntries();
     if (!entries)
         throw std::runtime_error("The settings cannot be read, and are left as they are: " + settingsFile());
     (*entries)[std::string(setting.key)] = std::string(value);
-    const std::string path = settingsFile();
     std::error_code error;
+    std::string path = settingsFile();
+    if (fs::is_symlink(path, error)) path = fs::weakly_canonical(path, error).string();
     fs::create_directories(fs::path(path).parent_path(), error);
     {
         std::ofstream file(path + ".new", std::ios::binary);

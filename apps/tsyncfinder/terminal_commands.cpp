@@ -5,6 +5,7 @@
 #include "hosts/terminal/menu_text.h"
 #include "platform/FileURL.h"
 #include "platform/Json.h"
+#include "protocol/translations.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -115,7 +116,16 @@ void watchTrees(Extension& extension, std::vector<TreeNode>& trees) {
     });
 }
 
+// A person who sees none wants to know that it is by the settings.
+void tellWhenBadgesAreOff(Extension& extension) {
+    const platform::Dictionary status = extension.status();
+    const platform::Value* shown = find(status, "badgesShown");
+    if (shown != nullptr && shown->boolean() != nullptr && !*shown->boolean())
+        std::cerr << "Badges are switched off: tsyncfinder config badges on\n";
+}
+
 void printBadges(Extension& extension, const Arguments& arguments) {
+    if (!arguments.isJson) tellWhenBadgesAreOff(extension);
     std::vector<TreeNode> trees;
     for (const std::string& path : arguments.paths) {
         uriOf(path);
@@ -140,6 +150,8 @@ void printBadges(Extension& extension, const Arguments& arguments) {
 
 void printMenu(Extension& extension, const Arguments& arguments) {
     const auto menu = extension.menu(urisOf(arguments.paths));
+    if (menu.empty() && !arguments.isJson)
+        std::cerr << "The menu is switched off: tsyncfinder config menu on\n";
     if (arguments.isJson)
         std::cout << platform::jsonDescription(hosts::terminal::menuValue(menu)) << '\n';
     else
@@ -156,7 +168,15 @@ int invokeItem(Extension& extension, const Arguments& arguments) {
         options["recipients"] = std::move(recipients);
     }
     const auto outcome = extension.invoke(arguments.item, urisOf(arguments.paths), options);
-    if (!outcome.message.empty()) (outcome.succeeded ? std::cout : std::cerr) << outcome.message << '\n';
+    if (arguments.isJson) {
+        std::cout << platform::jsonDescription(platform::Dictionary{{"succeeded", outcome.succeeded},
+                                                                    {"message", outcome.message.english()}})
+                  << '\n';
+    } else {
+        const char* format = tsyncTranslated(outcome.message.format.c_str(), tsyncMessageLocale());
+        (outcome.succeeded ? std::cout : std::cerr)
+            << hosts::terminal::printableName(platform::filled(format, outcome.message.arguments)) << '\n';
+    }
     return outcome.succeeded ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
@@ -173,7 +193,8 @@ void printExplanation(Extension& extension, const Arguments& arguments) {
             continue;
         }
         std::cout << hosts::terminal::printableName(absolutePath(path)) << ": " << why.badge << '\n';
-        if (why.rule == "outside")
+        if (why.rule == "off") std::cout << "  Badges are switched off: tsyncfinder config badges on\n";
+        if (why.root.empty())
             std::cout << "  It lies in no synced folder.\n";
         else
             std::cout << "  Synced folder: " << hosts::terminal::printableName(why.root) << '\n';
@@ -182,7 +203,7 @@ void printExplanation(Extension& extension, const Arguments& arguments) {
         else if (why.rule == "missing")
             std::cout << "  Nothing exists there, or its disk does not answer: it keeps the badge it had.\n";
         else if (!why.file.empty())
-            std::cout << (why.rule == "uploading" ? "  Uploading now: " : "  In work: ")
+            std::cout << (why.rule == "working" ? "  In work: " : "  Uploading now: ")
                       << hosts::terminal::printableName(why.file) << '\n';
         else if (why.rule == "synced")
             std::cout << "  Nothing at it or below it is under way.\n";
@@ -242,8 +263,8 @@ void addTerminalCommands(CLI::App& app, int& exitStatus) {
                        "The remote folder, instead of asking in a panel");
     invoke
         ->add_option("--recipient", arguments->recipients, "An e-mail address, instead of asking; repeatable")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false); // the next word is a path again
+    invoke->add_flag("--json", arguments->isJson, "{\"succeeded\",\"message\"}, in English");
 
     CLI::App* why = add("why", "Tell why an item has its badge", done(printExplanation));
     why->add_option("PATH", arguments->paths, "Files or folders")->required();

@@ -4,6 +4,7 @@
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/name_owner.h"
 #include "backends/log/StandardErrorLog.h"
+#include "backends/posix/InotifyEvents.h"
 #include "backends/posix/SerialQueue.h"
 #include "platform/Json.h"
 #include "protocol/messages.h"
@@ -18,6 +19,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -43,6 +45,7 @@ struct Arguments {
     sandbox::Faults faults;
     std::vector<std::pair<std::string, std::string>> start; // local path, remote path
     std::vector<std::string> stop;
+    bool watches = true;
     std::string logLevel = "info";
     Command command;
 };
@@ -77,6 +80,12 @@ void declare(CLI::App& app, Arguments& arguments) {
                    "Copy at most that much a second, as 500k or 2M, so that it can be watched; 0: no limit")
         ->transform(CLI::AsSizeValue(false))
         ->type_name("SIZE");
+    app.add_option("--snapshot", arguments.settings.snapshotStore,
+                   "How the snapshot of the space is written: database or flat")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, sandbox::SnapshotStore>{
+            {"database", sandbox::SnapshotStore::database}, {"flat", sandbox::SnapshotStore::flatFile}}));
+    app.add_flag("!--no-watch", arguments.watches,
+                 "Look for changes in the synced folders only when a message asks for it");
     app.add_option("--log-level", arguments.logLevel, "debug, info or error")
         ->check(CLI::IsMember({"debug", "info", "error"}))
         ->capture_default_str();
@@ -137,10 +146,15 @@ int serve(const Arguments& arguments, const sigset_t& ending, platform::ProcessL
     std::atomic<bool> busLost = false;
     dbus::Bus bus("sandbox-bus");
     dbus::DistributedCenter center(bus, log);
-    sandbox::Daemon daemon(arguments.settings, center, log);
+    posix::InotifyEvents events;
+    sandbox::Daemon::Settings settings = arguments.settings;
+    if (arguments.watches) settings.events = &events;
+    sandbox::Daemon daemon(settings, center, log);
     posix::SerialQueue queue("sandbox-queue");
+    posix::SerialQueue slowQueue("sandbox-slow");
     // A crash: no farewell, nothing written.
-    sandbox::Requests requests(daemon, arguments.faults, queue, log, [] { std::_Exit(EXIT_FAILURE); });
+    sandbox::Requests requests(daemon, arguments.faults, queue, slowQueue, log,
+                               [] { std::_Exit(EXIT_FAILURE); });
     dbus::DaemonService service(bus, requests);
     const sandbox::Commands commands(daemon, center, queue, log);
     const platform::Subscription extension =

@@ -17,12 +17,12 @@ struct OpenCall {
 };
 
 void answer(const sdbus::MethodCall& call, const protocol::Message& message, const platform::Reply& reply) {
-    if (message.reply.empty() || call.doesntExpectReply()) return;
+    if (call.doesntExpectReply()) return;
     try {
         if (reply.kind == platform::Reply::Kind::value) {
             const auto types = completeTypes(message.reply);
             sdbus::MethodReply answer = call.createReply();
-            appendValue(answer, types.front(), reply.value);
+            if (!types.empty()) appendValue(answer, types.front(), reply.value);
             if (types.size() == 2) appendValue(answer, types.back(), reply.baseFlag.value_or(false));
             answer.send();
         } else {

@@ -16,9 +16,6 @@ using hosts::terminal::MenuEntry;
 
 constexpr const char* displayVariables[] = {FINDER_SYNC_DISPLAY_VARIABLES};
 
-// The bound on an answer of an extension that is stopped or stuck.
-constexpr std::uint64_t answerBound = 10'000'000; // microseconds
-
 std::vector<MenuEntry> readMenu(sdbus::Message& message) {
     std::vector<MenuEntry> items;
     message.enterContainer("v");
@@ -38,7 +35,7 @@ std::vector<MenuEntry> readMenu(sdbus::Message& message) {
 
 } // namespace
 
-FinderSync1Client::FinderSync1Client() {
+FinderSync1Client::FinderSync1Client(std::chrono::microseconds answerBound) : bound(answerBound) {
     try {
         connection = sdbus::createSessionBusConnection();
         proxy = sdbus::createProxy(*connection, FINDER_SYNC_BUS_NAME, FINDER_SYNC_OBJECT_PATH);
@@ -53,7 +50,7 @@ sdbus::MethodCall FinderSync1Client::makeCall(const char* method) {
 
 sdbus::MethodReply FinderSync1Client::send(const sdbus::MethodCall& call) {
     try {
-        return proxy->callMethod(call, answerBound);
+        return proxy->callMethod(call, bound);
     } catch (const sdbus::Error& error) {
         const std::string& name = error.getName();
         if (name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
@@ -150,14 +147,14 @@ hosts::terminal::Outcome FinderSync1Client::invoke(const std::string& item,
                                                    const std::vector<std::string>& uris,
                                                    const platform::Dictionary& options) {
     std::map<std::uint64_t, hosts::terminal::Outcome> finished;
-    const auto slot = connection->addMatch("type='signal',interface='" FINDER_SYNC_INTERFACE
-                                           "',member='ActivationFinished'",
-                                           [&finished](sdbus::Message& message) {
-                                               std::uint64_t number = 0;
-                                               hosts::terminal::Outcome outcome;
-                                               message >> number >> outcome.succeeded >> outcome.message;
-                                               finished[number] = outcome;
-                                           });
+    const auto slot = connection->addMatch(
+        "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='ActivationFinished'",
+        [&finished](sdbus::Message& message) {
+            std::uint64_t number = 0;
+            hosts::terminal::Outcome outcome;
+            message >> number >> outcome.succeeded >> outcome.message.format >> outcome.message.arguments;
+            finished[number] = outcome;
+        });
     std::map<std::string, std::string> environment;
     for (const char* variable : displayVariables)
         if (const char* value = std::getenv(variable)) environment.emplace(variable, value);

@@ -7,14 +7,16 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <chrono>
 #include <memory>
 
 namespace backends::dbus {
 
 class FinderSync1Client final : public hosts::terminal::Extension {
   public:
-    // Connects to the session bus; raises ExtensionError when there is none.
-    FinderSync1Client();
+    // Connects to the session bus; raises ExtensionError when there is none. `answerBound` is for an
+    // extension that is stopped or stuck.
+    explicit FinderSync1Client(std::chrono::microseconds answerBound = std::chrono::seconds(10));
 
     std::vector<hosts::terminal::ItemBadge> badges(const std::vector<std::string>& uris) override;
     std::vector<hosts::terminal::MenuEntry> menu(const std::vector<std::string>& uris) override;
@@ -34,6 +36,7 @@ class FinderSync1Client final : public hosts::terminal::Extension {
     // Reads the bus until the condition holds; raises ExtensionError when the extension leaves.
     void processUntil(const std::function<bool()>& isDone);
 
+    std::chrono::microseconds bound;
     std::unique_ptr<sdbus::IConnection> connection;
     std::unique_ptr<sdbus::IProxy> proxy;
 };

@@ -61,8 +61,8 @@ FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService
     object->registerSignal(FINDER_SYNC_INTERFACE, "BadgesChanged", "ta(sas)", {"sequence", "directories"});
     object->registerSignal(FINDER_SYNC_INTERFACE, "DirectoriesChanged", "bas", {"isSet", "uris"});
     object->registerSignal(FINDER_SYNC_INTERFACE, "MenusChanged", "", std::vector<std::string>());
-    object->registerSignal(FINDER_SYNC_INTERFACE, "ActivationFinished", "tbs",
-                           {"number", "succeeded", "message"});
+    object->registerSignal(FINDER_SYNC_INTERFACE, "ActivationFinished", "tbsas",
+                           {"number", "succeeded", "message", "arguments"});
     object->finishRegistration();
 }
 
@@ -258,10 +258,15 @@ void FinderSync1Service::directoriesChanged(const std::optional<std::set<platfor
     emit("DirectoriesChanged", "", [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
 }
 
-void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t number, bool succeeded,
-                                            const std::string& message) {
-    emit("ActivationFinished", host,
-         [&](sdbus::Signal& signal) { signal << number << succeeded << message; });
+void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t number,
+                                            const extension::CommandOutcome& outcome) {
+    emit("ActivationFinished", host, [&](sdbus::Signal& signal) {
+        signal << number << outcome.succeeded << outcome.message.format << outcome.message.arguments;
+    });
+}
+
+void FinderSync1Service::menusChanged() {
+    emit("MenusChanged", "", [](sdbus::Signal&) {});
 }
 
 } // namespace backends::dbus

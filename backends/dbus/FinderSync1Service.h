@@ -33,8 +33,9 @@ class FinderSync1Service final : public host_service::HostSink {
     void badgesChanged(const host_service::HostName& host, std::uint64_t sequence,
                        const std::vector<host_service::DirectoryChange>& changes) override;
     void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) override;
-    void activationFinished(const host_service::HostName& host, std::uint64_t number, bool succeeded,
-                            const std::string& message) override;
+    void activationFinished(const host_service::HostName& host, std::uint64_t number,
+                            const extension::CommandOutcome& outcome) override;
+    void menusChanged() override;
 
   private:
     using Method = void (FinderSync1Service::*)(sdbus::MethodCall&);

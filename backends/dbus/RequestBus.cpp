@@ -31,6 +31,10 @@ Reply decode(sdbus::MethodReply& message, std::string_view signature) {
     Reply reply;
     try {
         const auto types = completeTypes(signature);
+        if (types.empty()) { // the end of a message without a reply value
+            reply.kind = Reply::Kind::value;
+            return reply;
+        }
         auto value = readValue(message, types.front());
         if (!value) return reply;
         if (types.size() == 2) {

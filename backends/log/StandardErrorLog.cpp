@@ -45,6 +45,8 @@ StandardErrorLog::StandardErrorLog(const std::string& programName, platform::Log
 
 StandardErrorLog::~StandardErrorLog() = default;
 
+void StandardErrorLog::setLevel(platform::LogLevel lowest) { logger->set_level(nativeLevel(lowest)); }
+
 bool StandardErrorLog::isOn(platform::LogLevel level) const { return logger->should_log(nativeLevel(level)); }
 
 void StandardErrorLog::write(platform::LogLevel level, std::string_view line) {

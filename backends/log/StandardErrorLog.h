@@ -20,6 +20,7 @@ class StandardErrorLog final : public platform::ProcessLog {
     StandardErrorLog(const std::string& programName, platform::LogLevel lowest);
     ~StandardErrorLog() override;
 
+    void setLevel(platform::LogLevel lowest); // any thread
     bool isOn(platform::LogLevel level) const override;
     void write(platform::LogLevel level, std::string_view line) override;
 

@@ -1,9 +1,10 @@
 // The engine's scan, digests, comparison and memory beside lower bounds and peers: a table of ratios.
 //
-//     snapshot_engine_bench FOLDER [--processor-time] [ROW…]
+//     snapshot_engine_bench [--trees FOLDER] [--processor-time] [ROW…]
 //
-// FOLDER keeps the generated trees; rows are scan, threads, cold, digests, compare, memory, growth (all when
-// none is given). Ends with 1 when a ratio misses its limit.
+// The trees are made in a temporary folder beside the build, or kept in FOLDER; a million files take some
+// minutes. Rows are scan, threads, cold, digests, compare, memory, growth (all when none is given). Ends with
+// 1 when a ratio misses its limit.
 
 #include "bench/snapshot/bound_tree.h"
 #include "bench/snapshot/measure.h"
@@ -16,8 +17,12 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <malloc.h>
 #include <set>
 #include <unistd.h>
@@ -25,6 +30,9 @@
 using namespace bench;
 
 namespace {
+
+// The largest tree takes a scan some seconds, and a peer up to eleven.
+constexpr int kRoundsOfC = 2;
 
 std::string folder;
 
@@ -57,6 +65,7 @@ void scanRow(const std::string& title, const std::string& tree, unsigned threads
              const ScanLimits& limits, int rounds, const std::function<void()>& before = {}) {
     std::vector<Contender> contenders{engineScan(tree, threads), boundScanOf(tree, threads, boundLimit)};
     std::ranges::move(scanPeers(tree, limits), std::back_inserter(contenders));
+    printf("%s: the median of %d turns, after one that does not count\n", title.c_str(), rounds);
     compare(title, contenders, rounds, before);
 }
 
@@ -64,27 +73,27 @@ void scans() {
     const ScanLimits limits{1.25, 1.25, 1.5, 1.5, 2.5, 3};
     scanRow("scan A, 1 thread", treeAt(folder, kTreeA), 1, 1.2, limits, 5);
     scanRow("scan B, 1 thread", treeAt(folder, kTreeB), 1, 1.25, {.find = 1.25}, 5);
-    scanRow("scan C, 1 thread", treeAt(folder, kTreeC), 1, 1.2, limits, 3);
+    scanRow("scan C, 1 thread", treeAt(folder, kTreeC), 1, 1.2, limits, kRoundsOfC);
 }
 
 void scansAhead() {
     const ScanLimits limits{.find = 2.2, .watchdog = 5};
     scanRow("scan A, 2 threads", treeAt(folder, kTreeA), 2, 1.25, limits, 5);
-    scanRow("scan C, 2 threads", treeAt(folder, kTreeC), 2, 1.25, limits, 3);
+    scanRow("scan C, 2 threads", treeAt(folder, kTreeC), 2, 1.25, limits, kRoundsOfC);
 }
 
 void coldScans() {
     int drop = open("/proc/sys/vm/drop_caches", O_WRONLY | O_CLOEXEC);
-    if (drop < 0) {
-        printf("scan A cold: left out, caches cannot be dropped here\n");
-        return;
-    }
     auto makeCold = [drop] {
         sync();
-        if (write(drop, "3", 1) != 1) perror("drop_caches");
+        return write(drop, "3", 1) == 1;
     };
+    if (drop < 0 || !makeCold()) {
+        printf("scan A cold: left out, caches cannot be dropped here (%s)\n", strerror(errno));
+        return;
+    }
     const ScanLimits limits{.find = 2.5, .bfs = 2.5, .mtree = 2.5, .rclone = 2.5};
-    scanRow("scan A cold, 16 threads", treeAt(folder, kTreeA), 16, 1.3, limits, 3, makeCold);
+    scanRow("scan A cold, 16 threads", treeAt(folder, kTreeA), 16, 1.3, limits, 3, [&] { makeCold(); });
     close(drop);
 }
 
@@ -193,13 +202,13 @@ void growth() {
     std::string a = treeAt(folder, kTreeA);
     std::string c = treeAt(folder, kTreeC);
     double share = static_cast<double>(itemsOf(kTreeC)) / itemsOf(kTreeA);
-    auto row = [&](const char* work, auto engine, auto bound, int rounds) {
+    auto row = [&](const char* work, auto engine, auto bound) {
         std::vector<double> m = compare(std::string(work) + " growth, as measured",
                                         {{"C, engine", [=] { return engine(c); }},
-                                         {"A, engine", [=] { return engine(a); }, 1e9, true},
-                                         {"C, bound", [=] { return bound(c); }, 1e9, true},
-                                         {"A, bound", [=] { return bound(a); }, 1e9, true}},
-                                        rounds);
+                                         {"A, engine", [=] { return engine(a); }, 0, true},
+                                         {"C, bound", [=] { return bound(c); }, 0, true},
+                                         {"A, bound", [=] { return bound(a); }, 0, true}},
+                                        kRoundsOfC);
         double own = m[0] / m[1] / share;
         double theirs = m[2] / m[3] / share;
         printRatio(std::string(work) + ", an item of C to one of A", "bound's own growth", own, theirs,
@@ -207,7 +216,7 @@ void growth() {
     };
     row(
         "scan", [](const std::string& tree) { return engineScan(tree, 1).run(); },
-        [](const std::string& tree) { return boundScanOf(tree, 1, 0).run(); }, 3);
+        [](const std::string& tree) { return boundScanOf(tree, 1, 0).run(); });
     row(
         "digests",
         [](const std::string& tree) {
@@ -221,35 +230,58 @@ void growth() {
             double start = now();
             boundDigests(root);
             return now() - start;
-        },
-        3);
+        });
     row(
         "compare", [](const std::string& tree) { return engineCompare(tree, tree); },
-        [](const std::string& tree) { return boundCompareOf(tree, tree); }, 3);
+        [](const std::string& tree) { return boundCompareOf(tree, tree); });
 
     std::string b = treeAt(folder, kTreeB);
-    double perA = median({engineCompare(a, a), engineCompare(a, a), engineCompare(a, a)}) / itemsOf(kTreeA);
-    double perB = median({engineCompare(b, b), engineCompare(b, b), engineCompare(b, b)}) / itemsOf(kTreeB);
+    auto perItem = [](const std::string& tree, const TreeKind& kind) {
+        std::vector<double> times;
+        for (int turn = 0; turn < 5; turn++)
+            times.push_back(*inChild([&] { return engineCompare(tree, tree); }));
+        return median(times) / itemsOf(kind);
+    };
+    double perA = perItem(a, kTreeA);
+    double perB = perItem(b, kTreeB);
     printRatio("compare, ns an item of B to one of A", "A", perB * 1e9, perA * 1e9, perB / perA, 1.5, true);
 }
 
 } // namespace
 
 int main(int argumentCount, char** arguments) {
-    if (argumentCount < 2) {
-        fprintf(stderr,
-                "usage: %s FOLDER [--processor-time] [scan|threads|cold|digests|compare|memory|growth]...\n",
-                arguments[0]);
-        return 2;
-    }
-    folder = arguments[1];
-    std::set<std::string> rows(arguments + 2, arguments + argumentCount);
-    if (rows.erase("--processor-time") > 0) setClock(Clock::processor);
-    printf("%-34s %-28s %10s %10s\n", "work", "against", "engine", "other");
     const std::pair<const char*, void (*)()> all[] = {
         {"scan", scans},         {"threads", scansAhead}, {"cold", coldScans}, {"digests", digests},
         {"compare", comparison}, {"memory", memory},      {"growth", growth}};
+    std::vector<std::string> words(arguments + 1, arguments + argumentCount);
+    std::set<std::string> rows;
+    for (size_t i = 0; i < words.size(); i++) {
+        if (words[i] == "--processor-time") {
+            setClock(Clock::processor);
+        } else if (words[i] == "--trees" && i + 1 < words.size()) {
+            folder = words[++i];
+        } else if (std::ranges::any_of(all, [&](const auto& row) { return words[i] == row.first; })) {
+            rows.insert(words[i]);
+        } else {
+            fprintf(stderr,
+                    "usage: %s [--trees FOLDER] [--processor-time] "
+                    "[scan|threads|cold|digests|compare|memory|growth]...\n",
+                    arguments[0]);
+            return 2;
+        }
+    }
+    char temporary[] = BENCH_BINARY_FOLDER "/trees-XXXXXX";
+    if (folder.empty()) {
+        if (mkdtemp(temporary) == nullptr) {
+            perror(temporary);
+            return 2;
+        }
+        folder = temporary;
+    }
+    printf("%-34s %-28s %10s %10s\n", clockInUse() == Clock::wall ? "seconds" : "processor seconds",
+           "against", "engine", "other");
     for (const auto& [name, run] : all)
         if (rows.empty() || rows.contains(name)) run();
+    if (folder == temporary) std::filesystem::remove_all(folder);
     return missed() == 0 ? 0 : 1;
 }

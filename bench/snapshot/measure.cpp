@@ -119,7 +119,7 @@ std::vector<double> compare(const std::string& title, const std::vector<Contende
 
 void printRatio(const std::string& title, const std::string& against, double engine, double other,
                 double ratio, double limit, bool isBound) {
-    bool isHeld = isBound ? ratio <= limit : ratio >= limit;
+    bool isHeld = limit <= 0 || (isBound ? ratio <= limit : ratio >= limit);
     if (!isHeld) missedCount++;
     printf("%-34s %-28s %10.4f %10.4f   %s %6.2f", title.c_str(), against.c_str(), engine, other,
            isBound ? "takes" : "beats", ratio);

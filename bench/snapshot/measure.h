@@ -21,9 +21,9 @@ double now();
 struct Contender {
     std::string name;
     std::function<double()> run; // does the work once, in a child process, and returns what it measured
-    double limit = 0;            // what this contender's figure divided by, or dividing, the engine's must be
-    bool isBound = false;        // a lower bound: the engine may take `limit` times as long; else a peer
-    // that the engine must beat by the factor `limit` (0: only shown)
+    double limit = 0;            // the factor of `isBound`; 0: the ratio is only shown
+    bool isBound = false;        // a lower bound, of which the engine may take `limit` times as long; else a
+                                 // peer, which the engine must beat by `limit`
 };
 
 // Runs one function in a child process and brings its number back; none when the child died.
@@ -42,7 +42,7 @@ bool isInstalled(const std::string& program);
 std::vector<double> compare(const std::string& title, const std::vector<Contender>& contenders, int rounds,
                             const std::function<void()>& before = {});
 
-// Prints a ratio with its limit and counts it as held or missed.
+// Prints a ratio with its limit, if it has one, and counts it as held or missed.
 void printRatio(const std::string& title, const std::string& against, double engine, double other,
                 double ratio, double limit, bool isBound);
 

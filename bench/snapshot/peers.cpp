@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <ftw.h>
 #include <iterator>
+#include <set>
 
 namespace bench {
 
@@ -55,6 +56,11 @@ double python(std::string program) {
     return pclose(output) == 0 && got ? strtod(line, nullptr) : -1;
 }
 
+void sayOnce(const std::string& line) {
+    static std::set<std::string> said;
+    if (said.insert(line).second) printf("%s\n", line.c_str());
+}
+
 const std::string kImport =
     "import time, resource\n"
     "from watchdog.utils.dirsnapshot import DirectorySnapshot, DirectorySnapshotDiff\n";
@@ -65,27 +71,35 @@ std::vector<Contender> scanPeers(const std::string& tree, const ScanLimits& limi
     std::vector<Contender> peers;
     auto add = [&](double limit, std::vector<std::string> command) {
         std::string name = command[0];
-        if (!isInstalled(name))
-            printf("%s is not installed and left out\n", name.c_str());
-        else
-            peers.push_back({name, [command] { return durationOf(command).value_or(-1); }, limit});
+        if (limit <= 0) return;
+        if (!isInstalled(name)) {
+            sayOnce(name + " is not installed and left out");
+            return;
+        }
+        std::string words;
+        for (const std::string& word : command)
+            words += word == tree ? " TREE" : " " + word;
+        sayOnce("as a peer:" + words);
+        peers.push_back({name, [command] { return durationOf(command).value_or(-1); }, limit});
     };
     const std::string format = "%P\\t%s\\t%y\\t%T@\\t%A@\\n";
     add(limits.find, {"find", tree, "-printf", format});
     add(limits.bfs, {"bfs", tree, "-printf", format});
     add(limits.mtree, {"mtree", "-c", "-k", "type,size,time", "-p", tree});
     add(limits.rclone, {"rclone", "lsjson", "-R", tree});
-    peers.push_back({"std::filesystem", [tree] { return withFilesystem(tree); }, limits.libraries});
-    peers.push_back({"nftw", [tree] { return withNftw(tree); }, limits.libraries});
-    if (python(kImport + "print(1)") == 1)
+    if (limits.libraries > 0) {
+        peers.push_back({"std::filesystem", [tree] { return withFilesystem(tree); }, limits.libraries});
+        peers.push_back({"nftw", [tree] { return withNftw(tree); }, limits.libraries});
+    }
+    if (limits.watchdog > 0 && python(kImport + "print(1)") != 1)
+        sayOnce("watchdog is not installed for /usr/bin/python3 and left out");
+    else if (limits.watchdog > 0)
         peers.push_back({"watchdog",
                          [tree] {
                              return python(kImport + "t = time.time(); DirectorySnapshot(\"" + tree +
                                            "\"); print(time.time() - t)");
                          },
                          limits.watchdog});
-    else
-        printf("watchdog is not installed and left out\n");
     return peers;
 }
 

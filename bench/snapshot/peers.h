@@ -8,7 +8,7 @@
 
 namespace bench {
 
-// How many times faster the engine's scan must be than each kind of peer; 0 shows it without a limit.
+// How many times faster the engine's scan must be than each kind of peer; 0 leaves the peer out.
 struct ScanLimits {
     double find = 0;      // find -printf
     double bfs = 0;       // the same, breadth first
@@ -18,7 +18,8 @@ struct ScanLimits {
     double rclone = 0;    // rclone lsjson
 };
 
-// The peers that are installed; a line on standard output for each that is not.
+// The peers that are installed. The first time, a line on standard output says how each is run or that it is
+// missing.
 std::vector<Contender> scanPeers(const std::string& tree, const ScanLimits& limits);
 
 // Seconds that watchdog's DirectorySnapshotDiff takes for a tree of which 2 % changed; below 0 without it.

@@ -1,4 +1,4 @@
-// The directory trees that the engine's benchmarks work on, made once and kept beside the build.
+// The directory trees that the engine's benchmarks work on.
 #pragma once
 
 #include <string>

@@ -352,12 +352,6 @@ static void on_signal(GDBusConnection* bus, const char* sender, const char* path
         link->events->directories_changed(link->user);
     } else if (strcmp(member, "MenusChanged") == 0) {
         ask_menus(link);
-    } else if (strcmp(member, "ActivationFinished") == 0 &&
-               g_variant_is_of_type(arguments, G_VARIANT_TYPE("(tbs)"))) {
-        gboolean has_succeeded = FALSE;
-        const char* message = NULL;
-        g_variant_get(arguments, "(tb&s)", NULL, &has_succeeded, &message);
-        if (!has_succeeded && *message != '\0') tell_person(message);
     }
 }
 

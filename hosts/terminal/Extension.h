@@ -4,6 +4,7 @@
 // none: the extension does not run, does not answer in time, or refuses.
 #pragma once
 
+#include "platform/DisplayText.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -44,7 +45,7 @@ struct Explanation {
 
 struct Outcome {
     bool succeeded = false;
-    std::string message;
+    platform::DisplayText message;
 };
 
 struct ChangedDirectory {

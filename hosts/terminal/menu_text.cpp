@@ -1,11 +1,13 @@
 #include "hosts/terminal/menu_text.h"
 
+#include "protocol/translations.h"
+
 namespace hosts::terminal {
 namespace {
 
 void draw(std::string& text, const std::vector<MenuEntry>& items, const std::string& indent) {
     for (const MenuEntry& item : items) {
-        text += indent + item.title;
+        text += indent + tsyncTranslated(item.title.c_str(), tsyncMessageLocale());
         if (!item.isEnabled) text += "  (disabled)";
         if (item.hasSubmenu) text += item.items.empty() ? "  ▸ (empty)" : "  ▸";
         text += '\n';

@@ -8,7 +8,7 @@
 
 namespace hosts::terminal {
 
-// One line an item, submenus indented.
+// One line an item, submenus indented; titles in the session's language.
 std::string drawMenu(const std::vector<MenuEntry>& items);
 
 // [{"title","key","enabled","image","items"}]; an item without a submenu has no "items".

@@ -11,8 +11,13 @@ fail() { echo "config: $1" >&2; exit 1; }
 [ "$("$program" config autostart)" = on ] || fail "the default"
 mkdir "${file%/*}"
 echo '{"log-level":"loud","of a later version":"kept"}' >"$file"
-[ "$("$program" config log-level)" = info ] || fail "a value that may not be"
+[ "$("$program" config log-level 2>"$XDG_CONFIG_HOME/said")" = info ] || fail "a value that may not be"
+grep -q '"log-level" is one of: info, debug, error; it counts as info and not as "loud"' "$XDG_CONFIG_HOME/said" ||
+    fail "$(cat "$XDG_CONFIG_HOME/said")"
+mv "$file" "$file.elsewhere"
+ln -s settings.json.elsewhere "$file"
 "$program" config autostart off >/dev/null
+[ -L "$file" ] || fail "a link does not stay one"
 [ "$(cat "$file")" = '{"autostart":"off","log-level":"loud","of a later version":"kept"}' ] || fail "the file: $(cat "$file")"
 # No bus is there: only a start that nobody asked for ends well.
 DBUS_SESSION_BUS_ADDRESS=unix:path=/nowhere "$program" run --automatic 2>/dev/null || fail "it starts by itself"

@@ -2,14 +2,13 @@
 // and a terminal as the file manager.
 #include "platform/Json.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Programs.h"
 #include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -17,54 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::Value;
-
-// A program that runs until the object goes.
-class Program {
-  public:
-    explicit Program(const std::vector<std::string>& arguments) {
-        process = ::fork();
-        if (process == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            std::vector<char*> pointers;
-            for (const std::string& argument : arguments)
-                pointers.push_back(const_cast<char*>(argument.c_str()));
-            pointers.push_back(nullptr);
-            ::execv(pointers[0], pointers.data());
-            ::_exit(127);
-        }
-    }
-    ~Program() { end(SIGKILL); }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-    // The exit status, or -1 when a signal ended it.
-    int end(int signal) {
-        if (process <= 0) return -1;
-        ::kill(process, signal);
-        int status = 0;
-        ::waitpid(process, &status, 0);
-        process = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-  private:
-    pid_t process = -1;
-};
-
-struct Result {
-    int status = -1;
-    std::string output;
-};
-
-Result run(const std::string& command) {
-    Result result;
-    FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
-    std::array<char, 4096> buffer;
-    for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-        result.output.append(buffer.data(), count);
-    const int status = ::pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
+using support::Program;
+using support::Result;
+using support::run;
 
 class ExtensionProcessTest : public testing::Test {
   protected:
@@ -134,6 +88,44 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     // A new extension process is badged again: the daemon posts a refresh when it appears.
     const Program next({finder, "run", "--log-level", "error"});
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
+}
+
+TEST_F(ExtensionProcessTest, EndsWithTheSession) {
+    Program extension({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually([&] { return run(finder + " status").status == 0; }));
+    bus.stop();
+    EXPECT_TRUE(extension.endsWithSuccess()) << "a failure would be a reason to start it again";
+}
+
+TEST_F(ExtensionProcessTest, FollowsTheSettings) {
+    ::setenv("XDG_CONFIG_HOME", (folder / "config").c_str(), 1);
+    const Program daemon(daemonArguments({"--start", docs(), "/Docs"}));
+    const Program extension({"/bin/sh", "-c", "exec " + finder + " run 2>" + (folder / "log").string()});
+    const auto shows = [&](const char* badge) {
+        return testing::Value(badges(), testing::Contains(std::string(" ") + badge));
+    };
+    const auto logHolds = [&](const char* text) {
+        return run("grep -c '" + std::string(text) + "' " + (folder / "log").string()).status == 0;
+    };
+    EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
+    EXPECT_EQ(run(finder + " config badges off").status, 0);
+    EXPECT_TRUE(support::eventually([&] { return shows("none"); }));
+    EXPECT_THAT(run(finder + " why " + docs()).output,
+                testing::AllOf(testing::HasSubstr("Badges are switched off"),
+                               testing::HasSubstr("Synced folder: " + docs())));
+    EXPECT_NE(run(finder + " menu " + docs()).output, "");
+
+    const fs::path file = folder / "config/tsyncfinder/settings.json";
+    std::ofstream(file) << R"({"badges": true, "menu": fal)"; // a slip of the hand
+    EXPECT_TRUE(support::eventually([&] { return logHolds("The former settings hold."); }));
+    EXPECT_TRUE(shows("none"));
+    EXPECT_FALSE(logHolds(" debug: "));
+    std::ofstream(file) << R"({"badges": true, "menu": false, "log-level": "debug"})";
+    EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
+    EXPECT_EQ(run(finder + " menu " + docs()).output,
+              "The menu is switched off: tsyncfinder config menu on\n");
+    EXPECT_TRUE(logHolds(" debug: ")) << "the badge request that was just answered";
+    ::unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST_F(ExtensionProcessTest, ComesBackToADaemonThatDiedAndKeepsItsPairs) {

@@ -216,15 +216,20 @@ TEST_F(ClientTest, SaysWhenThereIsNoBusAndConnectsOnceThereIs) {
     EXPECT_TRUE(client->daemonIsReady());
 }
 
-// `close` goes on for as long as sending fails, without growing the stack.
-TEST(ClientClosing, TriesAgainUntilTheMessageIsSent) {
+// `close` and `cacheDir` go on for as long as sending fails, without growing the stack; the others do not.
+TEST(ClientThatCannotSend, TriesAgainOrSaysSoAsEachRequestDoes) {
     struct Failing final : platform::RequestConnection {
         int failures = 10'000;
         void resume() override {}
         void suspend() override {}
         void invalidate() override {}
         std::string remoteObjectProxy() const override { return "<failing>"; }
-        void send(std::string_view, const Array&, std::chrono::milliseconds, ReplyHandler) override {}
+        void send(std::string_view message, const Array&, std::chrono::milliseconds,
+                  ReplyHandler handler) override {
+            if (message == "allPathsInSync:") return;
+            if (failures-- > 0) throw platform::IPCError("not now");
+            handler(valueReply("/cache"));
+        }
         void send(std::string_view, const Array&) override {
             if (failures-- > 0) throw platform::IPCError("not now");
         }
@@ -239,6 +244,18 @@ TEST(ClientClosing, TriesAgainUntilTheMessageIsSent) {
     support::LocalDistributedCenter center;
     platform::NotificationCenter localCenter;
     daemon_client::TSyncClient client({connections, center, localCenter, log, clock});
+    EXPECT_EQ(client.remoteSnapshot(), nullptr);
+    EXPECT_EQ(client.getSyncStatus(), std::nullopt);
+    EXPECT_THROW(client.uploadingDir(), platform::IPCError);
+    EXPECT_THROW(client.linkForSharingFile("/a", false), platform::IPCError);
+    EXPECT_THROW(client.syncPath("/a"), platform::IPCError);
+    EXPECT_TRUE(clock.slept.empty());
+    EXPECT_EQ(client.cacheDir(), "/cache");
+    EXPECT_EQ(clock.slept.size(), 10'000U - 5U);
+    EXPECT_EQ(clock.slept.back(), std::chrono::seconds(2));
+    client.invalidateSession();
+    client.connect();
+    clock.slept.clear();
     client.close();
     EXPECT_EQ(clock.slept.size(), 10'000U);
     EXPECT_EQ(clock.slept.back(), std::chrono::seconds(2));

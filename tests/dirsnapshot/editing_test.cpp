@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -11,7 +12,18 @@ namespace {
 
 using testing::ElementsAre;
 
+// A snapshot whose directory on disk holds /a/b of 3 bytes and /a/c/d of 4.
 struct Editing : testing::Test {
+    Editing() {
+        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        std::filesystem::create_directories(folder + "/a/c");
+        std::ofstream(folder + "/a/b") << "123";
+        std::ofstream(folder + "/a/c/d") << "1234";
+        snapshot.setPath(folder);
+    }
+    ~Editing() override { std::filesystem::remove_all(folder); }
+
+    std::string folder = (std::filesystem::temp_directory_path() / "editing-XXXXXX").string();
     support::RecordingLog log;
     DirSnapshot snapshot = emptySnapshot(log);
 };
@@ -50,7 +62,6 @@ TEST_F(Editing, MovesBehindItsNewSiblingsWithItsDigests) {
 }
 
 TEST_F(Editing, RefusesWithALineInTheLog) {
-    snapshot.setPath("/base");
     snapshot.addItemAtPath("/a/b", file(1));
     const auto before = listing(snapshot);
     DirSnapshot none(log);
@@ -60,14 +71,14 @@ TEST_F(Editing, RefusesWithALineInTheLog) {
         [&] { snapshot.moveItemAtPath("/", "/c"); },
         [&] { snapshot.moveItemAtPath("/a", "/"); },
         [&] { snapshot.removeItemAtPath("/"); },
-        [&] { snapshot.reloadSnapshotPart("/base/missing/part"); },
+        [&] { snapshot.reloadSnapshotPart(folder + "/missing/part"); },
         [&] { snapshot.addItemAtPath("relative", file(1)); },
         [&] { snapshot.addItemAtPath(tooLong, file(1)); },
         [&] { none.addItemAtPath("/a", file(1)); },
         [&] { none.moveItemAtPath("/a", "/b"); },
         [&] { none.removeItemAtPath("/a"); },
         [&] { none.addPartial(snapshot, "/"); },
-        [&] { none.reloadSnapshotPart("/base/a"); }};
+        [&] { none.reloadSnapshotPart("/a"); }};
     for (std::size_t i = 0; i < edits.size(); ++i) {
         edits[i]();
         EXPECT_EQ(log.lines().size(), i + 1) << i;
@@ -76,22 +87,17 @@ TEST_F(Editing, RefusesWithALineInTheLog) {
     EXPECT_FALSE(none.loaded());
 }
 
-TEST_F(Editing, ScansAPartAnew) {
-    std::string folder = (std::filesystem::temp_directory_path() / "editing-XXXXXX").string();
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    std::filesystem::create_directories(folder + "/docs/sub");
-    std::ofstream(folder + "/docs/new.txt") << "four";
-    snapshot.setPath(folder);
-    snapshot.addItemAtPath("/docs/old.txt", file(1));
-    snapshot.addItemAtPath("/other", file(2));
-    snapshot.reloadSnapshotPart(folder + "/docs");
-    const auto directorySize = std::to_string(snapshot.nodeAtFullpath("/docs/sub")->size);
-    EXPECT_THAT(listing(snapshot),
-                ElementsAre("/other 2", "/docs/ 0", "/docs/new.txt 4", "/docs/sub/ " + directorySize));
+TEST_F(Editing, ScansAPartAnewUnderItsName) {
+    snapshot.addItemAtPath("/a/old", file(1));
+    snapshot.addItemAtPath("/z", file(2));
+    snapshot.reloadSnapshotPart(folder + "/./a/.");
+    EXPECT_EQ(snapshot.contentsOfDirectoryAtPath("/")->size(), 2U);
+    EXPECT_EQ(listing(snapshot)[0], "/z 2");
+    EXPECT_EQ(snapshot.nodeAtFullpath("/a/old"), nullptr);
+    EXPECT_EQ(snapshot.nodeAtFullpath("/a/c/d")->size, 4);
     snapshot.reloadSnapshotPart(folder);
-    EXPECT_EQ(snapshot.nodeAtFullpath("/other"), nullptr);
-    EXPECT_EQ(snapshot.nodeAtFullpath("/docs/new.txt")->size, 4);
-    std::filesystem::remove_all(folder);
+    EXPECT_EQ(snapshot.nodeAtFullpath("/z"), nullptr);
+    EXPECT_EQ(snapshot.nodeAtFullpath("/a/b")->size, 3);
 }
 
 // A plain map from path to size; a directory has the size -1. Paths of three names, so that they meet often.
@@ -100,8 +106,8 @@ class Model {
     std::map<std::string, std::int64_t> items;
 
     void add(const std::string& path, std::int64_t size) {
-        for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1))
-            items.try_emplace(path.substr(0, at), -1);
+        for (const std::string& directory : above(path))
+            items.try_emplace(directory, -1);
         if (const auto [item, isNew] = items.try_emplace(path, size); !isNew && item->second >= 0)
             item->second = std::max<std::int64_t>(size, 0);
     }
@@ -125,18 +131,17 @@ TEST_F(Editing, AgreesWithAPlainMapAfterEachOfManyEdits) {
             path += std::string("/") + "abcd"[random() % 4];
         return path;
     };
+    const auto isFile = [&](const std::string& path) {
+        return model.items.contains(path) && model.items.at(path) >= 0;
+    };
     const auto isBelowAFile = [&](const std::string& path) {
-        for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1))
-            if (const auto above = model.items.find(path.substr(0, at));
-                above != model.items.end() && above->second >= 0)
-                return true;
-        return false;
+        return std::ranges::any_of(above(path), isFile);
     };
     for (int step = 0; step < 4000; ++step) {
         const std::string path = anyPath();
         const std::string to = anyPath();
         const std::int64_t size = random() % 3 == 0 ? -1 : static_cast<std::int64_t>(random() % 100);
-        switch (random() % 5) {
+        switch (random() % 6) {
         case 0:
         case 1:
             if (isBelowAFile(path)) break;
@@ -148,33 +153,39 @@ TEST_F(Editing, AgreesWithAPlainMapAfterEachOfManyEdits) {
             if (isBelowAFile(to) || model.items.contains(to)) break;
             snapshot.moveItemAtPath(path, to);
             if (!model.items.contains(path) || to.starts_with(path + "/")) break;
-            if (const auto taken = model.take(path); !taken.empty())
-                for (const auto& [below, itemSize] : taken)
-                    model.add(to + below, itemSize);
+            for (const auto& [below, itemSize] : model.take(path))
+                model.add(to + below, itemSize);
             break;
         case 3:
             snapshot.removeItemAtPath(path);
             model.take(path);
             break;
-        default: {
+        case 4: { // what is not on disk is scanned as an empty directory
+            const std::string parent = path.substr(0, path.rfind('/'));
+            if (isBelowAFile(path)) break;
+            snapshot.reloadSnapshotPart(folder + path);
+            if (!parent.empty() && !model.items.contains(parent)) break; // refused
+            model.take(path);
+            model.add(path, -1);
+            for (const auto& [onDisk, diskSize] : {std::pair("/a/b", 3), std::pair("/a/c/d", 4)})
+                if ((onDisk + std::string("/")).starts_with(path + "/") && onDisk != path)
+                    model.add(onDisk, diskSize);
+            break;
+        }
+        default:
             const auto part = snapshot.subDirsnapshotAtPath(path);
             ASSERT_EQ(part.has_value(), model.items.contains(path));
-            if (!part || model.items.at(path) >= 0 || to.starts_with(path + "/")) break;
-            if (isBelowAFile(to) || (model.items.contains(to) && model.items.at(to) >= 0)) break;
-            Model grafted = model;
-            bool meetsAFile = false;
-            for (const auto& [below, itemSize] : Model(model).take(path)) {
-                const auto target = model.items.find(to + below);
-                meetsAFile |= target != model.items.end() && (target->second < 0) != (itemSize < 0);
-                if (below.empty())
-                    grafted.add(to, -1);
-                else
-                    grafted.add(to + below, itemSize);
-            }
-            if (meetsAFile) break; // the kind of an item stays, and below a file a map knows nothing
+            if (!part || isFile(path) || to.starts_with(path + "/") || isBelowAFile(to) || isFile(to)) break;
+            const auto taken = Model(model).take(path);
+            // The kind of an item stays, and below a file a map knows nothing.
+            if (std::ranges::any_of(taken, [&](const auto& item) {
+                    const auto at = model.items.find(to + item.first);
+                    return at != model.items.end() && (at->second < 0) != (item.second < 0);
+                }))
+                break;
             snapshot.addPartial(*part, to);
-            model = grafted;
-        }
+            for (const auto& [below, itemSize] : taken)
+                model.add(to + below, itemSize);
         }
         std::map<std::string, std::int64_t> found;
         for (const std::string& line : listing(snapshot)) {

@@ -23,6 +23,14 @@ inline DirSnapshot emptySnapshot(platform::ProcessLog& log) {
     return snapshot;
 }
 
+// The paths of the directories that an item lies in, from the top, without the root.
+inline std::vector<std::string> above(const std::string& path) {
+    std::vector<std::string> paths;
+    for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1))
+        paths.push_back(path.substr(0, at));
+    return paths;
+}
+
 inline void list(const DSNode* node, const std::string& path, std::vector<std::string>& lines) {
     for (std::uint64_t i = 0; i < node->children->count; ++i) {
         const auto* child = static_cast<const DSNode*>(node->children->items[i]->value);

@@ -29,11 +29,12 @@ class RecordingSink final : public host_service::HostSink {
         }
     }
     void directoriesChanged(const std::optional<std::set<platform::FileURL>>&) override {}
-    void activationFinished(const host_service::HostName& host, std::uint64_t number, bool succeeded,
-                            const std::string& message) override {
-        signals.push_back(host + ": " + std::to_string(number) + (succeeded ? " done " : " failed ") +
-                          message);
+    void activationFinished(const host_service::HostName& host, std::uint64_t number,
+                            const extension::CommandOutcome& outcome) override {
+        signals.push_back(host + ": " + std::to_string(number) + (outcome.succeeded ? " done " : " failed ") +
+                          outcome.message.english());
     }
+    void menusChanged() override { signals.push_back("menus"); }
     std::vector<std::string> take() { return std::exchange(signals, {}); }
     std::vector<std::string> signals;
 };
@@ -59,11 +60,11 @@ class HostServiceTest : public testing::Test {
     void SetUp() override {
         disk.folders = {{"/r", {"d"}}, {"/r/d", {"f"}}};
         disk.files = {"/r/d/f", "/r/d/g"};
-        service.attach(
-            finderSync, sink,
-            [](const std::string& action, const std::vector<platform::FileURL>& selection, const auto&) {
-                return host_service::ActivationOutcome{true, action + std::to_string(selection.size())};
-            });
+        service.attach(finderSync, sink,
+                       [](const std::string& action, const std::vector<platform::FileURL>& selection,
+                          const auto&, const host_service::HostService::Done& done) {
+                           done({true, {action + "%@", {std::to_string(selection.size())}}});
+                       });
         transfer({});
         announced();
     }
@@ -132,6 +133,40 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
     EXPECT_EQ(finderSync.numberOfObservedPaths(), 1);
     center.post({"TSyncQuenzSyncPathRemoved", std::nullopt, {{"localPath", "/r"}}});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+}
+
+TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
+    const auto badge = [this](const std::string& uri) {
+        std::string text;
+        service.badges({uri}, [&](const host_service::BadgeBatch& batch) {
+            const auto& answer = batch.answers.at(0);
+            text = (answer.kind == extension::BadgeAnswer::Kind::unchanged ? "unchanged"
+                                                                           : std::string(answer.identifier)) +
+                   (answer.isInSync ? " in" : "") + (answer.isRoot ? " root" : "");
+        });
+        return text;
+    };
+    const auto items = [this] {
+        std::size_t count = 0;
+        service.menu({}, {"file:///r"}, [&](const auto& menu) { count = menu->numberOfItems(); });
+        for (const auto& [name, menu] : service.menusByClass())
+            count += menu->numberOfItems();
+        return count;
+    };
+    service.beginObserving("A", "file:///r");
+    EXPECT_EQ(items(), 8U);
+    service.setShown({.badges = false, .menu = true});
+    EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+    EXPECT_EQ(badge("file:///r"), " in root") << "the flags decide the menu";
+    EXPECT_EQ(badge("file:///r/gone"), " in") << "an item that keeps its badge would keep it";
+    service.setShown({.badges = false, .menu = false});
+    service.setShown({.badges = false, .menu = false});
+    EXPECT_THAT(announced(), ElementsAre("menus")) << "only what changed is told";
+    EXPECT_EQ(items(), 0U);
+    service.setShown({});
+    EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///r:", "menus"));
+    EXPECT_EQ(badge("file:///r"), "tovik in root");
+    EXPECT_EQ(items(), 8U);
 }
 
 TEST_F(HostServiceTest, RunsAChosenItemAndTellsItsOutcome) {

@@ -6,6 +6,7 @@
 namespace sandbox {
 namespace {
 
+using platform::Array;
 using platform::Reply;
 using platform::Value;
 
@@ -19,6 +20,7 @@ class RequestsTest : public testing::Test {
         std::optional<Reply> answer;
         requests.answer(message, arguments, [&answer](Reply reply) { answer = std::move(reply); });
         queue.dispatchAndWait([] {});
+        slowQueue.dispatchAndWait([] {});
         return answer;
     }
 
@@ -27,10 +29,11 @@ class RequestsTest : public testing::Test {
     SilentLog log;
     Daemon daemon{{temporary / "space", temporary / "state", {}}, center, log};
     backends::posix::SerialQueue queue{"requests-test"};
+    backends::posix::SerialQueue slowQueue{"slow-test"};
 };
 
 TEST_F(RequestsTest, answersItsMessages) {
-    Requests requests(daemon, {}, queue, log, [] { FAIL(); });
+    Requests requests(daemon, {}, queue, slowQueue, log, [] { FAIL(); });
     for (const char* folder : {"space/Docs/in", "space/Other/in", "space/Third"})
         fs::create_directories(temporary / folder);
     daemon.start();
@@ -61,10 +64,78 @@ TEST_F(RequestsTest, answersItsMessages) {
     EXPECT_FALSE(ask(requests, "close"));
 }
 
+// Paths that climb out, that lead out through a link, that name the space itself or no path at all: each is
+// refused in one line, and nothing has changed anywhere.
+TEST_F(RequestsTest, refusesHostilePathsWithOneLineEach) {
+    struct ErrorLog final : platform::ProcessLog {
+        bool isOn(platform::LogLevel level) const override { return level == platform::LogLevel::error; }
+        void write(platform::LogLevel, std::string_view line) override { lines.emplace_back(line); }
+        std::vector<std::string> lines;
+    } errors;
+    Daemon strict{{temporary / "strict", temporary / "strict-state", {}}, center, errors};
+    Requests requests(strict, {}, queue, slowQueue, errors, [] { FAIL(); });
+    const std::string out = (temporary / "outside").string();
+    const std::string docs = (temporary / "docs").string();
+    const std::string kept = temporary.write("outside/kept", "kept");
+    temporary.write("strict/in", "in");
+    fs::create_directory_symlink(out, temporary / "strict/link");
+    const auto tree = [this] {
+        std::vector<std::string> paths;
+        for (const auto& entry : fs::recursive_directory_iterator(temporary / ""))
+            paths.push_back(entry.path().string());
+        std::sort(paths.begin(), paths.end());
+        return paths;
+    };
+    const auto before = tree();
+    const std::vector<Value> hostile{
+        "/",     "",         "in",        "/../outside/kept",       "/in/../../outside/kept", "/link/kept",
+        "/\xff", "/in/kept", Value(kept), "/.tsyncquenz-sandbox/x", std::string("/in\0", 4),  "/link/new"};
+    std::vector<std::pair<std::string_view, Array>> cases;
+    for (const Value& path : hostile) {
+        for (const bool flag : {true, false}) {
+            cases.push_back({"deleteFile:trash:", {path, flag}});
+            cases.push_back({"linkForSharingFile:isDirectory:withReply:", {path, flag}});
+        }
+        cases.push_back({"renameFile:toNewFilepath:", {path, "/new"}});
+        cases.push_back({"restoreFile:", {path}});
+        cases.push_back({"downloadFile:toDirectory:", {path, docs}});
+        cases.push_back({"cacheFile:withOperationOptions:", {path, platform::Dictionary{}}});
+        cases.push_back({"includeSyncPath:", {path}});
+        if (path != Value(kept)) cases.push_back({"renameFile:toNewFilepath:", {"/in", path}});
+    }
+    for (const char* target : {"/link", "/link/new", "..", "/.tsyncquenz-sandbox"}) {
+        cases.push_back({"copyLocalFile:toRemoteDestination:", {kept, target}});
+        cases.push_back({"moveLocalFile:toRemoteDestination:", {kept, target}});
+        cases.push_back({"addSyncPath:withLocalSyncPath:", {target, docs}});
+    }
+    for (const std::string& directory :
+         {std::string("relative"), kept, out + "/none", (temporary / "strict").string()})
+        cases.push_back({"downloadFile:toDirectory:", {"/in", directory}});
+    cases.push_back({"moveLocalFile:toRemoteDestination:", {"/", "/"}});
+    cases.push_back({"localSnapshotChanged:NoRecursive:", {out, true}});
+    cases.push_back({"pauseFSEventOnPath:", {"relative"}});
+    cases.push_back({"syncPath:", {"/in"}});
+    for (const auto& [message, arguments] : cases) {
+        errors.lines.clear();
+        const std::optional<Reply> reply = ask(requests, message, arguments);
+        EXPECT_TRUE(reply && reply->kind != Reply::Kind::value)
+            << message << platform::jsonDescription(arguments);
+        EXPECT_EQ(errors.lines.size(), 1U) << message << platform::jsonDescription(arguments);
+    }
+    for (const Value& path : hostile)
+        EXPECT_EQ(ask(requests, "directoriesAtPath:withReply:", {path})->value.array()->size(), 0U)
+            << platform::jsonDescription(path);
+    EXPECT_EQ(ask(requests, "contentOfDirectoryAtPath:onlyFile:recoursive:withReply:", {"/link", false, true})
+                  ->kind,
+              Reply::Kind::none);
+    EXPECT_EQ(tree(), before);
+    EXPECT_EQ(contentOf(kept) + contentOf(temporary / "strict/in"), "keptin");
+}
+
 TEST_F(RequestsTest, misbehavesAsTold) {
     int deaths = 0;
-    Requests requests(daemon, {.latency = {}, .silent = {"getSyncStatus:"}, .diesAfter = 2}, queue, log,
-                      [&deaths] { ++deaths; });
+    Requests requests(daemon, {.latency = {}, .silent = {"getSyncStatus:"}, .diesAfter = 2}, queue, slowQueue,
+                      log, [&deaths] { ++deaths; });
     EXPECT_FALSE(ask(requests, "getSyncStatus:"));
     EXPECT_TRUE(ask(requests, "allPathsInSync:"));
     EXPECT_EQ(deaths, 0);

@@ -1,6 +1,6 @@
 #include "snapshot/DSDatabase.h"
 #include "snapshot/database.h"
-#include "tests/snapshot/formats_support.h"
+#include "tests/snapshot/support.h"
 
 #include <gmock/gmock.h>
 
@@ -44,7 +44,7 @@ class SnapshotDatabase : public InNewFolder {
     static Loaded load() {
         Loaded loaded;
         loaded.messages =
-            messagesOf([&] { loaded.tree = dump(own(DSNodeLoadSnapshotDBWithSHA1("s")).get()); });
+            messagesOf([&] { loaded.tree = dump(Tree(DSNodeLoadSnapshotDBWithSHA1("s")).get()); });
         return loaded;
     }
     static std::string save(const DSNode* root) {
@@ -100,7 +100,7 @@ TEST_F(SnapshotDatabase, LongFileNamesWork) {
     Tree tree = exampleTree();
     messagesOf([&] { EXPECT_TRUE(snapshot::saveDatabase(tree.get(), path.c_str())); });
     messagesOf(
-        [&] { EXPECT_EQ(dump(own(DSNodeLoadSnapshotDBWithSHA1(path.c_str())).get()), dump(tree.get())); });
+        [&] { EXPECT_EQ(dump(Tree(DSNodeLoadSnapshotDBWithSHA1(path.c_str())).get()), dump(tree.get())); });
 }
 
 TEST_F(SnapshotDatabase, EveryOddTableHasItsOutcome) {
@@ -142,7 +142,7 @@ TEST_F(SnapshotDatabase, EveryOddTableHasItsOutcome) {
     }
     query(insert + "('/' || printf('%.1023c', 'x'),0,1,2,3,4),('/z',0,1,2,3,4)", "t.db");
     std::string messages =
-        messagesOf([] { EXPECT_EQ(dump(own(DSNodeLoadSnapshotDBWithSHA1("t")).get()), "/z 1 2 3 4\n"); });
+        messagesOf([] { EXPECT_EQ(dump(Tree(DSNodeLoadSnapshotDBWithSHA1("t")).get()), "/z 1 2 3 4\n"); });
     EXPECT_THAT(messages, HasSubstr("SQL rows without a usable path: 1\n"));
 }
 
@@ -171,7 +171,7 @@ TEST_F(SnapshotDatabase, UnreadableDatabasesGiveNoTree) {
         EXPECT_EQ(loaded.messages, std::string(kOpened) + "SQL error: database is locked\n");
     }
     // A leaf page of the rows is overwritten: what was read before it does not count.
-    Tree many = own(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory));
+    Tree many = makeRoot();
     for (int i = 0; i < 1000; i++)
         DSNodeCreateWithParent(many.get(), std::to_string(i).c_str(), i, 0, 0, DSNodeTypeFile);
     save(many.get());

@@ -1,9 +1,9 @@
 #include "snapshot/DSDigest.h"
 #include "snapshot/lookup.h"
 #include "tests/snapshot/support.h"
-#include "tests/snapshot/temporary_directory.h"
 
 #include <gtest/gtest.h>
+#include <openssl/sha.h>
 
 namespace {
 
@@ -25,7 +25,7 @@ TEST(Digest, CoversMetadata) {
     DSNode* link = add(root.get(), "l", 3, 1, DSNodeTypeSymlink);
     DSNode* directory = add(root.get(), "d", 4096, 5, DSNodeTypeDirectory);
     DSNode* file = add(root.get(), "a.txt", 12, 1600000000, DSNodeTypeFile);
-    add(directory, "Z", 0, 0, DSNodeTypeOther);
+    DSNode* other = add(directory, "Z", 0, 0, DSNodeTypeOther);
     DSNode* accented = add(directory, "\xc3\xa9", -1, -5, DSNodeTypeFile);
 
     uint8_t* digest = DSNodeComputeHashes(root.get());
@@ -35,8 +35,8 @@ TEST(Digest, CoversMetadata) {
     EXPECT_EQ(hex(file->hash), "494fe2ff2530830cfbdfbbe5f376141de2364bb5");
     EXPECT_EQ(hex(link->hash), "c1c38bd8a80c323cf0c521eb87b421bc4a79454b");
     EXPECT_EQ(hex(accented->hash), "aea3c9facb8ff6d3d30bcc4a5ee2ab1f8a048641");
-    EXPECT_EQ(namesOf(root.get()), (std::vector<std::string>{"a.txt", "d", "l"}));
-    EXPECT_EQ(namesOf(directory), (std::vector<std::string>{"\xc3\xa9", "Z"}));
+    EXPECT_EQ(childrenOf(root.get()), (std::vector{file, directory, link}));
+    EXPECT_EQ(childrenOf(directory), (std::vector{accented, other}));
 
     // A directory computed on its own knows its path; a change below shows at every level above.
     EXPECT_EQ(hex(DSNodeComputeHashes(directory)), "07c5f8882d5c9d4abebf354625ef73f959ee8d0a");
@@ -45,6 +45,14 @@ TEST(Digest, CoversMetadata) {
     EXPECT_NE(hex(DSNodeComputeHashes(copy.get())), hex(directory->hash)); // moved to the top
     accented->size = 0;
     EXPECT_NE(hex(DSNodeComputeHashes(root.get())), "d2d0feaf6471ec38bcb4afc264c77cf167caa9fc");
+
+    for (size_t length = 0; length < 130; length++) { // one block of SHA-1 and more
+        std::string name(length, 'n');
+        Tree named(DSNodeCreate(name.c_str(), 258, -1, 0, DSNodeTypeFile));
+        std::string message = std::string(8, '\xFF') + std::string("\2\1\0\0\0\0\0\0", 8) + name;
+        const auto* bytes = reinterpret_cast<const uint8_t*>(message.data());
+        EXPECT_EQ(hex(DSNodeComputeHashes(named.get())), hex(SHA1(bytes, message.size(), nullptr))) << length;
+    }
 
     EXPECT_EQ(hex(DSNodeComputeHashes(makeRoot().get())), "872138597c35473177c91c67544c0125f5a5820e");
     Tree unknown(DSNodeCreate("u", 1, 2, 3, 77));

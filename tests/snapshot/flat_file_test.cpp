@@ -1,6 +1,6 @@
 #include "snapshot/DSFlatFile.h"
 #include "snapshot/flat_file.h"
-#include "tests/snapshot/formats_support.h"
+#include "tests/snapshot/support.h"
 
 #include <sys/stat.h>
 
@@ -24,7 +24,7 @@ class FlatFile : public InNewFolder {
         store("s", bytes);
         Loaded loaded;
         loaded.messages = messagesOf(
-            [&] { loaded.tree = dump(own(DSNodeLoadSnapshotWithSHA1("s", withDigests ? 1 : 0)).get()); });
+            [&] { loaded.tree = dump(Tree(DSNodeLoadSnapshotWithSHA1("s", withDigests ? 1 : 0)).get()); });
         return loaded;
     }
 };
@@ -35,7 +35,7 @@ TEST_F(FlatFile, WritesTheseBytes) {
     EXPECT_EQ(contents("s"), kExample);
     EXPECT_EQ(filesHere(), 1U);
 
-    Tree odd = own(DSNodeCreate("/", 7, 8, 9, DSNodeTypeDirectory));
+    Tree odd = Tree(DSNodeCreate("/", 7, 8, 9, DSNodeTypeDirectory));
     DSNodeCreateWithParent(odd.get(), "a|b ", -1, INT64_MIN, INT64_MAX, DSNodeTypeOther);
     DSNode* file = DSNodeCreateWithParent(odd.get(), "\xFF\n", 1, 2, 3, DSNodeTypeSymlink);
     DSNodeCreateWithParent(file, "not below a directory", 0, 0, 0, DSNodeTypeFile);
@@ -48,7 +48,7 @@ TEST_F(FlatFile, WritesTheseBytes) {
 }
 
 TEST_F(FlatFile, LeavesOutPathsThatAreTooLong) {
-    Tree root = own(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory));
+    Tree root = makeRoot();
     std::string longest(1022, 'x');
     DSNode* kept = DSNodeCreateWithParent(root.get(), longest.c_str(), 1, 2, 3, DSNodeTypeDirectory);
     DSNodeCreateWithParent(kept, "", 4, 5, 6, DSNodeTypeFile);
@@ -170,7 +170,7 @@ TEST_F(FlatFile, ReadsRecordsAcrossTheEndsOfItsBuffer) {
 TEST_F(FlatFile, ChoosesTheStoreByKind) {
     store("s", "2|/f1|2|1|1|");
     for (const char* kind : {"sync", "backup", "other", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(dump(own(DSNodeLoadSnapshot("s", kind)).get()), "/f 1 2 1 1\n");
+        EXPECT_EQ(dump(Tree(DSNodeLoadSnapshot("s", kind)).get()), "/f 1 2 1 1\n");
     EXPECT_EQ(messagesOf([] {
                   EXPECT_EQ(DSNodeLoadSnapshot("none", "other"), nullptr);
                   EXPECT_EQ(DSNodeLoadSnapshot("none", "sync"), nullptr);

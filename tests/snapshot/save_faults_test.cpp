@@ -3,7 +3,7 @@
 #include "snapshot/DSDatabase.h"
 #include "snapshot/DSFlatFile.h"
 #include "snapshot/database.h"
-#include "tests/snapshot/formats_support.h"
+#include "tests/snapshot/support.h"
 
 #include <sys/ptrace.h>
 #include <sys/resource.h>
@@ -33,7 +33,7 @@ int save(const DSNode* tree, bool database) {
 
 std::string load(bool database) {
     std::string tree;
-    messagesOf([&] { tree = dump(own(DSNodeLoadSnapshot("s", kKind[database ? 1 : 0])).get()); });
+    messagesOf([&] { tree = dump(Tree(DSNodeLoadSnapshot("s", kKind[database ? 1 : 0])).get()); });
     return tree;
 }
 

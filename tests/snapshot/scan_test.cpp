@@ -1,6 +1,5 @@
 #include "snapshot/scan.h"
 #include "tests/snapshot/support.h"
-#include "tests/snapshot/temporary_directory.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -83,7 +82,7 @@ TEST(Scan, RecordsWhatIsThere) {
     Tree top(DSNodeCreateDirectorySnapshotWithOptions(directory.path().c_str(), &flat));
     EXPECT_EQ(linesOf(top.get()).size(), 11U); // "b" without what it holds
     _takeSnapshot(directory.path("b").c_str(), top.get(), nullptr);
-    EXPECT_EQ(namesOf(top.get()).back(), "inner"); // appended to what a node has
+    EXPECT_STREQ(childrenOf(top.get()).back()->name, "inner"); // appended to what a node has
 }
 
 TEST(Scan, CallbackGoesFirst) {
@@ -132,9 +131,7 @@ TEST(Scan, GoesOnPastTrouble) {
     }
     chmod(directory.path("locked").c_str(), 0700);
 
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(scan("relative/path")->children->count, 0U);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(messagesOf([] { EXPECT_EQ(scan("relative/path")->children->count, 0U); }),
               "Cannot look for path components on a non-absolute path.\n");
 }
 
@@ -207,19 +204,17 @@ TEST(Scan, HelpersChangeNothing) {
 
 TEST(Scan, DirectoryReader) {
     TemporaryDirectory directory;
-    for (const char* name : {"b", "C", "a", "d", "e"})
+    for (const char* name : {"b", "C", "a"})
         directory.write(name, "");
     dirent** entries = nullptr;
     errno = 42;
-    int count = d_scandir(directory.path().c_str(), &entries, _selectFunc, _comparFunc, nullptr);
+    ASSERT_EQ(d_scandir(directory.path().c_str(), &entries, _selectFunc, _comparFunc, nullptr), 3);
     EXPECT_EQ(errno, 42);
-    std::vector<std::string> names;
-    for (int i = 0; i < count; i++) {
-        names.emplace_back(entries[i]->d_name);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(entries[i]->d_name[0], "Cab"[i]);
         free(entries[i]);
     }
     free(static_cast<void*>(entries));
-    EXPECT_EQ(names, (std::vector<std::string>{"C", "a", "b", "d", "e"}));
     entries = nullptr;
     EXPECT_EQ(d_scandir(directory.path("none").c_str(), &entries, nullptr, nullptr, nullptr), -1);
     EXPECT_EQ(errno, ENOENT);

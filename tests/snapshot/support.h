@@ -1,12 +1,18 @@
-// Small things that several tests of the engine need.
+// What several tests of the engine need.
 #pragma once
 
 #include "snapshot/DSNode.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 struct NodeDeleter {
@@ -40,9 +46,86 @@ inline std::vector<DSNode*> childrenOf(const DSNode* node) {
     return children;
 }
 
-inline std::vector<std::string> namesOf(const DSNode* node) {
-    std::vector<std::string> names;
+// One line for each node in list order, "path size type modified started"; "none" without a tree. The root
+// shows only when it has values.
+inline std::string dump(const DSNode* node, const std::string& path = "") {
+    if (node == nullptr) return "none";
+    std::string text;
+    if (!path.empty() || node->size != 0 || node->modifiedTime != 0)
+        text = (path.empty() ? "/" : path) + " " + std::to_string(node->size) + " " +
+               std::to_string(node->type) + " " + std::to_string(node->modifiedTime) + " " +
+               std::to_string(node->startedTime) + "\n";
     for (const DSNode* child : childrenOf(node))
-        names.emplace_back(child->name);
-    return names;
+        text += dump(child, path + "/" + child->name);
+    return text;
 }
+
+// The tree of the format pages: /a.txt, /d, /d/b.
+inline Tree exampleTree() {
+    Tree root = makeRoot();
+    DSNodeCreateWithParent(root.get(), "a.txt", 12, 1600000000, 1600000100, DSNodeTypeFile);
+    DSNode* d = DSNodeCreateWithParent(root.get(), "d", 96, 1600000000, 1600000000, DSNodeTypeDirectory);
+    DSNodeCreateWithParent(d, "b", 0, 1600000200, 1600000200, DSNodeTypeFile);
+    return root;
+}
+
+inline std::string contents(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+inline void store(const std::string& file, const std::string& bytes) {
+    std::ofstream(file, std::ios::binary) << bytes;
+}
+
+// What a call writes to standard error.
+template <typename Call>
+std::string messagesOf(Call call) {
+    testing::internal::CaptureStderr();
+    call();
+    return testing::internal::GetCapturedStderr();
+}
+
+// A directory of a test's own, gone with it. It is in memory where that is possible: a database waits for its
+// disk after each commit.
+class TemporaryDirectory {
+  public:
+    TemporaryDirectory() {
+        std::string pattern =
+            std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + "/snapshot-XXXXXX";
+        _path = mkdtemp(pattern.data());
+    }
+    ~TemporaryDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(_path, ignored);
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::string& path() const { return _path; }
+    std::string path(const std::string& below) const { return _path + "/" + below; }
+
+    // Writes a file, making the directories on the way.
+    void write(const std::string& below, const std::string& content) const {
+        std::filesystem::create_directories(std::filesystem::path(path(below)).parent_path());
+        store(path(below), content);
+    }
+
+  private:
+    std::string _path;
+};
+
+// Each test works in such a directory, so that messages can name files without a folder.
+class InNewFolder : public testing::Test {
+  protected:
+    InNewFolder() { std::filesystem::current_path(_directory.path()); }
+    ~InNewFolder() override { std::filesystem::current_path("/"); }
+
+    static size_t filesHere() {
+        auto files = std::filesystem::directory_iterator(".");
+        return static_cast<size_t>(std::distance(begin(files), end(files)));
+    }
+
+  private:
+    TemporaryDirectory _directory;
+};

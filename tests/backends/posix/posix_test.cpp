@@ -1,4 +1,5 @@
 // Queues, and a disk that hangs.
+#include "backends/posix/FileWatch.h"
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/posix/SerialQueue.h"
 
@@ -6,7 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
 
 namespace {
 
@@ -74,6 +78,53 @@ TEST(GuardedFileSystem, LeavesAMountThatHangs) {
         EXPECT_EQ(recovered.get_future().get(), "/");
         EXPECT_THAT(disk.existence(both), testing::ElementsAre(Existence::exists, Existence::exists));
     }
+}
+
+TEST(FileWatch, SeesTheFileComeChangeAndGo) {
+    namespace fs = std::filesystem;
+    std::string name = (fs::temp_directory_path() / "file-watch-XXXXXX").string();
+    const fs::path top = ::mkdtemp(name.data());
+    const fs::path folder = top / "config/program";
+    const fs::path file = folder / "settings";
+
+    std::mutex lock;
+    std::condition_variable called;
+    std::string seen; // what the handler read last
+    backends::posix::FileWatch watch(file.string(), [&] {
+        const std::lock_guard guard(lock);
+        std::ifstream stream(file);
+        seen = stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "none";
+        called.notify_all();
+    });
+    const auto write = [](const fs::path& path, const char* text) { std::ofstream(path) << text; };
+    const std::pair<const char*, std::function<void()>> steps[] = {
+        {"first",
+         [&] {
+             fs::create_directories(folder); // one level after the other, with the watch behind
+             write(file, "first");
+         }},
+        {"in place", [&] { write(file, "in place"); }},
+        {"renamed",
+         [&] {
+             write(folder / "new", "renamed");
+             fs::rename(folder / "new", file);
+         }},
+        {"none", [&] { fs::remove_all(top / "config"); }},
+        {"linked",
+         [&] {
+             write(top / "elsewhere", "linked");
+             fs::create_directories(folder);
+             fs::create_symlink(top / "elsewhere", file);
+         }},
+        {"behind the link", [&] { write(top / "elsewhere", "behind the link"); }},
+    };
+    for (const auto& [expected, step] : steps) {
+        step();
+        std::unique_lock guard(lock);
+        EXPECT_TRUE(called.wait_for(guard, std::chrono::seconds(20), [&] { return seen == expected; }))
+            << expected << ", but " << seen;
+    }
+    fs::remove_all(top);
 }
 
 } // namespace

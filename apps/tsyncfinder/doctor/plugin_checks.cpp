@@ -1,0 +1,144 @@
+#include "apps/tsyncfinder/doctor/checks.h"
+#include "apps/tsyncfinder/doctor/processes.h"
+#include "backends/dbus/BusNames.h"
+#include "backends/dbus/FinderSync1Client.h"
+#include "platform/Json.h"
+#include "protocol/names.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace apps::tsyncfinder::doctor {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct FileManager {
+    const char* name;
+    const char* program;
+    const char* folder; // of its extensions
+};
+
+constexpr std::array fileManagers{
+    FileManager{"Nautilus", "nautilus", TSYNCFINDER_NAUTILUS_EXTENSIONS},
+    FileManager{"Nemo", "nemo", TSYNCFINDER_NEMO_EXTENSIONS},
+    FileManager{"Caja", "caja", TSYNCFINDER_CAJA_EXTENSIONS},
+};
+
+constexpr std::chrono::seconds answerBound{2};
+
+bool isInPath(const std::string& program) {
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(path != nullptr ? path : "/usr/bin:/bin");
+    std::error_code error;
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (fs::is_regular_file(fs::path(folder) / program, error)) return true;
+    return false;
+}
+
+// The version that is written in a plugin's file; "": it has none.
+std::string versionIn(const fs::path& plugin) {
+    constexpr std::string_view label = "tsyncfinder-plugin-version=";
+    std::ifstream file(plugin, std::ios::binary);
+    const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const std::size_t start = content.find(label);
+    if (start == std::string::npos) return {};
+    return content.substr(start + label.size(), content.find('\0', start) - start - label.size());
+}
+
+// The processes that have told the extension which folders they show.
+std::vector<pid_t> connectedProcesses() {
+    std::vector<pid_t> processes;
+    try {
+        backends::dbus::BusNames names;
+        if (!names.owner(FINDER_SYNC_BUS_NAME)) return processes;
+        const platform::Dictionary status = backends::dbus::FinderSync1Client(answerBound).status();
+        const platform::Value* hosts = find(status, "hostNames");
+        if (hosts == nullptr || hosts->array() == nullptr) return processes;
+        for (const platform::Value& host : *hosts->array())
+            if (host.string() != nullptr)
+                if (const auto owner = names.owner(*host.string())) processes.push_back(owner->process);
+    } catch (const sdbus::Error&) {
+        // What is wrong with the bus or the extension is told by their own checks.
+    } catch (const hosts::terminal::ExtensionError&) {
+    }
+    return processes;
+}
+
+fs::path extensionFolder(const FileManager& manager) {
+    const char* other = std::getenv("CAJA_EXTENSION_DIRS");
+    if (std::string_view(manager.program) == "caja" && other != nullptr && *other != '\0')
+        return std::string(other).substr(0, std::string_view(other).find(':'));
+    return manager.folder;
+}
+
+// What the processes of a file manager have of an installed plugin.
+Finding checkLoaded(const FileManager& manager, const std::string& plugin, const std::string& installed) {
+    const std::string check = "plugin-" + std::string(manager.program);
+    const std::string restart = "Start it again: " + std::string(manager.program) + " -q; " + manager.program;
+    const std::vector<pid_t> processes = processesRunning(manager.program);
+    if (processes.empty()) return {State::ok, check, installed + "; " + manager.name + " does not run", ""};
+    const std::vector<pid_t> connected = connectedProcesses();
+    bool isConnected = false;
+    for (const pid_t process : processes) {
+        const std::string mapped = mappedFile(process, plugin);
+        if (mapped.empty())
+            return {State::problem, check,
+                    installed + ", but " + describeProcess(process) + " has not loaded it.", restart};
+        if (mapped.ends_with(" (deleted)"))
+            return {State::warning, check,
+                    installed + ", but " + describeProcess(process) + " has loaded a former one.", restart};
+        isConnected =
+            isConnected || std::find(connected.begin(), connected.end(), process) != connected.end();
+    }
+    return {
+        State::ok, check,
+        installed + " and loaded; " +
+            (isConnected ? "it shows folders to the extension" : "it shows no folder to the extension now"),
+        ""};
+}
+
+} // namespace
+
+Findings checkPlugins() {
+    Findings findings;
+    bool isAnyInstalled = false;
+    std::error_code error;
+    for (const FileManager& manager : fileManagers) {
+        const std::string check = "plugin-" + std::string(manager.program);
+        const std::string name = manager.name;
+        const std::string plugin = "libtsyncfinder-" + std::string(manager.program) + ".so";
+        const fs::path file = extensionFolder(manager) / plugin;
+        const bool hasManager = isInPath(manager.program);
+        if (!fs::exists(file, error)) {
+            if (hasManager)
+                findings.push_back({State::warning, check, name + " has no plugin: it shows no badges.",
+                                    "Install the package " + std::string(manager.program) + "-tsyncfinder"});
+            else
+                findings.push_back({State::ok, check, name + " is not installed", ""});
+            continue;
+        }
+        isAnyInstalled = true;
+        const std::string version = versionIn(file);
+        if (version != TSYNCFINDER_VERSION) {
+            findings.push_back(
+                {State::problem, check,
+                 file.string() + " is version " + (version.empty() ? "unknown" : version) +
+                     ", this program is " TSYNCFINDER_VERSION ".",
+                 "Install the same version of the package " + std::string(manager.program) + "-tsyncfinder"});
+            continue;
+        }
+        findings.push_back(checkLoaded(manager, plugin, "version " + version + " is installed"));
+    }
+    if (!isAnyInstalled)
+        findings.push_back({State::problem, "plugins", "No file manager has the plugin.",
+                            "Install nautilus-tsyncfinder, nemo-tsyncfinder or caja-tsyncfinder"});
+    return findings;
+}
+
+} // namespace apps::tsyncfinder::doctor

@@ -1,0 +1,11 @@
+// Where the parts of the program are: installed ones, or those of the build folder that it runs from.
+#pragma once
+
+#include <string>
+
+namespace apps::tsyncfinder {
+
+std::string resourceFolder(); // the images
+std::string panelProgram();   // whether it exists or not
+
+} // namespace apps::tsyncfinder

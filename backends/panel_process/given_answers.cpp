@@ -1,0 +1,35 @@
+#include "backends/panel_process/given_answers.h"
+
+#include "foundation/path_strings.h"
+#include "panels/EmailEntry.h"
+#include "panels/TSFPSavePanel.h"
+#include "platform/Utf8.h"
+
+namespace backends::panel_process {
+
+std::optional<extension::DestinationAnswer> givenDestination(bool forArchive,
+                                                             const extension::CommandRequest& request) {
+    if (!request.destination) return std::nullopt;
+    const std::string& given = *request.destination;
+    if (!given.starts_with('/') || !platform::isUtf8(given))
+        return extension::DestinationAnswer{{}, {{"\"%@\" is no path in the space.", {given}}}};
+    std::string path = foundation::standardisedPath(given);
+    if (!panels::TSFPSavePanel::isAcceptable(!forArchive, path))
+        return extension::DestinationAnswer{{},
+                                            {{"A folder cannot be synced with the root of the space.", {}}}};
+    return extension::DestinationAnswer{std::move(path), {}};
+}
+
+std::optional<extension::ShareAnswer> givenRecipients(const extension::CommandRequest& request) {
+    if (request.recipients.empty()) return std::nullopt;
+    extension::ShareAnswer answer;
+    for (const std::string& entry : request.recipients) {
+        std::string address = panels::addressInEntry(entry);
+        if (!panels::validateEmail(address))
+            return extension::ShareAnswer{{}, false, false, {{"\"%@\" is no e-mail address.", {entry}}}};
+        answer.recipients.push_back(std::move(address));
+    }
+    return answer;
+}
+
+} // namespace backends::panel_process

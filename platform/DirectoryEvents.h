@@ -1,0 +1,39 @@
+// Tells when something changes in directories, so that nobody has to look at them again and again.
+//
+// Events are hints: one may come twice, late, or, when there were too many, not by name. What is really there
+// is for the receiver to see.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace platform {
+
+struct DirectoryEvent {
+    std::string directory; // as it was given to `watchTree`, or below one that was
+    std::string name;      // the entry that was made, changed, moved or deleted
+    bool isLost = false;   // events were lost: anything may have changed anywhere, and the two are empty
+};
+
+class DirectoryEvents {
+  public:
+    using Handler = std::function<void(const DirectoryEvent&)>;
+
+    virtual ~DirectoryEvents() = default;
+
+    // The handler runs on a thread of its own, one event at a time; it must return soon. To be called once,
+    // before anything is watched. Once `stop` has returned, no handler runs any more; it is not called by
+    // one.
+    virtual void start(Handler handler) = 0;
+    virtual void stop() = 0;
+
+    // Watches a directory and those below it, links not followed; what is watched already stays so. What is
+    // made in them after this has returned, or while it runs, comes as an event. A directory that appears
+    // later is to be watched by another call. False when some could not be watched.
+    virtual bool watchTree(const std::string& directory) = 0;
+
+    // Ends the watch on a directory and those below it.
+    virtual void forgetTree(const std::string& directory) = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,351 @@
+// The commands from outside: the stand-in daemon and the extension process on a private bus, a terminal that
+// chooses menu items, and a program of the test's in the place of the panel program.
+#include "platform/Json.h"
+#include "tests/support/CommandRecorder.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/Programs.h"
+#include "tests/support/fakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <regex>
+
+namespace {
+
+namespace fs = std::filesystem;
+using support::Program;
+using support::Result;
+using support::run;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+using Texts = std::vector<std::string>;
+
+std::string contentOf(const fs::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// A desktop that keeps the texts of its notifications.
+class Desktop {
+  public:
+    Desktop() : object(sdbus::createObject(*connection, "/org/freedesktop/Notifications")) {
+        object->registerMethod("org.freedesktop.Notifications", "Notify", "susssasa{sv}i", "u",
+                               [this](sdbus::MethodCall call) {
+                                   std::string program, icon, title, body;
+                                   std::uint32_t replaced = 0;
+                                   call >> program >> replaced >> icon >> title >> body;
+                                   bodies.push_back(body);
+                                   auto reply = call.createReply();
+                                   reply << std::uint32_t{1};
+                                   reply.send();
+                               });
+        object->finishRegistration();
+        connection->requestName("org.freedesktop.Notifications");
+    }
+    Texts take() {
+        while (connection->processPendingRequest()) {
+        }
+        return std::exchange(bodies, {});
+    }
+
+  private:
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
+    std::unique_ptr<sdbus::IObject> object;
+    Texts bodies;
+};
+
+class CommandsTest : public testing::Test {
+  protected:
+    support::PrivateBus bus;
+    fs::path folder;
+    std::unique_ptr<Program> daemon, extension;
+    std::size_t readOfLog = 0;
+
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "commands-XXXXXX").string();
+        folder = ::mkdtemp(name.data());
+        ::setenv("HOME", folder.c_str(), 1);
+        for (const char* item : {"Docs/sub", "Music", "Photos", "space/Archive"})
+            fs::create_directories(folder / item);
+        fs::create_directory_symlink(folder / "Docs/sub", folder / "Docs/link");
+        for (const char* file : {"Docs/a.txt", "one.txt", "two.txt"})
+            std::ofstream(folder / file) << file;
+        std::ofstream(folder / "panel")
+            << "#!/bin/sh\ncd " << folder.string() << "\ncat >request\n. ./answer\n";
+        fs::permissions(folder / "panel", fs::perms::owner_all);
+        startDaemon();
+        extension = std::make_unique<Program>(
+            Texts{"/bin/sh", "-c",
+                  "exec env LC_ALL=de_DE.UTF-8 DISPLAY=:extension " TSYNCFINDER_PROGRAM
+                  " run --panel-program $HOME/panel 2>$HOME/log"});
+        waitForBadge("Docs", "tovik");
+        waitForBadge("Music", "tovik");
+        newLogLines();
+    }
+    void TearDown() override {
+        extension.reset();
+        fs::remove_all(folder);
+    }
+
+    void startDaemon() {
+        daemon = std::make_unique<Program>(Texts{SANDBOX_PROGRAM, "--space", path("space"), "--state",
+                                                 path("state"), "--log-level", "error", "--start",
+                                                 path("Docs"), "/Docs", "--start", path("Music"), "/Music"});
+    }
+    std::string path(const std::string& item) const { return (folder / item).string(); }
+    // The text with "@" for the test's folder.
+    std::string filled(const std::string& text) const {
+        return std::regex_replace(text, std::regex("@/"), folder.string() + "/");
+    }
+    void waitForBadge(const std::string& item, const std::string& badge) {
+        EXPECT_TRUE(support::eventually([&] {
+            return run(TSYNCFINDER_PROGRAM " badges --depth 0 --json " + path(item)).output ==
+                   "[{\"badge\":\"" + badge + "\",\"path\":\"" + path(item) + "\"}]\n";
+        })) << item
+            << " has not become " << badge;
+    }
+    // What the next panels do, as commands of a shell.
+    void panelsDo(const std::string& commands) { std::ofstream(folder / "answer") << commands << '\n'; }
+    Result invoke(const std::string& arguments) {
+        return run("LC_ALL=C DISPLAY=:request " TSYNCFINDER_PROGRAM " invoke " + filled(arguments));
+    }
+    // The log's lines since the last call, without time and program, and without those of notifications.
+    Texts newLogLines() {
+        const std::string all = contentOf(folder / "log");
+        std::istringstream text(all.substr(readOfLog));
+        readOfLog = all.size();
+        Texts lines;
+        static const std::regex prefix("^\\S+ \\S+ tsyncfinder\\[\\d+\\] (info|error): ");
+        static const std::regex ofNotifications(
+            "^(TSyncFinder Re|All Paths in Sync|TSynClinet|TSyncClient).*");
+        for (std::string line; std::getline(text, line);) {
+            line = std::regex_replace(line, prefix, "");
+            if (!std::regex_match(line, ofNotifications)) lines.push_back(line);
+        }
+        return lines;
+    }
+};
+
+// One after the other, since the daemon acts on each.
+struct Case {
+    std::string invocation;
+    std::string panelAnswer; // empty: no panel may be asked
+    std::string panelRequest;
+    std::vector<std::pair<std::string, std::string>> messages; // name, object
+    std::string outcome;
+    Texts log;
+    bool succeeds = true;
+};
+
+const std::string shown = "{\"shown\":true}\n";
+
+std::vector<Case> cases() {
+    return {
+        {"'Exclude from sync' @/Docs/sub",
+         "",
+         "",
+         {{"kTFinderSyncTExcludeSyncPath", R"({"remotePath":"/Docs/sub"})"}},
+         "Asked the sync service to exclude @/Docs/sub.",
+         {}},
+        {"includeSync: @/Docs/sub @/Docs/link @/one.txt",
+         "",
+         "",
+         {{"kTFinderSyncTIncludeSyncPath", R"({"remotePath":"/Docs/sub"})"},
+          {"kTFinderSyncTIncludeSyncPath", R"({"remotePath":"/Docs/link"})"}},
+         "Left out, not in a synced folder or with a name that cannot be sent: @/one.txt",
+         {R"(Skipped without a message: ["@/one.txt"])"},
+         false},
+        {"'Copy to Space' @/one.txt @/two.txt @/Photos",
+         shown + R"({"response":1,"path":"/Archive"})",
+         R"({"panel":"destination","sync":false,"paths":["@/one.txt","@/two.txt","@/Photos"]})",
+         {{"kTFinderSyncTCopyToSpace", R"({"localPath":"@/one.txt","remotePath":"/Archive"})"},
+          {"kTFinderSyncTCopyToSpace", R"({"localPath":"@/two.txt","remotePath":"/Archive"})"},
+          {"kTFinderSyncTCopyToSpace", R"({"localPath":"@/Photos","remotePath":"/Archive"})"}},
+         "Asked the sync service to copy @/one.txt, @/two.txt, @/Photos to /Archive.",
+         {"Select Copy to Space param: Copy to Space", "Choose Remote Dest: 3",
+          "Copy file: @/one.txt to Space Dest path: /Archive",
+          "Copy file: @/two.txt to Space Dest path: /Archive",
+          "Copy file: @/Photos to Space Dest path: /Archive"}},
+        {"TSFP-MoveToSpace --destination / @/two.txt",
+         "",
+         "",
+         {{"kTFinderSyncTMoveToSpace", R"({"localPath":"@/two.txt","remotePath":"/"})"}},
+         "Asked the sync service to move @/two.txt to /.",
+         {"Select Move to Space param: TSFP-MoveToSpace", "Choose Remote Dest: 1",
+          "Move file: @/two.txt to Space Dest path: /"}},
+        {"'Move to Space' @/one.txt",
+         R"({"response":0})",
+         R"({"panel":"destination","sync":false,"paths":["@/one.txt"]})",
+         {},
+         "Cancelled; nothing was sent.",
+         {"Select Move to Space param: Move to Space", "Choose Remote Dest: 1"},
+         false},
+        {"'Start sync' --destination // @/Photos",
+         "",
+         "",
+         {},
+         "A folder cannot be synced with the root of the space.",
+         {"Select Start Sync param: Start sync", "Choose Remote Dest: 1",
+          "Space Dest Path: (null), selectedItemPath: @/Photos"},
+         false},
+        {"'Start sync' --destination Archive @/Photos",
+         "",
+         "",
+         {},
+         "\"Archive\" is no path in the space.",
+         {"Select Start Sync param: Start sync", "Choose Remote Dest: 1",
+          "Space Dest Path: (null), selectedItemPath: @/Photos"},
+         false},
+        {"'Start sync' @/Photos @/one.txt",
+         shown + R"({"response":1,"path":"/Photos"})",
+         R"({"panel":"destination","sync":true,"paths":["@/Photos"]})",
+         {{"kTFinderSyncTSyncStart", R"({"localPath":"@/Photos","remotePath":"/Photos"})"}},
+         "Asked the sync service to sync @/Photos with /Photos.",
+         {"Select Start Sync param: Start sync", "Choose Remote Dest: 2",
+          "Space Dest Path: /Photos, selectedItemPath: @/Photos"}},
+        {"'Share by email' --recipient 'Ann <ann@example.org>' --recipient j@x.org @/Docs/link",
+         "",
+         "",
+         {{"kTFinderSyncTShareByEmail",
+           R"({"localPath":"/Docs/link","isDir":"file","recipients":["ann@example.org","j@x.org"]})"}},
+         "Asked the sync service to share @/Docs/link with ann@example.org, j@x.org.",
+         {}},
+        {"'Share by email' --recipient ann@example @/Docs",
+         "",
+         "",
+         {},
+         "\"ann@example\" is no e-mail address.",
+         {},
+         false},
+        // The panel posts the message itself; here it only says so.
+        {"'Share by email' @/Docs/sub",
+         shown + R"({"response":1,"sent":true,"recipients":["ann@example.org"]})",
+         R"({"panel":"share","path":"@/Docs/sub","isDir":true,"allPathsInSync":)"
+         R"({"/Docs":"@/Docs","/Music":"@/Music","/Photos":"@/Photos"}})",
+         {},
+         "Asked the sync service to share @/Docs/sub with ann@example.org.",
+         {}},
+        {"stopSync: @/Docs @/Music",
+         "",
+         "",
+         {{"kTFinderSyncTSyncStop", R"({"remotePath":"/Docs"})"},
+          {"kTFinderSyncTSyncStop", R"({"remotePath":"/Music"})"}},
+         "Asked the sync service to stop syncing @/Docs, @/Music.",
+         {"Select Stop Sync param: stopSync:", R"(Selected Item Paths ["@/Docs","@/Music"])",
+          R"(Selected Item Paths ["@/Docs","@/Music"])", R"(Selected Item Paths ["@/Docs","@/Music"])"}},
+        {"stopSync:",
+         "",
+         "",
+         {},
+         "Nothing is selected.",
+         {"Select Stop Sync param: stopSync:", "Selected Item Paths []"},
+         false},
+    };
+}
+
+TEST_F(CommandsTest, EachSendsItsMessages) {
+    support::CommandRecorder recorder;
+    for (const Case& command : cases()) {
+        SCOPED_TRACE(command.invocation);
+        fs::remove(folder / "request");
+        panelsDo("cat <<'END'\n" + command.panelAnswer + "\nEND");
+        const Result result = invoke(command.invocation);
+        EXPECT_EQ(result.output, filled(command.outcome) + "\n");
+        EXPECT_EQ(result.status, command.succeeds ? 0 : 1);
+        std::vector<std::pair<std::string, platform::Value>> messages;
+        for (const auto& [name, object] : command.messages)
+            messages.emplace_back(name, platform::valueOfJson(filled(object)).value());
+        EXPECT_EQ(recorder.take(), messages);
+        EXPECT_EQ(platform::valueOfJson(contentOf(folder / "request")),
+                  platform::valueOfJson(filled(command.panelRequest)));
+        Texts log;
+        for (const std::string& line : command.log)
+            log.push_back(filled(line));
+        EXPECT_EQ(newLogLines(), log);
+        if (command.invocation.starts_with("'Start sync' @")) waitForBadge("Photos", "tovik");
+    }
+    // The daemon has acted.
+    waitForBadge("Docs", "none");
+    EXPECT_EQ(contentOf(folder / "space/Archive/one.txt"), "one.txt");
+    EXPECT_FALSE(fs::exists(folder / "two.txt"));
+    // The root was removed between the menu and the click.
+    EXPECT_THAT(invoke("'Stop sync' --json @/Docs").output, HasSubstr("\"succeeded\":false"));
+    EXPECT_TRUE(recorder.take().empty());
+}
+
+TEST_F(CommandsTest, CountAPanelThatFailsAsCancelledAndTellThePersonOnce) {
+    support::CommandRecorder recorder;
+    Desktop desktop;
+    const struct {
+        const char* answer;
+        const char* log;
+        bool isDisplayMissing = false;
+    } failures[] = {
+        {"kill -9 $$", "the panel program gave no answer"},
+        {"echo nonsense", "the panel program gave no answer"},
+        {"echo '{\"shown\":true}'; exit 1", "the panel ended without an answer"},
+        {"echo '{\"shown\":true}'; echo '[1]'", "the panel ended without an answer"},
+        {"head -c 3000000 /dev/zero", "the panel program gave no answer"},
+        {"echo '{\"response\":0,\"error\":\"there is no display\"}'; exit 3", "there is no display", true},
+    };
+    for (const auto& failure : failures) {
+        panelsDo(failure.answer);
+        const Result result = invoke("'Start sync' @/Photos");
+        EXPECT_EQ(result.output, failure.isDisplayMissing
+                                     ? "There is no display to choose on; nothing was sent.\n"
+                                     : "The window to choose in could not be shown; nothing was sent.\n");
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(newLogLines(),
+                    ElementsAre(HasSubstr("Select Start"), HasSubstr("Choose Remote"),
+                                "No panel, it counts as cancelled: " + std::string(failure.log),
+                                HasSubstr("Space Dest Path: (null)")));
+        EXPECT_THAT(desktop.take(), ElementsAre(HasSubstr("es wurde nichts gesendet.")));
+    }
+    EXPECT_TRUE(recorder.take().empty());
+
+    panelsDo("echo '{\"written\":false}'; exit 1");
+    EXPECT_THAT(invoke("copyPublicLink: @/one.txt").output, HasSubstr("is not in a synced folder."));
+    EXPECT_THAT(desktop.take(), ElementsAre(path("one.txt") + " liegt in keinem synchronisierten Ordner."));
+    EXPECT_THAT(newLogLines(), ElementsAre("Error in remote request."));
+
+    daemon->end(SIGKILL);
+    const Result result = invoke("'Stop sync' @/Docs");
+    EXPECT_EQ(result.output, "The sync service is not running; nothing was done.\n");
+    EXPECT_EQ(recorder.take().size(), 1U) << "it may be heard by a daemon that is just starting";
+    EXPECT_THAT(desktop.take(),
+                ElementsAre("Der Synchronisierungsdienst läuft nicht; es wurde nichts getan."));
+}
+
+TEST_F(CommandsTest, ShowOnePanelAtATimeOnTheDisplayOfItsRequest) {
+    panelsDo("echo begins $DISPLAY $LC_ALL >>panels; echo '{\"shown\":true}'\n"
+             "until [ -e go ]; do sleep 0.05; done\n"
+             "echo ends >>panels; echo '{\"response\":0}'");
+    auto first = std::async(std::launch::async, [this] { return invoke("'Start sync' @/Photos"); });
+    EXPECT_TRUE(
+        support::eventually([this] { return contentOf(folder / "panels") == "begins :request C\n"; }));
+    auto second = std::async(std::launch::async, [this] { return invoke("'Copy to Space' @/one.txt"); });
+    EXPECT_EQ(invoke("excludeSync: @/Docs/sub").status, 0) << "a panel holds up panels only";
+    std::ofstream(folder / "go") << "go";
+    EXPECT_EQ(first.get().output, "Cancelled; nothing was sent.\n");
+    second.get();
+    EXPECT_EQ(contentOf(folder / "panels"), "begins :request C\nends\nbegins :request C\nends\n");
+
+    panelsDo("echo '{\"shown\":true}'; echo $$ >pid; exec sleep 1000");
+    auto third = std::async(std::launch::async, [this] { return invoke("'Start sync' @/Photos"); });
+    EXPECT_TRUE(support::eventually([this] { return !contentOf(folder / "pid").empty(); }));
+    const std::string process = contentOf(folder / "pid");
+    extension->end(SIGKILL);
+    EXPECT_THAT(third.get().output, HasSubstr("The extension has ended."));
+    EXPECT_TRUE(support::eventually([&] {
+        return !std::regex_search(contentOf("/proc/" + process.substr(0, process.size() - 1) + "/stat"),
+                                  std::regex("\\) [^Z]"));
+    })) << "the panel has outlived the extension";
+}
+
+} // namespace

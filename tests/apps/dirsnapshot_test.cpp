@@ -1,0 +1,105 @@
+// The program in a folder with two snapshots: what it prints and how it exits.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Dirsnapshot : public testing::Test {
+  protected:
+    Dirsnapshot() {
+        std::string made = (fs::temp_directory_path() / "dirsnapshot-XXXXXX").string();
+        if (mkdtemp(made.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        folder = made;
+        // Records of path length, path, size, kind, and times of modification and of access.
+        std::ofstream(folder / "old")
+            << "2|/d0|1|5|0|4|/d/x1|2|5|0|5|/gone0|1|5|0|7|/gone/y3|2|5|0|5|/kept4|2|5|0|"
+               "8|/.hidden1|2|5|0|2|/\xFF"
+               "7|2|5|0|";
+        std::ofstream(folder / "new") << "2|/d0|1|5|0|4|/d/x2|2|6|0|4|/new0|1|5|0|6|/new/l4|3|5|0|"
+                                         "8|/.hidden1|2|5|0|7|/Caches0|1|5|0|9|/Caches/z1|2|5|0|2|/\xFF"
+                                         "7|2|5|0|";
+        fs::create_directories(folder / "base");
+        std::ofstream(folder / "base/kept");
+    }
+    ~Dirsnapshot() override { fs::remove_all(folder); }
+
+    // Runs it in the folder; what it says on standard error ends up in the file "said".
+    int run(const std::string& arguments, std::string& printed) {
+        const std::string command =
+            "cd '" + folder.string() + "' && TZ=UTC '" DIRSNAPSHOT_PROGRAM "' " + arguments + " 2>said";
+        FILE* output = popen(command.c_str(), "r");
+        if (output == nullptr) return -1;
+        printed.clear();
+        char block[4096];
+        for (std::size_t got; (got = fread(block, 1, sizeof(block), output)) > 0;)
+            printed.append(block, got);
+        return WEXITSTATUS(pclose(output));
+    }
+
+    fs::path folder;
+};
+
+TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
+    struct Case {
+        const char* arguments;
+        int code;
+        const char* printed;
+    };
+    const Case cases[] = {
+        {"diff old new", 1,
+         "A /new\nA /new/l\nA /Caches\nA /Caches/z\nM /d/x\nD /gone\nD /gone/y\nD /kept\n"},
+        {"diff --json old old", 0,
+         R"({"added":[],"deleted":[],"modified":[],"unchanged":["/d","/d/x","/gone","/gone/y","/kept",)"
+         R"("/.hidden","/\u0000ff"]})"
+         "\n"},
+        {"diff --hashes old new", 1, "A /new\nA /new/l\nM /d/x\nD /gone\nD /kept\n"},
+        {"diff --hashes old new --base base --json", 1,
+         R"({"added":[{"path":"/new","size":0,"type":1},{"path":"/new/l","size":4,"type":3}],)"
+         R"("deleted":[{"path":"/gone","size":0,"type":1}],"modified":[{"path":"/d/x","size":2,"type":2}]})"
+         "\n"},
+        {"diff --hashes old new --ignore-deleted --base /b/ --exclude /b/d/x --exclude l", 1, "A /new\n"},
+        {"diff --hashes new old --exclude gone --exclude kept --exclude d --exclude new", 0, ""},
+        {"diff --hashes --json new new", 0, "{\"added\":[],\"deleted\":[],\"modified\":[]}\n"},
+        {"diff --hashes old new --exclude d/x", 2, ""},
+        {"diff --base base old new", 2, ""},
+        {"diff --hashes old missing", 2, ""},
+        {"count old", 0, "4\n"},
+        {"count old --hidden --recursive --json", 0, "{\"count\":5}\n"},
+        {"count old gone --recursive", 0, "1\n"},
+        {"count old /missing", 2, ""},
+        {"excluded /Users/u/Library/Caches/x", 0, "excluded\n"},
+        {"excluded /Library/\"Application Support\"/TovikSpace/a", 0, "excluded\n"},
+        {"excluded /", 1, "not excluded\n"},
+        {"excluded --json /Users/u/a.txt", 1, "{\"excluded\":false}\n"},
+        {"excluded Cache discord ''", 0, "excluded\n"},
+        {"excluded Cache Library ''", 1, "not excluded\n"},
+        {"excluded Caches", 2, ""},
+        {"excluded Cache discord", 2, ""},
+        {"ls new /new --json", 0,
+         R"([{"modified":5,"path":"/new/l","size":4,"started":0,"type":3}])"
+         "\n"},
+        {"ls new /d", 0, "-            2 1970-01-01 00:00:06 /d/x\n"},
+        // SHA-1 of 06 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 'x'
+        {"hash new /d/x", 0, "e3ae8bd724cf091d8f0517047e423c703a9692a5  /d/x\n"},
+        {"match '*.tmp' /a/b.tmp", 0, "match\n"},
+        {"match --json x /a", 1, "{\"match\":false}\n"},
+        {"convert old copy --from flat --to sync && '" DIRSNAPSHOT_PROGRAM "' ls copy / | wc -l", 0, "5\n"},
+        {"scan base -o scanned && '" DIRSNAPSHOT_PROGRAM "' count scanned", 0, "1\n"},
+        {"sha1 - <base/kept", 0, "da39a3ee5e6b4b0d3255bfef95601890afd80709  -\n"},
+        {"nothing", 2, ""},
+    };
+    for (const Case& each : cases) {
+        std::string printed;
+        EXPECT_EQ(run(each.arguments, printed), each.code) << each.arguments;
+        EXPECT_EQ(printed, each.printed) << each.arguments;
+        EXPECT_EQ(fs::file_size(folder / "said") > 0, each.code == 2) << each.arguments;
+    }
+}
+
+} // namespace

@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# The doctor in small worlds that are right and wrong in known places: doctor_test.sh TSYNCFINDER ICONS [CAJA-PLUGIN]
+set -euo pipefail
+program=$1 icons=$2 plugin=${3-}
+work=$(mktemp -d)
+started=()
+finish() {
+    [ ${#started[@]} -eq 0 ] || kill -KILL "${started[@]}" 2>/dev/null || true
+    rm -rf "$work"
+}
+trap finish EXIT
+fail() { echo "doctor: $1" >&2; exit 1; }
+
+export HOME=$work XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/run
+export XDG_DATA_DIRS=$work/share XDG_CONFIG_DIRS=$work/etc GSETTINGS_BACKEND=memory CAJA_EXTENSION_DIRS=$work/plugins
+unset DBUS_SESSION_BUS_ADDRESS XDG_CURRENT_DESKTOP
+mkdir -p "$work"/{run,config/gtk-3.0,config/autostart,config/systemd/user,etc/autostart,plugins,share/icons,share/dbus-1/services}
+
+# finding CHECK: "STATE TEXT" of each line of that check.
+finding() { { "$program" doctor --json || true; } | jq -r --arg check "$1" '.[] | select(.check == $check) | .state + " " + .text'; }
+expect() {
+    local found
+    found=$(finding "$1")
+    # shellcheck disable=SC2053 # a pattern
+    [[ $found == $2 ]] || fail "$1: expected $2, found $found"
+}
+
+! "$program" doctor >"$work/said" || fail "no bus is no problem"
+grep -q '^problem  bus: There is no session bus' "$work/said" || fail "$(cat "$work/said")"
+grep -q '^         → Run this in a desktop session' "$work/said" || fail "no advice"
+
+dbus-daemon --session --nofork --nopidfile --print-address=1 >"$work/address" 2>/dev/null &
+started+=($!)
+until [ -s "$work/address" ]; do sleep 0.05; done
+DBUS_SESSION_BUS_ADDRESS=$(cat "$work/address")
+export DBUS_SESSION_BUS_ADDRESS
+expect bus 'ok *'
+expect activation 'warning *'
+expect extension 'problem The extension does not run *'
+expect daemon 'warning Nobody owns *'
+
+"$program" run --log-level error &
+extension=$!
+started+=("$extension")
+until "$program" status >/dev/null 2>&1; do sleep 0.05; done
+expect extension 'ok tsyncfinder (process *'
+expect version 'ok *'
+kill -STOP "$extension"
+expect extension 'problem *does not answer.'
+kill -CONT "$extension"
+
+# Emblems: the theme of the person inherits from one that is there; the cache file of one hides them.
+printf '[Settings]\ngtk-icon-theme-name=Fancy\n' >"$work/config/gtk-3.0/settings.ini"
+mkdir -p "$work/share/icons/Fancy" "$work/share/icons/Plain/16/emblems"
+printf '[Icon Theme]\nInherits=Plain,Gone\n' >"$work/share/icons/Fancy/index.theme"
+printf '[Icon Theme]\nInherits=Fancy\nDirectories=8,16/emblems\n[8]\nSize=8\n' >"$work/share/icons/Plain/index.theme"
+export PATH=$work/bin:$PATH
+mkdir "$work/bin"
+ln -s /bin/false "$work/bin/gsettings"
+expect emblems 'problem Not found from the icon theme Fancy (*gtk-3.0/settings.ini): emblem-tsyncfinder-update, *'
+for badge in update sync error upload tovik; do touch "$work/share/icons/Plain/16/emblems/emblem-tsyncfinder-$badge.png"; done
+expect emblems 'ok *, in Plain'
+touch "$work/share/icons/Plain/icon-theme.cache"
+expect emblems 'problem *'
+{ "$program" doctor || true; } | grep "gtk-update-icon-cache -f $work/share/icons/Plain" >/dev/null ||
+    fail "the advice about the cache"
+rm -r "$work/share/icons/Plain"
+mkdir -p "$work/share/icons/hicolor"
+cp -r "$icons/hicolor/." "$work/share/icons/hicolor"
+cp /usr/share/icons/hicolor/index.theme "$work/share/icons/hicolor"
+expect emblems 'ok *, in hicolor'
+
+# What starts it.
+expect autostart 'problem *'
+echo '[Desktop Entry]' >"$work/etc/autostart/tsyncfinder-autostart.desktop"
+expect autostart "ok $work/etc/*"
+printf '[Desktop Entry]\nHidden=true\n' >"$work/config/autostart/tsyncfinder-autostart.desktop"
+expect autostart 'warning *'
+expect unit 'ok No systemd user manager *'
+mkdir "$work/run/systemd"
+touch "$work/run/systemd/private"
+for state in 'ok enabled' 'warning disabled' 'warning masked-runtime' 'problem Failed to get unit file state'; do
+    printf '#!/bin/sh\necho "%s"\n' "${state#* }" >"$work/bin/systemctl"
+    chmod +x "$work/bin/systemctl"
+    expect unit "${state%% *} *"
+done
+printf '#!/bin/sh\nexec sleep 60\n' >"$work/bin/systemctl"
+expect unit 'warning systemctl does not answer.'
+ln -s /dev/null "$work/config/systemd/user/tsyncfinder.service"
+expect unit "warning The unit is masked, by $work/config/*"
+DBUS_SESSION_BUS_ADDRESS=unix:path=/nowhere "$program" run --automatic 2>/dev/null || fail "it starts though masked"
+
+# Settings.
+expect settings 'ok *'
+"$program" config badges off >/dev/null
+expect settings 'warning "badges" is off.'
+echo '{' >"$work/config/tsyncfinder/settings.json"
+expect settings 'problem The settings cannot be read*'
+
+# Plugins.
+[ -n "$plugin" ] || exit 0
+printf '#!/bin/sh\n' >"$work/bin/caja"
+expect plugin-caja 'warning Caja has no plugin*'
+printf 'tsyncfinder-plugin-version=0.0.1\0' >"$work/plugins/libtsyncfinder-caja.so"
+expect plugin-caja 'problem *is version 0.0.1, *'
+cp "$plugin" "$work/plugins/libtsyncfinder-caja.so.new"
+mv "$work/plugins/libtsyncfinder-caja.so.new" "$work/plugins/libtsyncfinder-caja.so"
+expect plugin-caja 'ok version * is installed; Caja does not run'
+# A program of that name stands for the file manager.
+cp "$(command -v sleep)" "$work/caja"
+"$work/caja" 1000 &
+started+=($!)
+expect plugin-caja 'problem * has not loaded it.'
+kill "$!"
+wait "$!" 2>/dev/null || true
+LD_PRELOAD="$work/plugins/libtsyncfinder-caja.so" "$work/caja" 1000 &
+started+=($!)
+until grep -q libtsyncfinder "/proc/$!/maps"; do sleep 0.05; done
+expect plugin-caja 'ok * and loaded; it shows no folder*'
+rm "$work/plugins/libtsyncfinder-caja.so"
+cp "$plugin" "$work/plugins/libtsyncfinder-caja.so"
+expect plugin-caja 'warning * has loaded a former one.'

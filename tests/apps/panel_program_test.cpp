@@ -1,0 +1,144 @@
+// The panel program as the extension starts it: a request on standard input, the answer on standard output,
+// and in between a person with a keyboard, on a display of the test's own.
+#include "backends/posix/ChildProcess.h"
+#include "tests/support/CommandRecorder.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/Programs.h"
+#include "tests/support/TestDaemon.h"
+#include "tests/support/VirtualDisplay.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using backends::posix::ChildProcess;
+using testing::HasSubstr;
+
+class PanelProgramTest : public testing::Test {
+  protected:
+    support::PrivateBus bus;
+    fs::path folder;
+
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "panel-program-XXXXXX").string();
+        folder = ::mkdtemp(name.data());
+        fs::create_directories(folder / "contacts");
+        std::ofstream(folder / "contacts/ann.vcf")
+            << "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Lee;Ann;;;\r\nFN:Ann Lee\r\n"
+               "EMAIL:ann@example.org\r\nEND:VCARD\r\n";
+        ::setenv("TSYNCFINDER_CONTACTS", (folder / "contacts").c_str(), 1);
+        ::setenv("HOME", folder.c_str(), 1);
+        ::setenv("LC_ALL", "C.UTF-8", 1);
+        ::unsetenv("DISPLAY");
+        ::unsetenv("WAYLAND_DISPLAY");
+        ::unsetenv("QT_QPA_PLATFORM");
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    static std::unique_ptr<ChildProcess> start(const std::string& request) {
+        std::vector<std::string> environment;
+        for (char** entry = environ; *entry != nullptr; ++entry)
+            environment.emplace_back(*entry);
+        auto panel = std::make_unique<ChildProcess>(ChildProcess::Start{PANEL_PROGRAM, environment, true});
+        EXPECT_TRUE(panel->write(request, bound()));
+        return panel;
+    }
+    static ChildProcess::Deadline bound() { return std::chrono::steady_clock::now() + support::deadline; }
+};
+
+TEST_F(PanelProgramTest, RefusesWhatItCannotShow) {
+    const struct {
+        const char* request;
+        const char* error;
+        int status;
+    } requests[] = {
+        {"", "the request is no JSON object", 2},
+        {R"({"panel":"picture"})", R"(\"panel\" must be destination, share or clipboard)", 2},
+        {R"({"panel":"destination","sync":true,"paths":[1]})",
+         R"(\"paths\" must be an array of at least one string)", 2},
+        {R"({"panel":"share","path":"/a","isDir":"file","allPathsInSync":{}})",
+         R"(\"isDir\" must be true or false)", 2},
+        {R"({"panel":"destination","sync":true,"paths":["/a"]})", "there is no display", 3},
+        {R"({"panel":"clipboard","text":"x"})", "there is no display", 3},
+    };
+    for (const auto& request : requests) {
+        const auto panel = start(request.request);
+        EXPECT_EQ(panel->readLine(bound()),
+                  "{\"error\":\"" + std::string(request.error) + "\",\"response\":0}");
+        EXPECT_EQ(panel->wait(), request.status);
+    }
+    ::setenv("DISPLAY", ":4711", 1);
+    const auto panel = start(requests[4].request);
+    EXPECT_EQ(panel->readLine(bound()), std::nullopt);
+    EXPECT_LT(panel->wait(), 0) << "the toolkit aborts";
+}
+
+TEST_F(PanelProgramTest, ServesAPersonWithAKeyboard) {
+    if (support::run("command -v Xvfb && command -v xdotool").status != 0)
+        GTEST_SKIP() << "without a display and a keyboard";
+    const support::VirtualDisplay display;
+    support::TestDaemon daemon([](std::string_view message, const platform::Array& arguments,
+                                  const platform::ReplyHandler& handler) {
+        if (message != "directoriesNotInSyncAtRemoteDirecory:withReply:")
+            handler(support::valueReply(std::uint64_t{*arguments.at(0).string() == "/Docs" ? 1U : 0U}));
+        else if (*arguments.at(0).string() == "/")
+            handler(support::valueReply(platform::Array{"/Docs", "/Music"}));
+        else
+            handler(support::valueReply(platform::Array{"/Docs/sub"}));
+    });
+    support::CommandRecorder recorder;
+    const std::string destination =
+        R"({"panel":"destination","sync":true,"paths":[")" + folder.string() + R"("]})";
+    const std::string share = R"({"panel":"share","path":"/home/u/Docs/x","isDir":true,)"
+                              R"("allPathsInSync":{"/Docs":"/home/u/Docs"}})";
+    const std::string proposed = "/" + folder.filename().string();
+    const struct {
+        std::string request;
+        std::string text; // typed once
+        std::string key;  // repeated until there is an answer, for the folders take a moment
+        std::string answer;
+    } people[] = {
+        // The new folder is preselected, and Enter is OK.
+        {destination, "", "Return", R"({"path":")" + proposed + R"(","response":1})"},
+        {destination, "", "Escape", R"({"response":0})"},
+        {share, "ann@example.org,", "Return",
+         R"({"recipients":["ann@example.org"],"response":1,"sent":true})"},
+        {share, "", "Escape", R"({"recipients":[],"response":0,"sent":false})"},
+    };
+    for (const auto& person : people) {
+        SCOPED_TRACE(person.request + person.key);
+        const auto panel = start(person.request);
+        EXPECT_EQ(panel->readLine(bound()), "{\"shown\":true}");
+        const std::string keyboard =
+            "timeout 20 xdotool search --onlyvisible --class tsyncfinder windowfocus --sync ";
+        if (!person.text.empty()) support::run(keyboard + "type '" + person.text + "'");
+        std::optional<std::string> answer;
+        for (const auto end = bound(); !answer && std::chrono::steady_clock::now() < end;) {
+            support::run(keyboard + "key " + person.key);
+            answer = panel->readLine(std::chrono::steady_clock::now() + std::chrono::milliseconds(500));
+        }
+        EXPECT_EQ(answer, person.answer);
+        EXPECT_EQ(panel->wait(), 0);
+    }
+    const std::pair<std::string, platform::Value> message{
+        "kTFinderSyncTShareByEmail",
+        platform::valueOfJson(R"({"localPath":"/Docs/x","isDir":"folder","recipients":["ann@example.org"]})")
+            .value()};
+    EXPECT_THAT(recorder.take(), testing::ElementsAre(message));
+
+    // A copied text goes with the process that holds it, so that stays until another one takes over.
+    const auto first = start(R"({"panel":"clipboard","text":"https://example.org/1"})");
+    EXPECT_EQ(first->readLine(bound()), "{\"written\":true}");
+    EXPECT_FALSE(first->hasEnded());
+    const auto second = start(R"({"panel":"clipboard","text":"https://example.org/2"})");
+    EXPECT_EQ(second->readLine(bound()), "{\"written\":true}");
+    EXPECT_EQ(first->wait(), 0);
+    EXPECT_FALSE(second->hasEnded());
+}
+
+} // namespace

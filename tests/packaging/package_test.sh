@@ -1,0 +1,116 @@
+#!/usr/bin/env bash
+# The packages of a build folder, installed, used and purged: package_test.sh CMAKE BUILD-FOLDER
+#
+# Everything happens in a root of its own that lies over this system's and is thrown away: what the packages
+# leave there after the purge is seen exactly, and nothing here changes. Exit status 77 where that cannot be
+# had.
+set -euo pipefail
+if [ "${1-}" != --inside ]; then
+    cmake=$1 build=$2
+    [ "$(id -u)" -eq 0 ] || { echo "package: needs root, to install packages"; exit 77; }
+    command -v dpkg-deb >/dev/null || { echo "package: needs dpkg"; exit 77; }
+    work=$(mktemp -d)
+    trap 'rm -rf "$work"' EXIT
+    mkdir "$work/layer"
+    # shellcheck disable=SC2016 # for the shell inside
+    if ! unshare -m sh -c 'mount -t tmpfs tmpfs "$1" && mkdir "$1/up" "$1/work" "$1/root" &&
+        mount -t overlay overlay -o "lowerdir=/,upperdir=$1/up,workdir=$1/work" "$1/root"' sh "$work/layer" 2>"$work/why"; then
+        echo "package: no root of its own can be made here: $(cat "$work/why")"
+        exit 77
+    fi
+    "$cmake" --build "$build" --target packages >"$work/packages.log" 2>&1 || { cat "$work/packages.log"; exit 1; }
+    unshare -m -p -f --kill-child "$0" --inside "$work/layer" "$(cd "$build" && pwd)/packages" "$(cd "$(dirname "$0")" && pwd)"
+    exit
+fi
+
+layer=$2 packages=$3 sources=$4
+fail() { echo "package: $1" >&2; exit 1; }
+mount --make-rprivate /
+mount -t tmpfs tmpfs "$layer"
+mkdir "$layer/up" "$layer/work" "$layer/root"
+mount -t overlay overlay -o "lowerdir=/,upperdir=$layer/up,workdir=$layer/work" "$layer/root"
+for folder in sys dev; do mount --rbind "/$folder" "$layer/root/$folder"; done
+mount -t proc proc "$layer/root/proc"
+for folder in run tmp; do mount -t tmpfs tmpfs "$layer/root/$folder"; done
+inside() { chroot "$layer/root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
+
+# ---- installed
+cp "$packages"/*.deb "$layer/root/tmp"
+inside sh -c 'dpkg -i /tmp/*.deb' >"$layer/dpkg.log" 2>&1 || fail "cannot be installed: $(cat "$layer/dpkg.log")"
+names=()
+for package in "$packages"/*.deb; do names+=("$(dpkg-deb -f "$package" Package)"); done
+echo "package: installed ${names[*]}"
+
+# ---- started: by the unit, by the bus, and by neither when it is masked
+mkdir "$layer/root/tmp/home"
+if command -v systemd-analyze >/dev/null; then
+    inside HOME=/tmp/home XDG_RUNTIME_DIR=/tmp/home systemd-analyze verify --user /usr/lib/systemd/user/tsyncfinder.service ||
+        fail "the unit"
+fi
+links=(etc/systemd/user/graphical-session.target.wants/tsyncfinder.service
+    etc/systemd/user/dbus-com.quarnhold.TovikDrive-Quen.TSyncFinder.service)
+for link in "${links[@]}"; do [ -L "$layer/root/$link" ] || fail "the unit is not enabled: $link"; done
+inside systemctl --quiet --global disable tsyncfinder.service 2>/dev/null
+for link in "${links[@]}"; do [ ! -L "$layer/root/$link" ] || fail "disabled, but the bus would start it: $link"; done
+inside systemctl --quiet --global mask tsyncfinder.service 2>/dev/null
+cat >"$layer/root/tmp/session" <<'END'
+set -eu
+export HOME=/tmp/home XDG_RUNTIME_DIR=/tmp/home XDG_CURRENT_DESKTOP=GNOME GSETTINGS_BACKEND=memory
+mkdir -p $HOME
+ask() { dbus-send --session --print-reply --dest=com.quarnhold.TovikDrive-Quen.TSyncFinder \
+    /com/quarnhold/TovikDrive_Quen/TSyncFinder com.quarnhold.TovikDrive_Quen.FinderSync1.Version; }
+case $1 in
+masked)
+    if ask 2>$HOME/said; then echo "started though masked"; exit 1; fi
+    grep -q "the unit is masked" $HOME/log || { cat $HOME/said $HOME/log; exit 1; }
+    ;;
+*)
+    ask | grep -q string || { echo "the bus does not start it"; exit 1; }
+    tsyncfinder doctor || exit 1
+    tsyncfinder run 2>&1 | grep -q "already running" || { echo "a second one"; exit 1; }
+    ;;
+esac
+END
+# The bus's programs write into its own error output.
+# shellcheck disable=SC2016
+session() { inside sh -c 'mkdir -p /tmp/home; dbus-run-session -- sh /tmp/session "$1" 2>>/tmp/home/log' sh "$1"; }
+session masked || fail "a masked unit: $(cat "$layer/root/tmp/home/log")"
+inside systemctl --quiet --global unmask tsyncfinder.service 2>/dev/null
+inside systemctl --quiet --global enable tsyncfinder.service 2>/dev/null
+session "" >"$layer/doctor.log" || fail "a session: $(cat "$layer/doctor.log" "$layer/root/tmp/home/log")"
+for manager in nautilus nemo caja; do
+    [[ " ${names[*]} " != *" $manager-tsyncfinder "* ]] || grep -q "^ok .*plugin-$manager: version .* is installed" "$layer/doctor.log" ||
+        fail "the $manager plugin: $(cat "$layer/doctor.log")"
+done
+
+# ---- used
+inside sh -c 'mkdir -p /tmp/folder/sub && echo x >/tmp/folder/sub/file && dirsnapshot scan -o /tmp/snapshot /tmp/folder &&
+    dirsnapshot diff --type flat /tmp/snapshot /tmp/folder' || fail "dirsnapshot"
+cp "$sources/library_user.c" "$layer/root/tmp"
+# shellcheck disable=SC2016 # for the shell inside
+inside sh -ec 'cc -std=c11 -Wall -Wextra -Wpedantic -Werror /tmp/library_user.c -o /tmp/user $(pkg-config --cflags --libs dssnapshot)
+    [ "$(/tmp/user /tmp/folder /tmp/other)" = "found 2" ]
+    for header in $(cd /usr/include/dssnapshot && ls snapshot/*.h); do
+        for language in "c -std=c11" "c++ -std=c++17"; do
+            printf "#include <%s>\\nint used;\\n" "$header" | cc -x $language -Wall -Wextra -Wpedantic -Werror -fsyntax-only $(pkg-config --cflags dssnapshot) -
+        done
+    done' || fail "the library"
+shown=$(nm -D --defined-only "$layer"/root/usr/lib/*/libdssnapshot.so.0 | awk '{ print $3 }')
+declared=$(sed -n 's/^DS_API .*[ *]\([A-Za-z0-9]*\)(.*/\1/p' "$layer"/root/usr/include/dssnapshot/snapshot/*.h)
+[ "$(sort <<<"$shown")" = "$(sort <<<"$declared")" ] || fail "shown and declared differ: $(diff <(sort <<<"$shown") <(sort <<<"$declared"))"
+for page in tsyncfinder tsyncfinder-panel dirsnapshot tsyncquenz-sandbox; do
+    [ -f "$layer/root/usr/share/man/man1/$page.1.gz" ] || fail "no man page: $page"
+done
+
+# ---- purged
+inside dpkg --purge "${names[@]}" >"$layer/dpkg.log" 2>&1 || fail "cannot be purged: $(cat "$layer/dpkg.log")"
+! grep -i warning "$layer/dpkg.log" || fail "the purge warns"
+# What the system itself writes at each installation.
+written='^(var/lib/dpkg/|var/log/|var/cache/(man|ldconfig|debconf)/|etc/ld\.so\.cache$|usr/share/icons/hicolor/icon-theme\.cache$|root/)'
+left=$(
+    find "$layer/up" -mindepth 1 -printf '%y %P\n' | while read -r kind path; do
+        if [ "$kind" != d ] || [ ! -d "/$path" ]; then echo "$path"; fi
+    done | grep -Ev "$written" || true
+)
+[ -z "$left" ] || fail "left behind: $left"
+echo "package: purged, nothing is left"

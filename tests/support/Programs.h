@@ -1,0 +1,74 @@
+// Programs as a test starts them.
+#pragma once
+
+#include "tests/support/fakes.h"
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace support {
+
+// A program that runs until the object goes.
+class Program {
+  public:
+    explicit Program(const std::vector<std::string>& arguments) {
+        process = ::fork();
+        if (process == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            std::vector<char*> pointers;
+            for (const std::string& argument : arguments)
+                pointers.push_back(const_cast<char*>(argument.c_str()));
+            pointers.push_back(nullptr);
+            ::execv(pointers[0], pointers.data());
+            ::_exit(127);
+        }
+    }
+    ~Program() { end(SIGKILL); }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+    // The exit status, or -1 when a signal ended it.
+    int end(int signal) {
+        if (process <= 0) return -1;
+        ::kill(process, signal);
+        int status = 0;
+        ::waitpid(process, &status, 0);
+        process = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // Ends by itself within the deadline. Leaves it to end() otherwise.
+    bool endsWithSuccess() {
+        int status = 0;
+        const bool hasEnded = eventually([&] { return ::waitpid(process, &status, WNOHANG) != 0; });
+        if (hasEnded) process = -1;
+        return hasEnded && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+
+  private:
+    pid_t process = -1;
+};
+
+struct Result {
+    int status = -1;
+    std::string output;
+};
+
+// A shell command, with both its outputs.
+inline Result run(const std::string& command) {
+    Result result;
+    FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
+    std::array<char, 4096> buffer;
+    for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+        result.output.append(buffer.data(), count);
+    const int status = ::pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+} // namespace support
