@@ -57,8 +57,9 @@ void DigestStore::release(DSNode* node) {
     if ((node->_flags & kDigestInBlock) == 0) {
         free(node->hash);
     } else {
-        auto address = reinterpret_cast<uintptr_t>(node->hash) & ~(kBlockAlignment - 1);
-        Block::drop(reinterpret_cast<Block*>(address), 1);
+        uint8_t* start = node->hash;
+        start -= reinterpret_cast<uintptr_t>(start) & (kBlockAlignment - 1);
+        Block::drop(reinterpret_cast<Block*>(start), 1);
     }
     node->hash = nullptr;
     node->_flags &= ~kDigestInBlock;

@@ -183,10 +183,8 @@ TEST_F(BadgeKeeper, outlivesAnExtensionThatTalksNonsense) {
         addFiles(10);
         ASSERT_TRUE(everyFileShows("tsyncfinder-sync"));
         extension->mood = mood;
-        fprintf(stderr, "%d  %ld\n", (int)mood, g_get_monotonic_time() / 1000);
         extension->emitChanged("file:///r");
         ASSERT_TRUE(everyFileShows("")) << "its badges go";
-        fprintf(stderr, "%d gone %ld\n", (int)mood, g_get_monotonic_time() / 1000);
         const std::size_t asked = extension->asked;
         addFiles(10);
         extension->mood = fake::Mood::sensible;
@@ -198,7 +196,6 @@ TEST_F(BadgeKeeper, outlivesAnExtensionThatTalksNonsense) {
     newExtension();
     EXPECT_TRUE(everyFileShows("tsyncfinder-sync")) << "a new one is";
 
-    fprintf(stderr, "flood  %ld\n", g_get_monotonic_time() / 1000);
     // Floods, and signals without end or sense.
     for (int i = 0; i < 20'000; ++i)
         extension->emitChanged("file:///r");
