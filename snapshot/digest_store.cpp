@@ -12,7 +12,7 @@ namespace snapshot {
 namespace {
 
 constexpr uint32_t kSingleOnes = 64;
-constexpr size_t kBlockAlignment = 16 * 1024;
+constexpr size_t kBlockAlignment = size_t{16} << 10;
 constexpr size_t kBlockBytes =
     kBlockAlignment - 64; // blocks lie side by side in spite of the allocator's header
 constexpr uint32_t kDigests = (kBlockBytes - sizeof(uint64_t)) / DSNodeHashLength;
