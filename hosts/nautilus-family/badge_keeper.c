@@ -5,7 +5,7 @@
 
 #include <string.h>
 
-static const guint maximum_batch = 250;   /* items */
+static const guint maximum_batch = 150;   /* items */
 static const guint maximum_batches = 2;   /* under way at a time; meanwhile the next ones gather */
 static const guint badge_lifetime = 9000; /* ms; with the time to draw, nothing is shown after ten seconds */
 static const gint64 turn_budget = 500;    /* us of invalidations in one idle turn */

@@ -169,6 +169,28 @@ static GList* get_background_items(FM_T(MenuProvider) * provider, FM_WINDOW FM_T
     return menu_for((TsfPlugin*)provider, &files, "container");
 }
 
+#ifdef FM_HAS_TOOLBAR
+/* A toolbar has no menus: it gets the commands for the folder that the window shows, and only where that
+ * folder is synced, so that no other window has more buttons. */
+static GList* get_toolbar_items(FM_T(MenuProvider) * provider, FM_WINDOW FM_T(FileInfo) * folder) {
+    GList files = {folder, NULL, NULL};
+    TsfPlugin* plugin = (TsfPlugin*)provider;
+    const char* class = tsf_badge_keeper_selection_class(plugin->keeper, &files, TRUE, TRUE);
+    if (class == NULL || !g_str_has_prefix(class, "sync")) return NULL;
+    GList* buttons = NULL;
+    GList* tops = menu_for(plugin, &files, "toolbar");
+    for (GList* top = tops; top != NULL; top = top->next) {
+        FM_T(Menu)* menu = NULL;
+        g_object_get(top->data, "menu", &menu, NULL);
+        if (menu == NULL) continue;
+        buttons = g_list_concat(buttons, FM(menu_get_items)(menu));
+        g_object_unref(menu);
+    }
+    FM(menu_item_list_free)(tops);
+    return buttons;
+}
+#endif
+
 static void menus_changed(gpointer user) {
     FM(menu_provider_emit_items_updated_signal)((FM_T(MenuProvider)*)user);
 }
@@ -202,6 +224,9 @@ static void menu_provider_init(gpointer interface, G_GNUC_UNUSED gpointer data) 
     FM_INTERFACE(MenuProvider)* menu = interface;
     menu->get_file_items = get_file_items;
     menu->get_background_items = get_background_items;
+#ifdef FM_HAS_TOOLBAR
+    menu->get_toolbar_items = get_toolbar_items;
+#endif
 }
 
 G_MODULE_EXPORT void FM(module_initialize)(GTypeModule* module) {

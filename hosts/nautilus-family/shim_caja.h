@@ -14,5 +14,7 @@
 #define FM_INTERFACE(name) Caja##name##Iface
 /* The window that a menu function is given, followed by the rest of its parameters. */
 #define FM_WINDOW G_GNUC_UNUSED GtkWidget *window,
+/* It asks for buttons of its toolbar too. */
+#define FM_HAS_TOOLBAR
 
 #endif

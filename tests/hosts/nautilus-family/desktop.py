@@ -134,10 +134,16 @@ class Accessible:
             self.find(roles, None, print)
             raise
 
-    def act(self, node, wanted):
+    def actions(self, node):
         action = node.get_action_iface()
-        names = [action.get_action_name(i) for i in range(action.get_n_actions())]
-        action.do_action(names.index(wanted))
+        return [action.get_action_name(i) for i in range(action.get_n_actions())]
+
+    def action(self, node, end):
+        """The node's action whose name ends so."""
+        return next((name for name in self.actions(node) if name.endswith(end)), None) if node else None
+
+    def act(self, node, wanted):
+        node.get_action_iface().do_action(self.actions(node).index(wanted))
 
     def centre(self, node):
         box = node.get_extents(self.atspi.CoordType.SCREEN)

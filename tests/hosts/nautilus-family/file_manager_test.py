@@ -26,7 +26,7 @@ class Session:
         if name != "nautilus":
             self.start("openbox")
         self.manager = None
-        self.start("dbus-monitor", "--session", "type='method_call',member='Activate'")
+        self.has_fake = False
         self.start_daemon()
         self.extension = self.start_extension()
 
@@ -78,6 +78,21 @@ class Session:
             process.kill()
             process.wait()
 
+    def log(self, name):
+        with open(os.path.join(self.home, name + ".log"), errors="replace") as file:
+            return file.read()
+
+    def start_fake(self, mood):
+        """An extension that misbehaves."""
+        interface = "com.quarnhold.TovikDrive_Quen.FinderSync1.xml"
+        source = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../resources/dbus", interface)
+        before = self.log("fake_extension").count("ready") if self.has_fake else 0
+        self.has_fake = True
+        process = self.start(os.path.join(self.build, "tests/hosts/nautilus-family/fake_extension"), mood, source,
+                             "file://" + self.root)
+        wait_until(lambda: self.log("fake_extension").count("ready") > before, 10, "a false extension stands")
+        return process
+
     def logs(self):
         for name in sorted(os.listdir(self.home)):
             if name.endswith(".log"):
@@ -125,14 +140,57 @@ def everyday(session):
                "the emblem after the transfer")
     screenshot(os.path.join(session.build, "screenshots", session.name + ".png"))
     choose(session, tree, "inner", "Exclude from sync")
-    monitor = os.path.join(session.home, "dbus-monitor.log")
+    wait_until(lambda: "Excluded from sync: /Cloud/inner" in session.log("tsyncquenz-sandbox"), 20,
+               "the chosen command, with the selected folder, reaches the daemon")
+    if session.name == "nautilus":
+        background(session, tree)
 
-    def activation():
-        with open(monitor, errors="replace") as log:
-            text = log.read()
-        return 'string "TSFP-Exclude-Sync"' in text and 'string "file://%s/inner"' % session.root in text
 
-    wait_until(activation, 15, "the chosen command, with the selected folder, reaches the extension")
+def background(session, tree):
+    """The menu of the folder that the window shows."""
+    action = wait_until(lambda: tree.action(tree.find(["frame"], "Cloud"), "container-TSFP-Stop-Sync"), 15,
+                        "the background of a root offers to stop it")
+    tree.act(tree.find(["frame"], "Cloud"), action)
+    wait_until(lambda: "No longer syncing " + session.root in session.log("tsyncquenz-sandbox"), 20,
+               "the command for the folder itself reaches the daemon")
+
+
+def badges_go(since):
+    wait_until(lambda: sum(screen_colours().values()) == 0, 15, "the last emblems go")
+    took = time.monotonic() - since
+    assert took <= 10.5, "emblems of an extension that does not answer stayed for %.1f s" % took
+
+
+def nonsense(session):
+    """What answers garbage, floods or never answers takes the extension's place for a while."""
+    tree = Accessible(session.name == "nautilus")
+    session.open(session.root)
+    wait_until(lambda: shows("sync"), 30, "emblems")
+    session.extension.kill()
+    session.extension.wait()
+    start = time.monotonic()
+    for mood in ("wrong-types", "wrong-count", "huge", "silent", "flood"):
+        process = session.start_fake(mood)
+        print("usable after %.2f s with a %s extension" % (stays_usable(session, tree, "while-" + mood), mood))
+        if mood == "flood":
+            wait_until(lambda: shows("sync"), 15, "emblems in a flood")
+        else:
+            badges_go(start)
+        process.kill()
+        process.wait()
+        start = time.monotonic()
+    badges_go(start)
+    session.extension = session.start_extension()
+    wait_until(lambda: shows("sync"), 15, "emblems after an end of the nonsense")
+    assert session.manager.poll() is None, "the file manager has ended"
+
+
+def stays_usable(session, tree, name):
+    """It shows a new folder; how long that takes."""
+    os.mkdir(os.path.join(session.root, name))
+    start = time.monotonic()
+    tree.wait(["table cell", "icon"], name, 10)
+    return time.monotonic() - start
 
 
 def faults(session):
@@ -141,30 +199,19 @@ def faults(session):
     session.open(session.root)
     wait_until(lambda: shows("sync"), 30, "emblems")
 
-    def stays_usable(name):
-        os.mkdir(os.path.join(session.root, name))
-        start = time.monotonic()
-        tree.wait(["table cell", "icon"], name, 5)
-        return time.monotonic() - start
-
-    def badges_go(since):
-        wait_until(lambda: sum(screen_colours().values()) == 0, 15, "the last emblems go")
-        took = time.monotonic() - since
-        assert took <= 10.5, "emblems of an extension that does not answer stayed for %.1f s" % took
-
     session.extension.send_signal(signal.SIGSTOP)
     start = time.monotonic()
-    print("usable after %.2f s with a stopped extension" % stays_usable("while-stopped"))
+    print("usable after %.2f s with a stopped extension" % stays_usable(session, tree, "while-stopped"))
     assert shows("sync"), "the last emblems went at once"
     badges_go(start)
-    stays_usable("while-silent")
+    stays_usable(session, tree, "while-silent")
     session.extension.send_signal(signal.SIGCONT)
     wait_until(lambda: shows("sync"), 10, "emblems after it goes on")
 
     session.extension.kill()
     session.extension.wait()
     start = time.monotonic()
-    stays_usable("while-dead")
+    stays_usable(session, tree, "while-dead")
     badges_go(start)
     session.extension = session.start_extension()
     wait_until(lambda: shows("sync"), 10, "emblems after a restart")
@@ -182,7 +229,7 @@ def main():
     os.makedirs(os.path.join(build, "screenshots"), exist_ok=True)
     session = Session(build, name, module, directory)
     try:
-        {"everyday": everyday, "faults": faults}[scenario](session)
+        {"everyday": everyday, "faults": faults, "nonsense": nonsense}[scenario](session)
         print("ok:", name, scenario)
     except BaseException:
         screenshot(os.path.join(build, "screenshots", name + "-failed.png"))
