@@ -61,15 +61,15 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
 
     // Starts to listen; apart from the constructor, since what is called back holds on to this object.
     void start() {
-        const auto dies = [weak = weak_from_this(), &queue = replies] {
-            queue.dispatch([weak] {
-                if (const auto living = weak.lock()) living->announceDeath();
+        const auto dies = [weak = weak_from_this(), &queue = replies](bool isBusLost) {
+            queue.dispatch([weak, isBusLost] {
+                if (const auto living = weak.lock()) living->announceDeath(isBusLost);
             });
         };
         ownership = watchNameOwner(bus, serviceName, [dies](const std::string& before, const std::string&) {
-            if (!before.empty()) dies(); // also when another process has taken the name over
+            if (!before.empty()) dies(false); // also when another process has taken the name over
         });
-        bus.start(dies);
+        bus.start([dies] { dies(true); });
     }
 
     void add(const std::shared_ptr<Connection>& connection) {
@@ -78,7 +78,7 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
         connections.push_back(connection);
     }
 
-    void announceDeath();
+    void announceDeath(bool isBusLost);
 
     Bus bus;
     std::string serviceName;
@@ -225,8 +225,9 @@ class RequestBus::Connection final : public platform::RequestConnection {
     std::atomic<bool> invalid = false;
 };
 
-// On the reply queue.
-void RequestBus::Link::announceDeath() {
+// On the reply queue. The bus itself ends the calls of a process that has gone; what is sent meanwhile may be
+// for the next daemon already, and is left alone.
+void RequestBus::Link::announceDeath(bool isBusLost) {
     std::vector<std::shared_ptr<Connection>> living;
     {
         const std::lock_guard guard(lock);
@@ -234,7 +235,7 @@ void RequestBus::Link::announceDeath() {
             if (auto connection = weak.lock()) living.push_back(std::move(connection));
     }
     for (const auto& connection : living) {
-        connection->dropHandlers();
+        if (isBusLost) connection->dropHandlers();
         center.post(platform::NSConnectionDidDieNotification, connection.get());
     }
 }
