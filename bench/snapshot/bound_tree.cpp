@@ -140,12 +140,12 @@ class Queue {
 };
 
 void work(Queue& queue) {
-    auto* worker = new Worker; // what it took stays in use
+    Worker worker; // what its pools gave stays in use
     for (Queue::Item item; queue.pop(item);) {
         int at = item.parent != nullptr ? item.parent->descriptor : AT_FDCWD;
         auto own = std::make_shared<Parent>(openat(at, item.node->name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         item.parent.reset();
-        worker->readDirectory(own->descriptor, item.node);
+        worker.readDirectory(own->descriptor, item.node);
         queue.push(item.node, own);
     }
 }
@@ -190,9 +190,10 @@ struct Merge {
     }
     void walk(const BoundNode* a, const BoundNode* b) {
         uint32_t i = 0, j = 0;
-        while (i < a->count || j < b->count) {
+        while (true) {
             const BoundNode* x = i < a->count ? &a->children[i] : nullptr;
             const BoundNode* y = j < b->count ? &b->children[j] : nullptr;
+            if (x == nullptr && y == nullptr) return;
             int order = x == nullptr ? 1 : y == nullptr ? -1 : strcmp(x->name, y->name);
             if (order <= 0) i++;
             if (order >= 0) j++;
@@ -219,7 +220,7 @@ BoundNode* boundScan(const std::string& path, unsigned threads) {
     auto* root = new BoundNode{0, 0, 0, nullptr, path.c_str(), 0, 0, 1};
     if (threads == 1) {
         int top = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        (new Worker)->walk(top, root);
+        Worker().walk(top, root);
         close(top);
         return root;
     }
