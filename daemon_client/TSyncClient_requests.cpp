@@ -59,8 +59,10 @@ void TSyncClient::send(std::string_view message, const Array& arguments, platfor
 }
 
 Reply TSyncClient::request(std::string_view message, const Array& arguments) {
+    const auto connection = currentConnection();
+    if (!connection) return {};
     const auto slot = std::make_shared<ReplySlot>();
-    send(message, arguments, [slot](Reply reply) {
+    connection->sendForWaiting(message, arguments, protocol::replyWait(message), [slot](Reply reply) {
         {
             const std::lock_guard guard(slot->lock);
             slot->reply = std::move(reply);

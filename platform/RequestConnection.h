@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace platform {
 
@@ -52,6 +53,14 @@ class RequestConnection {
     // wait for another reply. Raises IPCError, and then never calls the handler, when nothing was sent.
     virtual void send(std::string_view message, const Array& arguments, std::chrono::milliseconds deadline,
                       ReplyHandler handler) = 0;
+
+    // The same for a caller that waits and keeps the deadline itself, with a handler that only stores what it
+    // gets and takes no lock under which anything is sent: it may run on any thread, and not before the
+    // handlers of earlier replies. After the deadline it may stay uncalled until the connection goes.
+    virtual void sendForWaiting(std::string_view message, const Array& arguments,
+                                std::chrono::milliseconds deadline, ReplyHandler handler) {
+        send(message, arguments, deadline, std::move(handler));
+    }
 
     // The same for a message without a reply.
     virtual void send(std::string_view message, const Array& arguments) = 0;

@@ -155,12 +155,12 @@ static const TSyncTranslation tsyncTranslations[] = {
 /* The text in the language of a locale name ("de_DE.UTF-8"); the text itself when there is no translation. */
 static inline const char* tsyncTranslated(const char* english, const char* locale) {
     size_t index;
-    if (locale == NULL) return english;
+    if (!locale) return english;
     for (index = 0; index < sizeof tsyncTranslations / sizeof tsyncTranslations[0]; ++index) {
         const TSyncTranslation* text = &tsyncTranslations[index];
         if (strcmp(text->english, english) != 0) continue;
         /* Two letters, and then the name's end or one of "_", ".", "@", "-": "de" is German, "den" is not. */
-        if (strlen(locale) > 2 && strchr("_.@-", locale[2]) == NULL) return english;
+        if (strlen(locale) > 2 && !strchr("_.@-", locale[2])) return english;
         if (strncmp(locale, "de", 2) == 0) return text->german;
         if (strncmp(locale, "fr", 2) == 0) return text->french;
         if (strncmp(locale, "it", 2) == 0) return text->italian;
@@ -176,7 +176,7 @@ static inline const char* tsyncMessageLocale(void) {
     size_t index;
     for (index = 0; index < sizeof variables / sizeof variables[0]; ++index) {
         const char* value = getenv(variables[index]);
-        if (value != NULL && value[0] != '\0') return value;
+        if (value && value[0] != '\0') return value;
     }
     return "";
 }

@@ -19,6 +19,24 @@ const RequestEntry* entryFor(std::string_view message) {
 
 } // namespace
 
+platform::Reply valueReply(Value value) {
+    return {platform::Reply::Kind::value, std::move(value), std::nullopt};
+}
+
+platform::Reply listReply(const std::vector<std::string>& strings) {
+    return valueReply(Array(strings.begin(), strings.end()));
+}
+
+platform::Reply flagReply(bool answer, std::optional<bool> baseFlag) {
+    platform::Reply reply = valueReply(answer);
+    reply.baseFlag = baseFlag;
+    return reply;
+}
+
+platform::Reply done(bool isDone) {
+    return isDone ? platform::Reply{platform::Reply::Kind::value, {}, std::nullopt} : platform::Reply();
+}
+
 Requests::Requests(Daemon& answeringDaemon, Faults wantedFaults, platform::Queue& serialQueue,
                    platform::Queue& queueOfSlowOnes, platform::ProcessLog& processLog,
                    std::function<void()> endProcess)

@@ -1,6 +1,6 @@
 #include "sandbox/Space.h"
 
-#include "platform/Json.h"
+#include "platform/Utf8.h"
 
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -9,8 +9,11 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <unistd.h>
+#include <utility>
 
 namespace sandbox {
 namespace {
@@ -120,14 +123,15 @@ ItemKind Space::kind(std::string_view remotePath) const {
 std::vector<std::string> Space::directories(std::string_view remotePath) const {
     std::vector<std::string> found;
     if (kind(remotePath) != ItemKind::folder) return found;
-    std::error_code error;
-    for (fs::directory_iterator entry(*localPath(remotePath), error), end; !error && entry != end;
-         entry.increment(error)) {
-        std::error_code unknownKind;
-        if (entry->symlink_status(unknownKind).type() != fs::file_type::directory) continue;
-        const std::string name = entry->path().filename().string();
-        if (!isText(name) || (remotePath == "/" && name == privateName)) continue;
-        found.push_back(remoteChild(remotePath, name));
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(localPath(remotePath)->c_str()), ::closedir);
+    while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
+        if (name == "." || name == ".." || !isText(name) || (remotePath == "/" && name == privateName))
+            continue;
+        std::string path = remoteChild(remotePath, name);
+        // Most file systems tell the kind with the name.
+        if (entry->d_type == DT_DIR || (entry->d_type == DT_UNKNOWN && kind(path) == ItemKind::folder))
+            found.push_back(std::move(path));
     }
     std::sort(found.begin(), found.end());
     return found;
@@ -221,7 +225,7 @@ std::optional<std::string> Space::restore(std::string_view remotePath) const {
     return std::nullopt;
 }
 
-bool isText(std::string_view path) { return platform::jsonText(platform::Value(path)).has_value(); }
+bool isText(std::string_view path) { return platform::isUtf8(path); }
 
 std::string remoteChild(std::string_view folder, std::string_view name) {
     std::string path(folder == "/" ? "" : folder);

@@ -8,7 +8,7 @@ namespace {
 using platform::Array;
 
 platform::Reply exclusionReply(Daemon::Exclusion exclusion) {
-    return {platform::Reply::Kind::value, exclusion.isExcluded, exclusion.isBase};
+    return flagReply(exclusion.isExcluded, exclusion.isBase);
 }
 
 constexpr std::array entries{

@@ -33,20 +33,15 @@ inline bool flag(const platform::Array& arguments, std::size_t position) {
     return found && *found;
 }
 
-inline platform::Reply valueReply(platform::Value value) {
-    return {platform::Reply::Kind::value, std::move(value), std::nullopt};
-}
-inline platform::Reply listReply(const std::vector<std::string>& strings) {
-    return valueReply(platform::Array(strings.begin(), strings.end()));
-}
+platform::Reply valueReply(platform::Value value);
+platform::Reply listReply(const std::vector<std::string>& strings);
+platform::Reply flagReply(bool answer, std::optional<bool> baseFlag = std::nullopt);
 template <typename T>
 platform::Reply valueOrNone(std::optional<T> value) {
     if (value) return valueReply(std::move(*value));
     return {platform::Reply::Kind::none, {}, std::nullopt};
 }
 // Of a message without a reply: done, or refused, of which only a caller that waits for the end learns.
-inline platform::Reply done(bool isDone = true) {
-    return isDone ? valueReply(platform::Null{}) : platform::Reply();
-}
+platform::Reply done(bool isDone = true);
 
 } // namespace sandbox

@@ -26,11 +26,11 @@ constexpr std::array entries{
                  [](Daemon& daemon, const Array&) { return valueReply(daemon.syncStatus()); }},
     RequestEntry{"pendingOperationOnPath:withReply:",
                  [](Daemon& daemon, const Array& arguments) {
-                     return valueReply(daemon.isPendingLocally(text(arguments, 0)));
+                     return flagReply(daemon.isPendingLocally(text(arguments, 0)));
                  }},
     RequestEntry{"pendingOperationOnRemotePath:withReply:",
                  [](Daemon& daemon, const Array& arguments) {
-                     return valueReply(daemon.isPendingRemotely(text(arguments, 0)));
+                     return flagReply(daemon.isPendingRemotely(text(arguments, 0)));
                  }},
     RequestEntry{"allPendingOperations:",
                  [](Daemon& daemon, const Array&) { return valueReply(daemon.pendingOperations()); }},

@@ -26,6 +26,8 @@ namespace {
 
 constexpr uint32_t kAscendingFlags = kListAscending | kListAscendingSigned;
 
+constexpr size_t kBlock = SHA_CBLOCK; // bytes of SHA-1's block
+
 void storeLittleEndian(uint8_t* to, uint64_t value) {
     for (unsigned i = 0; i < 8; i++)
         to[i] = static_cast<uint8_t>(value >> (8 * i));
@@ -38,9 +40,9 @@ void storeBigEndian(uint8_t* to, uint32_t value) {
 
 // SHA-1 of a message that is one block together with its padding (FIPS 180-4, 5.1.1): its bytes, 0x80, zeros,
 // and its length in bits. The general calls cost a third more.
-void digestBlock(uint8_t (&block)[SHA_CBLOCK], size_t length, uint8_t* digest) {
+void digestBlock(uint8_t (&block)[kBlock], size_t length, uint8_t* digest) {
     block[length] = 0x80;
-    storeBigEndian(block + SHA_CBLOCK - 4, static_cast<uint32_t>(8 * length));
+    storeBigEndian(block + kBlock - 4, static_cast<uint32_t>(8 * length));
     SHA_CTX context;
     SHA1_Init(&context);
     SHA1_Transform(&context, block);
@@ -56,8 +58,8 @@ void computeItem(DSNode* node) {
     if (node->type != DSNodeTypeFile && node->type != DSNodeTypeSymlink && node->type != DSNodeTypeOther)
         return;
     constexpr size_t stampLength = 16;
-    constexpr size_t longestInBlock = SHA_CBLOCK - 9;
-    uint8_t block[SHA_CBLOCK] = {};
+    constexpr size_t longestInBlock = kBlock - 9;
+    uint8_t block[kBlock] = {};
     storeLittleEndian(block, static_cast<uint64_t>(node->modifiedTime));
     storeLittleEndian(block + 8, static_cast<uint64_t>(node->size));
     size_t length = stampLength + node->_nameLength;
@@ -204,15 +206,15 @@ DSNode* DSNodeFindNodeWithHash(DSNode* node, const uint8_t* digest, int32_t recu
 
 int SHA1ForFileAtPath(const char* path, char* output) noexcept {
     constexpr int kCannotRead = -0x76;
-    constexpr size_t kBlock = 1 << 16;
+    constexpr size_t kPiece = 1 << 16;
     if (path == nullptr) return kCannotRead;
     int file = open(path, O_RDONLY | O_CLOEXEC);
     if (file < 0) return kCannotRead;
-    auto block = std::make_unique<uint8_t[]>(kBlock);
+    auto block = std::make_unique<uint8_t[]>(kPiece);
     SHA_CTX context;
     SHA1_Init(&context);
     ssize_t got = 0;
-    while ((got = read(file, block.get(), kBlock)) != 0) {
+    while ((got = read(file, block.get(), kPiece)) != 0) {
         if (got > 0)
             SHA1_Update(&context, block.get(), static_cast<size_t>(got));
         else if (errno != EINTR)

@@ -12,7 +12,7 @@ namespace snapshot {
 namespace {
 
 constexpr uint32_t kSingleOnes = 64;
-constexpr size_t kBlockAlignment = 16 * 1024;
+constexpr size_t kBlockAlignment = size_t{16} << 10;
 constexpr size_t kBlockBytes =
     kBlockAlignment - 64; // blocks lie side by side in spite of the allocator's header
 constexpr uint32_t kDigests = (kBlockBytes - sizeof(uint64_t)) / DSNodeHashLength;
@@ -57,8 +57,9 @@ void DigestStore::release(DSNode* node) {
     if ((node->_flags & kDigestInBlock) == 0) {
         free(node->hash);
     } else {
-        auto address = reinterpret_cast<uintptr_t>(node->hash) & ~(kBlockAlignment - 1);
-        Block::drop(reinterpret_cast<Block*>(address), 1);
+        uint8_t* start = node->hash;
+        start -= reinterpret_cast<uintptr_t>(start) & (kBlockAlignment - 1);
+        Block::drop(reinterpret_cast<Block*>(start), 1);
     }
     node->hash = nullptr;
     node->_flags &= ~kDigestInBlock;

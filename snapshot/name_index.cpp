@@ -34,7 +34,7 @@ void NameIndex::insert(DSNode* child, size_t hash) {
     size_t at = home(hash);
     for (; _slots[at].node != nullptr; at = next(at)) {
         if (_slots[at].hash == hash && nameOf(_slots[at].node) == nameOf(child)) {
-            _repeated = true;
+            _repeated.insert(hash);
             return;
         }
     }
@@ -51,8 +51,9 @@ void NameIndex::grow() {
 }
 
 bool NameIndex::remove(const DSNode* child) {
-    if (_repeated) return false;
-    size_t at = home(hashOf(nameOf(child)));
+    size_t hash = hashOf(nameOf(child));
+    if (_repeated.contains(hash)) return false;
+    size_t at = home(hash);
     while (_slots[at].node != child) {
         if (_slots[at].node == nullptr) return true;
         at = next(at);

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace snapshot {
@@ -20,11 +21,11 @@ class NameIndex {
     void append(DSNode* child);
 
     // Forgets a child that leaves the list or changes its name. False when the index cannot tell which child
-    // comes first now, because names are repeated: it must then be thrown away.
+    // comes first now, because the name is repeated: it must then be thrown away.
     bool remove(const DSNode* child);
 
     // Whether a name was ever repeated. While none is, the order of the list does not matter to the index.
-    bool hasRepeatedNames() const { return _repeated; }
+    bool hasRepeatedNames() const { return !_repeated.empty(); }
 
   private:
     struct Slot {
@@ -39,7 +40,7 @@ class NameIndex {
 
     std::vector<Slot> _slots; // a power of two of them, at most half in use
     size_t _used = 0;
-    bool _repeated = false;
+    std::unordered_set<size_t> _repeated; // hashes of names that several children have, or had
 };
 
 } // namespace snapshot

@@ -94,8 +94,9 @@ void NodeStore::release(DSNode* node) {
     if ((node->_flags & kInChunk) == 0) {
         free(linkInside(node));
     } else {
-        auto address = reinterpret_cast<uintptr_t>(node) & ~(kChunkBytes - 1);
-        Chunk::drop(reinterpret_cast<Chunk*>(address), 1);
+        auto* start = reinterpret_cast<char*>(node);
+        start -= reinterpret_cast<uintptr_t>(start) & (kChunkBytes - 1);
+        Chunk::drop(reinterpret_cast<Chunk*>(start), 1);
     }
 }
 

@@ -25,10 +25,6 @@ namespace {
 // takes many of the process's descriptors.
 constexpr size_t kOpenLevels = 32;
 
-// Threads of a scan, the caller's included. Far more than there are processors: a disk that is not in the
-// cache is read the faster the more requests it has, and where all is in the cache they cost next to nothing.
-constexpr unsigned kScanThreads = 16;
-
 int openDirectory(int at, const char* path, int flags) {
     return openat(at, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | flags);
 }
@@ -37,8 +33,9 @@ int openDirectory(int at, const char* path, int flags) {
 class Scan {
   public:
     // Threads beside the caller's are used only where a callback cannot tell.
-    Scan(DSSnapshotOptions* options, unsigned threads) : _options(options) {
-        if (threads > 1 && options->callback == nullptr && options->recursive == 1) _ahead.emplace(threads);
+    Scan(DSSnapshotOptions* options, unsigned threads, Callback callback) : _options(options) {
+        bool cannotTell = options->callback == nullptr || callback == Callback::onlyWatches;
+        if (threads > 1 && cannotTell && options->recursive == 1) _ahead.emplace(threads);
     }
 
     void run(const char* dirPath, DSNode* node) {
@@ -139,15 +136,16 @@ class Scan {
         _path[level.pathEnd] = '/';
         memcpy(_path + level.pathEnd + 1, name.data(), name.size() + 1);
 
-        DirectoryListing::Status status;
         if (_options->callback != nullptr) {
             if (auto* context = progressContext()) context->currentPath = _path;
-            if (_options->callback(_options->callbackContext) != 0) return false;
+            if (_options->callback(_options->callbackContext) != 0 && level.ahead == nullptr) return false;
+        }
+        DirectoryListing::Status status;
+        if (_options->callback == nullptr || level.ahead != nullptr)
+            status = level.entries->status(position);
+        else
             status = DirectoryListing::statusOf(level.directory >= 0 ? level.directory : AT_FDCWD,
                                                 level.directory >= 0 ? name.data() : _path);
-        } else {
-            status = level.entries->status(position);
-        }
         if (status.type == 0) return true;
         DSNode* node =
             _nodes.create(name, status.size, status.modifiedTime, status.accessedTime, status.type);
@@ -188,12 +186,13 @@ DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOp
     return takeSnapshot(dirPath, node, options, kScanThreads);
 }
 
-DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads) {
+DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads,
+                     Callback callback) {
     DSSnapshotOptions none = {};
     if (dirPath == nullptr || dirPath[0] != '/')
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
     else
-        Scan(options != nullptr ? options : &none, threads).run(dirPath, node);
+        Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
     return node;
 }
 

@@ -1,8 +1,8 @@
 #include "apps/dirsnapshot/trees.h"
 
-#include "snapshot/DSSnapshot.h"
 #include "snapshot/database.h"
 #include "snapshot/flat_file.h"
+#include "snapshot/scan.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -74,7 +74,9 @@ LoadedTree scanDirectory(const std::string& path, bool recursive) {
         options.callbackContext = &progress;
     }
     LoadedTree tree;
-    tree.root.reset(DSNodeCreateDirectorySnapshotWithOptions(absolute.c_str(), &options));
+    tree.root.reset(snapshot::takeSnapshot(absolute.c_str(), DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory),
+                                           &options, snapshot::kScanThreads,
+                                           snapshot::Callback::onlyWatches));
     progress.clear();
     tree.complete = allReadable(absolute, tree.root.get(), recursive);
     return tree;

@@ -16,7 +16,7 @@
 #endif
 
 #include <QEvent>
-#include <QTimer>
+#include <QMetaObject>
 #include <QWindow>
 #include <cstdlib>
 #include <memory>
@@ -42,7 +42,12 @@ class FirstFrame final : public QObject {
         if (event->type() == QEvent::Paint) {
             window->removeEventFilter(this);
             // The frame goes to the screen when all of it is painted, before the next turn of the loop.
-            QTimer::singleShot(0, window, [] { writeLine({{"shown", true}}); });
+            QMetaObject::invokeMethod(
+                window,
+                [] {
+                    writeLine({{"shown", true}});
+                },
+                Qt::QueuedConnection);
         }
         return false;
     }

@@ -25,6 +25,10 @@ void BusLink::wake() {
     [[maybe_unused]] const ssize_t written = ::write(wakeUp, &one, sizeof one);
 }
 
+void BusLink::wakeIfUnwritten() {
+    if ((connection->getEventLoopPollData().events & POLLOUT) != 0) wake();
+}
+
 Bus::Bus(std::string threadName) : name(std::move(threadName)) {}
 
 Bus::~Bus() {

@@ -29,6 +29,9 @@ class BusLink {
 
     void wake();
 
+    // The same after something without a deadline was sent: only when it could not be written at once.
+    void wakeIfUnwritten();
+
   private:
     friend class Bus;
     std::unique_ptr<sdbus::IConnection> connection;
@@ -52,6 +55,7 @@ class Bus {
     // To be called after sending or registering from another thread: what could not be written at once, a
     // new deadline and what a waiting call left unread are then seen to.
     void wake() { link->wake(); }
+    void wakeIfUnwritten() { link->wakeIfUnwritten(); }
 
     bool isLost() const { return lost; }
 

@@ -59,7 +59,7 @@ DaemonService::DaemonService(Bus& sharedBus, platform::RequestService& service)
                     message.name, arguments,
                     [&message, open = OpenCall{bus.sharedLink(), call}](const platform::Reply& reply) {
                         answer(open.call, message, reply);
-                        open.link->wake();
+                        open.link->wakeIfUnwritten();
                     });
             },
             flags);

@@ -61,15 +61,15 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
 
     // Starts to listen; apart from the constructor, since what is called back holds on to this object.
     void start() {
-        const auto dies = [weak = weak_from_this(), &queue = replies] {
-            queue.dispatch([weak] {
-                if (const auto living = weak.lock()) living->announceDeath();
+        const auto dies = [weak = weak_from_this(), &queue = replies](bool isBusLost) {
+            queue.dispatch([weak, isBusLost] {
+                if (const auto living = weak.lock()) living->announceDeath(isBusLost);
             });
         };
         ownership = watchNameOwner(bus, serviceName, [dies](const std::string& before, const std::string&) {
-            if (!before.empty()) dies(); // also when another process has taken the name over
+            if (!before.empty()) dies(false); // also when another process has taken the name over
         });
-        bus.start(dies);
+        bus.start([dies] { dies(true); });
     }
 
     void add(const std::shared_ptr<Connection>& connection) {
@@ -78,7 +78,7 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
         connections.push_back(connection);
     }
 
-    void announceDeath();
+    void announceDeath(bool isBusLost);
 
     Bus bus;
     std::string serviceName;
@@ -110,31 +110,16 @@ class RequestBus::Connection final : public platform::RequestConnection {
 
     void send(std::string_view message, const platform::Array& arguments, std::chrono::milliseconds deadline,
               platform::ReplyHandler handler) override {
-        const protocol::Message& description = describe(message);
-        sdbus::MethodCall call = makeCall(description, arguments);
-        const std::uint64_t number = pending->add(std::move(handler));
-        try {
-            link->proxy->callMethod(
-                call,
-                [waiting = pending, number, signature = description.reply,
-                 &replies = link->replies](sdbus::MethodReply& answer, const sdbus::Error* error) {
-                    platform::ReplyHandler taken = waiting->take(number);
-                    if (!taken) return;
-                    Reply reply;
-                    if (error == nullptr)
-                        reply = decode(answer, signature);
-                    else if (error->getName() == TSYNC_ERROR_NO_VALUE)
-                        reply.kind = Reply::Kind::none;
-                    replies.dispatch([taken = std::move(taken), reply = std::move(reply)]() mutable {
-                        taken(std::move(reply));
-                    });
-                },
-                static_cast<std::uint64_t>(std::chrono::microseconds(deadline).count()));
-        } catch (const sdbus::Error& error) {
-            pending->take(number);
-            throw IPCError(error.what());
-        }
-        link->bus.wake();
+        call(message, arguments, deadline, std::move(handler), false);
+        link->bus.wake(); // for the deadline
+    }
+
+    // Two changes of thread less: the reply goes to the waiting thread at once, and the thread that reads the
+    // bus need not learn of the deadline.
+    void sendForWaiting(std::string_view message, const platform::Array& arguments,
+                        std::chrono::milliseconds deadline, platform::ReplyHandler handler) override {
+        call(message, arguments, deadline, std::move(handler), true);
+        link->bus.wakeIfUnwritten();
     }
 
     void send(std::string_view message, const platform::Array& arguments) override {
@@ -154,12 +139,44 @@ class RequestBus::Connection final : public platform::RequestConnection {
     }
 
   private:
+    void call(std::string_view message, const platform::Array& arguments, std::chrono::milliseconds deadline,
+              platform::ReplyHandler handler, bool isWaitedFor) {
+        const protocol::Message& description = describe(message);
+        sdbus::MethodCall call = makeCall(description, arguments);
+        const std::uint64_t number = pending->add(std::move(handler));
+        try {
+            link->proxy->callMethod(
+                call,
+                [waiting = pending, number, signature = description.reply, isWaitedFor,
+                 &replies = link->replies](sdbus::MethodReply& answer, const sdbus::Error* error) {
+                    platform::ReplyHandler taken = waiting->take(number);
+                    if (!taken) return;
+                    Reply reply;
+                    if (error == nullptr)
+                        reply = decode(answer, signature);
+                    else if (error->getName() == TSYNC_ERROR_NO_VALUE)
+                        reply.kind = Reply::Kind::none;
+                    if (isWaitedFor && waiting->onQueue == 0) return taken(std::move(reply));
+                    ++waiting->onQueue;
+                    replies.dispatch([waiting, taken = std::move(taken), reply = std::move(reply)]() mutable {
+                        taken(std::move(reply));
+                        --waiting->onQueue;
+                    });
+                },
+                static_cast<std::uint64_t>(std::chrono::microseconds(deadline).count()));
+        } catch (const sdbus::Error& error) {
+            pending->take(number);
+            throw IPCError(error.what());
+        }
+    }
+
     // The handlers that still wait, shared with the bus library's callbacks, which may come later than the
     // end of the generation and then find nothing.
     struct Pending {
         std::mutex lock;
         std::uint64_t last = 0;
         std::map<std::uint64_t, platform::ReplyHandler> handlers;
+        std::atomic<int> onQueue = 0; // handlers that were handed to the queue and have not ended
 
         std::uint64_t add(platform::ReplyHandler handler) {
             const std::lock_guard guard(lock);
@@ -208,8 +225,9 @@ class RequestBus::Connection final : public platform::RequestConnection {
     std::atomic<bool> invalid = false;
 };
 
-// On the reply queue.
-void RequestBus::Link::announceDeath() {
+// On the reply queue. The bus itself ends the calls of a process that has gone; what is sent meanwhile may be
+// for the next daemon already, and is left alone.
+void RequestBus::Link::announceDeath(bool isBusLost) {
     std::vector<std::shared_ptr<Connection>> living;
     {
         const std::lock_guard guard(lock);
@@ -217,7 +235,7 @@ void RequestBus::Link::announceDeath() {
             if (auto connection = weak.lock()) living.push_back(std::move(connection));
     }
     for (const auto& connection : living) {
-        connection->dropHandlers();
+        if (isBusLost) connection->dropHandlers();
         center.post(platform::NSConnectionDidDieNotification, connection.get());
     }
 }

@@ -101,7 +101,8 @@ bool InotifyEvents::watchTree(const std::string& directory) {
         for (fs::directory_iterator entry(current, error), end; !error && entry != end;
              entry.increment(error)) {
             std::error_code unknown;
-            if (entry->symlink_status(unknown).type() == fs::file_type::directory)
+            // In this order the kind comes with the name, without another look at the disk.
+            if (!entry->is_symlink(unknown) && entry->is_directory(unknown))
                 open.push_back(entry->path().string());
         }
     }

@@ -25,7 +25,6 @@ class SavePanelDialog final : public QDialog, private panels::TSFPSavePanelView 
 
     int runModal(); // the response: 0 cancelled, else confirmed
 
-  public slots:
     void reject() override; // Escape and the window's close button are Cancel
 
   private:

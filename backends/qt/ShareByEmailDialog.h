@@ -40,7 +40,6 @@ class ShareByEmailDialog final : public QDialog,
 
     void runModal();
 
-  public slots:
     void reject() override; // Escape and the window's close button are Cancel
 
   private:

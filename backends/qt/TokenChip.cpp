@@ -1,7 +1,8 @@
 #include "backends/qt/TokenChip.h"
 
-#include <QFontMetrics>
+#include <QFontMetricsF>
 #include <QPainter>
+#include <cmath>
 #include <utility>
 
 namespace backends::qt {
@@ -25,8 +26,10 @@ TokenChip::TokenChip(panels::FieldObject shownObject, const QString& shownText, 
 }
 
 QSize TokenChip::sizeHint() const {
-    const QFontMetrics metrics(font());
-    return {metrics.horizontalAdvance(text) + 2 * sideMargin, metrics.height() + 2 * verticalMargin};
+    // Rounded up: in a pixel too few the text would be cut.
+    const QFontMetricsF metrics(font());
+    return {static_cast<int>(std::ceil(metrics.horizontalAdvance(text))) + 2 * sideMargin,
+            static_cast<int>(std::ceil(metrics.height())) + 2 * verticalMargin};
 }
 
 void TokenChip::paintEvent(QPaintEvent*) {

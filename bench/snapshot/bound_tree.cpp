@@ -22,23 +22,24 @@ namespace bench {
 
 namespace {
 
-constexpr size_t kBuffer = 256 * 1024;
+constexpr size_t kBuffer = size_t{256} << 10;
 constexpr size_t kPool = 4 << 20;
 
 // Memory that is handed out and never taken back.
 class Pool {
   public:
     void* take(size_t size, size_t alignment) {
-        auto at = (reinterpret_cast<uintptr_t>(_next) + alignment - 1) & ~(alignment - 1);
-        if (_next == nullptr || at + size > reinterpret_cast<uintptr_t>(_end)) {
+        size_t padding = -reinterpret_cast<uintptr_t>(_next) & (alignment - 1);
+        if (_next == nullptr || padding + size > static_cast<size_t>(_end - _next)) {
             size_t block = std::max(kPool, size);
             _next = static_cast<char*>(
                 mmap(nullptr, block, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
             _end = _next + block;
-            at = reinterpret_cast<uintptr_t>(_next);
+            padding = 0;
         }
-        _next = reinterpret_cast<char*>(at) + size;
-        return reinterpret_cast<void*>(at);
+        void* memory = _next + padding;
+        _next += padding + size;
+        return memory;
     }
 
   private:

@@ -237,9 +237,9 @@ void growth() {
 
     std::string b = treeAt(folder, kTreeB);
     auto perItem = [](const std::string& tree, const TreeKind& kind) {
-        std::vector<double> times;
-        for (int turn = 0; turn < 5; turn++)
-            times.push_back(*inChild([&] { return engineCompare(tree, tree); }));
+        std::vector<double> times(5);
+        for (double& time : times)
+            time = *inChild([&] { return engineCompare(tree, tree); });
         return median(times) / itemsOf(kind);
     };
     double perA = perItem(a, kTreeA);

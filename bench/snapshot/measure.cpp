@@ -11,8 +11,6 @@
 #include <spawn.h>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace bench {
 
 namespace {
@@ -56,6 +54,7 @@ std::optional<double> inChild(const std::function<double()>& work) {
 
 std::optional<double> durationOf(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
@@ -103,6 +102,7 @@ std::vector<double> compare(const std::string& title, const std::vector<Contende
         }
     }
     std::vector<double> medians;
+    medians.reserve(all.size());
     for (const std::vector<double>& values : all)
         medians.push_back(median(values));
     for (size_t i = 1; i < contenders.size(); i++) {

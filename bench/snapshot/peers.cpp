@@ -86,7 +86,7 @@ std::vector<Contender> scanPeers(const std::string& tree, const ScanLimits& limi
     add(limits.find, {"find", tree, "-printf", format});
     add(limits.bfs, {"bfs", tree, "-printf", format});
     add(limits.mtree, {"mtree", "-c", "-k", "type,size,time", "-p", tree});
-    add(limits.rclone, {"rclone", "lsjson", "-R", tree});
+    add(limits.rclone, {"rclone", "-q", "lsjson", "-R", tree});
     if (limits.libraries > 0) {
         peers.push_back({"std::filesystem", [tree] { return withFilesystem(tree); }, limits.libraries});
         peers.push_back({"nftw", [tree] { return withNftw(tree); }, limits.libraries});

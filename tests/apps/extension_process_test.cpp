@@ -101,6 +101,8 @@ TEST_F(ExtensionProcessTest, FollowsTheSettings) {
     ::setenv("XDG_CONFIG_HOME", (folder / "config").c_str(), 1);
     const Program daemon(daemonArguments({"--start", docs(), "/Docs"}));
     const Program extension({"/bin/sh", "-c", "exec " + finder + " run 2>" + (folder / "log").string()});
+    const fs::path signals = folder / "signals";
+    const Program monitor({"/bin/sh", "-c", "exec dbus-monitor member=MenusChanged >" + signals.string()});
     const auto shows = [&](const char* badge) {
         return testing::Value(badges(), testing::Contains(std::string(" ") + badge));
     };
@@ -120,10 +122,13 @@ TEST_F(ExtensionProcessTest, FollowsTheSettings) {
     EXPECT_TRUE(support::eventually([&] { return logHolds("The former settings hold."); }));
     EXPECT_TRUE(shows("none"));
     EXPECT_FALSE(logHolds(" debug: "));
+    EXPECT_TRUE(support::eventually([&] { return fs::file_size(signals) > 0; })) << "the monitor listens";
     std::ofstream(file) << R"({"badges": true, "menu": false, "log-level": "debug"})";
     EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
     EXPECT_EQ(run(finder + " menu " + docs()).output,
               "The menu is switched off: tsyncfinder config menu on\n");
+    EXPECT_TRUE(
+        support::eventually([&] { return run("grep member=MenusChanged " + signals.string()).status == 0; }));
     EXPECT_TRUE(logHolds(" debug: ")) << "the badge request that was just answered";
     ::unsetenv("XDG_CONFIG_HOME");
 }

@@ -40,10 +40,8 @@ TEST_F(Editing, MakesTheDirectoriesOnTheWayAndUpdatesWhatIsThere) {
     EXPECT_GT(snapshot.nodeAtFullpath("/a/b")->modifiedTime, 1600000000);
     EXPECT_EQ(snapshot.nodeAtFullpath("/a/b")->startedTime, 0);
     snapshot.addItemAtPath("//a/./b/c.txt/", fileInfo(platform::NSFileTypeDirectory, 7, 9));
-    EXPECT_EQ(node->size, 7);
-    EXPECT_EQ(node->modifiedTime, 9);
-    EXPECT_EQ(node->type, DSNodeTypeFile);
-    EXPECT_EQ(node->startedTime, INT64_MAX);
+    EXPECT_EQ(std::tuple(node->size, node->modifiedTime, node->startedTime, node->type),
+              std::tuple(7, 9, INT64_MAX, DSNodeTypeFile));
     EXPECT_EQ(log.lines().size(), 0U);
 }
 
@@ -189,11 +187,12 @@ TEST_F(Editing, AgreesWithAPlainMapAfterEachOfManyEdits) {
         }
         std::map<std::string, std::int64_t> found;
         for (const std::string& line : listing(snapshot)) {
-            const std::size_t blank = line.find(' ');
-            const bool isDirectory = line[blank - 1] == '/';
-            const auto [at, isNew] = found.emplace(line.substr(0, blank - (isDirectory ? 1 : 0)),
-                                                   isDirectory ? -1 : std::stoll(line.substr(blank + 1)));
-            ASSERT_TRUE(isNew) << at->first;
+            const std::size_t end = line.find(' ');
+            const bool isDirectory = line[end - 1] == '/';
+            ASSERT_TRUE(found
+                            .emplace(line.substr(0, end - isDirectory),
+                                     isDirectory ? -1 : std::stoll(line.substr(end)))
+                            .second);
         }
         ASSERT_EQ(found, model.items) << "step " << step;
     }

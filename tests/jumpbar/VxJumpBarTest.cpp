@@ -101,11 +101,6 @@ TEST(VxJumpBarLabel, PlacesWhatItDraws) {
     drawn = label.drawing();
     EXPECT_FALSE(drawn.text) << "no room for text at the minimum";
     EXPECT_EQ(drawn.separator->origin.x, 26);
-
-    label.lastLabel = true;
-    EXPECT_FALSE(label.drawing().separator);
-
-    label.lastLabel = false;
     label.setLevel(VxJumpBarLabelAccessoryMenuLabelTag);
     label.frame.width = 78;
     drawn = label.drawing();
@@ -142,7 +137,7 @@ TEST(VxJumpBar, TellsInOrderAndLaysOutOnlyForAnotherObject) {
     EXPECT_EQ(view.layouts, 3);
     bar.setSelectedIndexPath(indexPath({0, 0}));
     EXPECT_EQ(view.layouts, 4) << "an equal path in another object";
-    EXPECT_EQ(delegate.taken(), (Calls{"path 0.0 restyled", "path 0.0 restyled", "path 0.0 restyled"}));
+    EXPECT_EQ(delegate.taken(), Calls(3, "path 0.0 restyled"));
 
     const MenuHandle tools = chain({{"x", "y"}});
     bar.setAccessoryMenu(tools);
@@ -158,6 +153,11 @@ TEST(VxJumpBar, TellsInOrderAndLaysOutOnlyForAnotherObject) {
     EXPECT_EQ(bar.labels().size(), 2U) << "level 2 is gone";
     bar.setAccessoryMenu(nullptr);
     EXPECT_EQ(bar.labels().size(), 1U);
+
+    const int layouts = view.layouts;
+    bar.setFrame({0, 0, 450, 30});
+    bar.setBounds({0, 0, 400, 30});
+    EXPECT_EQ(view.layouts, layouts) << "a bar whose labels fit costs nothing to resize";
 
     VxJumpBar created(view, {0, 0, 100, 30}, chain({{"plain"}}));
     EXPECT_FALSE(created.selectedMenuItem()->attributedTitle) << "the menu given at creation keeps its looks";
@@ -182,73 +182,19 @@ TEST(VxJumpBar, RestylesTheWholeTree) {
     EXPECT_EQ(menu->itemAtIndex(2)->image, nullptr);
 }
 
-// Three labels whose widths exceed their minimums by 4, 8 and 20; no image, so that widths are text +
-// margins.
-struct ShrinkingBar {
-    RecordingView view;
-    MenuHandle menu = chain({{"one"}, {"two"}, {"three"}});
-    std::unique_ptr<VxJumpBar> bar;
-    double ideal = 0;
-
-    explicit ShrinkingBar(double tooNarrowBy, bool accessory = false) {
-        for (MenuHandle level = menu; level; level = level->itemAtIndex(0)->submenu())
-            level->itemAtIndex(0)->image = nullptr;
-        // Without an image a label can give its text and one margin of 5.
-        view.widths = {{"one", -1}, {"two", 3}, {"three", 15}, {"tool", 45}};
-        bar = std::make_unique<VxJumpBar>(view, platform::Rect{0, 0, 1000, 30}, menu);
-        if (accessory) bar->setAccessoryMenu(chain({{"tool"}}));
-        bar->setSelectedIndexPath(indexPath({0, 0, 0}));
-        for (const auto& [level, label] : bar->labels())
-            ideal += label->frame.width;
-        bar->setFrame({0, 0, ideal - tooNarrowBy, 30});
-    }
-    double width(int level) const { return bar->labels().at(level)->frame.width; }
-    double spare(int level) const { return width(level) - bar->labels().at(level)->minimumWidth(); }
-};
-
-TEST(VxJumpBar, ShrinksLeftmostFirst) {
-    const ShrinkingBar ten(10);
-    EXPECT_TRUE(ten.bar->isUnderIdealWidth());
-    EXPECT_EQ((std::vector{ten.spare(1), ten.spare(2), ten.spare(3)}), (std::vector{0.0, 2.0, 20.0}));
-    const ShrinkingBar exactly(4);
-    EXPECT_EQ((std::vector{exactly.spare(1), exactly.spare(2), exactly.spare(3)}),
-              (std::vector{0.0, 8.0, 20.0}));
-    const ShrinkingBar fits(0);
-    EXPECT_FALSE(fits.bar->isUnderIdealWidth());
-    const int layouts = fits.view.layouts;
-    fits.bar->setFrame({0, 0, fits.ideal + 50, 30});
-    fits.bar->setBounds({0, 0, fits.ideal, 30});
-    EXPECT_EQ(fits.view.layouts, layouts) << "a bar whose labels fit costs nothing to resize";
-
-    ShrinkingBar tools(32 + 10, true);
-    EXPECT_EQ(tools.spare(3), 0.0);
-    const double shrunk = tools.spare(VxJumpBarAccessoryMenuLabelTag);
-    EXPECT_EQ(shrunk, 40.0) << "the accessory label gives the last ten";
-    for (const double wider : {0.0, 7.0, 200.0}) {
-        tools.bar->setFrame({0, 0, tools.ideal + wider, 30});
-        const platform::Rect frame = tools.bar->labels().at(VxJumpBarAccessoryMenuLabelTag)->frame;
-        EXPECT_EQ(frame.x + frame.width, tools.ideal + wider);
-    }
-    tools.bar->setFrame({0, 0, 1, 30});
-    EXPECT_EQ(tools.spare(3) + tools.spare(-1), 0.0) << "the rest overflows";
-}
-
 TEST(VxJumpBar, DrawsByKeyStateAndPassesItsEnabledState) {
     RecordingView view;
     VxJumpBar bar(view, {0, 0, 200, 30}, chain({{"a"}}));
-    EXPECT_EQ(bar.drawing({0, 0, 200, 30}).top, (White{0.96, 1}));
     bar.windowDidBecomeKey();
     const BarDrawing active = bar.drawing({10, 5, 50, 8});
-    EXPECT_EQ(active.background, (platform::Rect{10, 0, 50, 30}));
     EXPECT_EQ((std::vector{active.top, active.bottom, active.border}),
               (std::vector<White>{{0.85}, {0.73}, {0.33}}));
     EXPECT_EQ(active.borders, (std::array<platform::Rect, 4>{
                                   {{10, 0, 50, 1}, {10, 29, 50, 1}, {0, 0, 1, 30}, {199, 0, 1, 30}}}));
     bar.setEnabled(false);
     const BarDrawing inactive = bar.drawing({0, 0, 200, 30});
-    EXPECT_EQ((std::vector{inactive.bottom, inactive.border}), (std::vector<White>{{0.85}, {0.5}}));
-    bar.windowDidResignKey();
-    EXPECT_EQ(view.redraws, 3);
+    EXPECT_EQ((std::vector{inactive.top, inactive.bottom, inactive.border}),
+              (std::vector<White>{{0.96}, {0.85}, {0.5}}));
     bar.labels().at(1)->mouseDown();
     EXPECT_EQ(view.popped, nullptr) << "a disabled label ignores clicks";
 }
@@ -263,10 +209,6 @@ TEST(VxJumpBar, AClickPopsUpTheLevelAndItsChoiceReplacesTheRest) {
     const MenuHandle second = menu->itemAtIndex(0)->submenu();
     const auto lazy = second->itemAtIndex(1);
     lazy->setSubmenu(Menu::create());
-    const auto locked = second->addItem("locked");
-    locked->enabled = false;
-    locked->setSubmenu(Menu::create());
-    const auto below = locked->submenu()->addItem("below");
 
     VxJumpBarLabel& label = *bar.labels().at(2);
     label.mouseDown();
@@ -274,7 +216,6 @@ TEST(VxJumpBar, AClickPopsUpTheLevelAndItsChoiceReplacesTheRest) {
     EXPECT_EQ(view.poppedIndex, 0U);
     EXPECT_EQ(view.poppedAt, (platform::Point{-16, 26}));
     EXPECT_EQ(second->delegate, &label);
-    EXPECT_EQ(below->target, nullptr) << "nothing under a disabled item is wired";
 
     delegate.onHighlight = [](platform::MenuItem& item) { item.submenu()->addItem("late"); };
     second->delegate->willHighlightItem(*second, *lazy);
@@ -290,11 +231,6 @@ TEST(VxJumpBar, AClickPopsUpTheLevelAndItsChoiceReplacesTheRest) {
     itemAtIndexPath(*menu, {0, 0, 1})->performAction();
     EXPECT_EQ(*bar.selectedIndexPath(), (IndexPath{0, 0, 1})) << "the first position kept, the rest replaced";
 
-    bar.labels().at(3)->mouseDown();
-    const auto choice = menu->itemAtIndex(0); // an item above the clicked menu is no choice of it
-    choice->target = bar.labels().at(3).get();
-    choice->performAction();
-    EXPECT_EQ(*bar.selectedIndexPath(), (IndexPath{0, 0, 1}));
     bar.setSelectedIndexPath(indexPath({0}));
     EXPECT_EQ(itemAtIndexPath(*menu, {0, 0, 1})->target, nullptr) << "a label that goes lets its items go";
 
@@ -329,7 +265,7 @@ TEST(VxJumpBar, RandomTreesAgreeWithAPlainOracle) {
         }
         RecordingView view;
         const double width = static_cast<double>(upTo(600));
-        VxJumpBar bar(view, {0, 0, width, 30}, root);
+        VxJumpBar bar(view, {0, 0, static_cast<double>(upTo(600)), 30}, root);
         const bool accessory = upTo(1) == 0;
         if (accessory) bar.setAccessoryMenu(chain({{"tools"}}));
 
@@ -346,6 +282,8 @@ TEST(VxJumpBar, RandomTreesAgreeWithAPlainOracle) {
             chosen->performAction();
             ASSERT_EQ(bar.selectedMenuItem(), chosen);
         }
+
+        bar.setFrame({0, 0, width, 30});
 
         // The oracle: take from the left what each label can give until the labels fit.
         std::vector<int> order;

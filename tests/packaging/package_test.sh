@@ -83,6 +83,14 @@ for manager in nautilus nemo caja; do
         fail "the $manager plugin: $(cat "$layer/doctor.log")"
 done
 
+# ---- the life of the unit
+cp "$sources/user_session.sh" "$layer/root/tmp"
+group=tsyncfinder-package-test-$$-$RANDOM
+status=0
+unshare -p -f --kill-child chroot "$layer/root" /tmp/user_session.sh "$group" || status=$?
+find /sys/fs/cgroup -depth -type d -path "*/$group*" -exec rmdir {} + 2>/dev/null || true
+[ $status -eq 0 ] || [ $status -eq 77 ] || fail "the unit's life"
+
 # ---- used
 inside sh -c 'mkdir -p /tmp/folder/sub && echo x >/tmp/folder/sub/file && dirsnapshot scan -o /tmp/snapshot /tmp/folder &&
     dirsnapshot diff --type flat /tmp/snapshot /tmp/folder' || fail "dirsnapshot"

@@ -109,8 +109,7 @@ TEST_F(SharePanel, OkFollowsTheField) {
     const FieldObject token = TSFPEmailToken{"x", {}};
     const std::vector<std::pair<std::vector<FieldObject>, bool>> table = {
         {{}, false},     {{"j@x.org"}, true},       {{"j@x"}, false},
-        {{token}, true}, {{token, "half@"}, false}, {{"j@x.org", token}, true},
-    };
+        {{token}, true}, {{token, "half@"}, false}, {{"j@x.org", token}, true}};
     for (const auto& [objects, enabled] : table) {
         field = objects;
         panel->controlTextDidChange();

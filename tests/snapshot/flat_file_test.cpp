@@ -167,6 +167,16 @@ TEST_F(FlatFile, ReadsRecordsAcrossTheEndsOfItsBuffer) {
     EXPECT_EQ(load(bytes).tree, tree);
 }
 
+// Records that do not end where a piece of the file that is read at a time does.
+TEST_F(FlatFile, LoadsWhatIsLargerThanTheBuffer) {
+    Tree tree = exampleTree();
+    for (int i = 0; i < 10'000; i++)
+        DSNodeCreateWithParent(tree.get(), (std::string(100, 'n') + std::to_string(i)).c_str(), i, i, -i,
+                               DSNodeTypeFile);
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "s"), 0);
+    EXPECT_EQ(dump(Tree(DSNodeLoadSnapshot("s", "other")).get()), dump(tree.get()));
+}
+
 TEST_F(FlatFile, ChoosesTheStoreByKind) {
     store("s", "2|/f1|2|1|1|");
     for (const char* kind : {"sync", "backup", "other", static_cast<const char*>(nullptr)})

@@ -191,6 +191,16 @@ TEST(Scan, HelpersChangeNothing) {
     };
     for (unsigned threads : {1U, 2U, 5U, 16U})
         EXPECT_EQ(withThreads(threads, directory.path() + "/"), expected) << threads;
+    Watched watched; // a callback that lets helpers work
+    watched.base = directory.path();
+    options.callback = Watched::callback;
+    options.callbackContext = &watched;
+    Tree root = makeRoot();
+    takeSnapshot(directory.path().c_str(), root.get(), &options, 4, Callback::onlyWatches);
+    EXPECT_EQ(linesOf(root.get()), expected);
+    EXPECT_EQ(watched.asked.size(), expected.size());
+    options = {};
+    options.recursive = 1;
     rlimit usual;
     getrlimit(RLIMIT_NOFILE, &usual);
     int next = dup(0);

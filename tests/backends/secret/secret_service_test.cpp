@@ -1,4 +1,3 @@
-#include "backends/secret/secret_errors.h"
 #include "backends/secret/secret_service.h"
 #include "foundation/keychain.h"
 #include "tests/backends/secret/PrivateKeyring.h"
@@ -7,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <libsecret/secret.h>
 
+#include <map>
 #include <vector>
 
 using namespace foundation;
@@ -16,6 +16,20 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
+
+// The line in the log.
+std::string failed(const std::string& function, int code) {
+    static const std::map<int, std::string> messages = {
+        {-50, "The text is not valid UTF-8 or holds a zero byte."},
+        {-128, "The user canceled the operation or could not be asked."},
+        {-25291, "No secret store is available."},
+        {-25294, "The specified collection could not be found in the secret store."},
+        {-25299, "The specified item already exists in the secret store."},
+        {-25300, "The specified item could not be found in the secret store."},
+        {-25303, "The specified attribute does not exist."}};
+    return "Error: QkKeychain" + function + " failed with error code: " + std::to_string(code) +
+           " msg: " + messages.at(code);
+}
 
 class SecretServiceTest : public testing::Test, public platform::ProcessLog {
   protected:
@@ -45,9 +59,7 @@ TEST_F(SecretServiceTest, AnEntryLives) {
     EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", "pass"));
     EXPECT_THAT(takeLines(), IsEmpty());
     EXPECT_FALSE(QkKeychainAddGenericEntry(services, {}, "s"));
-    EXPECT_THAT(takeLines(),
-                ElementsAre("Error: QkKeychainAddGenericEntry failed with error code: -25299 msg: "
-                            "The specified item already exists in the secret store."));
+    EXPECT_THAT(takeLines(), ElementsAre(failed("AddGenericEntry", -25299)));
     EXPECT_EQ(QkKeychainGetGenericPassword(services, {}, "s")->view(), "pass");
 
     EXPECT_TRUE(QkKeychainSetGenericUsername(services, {}, "s", "bob"));
@@ -64,28 +76,19 @@ TEST_F(SecretServiceTest, AnEntryLives) {
 
     EXPECT_TRUE(QkKeychainAddGenericEntry(services, "Login", "s")); // the collection's title
     EXPECT_FALSE(QkKeychainRenameGenericEntry(services, {}, "t", "s"));
-    EXPECT_THAT(takeLines(),
-                ElementsAre("Error: QkKeychainSetItemAttributeTagForKeychainItemRef failed with error "
-                            "code: -25299 msg: The specified item already exists in the secret store."));
+    EXPECT_THAT(takeLines(), ElementsAre(failed("SetItemAttributeTagForKeychainItemRef", -25299)));
     EXPECT_TRUE(QkKeychainRenameGenericEntry(services, {}, "t", "t"));
     EXPECT_FALSE(QkKeychainAddGenericEntry(services, "nowhere", "s"));
-    EXPECT_THAT(takeLines(),
-                ElementsAre("Error: QkKeychainAddGenericEntry failed with error code: -25294 msg: "
-                            "The specified collection could not be found in the secret store."));
+    EXPECT_THAT(takeLines(), ElementsAre(failed("AddGenericEntry", -25294)));
 
     const KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(services, {}, "t");
     EXPECT_FALSE(QkKeychainGetItemAttributeTagForKeychainItemRef(services, item, 0x61626364));
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
     EXPECT_FALSE(QkKeychainSetPasswordForKeychainItemRef(services, item, "late"));
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
-    EXPECT_THAT(
-        takeLines(),
-        ElementsAre("Error: QkKeychainGetItemAttributeTagForKeychainItemRef failed with error code: -25303 "
-                    "msg: The specified attribute does not exist.",
-                    "Error: QkKeychainSetPasswordForKeychainItemRef failed with error code: -25300 msg: The "
-                    "specified item could not be found in the secret store.",
-                    "Error: QkKeychainGetKeychainItemRefWithServiceName failed with error code: -25300 msg: "
-                    "The specified item could not be found in the secret store."));
+    EXPECT_THAT(takeLines(), ElementsAre(failed("GetItemAttributeTagForKeychainItemRef", -25303),
+                                         failed("SetPasswordForKeychainItemRef", -25300),
+                                         failed("GetKeychainItemRefWithServiceName", -25300)));
     EXPECT_TRUE(exists("s"));
 }
 
@@ -115,9 +118,7 @@ TEST_F(SecretServiceTest, OddNamesAndContents) {
         EXPECT_FALSE(QkKeychainSetGenericComment(services, {}, "s", name));
     }
     EXPECT_EQ(lines.size(), 4U);
-    EXPECT_EQ(lines.front(),
-              "Error: QkKeychainDoesGenericEntryExist failed with error code: -50 msg: The text is "
-              "not valid UTF-8 or holds a zero byte.");
+    EXPECT_EQ(lines.front(), failed("DoesGenericEntryExist", -50));
 }
 
 TEST_F(SecretServiceTest, OfTwoEntriesThatAnotherProgramMadeTheOldestIsMeant) {
@@ -154,9 +155,7 @@ TEST_F(SecretServiceTest, TheUserUnlocksOrRefuses) {
     PrivateKeyring::lock();
     gcr_mock_prompter_expect_password_cancel();
     EXPECT_FALSE(exists("s"));
-    EXPECT_THAT(takeLines(),
-                ElementsAre("Error: QkKeychainDoesGenericEntryExist failed with error code: -128 msg: "
-                            "The user canceled the operation or could not be asked."));
+    EXPECT_THAT(takeLines(), ElementsAre(failed("DoesGenericEntryExist", -128)));
     gcr_mock_prompter_expect_password_ok("master", nullptr);
     EXPECT_TRUE(exists("s"));
     PrivateKeyring::lock();
@@ -175,9 +174,7 @@ TEST_F(SecretServiceTest, ANewUserGetsADefaultCollection) {
     EXPECT_THAT(takeLines(), IsEmpty());
     gcr_mock_prompter_expect_password_cancel();
     EXPECT_FALSE(QkKeychainAddGenericEntry(services, {}, "s"));
-    EXPECT_THAT(takeLines(),
-                ElementsAre("Error: QkKeychainAddGenericEntry failed with error code: -128 msg: The "
-                            "user canceled the operation or could not be asked."));
+    EXPECT_THAT(takeLines(), ElementsAre(failed("AddGenericEntry", -128)));
     gcr_mock_prompter_expect_password_ok("new", nullptr);
     EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, "s"));
     EXPECT_TRUE(exists("s"));
@@ -187,9 +184,7 @@ TEST_F(SecretServiceTest, ANewUserGetsADefaultCollection) {
 TEST_F(SecretServiceTest, AStoreIsAbsentComesGoesAndItsBusDies) {
     const auto expectUnavailable = [this] {
         EXPECT_FALSE(exists("s"));
-        EXPECT_THAT(takeLines(),
-                    ElementsAre("Error: QkKeychainDoesGenericEntryExist failed with error code: -25291 "
-                                "msg: No secret store is available."));
+        EXPECT_THAT(takeLines(), ElementsAre(failed("DoesGenericEntryExist", -25291)));
     };
     expectUnavailable();
     keyring.start();
@@ -201,31 +196,6 @@ TEST_F(SecretServiceTest, AStoreIsAbsentComesGoesAndItsBusDies) {
     keyring.stop();
     keyring.stopBus();
     expectUnavailable();
-}
-
-TEST(SecretErrors, StatusOfEachKindOfError) {
-    using platform::SecretStatus;
-    const struct {
-        GQuark domain;
-        int code;
-        SecretStatus status;
-    } cases[] = {
-        {G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY, SecretStatus::notAvailable},
-        {G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED, SecretStatus::accessDenied},
-        {G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD, SecretStatus::itemNotFound},
-        {G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS, SecretStatus::internalError},
-        {G_IO_ERROR, G_IO_ERROR_TIMED_OUT, SecretStatus::notAvailable},
-        {G_IO_ERROR, G_IO_ERROR_DBUS_ERROR, SecretStatus::internalError},
-        {SECRET_ERROR, SECRET_ERROR_IS_LOCKED, SecretStatus::interactionRequired},
-        {SECRET_ERROR, SECRET_ERROR_PROTOCOL, SecretStatus::decodeFailed},
-        {SECRET_ERROR, 999, SecretStatus::internalError},
-        {G_FILE_ERROR, 1, SecretStatus::internalError},
-    };
-    for (const auto& [domain, code, status] : cases) {
-        GError error{domain, code, nullptr};
-        EXPECT_EQ(backends::secret::statusOfError(&error), status) << domain << ' ' << code;
-    }
-    EXPECT_EQ(backends::secret::statusOfError(nullptr), SecretStatus::userCanceled);
 }
 
 } // namespace
