@@ -316,7 +316,7 @@ void tsf_badge_keeper_free(TsfBadgeKeeper* keeper) {
 
 const char* tsf_badge_keeper_emblem(TsfBadgeKeeper* keeper, GObject* file, const char* uri) {
     TsfItem* item = tsf_item_table_attach(keeper->table, file, uri);
-    const gboolean is_own_doing = item->was_invalidated;
+    const gboolean is_own_doing = item->was_invalidated ? TRUE : FALSE;
     item->was_invalidated = FALSE;
     /* What the file manager asks for by itself may have changed on the disk. */
     if (!item->is_known || !is_own_doing) ask_for_item(keeper, item);

@@ -37,7 +37,7 @@ static TsfFolder* folder_of(TsfItemTable* table, const char* uri) {
     if (scheme != NULL && slash == scheme + 3) ++length;
 
     TsfFolder* folder = g_malloc0(sizeof(TsfFolder) + length + 1);
-    memcpy(folder->uri, uri, length);
+    g_strlcpy(folder->uri, uri, length + 1);
     TsfFolder* known = g_hash_table_lookup(table->folders, folder->uri);
     if (known != NULL) {
         g_free(folder);
@@ -127,7 +127,7 @@ TsfItem* tsf_item_table_attach(TsfItemTable* table, GObject* file, const char* u
     if (item == NULL) {
         const gsize size = strlen(uri) + 1;
         item = g_malloc0(sizeof(TsfItem) + size);
-        memcpy(item->uri, uri, size);
+        g_strlcpy(item->uri, uri, size);
         item->references = 1;
         g_hash_table_insert(table->items, item->uri, item);
         link_item(folder_of(table, uri), item);

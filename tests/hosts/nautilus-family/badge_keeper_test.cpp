@@ -61,7 +61,7 @@ class BadgeKeeper : public testing::Test {
     } // one for the process, as in a session
     // The main loop runs until it holds.
     static bool until(const std::function<bool()>& condition, int seconds = 20) {
-        const gint64 end = g_get_monotonic_time() + seconds * G_USEC_PER_SEC;
+        const gint64 end = g_get_monotonic_time() + gint64{seconds} * G_USEC_PER_SEC;
         const guint tick = g_timeout_add(
             20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
         while (!condition() && g_get_monotonic_time() < end)
