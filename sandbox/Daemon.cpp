@@ -338,6 +338,7 @@ std::vector<UploadTask> Daemon::roots() {
     std::vector<UploadTask> all;
     {
         const std::lock_guard guard(stateLock);
+        all.reserve(state.pairs.size() + 2);
         for (const auto& [remote, local] : state.pairs)
             all.push_back({Kind::sync, local, remote});
     }

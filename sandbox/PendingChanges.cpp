@@ -36,6 +36,7 @@ void PendingChanges::asked(const std::string& directory, bool recursive, const s
 
 std::vector<std::string> PendingChanges::paths() const {
     std::vector<std::string> all;
+    all.reserve(directories.size());
     for (const auto& [directory, wanted] : directories)
         all.push_back(directory);
     return all;

@@ -107,6 +107,7 @@ void Uploader::releaseEvents(const std::string& path) {
 std::vector<UploadTask> Uploader::pendingTasks() const {
     const std::lock_guard guard(lock);
     std::vector<UploadTask> tasks;
+    tasks.reserve(inHand.size() + waiting.size());
     for (const auto& [localPath, task] : inHand)
         tasks.push_back(task);
     tasks.insert(tasks.end(), waiting.begin(), waiting.end());
@@ -326,6 +327,7 @@ void Uploader::transferAll(const std::vector<Work>& works) {
     if (works.empty()) return;
     observer.phaseChanged("syncStatusEnqueueing", std::nullopt);
     std::vector<UploadTask> tasks;
+    tasks.reserve(works.size());
     for (const Work& work : works)
         tasks.push_back({work.task.kind, work.localPath, work.remotePath});
     setInHand(std::move(tasks));
