@@ -184,8 +184,12 @@ void measureRefresh(std::size_t count, double bound) {
     const auto arrived = arrival.get_future().get();
     delivered.get_future().wait();
     Clock::time_point last;
-    while (controller.calls == 0)
-        model.dispatchAndWait([&last] { last = Clock::now(); });
+    bool isApplied = false;
+    while (!isApplied)
+        model.dispatchAndWait([&] {
+            last = Clock::now();
+            isApplied = controller.calls > 0;
+        });
     print(("a refresh with " + std::to_string(count) + " files in flight, signal to last badge").c_str(),
           milliseconds(last - arrived), "ms", bound);
 }

@@ -174,15 +174,18 @@ class Bench {
 } // namespace
 
 int main(int count, char** words) {
+    const int rounds = count > 1 ? atoi(words[1]) : 5;
+    if (rounds < 1) {
+        fprintf(stderr, "usage: %s [TURNS]\n", words[0]);
+        return 2;
+    }
     char folder[] = BENCH_BINARY_FOLDER "/formats-XXXXXX";
     if (mkdtemp(folder) == nullptr) {
         perror(folder);
         return 2;
     }
-    int rounds = count > 1 ? atoi(words[1]) : 5;
     printf("the median of %d turns for each figure, after one that does not count; trees A and B in memory "
-           "of 220,000 "
-           "and 100,000 items, C of 1,000,000 in at most 2 turns\n",
+           "of 220,000 and 100,000 items, C of 1,000,000 in at most 2 turns\n",
            rounds);
     Bench(folder, rounds).run();
     std::filesystem::remove_all(folder);
