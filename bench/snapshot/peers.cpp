@@ -31,15 +31,21 @@ double withFilesystem(const std::string& tree) {
     return now() - start;
 }
 
-double withNftw(const std::string& tree) {
+int takeItem(const char* path, const struct stat* status, int /*kind*/, FTW* /*place*/) {
+    items.push_back({path, *status});
+    return 0;
+}
+
+// As portable programs do it: what nftw hands over is not told for each kind of item.
+int takeItemByLstat(const char* path, const struct stat* /*status*/, int /*kind*/, FTW* /*place*/) {
+    struct stat status {};
+    if (lstat(path, &status) == 0) items.push_back({path, status});
+    return 0;
+}
+
+double withNftw(const std::string& tree, __nftw_func_t take) {
     double start = now();
-    nftw(
-        tree.c_str(),
-        [](const char* path, const struct stat* status, int, FTW*) {
-            items.push_back({path, *status});
-            return 0;
-        },
-        64, FTW_PHYS);
+    nftw(tree.c_str(), take, 64, FTW_PHYS);
     std::ranges::sort(items, {}, &Item::path);
     return now() - start;
 }
@@ -89,7 +95,9 @@ std::vector<Contender> scanPeers(const std::string& tree, const ScanLimits& limi
     add(limits.rclone, {"rclone", "-q", "lsjson", "-R", tree});
     if (limits.libraries > 0) {
         peers.push_back({"std::filesystem", [tree] { return withFilesystem(tree); }, limits.libraries});
-        peers.push_back({"nftw", [tree] { return withNftw(tree); }, limits.libraries});
+        peers.push_back(
+            {"nftw, lstat", [tree] { return withNftw(tree, takeItemByLstat); }, limits.libraries});
+        peers.push_back({"nftw", [tree] { return withNftw(tree, takeItem); }, 0});
     }
     if (limits.watchdog > 0 && python(kImport + "print(1)") != 1)
         sayOnce("watchdog is not installed for /usr/bin/python3 and left out");
