@@ -387,7 +387,7 @@ TEST_F(Badly, TheBoundOfTheWaitEndsTheShortRequestsAndALateReplyChangesNothing) 
     late.clear();
     EXPECT_EQ(client->countDirectoriesAtPath("/"), 0U);
     const std::lock_guard guard(lock);
-    held.clear();
+    late.swap(held);
 }
 
 TEST_F(Badly, TwoThreadsThatMissACacheAtOnceBothAskAndOneAnswerStands) {

@@ -30,6 +30,10 @@ class BusClient : public testing::Test {
     void SetUp() override {
         notifications.start([] {});
     }
+    // A death of the daemon that is still being told ends before the client that hears it.
+    void TearDown() override {
+        replies.dispatchAndWait([] {});
+    }
     void connect() {
         client = std::make_unique<daemon_client::TSyncClient>(
             daemon_client::TSyncClientPlatform{requests, center, localCenter, log, clock});
