@@ -40,7 +40,8 @@ bool writeAll(int target, const char* bytes, std::size_t count) {
 }
 
 bool sameContent(const struct stat& before, const struct stat& after) {
-    return before.st_size == after.st_size && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
+    return before.st_dev == after.st_dev && before.st_ino == after.st_ino &&
+           before.st_size == after.st_size && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
            before.st_mtim.tv_nsec == after.st_mtim.tv_nsec;
 }
 
@@ -72,7 +73,7 @@ class Transfer {
         if (renameat2(AT_FDCWD, transfer.incoming.c_str(), AT_FDCWD, transfer.destination.c_str(),
                       transfer.replaces ? 0 : RENAME_NOREPLACE) != 0)
             return errno == EEXIST ? TransferResult::taken : failed("store");
-        if (transfer.removesSource) removeSource(source.get(), before);
+        if (transfer.removesSource) removeSource(before);
         return TransferResult::stored;
     }
 
@@ -95,9 +96,11 @@ class Transfer {
         return TransferResult::stopped;
     }
 
-    void removeSource(int source, const struct stat& before) const {
+    // What is at the path now: a program that saves by renaming has put another file there, of which there is
+    // no copy yet.
+    void removeSource(const struct stat& before) const {
         struct stat after {};
-        if (fstat(source, &after) != 0 || !sameContent(before, after))
+        if (::lstat(transfer.source.c_str(), &after) != 0 || !sameContent(before, after))
             log.error("Changed while it was moved, so it stays: ", transfer.source);
         else if (::unlink(transfer.source.c_str()) != 0)
             log.error("Cannot remove ", transfer.source, ": ", std::strerror(errno));
