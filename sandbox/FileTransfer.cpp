@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -45,6 +46,24 @@ bool sameContent(const struct stat& before, const struct stat& after) {
            before.st_mtim.tv_nsec == after.st_mtim.tv_nsec;
 }
 
+// Holds a file against writers: who opens it to write waits until this goes. A file that somebody has open to
+// write already cannot be held. Where the file system or the file's owner allows no lease, nothing is held.
+class ReadLease { // fcntl(2), F_SETLEASE
+  public:
+    explicit ReadLease(int heldFile) : file(heldFile) {
+        ::fcntl(file, F_SETSIG, SIGURG); // who waits is told by a signal: one that is ignored
+        isWrittenTo = ::fcntl(file, F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+    }
+    ReadLease(const ReadLease&) = delete;
+    ReadLease& operator=(const ReadLease&) = delete;
+    ~ReadLease() { ::fcntl(file, F_SETLEASE, F_UNLCK); }
+
+    bool isWrittenTo = false; // by somebody else
+
+  private:
+    int file;
+};
+
 class Transfer {
   public:
     Transfer(const FileTransfer& fileTransfer, const TransferControl& transferControl,
@@ -58,6 +77,10 @@ class Transfer {
         struct stat before {};
         if (!source || fstat(source.get(), &before) != 0) return failed("read");
         if (!S_ISREG(before.st_mode)) return TransferResult::stopped;
+        if (transfer.removesSource && ReadLease(source.get()).isWrittenTo) {
+            log.error("Somebody is writing to it, so it is not moved: ", transfer.source);
+            return TransferResult::stopped;
+        }
 
         const Descriptor target(
             ::open(transfer.incoming.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
@@ -73,7 +96,7 @@ class Transfer {
         if (renameat2(AT_FDCWD, transfer.incoming.c_str(), AT_FDCWD, transfer.destination.c_str(),
                       transfer.replaces ? 0 : RENAME_NOREPLACE) != 0)
             return errno == EEXIST ? TransferResult::taken : failed("store");
-        if (transfer.removesSource) removeSource(before);
+        if (transfer.removesSource) removeSource(source.get(), before);
         return TransferResult::stored;
     }
 
@@ -98,9 +121,10 @@ class Transfer {
 
     // What is at the path now: a program that saves by renaming has put another file there, of which there is
     // no copy yet.
-    void removeSource(const struct stat& before) const {
+    void removeSource(int source, const struct stat& before) const {
         struct stat after {};
-        if (::lstat(transfer.source.c_str(), &after) != 0 || !sameContent(before, after))
+        const ReadLease lease(source);
+        if (lease.isWrittenTo || ::lstat(transfer.source.c_str(), &after) != 0 || !sameContent(before, after))
             log.error("Changed while it was moved, so it stays: ", transfer.source);
         else if (::unlink(transfer.source.c_str()) != 0)
             log.error("Cannot remove ", transfer.source, ": ", std::strerror(errno));

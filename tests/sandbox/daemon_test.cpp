@@ -137,8 +137,8 @@ TEST_F(DaemonTest, copiesAndMovesItemsIntoTheSpace) {
               "{\"isDir\":true,\"path\":\"/album\",\"recipients\":[\"a@b.c\"]}\n");
 }
 
-// Editors save by giving a new file the old one's name.
-TEST_F(DaemonTest, aFileThatTookTheNameOfAMovedOneStays) {
+// Editors save by giving a new file the old one's name; other programs take their time to write.
+TEST_F(DaemonTest, aMoveTakesNothingAwayThatWasNotCopied) {
     const std::string file = temporary.write("docs/letter", "as it was");
     const TransferControl whileSaved{
         1, [](std::uint64_t) { return true; },
@@ -146,6 +146,11 @@ TEST_F(DaemonTest, aFileThatTookTheNameOfAMovedOneStays) {
     FileTransfer move{file, temporary / "incoming", temporary / "arrived"};
     move.removesSource = true;
     EXPECT_EQ(transferFile(move, whileSaved, log), TransferResult::stored);
+    EXPECT_EQ(contentOf(file), "saved meanwhile");
+
+    std::ofstream writer(file, std::ios::app);
+    EXPECT_EQ(transferFile(move, {64, [](std::uint64_t) { return true; }, [](std::uint64_t) {}}, log),
+              TransferResult::stopped);
     EXPECT_EQ(contentOf(file), "saved meanwhile");
 }
 
