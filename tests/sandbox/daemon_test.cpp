@@ -173,6 +173,12 @@ TEST_F(DaemonTest, replacesNothingInTheSpaceForGoodThatDidNotComeFromThere) {
     run();
     center.until("syncStatusCompleted");
     EXPECT_EQ(contentOf(arrived("/Docs/a.txt")), "here") << "the cached copy is older";
+
+    temporary.write("space/Link/a.txt", "of the space");
+    fs::create_directory_symlink(docs(), temporary / "state/cache/Link");
+    EXPECT_TRUE(daemon->cacheFile("/Link/a.txt") && daemon->copyToSpace(file, "/Inbox"));
+    center.until("syncStatusTransfer a.txt");
+    EXPECT_EQ(contentOf(file), "here") << "nothing leaves the cache folder through a link";
 }
 
 TEST_F(DaemonTest, refusesWhatWouldDoHarmAndChangesNothing) {
