@@ -33,14 +33,26 @@ std::string readable(const std::string& path) {
     return platform::isUtf8(path) ? path : platform::jsonDescription(platform::Value(path));
 }
 
+std::string andMore(std::size_t count) { return "… (+" + std::to_string(count) + ")"; }
+
 // The first few by name, and how many more there are.
 std::string readable(const std::vector<std::string>& paths) {
     constexpr std::size_t named = 3;
     std::string text;
     for (std::size_t i = 0; i < paths.size() && i < named; ++i)
         text += (i == 0 ? "" : ", ") + readable(paths[i]);
-    if (paths.size() > named) text += ", … (+" + std::to_string(paths.size() - named) + ")";
+    if (paths.size() > named) text += ", " + andMore(paths.size() - named);
     return text;
+}
+
+// For a line that comes with each of the paths: were all of them in it, the log would grow with their square.
+platform::Value describeBriefly(std::vector<std::string> paths) {
+    constexpr std::size_t named = 16;
+    if (const std::size_t count = paths.size(); count > named) {
+        paths.resize(named);
+        paths.push_back(andMore(count - named));
+    }
+    return describe(paths);
 }
 
 CommandOutcome nothingSelected() { return {false, {"Nothing is selected.", {}}}; }
@@ -150,10 +162,10 @@ CommandOutcome FinderSyncCommands::sendRemotePaths(const char* command, const Pa
 CommandOutcome FinderSyncCommands::stopSync(const CommandRequest& request) {
     around.log.info("Select Stop Sync param: ", request.sender);
     const Paths paths = pathsOf(request);
-    const auto logSelection = [&] { around.log.info("Selected Item Paths ", describe(paths)); };
-    logSelection();
-    return sendRemotePaths(daemon_client::syncStopCommand, paths,
-                           "Asked the sync service to stop syncing %@.", logSelection);
+    around.log.info("Selected Item Paths ", describe(paths));
+    return sendRemotePaths(
+        daemon_client::syncStopCommand, paths, "Asked the sync service to stop syncing %@.",
+        [&, selection = describeBriefly(paths)] { around.log.info("Selected Item Paths ", selection); });
 }
 
 CommandOutcome FinderSyncCommands::excludeSync(const CommandRequest& request) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -40,9 +41,28 @@ bool writeAll(int target, const char* bytes, std::size_t count) {
 }
 
 bool sameContent(const struct stat& before, const struct stat& after) {
-    return before.st_size == after.st_size && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
+    return before.st_dev == after.st_dev && before.st_ino == after.st_ino &&
+           before.st_size == after.st_size && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
            before.st_mtim.tv_nsec == after.st_mtim.tv_nsec;
 }
+
+// Holds a file against writers: who opens it to write waits until this goes. A file that somebody has open to
+// write already cannot be held. Where the file system or the file's owner allows no lease, nothing is held.
+class ReadLease { // fcntl(2), F_SETLEASE
+  public:
+    explicit ReadLease(int heldFile) : file(heldFile) {
+        ::fcntl(file, F_SETSIG, SIGURG); // who waits is told by a signal: one that is ignored
+        isWrittenTo = ::fcntl(file, F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+    }
+    ReadLease(const ReadLease&) = delete;
+    ReadLease& operator=(const ReadLease&) = delete;
+    ~ReadLease() { ::fcntl(file, F_SETLEASE, F_UNLCK); }
+
+    bool isWrittenTo = false; // by somebody else
+
+  private:
+    int file;
+};
 
 class Transfer {
   public:
@@ -57,6 +77,10 @@ class Transfer {
         struct stat before {};
         if (!source || fstat(source.get(), &before) != 0) return failed("read");
         if (!S_ISREG(before.st_mode)) return TransferResult::stopped;
+        if (transfer.removesSource && ReadLease(source.get()).isWrittenTo) {
+            log.error("Somebody is writing to it, so it is not moved: ", transfer.source);
+            return TransferResult::stopped;
+        }
 
         const Descriptor target(
             ::open(transfer.incoming.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
@@ -95,9 +119,12 @@ class Transfer {
         return TransferResult::stopped;
     }
 
+    // What is at the path now: a program that saves by renaming has put another file there, of which there is
+    // no copy yet.
     void removeSource(int source, const struct stat& before) const {
         struct stat after {};
-        if (fstat(source, &after) != 0 || !sameContent(before, after))
+        const ReadLease lease(source);
+        if (lease.isWrittenTo || ::lstat(transfer.source.c_str(), &after) != 0 || !sameContent(before, after))
             log.error("Changed while it was moved, so it stays: ", transfer.source);
         else if (::unlink(transfer.source.c_str()) != 0)
             log.error("Cannot remove ", transfer.source, ": ", std::strerror(errno));

@@ -22,7 +22,8 @@ struct FileTransfer {
 
 enum class TransferResult {
     stored,
-    stopped, // as `goesOn` wanted it, or the source is no regular file any more
+    stopped, // as `goesOn` wanted it, or the source is no regular file any more, or is to be moved and being
+             // written
     failed,  // the log says why
     taken,
 };

@@ -90,6 +90,7 @@ DirSnapshot LocalRoot::scan(const std::string& relativePath, bool recursive) {
 std::optional<Differences> LocalRoot::lookAtAll(const Exclusions& exclusions) {
     if (!isThere()) return std::nullopt;
     Differences found;
+    found.isFirstLook = !known.loaded();
     lookInto("/", true, exclusions, found);
     return found;
 }

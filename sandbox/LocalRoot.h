@@ -29,6 +29,7 @@ struct Differences {
     std::vector<std::string> folders; // added; a folder before what it holds
     std::vector<std::string> files;   // added or modified, or named by an event
     std::vector<std::string> deleted; // a deleted folder with what was in it counts as one
+    bool isFirstLook = false;         // nothing was known of the folder
 };
 
 class LocalRoot {

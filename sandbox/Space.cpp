@@ -157,6 +157,14 @@ bool Space::holds(std::string_view remotePath, std::uint64_t size, const timespe
            info.st_mtim.tv_nsec == modified.tv_nsec;
 }
 
+bool Space::isNewer(std::string_view remotePath, const timespec& modified) const {
+    const std::optional<fs::path> path = localPath(remotePath);
+    struct stat info {};
+    if (!path || lstat(path->c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
+    return std::pair(info.st_mtim.tv_sec, info.st_mtim.tv_nsec) >
+           std::pair(modified.tv_sec, modified.tv_nsec);
+}
+
 std::optional<std::string> Space::freePath(std::string_view remotePath) const {
     const fs::path wanted(remotePath);
     const std::string folder = wanted.parent_path().string();
@@ -193,12 +201,25 @@ bool Space::remove(std::string_view remotePath) const {
 // number is the latest.
 bool Space::trash(std::string_view remotePath) const {
     const std::optional<fs::path> path = existing(remotePath);
-    if (!path) return false;
+    const std::optional<fs::path> place = path ? placeInTrash(remotePath) : std::nullopt;
+    std::error_code error;
+    if (place) fs::rename(*path, *place, error);
+    return place && !error;
+}
+
+bool Space::keepInTrash(std::string_view remotePath) const {
+    const std::optional<fs::path> path = existing(remotePath);
+    const std::optional<fs::path> place = path ? placeInTrash(remotePath) : std::nullopt;
+    std::error_code error;
+    if (place) fs::create_hard_link(*path, *place, error);
+    return place && !error;
+}
+
+std::optional<fs::path> Space::placeInTrash(std::string_view remotePath) const {
     const fs::path place = trashFolder(*this) / std::to_string(++lastTrashed) / remotePath.substr(1);
     std::error_code error;
     fs::create_directories(place.parent_path(), error);
-    if (!error) fs::rename(*path, place, error);
-    return !error;
+    return error ? std::nullopt : std::optional(place);
 }
 
 std::optional<std::string> Space::restore(std::string_view remotePath) const {

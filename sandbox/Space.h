@@ -57,6 +57,8 @@ class Space {
 
     // Whether the space already has a regular file there with that size in bytes and that time of change.
     bool holds(std::string_view remotePath, std::uint64_t size, const timespec& modified) const;
+    // Whether it has a regular file there that was changed later.
+    bool isNewer(std::string_view remotePath, const timespec& modified) const;
 
     // The path that a new item gets: itself, or with " (2)", " (3)", … before its extension when taken.
     // None when something above it is no real folder.
@@ -73,6 +75,8 @@ class Space {
     // restore is the path that the item has now.
     bool remove(std::string_view remotePath) const;
     bool trash(std::string_view remotePath) const;
+    // A file stays and is in the trash too, so that what takes its place loses nothing.
+    bool keepInTrash(std::string_view remotePath) const;
     std::optional<std::string> restore(std::string_view remotePath) const;
 
     // The one file in which something is being received; it lies in the space's file system, so that a
@@ -84,6 +88,7 @@ class Space {
 
   private:
     std::optional<std::filesystem::path> existing(std::string_view remotePath) const;
+    std::optional<std::filesystem::path> placeInTrash(std::string_view remotePath) const;
 
     std::filesystem::path root; // canonical
     int ownership = -1;         // the open folder, locked

@@ -317,8 +317,12 @@ std::vector<Uploader::Work> Uploader::worksOf(const UploadTask& task, LocalRoot&
             continue;
         }
         if (space.holds(remote, static_cast<std::uint64_t>(info.st_size), info.st_mtim)) continue;
+        const bool isOlder = space.isNewer(remote, info.st_mtim);
+        // A cached copy is often older than its original, which may have come from a synced folder meanwhile.
+        if (isOlder && task.kind == Kind::mirror) continue;
         // Observers know the root by the user's spelling.
-        works.push_back({task, task.localPath + relativePath, remote, &root});
+        const bool keepsFormer = isOlder || differences.isFirstLook;
+        works.push_back({task, task.localPath + relativePath, remote, &root, keepsFormer});
     }
     return works;
 }
@@ -348,6 +352,10 @@ TransferResult Uploader::upload(const Work& work) {
     const bool isSynced = work.root != nullptr;
     std::string remote = work.remotePath;
     if (isSynced && space.kind(remote) == ItemKind::folder) space.trash(remote); // a file has taken its place
+    if (work.keepsFormer && space.kind(remote) == ItemKind::file && !space.keepInTrash(remote)) {
+        log.error("What the space has there cannot be kept in its trash, so it is not replaced: ", remote);
+        return TransferResult::failed;
+    }
     if (work.task.kind == Kind::drop) remote = space.freePath(remote).value_or(remote);
     const bool hasFolder = space.makeDirectory(fs::path(remote).parent_path().string());
     const std::optional<fs::path> destination = hasFolder ? space.localPath(remote) : std::nullopt;

@@ -76,6 +76,7 @@ class Uploader {
         std::string localPath;
         std::string remotePath;
         LocalRoot* root = nullptr; // the synced folder that it is from
+        bool keepsFormer = false;  // what it replaces in the space did not come from there
     };
     struct Scan {
         std::vector<Work> files;

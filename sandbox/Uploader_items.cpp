@@ -108,6 +108,10 @@ void Uploader::fetch(const UploadTask& task) {
         std::error_code error;
         if (kind == ItemKind::file) {
             if (isCache) fs::create_directories(local.parent_path(), error);
+            if (isCache && fs::canonical(local.parent_path(), error) != local.parent_path()) {
+                log.error("A link leads out of the cache folder, nothing is laid there: ", local.string());
+                continue;
+            }
             const fs::path incoming =
                 isCache
                     ? fs::path(snapshotFolder) / "incoming"

@@ -13,8 +13,9 @@ DaemonDirectories::DaemonDirectories(platform::RequestConnectionFactory& connect
 
 void DaemonDirectories::ask(std::string_view message, const std::string& path,
                             platform::ReplyHandler onMain) {
-    auto reply = [this, handler = std::move(onMain)](platform::Reply answer) {
-        mainQueue.dispatch([handler, answer = std::move(answer)] { handler(answer); });
+    // Not through this object: what still waits when the panel goes is answered after its end.
+    auto reply = [&queue = mainQueue, handler = std::move(onMain)](platform::Reply answer) {
+        queue.dispatch([handler, answer = std::move(answer)] { handler(answer); });
     };
     try {
         if (!connection) {

@@ -137,6 +137,50 @@ TEST_F(DaemonTest, copiesAndMovesItemsIntoTheSpace) {
               "{\"isDir\":true,\"path\":\"/album\",\"recipients\":[\"a@b.c\"]}\n");
 }
 
+// Editors save by giving a new file the old one's name; other programs take their time to write.
+TEST_F(DaemonTest, aMoveTakesNothingAwayThatWasNotCopied) {
+    const std::string file = temporary.write("docs/letter", "as it was");
+    const TransferControl whileSaved{
+        1, [](std::uint64_t) { return true; },
+        [&](std::uint64_t) { fs::rename(temporary.write("docs/new", "saved meanwhile"), file); }};
+    FileTransfer move{file, temporary / "incoming", temporary / "arrived"};
+    move.removesSource = true;
+    EXPECT_EQ(transferFile(move, whileSaved, log), TransferResult::stored);
+    EXPECT_EQ(contentOf(file), "saved meanwhile");
+
+    std::ofstream writer(file, std::ios::app);
+    EXPECT_EQ(transferFile(move, {64, [](std::uint64_t) { return true; }, [](std::uint64_t) {}}, log),
+              TransferResult::stopped);
+    EXPECT_EQ(contentOf(file), "saved meanwhile");
+}
+
+TEST_F(DaemonTest, replacesNothingInTheSpaceForGoodThatDidNotComeFromThere) {
+    const std::string file = temporary.write("docs/a.txt", "here");
+    temporary.write("space/Docs/a.txt", "from elsewhere");
+    temporary.write("state/cache/Docs/a.txt", "an older copy");
+    fs::last_write_time(temporary / "state/cache/Docs/a.txt",
+                        fs::file_time_type::clock::now() - std::chrono::hours(2));
+    fs::last_write_time(arrived("/Docs/a.txt"), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    run();
+    center.until("syncStatusCompleted");
+    daemon->startSync(docs(), "/Docs");
+    center.until("syncStatusTransfer a.txt");
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(contentOf(arrived("/Docs/a.txt")), "here");
+    EXPECT_EQ(contentOf(arrived("/.tsyncquenz-sandbox/trash/1/Docs/a.txt")), "from elsewhere");
+
+    daemon.reset();
+    run();
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(contentOf(arrived("/Docs/a.txt")), "here") << "the cached copy is older";
+
+    temporary.write("space/Link/a.txt", "of the space");
+    fs::create_directory_symlink(docs(), temporary / "state/cache/Link");
+    EXPECT_TRUE(daemon->cacheFile("/Link/a.txt") && daemon->copyToSpace(file, "/Inbox"));
+    center.until("syncStatusTransfer a.txt");
+    EXPECT_EQ(contentOf(file), "here") << "nothing leaves the cache folder through a link";
+}
+
 TEST_F(DaemonTest, refusesWhatWouldDoHarmAndChangesNothing) {
     const std::string file = temporary.write("docs/file", "");
     run();
