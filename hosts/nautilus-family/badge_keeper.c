@@ -227,6 +227,7 @@ static void directories_changed(gpointer user) {
 
 static void forget_folder(TsfFolder* folder, gpointer user) {
     folder->expected = 0;
+    folder->is_watched = FALSE; /* nothing queues up that nobody answers */
     for (TsfItem* item = folder->first; item != NULL; item = item->next) {
         item->is_known = item->is_in_sync = item->is_root = FALSE;
         if (item->badge == 0) continue;
@@ -238,15 +239,21 @@ static void forget_folder(TsfFolder* folder, gpointer user) {
 static gboolean on_lifetime_over(gpointer data) {
     TsfBadgeKeeper* keeper = data;
     keeper->lifetime_timer = 0;
+    for (TsfItem* item = NULL; (item = g_queue_pop_head(&keeper->asked)) != NULL; tsf_item_unref(item))
+        item->is_asked = FALSE;
     tsf_item_table_foreach_folder(keeper->table, forget_folder, keeper);
     return G_SOURCE_REMOVE;
 }
 
 static void left(gboolean is_silent, gpointer user) {
     TsfBadgeKeeper* keeper = user;
-    if (keeper->lifetime_timer != 0) g_source_remove(keeper->lifetime_timer);
-    /* A silent one has had its time. */
-    keeper->lifetime_timer = g_timeout_add(is_silent ? 0 : badge_lifetime, on_lifetime_over, keeper);
+    /* A silent one has had its time. One that came and left again without a word gives no more of it. */
+    if (is_silent && keeper->lifetime_timer != 0) {
+        g_source_remove(keeper->lifetime_timer);
+        keeper->lifetime_timer = 0;
+    }
+    if (keeper->lifetime_timer == 0)
+        keeper->lifetime_timer = g_timeout_add(is_silent ? 0 : badge_lifetime, on_lifetime_over, keeper);
     keeper->events->menus_changed(keeper->user);
 }
 
