@@ -2,12 +2,16 @@
 
 #include "platform/Json.h"
 
+#include <sys/file.h>
+
 #include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace apps::tsyncfinder {
 namespace {
@@ -30,6 +34,24 @@ std::optional<std::string> textOf(const platform::Value& value) {
     if (const bool* isOn = value.boolean()) return *isOn ? "on" : "off";
     return std::nullopt;
 }
+
+// Two programs that change the settings do so one after the other, where the file system has locks
+// (flock(2)).
+class FolderLock {
+  public:
+    explicit FolderLock(const fs::path& path)
+        : folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        if (folder >= 0) ::flock(folder, LOCK_EX);
+    }
+    ~FolderLock() {
+        if (folder >= 0) ::close(folder);
+    }
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+  private:
+    int folder;
+};
 
 } // namespace
 
@@ -83,14 +105,15 @@ SettingsRead readSettings() {
 }
 
 void setValue(const Setting& setting, std::string_view value) {
-    auto entries = readEntries();
-    if (!entries)
-        throw std::runtime_error("The settings cannot be read, and are left as they are: " + settingsFile());
-    (*entries)[std::string(setting.key)] = std::string(value);
     std::error_code error;
     std::string path = settingsFile();
     if (fs::is_symlink(path, error)) path = fs::weakly_canonical(path, error).string();
     fs::create_directories(fs::path(path).parent_path(), error);
+    const FolderLock lock(fs::path(path).parent_path());
+    auto entries = readEntries();
+    if (!entries)
+        throw std::runtime_error("The settings cannot be read, and are left as they are: " + settingsFile());
+    (*entries)[std::string(setting.key)] = std::string(value);
     {
         std::ofstream file(path + ".new", std::ios::binary);
         file << platform::jsonDescription(*entries) << '\n';

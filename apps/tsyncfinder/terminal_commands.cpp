@@ -32,9 +32,11 @@ struct Arguments {
     bool watches = false;
 };
 
-// The absolute path as it is spelled: "." and ".." of the current folder are resolved by text alone.
+// The absolute path as it is spelled: "." and ".." of the current folder are resolved by text alone. "" when
+// it cannot be told: an empty path, or one in a current folder that has been removed.
 std::string absolutePath(const std::string& path) {
-    std::string absolute = std::filesystem::absolute(path).lexically_normal().string();
+    std::error_code error;
+    std::string absolute = std::filesystem::absolute(path, error).lexically_normal().string();
     while (absolute.size() > 1 && absolute.ends_with('/'))
         absolute.pop_back();
     return absolute;
@@ -42,7 +44,7 @@ std::string absolutePath(const std::string& path) {
 
 std::string uriOf(const std::string& path) {
     const auto url = platform::FileURL::withPath(absolutePath(path));
-    if (!url) throw ExtensionError("No file can have that path: " + path);
+    if (!url) throw ExtensionError("No file can have that path: \"" + path + "\"");
     return url->uri();
 }
 
@@ -231,7 +233,7 @@ void addTerminalCommands(CLI::App& app, int& exitStatus) {
             try {
                 backends::dbus::FinderSync1Client extension;
                 exitStatus = action(extension, *arguments);
-            } catch (const ExtensionError& error) {
+            } catch (const std::exception& error) { // of the extension, or of an answer that makes no sense
                 std::cerr << "tsyncfinder: " << error.what() << '\n';
                 exitStatus = extensionTrouble;
             }

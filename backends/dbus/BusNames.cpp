@@ -42,6 +42,20 @@ std::optional<BusNames::Owner> BusNames::owner(const std::string& name) {
     return owner;
 }
 
+bool BusNames::answers(const std::string& uniqueName) {
+    try {
+        sdbus::createProxy(*connection, uniqueName, "/")
+            ->callMethod("Ping")
+            .onInterface("org.freedesktop.DBus.Peer")
+            .withTimeout(answerBound);
+        return true;
+    } catch (const sdbus::Error& error) {
+        // Any other error is an answer too.
+        return error.getName() != "org.freedesktop.DBus.Error.NoReply" &&
+               error.getName() != "org.freedesktop.DBus.Error.Timeout";
+    }
+}
+
 bool BusNames::isActivatable(const std::string& name) {
     std::vector<std::string> names;
     proxy->callMethod("ListActivatableNames")

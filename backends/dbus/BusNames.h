@@ -20,7 +20,9 @@ class BusNames {
         pid_t process = 0; // 0: the bus does not know it
     };
     std::optional<Owner> owner(const std::string& name); // none: nobody owns it
-    bool isActivatable(const std::string& name);         // the bus can start a program for it
+    // Whether the process of a unique name handles messages. One that has stopped does not.
+    bool answers(const std::string& uniqueName);
+    bool isActivatable(const std::string& name); // the bus can start a program for it
 
   private:
     std::unique_ptr<sdbus::IConnection> connection;

@@ -81,6 +81,15 @@ void FileWatch::watchFolders() {
     for (std::vector<Place> places, now = placesOf(file); places != now; now = placesOf(file)) {
         places = now;
         std::map<int, Folder> next;
+        // A folder further up takes all of this with it when it is renamed. These first: a folder that is one
+        // of the places too gets the larger mask.
+        for (const Place& place : places) {
+            for (fs::path above = place.folder; above.has_relative_path();) {
+                above = above.parent_path();
+                const int watch = ::inotify_add_watch(notify, above.c_str(), IN_MOVE_SELF | IN_ONLYDIR);
+                if (watch >= 0) next[watch].path = above;
+            }
+        }
         for (const Place& place : places) {
             const int watch = ::inotify_add_watch(notify, place.folder.c_str(), changes);
             if (watch < 0) continue;

@@ -8,7 +8,8 @@
 static const guint maximum_batch = 150;   /* items */
 static const guint maximum_batches = 2;   /* under way at a time; meanwhile the next ones gather */
 static const guint badge_lifetime = 9000; /* ms; with the time to draw, nothing is shown after ten seconds */
-static const gint64 turn_budget = 500;    /* us of invalidations in one idle turn */
+static const gint64 turn_budget = 500;    /* us of invalidations, or of forgetting, in one turn */
+static const guint clock_step = 64;       /* items that are forgotten between two looks at the clock */
 static const guint maximum_badges = 32;   /* kinds of badges; further ones count as none */
 static const gsize maximum_badge_name = 32;
 static const guint maximum_unknown = 100; /* items of a selection that are asked for at a time */
@@ -26,6 +27,10 @@ struct TsfBadgeKeeper {
     guint batch_turn;
     guint invalid_idle;
     guint lifetime_timer;
+    guint fading_timer;
+    TsfItem* fading_next; /* the item to be forgotten next, with a reference; or NULL */
+    gint64 turn_end;      /* of the running turn of forgetting */
+    gboolean is_turn_over;
     gboolean menu_waits; /* a selection was classified before all of its items were known */
 };
 
@@ -206,18 +211,11 @@ static void watch_and_ask(TsfFolder* folder, gpointer user) {
 
 static void begin_folder(TsfFolder* folder, gpointer user) {
     folder->is_observed = FALSE; /* a new extension knows of none */
+    folder->is_fading = FALSE;
     folder->expected = 0;
     for (TsfItem* item = folder->first; item != NULL; item = item->next)
         item->sequence = 0;
     watch_and_ask(folder, user);
-}
-
-static void appeared(gpointer user) {
-    TsfBadgeKeeper* keeper = user;
-    if (keeper->lifetime_timer != 0) g_source_remove(keeper->lifetime_timer);
-    keeper->lifetime_timer = 0;
-    tsf_link_set_attentive(keeper->link, tsf_item_table_size(keeper->table) > 0);
-    tsf_item_table_foreach_folder(keeper->table, begin_folder, keeper);
 }
 
 static void directories_changed(gpointer user) {
@@ -225,28 +223,88 @@ static void directories_changed(gpointer user) {
     tsf_item_table_foreach_folder(keeper->table, watch_and_ask, keeper);
 }
 
+static void forget(TsfBadgeKeeper* keeper, TsfItem* item) {
+    item->is_known = item->is_in_sync = item->is_root = FALSE;
+    if (item->badge == 0) return;
+    item->badge = 0;
+    invalidate(keeper, item);
+}
+
+/* Goes on where the last turn stopped: at that item, or at the folder's first one when it has gone since. */
 static void forget_folder(TsfFolder* folder, gpointer user) {
-    folder->expected = 0;
-    for (TsfItem* item = folder->first; item != NULL; item = item->next) {
-        item->is_known = item->is_in_sync = item->is_root = FALSE;
-        if (item->badge == 0) continue;
-        item->badge = 0;
-        invalidate(user, item);
+    TsfBadgeKeeper* keeper = user;
+    if (!folder->is_fading || keeper->is_turn_over) return;
+    TsfItem* next = keeper->fading_next;
+    TsfItem* item = next != NULL && next->folder == folder ? next : folder->first;
+    keeper->fading_next = NULL;
+    for (guint count = 1; item != NULL && !keeper->is_turn_over; item = item->next, ++count) {
+        forget(keeper, item);
+        keeper->is_turn_over = count % clock_step == 0 && g_get_monotonic_time() >= keeper->turn_end;
     }
+    if (item != NULL)
+        keeper->fading_next = tsf_item_ref(item);
+    else
+        folder->is_fading = FALSE;
+    if (next != NULL) tsf_item_unref(next);
+}
+
+static gboolean on_fading_turn(gpointer data) {
+    TsfBadgeKeeper* keeper = data;
+    keeper->turn_end = g_get_monotonic_time() + turn_budget;
+    keeper->is_turn_over = FALSE;
+    tsf_item_table_foreach_folder(keeper->table, forget_folder, keeper);
+    for (guint count = 1; !keeper->is_turn_over && !g_queue_is_empty(&keeper->asked); ++count) {
+        TsfItem* item = g_queue_pop_head(&keeper->asked);
+        item->is_asked = FALSE;
+        tsf_item_unref(item);
+        keeper->is_turn_over = count % clock_step == 0 && g_get_monotonic_time() >= keeper->turn_end;
+    }
+    if (keeper->is_turn_over) return G_SOURCE_CONTINUE;
+    keeper->fading_timer = 0;
+    return G_SOURCE_REMOVE;
+}
+
+static void stop_fading(TsfBadgeKeeper* keeper) {
+    if (keeper->fading_timer != 0) g_source_remove(keeper->fading_timer);
+    keeper->fading_timer = 0;
+    if (keeper->fading_next != NULL) tsf_item_unref(keeper->fading_next);
+    keeper->fading_next = NULL;
+}
+
+static void begin_fading(TsfFolder* folder, gpointer user) {
+    (void)user;
+    folder->is_fading = TRUE;
+    folder->expected = 0;
+    folder->is_watched = FALSE; /* nothing queues up that nobody answers */
 }
 
 static gboolean on_lifetime_over(gpointer data) {
     TsfBadgeKeeper* keeper = data;
     keeper->lifetime_timer = 0;
-    tsf_item_table_foreach_folder(keeper->table, forget_folder, keeper);
+    stop_fading(keeper);
+    tsf_item_table_foreach_folder(keeper->table, begin_fading, keeper);
+    keeper->fading_timer = g_timeout_add(0, on_fading_turn, keeper);
     return G_SOURCE_REMOVE;
+}
+
+static void appeared(gpointer user) {
+    TsfBadgeKeeper* keeper = user;
+    if (keeper->lifetime_timer != 0) g_source_remove(keeper->lifetime_timer);
+    keeper->lifetime_timer = 0;
+    stop_fading(keeper);
+    tsf_link_set_attentive(keeper->link, tsf_item_table_size(keeper->table) > 0);
+    tsf_item_table_foreach_folder(keeper->table, begin_folder, keeper);
 }
 
 static void left(gboolean is_silent, gpointer user) {
     TsfBadgeKeeper* keeper = user;
-    if (keeper->lifetime_timer != 0) g_source_remove(keeper->lifetime_timer);
-    /* A silent one has had its time. */
-    keeper->lifetime_timer = g_timeout_add(is_silent ? 0 : badge_lifetime, on_lifetime_over, keeper);
+    /* A silent one has had its time. One that came and left again without a word gives no more of it. */
+    if (is_silent && keeper->lifetime_timer != 0) {
+        g_source_remove(keeper->lifetime_timer);
+        keeper->lifetime_timer = 0;
+    }
+    if (keeper->lifetime_timer == 0)
+        keeper->lifetime_timer = g_timeout_add(is_silent ? 0 : badge_lifetime, on_lifetime_over, keeper);
     keeper->events->menus_changed(keeper->user);
 }
 
@@ -305,6 +363,7 @@ void tsf_badge_keeper_free(TsfBadgeKeeper* keeper) {
     const guint timers[] = {keeper->batch_turn, keeper->invalid_idle, keeper->lifetime_timer};
     for (gsize i = 0; i < G_N_ELEMENTS(timers); ++i)
         if (timers[i] != 0) g_source_remove(timers[i]);
+    stop_fading(keeper);
     tsf_link_free(keeper->link);
     tsf_item_table_free(keeper->table);
     g_queue_clear_full(&keeper->asked, free_item);

@@ -33,10 +33,12 @@ struct TsfLink {
     gboolean has_appeared;   /* and the owner of the link knows */
     gboolean is_silent;
     gboolean is_attentive;
-    guint misses;    /* in a row */
-    guint nonsense;  /* answers that made no sense, since the extension came */
-    guint questions; /* under way, other than batches */
-    guint beat;      /* timer */
+    gboolean has_missed_directories; /* the last answer did not come: what is known may be old */
+    gboolean has_missed_menus;       /* likewise */
+    guint misses;                    /* in a row */
+    guint nonsense;                  /* answers that made no sense, since the extension came */
+    guint questions;                 /* under way, other than batches */
+    guint beat;                      /* timer */
     gint64 last_answer;
     guint signals; /* in the running interval */
     gint64 signal_interval_start;
@@ -80,6 +82,7 @@ static void forget(TsfLink* link) {
     link->beat = 0;
     g_clear_pointer(&link->directories, g_hash_table_unref);
     g_clear_pointer(&link->menus, g_hash_table_unref);
+    link->has_missed_directories = link->has_missed_menus = FALSE;
     link->misses = link->questions = 0;
     link->is_silent = FALSE;
 }
@@ -201,6 +204,8 @@ static gboolean is_short(GVariant* arguments, gsize maximum) {
 }
 
 static void handle_directories(TsfLink* link, Call* call, GVariant* reply) {
+    const gboolean was_missed = link->has_missed_directories;
+    if (call->generation == link->generation) link->has_missed_directories = reply == NULL;
     if (reply == NULL) return;
     if (!is_short(reply, maximum_directories)) {
         answer_missed(link, call, FALSE);
@@ -213,9 +218,12 @@ static void handle_directories(TsfLink* link, Call* call, GVariant* reply) {
     } else {
         link->events->directories_changed(link->user);
     }
+    if (was_missed) ask_for_life(link); /* for what else was missed */
 }
 
 static void handle_menus(TsfLink* link, Call* call, GVariant* reply) {
+    const gboolean was_missed = link->has_missed_menus;
+    if (call->generation == link->generation) link->has_missed_menus = reply == NULL;
     if (reply == NULL) return;
     if (!is_short(reply, maximum_menus)) {
         answer_missed(link, call, FALSE);
@@ -231,6 +239,7 @@ static void handle_menus(TsfLink* link, Call* call, GVariant* reply) {
         g_hash_table_replace(link->menus, name, menu);
     g_variant_iter_free(menus);
     link->events->menus_changed(link->user);
+    if (was_missed) ask_for_life(link);
 }
 
 static void handle_life(TsfLink* link, Call* call, GVariant* reply) {
@@ -257,9 +266,9 @@ static void ask_menus(TsfLink* link) {
 
 /* A question that goes the same way as a batch; or for what is missing yet. */
 static void ask_for_life(TsfLink* link) {
-    if (link->directories == NULL)
+    if (link->directories == NULL || link->has_missed_directories)
         ask_directories(link);
-    else if (link->menus == NULL)
+    else if (link->menus == NULL || link->has_missed_menus)
         ask_menus(link);
     else
         send_call(link, "BadgesForItems", g_variant_new("(@as)", g_variant_new_strv(NULL, 0)), "(ta(sbb))",
@@ -477,6 +486,7 @@ static void on_activated(GObject* source, GAsyncResult* result, gpointer data) {
 void tsf_link_activate(TsfLink* link, const char* item, GVariant* uris) {
     if (!link->has_appeared) {
         g_variant_unref(g_variant_ref_sink(uris));
+        tell_person("The sync service does not answer.");
         return;
     }
     static const char* const variables[] = {FINDER_SYNC_DISPLAY_VARIABLES};

@@ -19,6 +19,7 @@ struct TsfFolder {
     guint expected;       /* a number of the owner's: the badge that a new item of the folder probably has */
     gboolean is_watched;  /* the extension wants to be asked about its items */
     gboolean is_observed; /* the extension has been told that it is shown */
+    gboolean is_fading;   /* the badges of its items are being forgotten */
     char uri[];
 };
 

@@ -175,6 +175,7 @@ static GList* get_background_items(FM_T(MenuProvider) * provider, FM_WINDOW FM_T
 static GList* get_toolbar_items(FM_T(MenuProvider) * provider, FM_WINDOW FM_T(FileInfo) * folder) {
     GList files = {folder, NULL, NULL};
     TsfPlugin* plugin = (TsfPlugin*)provider;
+    if (folder == NULL) return NULL; /* the window does not know it yet */
     const char* class = tsf_badge_keeper_selection_class(plugin->keeper, &files, TRUE, TRUE);
     if (class == NULL || !g_str_has_prefix(class, "sync")) return NULL;
     GList* buttons = NULL;

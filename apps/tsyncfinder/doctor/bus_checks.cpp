@@ -64,8 +64,7 @@ Findings checkBus() {
          "The session bus answers" + (address != nullptr ? ": " + std::string(address) : std::string()), ""});
     const bool isActivatable = names->isActivatable(FINDER_SYNC_BUS_NAME);
     if (isActivatable)
-        findings.push_back(
-            {State::ok, "activation", "The bus starts the extension when a file manager asks", ""});
+        findings.push_back({State::ok, "activation", "The bus knows how to start the extension", ""});
     else
         findings.push_back(
             {State::warning, "activation",
@@ -77,9 +76,15 @@ Findings checkBus() {
         findings.push_back({isActivatable ? State::warning : State::problem, "extension",
                             "The extension does not run in this session.",
                             "Start it: systemctl --user start tsyncfinder, or: tsyncfinder run"});
-    if (const auto daemon = names->owner(TSYNC_SERVICE_NAME))
+    const auto daemon = names->owner(TSYNC_SERVICE_NAME);
+    if (daemon && names->answers(daemon->uniqueName))
         findings.push_back(
             {State::ok, "daemon", describeProcess(daemon->process) + " owns the sync daemon's name", ""});
+    else if (daemon)
+        findings.push_back(
+            {State::problem, "daemon",
+             describeProcess(daemon->process) + " owns the sync daemon's name and does not answer.",
+             "Start the sync service again."});
     else
         findings.push_back({State::warning, "daemon",
                             "Nobody owns the sync daemon's name, " TSYNC_SERVICE_NAME

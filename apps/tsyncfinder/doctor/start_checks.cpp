@@ -39,7 +39,7 @@ Finding checkUnit(bool hasManager) {
         return {State::warning, "unit", "systemctl does not answer.",
                 "Look at: systemctl --user status " + std::string(unitName)};
     const std::string state = firstLine(answer->output);
-    if (state == "enabled")
+    if (state.starts_with("enabled")) // or for this boot only, "enabled-runtime"
         return {State::ok, "unit",
                 std::string(unitName) + " is enabled: the extension starts with the session", ""};
     if (state == "disabled")

@@ -109,6 +109,12 @@ TEST(FileWatch, SeesTheFileComeChangeAndGo) {
              write(folder / "new", "renamed");
              fs::rename(folder / "new", file);
          }},
+        {"none", [&] { fs::rename(top / "config", top / "former"); }},
+        {"beside the former",
+         [&] {
+             fs::create_directories(folder);
+             write(file, "beside the former");
+         }},
         {"none", [&] { fs::remove_all(top / "config"); }},
         {"linked",
          [&] {

@@ -56,6 +56,7 @@ class Extension {
     };
     std::size_t batches = 0; // that held a URI
     std::size_t asked = 0;   // URIs
+    std::size_t menusAsked = 0;
     std::map<std::string, int> observed;
     std::vector<std::string> activated; // item, then the URIs
 
@@ -100,6 +101,7 @@ class Extension {
             return g_variant_new("(b@as)", TRUE, g_variant_new_strv(directories, 1));
         }
         if (method == "MenusByClass") {
+            ++menusAsked;
             GVariantBuilder menus;
             g_variant_builder_init(&menus, G_VARIANT_TYPE("a{sav}"));
             for (const char* const each : {"nothing", "synced-file", "unsynced-items", "sync-roots"})

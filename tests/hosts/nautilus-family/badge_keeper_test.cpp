@@ -223,6 +223,25 @@ TEST_F(BadgeKeeper, goesQuietAfterThreeMissesAndComesBack) {
     extension.reset();
     newExtension();
     EXPECT_TRUE(everyFileShows("tsyncfinder-sync"));
+
+    // What it missed to tell about its menus it is asked again.
+    extension->mood = fake::Mood::silent;
+    const std::size_t menusAsked = extension->menusAsked;
+    extension->emit("MenusChanged", nullptr);
+    ASSERT_TRUE(until([&] { return extension->menusAsked > menusAsked; }));
+    const std::size_t menuChanges = keeper->menuChanges;
+    extension->mood = fake::Mood::sensible;
+    EXPECT_TRUE(until([&] { return keeper->menuChanges > menuChanges; }));
+
+    // One that dies again and again without a word gives the last badges no more time.
+    const gint64 death = g_get_monotonic_time();
+    const auto isOver = [death] { return g_get_monotonic_time() - death > 10 * G_USEC_PER_SEC; };
+    while (!isOver()) {
+        extension.reset();
+        newExtension(fake::Mood::silent);
+        until(isOver, 2);
+    }
+    EXPECT_EQ(keeper->shown[files.front()], "");
 }
 
 } // namespace
