@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace snapshot {
@@ -100,8 +101,13 @@ void WorkAhead::help() {
 }
 
 void WorkAhead::startHelpers() {
-    while (_helpers.size() + 1 < _threads)
-        _helpers.emplace_back([this] { help(); });
+    try {
+        while (_helpers.size() + 1 < _threads)
+            _helpers.emplace_back([this] { help(); });
+    } catch (const std::system_error&) {
+        // The process may have no more threads; the scan goes on with those that it got.
+        _threads = 1;
+    }
 }
 
 void WorkAhead::take(Directory& directory) {

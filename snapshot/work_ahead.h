@@ -54,7 +54,7 @@ class WorkAhead {
     void readUnlocked(std::unique_lock<std::mutex>& lock, Directory& directory, bool isHelper);
     void startHelpers();
 
-    const unsigned _threads;
+    unsigned _threads; // 1 once no further helper is to be tried
     std::vector<std::thread> _helpers;
     size_t _entriesTaken = 0; // by the scan's own thread; decides when helpers start
 

@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <functional>
+#include <pthread.h>
 #include <unistd.h>
 
 using namespace snapshot;
@@ -209,6 +210,16 @@ TEST(Scan, HelpersChangeNothing) {
     setrlimit(RLIMIT_NOFILE, &few);
     EXPECT_EQ(withThreads(16, directory.path()), expected); // fewer descriptors than threads
     setrlimit(RLIMIT_NOFILE, &usual);
+    pthread_attr_t attributes; // a stack that no thread can get
+    pthread_getattr_default_np(&attributes);
+    size_t stack = 0;
+    pthread_attr_getstacksize(&attributes, &stack);
+    pthread_attr_setstacksize(&attributes, size_t{1} << 47);
+    pthread_setattr_default_np(&attributes);
+    EXPECT_EQ(withThreads(16, directory.path()), expected);
+    pthread_attr_setstacksize(&attributes, stack);
+    pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
     EXPECT_EQ(withThreads(4, directory.path("none")), std::vector<std::string>{});
 }
 
