@@ -38,10 +38,11 @@ class Scan {
         if (threads > 1 && cannotTell && options->recursive == 1) _ahead.emplace(threads);
     }
 
-    void run(const char* dirPath, DSNode* node) {
+    // False when something was left out because its path is too long.
+    bool run(const char* dirPath, DSNode* node) {
         std::string_view path = dirPath;
         _components = pathComponentsList(dirPath);
-        if (_components == nullptr) return;
+        if (_components == nullptr) return false;
         if (path.ends_with('/')) path.remove_suffix(1);
         memcpy(_path, path.data(), path.size());
         _path[path.size()] = '\0';
@@ -55,6 +56,7 @@ class Scan {
         }
         DSListDestroy(_components);
         if (auto* context = progressContext()) context->currentPath = nullptr;
+        return _allFit;
     }
 
   private:
@@ -131,6 +133,7 @@ class Scan {
         size_t end = level.pathEnd + 1 + name.size();
         if (end >= DSNodePathCapacity) {
             reportPathTooLong(name);
+            _allFit = false;
             return true;
         }
         _path[level.pathEnd] = '/';
@@ -177,6 +180,7 @@ class Scan {
     NodeStore _nodes;
     std::optional<WorkAhead> _ahead;
     DSList* _components = nullptr; // of the directory of the innermost level
+    bool _allFit = true;
     char _path[DSNodePathCapacity];
 };
 
@@ -187,12 +191,14 @@ DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOp
 }
 
 DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads,
-                     Callback callback) {
+                     Callback callback, bool* allFit) {
     DSSnapshotOptions none = {};
+    bool fits = false;
     if (dirPath == nullptr || dirPath[0] != '/')
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
     else
-        Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
+        fits = Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
+    if (allFit != nullptr) *allFit = fits;
     return node;
 }
 

@@ -62,7 +62,8 @@ class CommandLine {
         try {
             _app.parse(count, words);
         } catch (const CLI::ParseError& error) {
-            return _app.exit(error) == 0 ? kSame : kTrouble;
+            ExitCode code = _app.exit(error) == 0 ? kSame : kTrouble;
+            return flushOutput() ? code : kTrouble;
         }
         ExitCode code = _command();
         return flushOutput() ? code : kTrouble;

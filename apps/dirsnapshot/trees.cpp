@@ -74,11 +74,12 @@ LoadedTree scanDirectory(const std::string& path, bool recursive) {
         options.callbackContext = &progress;
     }
     LoadedTree tree;
+    bool allFit = false;
     tree.root.reset(snapshot::takeSnapshot(absolute.c_str(), DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory),
-                                           &options, snapshot::kScanThreads,
-                                           snapshot::Callback::onlyWatches));
+                                           &options, snapshot::kScanThreads, snapshot::Callback::onlyWatches,
+                                           &allFit));
     progress.clear();
-    tree.complete = allReadable(absolute, tree.root.get(), recursive);
+    tree.complete = allReadable(absolute, tree.root.get(), recursive) && allFit;
     return tree;
 }
 

@@ -120,6 +120,7 @@ TEST_F(DirsnapshotTool, AnswersByItsExitCode) {
         {"convert t/a.txt s --from flat --to flat", 2, ""},
         {"diff t nothing --json", 2, ""},
         {"ls t >/dev/full", 2, ""},
+        {"ls --help >/dev/full", 2, ""},
         {"", 2, ""},
     };
     for (const auto& [arguments, code, output] : cases) {
@@ -143,6 +144,13 @@ TEST_F(DirsnapshotTool, TellsWhenAPartIsMissing) {
     EXPECT_EQ(tool("diff cut cut").code, 2);
     EXPECT_EQ(tool("convert cut c --from flat --to flat").code, 2);
     EXPECT_FALSE(std::filesystem::exists("c"));
+
+    std::string deep = "t";
+    for (int i = 0; i < 5; i++)
+        deep += "/" + std::string(200, 'x');
+    std::filesystem::create_directories(deep);
+    EXPECT_EQ(tool("scan t -o most").code, 2);
+    EXPECT_THAT(contents("most"), HasSubstr("/a.txt6|2|"));
 }
 
 TEST_F(DirsnapshotTool, PrintsDigestsAsSha1sumDoes) {
