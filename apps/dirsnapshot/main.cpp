@@ -104,7 +104,8 @@ class CommandLine {
         CLI::App* comparing =
             add("diff",
                 "Compare two snapshots: A added, M modified, D deleted. Exit code 1 when there "
-                "is any of these.",
+                "is any of these. An item that is no directory is modified when its time is later; one that "
+                "differs only in size, or whose time went back, is not reported: --hashes finds these.",
                 [this] {
                     const Source older{_is.first, _is.from};
                     const Source newer{_is.second, _is.from};
