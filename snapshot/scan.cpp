@@ -38,7 +38,7 @@ class Scan {
         if (threads > 1 && cannotTell && options->recursive == 1) _ahead.emplace(threads);
     }
 
-    // False when something was left out because its path is too long.
+    // False when something was left out: a path that is too long, or a directory that cannot be read.
     bool run(const char* dirPath, DSNode* node) {
         std::string_view path = dirPath;
         _components = pathComponentsList(dirPath);
@@ -56,7 +56,7 @@ class Scan {
         }
         DSListDestroy(_components);
         if (auto* context = progressContext()) context->currentPath = nullptr;
-        return _allFit;
+        return _isWhole;
     }
 
   private:
@@ -93,19 +93,21 @@ class Scan {
         Level& level = enterLevel(node, pathEnd, -1);
         level.ahead = std::move(ahead);
         _ahead->take(*level.ahead);
+        if (!level.ahead->isRead) _isWhole = false;
         level.entries = &level.ahead->listing;
         reserve(node->children, node->children->count + level.entries->count());
     }
 
     // Begins with a directory that has just been opened (-1 when that failed: it has no entries).
     void enter(DSNode* node, size_t pathEnd, int directory) {
+        if (directory < 0 && !DirectoryListing::isGone(errno)) _isWhole = false;
         Level& level = enterLevel(node, pathEnd, directory);
         if (directory < 0) {
             level.listing.clear();
             return;
         }
         DSList* kept = std::exchange(_options->pathComponents, _components);
-        level.listing.read(directory);
+        if (!level.listing.read(directory)) _isWhole = false;
         _options->pathComponents = kept;
         // With a callback, an entry is examined only after its call.
         if (_options->callback == nullptr) level.listing.examine(directory);
@@ -133,7 +135,7 @@ class Scan {
         size_t end = level.pathEnd + 1 + name.size();
         if (end >= DSNodePathCapacity) {
             reportPathTooLong(name);
-            _allFit = false;
+            _isWhole = false;
             return true;
         }
         _path[level.pathEnd] = '/';
@@ -180,7 +182,7 @@ class Scan {
     NodeStore _nodes;
     std::optional<WorkAhead> _ahead;
     DSList* _components = nullptr; // of the directory of the innermost level
-    bool _allFit = true;
+    bool _isWhole = true;
     char _path[DSNodePathCapacity];
 };
 
@@ -191,14 +193,14 @@ DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOp
 }
 
 DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads,
-                     Callback callback, bool* allFit) {
+                     Callback callback, bool* isWhole) {
     DSSnapshotOptions none = {};
-    bool fits = false;
+    bool whole = false;
     if (dirPath == nullptr || dirPath[0] != '/')
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
     else
-        fits = Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
-    if (allFit != nullptr) *allFit = fits;
+        whole = Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
+    if (isWhole != nullptr) *isWhole = whole;
     return node;
 }
 

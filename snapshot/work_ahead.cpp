@@ -41,8 +41,11 @@ std::unique_ptr<WorkAhead::Directory> WorkAhead::top(const char* path) {
 bool WorkAhead::read(Directory& directory) {
     int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (directory.followsLink ? 0 : O_NOFOLLOW);
     int descriptor = open(directory.path.c_str(), flags);
-    if (descriptor < 0) return errno != EMFILE && errno != ENFILE;
-    directory.listing.read(descriptor);
+    if (descriptor < 0) {
+        directory.isRead = DirectoryListing::isGone(errno);
+        return errno != EMFILE && errno != ENFILE;
+    }
+    directory.isRead = directory.listing.read(descriptor);
     directory.listing.examine(descriptor);
     close(descriptor);
     for (size_t i = 0; i < directory.listing.count(); i++) {

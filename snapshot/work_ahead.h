@@ -25,6 +25,7 @@ class WorkAhead {
 
         const std::string path;
         DirectoryListing listing; // empty when the directory cannot be read
+        bool isRead = true;       // false when it is there and cannot be read
         std::vector<std::unique_ptr<Directory>>
             below; // the directories among the entries whose paths fit, in order
 

@@ -121,8 +121,18 @@ TEST(Scan, GoesOnPastTrouble) {
     if (user == 0) {
         ASSERT_EQ(seteuid(65534), 0);
     } // permissions do not hold for the superuser
-    EXPECT_EQ(linesOf(scan(directory.path()).get()),
-              (std::vector<std::string>{"/locked 1", "/open 1", "/open/inside 2"}));
+    DSSnapshotOptions options = {};
+    options.recursive = 1;
+    for (unsigned threads : {1U, 4U}) {
+        Tree root = makeRoot();
+        bool isWhole = true;
+        takeSnapshot(directory.path().c_str(), root.get(), &options, threads, Callback::mayAct, &isWhole);
+        EXPECT_FALSE(isWhole);
+        EXPECT_EQ(linesOf(root.get()), (std::vector<std::string>{"/locked 1", "/open 1", "/open/inside 2"}));
+        takeSnapshot(directory.path("open").c_str(), root.get(), &options, threads, Callback::mayAct,
+                     &isWhole);
+        EXPECT_TRUE(isWhole);
+    }
     if (user == 0) {
         ASSERT_EQ(seteuid(user), 0);
     }
