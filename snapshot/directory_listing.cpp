@@ -14,7 +14,7 @@ namespace snapshot {
 
 namespace {
 
-constexpr size_t kReadBytes = 64 * 1024;
+constexpr size_t kReadBytes = size_t{64} << 10;
 
 uint64_t prefixOf(const char* name, size_t length) {
     unsigned char bytes[8] = {};

@@ -142,19 +142,16 @@ TEST(Compare, Classifies) {
     for (const Tree* tree : {&before, &now})
         item(*tree, "/link", 1, 5, DSNodeTypeSymlink);
     item(now, "/turned/z", 1, 1, DSNodeTypeFile);
-    EXPECT_EQ(
-        compare(now, before, false),
-        (Changes{{"/d/new", "/d/new/y", "/turned/z"}, {"/d/gone", "/d/gone/x"}, {"/later", "/turned"}, {}}));
-    EXPECT_EQ(
-        compare(now, before, true),
-        (Changes{
-            {"/d/new", "/d/new/y", "/turned/z"}, {"/d/gone", "/d/gone/x"}, {"/later"}, {"/d", "/turned"}}));
+    const Paths added{"/d/new", "/d/new/y", "/turned/z"};
+    const Paths gone{"/d/gone", "/d/gone/x"};
+    EXPECT_EQ(compare(now, before, false), (Changes{added, gone, {"/later", "/turned"}, {}}));
+    EXPECT_EQ(compare(now, before, true), (Changes{added, gone, {"/later"}, {"/d", "/turned"}}));
     char** deleted = nullptr;
     uint64_t untouched = 77;
     uint64_t count = 0;
     DSNodeCompareSnapshots(now.get(), before.get(), nullptr, &untouched, &deleted, &count, nullptr, nullptr);
     EXPECT_EQ(untouched, 77U);
-    EXPECT_EQ(takenPaths(deleted, count), (Paths{"/d/gone", "/d/gone/x"}));
+    EXPECT_EQ(takenPaths(deleted, count), gone);
 
     char** kept = static_cast<char**>(malloc(sizeof(char*))); // a caller's array, which grows
     kept[0] = strdup("/kept");

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <cstring>
-#include <fcntl.h>
 
 namespace {
 
@@ -191,13 +190,8 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
 
     store("old", "longer than nothing");
     chmod("old", 0604);
-    int held = open("old", O_RDONLY);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "old"), 0);
     EXPECT_EQ(modeOf("old"), 0604U);
-    char before[20] = {};
-    EXPECT_EQ(read(held, before, sizeof before), 19);
-    EXPECT_STREQ(before, "longer than nothing");
-    close(held);
 
     for (const char* name : {"symbolic", "hard"}) {
         store("target", "x");
@@ -213,7 +207,6 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
 
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "no/folder"), 0);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "."), 0);
-    EXPECT_EQ(snapshot::saveFlatFile(tree.get(), "."), snapshot::SaveResult::notCreated);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "/dev/full"), EOF);
     EXPECT_EQ(DSNodeSaveSnapshot(nullptr, "old"), EOF);
     EXPECT_EQ(contents("old"), kExample);
