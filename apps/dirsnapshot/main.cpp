@@ -138,6 +138,7 @@ class CommandLine {
                          "name, with all below it; may be repeated")
             ->type_name("ENTRY")
             ->expected(1)
+            ->allow_extra_args(false) // or "[a,b]" would be two entries
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
             ->check([](const std::string& entry) {
                 const bool isUsable = entry.starts_with('/') || entry.find('/') == std::string::npos;
