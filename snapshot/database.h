@@ -40,8 +40,12 @@ enum class SaveStatus {
 // prepared is passed over. Whether the row was written.
 bool insertStatus(sqlite3* database, const char* statement, SaveStatus status);
 
-// The database's file for the path of a snapshot.
-inline std::string databaseFile(const char* path) { return std::string(path) + ".db"; }
+// The database's file for the path of a snapshot. SQLite may be built to take a name that begins with "file:"
+// for a URI.
+inline std::string databaseFile(const char* path) {
+    std::string file = std::string(path) + ".db";
+    return file.starts_with("file:") ? "./" + file : file;
+}
 
 // Writes the rows of what is below a node, the prefix before each path, in the order of the flat file.
 // Whether all were written; each that is not is reported on standard error. When the transaction in which

@@ -14,7 +14,7 @@ namespace snapshot {
 
 namespace {
 
-constexpr size_t kReadBytes = 64 * 1024;
+constexpr size_t kReadBytes = size_t{64} << 10;
 
 uint64_t prefixOf(const char* name, size_t length) {
     unsigned char bytes[8] = {};
@@ -38,8 +38,9 @@ bool DirectoryListing::read(int directory) {
         ssize_t got = getdents64(directory, buffer, sizeof(buffer));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
+            int error = errno;
             clear();
-            return false;
+            return isGone(error);
         }
         if (got == 0) break;
         for (const char* at = buffer; at < buffer + got;) {
@@ -51,6 +52,8 @@ bool DirectoryListing::read(int directory) {
     sort();
     return true;
 }
+
+bool DirectoryListing::isGone(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
 
 void DirectoryListing::add(const char* name) {
     size_t length = strlen(name);

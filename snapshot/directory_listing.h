@@ -21,8 +21,12 @@ class DirectoryListing {
         uint8_t type;
     };
 
-    // Reads the names from an open directory. False, and an empty listing, when that fails.
+    // Reads the names from an open directory. False, and an empty listing, when that fails; one that is gone
+    // meanwhile is merely empty.
     bool read(int directory);
+
+    // Whether an error of the system says that what was a directory is none any more.
+    static bool isGone(int error);
 
     // Examines every entry relative to the open directory.
     void examine(int directory);

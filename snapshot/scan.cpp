@@ -38,10 +38,11 @@ class Scan {
         if (threads > 1 && cannotTell && options->recursive == 1) _ahead.emplace(threads);
     }
 
-    void run(const char* dirPath, DSNode* node) {
+    // False when something was left out: a path that is too long, or a directory that cannot be read.
+    bool run(const char* dirPath, DSNode* node) {
         std::string_view path = dirPath;
         _components = pathComponentsList(dirPath);
-        if (_components == nullptr) return;
+        if (_components == nullptr) return false;
         if (path.ends_with('/')) path.remove_suffix(1);
         memcpy(_path, path.data(), path.size());
         _path[path.size()] = '\0';
@@ -55,6 +56,7 @@ class Scan {
         }
         DSListDestroy(_components);
         if (auto* context = progressContext()) context->currentPath = nullptr;
+        return _isWhole;
     }
 
   private:
@@ -91,19 +93,21 @@ class Scan {
         Level& level = enterLevel(node, pathEnd, -1);
         level.ahead = std::move(ahead);
         _ahead->take(*level.ahead);
+        if (!level.ahead->isRead) _isWhole = false;
         level.entries = &level.ahead->listing;
         reserve(node->children, node->children->count + level.entries->count());
     }
 
     // Begins with a directory that has just been opened (-1 when that failed: it has no entries).
     void enter(DSNode* node, size_t pathEnd, int directory) {
+        if (directory < 0 && !DirectoryListing::isGone(errno)) _isWhole = false;
         Level& level = enterLevel(node, pathEnd, directory);
         if (directory < 0) {
             level.listing.clear();
             return;
         }
         DSList* kept = std::exchange(_options->pathComponents, _components);
-        level.listing.read(directory);
+        if (!level.listing.read(directory)) _isWhole = false;
         _options->pathComponents = kept;
         // With a callback, an entry is examined only after its call.
         if (_options->callback == nullptr) level.listing.examine(directory);
@@ -131,6 +135,7 @@ class Scan {
         size_t end = level.pathEnd + 1 + name.size();
         if (end >= DSNodePathCapacity) {
             reportPathTooLong(name);
+            _isWhole = false;
             return true;
         }
         _path[level.pathEnd] = '/';
@@ -177,6 +182,7 @@ class Scan {
     NodeStore _nodes;
     std::optional<WorkAhead> _ahead;
     DSList* _components = nullptr; // of the directory of the innermost level
+    bool _isWhole = true;
     char _path[DSNodePathCapacity];
 };
 
@@ -187,12 +193,14 @@ DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOp
 }
 
 DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads,
-                     Callback callback) {
+                     Callback callback, bool* isWhole) {
     DSSnapshotOptions none = {};
+    bool whole = false;
     if (dirPath == nullptr || dirPath[0] != '/')
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
     else
-        Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
+        whole = Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
+    if (isWhole != nullptr) *isWhole = whole;
     return node;
 }
 

@@ -20,9 +20,11 @@ inline constexpr unsigned kScanThreads = 16;
 enum class Callback { mayAct, onlyWatches };
 
 // The same with a choice of how many threads may examine entries at a time, the caller's included: 1 keeps
-// all on the caller's thread. The result does not depend on it. For the tools and the benchmarks.
+// all on the caller's thread. The result does not depend on it. `isWhole`, if any, tells whether nothing
+// was left out: a path that is too long, with what is below it, or what a directory that cannot be read
+// holds. For the tools and the benchmarks.
 DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads,
-                     Callback callback = Callback::mayAct);
+                     Callback callback = Callback::mayAct, bool* isWhole = nullptr);
 
 // The same, recursive, without a callback, and with the digest flag set.
 DSNode* _takeSnapshot(const char* dirPath, DSNode* root, DSList* patterns);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace snapshot {
@@ -40,8 +41,11 @@ std::unique_ptr<WorkAhead::Directory> WorkAhead::top(const char* path) {
 bool WorkAhead::read(Directory& directory) {
     int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (directory.followsLink ? 0 : O_NOFOLLOW);
     int descriptor = open(directory.path.c_str(), flags);
-    if (descriptor < 0) return errno != EMFILE && errno != ENFILE;
-    directory.listing.read(descriptor);
+    if (descriptor < 0) {
+        directory.isRead = DirectoryListing::isGone(errno);
+        return errno != EMFILE && errno != ENFILE;
+    }
+    directory.isRead = directory.listing.read(descriptor);
     directory.listing.examine(descriptor);
     close(descriptor);
     for (size_t i = 0; i < directory.listing.count(); i++) {
@@ -100,8 +104,13 @@ void WorkAhead::help() {
 }
 
 void WorkAhead::startHelpers() {
-    while (_helpers.size() + 1 < _threads)
-        _helpers.emplace_back([this] { help(); });
+    try {
+        while (_helpers.size() + 1 < _threads)
+            _helpers.emplace_back([this] { help(); });
+    } catch (const std::system_error&) {
+        // The process may have no more threads; the scan goes on with those that it got.
+        _threads = 1;
+    }
 }
 
 void WorkAhead::take(Directory& directory) {

@@ -25,6 +25,7 @@ class WorkAhead {
 
         const std::string path;
         DirectoryListing listing; // empty when the directory cannot be read
+        bool isRead = true;       // false when it is there and cannot be read
         std::vector<std::unique_ptr<Directory>>
             below; // the directories among the entries whose paths fit, in order
 
@@ -54,7 +55,7 @@ class WorkAhead {
     void readUnlocked(std::unique_lock<std::mutex>& lock, Directory& directory, bool isHelper);
     void startHelpers();
 
-    const unsigned _threads;
+    unsigned _threads; // 1 once no further helper is to be tried
     std::vector<std::thread> _helpers;
     size_t _entriesTaken = 0; // by the scan's own thread; decides when helpers start
 

@@ -62,7 +62,8 @@ class CommandLine {
         try {
             _app.parse(count, words);
         } catch (const CLI::ParseError& error) {
-            return _app.exit(error) == 0 ? kSame : kTrouble;
+            ExitCode code = _app.exit(error) == 0 ? kSame : kTrouble;
+            return flushOutput() ? code : kTrouble;
         }
         ExitCode code = _command();
         return flushOutput() ? code : kTrouble;
@@ -103,7 +104,8 @@ class CommandLine {
         CLI::App* comparing =
             add("diff",
                 "Compare two snapshots: A added, M modified, D deleted. Exit code 1 when there "
-                "is any of these.",
+                "is any of these. An item that is no directory is modified when its time is later; one that "
+                "differs only in size, or whose time went back, is not reported: --hashes finds these.",
                 [this] {
                     const Source older{_is.first, _is.from};
                     const Source newer{_is.second, _is.from};
@@ -136,6 +138,7 @@ class CommandLine {
                          "name, with all below it; may be repeated")
             ->type_name("ENTRY")
             ->expected(1)
+            ->allow_extra_args(false) // or "[a,b]" would be two entries
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
             ->check([](const std::string& entry) {
                 const bool isUsable = entry.starts_with('/') || entry.find('/') == std::string::npos;

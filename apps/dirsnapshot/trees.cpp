@@ -74,11 +74,16 @@ LoadedTree scanDirectory(const std::string& path, bool recursive) {
         options.callbackContext = &progress;
     }
     LoadedTree tree;
+    bool isWhole = false;
     tree.root.reset(snapshot::takeSnapshot(absolute.c_str(), DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory),
-                                           &options, snapshot::kScanThreads,
-                                           snapshot::Callback::onlyWatches));
+                                           &options, snapshot::kScanThreads, snapshot::Callback::onlyWatches,
+                                           &isWhole));
     progress.clear();
     tree.complete = allReadable(absolute, tree.root.get(), recursive);
+    if (tree.complete && !isWhole) {
+        complain(path, "only a part could be read");
+        tree.complete = false;
+    }
     return tree;
 }
 

@@ -133,35 +133,25 @@ TEST(Compare, Classifies) {
     };
     item(before, "/d/gone/x", 1, 1, DSNodeTypeFile);
     item(now, "/d/new/y", 1, 1, DSNodeTypeFile);
-    const struct {
-        const char* path;
-        int64_t size, time;
-        uint8_t type;
-    } pairs[][2] = {
-        {{"/back", 1, 5, DSNodeTypeFile}, {"/back", 1, 4, DSNodeTypeFile}},
-        {{"/grown", 1, 5, DSNodeTypeFile}, {"/grown", 2, 5, DSNodeTypeFile}},
-        {{"/later", 1, 5, DSNodeTypeFile}, {"/later", 1, 6, DSNodeTypeFile}},
-        {{"/link", 1, 5, DSNodeTypeSymlink}, {"/link", 1, 5, DSNodeTypeSymlink}},
-        {{"/turned", 1, 5, DSNodeTypeFile}, {"/turned", 0, 6, DSNodeTypeDirectory}},
-    };
-    for (const auto& [old, fresh] : pairs) {
-        item(before, old.path, old.size, old.time, old.type);
-        item(now, fresh.path, fresh.size, fresh.time, fresh.type);
-    }
+    for (const char* path : {"/back", "/grown", "/later", "/turned"})
+        item(before, path, 1, 5, DSNodeTypeFile);
+    item(now, "/back", 1, 4, DSNodeTypeFile);
+    item(now, "/grown", 2, 5, DSNodeTypeFile);
+    item(now, "/later", 1, 6, DSNodeTypeFile);
+    item(now, "/turned", 0, 6, DSNodeTypeDirectory);
+    for (const Tree* tree : {&before, &now})
+        item(*tree, "/link", 1, 5, DSNodeTypeSymlink);
     item(now, "/turned/z", 1, 1, DSNodeTypeFile);
-    EXPECT_EQ(
-        compare(now, before, false),
-        (Changes{{"/d/new", "/d/new/y", "/turned/z"}, {"/d/gone", "/d/gone/x"}, {"/later", "/turned"}, {}}));
-    EXPECT_EQ(
-        compare(now, before, true),
-        (Changes{
-            {"/d/new", "/d/new/y", "/turned/z"}, {"/d/gone", "/d/gone/x"}, {"/later"}, {"/d", "/turned"}}));
+    const Paths added{"/d/new", "/d/new/y", "/turned/z"};
+    const Paths gone{"/d/gone", "/d/gone/x"};
+    EXPECT_EQ(compare(now, before, false), (Changes{added, gone, {"/later", "/turned"}, {}}));
+    EXPECT_EQ(compare(now, before, true), (Changes{added, gone, {"/later"}, {"/d", "/turned"}}));
     char** deleted = nullptr;
     uint64_t untouched = 77;
     uint64_t count = 0;
     DSNodeCompareSnapshots(now.get(), before.get(), nullptr, &untouched, &deleted, &count, nullptr, nullptr);
     EXPECT_EQ(untouched, 77U);
-    EXPECT_EQ(takenPaths(deleted, count), (Paths{"/d/gone", "/d/gone/x"}));
+    EXPECT_EQ(takenPaths(deleted, count), gone);
 
     char** kept = static_cast<char**>(malloc(sizeof(char*))); // a caller's array, which grows
     kept[0] = strdup("/kept");

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <cstring>
-#include <fcntl.h>
 
 namespace {
 
@@ -16,16 +15,9 @@ constexpr const char* kExample =
 
 class FlatFile : public InNewFolder {
   protected:
-    struct Loaded {
-        std::string tree;
-        std::string messages;
-    };
     static Loaded load(const std::string& bytes, bool withDigests = false) {
         store("s", bytes);
-        Loaded loaded;
-        loaded.messages = messagesOf(
-            [&] { loaded.tree = dump(Tree(DSNodeLoadSnapshotWithSHA1("s", withDigests ? 1 : 0)).get()); });
-        return loaded;
+        return loadedBy([&] { return DSNodeLoadSnapshotWithSHA1("s", withDigests ? 1 : 0); });
     }
 };
 
@@ -70,7 +62,6 @@ TEST_F(FlatFile, EveryOddInputHasItsOutcome) {
         {kExample,
          "/a.txt 12 2 1600000000 1600000100\n/d 96 1 1600000000 1600000000\n/d/b 0 2 1600000200 1600000200\n",
          ""},
-        {"", "", ""},
         {" \n", "", ""},
         {"4|/x/y5|2|1|2|", "/x 0 1 0 0\n/x/y 5 2 1 2\n", ""},
         {" 2|/a 5|\n2|\t1|\r2|\n", "/a 5 2 1 2\n", ""},
@@ -87,7 +78,6 @@ TEST_F(FlatFile, EveryOddInputHasItsOutcome) {
          "/ 5 1 1 2\n/a 7 1 3 4\n/ 0 1 0 0\n//b 8 2 5 6\n", ""},
         {good + "x", "none", noNumber},
         {"+", "none", noNumber},
-        {"|", "none", noNumber},
         {"\0"s, "none", noNumber},
         {"0|5|2|1|2|", "none", "Unable to read from s. A path of 0 bytes is refused.\n"},
         {"-2|/a5|2|1|2|", "none", "Unable to read from s. A path of -2 bytes is refused.\n"},
@@ -156,25 +146,21 @@ TEST_F(FlatFile, SkipsDigests) {
     EXPECT_EQ(loaded.messages, "");
 }
 
-TEST_F(FlatFile, ReadsRecordsAcrossTheEndsOfItsBuffer) {
+// Records that do not end where a piece of the file that is read or written at a time does; one in seven is
+// as the writer writes it.
+TEST_F(FlatFile, RecordsGoAcrossTheEndsOfTheBuffer) {
     std::string bytes;
+    std::string plain;
     std::string tree;
     for (int i = 100000; i < 160000; i++) {
-        bytes += "7|/" + std::to_string(i) + std::to_string(i) + "|2|" +
-                 std::string(static_cast<size_t>(i % 7), '0') + "1|2|";
+        const std::string start = "7|/" + std::to_string(i) + std::to_string(i) + "|2|";
+        bytes += start + std::string(static_cast<size_t>(i % 7), '0') + "1|2|";
+        plain += start + "1|2|";
         tree += "/" + std::to_string(i) + " " + std::to_string(i) + " 2 1 2\n";
     }
     EXPECT_EQ(load(bytes).tree, tree);
-}
-
-// Records that do not end where a piece of the file that is read at a time does.
-TEST_F(FlatFile, LoadsWhatIsLargerThanTheBuffer) {
-    Tree tree = exampleTree();
-    for (int i = 0; i < 10'000; i++)
-        DSNodeCreateWithParent(tree.get(), (std::string(100, 'n') + std::to_string(i)).c_str(), i, i, -i,
-                               DSNodeTypeFile);
-    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "s"), 0);
-    EXPECT_EQ(dump(Tree(DSNodeLoadSnapshot("s", "other")).get()), dump(tree.get()));
+    EXPECT_EQ(DSNodeSaveSnapshot(Tree(DSNodeLoadSnapshot("s", "other")).get(), "s"), 0);
+    EXPECT_EQ(contents("s"), plain);
 }
 
 TEST_F(FlatFile, ChoosesTheStoreByKind) {
@@ -204,13 +190,8 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
 
     store("old", "longer than nothing");
     chmod("old", 0604);
-    int held = open("old", O_RDONLY);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "old"), 0);
     EXPECT_EQ(modeOf("old"), 0604U);
-    char before[20] = {};
-    EXPECT_EQ(read(held, before, sizeof before), 19);
-    EXPECT_STREQ(before, "longer than nothing");
-    close(held);
 
     for (const char* name : {"symbolic", "hard"}) {
         store("target", "x");
@@ -226,7 +207,6 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
 
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "no/folder"), 0);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "."), 0);
-    EXPECT_EQ(snapshot::saveFlatFile(tree.get(), "."), snapshot::SaveResult::notCreated);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "/dev/full"), EOF);
     EXPECT_EQ(DSNodeSaveSnapshot(nullptr, "old"), EOF);
     EXPECT_EQ(contents("old"), kExample);

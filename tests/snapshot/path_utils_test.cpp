@@ -20,7 +20,7 @@ std::string componentsOf(const std::string& path) {
     return text;
 }
 
-TEST(PathUtils, TakesPathsApart) {
+TEST(PathUtils, TakesPathsApartAndTogether) {
     const struct {
         const char* path;
         const char* components;
@@ -28,49 +28,39 @@ TEST(PathUtils, TakesPathsApart) {
                  {"//", "[]"},       {"/a//", "[a][]"},   {"x/b/c", "[b][c]"}};
     for (const auto& [path, components] : cases)
         EXPECT_EQ(componentsOf(path), components) << path;
-
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(componentsOf("plain"), "(none)");
-    EXPECT_EQ(taken(pathByAppendingPathComponent("", "b")), "(none)");
-    EXPECT_EQ(pathComponents("plain"), 0U);
-    std::string line = "Cannot look for path components on a non-absolute path.\n";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), line + line);
-}
-
-TEST(PathUtils, PutsPathsTogether) {
-    EXPECT_EQ(taken(pathByAppendingPathComponent("/a", "b")), "/a/b");
     EXPECT_EQ(taken(pathByAppendingPathComponent("/a/", "b")), "/a/b");
     EXPECT_EQ(taken(pathByAppendingPathComponent("/", "b")), "/b");
-    DSList* none = DSListCreate();
-    EXPECT_EQ(taken(pathFromPathComponentsList(none)), "(none)");
-    DSListDestroy(none);
+
+    EXPECT_EQ(messagesOf([] { EXPECT_EQ(componentsOf("plain"), "(none)"); }),
+              "Cannot look for path components on a non-absolute path.\n");
+    EXPECT_EQ(pathComponents("plain"), 0U);
+    std::string longest = "/" + std::string(1022, 'x');
+    EXPECT_EQ(componentsOf(longest), "[" + longest.substr(1) + "]");
+    std::string said = messagesOf([&] {
+        EXPECT_EQ(componentsOf(longest + "y"), "(none)");
+        EXPECT_EQ(taken(pathByAppendingPathComponent(longest.c_str(), "")), "(none)");
+    });
+    EXPECT_EQ(std::ranges::count(said, '\n'), 2) << said;
 }
 
 TEST(PathUtils, ComparesPaths) {
-    EXPECT_TRUE(isChildOfPath("/a", "/ab/c")); // bytes, not components
-    EXPECT_FALSE(isChildOfPath("/a", "/a"));
-    EXPECT_FALSE(isChildOfPath("/a", "/ab"));
-    EXPECT_FALSE(isChildOfPath("a", "a/b"));
+    const struct {
+        const char *first, *second;
+        bool isChild, isEqual;
+        int unrelated;
+    } cases[] = {
+        {"/a", "/ab/c", true, false, 0}, // bytes, not components
+        {"/a", "/a", false, true, 0},    {"/a/", "/a", false, true, 1},  {"//a", "/a", false, false, 1},
+        {"/a/b", "/a", false, false, 0}, {"a", "a/b", false, false, -1}, {"/a", "/b/c", false, false, 1},
+        {"/a", "/ab", false, false, 0}, // as many components: the first counts as the shorter
+        {"/ab", "/a", false, false, 1},
+    };
+    for (const auto& [first, second, isChild, isEqual, unrelated] : cases) {
+        EXPECT_EQ(isChildOfPath(first, second), isChild) << first << " " << second;
+        EXPECT_EQ(isEqualToPath(first, second), isEqual) << first << " " << second;
+        EXPECT_EQ(isPathUnrelated(first, second), unrelated) << first << " " << second;
+    }
     EXPECT_TRUE(_isChildOfPath("a", "ab"));
-    EXPECT_TRUE(isEqualToPath("/a/", "/a"));
-    EXPECT_FALSE(isEqualToPath("//a", "/a"));
-    EXPECT_FALSE(isEqualToPath("/a/b", "/a"));
-    EXPECT_FALSE(isEqualToPath("a", "a"));
-    EXPECT_EQ(isPathUnrelated("a", "/a"), -1);
-    EXPECT_EQ(isPathUnrelated("/a/b", "/a"), 0);
-    EXPECT_EQ(isPathUnrelated("/a", "/b/c"), 1);
-    EXPECT_EQ(isPathUnrelated("/a", "/ab"), 0); // as many components: the first counts as the shorter
-    EXPECT_EQ(isPathUnrelated("/ab", "/a"), 1);
-}
-
-TEST(PathUtils, RefusesPathsThatDoNotFit) {
-    std::string longest = "/" + std::string(1022, 'x');
-    EXPECT_EQ(componentsOf(longest), "[" + longest.substr(1) + "]");
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(componentsOf(longest + "y"), "(none)");
-    EXPECT_EQ(taken(pathByAppendingPathComponent(longest.c_str(), "")), "(none)");
-    std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::ranges::count(said, '\n'), 2) << said;
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <functional>
+#include <pthread.h>
 #include <unistd.h>
 
 using namespace snapshot;
@@ -100,10 +101,6 @@ TEST(Scan, CallbackGoesFirst) {
               (std::vector<std::string>{"/a 1", "/a/1 2", "/b 1", "/c 2"}));
     EXPECT_EQ(stopping.asked, (std::vector<std::string>{"/a", "/a/1", "/a/2", "/b", "/b/1", "/c"}));
 
-    Watched refusing;
-    refusing.stops = [](const std::string&) { return true; };
-    EXPECT_EQ(linesOf(refusing.run(directory.path()).get()), std::vector<std::string>{});
-
     Watched removing; // an entry that vanishes before it is examined is left out
     removing.stops = [&](const std::string& path) {
         if (path == "/a/1") std::filesystem::remove(directory.path("a/2"));
@@ -124,8 +121,18 @@ TEST(Scan, GoesOnPastTrouble) {
     if (user == 0) {
         ASSERT_EQ(seteuid(65534), 0);
     } // permissions do not hold for the superuser
-    EXPECT_EQ(linesOf(scan(directory.path()).get()),
-              (std::vector<std::string>{"/locked 1", "/open 1", "/open/inside 2"}));
+    DSSnapshotOptions options = {};
+    options.recursive = 1;
+    for (unsigned threads : {1U, 4U}) {
+        Tree root = makeRoot();
+        bool isWhole = true;
+        takeSnapshot(directory.path().c_str(), root.get(), &options, threads, Callback::mayAct, &isWhole);
+        EXPECT_FALSE(isWhole);
+        EXPECT_EQ(linesOf(root.get()), (std::vector<std::string>{"/locked 1", "/open 1", "/open/inside 2"}));
+        takeSnapshot(directory.path("open").c_str(), root.get(), &options, threads, Callback::mayAct,
+                     &isWhole);
+        EXPECT_TRUE(isWhole);
+    }
     if (user == 0) {
         ASSERT_EQ(seteuid(user), 0);
     }
@@ -209,6 +216,16 @@ TEST(Scan, HelpersChangeNothing) {
     setrlimit(RLIMIT_NOFILE, &few);
     EXPECT_EQ(withThreads(16, directory.path()), expected); // fewer descriptors than threads
     setrlimit(RLIMIT_NOFILE, &usual);
+    pthread_attr_t attributes; // a stack that no thread can get
+    pthread_getattr_default_np(&attributes);
+    size_t stack = 0;
+    pthread_attr_getstacksize(&attributes, &stack);
+    pthread_attr_setstacksize(&attributes, size_t{1} << 47);
+    pthread_setattr_default_np(&attributes);
+    EXPECT_EQ(withThreads(16, directory.path()), expected);
+    pthread_attr_setstacksize(&attributes, stack);
+    pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
     EXPECT_EQ(withThreads(4, directory.path("none")), std::vector<std::string>{});
 }
 

@@ -15,18 +15,14 @@ TEST(ScanUtils, Excludes) {
         const char *name, *parent, *grandparent;
     } cases[] = {
         {1, "Caches", "", ""},
-        {0, "caches", "", ""},
         {0, "Cache", "Library", ""},
         {1, "Cache", "discord", ""},
-        {1, "Cache", "Atom", "Application Support"},
         {0, "Cache", "Atom", "Library"},
         {1, "Previews", "iPhoto Library.photolibrary", "x"},
         {1, "TovikSpace", "Application Support", "Library"},
         {0, "TovikSpace", "Application Support", ""},
         {1, "com.apple.nsurlsessiond", "x", "Library"},
         {0, "com.apple.nsurlsessiond", "Library", "x"},
-        {1, "PerSitePreferences.db-wal", "Safari", "Library"},
-        {0, "", "Library", "Library"},
         {1, nullptr, "", ""},
         {1, "MPBackup.tmp.1", "x", "y"},
         {0, "MPBackup.tmp.", "x", "y"},
@@ -36,7 +32,6 @@ TEST(ScanUtils, Excludes) {
         {1, "a.att.tar.gz", "z.mpbak", ""},
         {1, "x.att.tar.encrypted", "z.mpbak", ""},
         {0, ".att.tar.encrypted", "z.mpbak", ""},
-        {1, "report.pdf.crdownload", "", ""},
         {1, "a.crdownload.txt", "", ""},
     };
     for (const auto& [excluded, name, parent, grandparent] : cases)
@@ -51,11 +46,9 @@ TEST(ScanUtils, MatchesUserPatterns) {
         const char *pattern, *path;
     } cases[] = {
         {true, "Caches", "/Users/u/Library/Caches"},
-        {true, "Caches", "/Users/u/Library/Caches/x"},
         {true, "Caches/", "/a/Caches/"},
         {true, "Caches", "/a/MyCaches"}, // the run before may end inside a component
         {false, "Caches", "/a/Cachess"},
-        {false, "Caches", "/a/b"},
         {true, "*.tmp", "/a/b.tmp"},
         {false, "*.tmp", "/a/bxtmp/c.tm"},
         {true, "/a/*/c", "/a/b\xff/c/d"},
@@ -63,14 +56,11 @@ TEST(ScanUtils, MatchesUserPatterns) {
         {true, "[x]{1}^$", "/y/[x]{1}^$"},
         {true, "back\\slash:", "/y/back\\slash:"},
         {false, "a|b)", "/a"},
-        {true, "", "/a"},
         {true, "/", "/"},
     };
     for (const auto& [matches, pattern, path] : cases)
         EXPECT_EQ(_match(pattern, path), matches) << pattern << " on " << path;
     EXPECT_FALSE(CompiledPattern("|?").isValid());
-    EXPECT_FALSE(_match("|?", "/a"));
-    EXPECT_TRUE(_match2("^b+$", "bbb"));
     EXPECT_TRUE(_match2("b", "abc"));
     EXPECT_FALSE(_match2("^b", "abc"));
     EXPECT_FALSE(_match2("(", "("));

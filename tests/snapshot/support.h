@@ -86,6 +86,18 @@ std::string messagesOf(Call call) {
     return testing::internal::GetCapturedStderr();
 }
 
+// The tree of a load, and what it writes to standard error.
+struct Loaded {
+    std::string tree;
+    std::string messages;
+};
+template <typename Load>
+Loaded loadedBy(Load load) {
+    Loaded loaded;
+    loaded.messages = messagesOf([&] { loaded.tree = dump(Tree(load()).get()); });
+    return loaded;
+}
+
 // A directory of a test's own, gone with it. It is in memory where that is possible: a database waits for its
 // disk after each commit.
 class TemporaryDirectory {

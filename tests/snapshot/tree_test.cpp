@@ -14,31 +14,7 @@ using namespace snapshot;
 
 namespace {
 
-TEST(Tree, KeepsFieldsAndPaths) {
-    Tree root = makeRoot();
-    DSNode* directory = DSNodeCreateWithParent(root.get(), "a", 7, 1, 2, DSNodeTypeDirectory);
-    DSNode* file = DSNodeCreate("b.txt", 10, 3, 4, DSNodeTypeFile);
-    DSNodeAppendChild(file, directory);
-    EXPECT_EQ(file->size, 10);
-    EXPECT_EQ(file->modifiedTime, 3);
-    EXPECT_EQ(file->startedTime, 4);
-    EXPECT_EQ(file->type, DSNodeTypeFile);
-    EXPECT_EQ(file->parent, directory);
-    EXPECT_EQ(file->hash, nullptr);
-    EXPECT_EQ(file->children->count, 0U);
-    EXPECT_EQ(DSNodeGetDepth(file), 2U);
-    EXPECT_EQ(taken(DSNodeCreateStringWithFullPath(root.get())), "/");
-    EXPECT_EQ(taken(DSNodeCreateStringWithFullPath(file)), "/a/b.txt");
-    EXPECT_EQ(taken(DSNodeCreateStringWithFullPathAndBasePath(file, "/base")), "/base/a/b.txt");
-    EXPECT_EQ(taken(DSNodeCreateStringWithFullPathAndBasePath(file, "/base/")), "/base/a/b.txt");
-    EXPECT_EQ(taken(DSNodeCreateStringWithFullPathAndBasePath(root.get(), "/base")), "/base/");
-    DSNodeCreateWithParent(root.get(), "link", 20, 0, 0, DSNodeTypeSymlink);
-    DSNode* below = DSNodeCreateWithParent(directory, "c", 0, 0, 0, DSNodeTypeDirectory);
-    DSNodeCreateWithParent(below, "d", 5, 0, 0, DSNodeTypeFile);
-    EXPECT_EQ(DSNodeTotalSize(root.get()), 15);
-}
-
-TEST(Tree, FindsByPath) {
+TEST(Tree, GivesPathsAndFindsByThem) {
     Tree root = makeRoot();
     DSNode* file = _find("/x/y/z.txt", root.get(), 1, DSNodeTypeSymlink);
     EXPECT_EQ(file->type, DSNodeTypeSymlink);
@@ -49,9 +25,18 @@ TEST(Tree, FindsByPath) {
     for (const char* path : {"x/y", "", "/x/q", "//x", "/x//"})
         EXPECT_EQ(DSNodeFindWithFullPath(path, root.get()), nullptr) << path;
     EXPECT_EQ(DSNodeFindWithFullPath("/x", nullptr), nullptr);
-    DSNode* unnamed = _find("//", root.get(), 1, DSNodeTypeFile);
-    EXPECT_EQ(DSNodeFindWithFullPath("//", root.get()), unnamed);
-    EXPECT_STREQ(unnamed->name, "");
+    EXPECT_STREQ(_find("//", root.get(), 1, DSNodeTypeFile)->name, "");
+
+    EXPECT_EQ(DSNodeGetDepth(file), 3U);
+    EXPECT_EQ(taken(DSNodeCreateStringWithFullPath(root.get())), "/");
+    EXPECT_EQ(taken(DSNodeCreateStringWithFullPath(file)), "/x/y/z.txt");
+    for (const char* base : {"/base", "/base/"})
+        EXPECT_EQ(taken(DSNodeCreateStringWithFullPathAndBasePath(file, base)), "/base/x/y/z.txt");
+    EXPECT_EQ(taken(DSNodeCreateStringWithFullPathAndBasePath(root.get(), "/base")), "/base/");
+    file->size = 20; // a link, and so not counted
+    DSNodeCreateWithParent(file->parent, "f", 10, 0, 0, DSNodeTypeFile);
+    DSNodeCreateWithParent(root.get(), "g", 5, 0, 0, DSNodeTypeFile);
+    EXPECT_EQ(DSNodeTotalSize(root.get()), 15);
 }
 
 // The builder gives what a lookup with creation gives, for paths in any order.
@@ -69,9 +54,7 @@ TEST(Tree, BuilderFollowsLookup) {
         if (random(8) == 0) path += std::to_string(random(40)); // large directories
         auto type = static_cast<uint8_t>(1 + random(3));
         DSNode* node = builder.findOrCreate(path, type);
-        DSNode* same = path.empty() ? nullptr : _find(path.c_str(), looked.get(), 1, type);
-        ASSERT_EQ(node == nullptr, same == nullptr) << path;
-        if (node == nullptr) continue;
+        _find(path.c_str(), looked.get(), 1, type);
         ASSERT_EQ(node, path == "/" ? built.get() : DSNodeFindWithFullPath(path.c_str(), built.get()));
     }
     EXPECT_EQ(builder.findOrCreate("a/b", 2), nullptr);
@@ -137,21 +120,6 @@ TEST(Tree, LargeDirectories) {
     };
     for (unsigned i = 0; i < count; i++)
         ASSERT_EQ(find(i), nodes[i]);
-    Tree copy(DSNodeCopy(root.get()));
-    DSNodeComputeHashes(copy.get());
-    char** paths[3];
-    uint64_t counts[3];
-    DSNodeCompareSnapshots(root.get(), copy.get(), &paths[0], &counts[0], &paths[1], &counts[1], &paths[2],
-                           &counts[2]);
-    EXPECT_EQ(counts[0] + counts[1] + counts[2], 0U);
-    for (char** array : paths)
-        free(static_cast<void*>(array));
-    DSNode* survivor = childrenOf(childrenOf(copy.get())[0])[count / 2]; // of a tree that goes before it
-    DSListRemoveValue(survivor->parent->children, survivor);
-    survivor->parent = nullptr;
-    copy.reset();
-    EXPECT_NE(DSNodeFindWithFullPath(("/d/" + std::string(survivor->name)).c_str(), root.get()), nullptr);
-    DSNodeDestroy(survivor);
     DSNodeSetName(nodes[17], "renamed");
     EXPECT_EQ(find(17), nullptr);
     EXPECT_EQ(DSNodeFindWithFullPath("/d/renamed", root.get()), nodes[17]);
