@@ -73,6 +73,7 @@ class Sandbox : public support::BusClient {
     void TearDown() override {
         program.reset();
         fs::remove_all(folder);
+        support::BusClient::TearDown();
     }
 
     void startSandbox(const std::vector<std::string>& more = {}) {
