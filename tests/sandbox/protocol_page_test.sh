@@ -23,8 +23,9 @@ trap 'rm -rf "$HOME"' EXIT
 {
     echo "set -eu; tsyncquenz-sandbox() { exec '$2' --log-level info \"\$@\" 2> '$HOME/log'; }"
     awk '/^```sh$/ { on = 1; next } /^```$/ { on = 0 } on' "$page"
-    # Behind the commands, on the same queue. Each was acted on as it was meant, and the daemon still stands.
-    echo 'call getSyncStatus_ && kill $!'
+    # Behind the commands, on the same queue. Each was acted on as it was meant, and the daemon still stands. It
+    # has ended before its bus does.
+    echo 'call getSyncStatus_; kill $!; wait $! || true'
 } > "$HOME/examples.sh"
 timeout 60 dbus-run-session -- bash "$HOME/examples.sh"
 if grep -E "error: " "$HOME/log"; then exit 1; fi
