@@ -188,6 +188,8 @@ TEST_F(ClientTest, FollowsNotificationsAndTheDeathOfTheDaemonOnceBound) {
     daemon = std::make_unique<TestDaemon>(usual({{"/R", "/r"}}));
     EXPECT_NE(client->getSyncStatus(), std::nullopt) << "the next request connects to the new daemon";
     EXPECT_EQ(log.count("TSyncClient: daemon connected!"), 2U);
+    daemon.reset();
+    EXPECT_TRUE(waitForSeen(8)) << "the new connection is observed too";
 }
 
 TEST_F(ClientTest, SetsUpOneConnectionForManyThreads) {
