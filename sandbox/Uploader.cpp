@@ -30,6 +30,14 @@ std::optional<std::string> realFolder(const std::string& localPath) {
     return error ? std::nullopt : std::optional(real.string());
 }
 
+// A folder that cannot be read looks empty. What it held counts as deleted only where the system says that
+// nothing is there, or something that is never brought.
+bool isGone(const std::string& localPath) {
+    struct stat info {};
+    if (lstat(localPath.c_str(), &info) != 0) return errno == ENOENT || errno == ENOTDIR;
+    return !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
+}
+
 // The file of a synced folder's snapshot; of a long remote path none is kept from run to run.
 std::string keptName(const UploadTask& task) {
     std::string name;
@@ -292,6 +300,10 @@ std::vector<Uploader::Work> Uploader::worksOf(const UploadTask& task, LocalRoot&
     for (const std::string& relativePath : differences.deleted) {
         if (task.kind != Kind::sync) break; // a cached copy may go, the item stays
         const std::string remote = remoteBelow(task.remotePath, relativePath);
+        if (!isGone(root.folder() + relativePath)) {
+            log.error("Cannot be read here, so it stays in the space: ", remote);
+            continue;
+        }
         const bool holdsRoot = std::any_of(all.begin(), all.end(), [&remote](const UploadTask& other) {
             return other.kind == Kind::sync && Space::isWithin(other.remotePath, remote);
         });

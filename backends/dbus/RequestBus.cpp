@@ -156,6 +156,7 @@ class RequestBus::Connection final : public platform::RequestConnection {
                         reply = decode(answer, signature);
                     else if (error->getName() == TSYNC_ERROR_NO_VALUE)
                         reply.kind = Reply::Kind::none;
+                    // At once, unless that would overtake an earlier reply on its way through the queue.
                     if (isWaitedFor && waiting->onQueue == 0) return taken(std::move(reply));
                     ++waiting->onQueue;
                     replies.dispatch([waiting, taken = std::move(taken), reply = std::move(reply)]() mutable {

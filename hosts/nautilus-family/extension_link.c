@@ -1,5 +1,6 @@
 #include "hosts/nautilus-family/extension_link.h"
 
+#include "hosts/nautilus-family/choice.h"
 #include "protocol/names.h"
 
 #include <string.h>
@@ -287,16 +288,6 @@ static void handle_batch(TsfLink* link, Call* call, GVariant* reply) {
 
 /* --- signals */
 
-static void tell_person(const char* message) {
-    g_message("%s", message);
-    GApplication* application = g_application_get_default();
-    if (application == NULL) return;
-    GNotification* notification = g_notification_new("TovikDrive");
-    g_notification_set_body(notification, message);
-    g_application_send_notification(application, NULL, notification);
-    g_object_unref(notification);
-}
-
 static void subscribe(TsfLink* link);
 
 static gboolean on_flood_over(gpointer data) {
@@ -472,33 +463,6 @@ GVariant* tsf_link_menu(const TsfLink* link, const char* selection_class) {
     return link->menus != NULL ? g_hash_table_lookup(link->menus, selection_class) : NULL;
 }
 
-static void on_activated(GObject* source, GAsyncResult* result, gpointer data) {
-    (void)data;
-    GError* error = NULL;
-    GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error);
-    if (reply != NULL) g_variant_unref(reply);
-    if (error == NULL) return;
-    g_dbus_error_strip_remote_error(error);
-    tell_person(error->message);
-    g_error_free(error);
-}
-
 void tsf_link_activate(TsfLink* link, const char* item, GVariant* uris) {
-    if (!link->has_appeared) {
-        g_variant_unref(g_variant_ref_sink(uris));
-        tell_person("The sync service does not answer.");
-        return;
-    }
-    static const char* const variables[] = {FINDER_SYNC_DISPLAY_VARIABLES};
-    GVariantBuilder environment;
-    g_variant_builder_init(&environment, G_VARIANT_TYPE("a{ss}"));
-    for (gsize i = 0; i < G_N_ELEMENTS(variables); ++i) {
-        const char* value = g_getenv(variables[i]);
-        if (value != NULL && g_utf8_validate(value, -1, NULL))
-            g_variant_builder_add(&environment, "{ss}", variables[i], value);
-    }
-    g_dbus_connection_call(
-        link->bus, link->owner, FINDER_SYNC_OBJECT_PATH, FINDER_SYNC_INTERFACE, "Activate",
-        g_variant_new("(s@asa{ss}s@a{sv})", item, uris, &environment, "", g_variant_new("a{sv}", NULL)),
-        G_VARIANT_TYPE("(t)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, NULL, on_activated, NULL);
+    tsf_send_choice(link->has_appeared ? link->bus : NULL, link->owner, item, uris);
 }
