@@ -115,8 +115,9 @@ class Comparison {
         if (b != nullptr) level.nextPrevious++;
     }
 
+    // The same without an order: one side is walked at a time, and the other looked up.
     static void lookUp(Level& level, const DSNode*& a, const DSNode*& b) {
-        if (level.forward) {
+        if (a != nullptr) {
             level.nextCurrent++;
             b = level.previous != nullptr ? findChild(level.previous, nameOf(a)) : nullptr;
         } else {

@@ -298,7 +298,7 @@ bool TokenField::eventFilter(QObject* watched, QEvent* event) {
         editChip(*chip);
         return true;
     }
-    if (watched == line && event->type() == QEvent::FocusOut) {
+    if (line != nullptr && watched == line && event->type() == QEvent::FocusOut) {
         // Leaving the field ends the entry; another window in front or the list of completions does not.
         const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
         if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
