@@ -14,7 +14,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTimer>
 #include <QTreeView>
 #include <functional>
 #include <string>
@@ -49,31 +48,13 @@ struct ShareWindow : testing::Test {
     void run(const std::function<void()>& person) {
         dialog.controller().setAllPathsInSync({{"/Docs", "/home/u/Docs"}});
         dialog.controller().shareFile({{"path", "/home/u/Docs/plan.pdf"}, {"isDir", false}});
-        QTimer::singleShot(0, &dialog, [&] {
-            EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+        whenShown(dialog, [&] {
             EXPECT_EQ(dialog.findChild<QLabel*>("textFieldInfo")->text(), "Share file 'plan.pdf' with");
             EXPECT_FALSE(ok->isEnabled());
             person();
-            if (dialog.isVisible()) {
-                ADD_FAILURE() << "the window is still open";
-                dialog.reject();
-            }
         });
         dialog.runModal();
         background.runAll();
-    }
-    // The tokens as they are read out, and the text being typed.
-    QStringList field() {
-        QStringList shownTokens;
-        for (const QWidget* token : dialog.findChildren<QWidget*>("token"))
-            if (!token->isHidden()) shownTokens.append(token->accessibleName());
-        if (!line->text().isEmpty()) shownTokens.append(line->text());
-        return shownTokens;
-    }
-    void type(const QString& text) { QTest::keyClicks(QApplication::focusWidget(), text); }
-    void key(Qt::Key pressed) {
-        QWidget* popup = QApplication::activePopupWidget();
-        QTest::keyClick(popup != nullptr ? popup : QApplication::focusWidget(), pressed);
     }
     std::vector<QWidget*> chips() {
         std::vector<QWidget*> shownChips;
@@ -81,20 +62,25 @@ struct ShareWindow : testing::Test {
             if (!token->isHidden()) shownChips.push_back(token);
         return shownChips;
     }
+    // The tokens as they are read out, and the text being typed.
+    QStringList field() {
+        QStringList shownTokens;
+        for (const QWidget* token : chips())
+            shownTokens.append(token->accessibleName());
+        if (!line->text().isEmpty()) shownTokens.append(line->text());
+        return shownTokens;
+    }
 };
 
 TEST_F(ShareWindow, TypesCompletesAndSends) {
     run([&] {
         EXPECT_TRUE(line->hasFocus());
         type("jo");
-        QWidget* popup = QApplication::activePopupWidget();
-        ASSERT_NE(popup, nullptr);
-        auto* list = dynamic_cast<QAbstractItemView*>(popup);
+        auto* list = dynamic_cast<QAbstractItemView*>(QApplication::activePopupWidget());
         ASSERT_NE(list, nullptr);
         ASSERT_EQ(list->model()->rowCount(), 3);
         EXPECT_EQ(list->model()->index(0, 0).data().toString(), "joan <joan@x.org>");
         EXPECT_EQ(list->model()->index(2, 0).data().toString(), "john Smith <j@x.org>");
-        EXPECT_FALSE(ok->isEnabled());
         key(Qt::Key_Down);
         key(Qt::Key_Down);
         key(Qt::Key_Return);
@@ -102,19 +88,15 @@ TEST_F(ShareWindow, TypesCompletesAndSends) {
         EXPECT_TRUE(ok->isEnabled());
         EXPECT_TRUE(dialog.isVisible()) << "Enter ended the entry, not the window";
 
-        type("k@y.org");
-        EXPECT_EQ(field().last(), "k@y.org");
-        EXPECT_TRUE(ok->isEnabled());
         type("x@");
         EXPECT_FALSE(ok->isEnabled()) << "what is being typed is no address";
         type(",");
-        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "k@y.orgx@"}));
+        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "x@"}));
         EXPECT_TRUE(ok->isEnabled()) << "a token is not held to the rule";
         key(Qt::Key_Backspace);
         EXPECT_EQ(field(), QStringList{"John Smith, j@x.org"});
         type("m@z.org");
         key(Qt::Key_Return);
-        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "m@z.org"}));
         key(Qt::Key_Return);
     });
     EXPECT_EQ(messages,
@@ -132,9 +114,6 @@ TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
         EXPECT_EQ(chips().size(), 3003U);
         EXPECT_EQ(field().mid(0, 3), (QStringList{"John Smith, j@x.org", "a@b.de", "bad"}));
         EXPECT_EQ(dialog.recipients().back(), "person2999@example.org");
-        dialog.controller().select(); // nobody is selected
-        EXPECT_EQ(chips().size(), 3003U);
-
         key(Qt::Key_Left); // from the line to the last token
         key(Qt::Key_Delete);
         EXPECT_EQ(dialog.recipients().back(), "person2998@example.org");
@@ -154,7 +133,7 @@ TEST_F(ShareWindow, PicksFromTheAddressBook) {
         auto* picker = dialog.findChild<QTreeView*>("peoplePicker");
         EXPECT_EQ(picker->model()->rowCount(), 4);
         type("k@y.org");
-        QTest::mouseClick(dialog.findChild<QLineEdit*>("search"), Qt::LeftButton);
+        click(dialog.findChild<QLineEdit*>("search"));
         EXPECT_EQ(field(), QStringList{"k@y.org"});
         EXPECT_EQ(chips().size(), 1U) << "leaving the field ends the entry";
         type("home");
@@ -163,7 +142,7 @@ TEST_F(ShareWindow, PicksFromTheAddressBook) {
         QTest::mouseClick(picker->viewport(), Qt::LeftButton, {}, row);
         QTest::mouseDClick(picker->viewport(), Qt::LeftButton, {}, row);
         EXPECT_EQ(field(), (QStringList{"k@y.org", "Joan, joan@home.org"}));
-        QTest::mouseClick(ok, Qt::LeftButton);
+        click(ok);
     });
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_NE(messages[0].find("[\"k@y.org\",\"joan@home.org\"]"), std::string::npos);
