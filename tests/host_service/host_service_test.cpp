@@ -80,6 +80,18 @@ class HostServiceTest : public testing::Test {
                Dictionary{{"status", "syncStatusTransfer"},
                           {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", paths}}}}}}}}});
     }
+    // Each answer as one text, by its place.
+    std::vector<std::string> badges(const std::vector<std::string>& uris) {
+        std::vector<std::string> answers;
+        service.badges(uris, [&](const host_service::BadgeBatch& batch) {
+            for (const auto& each : batch.answers)
+                answers.push_back((each.kind == extension::BadgeAnswer::Kind::unchanged
+                                       ? "unchanged"
+                                       : std::string(each.identifier)) +
+                                  (each.isInSync ? " in" : "") + (each.isRoot ? " root" : ""));
+        });
+        return answers;
+    }
     // What was told, with what still waited for its time.
     std::vector<std::string> announced() {
         model.runDelayed();
@@ -89,17 +101,8 @@ class HostServiceTest : public testing::Test {
 
 TEST_F(HostServiceTest, AnswersEachItemOfABatch) {
     transfer({"/r/d/f"});
-    std::vector<std::string> answers;
-    service.badges({"file:///r", "file:///r/d", "file:///r/d/g", "file:///r/gone", "file:///o", "http://x/",
-                    "file:///r/d/f"},
-                   [&](const host_service::BadgeBatch& batch) {
-                       for (const auto& each : batch.answers)
-                           answers.push_back((each.kind == extension::BadgeAnswer::Kind::unchanged
-                                                  ? "unchanged"
-                                                  : std::string(each.identifier)) +
-                                             (each.isInSync ? " in" : "") + (each.isRoot ? " root" : ""));
-                   });
-    EXPECT_THAT(answers,
+    EXPECT_THAT(badges({"file:///r", "file:///r/d", "file:///r/d/g", "file:///r/gone", "file:///o",
+                        "http://x/", "file:///r/d/f"}),
                 ElementsAre("tovik in root", "upload in", "sync in", "unchanged in", "", "", "upload in"));
     host_service::Explanation why;
     service.explain("file:///r/d", [&](const auto& explanation) { why = explanation; });
@@ -136,16 +139,6 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
 }
 
 TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
-    const auto badge = [this](const std::string& uri) {
-        std::string text;
-        service.badges({uri}, [&](const host_service::BadgeBatch& batch) {
-            const auto& answer = batch.answers.at(0);
-            text = (answer.kind == extension::BadgeAnswer::Kind::unchanged ? "unchanged"
-                                                                           : std::string(answer.identifier)) +
-                   (answer.isInSync ? " in" : "") + (answer.isRoot ? " root" : "");
-        });
-        return text;
-    };
     const auto items = [this] {
         std::size_t count = 0;
         service.menu({}, {"file:///r"}, [&](const auto& menu) { count = menu->numberOfItems(); });
@@ -157,15 +150,15 @@ TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
     EXPECT_EQ(items(), 8U);
     service.setShown({.badges = false, .menu = true});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
-    EXPECT_EQ(badge("file:///r"), " in root") << "the flags decide the menu";
-    EXPECT_EQ(badge("file:///r/gone"), " in") << "an item that keeps its badge would keep it";
+    // The flags decide the menu; an item that keeps its badge would keep it.
+    EXPECT_THAT(badges({"file:///r", "file:///r/gone"}), ElementsAre(" in root", " in"));
     service.setShown({.badges = false, .menu = false});
     service.setShown({.badges = false, .menu = false});
     EXPECT_THAT(announced(), ElementsAre("menus")) << "only what changed is told";
     EXPECT_EQ(items(), 0U);
     service.setShown({});
     EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///r:", "menus"));
-    EXPECT_EQ(badge("file:///r"), "tovik in root");
+    EXPECT_THAT(badges({"file:///r"}), ElementsAre("tovik in root"));
     EXPECT_EQ(items(), 8U);
 }
 
