@@ -98,10 +98,10 @@ TEST_F(SharePanel, WithoutAPathOrARecipientNothingIsSent) {
     EXPECT_EQ(icon, ".");
     panel->cancelAction();
     panel->shareFile({{"path", "/gone"}});
+    panel.reset();
+    mainQueue.runAll();
     background.runAll();
     EXPECT_EQ(messages, Strings{});
-    panel.reset();
-    mainQueue.runAll(); // too late
 }
 
 TEST_F(SharePanel, OkFollowsTheField) {
@@ -115,12 +115,12 @@ TEST_F(SharePanel, OkFollowsTheField) {
         panel->controlTextDidChange();
         EXPECT_EQ(okEnabled, enabled);
     }
-    field.clear();
+    field = {token};
     panel->select();
-    EXPECT_TRUE(field.empty()) << "nobody is picked";
+    EXPECT_EQ(field.size(), 1U);
     picked = {"a@b.de", "j@x.org"};
     panel->select();
-    EXPECT_EQ(field, std::vector<FieldObject>{(TSFPEmailToken{"j@x.org", "John Smith"})});
+    EXPECT_EQ(field, (std::vector<FieldObject>{token, TSFPEmailToken{"j@x.org", "John Smith"}}));
 }
 
 TEST_F(SharePanel, TheAddressBookGivesNamesToTokens) {
@@ -143,10 +143,10 @@ TEST_F(SharePanel, TheAddressBookGivesNamesToTokens) {
     EXPECT_EQ(panel->displayStringForRepresentedObject(TSFPEmailToken{"ann@x.org", {}}), "ann@x.org");
     EXPECT_EQ(panel->editingStringForRepresentedObject(john), "j@x.org");
     EXPECT_EQ(panel->editingStringForRepresentedObject("word"), "word");
-    for (const FieldObject& valid : {FieldObject(john), FieldObject("x <j@x.org>")})
-        EXPECT_EQ(panel->styleForRepresentedObject(valid), TokenStyle::rounded);
-    for (const FieldObject& invalid : {added("word"), FieldObject("word")})
-        EXPECT_EQ(panel->styleForRepresentedObject(invalid), TokenStyle::plainText);
+    EXPECT_EQ(panel->styleForRepresentedObject(john), TokenStyle::rounded);
+    EXPECT_EQ(panel->styleForRepresentedObject("x <j@x.org>"), TokenStyle::rounded);
+    EXPECT_EQ(panel->styleForRepresentedObject(added("word")), TokenStyle::plainText);
+    EXPECT_EQ(panel->styleForRepresentedObject("word"), TokenStyle::plainText);
 }
 
 TEST(TSFPEmailToken, ArchivesItsNameAlone) {
