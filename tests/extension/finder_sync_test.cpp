@@ -1,9 +1,6 @@
 // The extension object against recorded calls: what the daemon's notifications do to the badges, in which
 // order, and which menus selections get.
-#include "extension/FinderSync.h"
-#include "protocol/names.h"
-#include "tests/support/fakes.h"
-#include "tests/support/silent_connections.h"
+#include "tests/extension/ExtensionParts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,40 +15,20 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using Calls = std::vector<std::string>;
 
-class FinderSyncTest : public testing::Test {
+class FinderSyncTest : public testing::Test, protected support::ExtensionParts {
   protected:
-    support::RecordingLog log;
-    support::InlineQueue model;
-    support::InlineQueue background;
-    support::TestClock clock;
-    support::LocalDistributedCenter center;
     support::RecordingController controller;
-    support::MemoryFileSystem disk;
-    support::AllImages images;
-    platform::NotificationCenter localCenter;
-    support::SilentConnections connections;
     std::unique_ptr<daemon_client::TSyncClient> client;
     std::unique_ptr<extension::FinderSync> finderSync;
 
     void start() {
-        client = std::make_unique<daemon_client::TSyncClient>(
-            daemon_client::TSyncClientPlatform{connections, center, localCenter, log, clock});
-        finderSync = std::make_unique<extension::FinderSync>(
-            extension::FinderSyncPlatform{controller, center, disk, images, log, clock, model, background},
-            *client);
+        client = std::make_unique<daemon_client::TSyncClient>(forClient());
+        finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller), *client);
     }
     void SetUp() override {
         disk.folders = {
             {"/", {"r", "s", "o"}}, {"/r", {"d", "f"}}, {"/r/d", {"g"}}, {"/s", {}}, {"/o", {"x"}}};
         disk.files = {"/r/f", "/r/d/g", "/o/x"};
-    }
-    void refresh(Dictionary table, std::optional<Value> status = std::nullopt) {
-        Dictionary userInfo{{"allPathsInSync", std::move(table)}};
-        if (status) userInfo["statusInfo"] = *status;
-        post(TSYNC_NOTE_SYNC_REFRESH, std::move(userInfo));
-    }
-    void post(const char* name, Dictionary userInfo = {}) {
-        center.post({name, std::nullopt, std::move(userInfo)});
     }
     void removed(Value path) { post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"localPath", std::move(path)}}); }
     Calls badgeOf(const std::string& path) {
@@ -60,13 +37,6 @@ class FinderSyncTest : public testing::Test {
         return controller.take();
     }
 
-    static Value transfer(const std::vector<std::string>& paths) {
-        Dictionary inFlight;
-        for (const std::string& path : paths)
-            inFlight[path] = Dictionary();
-        return Dictionary{{"status", "syncStatusTransfer"},
-                          {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", inFlight}}}}}};
-    }
     static Value status(const char* name) { return Dictionary{{"status", name}}; }
 };
 
