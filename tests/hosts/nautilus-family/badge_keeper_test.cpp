@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace {
@@ -20,9 +19,7 @@ GObject* newFile(const std::string& uri) {
 // The test is what stands for the file manager.
 class BadgeKeeper : public testing::Test {
   protected:
-    static void SetUpTestSuite() {
-        static const support::PrivateBus bus;
-    } // one for the process, as in a session
+    static void SetUpTestSuite() { static const support::PrivateBus bus; } // one, as in a session
     static char* uriOf(GObject* file) {
         const auto* const uri = static_cast<const char*>(g_object_get_data(file, "uri"));
         return g_str_has_prefix(uri, "file:///") ? g_strdup(uri) : nullptr;
@@ -38,12 +35,6 @@ class BadgeKeeper : public testing::Test {
         const char* const emblem = uri != nullptr ? tsf_badge_keeper_emblem(keeper, file, uri) : nullptr;
         g_free(uri);
         shown[file] = emblem != nullptr ? emblem : "";
-    }
-    // nullopt: not known yet.
-    std::optional<std::string> selectionClass(GList* selection, bool isDirectory) {
-        const char* const name =
-            tsf_badge_keeper_selection_class(keeper, selection, TRUE, isDirectory ? TRUE : FALSE);
-        return name != nullptr ? std::optional<std::string>(name) : std::nullopt;
     }
     // The main loop runs until it holds.
     static bool until(const std::function<bool()>& condition, int seconds = 20) {
@@ -152,13 +143,14 @@ TEST_F(BadgeKeeper, classifiesSelectionsByWhatIsKnown) {
         for (const char* const uri : each.uris)
             selection = g_list_append(selection, newFile(uri));
         const std::size_t changesBefore = menuChanges;
-        std::optional<std::string> found = selectionClass(selection, each.isDirectory);
-        if (!found) { // not met before: the menu comes when all are known
+        const auto found = [&] {
+            return tsf_badge_keeper_selection_class(keeper, selection, TRUE, each.isDirectory ? TRUE : FALSE);
+        };
+        if (found() == nullptr) { // not met before: the menu comes when all are known
             EXPECT_TRUE(until([&] { return menuChanges > changesBefore; }));
-            found = selectionClass(selection, each.isDirectory);
         }
         const std::size_t asked = extension->asked;
-        EXPECT_EQ(found, each.expected)
+        EXPECT_STREQ(found(), each.expected)
             << (each.uris.empty() ? "" : each.uris[0]) << " of " << each.uris.size();
         until([] { return false; }, 0);
         EXPECT_EQ(extension->asked, asked) << "what is known is not asked for";
