@@ -100,10 +100,12 @@ void TSFPSavePanel::awakeFromNib() {
 
 void TSFPSavePanel::fetchLevel(const platform::MenuHandle& level, const std::string& remotePath) {
     if (!askedFor.insert(level.get()).second) return;
-    if (level->numberOfItems() == 0)
+    if (level->numberOfItems() == 0) {
         level->addItem(messageRow(loadingTitle));
-    else // it got no answer before; its other rows stay until it gets one
+    } else { // it got no answer before; its other rows stay until it gets one
         level->itemAtIndex(0)->title = loadingTitle;
+        level->itemAtIndex(0)->attributedTitle.reset(); // which still says so
+    }
     jumpbar::VxJumpBar::changeFontAndImageInMenu(*level);
 
     const auto fetch = std::make_shared<Fetch>();

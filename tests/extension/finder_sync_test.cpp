@@ -1,9 +1,6 @@
 // The extension object against recorded calls: what the daemon's notifications do to the badges, in which
 // order, and which menus selections get.
-#include "extension/FinderSync.h"
-#include "protocol/names.h"
-#include "tests/support/fakes.h"
-#include "tests/support/silent_connections.h"
+#include "tests/extension/ExtensionParts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,40 +15,20 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using Calls = std::vector<std::string>;
 
-class FinderSyncTest : public testing::Test {
+class FinderSyncTest : public testing::Test, protected support::ExtensionParts {
   protected:
-    support::RecordingLog log;
-    support::InlineQueue model;
-    support::InlineQueue background;
-    support::TestClock clock;
-    support::LocalDistributedCenter center;
     support::RecordingController controller;
-    support::MemoryFileSystem disk;
-    support::AllImages images;
-    platform::NotificationCenter localCenter;
-    support::SilentConnections connections;
     std::unique_ptr<daemon_client::TSyncClient> client;
     std::unique_ptr<extension::FinderSync> finderSync;
 
     void start() {
-        client = std::make_unique<daemon_client::TSyncClient>(
-            daemon_client::TSyncClientPlatform{connections, center, localCenter, log, clock});
-        finderSync = std::make_unique<extension::FinderSync>(
-            extension::FinderSyncPlatform{controller, center, disk, images, log, clock, model, background},
-            *client);
+        client = std::make_unique<daemon_client::TSyncClient>(forClient());
+        finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller), *client);
     }
     void SetUp() override {
         disk.folders = {
             {"/", {"r", "s", "o"}}, {"/r", {"d", "f"}}, {"/r/d", {"g"}}, {"/s", {}}, {"/o", {"x"}}};
         disk.files = {"/r/f", "/r/d/g", "/o/x"};
-    }
-    void refresh(Dictionary table, std::optional<Value> status = std::nullopt) {
-        Dictionary userInfo{{"allPathsInSync", std::move(table)}};
-        if (status) userInfo["statusInfo"] = *status;
-        post(TSYNC_NOTE_SYNC_REFRESH, std::move(userInfo));
-    }
-    void post(const char* name, Dictionary userInfo = {}) {
-        center.post({name, std::nullopt, std::move(userInfo)});
     }
     void removed(Value path) { post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"localPath", std::move(path)}}); }
     Calls badgeOf(const std::string& path) {
@@ -60,13 +37,6 @@ class FinderSyncTest : public testing::Test {
         return controller.take();
     }
 
-    static Value transfer(const std::vector<std::string>& paths) {
-        Dictionary inFlight;
-        for (const std::string& path : paths)
-            inFlight[path] = Dictionary();
-        return Dictionary{{"status", "syncStatusTransfer"},
-                          {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", inFlight}}}}}};
-    }
     static Value status(const char* name) { return Dictionary{{"status", name}}; }
 };
 
@@ -90,6 +60,8 @@ TEST_F(FinderSyncTest, StartsInTheDocumentedOrder) {
                             "Adding Volume: Disk", "TSyncFinderSync connected to tsyncquenz"));
     EXPECT_THAT(clock.slept, ElementsAre(std::chrono::seconds(1), std::chrono::seconds(1)));
     EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f")) << "no table yet: no badge";
+    finderSync->refreshInterface();
+    EXPECT_THAT(background.delayed, IsEmpty()) << "no roots: no further cycle";
 }
 
 TEST_F(FinderSyncTest, FollowsATransferFromItsStartToItsEnd) {
@@ -149,6 +121,9 @@ TEST_F(FinderSyncTest, ReconcilesTheRootsWithTheTable) {
     finderSync->beginObservingDirectoryAtURL(FileURL::withPath("/r").value());
     EXPECT_FALSE(finderSync->pauseRefreshInterface());
     EXPECT_EQ(finderSync->numberOfObservedPaths(), 1);
+    finderSync->refreshInterface();
+    EXPECT_EQ(background.delayed.size(), 1U) << "only this polls";
+    EXPECT_EQ(log.count("TSyncFinder tsync status (null)"), 1U);
 }
 
 TEST_F(FinderSyncTest, ClearsEverythingBelowARemovedRootAndEndsInACycle) {
@@ -179,14 +154,8 @@ TEST_F(FinderSyncTest, LetsAHostileNotificationChangeNothing) {
     removed("r/f");
     EXPECT_THAT(controller.take(), IsEmpty());
 
-    refresh(
-        {{"/R", "/r"}, {"/N", Value(1)}, {"/E", "relative"}},
-        Dictionary{{"status", "syncStatusTransfer"},
-                   {"info", Dictionary{{"syncStatusUploading",
-                                        Dictionary{{"paths", Dictionary{{"", 1},
-                                                                        {"no path", 1},
-                                                                        {"/r/" + std::string(5000, 'x'), 1},
-                                                                        {"/r/f", 1}}}}}}}});
+    refresh({{"/R", "/r"}, {"/N", Value(1)}, {"/E", "relative"}},
+            transfer({"", "no path", "/r/" + std::string(5000, 'x'), "/r/f"}));
     EXPECT_THAT(controller.take(),
                 ElementsAre("badge tovik /r", "badge upload /r/f", "badge upload /r/f", "badge tovik /r"));
     refresh({{"/R", "/r"}}, Value("syncStatusCompleted"));
@@ -194,28 +163,14 @@ TEST_F(FinderSyncTest, LetsAHostileNotificationChangeNothing) {
     EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge upload /r/f"));
 }
 
-TEST_F(FinderSyncTest, PollsOnlyWhenAskedTo) {
-    start();
-    finderSync->refreshInterface();
-    EXPECT_THAT(background.delayed, IsEmpty()) << "no roots: no further cycle";
-    refresh({{"/R", "/r"}});
-    finderSync->refreshInterface();
-    EXPECT_EQ(background.delayed.size(), 1U);
-    EXPECT_EQ(log.count("TSyncFinder tsync status (null)"), 1U);
-}
-
-struct MenuCase {
-    std::vector<std::string> selection;
-    std::vector<std::string> titles;
-};
-
 TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
     disk.folders["/o/folder"] = {};
     disk.folders["/o/folder2"] = {};
     disk.links["/o/link"] = "/o/folder";
     start();
     refresh({{"/R", "/r"}, {"/S", "/s"}});
-    const std::vector<MenuCase> cases{
+    const std::vector<std::pair<Calls, Calls>> cases{
+        // selection, titles
         {{}, {}},
         {{"/r/gone"}, {}},
         {{"/r"}, {"Share by email", "Stop sync"}},
@@ -230,9 +185,9 @@ TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
         {{"/r/f", "/o/x"}, {}},
         {{"/"}, {"Move to Space", "Copy to Space", "Start sync"}},
     };
-    for (const MenuCase& each : cases) {
+    for (const auto& [paths, expected] : cases) {
         std::vector<FileURL> selection;
-        for (const std::string& path : each.selection)
+        for (const std::string& path : paths)
             selection.push_back(FileURL::withPath(path).value());
         const auto menu =
             finderSync->menuForMenuKind(platform::FIMenuKind::contextualMenuForItems, selection);
@@ -240,14 +195,14 @@ TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
         const auto top = menu->itemAtIndex(0);
         EXPECT_EQ(top->title + "|" + top->keyEquivalent + "|" + top->action, "TovikDrive|TSFP|");
         ASSERT_NE(top->submenu(), nullptr);
-        std::vector<std::string> titles;
+        Calls titles;
         for (const auto& item : top->submenu()->items()) {
             titles.push_back(item->title);
             EXPECT_EQ(extension::actionOfItem(item->title), item->action);
             EXPECT_EQ(extension::actionOfItem(item->keyEquivalent), item->action);
             EXPECT_EQ(item->image->name, "statusbaricon.png");
         }
-        EXPECT_EQ(titles, each.titles) << testing::PrintToString(each.selection);
+        EXPECT_EQ(titles, expected) << testing::PrintToString(paths);
     }
     EXPECT_EQ(log.count("Selected Item not exists"), 2U);
     EXPECT_EQ(log.count("All In Sync: 0, not: 0, base: 0"), 1U);

@@ -1,15 +1,12 @@
 // What hosts are answered and told: batches, observed directories, coalesced changes.
 #include "host_service/HostService.h"
-#include "tests/support/fakes.h"
-#include "tests/support/silent_connections.h"
+#include "tests/extension/ExtensionParts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
 
-using platform::Dictionary;
-using platform::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -39,23 +36,13 @@ class RecordingSink final : public host_service::HostSink {
     std::vector<std::string> signals;
 };
 
-class HostServiceTest : public testing::Test {
+class HostServiceTest : public testing::Test, protected support::ExtensionParts {
   protected:
-    support::RecordingLog log;
-    support::InlineQueue model;
-    support::InlineQueue background;
     support::InlineQueue commands;
-    support::TestClock clock;
-    support::LocalDistributedCenter center;
-    support::MemoryFileSystem disk;
-    support::AllImages images;
-    platform::NotificationCenter localCenter;
-    support::SilentConnections connections;
     RecordingSink sink;
     host_service::HostService service{{log, model, background, commands}};
-    daemon_client::TSyncClient client{{connections, center, localCenter, log, clock}};
-    extension::FinderSync finderSync{
-        {service, center, disk, images, log, clock, model, background}, client, &service};
+    daemon_client::TSyncClient client{forClient()};
+    extension::FinderSync finderSync{forFinderSync(service), client, &service};
 
     void SetUp() override {
         disk.folders = {{"/r", {"d"}}, {"/r/d", {"f"}}};
@@ -65,20 +52,21 @@ class HostServiceTest : public testing::Test {
                           const auto&, const host_service::HostService::Done& done) {
                            done({true, {action + "%@", {std::to_string(selection.size())}}});
                        });
-        transfer({});
+        uploads({});
         announced();
     }
-    void transfer(const std::vector<std::string>& files) {
-        Dictionary paths;
-        for (const std::string& file : files)
-            paths[file] = Dictionary();
-        center.post(
-            {"TSyncQuenzSyncRefresh",
-             std::nullopt,
-             {{"allPathsInSync", Dictionary{{"/R", "/r"}}},
-              {"statusInfo",
-               Dictionary{{"status", "syncStatusTransfer"},
-                          {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", paths}}}}}}}}});
+    void uploads(const std::vector<std::string>& files) { refresh({{"/R", "/r"}}, transfer(files)); }
+    // Each answer as one text, by its place.
+    std::vector<std::string> badges(const std::vector<std::string>& uris) {
+        std::vector<std::string> answers;
+        service.badges(uris, [&](const host_service::BadgeBatch& batch) {
+            for (const auto& each : batch.answers)
+                answers.push_back((each.kind == extension::BadgeAnswer::Kind::unchanged
+                                       ? "unchanged"
+                                       : std::string(each.identifier)) +
+                                  (each.isInSync ? " in" : "") + (each.isRoot ? " root" : ""));
+        });
+        return answers;
     }
     // What was told, with what still waited for its time.
     std::vector<std::string> announced() {
@@ -88,18 +76,9 @@ class HostServiceTest : public testing::Test {
 };
 
 TEST_F(HostServiceTest, AnswersEachItemOfABatch) {
-    transfer({"/r/d/f"});
-    std::vector<std::string> answers;
-    service.badges({"file:///r", "file:///r/d", "file:///r/d/g", "file:///r/gone", "file:///o", "http://x/",
-                    "file:///r/d/f"},
-                   [&](const host_service::BadgeBatch& batch) {
-                       for (const auto& each : batch.answers)
-                           answers.push_back((each.kind == extension::BadgeAnswer::Kind::unchanged
-                                                  ? "unchanged"
-                                                  : std::string(each.identifier)) +
-                                             (each.isInSync ? " in" : "") + (each.isRoot ? " root" : ""));
-                   });
-    EXPECT_THAT(answers,
+    uploads({"/r/d/f"});
+    EXPECT_THAT(badges({"file:///r", "file:///r/d", "file:///r/d/g", "file:///r/gone", "file:///o",
+                        "http://x/", "file:///r/d/f"}),
                 ElementsAre("tovik in root", "upload in", "sync in", "unchanged in", "", "", "upload in"));
     host_service::Explanation why;
     service.explain("file:///r/d", [&](const auto& explanation) { why = explanation; });
@@ -112,40 +91,30 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
     service.beginObserving("B", "file:///r/d/");
     service.beginObserving("B", "not a uri");
     EXPECT_EQ(finderSync.numberOfObservedPaths(), 3);
-    transfer({"/r/d/f"});
-    transfer({"/r/d/f"});
+    uploads({"/r/d/f"});
+    uploads({"/r/d/f"});
     EXPECT_THAT(announced(),
                 UnorderedElementsAre("A: file:///r: file:///r/d", "A: file:///r/d: file:///r/d/f",
                                      "B: file:///r/d/: file:///r/d/f"));
-    transfer({"/r/d/f"});
+    uploads({"/r/d/f"});
     EXPECT_THAT(announced(), IsEmpty()) << "nothing has changed";
-    transfer({"/r/d/g"}); // the finished file's folders are announced though no badge was set on them
+    uploads({"/r/d/g"}); // the finished file's folders are announced though no badge was set on them
     EXPECT_THAT(announced(), testing::Contains("A: file:///r/d: file:///r/d/f file:///r/d/g"));
 
     std::vector<std::string> many;
     for (int i = 0; i < 300; ++i)
         many.push_back("/r/d/x" + std::to_string(i));
-    transfer(many);
+    uploads(many);
     EXPECT_THAT(announced(), testing::Contains("A: file:///r/d:")) << "so many items stand for any item";
 
     service.endObserving("A", "file:///r/d");
     service.hostGone("B");
     EXPECT_EQ(finderSync.numberOfObservedPaths(), 1);
-    center.post({"TSyncQuenzSyncPathRemoved", std::nullopt, {{"localPath", "/r"}}});
+    post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"localPath", "/r"}});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
 }
 
 TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
-    const auto badge = [this](const std::string& uri) {
-        std::string text;
-        service.badges({uri}, [&](const host_service::BadgeBatch& batch) {
-            const auto& answer = batch.answers.at(0);
-            text = (answer.kind == extension::BadgeAnswer::Kind::unchanged ? "unchanged"
-                                                                           : std::string(answer.identifier)) +
-                   (answer.isInSync ? " in" : "") + (answer.isRoot ? " root" : "");
-        });
-        return text;
-    };
     const auto items = [this] {
         std::size_t count = 0;
         service.menu({}, {"file:///r"}, [&](const auto& menu) { count = menu->numberOfItems(); });
@@ -157,15 +126,15 @@ TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
     EXPECT_EQ(items(), 8U);
     service.setShown({.badges = false, .menu = true});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
-    EXPECT_EQ(badge("file:///r"), " in root") << "the flags decide the menu";
-    EXPECT_EQ(badge("file:///r/gone"), " in") << "an item that keeps its badge would keep it";
+    // The flags decide the menu; an item that keeps its badge would keep it.
+    EXPECT_THAT(badges({"file:///r", "file:///r/gone"}), ElementsAre(" in root", " in"));
     service.setShown({.badges = false, .menu = false});
     service.setShown({.badges = false, .menu = false});
     EXPECT_THAT(announced(), ElementsAre("menus")) << "only what changed is told";
     EXPECT_EQ(items(), 0U);
     service.setShown({});
     EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///r:", "menus"));
-    EXPECT_EQ(badge("file:///r"), "tovik in root");
+    EXPECT_THAT(badges({"file:///r"}), ElementsAre("tovik in root"));
     EXPECT_EQ(items(), 8U);
 }
 

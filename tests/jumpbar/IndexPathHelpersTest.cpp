@@ -12,7 +12,6 @@ TEST(IndexPathHelpers, JoinCutAndPrint) {
     EXPECT_EQ(stringRepresentation({}), "");
     EXPECT_EQ(indexPathByAddingIndexPath({0}, {4, 1}), (IndexPath{0, 4, 1}));
     EXPECT_EQ(indexPathByAddingIndexInFront({2, 5}, 0), (IndexPath{0, 2, 5}));
-    EXPECT_EQ(indexPathByAddingIndexInFront({}, 9), IndexPath{9});
     const IndexPath path{4, 3, 2, 1};
     EXPECT_EQ(subIndexPathWithRange(path, {1, 2}), (IndexPath{3, 2}));
     EXPECT_EQ(subIndexPathToPosition(path, 0), IndexPath{});
@@ -21,20 +20,15 @@ TEST(IndexPathHelpers, JoinCutAndPrint) {
     EXPECT_EQ(subIndexPathFromPosition(path, 1), (IndexPath{3, 2, 1}));
 }
 
-TEST(IndexPathHelpers, FindItemsAndSayWhereAPathLeadsNowhere) {
+TEST(IndexPathHelpers, SayWhereAPathOrAnItemIsNowhere) {
     platform::Menu root;
     const auto first = root.addItem("first");
     const auto second = root.addItem("second");
     second->setSubmenu(platform::Menu::create());
-    second->submenu()->addItem("zero");
-    const auto inner = second->submenu()->addItem("one");
-
-    EXPECT_EQ(itemAtIndexPath(root, {0}), first);
-    EXPECT_EQ(itemAtIndexPath(root, {1, 1}), inner);
-    EXPECT_EQ(indexPathOfItem(*inner), (IndexPath{1, 1}));
-    EXPECT_EQ(inner->parentItem(), second.get());
+    const auto inner = second->submenu()->addItem("zero");
+    EXPECT_EQ(itemAtIndexPath(root, {1, 0}), inner);
     for (const IndexPath& nowhere :
-         {IndexPath{}, IndexPath{2}, IndexPath{0, 0}, IndexPath{1, 2}, IndexPath{0, 0, 0}})
+         {IndexPath{}, IndexPath{2}, IndexPath{0, 0}, IndexPath{1, 1}, IndexPath{0, 0, 0}})
         EXPECT_EQ(itemAtIndexPath(root, nowhere), nullptr) << stringRepresentation(nowhere);
 
     root.removeAllItems();

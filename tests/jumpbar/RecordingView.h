@@ -10,7 +10,6 @@ namespace jumpbar {
 
 struct RecordingView final : VxJumpBarView {
     std::map<std::string, double> widths; // of texts; a text that is not in it is 6 points a byte wide
-    int redraws = 0;
     int layouts = 0;
     int labelRedraws = 0;
     int menuChanges = 0;
@@ -25,7 +24,7 @@ struct RecordingView final : VxJumpBarView {
     platform::ImageHandle imageNamed(const std::string& name) override {
         return platform::imageNamed(name, {name == VxJumpBarAccessorySeparator ? 2.0 : 7.0, 20.0});
     }
-    void setNeedsDisplay() override { ++redraws; }
+    void setNeedsDisplay() override {}
     void labelNeedsDisplay(VxJumpBarLabel&) override { ++labelRedraws; }
     void layoutChanged() override { ++layouts; }
     void menuChanged(platform::Menu&) override { ++menuChanges; }

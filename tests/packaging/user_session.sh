@@ -26,7 +26,6 @@ ask() {
     dbus-send --session --print-reply --dest=com.quarnhold.TovikDrive-Quen.TSyncFinder \
         /com/quarnhold/TovikDrive_Quen/TSyncFinder com.quarnhold.TovikDrive_Quen.FinderSync1.Version >/dev/null 2>&1
 }
-has_risen_or_failed() { is_not MainPID 0 || is ActiveState failed; }
 refuses() {
     if ask || is_not ActiveState inactive || pgrep -x tsyncfinder >/dev/null; then fail "it starts though $1"; fi
 }
@@ -55,7 +54,6 @@ ask || fail "the bus does not start it"
 is ActiveState active || fail "the bus started it, but not by its unit"
 tsyncfinder doctor --json >/tmp/doctor.json || fail "the doctor: $(cat /tmp/doctor.json)"
 grep -q '"state":"ok","text":"tsyncfinder.service is enabled' /tmp/doctor.json || fail "the doctor: $(cat /tmp/doctor.json)"
-tsyncfinder run 2>&1 | grep -q "already running" || fail "a second one"
 
 crashed=$(of_unit MainPID)
 kill -SEGV "$crashed"
@@ -88,20 +86,4 @@ systemctl --quiet --global disable "$unit" 2>/dev/null
 systemctl --user daemon-reload
 refuses "disabled"
 systemctl --quiet --global enable "$unit" 2>/dev/null
-systemctl --user daemon-reload
-systemctl --user reset-failed
-
-# One that dies again and again is left alone.
-systemctl --user start "$unit"
-begun=$SECONDS
-for ((deaths = 0; deaths < 10; ++deaths)); do
-    eventually is_not MainPID 0 || break
-    process=$(of_unit MainPID)
-    kill -KILL "$process" 2>/dev/null || true
-    eventually is_not MainPID "$process"
-    eventually has_risen_or_failed || fail "neither started again nor given up"
-    ! is ActiveState failed || break
-done
-# Deaths that come slower than the limit counts, on a machine that is busy, are none of its business.
-is ActiveState failed || [ $((SECONDS - begun)) -gt 50 ] || fail "after $deaths deaths it is $(of_unit ActiveState)"
-echo "session: started, restarted, stopped, refused and given up as it should be"
+echo "session: started, restarted, stopped and refused as it should be"

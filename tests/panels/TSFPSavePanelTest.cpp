@@ -1,16 +1,13 @@
 #include "panels/TSFPSavePanel.h"
 
-#include "backends/posix/GuardedFileSystem.h"
 #include "jumpbar/IndexPathHelpers.h"
 #include "tests/jumpbar/RecordingView.h"
 #include "tests/panels/StubbornSpace.h"
 #include "tests/panels/Surroundings.h"
+#include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -30,33 +27,27 @@ struct Panel : TSFPSavePanelView, testing::Test {
     void stopModalWithCode(int response) override { ends.push_back("response " + std::to_string(response)); }
     void close() override { ends.emplace_back("close"); }
 
-    // A folder of the test's own, since the tests run side by side; its last component is the panel's new
-    // folder.
-    std::string unique = testing::TempDir() + "save-panel-XXXXXX";
-    std::filesystem::path home = std::filesystem::path(::mkdtemp(unique.data())) / "save-panel";
     StubbornSpace space;
     SteppedQueue queue;
     KeepingLog log;
-    backends::posix::GuardedFileSystem fileSystem;
+    support::MemoryFileSystem fileSystem;
     jumpbar::RecordingView barView;
     jumpbar::VxJumpBar bar{barView, {0, 0, 400, 30}};
     std::optional<TSFPSavePanel> panel;
 
     Panel() {
-        std::filesystem::create_directories(home / "Photos");
-        std::ofstream(home / "report.pdf") << "x";
+        fileSystem.folders["/home/u/Photos"] = {};
+        fileSystem.files = {"/home/u/report.pdf"};
         panel.emplace(TSFPSavePanel::Surroundings{*this, bar, space, queue, fileSystem, log});
     }
-    ~Panel() override { std::filesystem::remove_all(unique); }
 
-    void openForSync(const std::string& name) {
-        panel->setForSync(home / name);
+    void openForSync(const std::string& path) {
+        panel->setForSync(path);
         panel->awakeFromNib();
         queue.runAll();
     }
     // The level that the path leads to, as "title>" for a placeholder or a filled submenu, "title" for a
-    // leaf,
-    // "--" for a separator and "(title)" for a row that cannot be chosen.
+    // leaf, "--" for a separator and "(title)" for a row that cannot be chosen.
     Strings level(const platform::IndexPath& path) {
         Strings shown;
         for (const auto& item : jumpbar::itemAtIndexPath(*bar.menu(), path)->submenu()->items()) {
@@ -78,8 +69,8 @@ struct Panel : TSFPSavePanelView, testing::Test {
 TEST_F(Panel, AFolderIsProposedWhereItsNameIsMissing) {
     space.folders["/"] = {"/Docs", "/Old"};
     space.folders["/Docs"] = {"/Docs/Letters"};
-    openForSync("Photos");
-    EXPECT_EQ(message, "Where do you want to sync\n\n" + (home / "Photos").string() + "?");
+    openForSync("/home/u/Photos");
+    EXPECT_EQ(message, "Where do you want to sync\n\n/home/u/Photos?");
     EXPECT_EQ(level({0}), Strings{"(Loading…)"});
     EXPECT_EQ(panel->selectedPath(), "/");
     EXPECT_EQ(okEnabled, false) << "the root cannot be synced to";
@@ -103,9 +94,8 @@ TEST_F(Panel, AFolderIsProposedWhereItsNameIsMissing) {
     EXPECT_EQ(level({0, 0}), (Strings{"Letters", "--", "Photos"}));
     EXPECT_EQ(jumpbar::itemAtIndexPath(*bar.menu(), {0, 0, 2})->representedObject, "/Docs/Photos");
     EXPECT_EQ(panel->selectedPath(), "/Photos") << "a level that arrives later chooses nothing";
-    highlight({0, 0});
-    highlight({0, 2}); // a separator
-    highlight({0, 1}); // a leaf
+    for (const std::size_t row : {0U, 1U, 2U}) // fetched, a leaf, a separator
+        highlight({0, row});
     EXPECT_EQ(space.lists, (std::map<std::string, int>{{"/", 1}, {"/Docs", 1}}));
 
     bar.setSelectedIndexPath(platform::indexPath({0}));
@@ -118,62 +108,49 @@ TEST_F(Panel, AFolderIsProposedWhereItsNameIsMissing) {
 
 TEST_F(Panel, AnExistingFolderOfTheNameIsPreselected) {
     space.folders["/"] = {"/A/Photos", "/Docs", "/B/Photos"}; // shown as the daemon gives them: the last wins
-    openForSync("Photos");
+    openForSync("/home/u/Photos");
     space.answerAll();
     EXPECT_EQ(level({0}), (Strings{"Photos", "Docs", "Photos"}));
     EXPECT_EQ(panel->selectedPath(), "/B/Photos");
     EXPECT_EQ(okEnabled, true);
 }
 
-TEST_F(Panel, ArchivingAsksByNumberAndMayTakeTheRoot) {
-    const std::string file = home / "report.pdf";
-    struct Case {
-        Strings paths;
-        std::string message;
-    };
-    for (const Case& c : {Case{{file}, "Do you want to archive\n\n" + file + "?"},
-                          Case{{file, home, "/x"}, "Do you want to archive selected files?"}}) {
-        panel.emplace(TSFPSavePanel::Surroundings{*this, bar, space, queue, fileSystem, log});
-        bar.setMenu(nullptr);
-        message.clear();
-        log.lines.clear();
-        panel->setForArchive(c.paths);
-        panel->setForArchive({});
-        EXPECT_EQ(message, "") << "there is no field yet";
-        panel->awakeFromNib();
-        EXPECT_EQ(message, c.message);
-        EXPECT_EQ(log.lines, Strings{"Set Message Text"});
-        space.answerAll();
-        EXPECT_EQ(level({0}), Strings{}) << "no new folder is offered";
-        EXPECT_EQ(panel->selectedPath(), "/");
-        EXPECT_EQ(okEnabled, true);
-    }
+TEST_F(Panel, ArchivingMayTakeTheRoot) {
+    panel->setForArchive({"/home/u/report.pdf", "/x"});
+    panel->setForArchive({});
+    EXPECT_EQ(message, "") << "there is no field yet";
+    panel->awakeFromNib();
+    EXPECT_EQ(message, "Do you want to archive selected files?");
+    EXPECT_EQ(log.lines, Strings{"Set Message Text"});
+    space.answerAll();
+    EXPECT_EQ(level({0}), Strings{}) << "no new folder is offered";
+    EXPECT_EQ(panel->selectedPath(), "/");
+    EXPECT_EQ(okEnabled, true);
     panel->cancelClicked();
     EXPECT_EQ(ends, (Strings{"response 0", "close"}));
 }
 
 TEST_F(Panel, ADaemonThatDoesNotAnswerLeavesSomethingToOpen) {
     space.folders["/"] = {"/Docs", "/Photos"};
-    openForSync("report.pdf"); // a file: its folder's name is proposed
+    openForSync("/home/u/report.pdf"); // a file: its folder's name is proposed
     StubbornSpace::deliver(space.listing, false);
-    EXPECT_EQ(level({0}), (Strings{"(No answer from the sync service)", "--", "save-panel"}));
-    EXPECT_EQ(panel->selectedPath(), "/save-panel");
+    EXPECT_EQ(level({0}), (Strings{"(No answer from the sync service)", "--", "u"}));
+    EXPECT_EQ(panel->selectedPath(), "/u");
 
     highlight({0});
-    EXPECT_EQ(level({0}), (Strings{"(Loading…)", "--", "save-panel"}))
-        << "the choice stays while it is asked again";
+    EXPECT_EQ(level({0}), (Strings{"(Loading…)", "--", "u"})) << "the choice stays while it is asked again";
     StubbornSpace::deliver(space.listing, true);
     space.counting[0](true);
     space.counting[1](false);
-    EXPECT_EQ(level({0}), (Strings{"Docs", "Photos>", "--", "save-panel"})) << "not counted: to be opened";
+    EXPECT_EQ(level({0}), (Strings{"Docs", "Photos>", "--", "u"})) << "not counted: to be opened";
     EXPECT_EQ(*bar.selectedIndexPath(), (platform::IndexPath{0, 3})) << "the choice follows its item";
-    EXPECT_EQ(panel->selectedPath(), "/save-panel");
+    EXPECT_EQ(panel->selectedPath(), "/u");
     EXPECT_EQ(barView.menuChanges, 2);
 
     highlight({0, 1});
     StubbornSpace::deliver(space.listing, false);
     bar.setSelectedIndexPath(platform::indexPath({0, 1, 2}));
-    space.folders["/Photos"] = {"/Photos/save-panel"};
+    space.folders["/Photos"] = {"/Photos/u"};
     highlight({0, 1});
     StubbornSpace::deliver(space.listing, true);
     panel.reset(); // cancelled while counts are under way

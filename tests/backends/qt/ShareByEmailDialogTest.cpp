@@ -3,7 +3,6 @@
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/qt/MainQueue.h"
 #include "backends/qt/texts.h"
-#include "platform/Json.h"
 #include "tests/backends/qt/finding.h"
 #include "tests/panels/Surroundings.h"
 
@@ -14,7 +13,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTimer>
 #include <QTreeView>
 #include <functional>
 #include <string>
@@ -37,11 +35,8 @@ struct ShareWindow : testing::Test {
     panels::SteppedQueue background;
     backends::posix::GuardedFileSystem fileSystem;
     panels::KeepingLog log;
-    std::vector<std::string> messages;
     ShareByEmailDialog dialog{{contacts, mainQueue, background, fileSystem, log,
-                               [this](const std::string&, const platform::Dictionary& payload) {
-                                   messages.push_back(*platform::jsonText(payload));
-                               }},
+                               [](const std::string&, const platform::Dictionary&) {}},
                               "/home/u/Docs/plan.pdf"};
     QLineEdit* line = dialog.findChild<TokenField*>("emails")->edit();
     QPushButton* ok = dialog.findChild<QPushButton*>("ok");
@@ -49,31 +44,12 @@ struct ShareWindow : testing::Test {
     void run(const std::function<void()>& person) {
         dialog.controller().setAllPathsInSync({{"/Docs", "/home/u/Docs"}});
         dialog.controller().shareFile({{"path", "/home/u/Docs/plan.pdf"}, {"isDir", false}});
-        QTimer::singleShot(0, &dialog, [&] {
-            EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+        whenShown(dialog, [&] {
             EXPECT_EQ(dialog.findChild<QLabel*>("textFieldInfo")->text(), "Share file 'plan.pdf' with");
             EXPECT_FALSE(ok->isEnabled());
             person();
-            if (dialog.isVisible()) {
-                ADD_FAILURE() << "the window is still open";
-                dialog.reject();
-            }
         });
         dialog.runModal();
-        background.runAll();
-    }
-    // The tokens as they are read out, and the text being typed.
-    QStringList field() {
-        QStringList shownTokens;
-        for (const QWidget* token : dialog.findChildren<QWidget*>("token"))
-            if (!token->isHidden()) shownTokens.append(token->accessibleName());
-        if (!line->text().isEmpty()) shownTokens.append(line->text());
-        return shownTokens;
-    }
-    void type(const QString& text) { QTest::keyClicks(QApplication::focusWidget(), text); }
-    void key(Qt::Key pressed) {
-        QWidget* popup = QApplication::activePopupWidget();
-        QTest::keyClick(popup != nullptr ? popup : QApplication::focusWidget(), pressed);
     }
     std::vector<QWidget*> chips() {
         std::vector<QWidget*> shownChips;
@@ -81,20 +57,25 @@ struct ShareWindow : testing::Test {
             if (!token->isHidden()) shownChips.push_back(token);
         return shownChips;
     }
+    // The tokens as they are read out, and the text being typed.
+    QStringList field() {
+        QStringList shownTokens;
+        for (const QWidget* token : chips())
+            shownTokens.append(token->accessibleName());
+        if (!line->text().isEmpty()) shownTokens.append(line->text());
+        return shownTokens;
+    }
 };
 
-TEST_F(ShareWindow, TypesCompletesAndSends) {
+TEST_F(ShareWindow, TypesCompletesPicksAndSends) {
     run([&] {
         EXPECT_TRUE(line->hasFocus());
         type("jo");
-        QWidget* popup = QApplication::activePopupWidget();
-        ASSERT_NE(popup, nullptr);
-        auto* list = dynamic_cast<QAbstractItemView*>(popup);
+        auto* list = dynamic_cast<QAbstractItemView*>(QApplication::activePopupWidget());
         ASSERT_NE(list, nullptr);
         ASSERT_EQ(list->model()->rowCount(), 3);
         EXPECT_EQ(list->model()->index(0, 0).data().toString(), "joan <joan@x.org>");
         EXPECT_EQ(list->model()->index(2, 0).data().toString(), "john Smith <j@x.org>");
-        EXPECT_FALSE(ok->isEnabled());
         key(Qt::Key_Down);
         key(Qt::Key_Down);
         key(Qt::Key_Return);
@@ -102,24 +83,29 @@ TEST_F(ShareWindow, TypesCompletesAndSends) {
         EXPECT_TRUE(ok->isEnabled());
         EXPECT_TRUE(dialog.isVisible()) << "Enter ended the entry, not the window";
 
-        type("k@y.org");
-        EXPECT_EQ(field().last(), "k@y.org");
-        EXPECT_TRUE(ok->isEnabled());
         type("x@");
         EXPECT_FALSE(ok->isEnabled()) << "what is being typed is no address";
         type(",");
-        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "k@y.orgx@"}));
+        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "x@"}));
         EXPECT_TRUE(ok->isEnabled()) << "a token is not held to the rule";
         key(Qt::Key_Backspace);
         EXPECT_EQ(field(), QStringList{"John Smith, j@x.org"});
-        type("m@z.org");
-        key(Qt::Key_Return);
-        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "m@z.org"}));
-        key(Qt::Key_Return);
+
+        type("k@y.org");
+        click(dialog.findChild<QLineEdit*>("search"));
+        EXPECT_EQ(chips().size(), 2U) << "leaving the field ends the entry";
+        auto* picker = dialog.findChild<QTreeView*>("peoplePicker");
+        EXPECT_EQ(picker->model()->rowCount(), 4);
+        type("home");
+        ASSERT_EQ(picker->model()->rowCount(), 1);
+        const QPoint row = picker->visualRect(picker->model()->index(0, 1)).center();
+        QTest::mouseClick(picker->viewport(), Qt::LeftButton, {}, row);
+        QTest::mouseDClick(picker->viewport(), Qt::LeftButton, {}, row);
+        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "k@y.org", "Joan, joan@home.org"}));
+        click(ok);
     });
-    EXPECT_EQ(messages,
-              std::vector<std::string>{"{\"isDir\":\"file\",\"localPath\":\"/Docs/plan.pdf\",\"recipients\":["
-                                       "\"j@x.org\",\"m@z.org\"]}"});
+    EXPECT_TRUE(dialog.controller().hasSent());
+    EXPECT_EQ(dialog.recipients(), (std::vector<std::string>{"j@x.org", "k@y.org", "joan@home.org"}));
 }
 
 TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
@@ -132,9 +118,6 @@ TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
         EXPECT_EQ(chips().size(), 3003U);
         EXPECT_EQ(field().mid(0, 3), (QStringList{"John Smith, j@x.org", "a@b.de", "bad"}));
         EXPECT_EQ(dialog.recipients().back(), "person2999@example.org");
-        dialog.controller().select(); // nobody is selected
-        EXPECT_EQ(chips().size(), 3003U);
-
         key(Qt::Key_Left); // from the line to the last token
         key(Qt::Key_Delete);
         EXPECT_EQ(dialog.recipients().back(), "person2998@example.org");
@@ -146,27 +129,7 @@ TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
         EXPECT_TRUE(ok->isEnabled());
         key(Qt::Key_Escape);
     });
-    EXPECT_EQ(messages, std::vector<std::string>{});
-}
-
-TEST_F(ShareWindow, PicksFromTheAddressBook) {
-    run([&] {
-        auto* picker = dialog.findChild<QTreeView*>("peoplePicker");
-        EXPECT_EQ(picker->model()->rowCount(), 4);
-        type("k@y.org");
-        QTest::mouseClick(dialog.findChild<QLineEdit*>("search"), Qt::LeftButton);
-        EXPECT_EQ(field(), QStringList{"k@y.org"});
-        EXPECT_EQ(chips().size(), 1U) << "leaving the field ends the entry";
-        type("home");
-        ASSERT_EQ(picker->model()->rowCount(), 1);
-        const QPoint row = picker->visualRect(picker->model()->index(0, 1)).center();
-        QTest::mouseClick(picker->viewport(), Qt::LeftButton, {}, row);
-        QTest::mouseDClick(picker->viewport(), Qt::LeftButton, {}, row);
-        EXPECT_EQ(field(), (QStringList{"k@y.org", "Joan, joan@home.org"}));
-        QTest::mouseClick(ok, Qt::LeftButton);
-    });
-    ASSERT_EQ(messages.size(), 1U);
-    EXPECT_NE(messages[0].find("[\"k@y.org\",\"joan@home.org\"]"), std::string::npos);
+    EXPECT_FALSE(dialog.controller().hasSent());
 }
 
 TEST(Texts, AreShownInTheSessionsLanguage) {

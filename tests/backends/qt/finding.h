@@ -1,11 +1,13 @@
 // Finding the parts of a window as a person would: by what is shown now. Real events then go to them.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <QApplication>
+#include <QDialog>
 #include <QListView>
-#include <QPointer>
 #include <QTest>
-#include <QWidget>
+#include <QTimer>
 #include <functional>
 
 namespace backends::qt {
@@ -29,6 +31,27 @@ inline QStringList rowsOf(const QListView& list) {
 inline QPoint middleOf(const QListView& list, const QString& title) {
     const auto row = rowsOf(list).indexOf(title);
     return list.visualRect(list.model()->index(static_cast<int>(row), 0)).center();
+}
+
+// Where the keyboard's events go: into the innermost popup, or else into the window.
+inline QWidget* focused() {
+    QWidget* popup = QApplication::activePopupWidget();
+    if (popup == nullptr) return QApplication::focusWidget();
+    return openList() != nullptr ? popup->focusWidget() : popup;
+}
+inline void key(Qt::Key pressed) { QTest::keyClick(focused(), pressed); }
+inline void type(const QString& text) { QTest::keyClicks(focused(), text); }
+inline void click(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }
+
+// Runs the person's doings when the dialog is shown; they are to end it.
+inline void whenShown(QDialog& dialog, const std::function<void()>& person) {
+    QTimer::singleShot(0, &dialog, [&dialog, person] {
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+        person();
+        if (!dialog.isVisible()) return;
+        ADD_FAILURE() << "the window is still open";
+        dialog.reject();
+    });
 }
 
 inline QString currentOf(const QListView& list) { return list.currentIndex().data().toString(); }

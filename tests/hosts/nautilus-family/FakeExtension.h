@@ -12,11 +12,8 @@
 #include <map>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace fake {
-
-enum class Mood { sensible, silent, wrongTypes, wrongCount, huge };
 
 class Extension {
   public:
@@ -49,7 +46,7 @@ class Extension {
     Extension(const Extension&) = delete;
     Extension& operator=(const Extension&) = delete;
 
-    Mood mood = Mood::sensible;
+    std::string mood; // "silent", "wrong-types", "wrong-count" and "huge"; anything else is sensible
     // The answer for a URI: badge, is in sync, is a root.
     std::function<GVariant*(const std::string&)> badge = [](const std::string&) {
         return g_variant_new("(sbb)", "sync", TRUE, FALSE);
@@ -58,7 +55,6 @@ class Extension {
     std::size_t asked = 0;   // URIs
     std::size_t menusAsked = 0;
     std::map<std::string, int> observed;
-    std::vector<std::string> activated; // item, then the URIs
 
     void emit(const char* signal, GVariant* arguments) {
         g_dbus_connection_emit_signal(bus, nullptr, FINDER_SYNC_OBJECT_PATH, FINDER_SYNC_INTERFACE, signal,
@@ -78,11 +74,12 @@ class Extension {
     }
 
     void answer(const std::string& method, GVariant* arguments, GDBusMethodInvocation* invocation) {
-        GVariant* reply = mood == Mood::wrongTypes ? g_variant_new("(sa{sv})", "nonsense", nullptr)
-                          : mood == Mood::huge     ? hugeReply(method)
-                                                   : reasonableReply(method, arguments);
+        const bool isHuge = mood == "huge" && (method == "BadgesForItems" || method == "WatchedDirectories");
+        GVariant* reply = mood == "wrong-types" ? g_variant_new("(sa{sv})", "nonsense", nullptr)
+                          : isHuge              ? hugeReply(method == "BadgesForItems")
+                                                : reasonableReply(method, arguments);
         if (reply != nullptr) g_variant_ref_sink(reply);
-        if (reply != nullptr && mood != Mood::silent) { // whatever the interface says of its type
+        if (reply != nullptr && mood != "silent") { // whatever the interface says of its type
             GDBusMessage* const message =
                 g_dbus_message_new_method_reply(g_dbus_method_invocation_get_message(invocation));
             g_dbus_message_set_body(message, reply);
@@ -94,7 +91,6 @@ class Extension {
     }
 
     GVariant* reasonableReply(const std::string& method, GVariant* arguments) {
-        const char* uri = nullptr;
         if (method == "BadgesForItems") return badgesReply(arguments);
         if (method == "WatchedDirectories") {
             const char* const directories[] = {"file:///"};
@@ -102,21 +98,9 @@ class Extension {
         }
         if (method == "MenusByClass") {
             ++menusAsked;
-            GVariantBuilder menus;
-            g_variant_builder_init(&menus, G_VARIANT_TYPE("a{sav}"));
-            for (const char* const each : {"nothing", "synced-file", "unsynced-items", "sync-roots"})
-                g_variant_builder_add(&menus, "{sav}", each, nullptr);
-            return g_variant_new("(a{sav})", &menus);
+            return g_variant_new_parsed("({'nothing': @av [], 'synced-file': [<'Share'>]},)");
         }
-        if (method == "Activate") {
-            GVariantIter* uris = nullptr;
-            g_variant_get(arguments, "(&sasa{ss}sa{sv})", &uri, &uris, nullptr, nullptr, nullptr);
-            activated = {uri};
-            while (g_variant_iter_next(uris, "&s", &uri))
-                activated.emplace_back(uri);
-            g_variant_iter_free(uris);
-            return g_variant_new("(t)", guint64{1});
-        }
+        const char* uri = nullptr;
         g_variant_get(arguments, "(&s)", &uri);
         observed[uri] += method == "BeginObserving" ? 1 : -1;
         return g_variant_new_tuple(nullptr, 0);
@@ -131,31 +115,23 @@ class Extension {
         if (g_variant_iter_n_children(uris) > 0) ++batches;
         while (g_variant_iter_next(uris, "&s", &uri)) {
             ++asked;
-            if (mood != Mood::wrongCount) g_variant_builder_add_value(&answers, badge(uri));
+            if (mood != "wrong-count") g_variant_builder_add_value(&answers, badge(uri));
         }
         g_variant_iter_free(uris);
         return g_variant_new("(ta(sbb))", ++sequence, &answers);
     }
 
-    static GVariant* hugeReply(const std::string& method) {
-        constexpr unsigned count = 20'000;
+    static GVariant* hugeReply(bool ofBadges) {
         GVariantBuilder list;
-        g_variant_builder_init(&list, G_VARIANT_TYPE(method == "BadgesForItems" ? "a(sbb)"
-                                                     : method == "MenusByClass" ? "a{sav}"
-                                                                                : "as"));
-        for (unsigned i = 0; i < count; ++i) {
+        g_variant_builder_init(&list, G_VARIANT_TYPE(ofBadges ? "a(sbb)" : "as"));
+        for (unsigned i = 0; i < 20'000; ++i) {
             const std::string text = "file:///nonsense-" + std::to_string(i);
-            if (method == "BadgesForItems")
+            if (ofBadges)
                 g_variant_builder_add(&list, "(sbb)", text.c_str(), TRUE, FALSE);
-            else if (method == "MenusByClass")
-                g_variant_builder_add(&list, "{sav}", text.c_str(), nullptr);
             else
                 g_variant_builder_add(&list, "s", text.c_str());
         }
-        return method == "BadgesForItems"       ? g_variant_new("(ta(sbb))", guint64{1}, &list)
-               : method == "MenusByClass"       ? g_variant_new("(a{sav})", &list)
-               : method == "WatchedDirectories" ? g_variant_new("(bas)", TRUE, &list)
-                                                : g_variant_new("(@as)", g_variant_builder_end(&list));
+        return ofBadges ? g_variant_new("(ta(sbb))", guint64{1}, &list) : g_variant_new("(bas)", TRUE, &list);
     }
 
     GDBusConnection* bus = nullptr;

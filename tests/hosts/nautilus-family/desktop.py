@@ -100,7 +100,7 @@ class Accessible:
         self.is_gtk4 = is_gtk4
         Atspi.init()
 
-    def find(self, roles, name, tell=lambda *_: None):
+    def find(self, roles, name):
         found = []
         desktop = self.atspi.get_desktop(0)
 
@@ -108,7 +108,6 @@ class Accessible:
             if node is None or depth > 40 or found:
                 return
             try:
-                tell(node.get_role_name(), repr(node.get_name()))
                 if node.get_role_name() in roles and node.get_name() == name and \
                         self.is_visible(node):
                     found.append(node)
@@ -128,11 +127,7 @@ class Accessible:
             node.get_state_set().contains(self.atspi.StateType.SHOWING)
 
     def wait(self, roles, name, seconds=15):
-        try:
-            return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles), name))
-        except AssertionError:
-            self.find(roles, None, print)
-            raise
+        return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles), name))
 
     def actions(self, node):
         action = node.get_action_iface()
@@ -146,8 +141,8 @@ class Accessible:
         node.get_action_iface().do_action(self.actions(node).index(wanted))
 
     def centre(self, node):
-        box = node.get_extents(self.atspi.CoordType.SCREEN)
-        return box.x + box.width // 2, box.y + box.height // 2
+        box = node.get_extents(self.atspi.CoordType.WINDOW if self.is_gtk4 else self.atspi.CoordType.SCREEN)
+        return str(box.x + box.width // 2), str(box.y + box.height // 2)
 
 
 if __name__ == "__main__":

@@ -9,15 +9,10 @@
 
 int main(int count, char** arguments) {
     if (count != 4) return 2;
-    const std::string mood = arguments[1];
     fake::Extension extension(arguments[2]);
-    for (const auto& [name, value] : {std::pair{"silent", fake::Mood::silent},
-                                      {"wrong-types", fake::Mood::wrongTypes},
-                                      {"wrong-count", fake::Mood::wrongCount},
-                                      {"huge", fake::Mood::huge}})
-        if (mood == name) extension.mood = value;
+    extension.mood = arguments[1];
     std::pair<fake::Extension*, const char*> flooded{&extension, arguments[3]};
-    if (mood == "flood")
+    if (extension.mood == "flood")
         g_timeout_add(
             10,
             [](gpointer data) -> gboolean {

@@ -1,0 +1,45 @@
+// What the extension stands on in tests, and what the daemon tells it.
+#pragma once
+
+#include "extension/FinderSync.h"
+#include "protocol/names.h"
+#include "tests/support/fakes.h"
+#include "tests/support/silent_connections.h"
+
+namespace support {
+
+struct ExtensionParts {
+    RecordingLog log;
+    InlineQueue model;
+    InlineQueue background;
+    TestClock clock;
+    LocalDistributedCenter center;
+    MemoryFileSystem disk;
+    AllImages images;
+    platform::NotificationCenter localCenter;
+    SilentConnections connections;
+
+    daemon_client::TSyncClientPlatform forClient() { return {connections, center, localCenter, log, clock}; }
+    extension::FinderSyncPlatform forFinderSync(platform::FIFinderSyncController& controller) {
+        return {controller, center, disk, images, log, clock, model, background};
+    }
+    void post(const char* name, platform::Dictionary userInfo = {}) {
+        center.post({name, std::nullopt, std::move(userInfo)});
+    }
+    void refresh(platform::Dictionary table, std::optional<platform::Value> status = std::nullopt) {
+        platform::Dictionary userInfo{{"allPathsInSync", std::move(table)}};
+        if (status) userInfo["statusInfo"] = *status;
+        post(TSYNC_NOTE_SYNC_REFRESH, std::move(userInfo));
+    }
+    // The status of a daemon that uploads these files.
+    static platform::Value transfer(const std::vector<std::string>& files) {
+        platform::Dictionary paths;
+        for (const std::string& file : files)
+            paths[file] = platform::Dictionary();
+        const platform::Dictionary uploading{{"paths", paths}};
+        return platform::Dictionary{{"status", "syncStatusTransfer"},
+                                    {"info", platform::Dictionary{{"syncStatusUploading", uploading}}}};
+    }
+};
+
+} // namespace support
