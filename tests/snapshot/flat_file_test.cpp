@@ -93,6 +93,9 @@ TEST_F(FlatFile, EveryOddInputHasItsOutcome) {
     };
     for (const auto& [bytes, outcome] : cases)
         EXPECT_EQ(load(bytes), outcome) << bytes;
+    EXPECT_EQ(outcomeOf([] { return DSNodeLoadSnapshot("no file", "other"); }), "none\n");
+    EXPECT_EQ(outcomeOf([] { return DSNodeLoadSnapshot(".", nullptr); }),
+              "none\nUnable to read from .. Read 0 bytes. \n");
 }
 
 TEST_F(FlatFile, EveryTruncationHasItsOutcome) {
@@ -151,18 +154,6 @@ TEST_F(FlatFile, RecordsGoAcrossTheEndsOfTheBuffer) {
     EXPECT_EQ(load(bytes), tree);
     EXPECT_EQ(DSNodeSaveSnapshot(Tree(DSNodeLoadSnapshot("s", "other")).get(), "s"), 0);
     EXPECT_EQ(contents("s"), plain);
-}
-
-TEST_F(FlatFile, ChoosesTheStoreByKind) {
-    store("s", "2|/f1|2|1|1|");
-    const auto loadAs = [](const char* file, const char* kind) {
-        return outcomeOf([&] { return DSNodeLoadSnapshot(file, kind); });
-    };
-    for (const char* kind : {"sync", "backup", "other", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(loadAs("s", kind), "/f 1 2 1 1\n");
-    for (const char* kind : {"sync", "other"})
-        EXPECT_EQ(loadAs("none", kind), "none\n");
-    EXPECT_EQ(loadAs(".", "other"), "none\nUnable to read from .. Read 0 bytes. \n");
 }
 
 TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {

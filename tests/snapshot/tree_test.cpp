@@ -68,12 +68,7 @@ TEST(List, SortsAndCopies) {
     EXPECT_EQ(copy->freeCallback, nullptr);
     DSListDestroy(copy);
     EXPECT_EQ(DSListCopy(nullptr), nullptr);
-    for (char* value : text) // an emptied list works on
-        DSListRemoveValue(list, value);
-    EXPECT_EQ(valuesOf(list), Texts{});
-    EXPECT_EQ(list->tail, nullptr);
-    DSListAppendValue(list, text[0]);
-    EXPECT_EQ(valuesOf(list), Texts{"cx"});
+    list->freeCallback = nullptr;
     DSListDestroy(list);
 }
 
@@ -241,8 +236,8 @@ TEST_P(TreeModel, FollowsPlainModel) {
         std::string name = someName();
         auto size = static_cast<int64_t>(random(100));
         auto type = static_cast<uint8_t>(1 + random(3));
-        switch (random(10)) {
-        case 0: // find or create
+        switch (step < 300 ? 9 : random(10)) { // grows first, so that the index of the root's names does
+        case 0:                                // find or create
         case 1: {
             findOrAppendChild(node, name, type)->size = size;
             auto found = std::ranges::find(model->children, name, &Model::name);
@@ -255,8 +250,8 @@ TEST_P(TreeModel, FollowsPlainModel) {
             DSNodeDestroy(node);
             forget();
             break;
-        case 3: // rename, seldom: it makes the directory forget its index of names
-            if (owner == nullptr || random(8) != 0) break;
+        case 3: // rename
+            if (owner == nullptr) break;
             DSNodeSetName(node, name.c_str());
             model->name = name;
             break;
