@@ -3,13 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <vector>
 
 namespace foundation {
 namespace {
 
 using namespace platform;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -48,38 +48,36 @@ struct KeychainTest : testing::Test, ProcessLog {
     std::vector<std::string> takeLines() { return std::exchange(lines, {}); }
 };
 
-TEST_F(KeychainTest, EachFunctionLogsTheFailureUnderTheNameOfTheOneThatFailed) {
-    const struct {
-        std::function<bool()> succeeds;
-        std::string function; // that acts on the store
-        bool finds = true;
-        bool withoutEntry = false;
-    } cases[] = {
-        {[&] { return QkKeychainAddGenericEntry(services, {}, "s"); }, "AddGenericEntry", false},
-        {[&] { return QkKeychainRemoveGenericEntry(services, {}, "s"); }, "RemoveGenericEntry", true, true},
-        {[&] { return QkKeychainGetGenericPassword(services, {}, "s").has_value(); },
-         "GetPasswordForKeychainItemRef"},
-        {[&] { return QkKeychainSetGenericPassword(services, {}, "s", "p"); },
-         "SetPasswordForKeychainItemRef"},
-        {[&] { return QkKeychainGetGenericUsername(services, {}, "s").has_value(); },
-         "GetItemAttributeTagForKeychainItemRef"},
-        {[&] { return QkKeychainSetGenericComment(services, {}, "s", "c"); },
-         "SetItemAttributeTagForKeychainItemRef"}};
-    for (const auto& [succeeds, function, finds, withoutEntry] : cases) {
-        store = InjectedStore();
-        EXPECT_TRUE(succeeds()) << function;
-        EXPECT_THAT(takeLines(), IsEmpty()) << function;
-        store.acting = SecretStatus::accessDenied;
-        EXPECT_FALSE(succeeds()) << function;
-        EXPECT_THAT(takeLines(),
-                    ElementsAre("Error: QkKeychain" + function +
-                                " failed with error code: -25293 msg: The secret store denied access."));
-        if (!finds) continue;
-        store.item = std::nullopt;
-        EXPECT_EQ(succeeds(), withoutEntry) << function;
-        EXPECT_THAT(takeLines(), ElementsAre("Error: QkKeychainGetKeychainItemRefWithServiceName failed with "
-                                             "error code: 0 msg: No error."));
-    }
+TEST_F(KeychainTest, AFailureIsLoggedUnderTheNameOfTheFunctionThatMetIt) {
+    const auto callAll = [&] {
+        return std::vector<bool>{QkKeychainAddGenericEntry(services, {}, "s"),
+                                 QkKeychainRemoveGenericEntry(services, {}, "s"),
+                                 QkKeychainGetGenericPassword(services, {}, "s").has_value(),
+                                 QkKeychainSetGenericPassword(services, {}, "s", "p"),
+                                 QkKeychainGetGenericUsername(services, {}, "s").has_value(),
+                                 QkKeychainSetGenericComment(services, {}, "s", "c")};
+    };
+    EXPECT_THAT(callAll(), Each(true));
+    EXPECT_THAT(takeLines(), IsEmpty());
+
+    store.acting = SecretStatus::accessDenied;
+    EXPECT_THAT(callAll(), Each(false));
+    const auto denied = [](const char* function) {
+        return "Error: QkKeychain" + std::string(function) +
+               " failed with error code: -25293 msg: The secret store denied access.";
+    };
+    EXPECT_THAT(takeLines(),
+                ElementsAre(denied("AddGenericEntry"), denied("RemoveGenericEntry"),
+                            denied("GetPasswordForKeychainItemRef"), denied("SetPasswordForKeychainItemRef"),
+                            denied("GetItemAttributeTagForKeychainItemRef"),
+                            denied("SetItemAttributeTagForKeychainItemRef")));
+
+    store.acting = SecretStatus::success;
+    store.item = std::nullopt;
+    EXPECT_THAT(callAll(), ElementsAre(true, true, false, false, false, false));
+    const std::string notFound = "Error: QkKeychainGetKeychainItemRefWithServiceName failed with error code: "
+                                 "0 msg: No error.";
+    EXPECT_EQ(takeLines(), std::vector(5, notFound));
 }
 
 TEST_F(KeychainTest, WhatIsWrittenAndWhatCountsAsNone) {

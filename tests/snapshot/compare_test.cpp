@@ -1,12 +1,8 @@
 #include "snapshot/DSDigest.h"
 #include "snapshot/compare.h"
-#include "snapshot/lookup.h"
 #include "tests/snapshot/support.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <map>
 
 using namespace snapshot;
 
@@ -37,39 +33,30 @@ Changes compare(const Tree& current, const Tree& previous, bool withUnchanged) {
             takenPaths(arrays[2], counts[2]), takenPaths(arrays[3], counts[3])};
 }
 
-// What a pass over a tree visits, in order, and where a path leads first.
-struct Flat {
-    std::vector<std::pair<std::string, const DSNode*>> visited;
-    std::map<std::string, const DSNode*> first;
+using Items = std::vector<std::pair<std::string, DSNode*>>;
 
-    explicit Flat(const Tree& tree) {
-        visit("", tree.get());
-        lead("", tree.get());
+// What a pass visits below a node, in order.
+void visit(const DSNode* node, const std::string& path, Items& items) {
+    for (DSNode* child : childrenOf(node)) {
+        const std::string below = path + "/" + child->name;
+        items.emplace_back(below, child);
+        if (child->type == DSNodeTypeDirectory) visit(child, below, items);
     }
-    void visit(const std::string& path, const DSNode* node) {
-        for (const DSNode* child : childrenOf(node)) {
-            std::string childPath = path + "/" + child->name;
-            visited.emplace_back(childPath, child);
-            if (child->type == DSNodeTypeDirectory) visit(childPath, child);
-        }
-    }
-    void lead(const std::string& path, const DSNode* node) {
-        for (const DSNode* child : childrenOf(node))
-            if (first.emplace(path + "/" + child->name, child).second) lead(path + "/" + child->name, child);
-    }
-};
+}
+Items itemsOf(const Tree& tree) {
+    Items items;
+    visit(tree.get(), "", items);
+    return items;
+}
 
 Changes expected(const Tree& current, const Tree& previous, bool withUnchanged) {
-    Flat now(current);
-    Flat before(previous);
     Changes changes;
-    for (const auto& [path, node] : now.visited) {
-        auto found = before.first.find(path);
-        if (found == before.first.end()) {
+    for (const auto& [path, node] : itemsOf(current)) {
+        const DSNode* old = DSNodeFindWithFullPath(path.c_str(), previous.get());
+        if (old == nullptr) {
             changes.added.push_back(path);
             continue;
         }
-        const DSNode* old = found->second;
         bool same =
             node->type == DSNodeTypeDirectory || (node->type == DSNodeTypeFile && node->size == old->size &&
                                                   node->modifiedTime == old->modifiedTime);
@@ -78,8 +65,8 @@ Changes expected(const Tree& current, const Tree& previous, bool withUnchanged) 
         else if (node->modifiedTime > old->modifiedTime)
             changes.modified.push_back(path);
     }
-    for (const auto& [path, node] : before.visited)
-        if (!now.first.contains(path)) changes.deleted.push_back(path);
+    for (const auto& [path, node] : itemsOf(previous))
+        if (DSNodeFindWithFullPath(path.c_str(), current.get()) == nullptr) changes.deleted.push_back(path);
     return changes;
 }
 
@@ -104,11 +91,9 @@ TEST(Compare, FollowsSetDifference) {
         grow(previous, random(120), names, inOrder);
         Tree current(DSNodeCopy(previous.get()));
         for (unsigned i = random(10); i > 0; i--) { // remove and touch some
-            std::vector<DSNode*> all;
-            for (const auto& [path, node] : Flat(current).visited)
-                all.push_back(const_cast<DSNode*>(node));
+            const Items all = itemsOf(current);
             if (all.empty()) break;
-            DSNode* node = all[random(all.size())];
+            DSNode* node = all[random(all.size())].second;
             if (random(2) == 0)
                 DSNodeDestroy(node);
             else

@@ -136,7 +136,7 @@ TEST_F(FlatFile, EveryTruncationHasItsOutcome) {
 
 TEST_F(FlatFile, SkipsDigests) {
     const std::string digest(40, 'f');
-    EXPECT_EQ(load("2|/a5|2|1|2|" + digest + "\n2|/b6|2|1|2|" + digest, true), "/a 5 2 1 2\n/b 6 2 1 2\n");
+    EXPECT_EQ(load("2|/a5|2|1|2|" + digest + "|2|/b6|2|1|2|" + digest, true), "/a 5 2 1 2\n/b 6 2 1 2\n");
 }
 
 // Records that do not end where a piece of the file that is read or written at a time does; one in seven is
