@@ -1,3 +1,4 @@
+#include "platform/Json.h"
 #include "snapshot/DSDigest.h"
 #include "tests/dirsnapshot/support.h"
 
@@ -6,6 +7,7 @@
 namespace dirsnapshot {
 namespace {
 
+using platform::jsonDescription;
 using testing::ElementsAre;
 
 struct Object : testing::Test {
@@ -37,10 +39,8 @@ TEST_F(Object, ScansCountsAndCopies) {
     const DirSnapshot copy = snapshot;
     EXPECT_EQ(copy.scanTotalFileNumber(), 0U);
     EXPECT_EQ(copy.path(), folder.path("t"));
-    const platform::Dictionary same = copy.compareWithSnapshot(snapshot);
-    ASSERT_EQ(same.size(), 1U);
-    EXPECT_EQ(same.at(DirSnapshotUnchangedPathsKey),
-              platform::Value(platform::Array{"/.b", "/a", "/d", "/d/x", "/d/y"}));
+    EXPECT_EQ(jsonDescription(copy.compareWithSnapshot(snapshot)),
+              R"({"DirSnapshotUnchangedPathsKey":["/.b","/a","/d","/d/x","/d/y"]})");
     EXPECT_EQ(DirSnapshot(log).compareWithSnapshot(snapshot).count(DirSnapshotDeletedPathsKey), 1U);
 
     const auto scan = [&](const char* key, const InitializationOption& option) {
@@ -57,25 +57,17 @@ TEST_F(Object, LoadsByTypeAndDescribesItems) {
     folder.write("flat", "2|/f12|2|1600000000|1600000100|2|/o1|255|5|6|2|/l3|3|7|8|");
     const auto snapshot = DirSnapshot::initWithContentsOfFile(log, folder.path("flat"), "/", "sync");
     EXPECT_EQ(snapshot.path(), "/");
-    EXPECT_EQ(*snapshot.attributesOfItemAtPath("/f"),
-              (platform::Dictionary{{"NSFileType", "NSFileTypeRegular"},
-                                    {"NSFileModificationDate", std::int64_t{1600000000}},
-                                    {"NSFileSize", 12}}));
+    EXPECT_EQ(jsonDescription(*snapshot.attributesOfItemAtPath("/f")),
+              R"({"NSFileModificationDate":1600000000,"NSFileSize":12,"NSFileType":"NSFileTypeRegular"})");
     EXPECT_EQ(snapshot.attributesOfItemAtPath("/")->at("NSFileType"), platform::Value("NSFileTypeDirectory"));
     EXPECT_FALSE(snapshot.attributesOfItemAtPath("/missing"));
     EXPECT_FALSE(snapshot.contentsOfDirectoryAtPath("/f"));
-    EXPECT_EQ(snapshot.contentsOfDirectoryAtPath("/"),
-              (platform::Array{platform::Dictionary{{"DirSnapshotNodePathKey", "/f"},
-                                                    {"NSFileType", "NSFileTypeRegular"},
-                                                    {"NSFileSize", 12},
-                                                    {"NSFileModificationDate", std::int64_t{1600000000}},
-                                                    {"NSFileCreationDate", std::int64_t{1600000100}}},
-                               platform::Dictionary{{"DirSnapshotNodePathKey", "/o"}},
-                               platform::Dictionary{{"DirSnapshotNodePathKey", "/l"},
-                                                    {"NSFileType", "NSFileTypeSymbolicLink"},
-                                                    {"NSFileSize", 3},
-                                                    {"NSFileModificationDate", 7},
-                                                    {"NSFileCreationDate", 8}}}));
+    EXPECT_EQ(jsonDescription(*snapshot.contentsOfDirectoryAtPath("/")),
+              R"([{"DirSnapshotNodePathKey":"/f","NSFileCreationDate":1600000100,)"
+              R"("NSFileModificationDate":1600000000,"NSFileSize":12,"NSFileType":"NSFileTypeRegular"},)"
+              R"({"DirSnapshotNodePathKey":"/o"},)"
+              R"({"DirSnapshotNodePathKey":"/l","NSFileCreationDate":8,)"
+              R"("NSFileModificationDate":7,"NSFileSize":3,"NSFileType":"NSFileTypeSymbolicLink"}])");
 
     EXPECT_TRUE(snapshot.writeToFile(folder.path("stored"), "sync"));
     EXPECT_TRUE(std::filesystem::exists(folder.path("stored.db")));

@@ -94,6 +94,10 @@ TEST(Tree, GivesPathsAndFindsByThem) {
     DSNodeCreateWithParent(file->parent, "f", 10, 0, 0, DSNodeTypeFile);
     DSNodeCreateWithParent(root.get(), "g", 5, 0, 0, DSNodeTypeFile);
     EXPECT_EQ(DSNodeTotalSize(root.get()), 15);
+    for (const std::string name : {"a longer name", "a name that is longer still", "z"}) {
+        DSNodeSetName(file, name.c_str());
+        EXPECT_EQ(DSNodeFindWithFullPath(("/x/y/" + name).c_str(), root.get()), file);
+    }
 
     const std::string longest = "/" + std::string(1022, 'x');
     DSNode* atLimit = _find(longest.c_str(), root.get(), 1, DSNodeTypeDirectory);
