@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 
 using namespace snapshot;
 
@@ -186,19 +187,18 @@ void expectSame(const DSNode* node, const Model& model) {
     ASSERT_EQ(node->type, model.type);
     ASSERT_EQ(node->children->count, model.children.size());
     const DSListNode* link = node->children->head;
+    std::map<std::string_view, const DSNode*> first;
     for (size_t i = 0; i < model.children.size(); i++, link = link->next) {
         ASSERT_EQ(node->children->items[i], link);
         const auto* child = static_cast<DSNode*>(link->value);
         ASSERT_EQ(child->parent, node);
         expectSame(child, model.children[i]);
+        first.emplace(model.children[i].name, child);
     }
     ASSERT_EQ(link, nullptr);
     ASSERT_TRUE(node->children->tail == nullptr || node->children->tail->next == nullptr);
-    auto first = [&](const Model& child) {
-        return std::ranges::find(model.children, child.name, &Model::name) - model.children.begin();
-    };
-    for (const Model& child : model.children)
-        ASSERT_EQ(findChild(node, child.name), node->children->items[first(child)]->value);
+    for (const auto& [name, child] : first)
+        ASSERT_EQ(findChild(node, name), child);
     ASSERT_EQ(findChild(node, "no such name"), nullptr);
 }
 
