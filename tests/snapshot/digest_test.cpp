@@ -42,7 +42,6 @@ TEST(Digest, CoversMetadata) {
     EXPECT_EQ(hex(DSNodeComputeHashes(directory)), "07c5f8882d5c9d4abebf354625ef73f959ee8d0a");
     Tree copy(DSNodeCopy(directory));
     EXPECT_EQ(hex(copy->hash), hex(directory->hash));
-    EXPECT_NE(hex(DSNodeComputeHashes(copy.get())), hex(directory->hash)); // moved to the top
     accented->size = 0;
     EXPECT_NE(hex(DSNodeComputeHashes(root.get())), "d2d0feaf6471ec38bcb4afc264c77cf167caa9fc");
 
