@@ -1,37 +1,32 @@
+#include "platform/Json.h"
+#include "snapshot/DSDigest.h"
 #include "tests/dirsnapshot/support.h"
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
-
 namespace dirsnapshot {
 namespace {
 
+using platform::jsonDescription;
 using testing::ElementsAre;
 
-class Object : public testing::Test {
-  protected:
+struct Object : testing::Test {
     Object() {
-        folder = (std::filesystem::temp_directory_path() / "object-XXXXXX").string();
-        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        std::filesystem::create_directories(folder + "/t/d");
-        for (const char* name : {"/t/a", "/t/.b", "/t/d/x", "/t/d/y"})
-            std::ofstream(folder + name) << "12";
+        for (const char* name : {"t/a", "t/.b", "t/d/x", "t/d/y"})
+            folder.write(name, "12");
     }
-    ~Object() override { std::filesystem::remove_all(folder); }
 
+    TemporaryDirectory folder;
     support::RecordingLog log;
-    std::string folder;
 };
 
 TEST_F(Object, ScansCountsAndCopies) {
     std::vector<std::string> seen;
     const ProgressBlock see = [&](const std::string& path) {
-        return seen.push_back(path.substr(folder.size())), false;
+        return seen.push_back(path.substr(folder.path().size())), false;
     };
     const auto snapshot = DirSnapshot::initWithDirectoryPath(
-        log, folder + "/t",
+        log, folder.path("t"),
         InitializationOptions{{DirSnapshotInitializationUseSHA1Key, true},
                               {DirSnapshotInitializationProgressBlockKey, see}});
     EXPECT_THAT(seen, ElementsAre("/t/.b", "/t/a", "/t/d", "/t/d/x", "/t/d/y"));
@@ -43,15 +38,14 @@ TEST_F(Object, ScansCountsAndCopies) {
 
     const DirSnapshot copy = snapshot;
     EXPECT_EQ(copy.scanTotalFileNumber(), 0U);
-    EXPECT_EQ(copy.path(), folder + "/t");
-    const platform::Dictionary same = copy.compareWithSnapshot(snapshot);
-    ASSERT_EQ(same.size(), 1U);
-    EXPECT_EQ(same.at(DirSnapshotUnchangedPathsKey),
-              platform::Value(platform::Array{"/.b", "/a", "/d", "/d/x", "/d/y"}));
+    EXPECT_EQ(copy.path(), folder.path("t"));
+    EXPECT_EQ(jsonDescription(copy.compareWithSnapshot(snapshot)),
+              R"({"DirSnapshotUnchangedPathsKey":["/.b","/a","/d","/d/x","/d/y"]})");
     EXPECT_EQ(DirSnapshot(log).compareWithSnapshot(snapshot).count(DirSnapshotDeletedPathsKey), 1U);
 
     const auto scan = [&](const char* key, const InitializationOption& option) {
-        return DirSnapshot::initWithDirectoryPath(log, folder + "/t", InitializationOptions{{key, option}});
+        return DirSnapshot::initWithDirectoryPath(log, folder.path("t"),
+                                                  InitializationOptions{{key, option}});
     };
     const char* progress = DirSnapshotInitializationProgressBlockKey;
     EXPECT_THAT(listing(scan(progress, [](const std::string&) { return true; })), ElementsAre());
@@ -60,52 +54,41 @@ TEST_F(Object, ScansCountsAndCopies) {
 }
 
 TEST_F(Object, LoadsByTypeAndDescribesItems) {
-    std::ofstream(folder + "/flat") << "2|/f12|2|1600000000|1600000100|2|/o1|255|5|6|2|/l3|3|7|8|";
-    const auto snapshot = DirSnapshot::initWithContentsOfFile(log, folder + "/flat", "/", "sync");
+    folder.write("flat", "2|/f12|2|1600000000|1600000100|2|/o1|255|5|6|2|/l3|3|7|8|");
+    const auto snapshot = DirSnapshot::initWithContentsOfFile(log, folder.path("flat"), "/", "sync");
     EXPECT_EQ(snapshot.path(), "/");
-    EXPECT_EQ(*snapshot.attributesOfItemAtPath("/f"),
-              (platform::Dictionary{{"NSFileType", "NSFileTypeRegular"},
-                                    {"NSFileModificationDate", std::int64_t{1600000000}},
-                                    {"NSFileSize", 12}}));
+    EXPECT_EQ(jsonDescription(*snapshot.attributesOfItemAtPath("/f")),
+              R"({"NSFileModificationDate":1600000000,"NSFileSize":12,"NSFileType":"NSFileTypeRegular"})");
     EXPECT_EQ(snapshot.attributesOfItemAtPath("/")->at("NSFileType"), platform::Value("NSFileTypeDirectory"));
     EXPECT_FALSE(snapshot.attributesOfItemAtPath("/missing"));
     EXPECT_FALSE(snapshot.contentsOfDirectoryAtPath("/f"));
-    EXPECT_EQ(snapshot.contentsOfDirectoryAtPath("/"),
-              (platform::Array{platform::Dictionary{{"DirSnapshotNodePathKey", "/f"},
-                                                    {"NSFileType", "NSFileTypeRegular"},
-                                                    {"NSFileSize", 12},
-                                                    {"NSFileModificationDate", std::int64_t{1600000000}},
-                                                    {"NSFileCreationDate", std::int64_t{1600000100}}},
-                               platform::Dictionary{{"DirSnapshotNodePathKey", "/o"}},
-                               platform::Dictionary{{"DirSnapshotNodePathKey", "/l"},
-                                                    {"NSFileType", "NSFileTypeSymbolicLink"},
-                                                    {"NSFileSize", 3},
-                                                    {"NSFileModificationDate", 7},
-                                                    {"NSFileCreationDate", 8}}}));
+    EXPECT_EQ(jsonDescription(*snapshot.contentsOfDirectoryAtPath("/")),
+              R"([{"DirSnapshotNodePathKey":"/f","NSFileCreationDate":1600000100,)"
+              R"("NSFileModificationDate":1600000000,"NSFileSize":12,"NSFileType":"NSFileTypeRegular"},)"
+              R"({"DirSnapshotNodePathKey":"/o"},)"
+              R"({"DirSnapshotNodePathKey":"/l","NSFileCreationDate":8,)"
+              R"("NSFileModificationDate":7,"NSFileSize":3,"NSFileType":"NSFileTypeSymbolicLink"}])");
 
-    EXPECT_TRUE(snapshot.writeToFile(folder + "/stored", "sync"));
-    EXPECT_TRUE(std::filesystem::exists(folder + "/stored.db"));
-    EXPECT_FALSE(std::filesystem::exists(folder + "/stored"));
-    EXPECT_EQ(listing(DirSnapshot::initWithContentsOfFile(log, folder + "/stored", "/", "backup")),
+    EXPECT_TRUE(snapshot.writeToFile(folder.path("stored"), "sync"));
+    EXPECT_TRUE(std::filesystem::exists(folder.path("stored.db")));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("stored")));
+    EXPECT_EQ(listing(DirSnapshot::initWithContentsOfFile(log, folder.path("stored"), "/", "backup")),
               listing(snapshot));
-    EXPECT_FALSE(DirSnapshot::initWithContentsOfFile(log, folder + "/none", "/", "sync").loaded());
-    EXPECT_FALSE(DirSnapshot::initWithContentsOfFile(log, folder + "/flat", false).path());
+    EXPECT_FALSE(DirSnapshot::initWithContentsOfFile(log, folder.path("none"), "/", "sync").loaded());
+    EXPECT_FALSE(DirSnapshot::initWithContentsOfFile(log, folder.path("flat"), false).path());
 }
 
 TEST_F(Object, PrintsPathTimeChildrenAndDigest) {
     DirSnapshot snapshot = emptySnapshot(log);
     snapshot.addItemAtPath("/a", file(1, 5));
+    DSNodeComputeHashes(snapshot.nodeAtFullpath("/a")); // what has no digest shows zeros
     testing::internal::CaptureStdout();
     snapshot.debug();
-    const std::string zeros(40, '0');
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "/ 0 1  " + zeros + "\n/a 5 0  " + zeros + "\n");
+    // SHA-1 of 05 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 'a'
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "/ 0 1  " + std::string(40, '0') + "\n/a 5 0  15ecfd25ac2324f875344679b4ed8a4cff804b78\n");
     EXPECT_THAT(log.lines(),
                 ElementsAre("--------------DEBUG SNAPSHOT START", "--------------DEBUG SNAPSHOT END"));
-    snapshot.computeHash();
-    testing::internal::CaptureStdout();
-    snapshot.printAll(snapshot.nodeAtFullpath("/a"));
-    // SHA-1 of 05 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 'a'
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "/a 5 0  15ecfd25ac2324f875344679b4ed8a4cff804b78\n");
 }
 
 } // namespace

@@ -3,7 +3,10 @@
 
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/FileAttributes.h"
+#include "tests/snapshot/support.h"
 #include "tests/support/fakes.h"
+
+#include <algorithm>
 
 namespace dirsnapshot {
 
@@ -31,12 +34,20 @@ inline std::vector<std::string> above(const std::string& path) {
     return paths;
 }
 
+inline bool isFile(const DirSnapshot& snapshot, const std::string& path) {
+    const DSNode* node = snapshot.nodeAtFullpath(path);
+    return node != nullptr && node->type == DSNodeTypeFile;
+}
+inline bool isBelowAFile(const DirSnapshot& snapshot, const std::string& path) {
+    return std::ranges::any_of(above(path), [&](const auto& each) { return isFile(snapshot, each); });
+}
+
+// "/directory/" and "/file size", in the order of the tree.
 inline void list(const DSNode* node, const std::string& path, std::vector<std::string>& lines) {
-    for (std::uint64_t i = 0; i < node->children->count; ++i) {
-        const auto* child = static_cast<const DSNode*>(node->children->items[i]->value);
+    for (const DSNode* child : childrenOf(node)) {
         const std::string below = path + "/" + child->name;
-        lines.push_back(below + (child->type == DSNodeTypeDirectory ? "/" : "") + " " +
-                        std::to_string(child->size));
+        const bool isDirectory = child->type == DSNodeTypeDirectory;
+        lines.push_back(below + (isDirectory ? "/" : " " + std::to_string(child->size)));
         list(child, below, lines);
     }
 }
@@ -44,6 +55,19 @@ inline std::vector<std::string> listing(const DirSnapshot& snapshot) {
     std::vector<std::string> lines;
     if (const DSNode* root = snapshot.nodeAtFullpath("/")) list(root, "", lines);
     return lines;
+}
+
+// Path to size; a directory has the size -1. No path is repeated.
+using Sizes = std::map<std::string, std::int64_t>;
+inline Sizes sizesOf(const DirSnapshot& snapshot) {
+    Sizes sizes;
+    for (const std::string& line : listing(snapshot)) {
+        const bool isDirectory = line.ends_with('/');
+        const std::size_t end = line.rfind(isDirectory ? '/' : ' ');
+        EXPECT_TRUE(
+            sizes.emplace(line.substr(0, end), isDirectory ? -1 : std::stoll(line.substr(end))).second);
+    }
+    return sizes;
 }
 
 } // namespace dirsnapshot

@@ -15,12 +15,7 @@ namespace {
 
 using Optional = std::optional<std::string>;
 
-class PathStringsTest : public testing::Test {
-  protected:
-    void SetUp() override { setenv("HOME", "/home//u/", 1); }
-};
-
-TEST_F(PathStringsTest, ComponentsAreTakenOffAndPutOn) {
+TEST(PathStrings, ComponentsAreTakenOffAndPutOn) {
     const struct {
         std::string path, parent, last;
     } cases[] = {{"/tmp/lock/", "/tmp", "lock"}, {"/tmp", "/", "tmp"}, {"/", "/", "/"},    {"//", "/", "/"},
@@ -40,17 +35,14 @@ TEST_F(PathStringsTest, ComponentsAreTakenOffAndPutOn) {
                  {"", {"/", "a"}, "/a"},    {"a", {"b", "..", "c"}, "a/b/../c"}};
     for (const auto& [path, components, joined] : joins) {
         EXPECT_EQ(stringByAppendingPathComponents(path, components), joined) << path;
-        if (components.size() == 1) {
-            EXPECT_EQ(stringByAppendingPathComponent(path, components[0]), joined) << path;
-        }
     }
 }
 
-TEST_F(PathStringsTest, StandardForm) {
+TEST(PathStrings, StandardForm) {
+    setenv("HOME", "/home//u/", 1);
     const std::string home = getpwnam("root")->pw_dir;
     const std::pair<std::string, std::string> cases[] = {
         {"", ""},
-        {"/", "/"},
         {"/a//b/./c/", "/a/b/c"},
         {"/./", "/"},
         {"/a/../../b/..", "/"},
@@ -72,10 +64,8 @@ TEST_F(PathStringsTest, StandardForm) {
     EXPECT_FALSE(isEqualToPath("/a", "/A"));
 
     const std::string own = getpwuid(geteuid())->pw_dir;
-    for (const char* useless : {"", "relative"}) {
-        setenv("HOME", useless, 1);
-        EXPECT_EQ(standardisedPath("~/x"), standardisedPath(own + "/x"));
-    }
+    setenv("HOME", "relative", 1);
+    EXPECT_EQ(standardisedPath("~/x"), standardisedPath(own + "/x"));
     unsetenv("HOME");
     EXPECT_EQ(standardisedPath("~"), standardisedPath(own));
 }
@@ -92,20 +82,12 @@ Optional relativeByWalking(const std::string& path, const std::string& base) {
     return standardisedPath("/" + below);
 }
 
-TEST_F(PathStringsTest, RelationOfPathAndBase) {
-    struct Case {
-        std::string path, base;
-        Optional relative;
-    };
-    std::vector<Case> cases = {{"/a/b/c", "/a/", "/b/c"},
-                               {"/a", "/a", "/"},
-                               {"/ab", "/a", {}},
-                               {"/", "/", "/"},
-                               {"", "", "/"},
-                               {"a/b", "", "/a/b"},
-                               {"/a/../b", "/a", "/b"},
-                               {"~/x", "/home/u", "/x"},
-                               {"~/x", "/", {}}};
+TEST(PathStrings, RelationOfPathAndBase) {
+    setenv("HOME", "/home//u/", 1);
+    std::vector<std::tuple<std::string, std::string, Optional>> cases = {
+        {"/a/b/c", "/a/", "/b/c"}, {"/a", "/a", "/"},        {"/ab", "/a", {}},
+        {"/a/b", "/axb", {}},      {"/", "/", "/"},          {"a/b", "", "/a/b"},
+        {"/a/../b", "/a", "/b"},   {"~/x", "/home/u", "/x"}, {"~/x", "/", {}}};
     std::mt19937 random(7);
     const std::vector<std::string> parts = {"a", "b", "..", ".", "/", "//", "/", "/", "ab", "home", "u", "~"};
     const auto anyPath = [&] {
@@ -117,7 +99,7 @@ TEST_F(PathStringsTest, RelationOfPathAndBase) {
     for (int i = 0; i < 10'000; ++i) {
         const std::string path = anyPath();
         const std::string base = anyPath();
-        cases.push_back({path, base, relativeByWalking(path, base)});
+        cases.emplace_back(path, base, relativeByWalking(path, base));
     }
     for (const auto& [path, base, relative] : cases) {
         ASSERT_EQ(pathRelativeToPath(path, base), relative) << path << " in " << base;
@@ -126,16 +108,14 @@ TEST_F(PathStringsTest, RelationOfPathAndBase) {
     }
 }
 
-TEST_F(PathStringsTest, TempPathIsFreeAndNotMade) {
+TEST(PathStrings, TempPathIsFreeAndNotMade) {
     const std::string folder = testing::TempDir() + "temp_path_test";
     std::filesystem::remove_all(folder);
     std::filesystem::create_directory(folder);
-    for (const std::string start : {"/plain.", "/XaXb"}) {
-        const Optional path = stringByGeneratingTempPath(folder + start + "XXXXXX");
-        ASSERT_TRUE(path);
-        EXPECT_THAT(*path, testing::MatchesRegex(folder + start + "[0-9A-Za-z]{6}"));
-        EXPECT_FALSE(std::filesystem::exists(*path));
-    }
+    const Optional free = stringByGeneratingTempPath(folder + "/XaXbXXXXXX");
+    ASSERT_TRUE(free);
+    EXPECT_THAT(*free, testing::MatchesRegex(folder + "/XaXb[0-9A-Za-z]{6}"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
     // Each name of a short template is found once, a dangling link counts as taken, then there is none.
     std::set<std::string> names;
     while (const Optional path = stringByGeneratingTempPath(folder + "/X")) {

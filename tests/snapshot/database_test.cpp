@@ -12,8 +12,8 @@ using testing::StartsWith;
 
 class SnapshotDatabase : public InNewFolder {
   protected:
-    static Loaded load() {
-        return loadedBy([] { return DSNodeLoadSnapshotDBWithSHA1("s"); });
+    static std::string load(const char* path = "s") {
+        return outcomeOf([&] { return DSNodeLoadSnapshotDBWithSHA1(path); });
     }
     static std::string save(const DSNode* root) {
         return messagesOf([&] { DSNodeSaveSnapshotDBWithSHA1(root, "s", 0); });
@@ -24,7 +24,8 @@ constexpr const char* kSaved = "SQL Status 2 Inserted.\n"
                                " ----------- SQL Starting Save Path s.db\n"
                                "SQL Status 1 Inserted.\n"
                                " xxxxxxxxxxx SQL Finished Save Path s.db\n";
-constexpr const char* kOpened = "Opened database successfully\n";
+const std::string kOpened = "Opened database successfully\n";
+const std::string kNotRead = "none\n" + kOpened + "SQL error: ";
 
 TEST_F(SnapshotDatabase, WritesTheseRows) {
     Tree tree = exampleTree();
@@ -46,20 +47,15 @@ TEST_F(SnapshotDatabase, WritesTheseRows) {
     EXPECT_THAT(query("SELECT * FROM STATUS"),
                 MatchesRegex("1\\|20[0-9][0-9]-[01][0-9]-[0-3][0-9] [0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\|1\n"));
 
-    Loaded loaded = load();
-    EXPECT_EQ(loaded.messages, kOpened);
-    EXPECT_EQ(loaded.tree, "/a.txt 12 2 1600000000 1600000100\n/d 96 1 1600000000 1600000000\n"
-                           "/d/b 0 2 1600000200 1600000200\n/\xFF -5 255 -1 9007199254740992\n");
-}
+    EXPECT_EQ(load(), "/a.txt 12 2 1600000000 1600000100\n/d 96 1 1600000000 1600000000\n"
+                      "/d/b 0 2 1600000200 1600000200\n/\xFF -5 255 -1 9007199254740992\n" +
+                          kOpened);
 
-TEST_F(SnapshotDatabase, KeepsRowsOfPathsThatLeftTheTree) {
-    save(exampleTree().get());
-    Tree later = exampleTree();
-    auto* first = static_cast<DSNode*>(later->children->items[0]->value);
-    first->size = 99;
-    DSNodeDestroy(static_cast<DSNode*>(later->children->items[1]->value));
-    EXPECT_EQ(save(later.get()), kSaved);
-    EXPECT_EQ(query("SELECT PATH, SIZE FROM SNAPSHOT ORDER BY PATH"), "/a.txt|99\n/d|96\n/d/b|0\n");
+    // Rows of paths that left the tree stay.
+    DSNodeFindWithFullPath("/a.txt", tree.get())->size = 99;
+    DSNodeDestroy(DSNodeFindWithFullPath("/d", tree.get()));
+    EXPECT_EQ(save(tree.get()), kSaved);
+    EXPECT_EQ(query("SELECT PATH, SIZE FROM SNAPSHOT ORDER BY PATH"), "/a.txt|99\n/d|96\n/d/b|0\n/\xFF|-5\n");
     EXPECT_EQ(query("SELECT count(*), min(Status) FROM STATUS"), "1|1\n");
 }
 
@@ -68,8 +64,7 @@ TEST_F(SnapshotDatabase, AnyFileNameWorks) {
     for (const std::string& path : {std::string(200, 'n'), std::string("file:s?mode=memory&x=")}) {
         messagesOf([&] { EXPECT_TRUE(snapshot::saveDatabase(tree.get(), path.c_str())); });
         EXPECT_TRUE(std::filesystem::exists(path + ".db"));
-        EXPECT_EQ(loadedBy([&] { return DSNodeLoadSnapshotDBWithSHA1(path.c_str()); }).tree,
-                  dump(tree.get()));
+        EXPECT_EQ(load(path.c_str()), dump(tree.get()) + kOpened);
     }
 }
 
@@ -101,43 +96,36 @@ TEST_F(SnapshotDatabase, EveryOddTableHasItsOutcome) {
         {"PRAGMA encoding = 'UTF-16'; " + insert + "('/é',0,1,2,3,4)", "/é 1 2 3 4\n", ""},
         {"CREATE TABLE SNAPSHOT(PATH, SIZE AS (length(zeroblob(PATH)))); INSERT INTO SNAPSHOT(PATH) "
          "VALUES(999999999)",
-         "none", "SQL error: string or blob too big\nSQL Status 0 Inserted.\n"},
+         "none\n", "SQL error: string or blob too big\nSQL Status 0 Inserted.\n"},
         {"CREATE VIEW SNAPSHOT AS WITH RECURSIVE n(i) AS (VALUES(0) UNION ALL SELECT i + 1 FROM n) "
          "SELECT '/' || i AS PATH FROM n",
-         "none", "SQL error: SNAPSHOT is not a table\nSQL Status 0 Inserted.\n"},
+         "none\n", "SQL error: SNAPSHOT is not a table\nSQL Status 0 Inserted.\n"},
     };
     for (const auto& [sql, tree, messages] : cases) {
         std::filesystem::remove("s.db");
         query(sql);
-        Loaded loaded = load();
-        EXPECT_EQ(loaded.tree, tree) << sql;
-        EXPECT_EQ(loaded.messages, kOpened + messages) << sql;
+        EXPECT_EQ(load(), tree + kOpened + messages) << sql;
     }
 }
 
 TEST_F(SnapshotDatabase, UnreadableDatabasesGiveNoTree) {
-    EXPECT_EQ(load().messages, "");
+    EXPECT_EQ(load(), "none\n");
 
     store("s.db", "");
-    const std::string noTable = std::string(kOpened) + "SQL error: no such table: SNAPSHOT\n";
-    Loaded loaded = load();
-    EXPECT_EQ(loaded.tree, "none");
-    EXPECT_EQ(loaded.messages, noTable + "SQL Status 0 Inserted.\n");
+    EXPECT_EQ(load(), kNotRead + "no such table: SNAPSHOT\nSQL Status 0 Inserted.\n");
     EXPECT_EQ(query("SELECT Id, Status FROM STATUS"), "1|0\n");
     query("UPDATE STATUS SET Status = 2");
-    EXPECT_EQ(load().messages, noTable +
-                                   "SQL Status Insert failed. Error UNIQUE constraint failed: STATUS.Id\n"
-                                   "SQL Status error UNIQUE constraint failed: STATUS.Id\n"
-                                   "SQL Status 0 Inserted.\n");
+    EXPECT_EQ(load(), kNotRead + "no such table: SNAPSHOT\n"
+                                 "SQL Status Insert failed. Error UNIQUE constraint failed: STATUS.Id\n"
+                                 "SQL Status error UNIQUE constraint failed: STATUS.Id\n"
+                                 "SQL Status 0 Inserted.\n");
     EXPECT_EQ(query("SELECT Id, Status FROM STATUS"), "1|2\n");
 
     save(exampleTree().get());
     {
         snapshot::Database other = openDatabase();
         sqlite3_exec(other.get(), "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
-        loaded = load();
-        EXPECT_EQ(loaded.tree, "none");
-        EXPECT_EQ(loaded.messages, std::string(kOpened) + "SQL error: database is locked\n");
+        EXPECT_EQ(load(), kNotRead + "database is locked\n");
     }
     // A leaf page of the rows is overwritten: what was read before it does not count.
     Tree many = makeRoot();
@@ -154,15 +142,13 @@ TEST_F(SnapshotDatabase, UnreadableDatabasesGiveNoTree) {
     ASSERT_NE(last, 0U);
     bytes.replace(last, page, page, '\xAA');
     store("s.db", bytes);
-    loaded = load();
-    EXPECT_EQ(loaded.tree, "none");
-    EXPECT_THAT(loaded.messages, HasSubstr("SQL error: database disk image is malformed\n"));
+    EXPECT_THAT(load(), StartsWith(kNotRead + "database disk image is malformed\n"));
 
     store("s.db", std::string(5000, 'x'));
-    EXPECT_EQ(load().messages, std::string(kOpened) + "SQL error: file is not a database\n");
+    EXPECT_EQ(load(), kNotRead + "file is not a database\n");
     std::filesystem::remove("s.db");
     std::filesystem::create_directory("s.db");
-    EXPECT_EQ(load().messages, "Reading Database, Can't open database: unable to open database file\n");
+    EXPECT_EQ(load(), "none\nReading Database, Can't open database: unable to open database file\n");
 }
 
 TEST_F(SnapshotDatabase, ASaveThatFailsNeverClaimsToBeComplete) {

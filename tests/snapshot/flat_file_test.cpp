@@ -15,9 +15,9 @@ constexpr const char* kExample =
 
 class FlatFile : public InNewFolder {
   protected:
-    static Loaded load(const std::string& bytes, bool withDigests = false) {
+    static std::string load(const std::string& bytes, bool withDigests = false) {
         store("s", bytes);
-        return loadedBy([&] { return DSNodeLoadSnapshotWithSHA1("s", withDigests ? 1 : 0); });
+        return outcomeOf([&] { return DSNodeLoadSnapshotWithSHA1("s", withDigests ? 1 : 0); });
     }
 };
 
@@ -51,54 +51,51 @@ TEST_F(FlatFile, LeavesOutPathsThatAreTooLong) {
 }
 
 TEST_F(FlatFile, EveryOddInputHasItsOutcome) {
-    const std::string noNumber = "Unable to read from s. Read 0 bytes. \n";
+    const std::string unread = "none\nUnable to read from s. ";
+    const std::string noNumber = unread + "Read 0 bytes. \n";
     const std::string noPath = "Unable to read path from snapshot.\n";
-    const std::string noInfo = "Unable to info for path /a.\nCurrently read values: ";
+    const std::string noInfo = "none\nUnable to info for path /a.\nCurrently read values: ";
     const std::string good = "2|/z9|2|1|2|";
     const std::string goodLine = "/z 9 2 1 2\n";
-    const struct {
-        std::string bytes, tree, messages;
-    } cases[] = {
-        {kExample,
-         "/a.txt 12 2 1600000000 1600000100\n/d 96 1 1600000000 1600000000\n/d/b 0 2 1600000200 1600000200\n",
-         ""},
-        {" \n", "", ""},
-        {"4|/x/y5|2|1|2|", "/x 0 1 0 0\n/x/y 5 2 1 2\n", ""},
-        {" 2|/a 5|\n2|\t1|\r2|\n", "/a 5 2 1 2\n", ""},
-        {"+2|/a+5|+2|-1|-2|", "/a 5 2 -1 -2\n", ""},
-        {"002|/a05|2|1|2|", "/a 5 2 1 2\n", ""},
+    const std::pair<std::string, std::string> cases[] = {
+        // bytes, and the tree with the messages
+        {kExample, "/a.txt 12 2 1600000000 1600000100\n/d 96 1 1600000000 1600000000\n/d/b 0 2 1600000200 "
+                   "1600000200\n"},
+        {" \n", ""},
+        {"4|/x/y5|2|1|2|", "/x 0 1 0 0\n/x/y 5 2 1 2\n"},
+        {" 2|/a 5|\n2|\t1|\r2|\n", "/a 5 2 1 2\n"},
+        {"+2|/a+5|+2|-1|-2|", "/a 5 2 -1 -2\n"},
+        {"002|/a05|2|1|2|", "/a 5 2 1 2\n"},
         {"2|/a99999999999999999999|2|-9223372036854775809|2|",
-         "/a 9223372036854775807 2 -9223372036854775808 2\n", ""},
+         "/a 9223372036854775807 2 -9223372036854775808 2\n"},
         {"2|/a-9223372036854775808|257|1|2|2|/b1|-1|1|2|2|/c1|99999999999999999999|1|2|",
-         "/a -9223372036854775808 1 1 2\n/b 1 255 1 2\n/c 1 255 1 2\n", ""},
-        {"2/a5|2|1|2|", "/a 5 2 1 2\n", ""},
-        {"2|/a5|2|1|2 " + good, "/a 5 2 1 2\n" + goodLine, ""},
-        {"5|/a|b 1|2|3|4|", "/a|b  1 2 3 4\n", ""},
+         "/a -9223372036854775808 1 1 2\n/b 1 255 1 2\n/c 1 255 1 2\n"},
+        {"2/a5|2|1|2|", "/a 5 2 1 2\n"},
+        {"2|/a5|2|1|2 " + good, "/a 5 2 1 2\n" + goodLine},
+        {"5|/a|b 1|2|3|4|", "/a|b  1 2 3 4\n"},
         {"1|/5|2|1|2|3|/a/6|1|1|2|2|/a7|2|3|4|3|//b8|2|5|6|",
-         "/ 5 1 1 2\n/a 7 1 3 4\n/ 0 1 0 0\n//b 8 2 5 6\n", ""},
-        {good + "x", "none", noNumber},
-        {"+", "none", noNumber},
-        {"\0"s, "none", noNumber},
-        {"0|5|2|1|2|", "none", "Unable to read from s. A path of 0 bytes is refused.\n"},
-        {"-2|/a5|2|1|2|", "none", "Unable to read from s. A path of -2 bytes is refused.\n"},
-        {"1024|/" + std::string(1023, 'x') + "5|2|1|2|", "none",
-         "Unable to read from s. A path of 1024 bytes is refused.\n"},
-        {"1023|/" + std::string(1022, 'x') + "5|2|1|2|", "/" + std::string(1022, 'x') + " 5 2 1 2\n", ""},
-        {"99999999999999999999|/a", "none",
-         "Unable to read from s. A path of 9999999999999999999 bytes is refused.\n"},
-        {good + "2|ab5|2|1|2|", goodLine, noPath},
-        {good + "3|/\0b5|2|1|2|"s, goodLine,
-         "Loaded path \"/\" whose length is 1 which is different from expected 3. Aborting.\n"},
-        {good + "2|/a5|2|x", "none", noInfo + "5, 2, 0, 0\n"},
-        {good + "2|/a5 |2|1|2|", "none", noInfo + "5, 0, 0, 0\n"},
-        {"2|/a12|2|16000000002|/b0|2|1|2|", "none", noInfo + "12, 2, 16000000002, 0\n"},
-        {"2|/a5|2|1|-", "", "Read 0 bytes for length for path /a.\n"},
+         "/ 5 1 1 2\n/a 7 1 3 4\n/ 0 1 0 0\n//b 8 2 5 6\n"},
+        {good + "x", noNumber},
+        {"+", noNumber},
+        {"\0"s, noNumber},
+        {"0|5|2|1|2|", unread + "A path of 0 bytes is refused.\n"},
+        {"-2|/a5|2|1|2|", unread + "A path of -2 bytes is refused.\n"},
+        {"1024|/" + std::string(1023, 'x') + "5|2|1|2|", unread + "A path of 1024 bytes is refused.\n"},
+        {"1023|/" + std::string(1022, 'x') + "5|2|1|2|", "/" + std::string(1022, 'x') + " 5 2 1 2\n"},
+        {"99999999999999999999|/a", unread + "A path of 9999999999999999999 bytes is refused.\n"},
+        {good + "2|ab5|2|1|2|", goodLine + noPath},
+        {good + "3|/\0b5|2|1|2|"s,
+         goodLine + "Loaded path \"/\" whose length is 1 which is different from expected 3. Aborting.\n"},
+        {good + "2|/a5|2|x", noInfo + "5, 2, 0, 0\n"},
+        {good + "2|/a5 |2|1|2|", noInfo + "5, 0, 0, 0\n"},
+        {"2|/a12|2|16000000002|/b0|2|1|2|", noInfo + "12, 2, 16000000002, 0\n"},
+        {"2|/a5|2|1|-", "Read 0 bytes for length for path /a.\n"},
     };
-    for (const auto& [bytes, tree, messages] : cases) {
-        Loaded loaded = load(bytes);
-        EXPECT_EQ(loaded.tree, tree) << bytes;
-        EXPECT_EQ(loaded.messages, messages) << bytes;
-    }
+    for (const auto& [bytes, outcome] : cases)
+        EXPECT_EQ(load(bytes), outcome) << bytes;
+    EXPECT_EQ(outcomeOf([] { return DSNodeLoadSnapshot("no file", "other"); }), "none\n");
+    EXPECT_EQ(outcomeOf([] { return DSNodeLoadSnapshot(".", nullptr); }),
+              "none\nUnable to read from .. Read 0 bytes. \n");
 }
 
 TEST_F(FlatFile, EveryTruncationHasItsOutcome) {
@@ -133,17 +130,13 @@ TEST_F(FlatFile, EveryTruncationHasItsOutcome) {
     const auto* outcome = outcomes;
     for (size_t kept = 0; kept <= bytes.size(); kept++) {
         if (kept > outcome->last) outcome++;
-        Loaded loaded = load(bytes.substr(0, kept));
-        EXPECT_EQ(loaded.tree, trees[outcome->records]) << kept;
-        EXPECT_EQ(loaded.messages, outcome->messages) << kept;
+        EXPECT_EQ(load(bytes.substr(0, kept)), trees[outcome->records] + outcome->messages) << kept;
     }
 }
 
 TEST_F(FlatFile, SkipsDigests) {
     const std::string digest(40, 'f');
-    Loaded loaded = load("2|/a5|2|1|2|" + digest + "\n2|/b6|2|1|2|" + digest, true);
-    EXPECT_EQ(loaded.tree, "/a 5 2 1 2\n/b 6 2 1 2\n");
-    EXPECT_EQ(loaded.messages, "");
+    EXPECT_EQ(load("2|/a5|2|1|2|" + digest + "|2|/b6|2|1|2|" + digest, true), "/a 5 2 1 2\n/b 6 2 1 2\n");
 }
 
 // Records that do not end where a piece of the file that is read or written at a time does; one in seven is
@@ -158,22 +151,9 @@ TEST_F(FlatFile, RecordsGoAcrossTheEndsOfTheBuffer) {
         plain += start + "1|2|";
         tree += "/" + std::to_string(i) + " " + std::to_string(i) + " 2 1 2\n";
     }
-    EXPECT_EQ(load(bytes).tree, tree);
+    EXPECT_EQ(load(bytes), tree);
     EXPECT_EQ(DSNodeSaveSnapshot(Tree(DSNodeLoadSnapshot("s", "other")).get(), "s"), 0);
     EXPECT_EQ(contents("s"), plain);
-}
-
-TEST_F(FlatFile, ChoosesTheStoreByKind) {
-    store("s", "2|/f1|2|1|1|");
-    for (const char* kind : {"sync", "backup", "other", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(dump(Tree(DSNodeLoadSnapshot("s", kind)).get()), "/f 1 2 1 1\n");
-    EXPECT_EQ(messagesOf([] {
-                  EXPECT_EQ(DSNodeLoadSnapshot("none", "other"), nullptr);
-                  EXPECT_EQ(DSNodeLoadSnapshot("none", "sync"), nullptr);
-              }),
-              "");
-    EXPECT_EQ(messagesOf([] { EXPECT_EQ(DSNodeLoadSnapshot(".", "other"), nullptr); }),
-              "Unable to read from .. Read 0 bytes. \n");
 }
 
 TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {

@@ -82,7 +82,7 @@ class SaveFaults : public InNewFolder, public testing::WithParamInterface<std::t
     bool overOld = std::get<1>(GetParam());
     Tree old = exampleTree();
     Tree current = newTree();
-    std::string before = overOld ? dump(old.get()) : "none";
+    std::string before = dump(overOld ? old.get() : nullptr);
     std::string after = dump(current.get());
 
     // The files as before the save.

@@ -49,7 +49,7 @@ inline std::vector<DSNode*> childrenOf(const DSNode* node) {
 // One line for each node in list order, "path size type modified started"; "none" without a tree. The root
 // shows only when it has values.
 inline std::string dump(const DSNode* node, const std::string& path = "") {
-    if (node == nullptr) return "none";
+    if (node == nullptr) return "none\n";
     std::string text;
     if (!path.empty() || node->size != 0 || node->modifiedTime != 0)
         text = (path.empty() ? "/" : path) + " " + std::to_string(node->size) + " " +
@@ -86,16 +86,12 @@ std::string messagesOf(Call call) {
     return testing::internal::GetCapturedStderr();
 }
 
-// The tree of a load, and what it writes to standard error.
-struct Loaded {
-    std::string tree;
-    std::string messages;
-};
+// The tree of a load, then what it writes to standard error.
 template <typename Load>
-Loaded loadedBy(Load load) {
-    Loaded loaded;
-    loaded.messages = messagesOf([&] { loaded.tree = dump(Tree(load()).get()); });
-    return loaded;
+std::string outcomeOf(Load load) {
+    std::string tree;
+    const std::string messages = messagesOf([&] { tree = dump(Tree(load()).get()); });
+    return tree + messages;
 }
 
 // A directory of a test's own, gone with it. It is in memory where that is possible: a database waits for its
