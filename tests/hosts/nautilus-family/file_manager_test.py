@@ -25,6 +25,8 @@ class Session:
         self.root = os.path.join(self.folder, "Cloud")
         os.makedirs(os.path.join(self.root, "inner"))
         os.makedirs(os.path.join(self.folder, "outside"))
+        self.second = os.path.join(self.folder, "Second")
+        os.makedirs(self.second)
         for path in ("one.txt", "two.txt", "inner/three.txt"):
             self.write(path, 100)
         put_plugin(module, directory)
@@ -46,7 +48,7 @@ class Session:
 
     def start_daemon(self):
         self.daemon = self.start(self.program("tsyncquenz-sandbox"), "--start", self.root, "/Cloud",
-                                 "--throttle", "100kb")
+                                 "--start", self.second, "/Second", "--throttle", "100kb")
 
     def sync_again(self):
         """A daemon looks for changes when it starts."""
@@ -67,7 +69,8 @@ class Session:
             file.write(b"x" * size)
 
     def open(self, folder):
-        options = {"nautilus": ["--new-window"], "nemo": ["--no-desktop"], "caja": ["--no-desktop"]}[self.name]
+        options = {"nautilus": ["--new-window"], "nemo": ["--no-desktop"],
+                   "caja": ["--no-desktop", "--geometry=980x600"]}[self.name]  # room for its toolbar
         if self.manager:
             kill(self.manager)
         self.manager = self.start(self.name, *options, folder)
@@ -95,19 +98,23 @@ class Session:
                 print("---", name, "\n", self.log(name)[-2500:])
 
 
-def choose(session, tree, item, title):
-    """Right click on an item, the product's submenu, an item in it."""
-    cell = tree.wait(["table cell", "icon", "list item"], item)
+def choose(session, tree, items, title):
+    """Right click on the items, several in Nemo only, then the product's submenu, an item in it."""
+    cells = [tree.wait(["table cell", "icon", "list item"], item) for item in items]
     if session.name == "nemo":
-        cell.get_parent().get_selection_iface().select_child(cell.get_index_in_parent())
-        tree.act(cell, "menu")
+        for cell in cells:
+            cell.get_parent().get_selection_iface().select_child(cell.get_index_in_parent())
+        if len(cells) == 1:
+            tree.act(cells[0], "menu")
+        else:  # the action is one item's
+            subprocess.check_call(["xdotool", "key", "shift+F10"])
     else:
         window = []
         if tree.is_gtk4:  # it tells places within its window only
             windows = subprocess.check_output(["xdotool", "search", "--onlyvisible", "--pid",
                                                str(session.manager.pid)], text=True)
             window = ["--window", windows.split()[-1]]
-        subprocess.check_call(["xdotool", "mousemove", *window, *tree.centre(cell), "click", "3"])
+        subprocess.check_call(["xdotool", "mousemove", *window, *tree.centre(cells[0]), "click", "3"])
     top = tree.wait(["menu", "menu item"], "TovikDrive")
     tree.act(top, "click")
     if session.name == "nautilus":
@@ -129,20 +136,33 @@ def everyday(session):
     before = screen_colours()["sync"]
     wait_until(lambda: not shows("upload", 1) and screen_colours()["sync"] > before, 30,
                "the emblem after the transfer")
-    choose(session, tree, "inner", "Exclude from sync")
+    choose(session, tree, ["inner"], "Exclude from sync")
     wait_until(lambda: "Excluded from sync: /Cloud/inner" in session.log("tsyncquenz-sandbox.log"), 20,
                "the chosen command, with the selected folder, reaches the daemon")
-    if session.name == "nautilus":
-        background(session, tree)
+    stop = {"nautilus": stop_by_background, "nemo": stop_several, "caja": stop_by_toolbar}[session.name]
+    for root in stop(session, tree):
+        wait_until(lambda: "No longer syncing " + root in session.log("tsyncquenz-sandbox.log"), 20,
+                   "the command for " + root + " reaches the daemon")
 
 
-def background(session, tree):
+def stop_by_background(session, tree):
     """The menu of the folder that the window shows."""
     action = wait_until(lambda: tree.action(tree.find(["frame"], "Cloud"), "container-TSFP-Stop-Sync"), 15,
                         "the background of a root offers to stop it")
     tree.act(tree.find(["frame"], "Cloud"), action)
-    wait_until(lambda: "No longer syncing " + session.root in session.log("tsyncquenz-sandbox.log"), 20,
-               "the command for the folder itself reaches the daemon")
+    return [session.root]
+
+
+def stop_by_toolbar(session, tree):
+    subprocess.check_call(["xdotool", "key", "F5"])  # Caja asks for buttons when it loads a folder, never again
+    tree.act(tree.wait(["push button"], "Stop sync"), "click")
+    return [session.root]
+
+
+def stop_several(session, tree):
+    session.open(session.folder)
+    choose(session, tree, ["Cloud", "Second"], "Stop sync")
+    return [session.root, session.second]
 
 
 def badges_go(since):
