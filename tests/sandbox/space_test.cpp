@@ -43,7 +43,7 @@ TEST(Space, listsRealFoldersOnlyAndBelongsToOneProcess) {
 
 TEST(State, isOneJsonObjectAndABrokenOneIsKept) {
     const TemporaryFolder temporary;
-    SilentLog log;
+    support::RecordingLog log;
     State state;
     state.pairs = {{"/Docs", "/home/u/Docs"}};
     state.excluded = {"/Docs/tmp"};
