@@ -63,7 +63,6 @@ TEST_F(NotificationTest, CarriesEveryKindOfValue) {
                               {"list", Array{"a", "b"}},
                               {"mixed", Array{1, "b", Dictionary{{"k", Array{}}}}},
                               {"deep", Dictionary{{"x", Dictionary{{"y", "z"}}}}}};
-    backends::dbus::DistributedCenter other(bus, log);
     EXPECT_TRUE(center.post({"Note", "object", userInfo}));
     EXPECT_FALSE(center.post({"Note", "\xFF", {}})) << "not UTF-8: refused and logged";
     EXPECT_TRUE(center.post({"End", {}, {}})); // from the same sender, so that it comes last
