@@ -91,7 +91,7 @@ TEST_F(RequestsTest, refusesHostilePathsWithOneLineEach) {
     for (const std::string& directory :
          {std::string("relative"), kept, out + "/none", temporary.path("strict")})
         cases.push_back({"downloadFile:toDirectory:", {"/in", directory}});
-    const std::string top = temporary.path(""), space = temporary.path("strict");
+    const std::string top = temporary.path(), space = temporary.path("strict");
     for (const std::string& local : {std::string("relative"), docs + "/none", kept, docs + "\xff", top,
                                      std::string("/"), space, space + "-state"})
         cases.push_back({"addSyncPath:withLocalSyncPath:", {"/Docs", local}});

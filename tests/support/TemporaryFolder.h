@@ -28,7 +28,9 @@ class TemporaryFolder {
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     std::filesystem::path operator/(std::string_view name) const { return folder / name; }
-    std::string path(std::string_view name) const { return (folder / name).string(); }
+    std::string path(std::string_view name = {}) const {
+        return name.empty() ? folder.string() : (folder / name).string();
+    }
 
     // The path of the file. The folders above it are made.
     std::string write(std::string_view name, std::string_view content) const {

@@ -26,7 +26,7 @@ TEST(VCardFolder, ReadsEveryCardOfEveryFile) {
 
     support::RecordingLog log;
     std::vector<std::string> people;
-    for (const platform::Person& person : VCardFolder(folder.path(""), log).people()) {
+    for (const platform::Person& person : VCardFolder(folder.path(), log).people()) {
         people.push_back(person.firstName.value_or("(none)") + ";" + person.lastName.value_or("(none)"));
         for (const std::string& email : person.emails)
             people.back() += ";" + email;

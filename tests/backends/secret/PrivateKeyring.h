@@ -30,7 +30,7 @@ class PrivateKeyring {
     // bus.
     void start(bool withDefaultCollection = true) {
         const std::string command =
-            "cd '" + home.path("") + "' && export HOME=$PWD XDG_RUNTIME_DIR=$PWD XDG_DATA_HOME=$PWD " +
+            "cd '" + home.path() + "' && export HOME=$PWD XDG_RUNTIME_DIR=$PWD XDG_DATA_HOME=$PWD " +
             "GNOME_KEYRING_TEST_PROMPTER='" + prompter + "' && printf master >password && " +
             "exec gnome-keyring-daemon --foreground --components=secrets " +
             (withDefaultCollection ? "--unlock" : "") + " <password >/dev/null 2>&1";
