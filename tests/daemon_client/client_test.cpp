@@ -2,6 +2,7 @@
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/BusClient.h"
+#include "tests/support/silent_connections.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -331,27 +332,12 @@ TEST_F(ClientTest, TwoThreadsThatMissACacheAtOnceBothAskAndOneAnswerStands) {
 
 // `close` and `cacheDir` go on for as long as sending fails, without growing the stack; the others do not.
 TEST(ClientThatCannotSend, TriesAgainOrSaysSoAsEachRequestDoes) {
-    struct Failing final : platform::RequestConnection {
-        int failures = 10'000;
-        void resume() override {}
-        void suspend() override {}
-        void invalidate() override {}
-        std::string remoteObjectProxy() const override { return "<failing>"; }
-        void send(std::string_view message, const Array&, std::chrono::milliseconds,
-                  ReplyHandler handler) override {
-            if (message == "allPathsInSync:") return;
-            if (failures-- > 0) throw platform::IPCError("not now");
-            handler(valueReply("/cache"));
-        }
-        void send(std::string_view, const Array&) override {
-            if (failures-- > 0) throw platform::IPCError("not now");
-        }
+    support::SilentConnections connections;
+    int failures = 10'000;
+    connections.reply = valueReply("/cache");
+    connections.onSend = [&failures](std::string_view message) {
+        if (message != "allPathsInSync:" && failures-- > 0) throw platform::IPCError("not now");
     };
-    struct One final : platform::RequestConnectionFactory {
-        std::shared_ptr<platform::RequestConnection> initWithServiceName(std::string_view) override {
-            return std::make_shared<Failing>();
-        }
-    } connections;
     support::RecordingLog log;
     support::TestClock clock;
     support::LocalDistributedCenter center;
@@ -368,6 +354,7 @@ TEST(ClientThatCannotSend, TriesAgainOrSaysSoAsEachRequestDoes) {
     EXPECT_EQ(clock.slept.back(), std::chrono::seconds(2));
     client.invalidateSession();
     client.connect();
+    failures = 10'000;
     clock.slept.clear();
     client.close();
     EXPECT_EQ(clock.slept.size(), 10'000U);
