@@ -3,14 +3,11 @@
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
-#include "tests/support/TestDaemon.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakes.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 
@@ -49,26 +46,10 @@ std::set<std::string> membersOf(const std::string& xml, const std::string& inter
 }
 
 std::string fileNamed(const std::string& interface) {
-    std::ifstream file(std::string(INTROSPECTION_FOLDER) + "/" + interface + ".xml");
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return support::contentOf(INTROSPECTION_FOLDER "/" + interface + ".xml");
 }
 
-class Services : public testing::Test {
-  protected:
-    support::PrivateBus sessionBus;
-
-    static std::string introspect(const std::string& name, const std::string& path) {
-        const auto connection = sdbus::createSessionBusConnection();
-        const auto proxy = sdbus::createProxy(*connection, name, path);
-        std::string xml;
-        proxy->callMethod("Introspect")
-            .onInterface("org.freedesktop.DBus.Introspectable")
-            .storeResultsTo(xml);
-        return xml;
-    }
-};
-
-TEST_F(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
+TEST(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
     std::set<std::string> table; // what client and sandbox go by
     for (const protocol::Message& message : protocol::messages)
         table.insert("method " + std::string(message.member) + " " + std::string(message.arguments) + ">" +
@@ -77,19 +58,21 @@ TEST_F(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
     EXPECT_EQ(table, membersOf(fileNamed(TSYNC_INTERFACE), TSYNC_INTERFACE, false));
 }
 
-TEST_F(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart) {
+TEST(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart) {
+    const support::PrivateBus sessionBus;
     support::RecordingLog log;
     support::InlineQueue queue;
     host_service::HostService hosts({log, queue, queue, queue}); // nothing is attached
     backends::dbus::Bus bus("service");
     backends::dbus::FinderSync1Service service(bus, hosts, "1");
     bus.start([] {});
-    const std::string name = bus.connection().getUniqueName();
-    EXPECT_EQ(membersOf(introspect(name, FINDER_SYNC_OBJECT_PATH), FINDER_SYNC_INTERFACE),
-              membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
-
     const auto connection = sdbus::createSessionBusConnection();
-    const auto proxy = sdbus::createProxy(*connection, name, FINDER_SYNC_OBJECT_PATH);
+    const auto proxy =
+        sdbus::createProxy(*connection, bus.connection().getUniqueName(), FINDER_SYNC_OBJECT_PATH);
+    std::string xml;
+    proxy->callMethod("Introspect").onInterface("org.freedesktop.DBus.Introspectable").storeResultsTo(xml);
+    EXPECT_EQ(membersOf(xml, FINDER_SYNC_INTERFACE),
+              membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
     try {
         proxy->callMethod("BadgesForItems")
             .onInterface(FINDER_SYNC_INTERFACE)
