@@ -26,15 +26,23 @@ class RecordingCenter final : public platform::DistributedNotificationCenter {
   public:
     platform::Subscription addObserver(const std::string& name,
                                        platform::NotificationHandler handler) override {
+        const std::lock_guard guard(lock);
         observers[name] = std::move(handler);
-        return platform::Subscription([this, name] { observers.erase(name); });
+        return platform::Subscription([this, name] {
+            const std::lock_guard end(lock);
+            observers.erase(name);
+        });
     }
     bool post(const platform::Notification& notification) override {
-        if (const auto observer = observers.find(notification.name); observer != observers.end())
-            observer->second(notification);
-        const std::lock_guard guard(lock);
-        posted.push_back(notification);
-        changed.notify_all();
+        platform::NotificationHandler handler;
+        {
+            const std::lock_guard guard(lock);
+            if (const auto observer = observers.find(notification.name); observer != observers.end())
+                handler = observer->second;
+            posted.push_back(notification);
+            changed.notify_all();
+        }
+        if (handler) handler(notification);
         return true;
     }
 
