@@ -35,11 +35,12 @@ class RequestsTest : public testing::Test {
 
 TEST_F(RequestsTest, answersItsMessages) {
     Requests requests(daemon, {}, queue, slowQueue, log, [] { FAIL(); });
-    for (const char* folder : {"space/Docs/in", "space/Other/in", "space/Third"})
+    for (const char* folder : {"space/Docs/in", "space/Other/in", "space/The third"})
         fs::create_directories(temporary / folder);
+    fs::create_directory_symlink(docs, temporary / "space/link");
     daemon.startSync(docs, "/Docs");
     const std::pair<Array, Array> cases[] = {
-        {{"/"}, {"/Other", "/Third"}}, {{"/Other/"}, {"/Other/in"}}, {{"/Docs"}, {}}, {{}, {}}};
+        {{"/"}, {"/Other", "/The third"}}, {{"/Other/"}, {"/Other/in"}}, {{"/Docs"}, {}}, {{}, {}}};
     for (const auto& [arguments, wanted] : cases)
         EXPECT_EQ(ask(requests, "directoriesNotInSyncAtRemoteDirecory:withReply:", arguments)->value,
                   Value(wanted));
