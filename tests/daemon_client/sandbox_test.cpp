@@ -159,14 +159,20 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              client->getSyncStatus(); // acted on in order
              write("state/uploading/New/dropped", "dropped");
              write("state/cache/Space/Docs/a.txt", "edited");
-             write("docs/sub/b.txt", "changed");
-             write("docs/marker", "marker"); // the last event of the four
+             write("docs/sub/b.txt", "FOUR"); // of the same size, and mostly in the same second
+             write("docs/subway", "beside");
+             write("docs/marker", "marker"); // the last event of all
              EXPECT_TRUE(becomes("space/Space/Docs/marker", "marker"));
+             EXPECT_TRUE(becomes("space/Space/Docs/subway", "beside")) << "not below the paused folder";
+             client->pauseUploadingFSEvent(); // once more: what happened there is not forgotten
              EXPECT_FALSE(fs::exists(folder / "space/New"));
              EXPECT_EQ(contentOf("space/Space/Docs/a.txt"), "one");
              EXPECT_EQ(contentOf("space/Space/Docs/sub/b.txt"), "four");
              client->localSnapshotChanged(path("docs/sub"), true);
-             EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "changed")) << "what is asked for is no event";
+             EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "FOUR")) << "what is asked for is no event";
+             write("docs/sub/b.txt", "deeply");
+             client->localSnapshotChanged(path("docs"));
+             EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "deeply"));
              write("docs/sub/b.txt", "again");
              client->syncPath("/Space");
              EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "again"));
@@ -177,6 +183,8 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              EXPECT_TRUE(becomes("space/New/dropped", "dropped"));
              EXPECT_TRUE(becomes("space/Space/Docs/a.txt", "edited"));
              EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "at last"));
+             write("docs/sub/after", "after");
+             EXPECT_TRUE(becomes("space/Space/Docs/sub/after", "after"));
              EXPECT_TRUE(support::eventually([&] { return fs::is_empty(folder / "state/uploading"); }));
          }},
         {{"excludeSyncPath:", "includeSyncPath:", "isRemotePathExcluded:isBasePathOfExclusion:withReply:",
@@ -203,6 +211,9 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              EXPECT_TRUE(client->pendingOperationOnPath(path("out/more/x")));
              EXPECT_TRUE(client->pendingOperationOnRemotePath("/In/x"));
              EXPECT_FALSE(client->pendingOperationOnRemotePath("/Space/Docs/a.txt"));
+             write("docs/waiting", "waits to be looked at");
+             EXPECT_TRUE(
+                 support::eventually([&] { return client->pendingOperationOnPath(path("docs/waiting")); }));
              EXPECT_EQ(client->statusOfFileAtPath(path("out/x")), 2);
              EXPECT_EQ(client->statusOfFileAtPath(path("out/a.txt")), 1);
              EXPECT_EQ(client->allPendingOperations().value().front(),

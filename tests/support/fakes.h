@@ -162,15 +162,11 @@ class MemoryFileSystem final : public platform::FileSystem {
 
     std::string resolve(std::string path) const {
         for (int hops = 0; hops < 40; ++hops) {
-            bool isChanged = false;
-            for (const auto& [from, to] : links) {
-                if (path == from || path.starts_with(from + "/")) {
-                    path = to + path.substr(from.size());
-                    isChanged = true;
-                    break;
-                }
-            }
-            if (!isChanged) return path;
+            const auto link = std::find_if(links.begin(), links.end(), [&path](const auto& each) {
+                return path == each.first || path.starts_with(each.first + "/");
+            });
+            if (link == links.end()) break;
+            path.replace(0, link->first.size(), link->second);
         }
         return path;
     }
