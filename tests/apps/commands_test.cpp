@@ -4,20 +4,18 @@
 #include "tests/support/CommandRecorder.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"
-#include "tests/support/fakes.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <iterator>
 #include <regex>
 
 namespace {
 
 namespace fs = std::filesystem;
+using support::contentOf;
 using support::Program;
 using support::Result;
 using support::run;
@@ -25,11 +23,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 using Texts = std::vector<std::string>;
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 // A desktop that keeps the texts of its notifications.
 class Desktop {
@@ -63,23 +56,22 @@ class Desktop {
 class CommandsTest : public testing::Test {
   protected:
     support::PrivateBus bus;
-    fs::path folder;
+    support::TemporaryFolder folder;
     std::unique_ptr<Program> daemon, extension;
     std::size_t readOfLog = 0;
 
     void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "commands-XXXXXX").string();
-        folder = ::mkdtemp(name.data());
-        ::setenv("HOME", folder.c_str(), 1);
+        ::setenv("HOME", folder.path().c_str(), 1);
         for (const char* item : {"Docs/sub", "Music", "Photos", "space/Archive"})
             fs::create_directories(folder / item);
         fs::create_directory_symlink(folder / "Docs/sub", folder / "Docs/link");
         for (const char* file : {"Docs/a.txt", "one.txt", "two.txt"})
-            std::ofstream(folder / file) << file;
-        std::ofstream(folder / "panel")
-            << "#!/bin/sh\ncd " << folder.string() << "\ncat >request\n. ./answer\n";
+            folder.write(file, file);
+        folder.write("panel", "#!/bin/sh\ncd " + folder.path() + "\ncat >request\n. ./answer\n");
         fs::permissions(folder / "panel", fs::perms::owner_all);
-        startDaemon();
+        daemon = std::make_unique<Program>(Texts{SANDBOX_PROGRAM, "--space", path("space"), "--state",
+                                                 path("state"), "--log-level", "error", "--start",
+                                                 path("Docs"), "/Docs", "--start", path("Music"), "/Music"});
         extension = std::make_unique<Program>(
             Texts{"/bin/sh", "-c",
                   "exec env LC_ALL=de_DE.UTF-8 DISPLAY=:extension " TSYNCFINDER_PROGRAM
@@ -88,20 +80,10 @@ class CommandsTest : public testing::Test {
         waitForBadge("Music", "tovik");
         newLogLines();
     }
-    void TearDown() override {
-        extension.reset();
-        fs::remove_all(folder);
-    }
-
-    void startDaemon() {
-        daemon = std::make_unique<Program>(Texts{SANDBOX_PROGRAM, "--space", path("space"), "--state",
-                                                 path("state"), "--log-level", "error", "--start",
-                                                 path("Docs"), "/Docs", "--start", path("Music"), "/Music"});
-    }
-    std::string path(const std::string& item) const { return (folder / item).string(); }
+    std::string path(const std::string& item) const { return folder.path(item); }
     // The text with "@" for the test's folder.
     std::string filled(const std::string& text) const {
-        return std::regex_replace(text, std::regex("@/"), folder.string() + "/");
+        return std::regex_replace(text, std::regex("@/"), folder.path() + "/");
     }
     void waitForBadge(const std::string& item, const std::string& badge) {
         EXPECT_TRUE(support::eventually([&] {
@@ -111,7 +93,7 @@ class CommandsTest : public testing::Test {
             << " has not become " << badge;
     }
     // What the next panels do, as commands of a shell.
-    void panelsDo(const std::string& commands) { std::ofstream(folder / "answer") << commands << '\n'; }
+    void panelsDo(const std::string& commands) { folder.write("answer", commands + "\n"); }
     Result invoke(const std::string& arguments) {
         return run("LC_ALL=C DISPLAY=:request " TSYNCFINDER_PROGRAM " invoke " + filled(arguments));
     }
@@ -135,117 +117,83 @@ class CommandsTest : public testing::Test {
 // One after the other, since the daemon acts on each.
 struct Case {
     std::string invocation;
-    std::string panelAnswer; // empty: no panel may be asked
-    std::string panelRequest;
-    std::vector<std::pair<std::string, std::string>> messages; // name, object
     std::string outcome;
-    Texts log;
     bool succeeds = true;
+    std::string panelAnswer = {}; // empty: no panel may be asked
+    std::string panelRequest = {};
+    std::vector<std::pair<std::string, std::string>> messages = {}; // name, object
+    Texts log = {};
 };
 
+const Texts startsNothing{"Select Start Sync param: Start sync", "Choose Remote Dest: 1",
+                          "Space Dest Path: (null), selectedItemPath: @/Photos"};
 const std::string shown = "{\"shown\":true}\n";
 
 std::vector<Case> cases() {
     return {
-        {"'Exclude from sync' @/Docs/sub",
-         "",
-         "",
-         {{"kTFinderSyncTExcludeSyncPath", R"({"remotePath":"/Docs/sub"})"}},
-         "Asked the sync service to exclude @/Docs/sub.",
-         {}},
-        {"includeSync: @/Docs/sub @/Docs/link @/one.txt",
-         "",
-         "",
-         {{"kTFinderSyncTIncludeSyncPath", R"({"remotePath":"/Docs/sub"})"},
-          {"kTFinderSyncTIncludeSyncPath", R"({"remotePath":"/Docs/link"})"}},
-         "Left out, not in a synced folder or with a name that cannot be sent: @/one.txt",
-         {R"(Skipped without a message: ["@/one.txt"])"},
-         false},
-        {"'Copy to Space' @/one.txt @/two.txt @/Photos",
-         shown + R"({"response":1,"path":"/Archive"})",
-         R"({"panel":"destination","sync":false,"paths":["@/one.txt","@/two.txt","@/Photos"]})",
-         {{"kTFinderSyncTCopyToSpace", R"({"localPath":"@/one.txt","remotePath":"/Archive"})"},
-          {"kTFinderSyncTCopyToSpace", R"({"localPath":"@/two.txt","remotePath":"/Archive"})"},
-          {"kTFinderSyncTCopyToSpace", R"({"localPath":"@/Photos","remotePath":"/Archive"})"}},
-         "Asked the sync service to copy @/one.txt, @/two.txt, @/Photos to /Archive.",
-         {"Select Copy to Space param: Copy to Space", "Choose Remote Dest: 3",
-          "Copy file: @/one.txt to Space Dest path: /Archive",
-          "Copy file: @/two.txt to Space Dest path: /Archive",
-          "Copy file: @/Photos to Space Dest path: /Archive"}},
-        {"TSFP-MoveToSpace --destination / @/two.txt",
-         "",
-         "",
-         {{"kTFinderSyncTMoveToSpace", R"({"localPath":"@/two.txt","remotePath":"/"})"}},
-         "Asked the sync service to move @/two.txt to /.",
-         {"Select Move to Space param: TSFP-MoveToSpace", "Choose Remote Dest: 1",
-          "Move file: @/two.txt to Space Dest path: /"}},
-        {"'Move to Space' @/one.txt",
-         R"({"response":0})",
-         R"({"panel":"destination","sync":false,"paths":["@/one.txt"]})",
-         {},
-         "Cancelled; nothing was sent.",
-         {"Select Move to Space param: Move to Space", "Choose Remote Dest: 1"},
-         false},
-        {"'Start sync' --destination // @/Photos",
-         "",
-         "",
-         {},
-         "A folder cannot be synced with the root of the space.",
-         {"Select Start Sync param: Start sync", "Choose Remote Dest: 1",
-          "Space Dest Path: (null), selectedItemPath: @/Photos"},
-         false},
-        {"'Start sync' --destination Archive @/Photos",
-         "",
-         "",
-         {},
-         "\"Archive\" is no path in the space.",
-         {"Select Start Sync param: Start sync", "Choose Remote Dest: 1",
-          "Space Dest Path: (null), selectedItemPath: @/Photos"},
-         false},
-        {"'Start sync' @/Photos @/one.txt",
-         shown + R"({"response":1,"path":"/Photos"})",
-         R"({"panel":"destination","sync":true,"paths":["@/Photos"]})",
-         {{"kTFinderSyncTSyncStart", R"({"localPath":"@/Photos","remotePath":"/Photos"})"}},
-         "Asked the sync service to sync @/Photos with /Photos.",
-         {"Select Start Sync param: Start sync", "Choose Remote Dest: 2",
-          "Space Dest Path: /Photos, selectedItemPath: @/Photos"}},
-        {"'Share by email' --recipient 'Ann <ann@example.org>' --recipient j@x.org @/Docs/link",
-         "",
-         "",
-         {{"kTFinderSyncTShareByEmail",
-           R"({"localPath":"/Docs/link","isDir":"file","recipients":["ann@example.org","j@x.org"]})"}},
-         "Asked the sync service to share @/Docs/link with ann@example.org, j@x.org.",
-         {}},
-        {"'Share by email' --recipient ann@example @/Docs",
-         "",
-         "",
-         {},
-         "\"ann@example\" is no e-mail address.",
-         {},
-         false},
+        {.invocation = "'Exclude from sync' @/Docs/sub",
+         .outcome = "Asked the sync service to exclude @/Docs/sub.",
+         .messages = {{"kTFinderSyncTExcludeSyncPath", R"({"remotePath":"/Docs/sub"})"}}},
+        {.invocation = "includeSync: @/Docs/sub @/Docs/link @/one.txt",
+         .outcome = "Left out, not in a synced folder or with a name that cannot be sent: @/one.txt",
+         .succeeds = false,
+         .messages = {{"kTFinderSyncTIncludeSyncPath", R"({"remotePath":"/Docs/sub"})"},
+                      {"kTFinderSyncTIncludeSyncPath", R"({"remotePath":"/Docs/link"})"}},
+         .log = {R"(Skipped without a message: ["@/one.txt"])"}},
+        {.invocation = "'Copy to Space' @/one.txt @/Photos",
+         .outcome = "Asked the sync service to copy @/one.txt, @/Photos to /Archive.",
+         .panelAnswer = shown + R"({"response":1,"path":"/Archive"})",
+         .panelRequest = R"({"panel":"destination","sync":false,"paths":["@/one.txt","@/Photos"]})",
+         .messages = {{"kTFinderSyncTCopyToSpace", R"({"localPath":"@/one.txt","remotePath":"/Archive"})"},
+                      {"kTFinderSyncTCopyToSpace", R"({"localPath":"@/Photos","remotePath":"/Archive"})"}},
+         .log = {"Select Copy to Space param: Copy to Space", "Choose Remote Dest: 2",
+                 "Copy file: @/one.txt to Space Dest path: /Archive",
+                 "Copy file: @/Photos to Space Dest path: /Archive"}},
+        {.invocation = "TSFP-MoveToSpace --destination / @/two.txt",
+         .outcome = "Asked the sync service to move @/two.txt to /.",
+         .messages = {{"kTFinderSyncTMoveToSpace", R"({"localPath":"@/two.txt","remotePath":"/"})"}},
+         .log = {"Select Move to Space param: TSFP-MoveToSpace", "Choose Remote Dest: 1",
+                 "Move file: @/two.txt to Space Dest path: /"}},
+        {.invocation = "'Start sync' --destination // @/Photos",
+         .outcome = "A folder cannot be synced with the root of the space.",
+         .succeeds = false,
+         .log = startsNothing},
+        {.invocation = "'Start sync' --destination Archive @/Photos",
+         .outcome = "\"Archive\" is no path in the space.",
+         .succeeds = false,
+         .log = startsNothing},
+        {.invocation = "'Start sync' @/Photos @/one.txt",
+         .outcome = "Asked the sync service to sync @/Photos with /Photos.",
+         .panelAnswer = shown + R"({"response":1,"path":"/Photos"})",
+         .panelRequest = R"({"panel":"destination","sync":true,"paths":["@/Photos"]})",
+         .messages = {{"kTFinderSyncTSyncStart", R"({"localPath":"@/Photos","remotePath":"/Photos"})"}},
+         .log = {"Select Start Sync param: Start sync", "Choose Remote Dest: 2",
+                 "Space Dest Path: /Photos, selectedItemPath: @/Photos"}},
+        {.invocation = "'Share by email' --recipient 'Ann <ann@example.org>' --recipient j@x.org @/Docs/link",
+         .outcome = "Asked the sync service to share @/Docs/link with ann@example.org, j@x.org.",
+         .messages =
+             {{"kTFinderSyncTShareByEmail",
+               R"({"localPath":"/Docs/link","isDir":"file","recipients":["ann@example.org","j@x.org"]})"}}},
+        {.invocation = "'Share by email' --recipient ann@example @/Docs",
+         .outcome = "\"ann@example\" is no e-mail address.",
+         .succeeds = false},
         // The panel posts the message itself; here it only says so.
-        {"'Share by email' @/Docs/sub",
-         shown + R"({"response":1,"sent":true,"recipients":["ann@example.org"]})",
-         R"({"panel":"share","path":"@/Docs/sub","isDir":true,"allPathsInSync":)"
-         R"({"/Docs":"@/Docs","/Music":"@/Music","/Photos":"@/Photos"}})",
-         {},
-         "Asked the sync service to share @/Docs/sub with ann@example.org.",
-         {}},
-        {"stopSync: @/Docs @/Music",
-         "",
-         "",
-         {{"kTFinderSyncTSyncStop", R"({"remotePath":"/Docs"})"},
-          {"kTFinderSyncTSyncStop", R"({"remotePath":"/Music"})"}},
-         "Asked the sync service to stop syncing @/Docs, @/Music.",
-         {"Select Stop Sync param: stopSync:", R"(Selected Item Paths ["@/Docs","@/Music"])",
-          R"(Selected Item Paths ["@/Docs","@/Music"])", R"(Selected Item Paths ["@/Docs","@/Music"])"}},
-        {"stopSync:",
-         "",
-         "",
-         {},
-         "Nothing is selected.",
-         {"Select Stop Sync param: stopSync:", "Selected Item Paths []"},
-         false},
+        {.invocation = "'Share by email' @/Docs/sub",
+         .outcome = "Asked the sync service to share @/Docs/sub with ann@example.org.",
+         .panelAnswer = shown + R"({"response":1,"sent":true,"recipients":["ann@example.org"]})",
+         .panelRequest = R"({"panel":"share","path":"@/Docs/sub","isDir":true,"allPathsInSync":)"
+                         R"({"/Docs":"@/Docs","/Music":"@/Music","/Photos":"@/Photos"}})"},
+        {.invocation = "stopSync: @/Docs @/Music",
+         .outcome = "Asked the sync service to stop syncing @/Docs, @/Music.",
+         .messages = {{"kTFinderSyncTSyncStop", R"({"remotePath":"/Docs"})"},
+                      {"kTFinderSyncTSyncStop", R"({"remotePath":"/Music"})"}},
+         .log = {"Select Stop Sync param: stopSync:", R"(Selected Item Paths ["@/Docs","@/Music"])",
+                 R"(Selected Item Paths ["@/Docs","@/Music"])",
+                 R"(Selected Item Paths ["@/Docs","@/Music"])"}},
+        {.invocation = "stopSync:",
+         .outcome = "Nothing is selected.",
+         .succeeds = false,
+         .log = {"Select Stop Sync param: stopSync:", "Selected Item Paths []"}},
     };
 }
 
@@ -331,7 +279,7 @@ TEST_F(CommandsTest, ShowOnePanelAtATimeOnTheDisplayOfItsRequest) {
         support::eventually([this] { return contentOf(folder / "panels") == "begins :request C\n"; }));
     auto second = std::async(std::launch::async, [this] { return invoke("'Copy to Space' @/one.txt"); });
     EXPECT_EQ(invoke("excludeSync: @/Docs/sub").status, 0) << "a panel holds up panels only";
-    std::ofstream(folder / "go") << "go";
+    folder.write("go", "");
     EXPECT_EQ(first.get().output, "Cancelled; nothing was sent.\n");
     second.get();
     EXPECT_EQ(contentOf(folder / "panels"), "begins :request C\nends\nbegins :request C\nends\n");

@@ -4,41 +4,33 @@
 #include "tests/support/CommandRecorder.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestDaemon.h"
 #include "tests/support/VirtualDisplay.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 namespace {
 
-namespace fs = std::filesystem;
 using backends::posix::ChildProcess;
 using testing::HasSubstr;
 
 class PanelProgramTest : public testing::Test {
   protected:
     support::PrivateBus bus;
-    fs::path folder;
+    support::TemporaryFolder folder;
 
     void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "panel-program-XXXXXX").string();
-        folder = ::mkdtemp(name.data());
-        fs::create_directories(folder / "contacts");
-        std::ofstream(folder / "contacts/ann.vcf")
-            << "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Lee;Ann;;;\r\nFN:Ann Lee\r\n"
-               "EMAIL:ann@example.org\r\nEND:VCARD\r\n";
-        ::setenv("TSYNCFINDER_CONTACTS", (folder / "contacts").c_str(), 1);
-        ::setenv("HOME", folder.c_str(), 1);
+        folder.write("contacts/ann.vcf", "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Lee;Ann;;;\r\nFN:Ann Lee\r\n"
+                                         "EMAIL:ann@example.org\r\nEND:VCARD\r\n");
+        ::setenv("TSYNCFINDER_CONTACTS", folder.path("contacts").c_str(), 1);
+        ::setenv("HOME", folder.path().c_str(), 1);
         ::setenv("LC_ALL", "C.UTF-8", 1);
         ::unsetenv("DISPLAY");
         ::unsetenv("WAYLAND_DISPLAY");
         ::unsetenv("QT_QPA_PLATFORM");
     }
-    void TearDown() override { fs::remove_all(folder); }
 
     static std::unique_ptr<ChildProcess> start(const std::string& request) {
         std::vector<std::string> environment;
@@ -93,10 +85,9 @@ TEST_F(PanelProgramTest, ServesAPersonWithAKeyboard) {
     });
     support::CommandRecorder recorder;
     const std::string destination =
-        R"({"panel":"destination","sync":true,"paths":[")" + folder.string() + R"("]})";
+        R"({"panel":"destination","sync":true,"paths":[")" + folder.path("contacts") + R"("]})";
     const std::string share = R"({"panel":"share","path":"/home/u/Docs/x","isDir":true,)"
                               R"("allPathsInSync":{"/Docs":"/home/u/Docs"}})";
-    const std::string proposed = "/" + folder.filename().string();
     const struct {
         std::string request;
         std::string text; // typed once
@@ -104,7 +95,7 @@ TEST_F(PanelProgramTest, ServesAPersonWithAKeyboard) {
         std::string answer;
     } people[] = {
         // The new folder is preselected, and Enter is OK.
-        {destination, "", "Return", R"({"path":")" + proposed + R"(","response":1})"},
+        {destination, "", "Return", R"({"path":"/contacts","response":1})"},
         {destination, "", "Escape", R"({"response":0})"},
         {share, "ann@example.org,", "Return",
          R"({"recipients":["ann@example.org"],"response":1,"sent":true})"},

@@ -64,11 +64,8 @@ class OnTerminal {
 
 // The exit status of the program in a shell, and what it wrote.
 std::pair<int, std::string> inShell(const std::string& command) {
-    FILE* pipe = popen(("secret() { " SECRET_PROGRAM " secret \"$@\"; }; " + command + " 2>&1").c_str(), "r");
-    std::string output;
-    for (int byte = getc(pipe); byte != EOF; byte = getc(pipe))
-        output += static_cast<char>(byte);
-    return {WEXITSTATUS(pclose(pipe)), output};
+    const support::Result result = support::run("secret() { " SECRET_PROGRAM " secret \"$@\"; }; " + command);
+    return {result.status, result.output};
 }
 
 TEST(SecretCommand, FromTheShell) {

@@ -2,16 +2,22 @@
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/BusClient.h"
+#include "tests/support/silent_connections.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
 #include <thread>
 
 namespace {
 
 using daemon_client::SyncPathTable;
+using daemon_client::TSyncClient;
 using platform::Array;
 using platform::Dictionary;
 using platform::Reply;
@@ -19,181 +25,259 @@ using platform::ReplyHandler;
 using platform::Value;
 using support::TestDaemon;
 using support::valueReply;
+using testing::IsEmpty;
+
+// For each waiting request: what it answers when there is nothing to say, if that is not right.
+std::vector<std::string> wrongNegatives(TSyncClient& client) {
+    std::vector<std::string> wrong;
+    const auto expect = [&wrong](const char* request, bool isRight) {
+        if (!isRight) wrong.emplace_back(request);
+    };
+    bool flag = true;
+    expect("linkForSharingFile", !client.linkForSharingFile("/a", true));
+    expect("sendSharingFileByEmail",
+           !client.sendSharingFileByEmail("/a", true, std::vector<std::string>{"a@b.c"}));
+    expect("isRemotePathExcluded", !client.isRemotePathExcluded("/a", flag));
+    expect("isLocalPathExcluded", !client.isLocalPathExcluded("/a", flag));
+    expect("the flag", flag);
+    expect("pendingOperationOnPath", !client.pendingOperationOnPath("/a"));
+    expect("pendingOperationOnRemotePath", !client.pendingOperationOnRemotePath("/a"));
+    expect("statusOfFileAtPath", client.statusOfFileAtPath("/a") == 1);
+    expect("remoteFileInfo", !client.remoteFileInfo("/a"));
+    expect("contentOfDirectoryAtPath", !client.contentOfDirectoryAtPath("/a", true, true));
+    expect("directoriesAtPath", !client.directoriesAtPath("/a"));
+    expect("directoriesNotInSync", !client.directoriesNotInSyncAtRemoteDirecory("/a"));
+    expect("countDirectoriesAtPath", client.countDirectoriesAtPath("/a") == 0);
+    expect("allPendingOperations", !client.allPendingOperations());
+    expect("uploadingDir", !client.uploadingDir());
+    expect("cacheDir", !client.cacheDir());
+    expect("remoteSnapshot", !client.remoteSnapshot());
+    expect("getSyncStatus", !client.getSyncStatus());
+    expect("allPathsInSync", !client.allPathsInSync());
+    return wrong;
+}
 
 class ClientTest : public support::BusClient {
   protected:
-    // Answers the table and the status; every other message gets "no value".
-    static TestDaemon::Answer usual(Dictionary table) {
-        return [table](std::string_view message, const Array&, const ReplyHandler& handler) {
-            if (message == "allPathsInSync:")
-                handler(valueReply(table));
-            else if (message == "getSyncStatus:")
-                handler(valueReply(Dictionary{{"status", "syncStatusScanning"}}));
-            else
-                handler({Reply::Kind::none, {}, std::nullopt});
+    std::mutex lock;
+    std::map<std::string, Reply, std::less<>> answers; // under lock; "no value" to every other message
+    std::map<std::string, std::vector<Array>, std::less<>> heard; // under lock: the arguments each time
+
+    TestDaemon::Answer asSet() {
+        return [this](std::string_view message, const Array& arguments, const ReplyHandler& handler) {
+            const std::lock_guard guard(lock);
+            heard[std::string(message)].push_back(arguments);
+            const auto answer = answers.find(message);
+            handler(answer != answers.end() ? answer->second : Reply{Reply::Kind::none, {}, std::nullopt});
         };
+    }
+    void set(const std::string& message, Reply reply) {
+        const std::lock_guard guard(lock);
+        answers[message] = std::move(reply);
+    }
+    std::vector<Array> heardOf(const std::string& message) {
+        const std::lock_guard guard(lock);
+        return heard[message];
     }
 };
 
-TEST_F(ClientTest, IsConnectedWithoutADaemonAndAnswersNone) {
+TEST_F(ClientTest, MakesNothingUpWhenADaemonIsAbsentRefusesOrHasNothing) {
     connect();
     EXPECT_TRUE(client->daemonIsReady());
-    EXPECT_EQ(client->allPathsInSync(), nullptr);
-    EXPECT_EQ(client->getSyncStatus(), std::nullopt);
     EXPECT_EQ(log.count("TSynClinet Daemon is Ready"), 1U);
     client->connect();
     EXPECT_EQ(log.count("TSyncClient: daemon connected!"), 1U) << "a connected client does nothing more";
     client->pause(); // nobody hears it, nothing is raised
+    EXPECT_THAT(wrongNegatives(*client), IsEmpty()) << "absent";
+    for (const Reply::Kind kind : {Reply::Kind::none, Reply::Kind::noReply}) {
+        const TestDaemon daemon([kind](std::string_view, const Array&, const ReplyHandler& handler) {
+            handler({kind, {}, std::nullopt});
+        });
+        EXPECT_THAT(wrongNegatives(*client), IsEmpty()) << (kind == Reply::Kind::none ? "none" : "an error");
+    }
+}
+
+TEST_F(ClientTest, TreatsAnAnswerOfAWrongTypeAsNone) {
+    backends::dbus::Bus bus("liar");
+    const auto object = sdbus::createObject(bus.connection(), TSYNC_OBJECT_PATH);
+    std::atomic<int> calls = 0;
+    for (const protocol::Message& message : protocol::messages) {
+        if (message.reply.empty()) continue;
+        object->registerMethod(TSYNC_INTERFACE, std::string(message.member), std::string(message.arguments),
+                               "d", [&calls](sdbus::MethodCall call) {
+                                   ++calls;
+                                   auto reply = call.createReply();
+                                   reply << 7.5;
+                                   reply.send();
+                               });
+    }
+    object->finishRegistration();
+    bus.start([] {});
+    bus.connection().requestName(TSYNC_SERVICE_NAME);
+    connect();
+    EXPECT_THAT(wrongNegatives(*client), IsEmpty());
+    EXPECT_EQ(calls, 18) << "each request, and the table at the connection";
 }
 
 TEST_F(ClientTest, TakesTheTableAndTheStatusFromTheDaemon) {
-    TestDaemon daemon(usual({{"/Space/Docs", "/home/u/Docs"}, {"/Other", "/mnt"}}));
+    answers = {
+        {"allPathsInSync:", valueReply(Dictionary{{"/Space/Docs", "/home/u/Docs"}, {"/Other", "/mnt"}})},
+        {"getSyncStatus:", valueReply(Dictionary{{"status", "syncStatusScanning"}})}};
+    TestDaemon daemon(asSet());
     connect();
     ASSERT_TRUE(log.waitFor("All Paths in Sync: {\"/Other\":\"/mnt\",\"/Space/Docs\":\"/home/u/Docs\"}"));
     client->getSyncStatus(); // the reply queue runs in order: the table stands now
-    ASSERT_NE(client->allPathsInSync(), nullptr);
     EXPECT_EQ(client->remotePathOfLocalSyncPath("/home/u/Docs/a/b"), "/Space/Docs/a/b");
     EXPECT_EQ(client->localSyncPathOfRemotePath("/Space/Docs//a/"), "/home/u/Docs/a");
     EXPECT_EQ(client->remotePathOfLocalSyncPath(std::nullopt), std::nullopt);
     EXPECT_EQ(client->getSyncStatus(), (Dictionary{{"status", "syncStatusScanning"}}));
-    client->pause();
-    client->resume();
-    EXPECT_TRUE(daemon.waitFor("pause"));
-    EXPECT_TRUE(daemon.waitFor("resumeSync"));
     client->close();
     EXPECT_TRUE(daemon.waitFor("close"));
     client->close(); // not connected any more: sends nothing, ends at once
     EXPECT_TRUE(client->daemonIsReady());
     EXPECT_TRUE(daemon.waitFor("allPathsInSync:", 2)) << "the next request connects again";
-}
+    EXPECT_EQ(heardOf("close").size(), 1U);
 
-TEST_F(ClientTest, NoneClearsTheTableAndAnErrorKeepsIt) {
-    std::atomic<int> asked = 0;
-    TestDaemon daemon([&](std::string_view message, const Array&, const ReplyHandler& handler) {
-        if (message != "allPathsInSync:") return handler({});
-        switch (++asked) {
-        case 1:
-            return handler(valueReply(Dictionary{{"/R", "/r"}}));
-        case 2:
-            return handler({});
-        default:
-            return handler({Reply::Kind::none, {}, std::nullopt});
-        }
-    });
     const auto reconnect = [&] {
         client->invalidateSession();
         client->connect();
         client->getSyncStatus(); // answered after the table, on the same queue
     };
-    connect();
-    client->getSyncStatus();
-    EXPECT_NE(client->allPathsInSync(), nullptr);
+    set("allPathsInSync:", {}); // an error
     reconnect();
     EXPECT_NE(client->allPathsInSync(), nullptr);
+    set("allPathsInSync:", {Reply::Kind::none, {}, std::nullopt});
     reconnect();
     EXPECT_EQ(client->allPathsInSync(), nullptr);
     EXPECT_EQ(log.count("All Paths in Sync: (null)"), 1U);
 }
 
-TEST_F(ClientTest, EndsTheWaitWhenTheDaemonDiesAndForgetsALateReply) {
-    std::mutex lock;
-    std::vector<ReplyHandler> held; // guarded by lock: calls that are not answered
-    const auto hold = [&](std::string_view message, const Array&, ReplyHandler handler) {
+TEST_F(ClientTest, SendsNothingForNoneAndTwoRequestsNeverConnect) {
+    set("linkForSharingFile:isDirectory:withReply:", valueReply("file:///a"));
+    set("countDirectoriesAtPath:withReply:", valueReply(std::uint64_t{7}));
+    TestDaemon daemon(asSet());
+    connect();
+    client->syncPath(std::nullopt);
+    client->renameFile("/a", std::nullopt);
+    EXPECT_EQ(client->linkForSharingFile(std::nullopt, true), std::nullopt);
+    client->localSnapshotChanged("/a");
+    const Dictionary options{{"key", "value"}};
+    client->cacheFile("/a", options);
+    EXPECT_EQ(client->countDirectoriesAtPath("/a"), 7U); // behind the others, as every message is
+    EXPECT_EQ(heardOf("localSnapshotChanged:NoRecursive:"), (std::vector<Array>{{"/a", false}}));
+    EXPECT_EQ(heardOf("cacheFile:withOperationOptions:"), (std::vector<Array>{{"/a", options}}));
+
+    client->invalidateSession();
+    EXPECT_EQ(client->countDirectoriesAtPath("/a"), 0U);
+    EXPECT_EQ(client->directoriesNotInSyncAtRemoteDirecory("/a"), std::nullopt);
+    EXPECT_EQ(client->linkForSharingFile("/a", true), "file:///a") << "it connects";
+    const std::lock_guard guard(lock);
+    EXPECT_EQ(heard.size(), 5U); // with the table
+}
+
+TEST_F(ClientTest, RemembersFoldersUntilTheNextTableAndTheSnapshotForGood) {
+    TestDaemon daemon(asSet());
+    connect();
+    ASSERT_TRUE(log.waitFor("All Paths in Sync: (null)"));
+    EXPECT_EQ(client->uploadingDir(), std::nullopt);
+    EXPECT_EQ(client->remoteSnapshot(), nullptr);
+    const std::string file = testing::TempDir() + "remote-" + std::to_string(::getpid());
+    std::ofstream(file) << "2|/f12|2|1|2|";
+    set("uploadingDir:", valueReply("/up"));
+    set("cacheDir:", valueReply("/cache"));
+    set("remoteSnapshot:", valueReply(file));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(client->uploadingDir(), "/up");
+        EXPECT_EQ(client->cacheDir(), "/cache");
+    }
+    const auto snapshot = client->remoteSnapshot();
+    ASSERT_NE(snapshot, nullptr);
+    EXPECT_NE(snapshot->nodeAtFullpath("/f"), nullptr);
+    client->invalidateSession();
+    client->connect();
+    ASSERT_TRUE(log.waitFor("All Paths in Sync: (null)", 2));
+    replies.dispatchAndWait([] {}); // the reply that wrote the line has emptied the caches
+    EXPECT_EQ(client->uploadingDir(), "/up");
+    EXPECT_EQ(client->remoteSnapshot(), snapshot);
+    EXPECT_EQ(heardOf("uploadingDir:").size(), 3U); // of none, before and after the second table
+    EXPECT_EQ(heardOf("cacheDir:").size(), 1U);
+    EXPECT_EQ(heardOf("remoteSnapshot:").size(), 2U);
+    std::filesystem::remove(file);
+}
+
+TEST_F(ClientTest, TheBoundOfTheWaitEndsTheShortRequestsAndALateReplyChangesNothing) {
+    const std::map<std::string_view, Value> values{
+        {"getSyncStatus:", Dictionary{{"status", "late"}}},
+        {"directoriesNotInSyncAtRemoteDirecory:withReply:", Array{"/late"}},
+        {"countDirectoriesAtPath:withReply:", std::uint64_t{3}}};
+    std::vector<std::pair<Value, ReplyHandler>> held; // guarded by lock
+    TestDaemon daemon([&](std::string_view message, const Array&, ReplyHandler handler) {
+        if (!values.contains(message)) return handler({});
         const std::lock_guard guard(lock);
-        if (message == "getSyncStatus:") held.push_back(std::move(handler));
+        held.emplace_back(values.at(message), std::move(handler));
+    });
+    connect();
+    const auto expectNone = [this] {
+        std::vector<std::thread> waiting;
+        waiting.emplace_back([this] { EXPECT_EQ(client->getSyncStatus(), std::nullopt); });
+        waiting.emplace_back(
+            [this] { EXPECT_EQ(client->directoriesNotInSyncAtRemoteDirecory("/"), std::nullopt); });
+        waiting.emplace_back([this] { EXPECT_EQ(client->countDirectoriesAtPath("/"), 0U); });
+        for (std::thread& thread : waiting)
+            thread.join();
     };
-    // Let go of and answered without the lock: both take the bus library's own.
+    // Answered and let go without the lock: both take the bus library's own.
     const auto takeHeld = [&] {
         const std::lock_guard guard(lock);
         return std::exchange(held, {});
     };
-    auto daemon = std::make_unique<TestDaemon>(hold);
-    connect();
-    std::thread killer([&] {
-        daemon->waitFor("getSyncStatus:");
-        takeHeld(); // an open call keeps its connection
-        daemon.reset();
-    });
-    EXPECT_EQ(client->getSyncStatus(), std::nullopt);
-    killer.join();
-
-    // A daemon that answers only after the client has stopped waiting.
-    TestDaemon second(hold);
-    EXPECT_EQ(client->getSyncStatus(), std::nullopt) << "the bound of the wait ends it";
-    const auto open = takeHeld();
-    ASSERT_EQ(open.size(), 1U);
-    open.front()(valueReply(Dictionary{{"status", "late"}}));
-    EXPECT_EQ(client->getSyncStatus(), std::nullopt);
-}
-
-TEST_F(ClientTest, TreatsAnAnswerOfAWrongTypeAsNone) {
-    // A liar: it owns the name and answers the table with a number.
-    backends::dbus::Bus bus("liar");
-    const auto object = sdbus::createObject(bus.connection(), TSYNC_OBJECT_PATH);
-    std::atomic<int> calls = 0;
-    for (const char* method : {"allPathsInSync_", "getSyncStatus_"})
-        object->registerMethod(TSYNC_INTERFACE, method, "", "t", [&](sdbus::MethodCall call) {
-            auto reply = call.createReply();
-            reply << std::uint64_t{7};
-            reply.send();
-            ++calls;
-        });
-    object->finishRegistration();
-    bus.start([] {});
-    bus.connection().requestName(TSYNC_SERVICE_NAME);
-    connect();
-    EXPECT_EQ(client->getSyncStatus(), std::nullopt);
-    EXPECT_EQ(client->allPathsInSync(), nullptr);
-    EXPECT_EQ(calls, 2);
+    expectNone();
+    {
+        const auto late = takeHeld();
+        EXPECT_EQ(late.size(), 3U);
+        for (const auto& [value, handler] : late)
+            handler(valueReply(value));
+    }
+    expectNone();
+    takeHeld();
 }
 
 TEST_F(ClientTest, FollowsNotificationsAndTheDeathOfTheDaemonOnceBound) {
-    auto daemon = std::make_unique<TestDaemon>(usual({{"/R", "/r"}}));
+    answers = {{"allPathsInSync:", valueReply(Dictionary{{"/R", "/r"}})},
+               {"getSyncStatus:", valueReply(Dictionary{})}};
+    auto daemon = std::make_unique<TestDaemon>(asSet());
     connect();
     client->getSyncStatus();
     client->bindTSyncQuenzNotification();
     client->bindTSyncQuenzNotification();
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<std::string> seen;
-    const auto see = [&](const platform::Notification& notification) {
-        const std::lock_guard guard(lock);
-        seen.push_back(notification.name);
-        changed.notify_all();
-    };
-    const auto added = center.addObserver(TSYNC_NOTE_SYNC_PATH_ADDED, see);
-    const auto removed = center.addObserver(TSYNC_NOTE_SYNC_PATH_REMOVED, see);
-    const auto stopped = center.addObserver(TSYNC_NOTE_STOP, see);
-    const auto waitForSeen = [&](std::size_t count) {
-        std::unique_lock guard(lock);
-        return changed.wait_for(guard, support::deadline, [&] { return seen.size() >= count; });
-    };
     center.post({TSYNC_NOTE_SYNC_PATH_ADDED, std::nullopt, {{"remotePath", "/N"}, {"localPath", "/n"}}});
     center.post({TSYNC_NOTE_SYNC_PATH_ADDED, std::nullopt, {{"remotePath", "/N"}, {"localPath", "/m"}}});
-    center.post({TSYNC_NOTE_SYNC_PATH_ADDED, std::nullopt, {{"remotePath", "/R"}}}); // none: it goes
     center.post({TSYNC_NOTE_SYNC_PATH_ADDED, std::nullopt, {{"localPath", "/x"}}});
     center.post({TSYNC_NOTE_SYNC_PATH_REMOVED, std::nullopt, {{"remotePath", Value(3)}}});
-    ASSERT_TRUE(waitForSeen(5));
+    center.post({TSYNC_NOTE_SYNC_PATH_ADDED, std::nullopt, {{"remotePath", "/R"}}}); // none: it goes
     const auto becomes = [&](const SyncPathTable& table) {
         return support::eventually([&] { return *client->allPathsInSync() == table; });
     };
     EXPECT_TRUE(becomes({{"/N", "/m"}}));
     center.post({TSYNC_NOTE_SYNC_PATH_REMOVED, std::nullopt, {{"remotePath", "/N"}}});
     EXPECT_TRUE(becomes({}));
-    ASSERT_TRUE(waitForSeen(6));
 
+    support::RecordingLog stops;
+    const auto observer =
+        center.addObserver(TSYNC_NOTE_STOP, [&stops](const platform::Notification& notification) {
+            stops.write(platform::LogLevel::info, notification.name);
+        });
     daemon.reset();
-    ASSERT_TRUE(waitForSeen(7));
-    EXPECT_EQ(seen.back(), TSYNC_NOTE_STOP);
-    daemon = std::make_unique<TestDaemon>(usual({{"/R", "/r"}}));
+    ASSERT_TRUE(stops.waitFor(TSYNC_NOTE_STOP));
+    daemon = std::make_unique<TestDaemon>(asSet());
     EXPECT_NE(client->getSyncStatus(), std::nullopt) << "the next request connects to the new daemon";
     EXPECT_EQ(log.count("TSyncClient: daemon connected!"), 2U);
     daemon.reset();
-    EXPECT_TRUE(waitForSeen(8)) << "the new connection is observed too";
+    EXPECT_TRUE(stops.waitFor(TSYNC_NOTE_STOP, 2)) << "the new connection is observed too";
 }
 
 TEST_F(ClientTest, SetsUpOneConnectionForManyThreads) {
-    TestDaemon daemon(usual({{"/R", "/r"}}));
+    TestDaemon daemon(asSet());
     connect();
     client->invalidateSession();
     std::vector<std::thread> threads;
@@ -218,29 +302,42 @@ TEST_F(ClientTest, SaysWhenThereIsNoBusAndConnectsOnceThereIs) {
     EXPECT_TRUE(client->daemonIsReady());
 }
 
+TEST_F(ClientTest, TwoThreadsThatMissACacheAtOnceBothAskAndOneAnswerStands) {
+    std::vector<ReplyHandler> asked; // guarded by lock
+    TestDaemon daemon([&](std::string_view message, const Array&, ReplyHandler handler) {
+        if (message != "cacheDir:") return handler({Reply::Kind::none, {}, std::nullopt});
+        const std::lock_guard guard(lock);
+        asked.push_back(std::move(handler));
+        if (asked.size() < 2) return;
+        asked[0](valueReply("/one"));
+        asked[1](valueReply("/two"));
+    });
+    connect();
+    ASSERT_TRUE(log.waitFor("All Paths in Sync: (null)"));
+    replies.dispatchAndWait([] {}); // that table empties the cache
+    std::set<std::string> got;
+    std::thread other([&] {
+        const auto answer = client->cacheDir();
+        const std::lock_guard guard(lock);
+        got.insert(answer.value_or(""));
+    });
+    const auto mine = client->cacheDir();
+    other.join();
+    got.insert(mine.value_or(""));
+    EXPECT_THAT(got, testing::UnorderedElementsAre("/one", "/two"));
+    EXPECT_TRUE(got.contains(client->cacheDir().value_or("")));
+    EXPECT_EQ(asked.size(), 2U) << "the third time it was remembered";
+    asked.clear();
+}
+
 // `close` and `cacheDir` go on for as long as sending fails, without growing the stack; the others do not.
 TEST(ClientThatCannotSend, TriesAgainOrSaysSoAsEachRequestDoes) {
-    struct Failing final : platform::RequestConnection {
-        int failures = 10'000;
-        void resume() override {}
-        void suspend() override {}
-        void invalidate() override {}
-        std::string remoteObjectProxy() const override { return "<failing>"; }
-        void send(std::string_view message, const Array&, std::chrono::milliseconds,
-                  ReplyHandler handler) override {
-            if (message == "allPathsInSync:") return;
-            if (failures-- > 0) throw platform::IPCError("not now");
-            handler(valueReply("/cache"));
-        }
-        void send(std::string_view, const Array&) override {
-            if (failures-- > 0) throw platform::IPCError("not now");
-        }
+    support::SilentConnections connections;
+    int failures = 10'000;
+    connections.reply = valueReply("/cache");
+    connections.onSend = [&failures](std::string_view message) {
+        if (message != "allPathsInSync:" && failures-- > 0) throw platform::IPCError("not now");
     };
-    struct One final : platform::RequestConnectionFactory {
-        std::shared_ptr<platform::RequestConnection> initWithServiceName(std::string_view) override {
-            return std::make_shared<Failing>();
-        }
-    } connections;
     support::RecordingLog log;
     support::TestClock clock;
     support::LocalDistributedCenter center;
@@ -257,6 +354,7 @@ TEST(ClientThatCannotSend, TriesAgainOrSaysSoAsEachRequestDoes) {
     EXPECT_EQ(clock.slept.back(), std::chrono::seconds(2));
     client.invalidateSession();
     client.connect();
+    failures = 10'000;
     clock.slept.clear();
     client.close();
     EXPECT_EQ(clock.slept.size(), 10'000U);

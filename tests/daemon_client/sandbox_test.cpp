@@ -1,16 +1,15 @@
 // The client against the real stand-in daemon: every message of the protocol, with what it does to real
-// files. And against daemons that fail in each way they can.
-#include "backends/dbus/name_owner.h"
+// files.
 #include "platform/FileAttributes.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/BusClient.h"
 #include "tests/support/Programs.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <optional>
 #include <set>
@@ -19,60 +18,25 @@ namespace {
 
 namespace fs = std::filesystem;
 using daemon_client::SyncPathTable;
-using daemon_client::TSyncClient;
 using platform::Array;
 using platform::Dictionary;
 using platform::Reply;
-using platform::ReplyHandler;
 using platform::Value;
 using testing::IsEmpty;
 
-// For each waiting request: what it answers when there is nothing to say, if that is not right.
-std::vector<std::string> wrongNegatives(TSyncClient& client) {
-    std::vector<std::string> wrong;
-    const auto expect = [&wrong](const char* request, bool isRight) {
-        if (!isRight) wrong.emplace_back(request);
-    };
-    bool flag = true;
-    expect("linkForSharingFile", !client.linkForSharingFile("/a", true));
-    expect("sendSharingFileByEmail",
-           !client.sendSharingFileByEmail("/a", true, std::vector<std::string>{"a@b.c"}));
-    expect("isRemotePathExcluded", !client.isRemotePathExcluded("/a", flag));
-    expect("isLocalPathExcluded", !client.isLocalPathExcluded("/a", flag));
-    expect("the flag", flag);
-    expect("pendingOperationOnPath", !client.pendingOperationOnPath("/a"));
-    expect("pendingOperationOnRemotePath", !client.pendingOperationOnRemotePath("/a"));
-    expect("statusOfFileAtPath", client.statusOfFileAtPath("/a") == 1);
-    expect("remoteFileInfo", !client.remoteFileInfo("/a"));
-    expect("contentOfDirectoryAtPath", !client.contentOfDirectoryAtPath("/a", true, true));
-    expect("directoriesAtPath", !client.directoriesAtPath("/a"));
-    expect("directoriesNotInSync", !client.directoriesNotInSyncAtRemoteDirecory("/a"));
-    expect("countDirectoriesAtPath", client.countDirectoriesAtPath("/a") == 0);
-    expect("allPendingOperations", !client.allPendingOperations());
-    expect("uploadingDir", !client.uploadingDir());
-    expect("cacheDir", !client.cacheDir());
-    expect("remoteSnapshot", !client.remoteSnapshot());
-    expect("getSyncStatus", !client.getSyncStatus());
-    expect("allPathsInSync", !client.allPathsInSync());
-    return wrong;
-}
-
 class Sandbox : public support::BusClient {
   protected:
-    fs::path folder;
+    support::TemporaryFolder folder;
     std::optional<support::Program> program;
 
     void SetUp() override {
         support::BusClient::SetUp();
-        std::string name = (fs::temp_directory_path() / "client-sandbox-XXXXXX").string();
-        folder = fs::canonical(::mkdtemp(name.data()));
-        write("docs/a.txt", "one");
-        write("docs/sub/b.txt", "four");
+        folder.write("docs/a.txt", "one");
+        folder.write("docs/sub/b.txt", "four");
         fs::create_directory(folder / "out");
     }
     void TearDown() override {
         program.reset();
-        fs::remove_all(folder);
         support::BusClient::TearDown();
     }
 
@@ -86,17 +50,11 @@ class Sandbox : public support::BusClient {
         ASSERT_EQ(isThere.get_future().wait_for(support::deadline), std::future_status::ready);
         connect();
     }
-    std::string path(std::string_view name) const { return (folder / name).string(); }
+    std::string path(std::string_view name) const { return folder.path(name); }
     std::string write(std::string_view name, std::string_view content) const {
-        fs::create_directories((folder / name).parent_path());
-        std::ofstream(folder / name, std::ios::binary) << content;
-        return path(name);
+        return folder.write(name, content);
     }
-    std::string contentOf(std::string_view name) const {
-        if (!fs::is_regular_file(folder / name)) return {};
-        std::ifstream stream(folder / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    std::string contentOf(std::string_view name) const { return support::contentOf(folder / name); }
     bool becomes(std::string_view name, std::string_view content) const {
         return support::eventually([&] { return contentOf(name) == content; });
     }
@@ -201,14 +159,20 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              client->getSyncStatus(); // acted on in order
              write("state/uploading/New/dropped", "dropped");
              write("state/cache/Space/Docs/a.txt", "edited");
-             write("docs/sub/b.txt", "changed");
-             write("docs/marker", "marker"); // the last event of the four
+             write("docs/sub/b.txt", "FOUR"); // of the same size, and mostly in the same second
+             write("docs/subway", "beside");
+             write("docs/marker", "marker"); // the last event of all
              EXPECT_TRUE(becomes("space/Space/Docs/marker", "marker"));
+             EXPECT_TRUE(becomes("space/Space/Docs/subway", "beside")) << "not below the paused folder";
+             client->pauseUploadingFSEvent(); // once more: what happened there is not forgotten
              EXPECT_FALSE(fs::exists(folder / "space/New"));
              EXPECT_EQ(contentOf("space/Space/Docs/a.txt"), "one");
              EXPECT_EQ(contentOf("space/Space/Docs/sub/b.txt"), "four");
              client->localSnapshotChanged(path("docs/sub"), true);
-             EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "changed")) << "what is asked for is no event";
+             EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "FOUR")) << "what is asked for is no event";
+             write("docs/sub/b.txt", "deeply");
+             client->localSnapshotChanged(path("docs"));
+             EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "deeply"));
              write("docs/sub/b.txt", "again");
              client->syncPath("/Space");
              EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "again"));
@@ -219,6 +183,8 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              EXPECT_TRUE(becomes("space/New/dropped", "dropped"));
              EXPECT_TRUE(becomes("space/Space/Docs/a.txt", "edited"));
              EXPECT_TRUE(becomes("space/Space/Docs/sub/b.txt", "at last"));
+             write("docs/sub/after", "after");
+             EXPECT_TRUE(becomes("space/Space/Docs/sub/after", "after"));
              EXPECT_TRUE(support::eventually([&] { return fs::is_empty(folder / "state/uploading"); }));
          }},
         {{"excludeSyncPath:", "includeSyncPath:", "isRemotePathExcluded:isBasePathOfExclusion:withReply:",
@@ -245,6 +211,9 @@ TEST_F(Sandbox, DoesWhatEveryMessageOfTheProtocolSays) {
              EXPECT_TRUE(client->pendingOperationOnPath(path("out/more/x")));
              EXPECT_TRUE(client->pendingOperationOnRemotePath("/In/x"));
              EXPECT_FALSE(client->pendingOperationOnRemotePath("/Space/Docs/a.txt"));
+             write("docs/waiting", "waits to be looked at");
+             EXPECT_TRUE(
+                 support::eventually([&] { return client->pendingOperationOnPath(path("docs/waiting")); }));
              EXPECT_EQ(client->statusOfFileAtPath(path("out/x")), 2);
              EXPECT_EQ(client->statusOfFileAtPath(path("out/a.txt")), 1);
              EXPECT_EQ(client->allPendingOperations().value().front(),
@@ -317,107 +286,13 @@ TEST_F(Sandbox, FollowsWhatHappensInALocalRootAndWritesAFlatSnapshot) {
     EXPECT_EQ(contentOf("space/D/sub"), "now a file");
 }
 
-using Badly = support::BusClient;
-
-TEST_F(Badly, NothingIsMadeUpWhenADaemonIsAbsentRefusesHasNothingOrDies) {
-    connect();
-    EXPECT_THAT(wrongNegatives(*client), IsEmpty()) << "absent";
-    for (const Reply::Kind kind : {Reply::Kind::none, Reply::Kind::noReply}) {
-        const support::TestDaemon daemon([kind](std::string_view, const Array&, const ReplyHandler& handler) {
-            handler({kind, {}, std::nullopt});
-        });
-        EXPECT_THAT(wrongNegatives(*client), IsEmpty()) << (kind == Reply::Kind::none ? "none" : "an error");
-    }
-    // Dies at each message, as by a crash in between: its name goes, and nothing answers.
-    const std::string space = (fs::temp_directory_path() / "client-dying-space").string();
+// As by a crash in between: the daemon's name goes, and nothing answers.
+TEST_F(Sandbox, ADaemonThatDiesAtAMessageEndsTheWaitForIt) {
     for (const char* message : {"cacheDir:", "remoteSnapshot:", "allPendingOperations:"}) {
-        support::Program dying({SANDBOX_PROGRAM, "--space", space, "--state", space + "-state", "--die-after",
-                                "0", "--log-level", "error"});
-        std::promise<Reply::Kind> answer;
-        EXPECT_TRUE(support::eventually(
-            [&] { return !backends::dbus::nameOwner(notifications, TSYNC_SERVICE_NAME).empty(); }));
-        client->send(message, {}, [&answer](const Reply& reply) { answer.set_value(reply.kind); });
-        EXPECT_EQ(answer.get_future().get(), Reply::Kind::noReply) << message;
-        EXPECT_EQ(dying.end(0), EXIT_FAILURE);
+        startSandbox({"--die-after", "1"}); // the table comes first
+        EXPECT_EQ(ask(message).kind, Reply::Kind::noReply) << message;
+        EXPECT_EQ(program->end(0), EXIT_FAILURE);
     }
-    fs::remove_all(space);
-    fs::remove_all(space + "-state");
-}
-
-TEST_F(Badly, AnswersOfWrongTypesAreNone) {
-    backends::dbus::Bus bus("liar");
-    const auto object = sdbus::createObject(bus.connection(), TSYNC_OBJECT_PATH);
-    for (const protocol::Message& message : protocol::messages) {
-        if (message.reply.empty()) continue;
-        object->registerMethod(TSYNC_INTERFACE, std::string(message.member), std::string(message.arguments),
-                               "d", [](sdbus::MethodCall call) {
-                                   auto reply = call.createReply();
-                                   reply << 7.5;
-                                   reply.send();
-                               });
-    }
-    object->finishRegistration();
-    bus.start([] {});
-    bus.connection().requestName(TSYNC_SERVICE_NAME);
-    connect();
-    EXPECT_THAT(wrongNegatives(*client), IsEmpty());
-}
-
-TEST_F(Badly, TheBoundOfTheWaitEndsTheShortRequestsAndALateReplyChangesNothing) {
-    std::mutex lock;
-    std::vector<ReplyHandler> held; // guarded by lock
-    support::TestDaemon daemon([&](std::string_view, const Array&, ReplyHandler handler) {
-        const std::lock_guard guard(lock);
-        held.push_back(std::move(handler));
-    });
-    connect();
-    std::vector<std::thread> waiting;
-    waiting.emplace_back([&] { EXPECT_EQ(client->getSyncStatus(), std::nullopt); });
-    waiting.emplace_back([&] { EXPECT_EQ(client->directoriesNotInSyncAtRemoteDirecory("/"), std::nullopt); });
-    waiting.emplace_back([&] { EXPECT_EQ(client->countDirectoriesAtPath("/"), 0U); });
-    for (std::thread& thread : waiting)
-        thread.join();
-    // Answered and let go without the lock: both take the bus library's own.
-    std::vector<ReplyHandler> late;
-    {
-        const std::lock_guard guard(lock);
-        late.swap(held);
-    }
-    for (const ReplyHandler& handler : late)
-        handler({Reply::Kind::value, std::uint64_t{3}, std::nullopt});
-    late.clear();
-    EXPECT_EQ(client->countDirectoriesAtPath("/"), 0U);
-    const std::lock_guard guard(lock);
-    late.swap(held);
-}
-
-TEST_F(Badly, TwoThreadsThatMissACacheAtOnceBothAskAndOneAnswerStands) {
-    std::mutex lock;
-    std::vector<ReplyHandler> asked; // guarded by lock
-    support::TestDaemon daemon([&](std::string_view message, const Array&, ReplyHandler handler) {
-        if (message != "cacheDir:") return handler({Reply::Kind::none, {}, std::nullopt});
-        const std::lock_guard guard(lock);
-        asked.push_back(std::move(handler));
-        if (asked.size() < 2) return;
-        asked[0]({Reply::Kind::value, "/one", std::nullopt});
-        asked[1]({Reply::Kind::value, "/two", std::nullopt});
-    });
-    connect();
-    ASSERT_TRUE(log.waitFor("All Paths in Sync: (null)"));
-    replies.dispatchAndWait([] {}); // that table empties the cache
-    std::set<std::string> answers;
-    std::thread other([&] {
-        const auto answer = client->cacheDir();
-        const std::lock_guard guard(lock);
-        answers.insert(answer.value_or(""));
-    });
-    const auto mine = client->cacheDir();
-    other.join();
-    answers.insert(mine.value_or(""));
-    EXPECT_THAT(answers, testing::UnorderedElementsAre("/one", "/two"));
-    EXPECT_TRUE(answers.contains(client->cacheDir().value_or("")));
-    EXPECT_EQ(asked.size(), 2U) << "the third time it was remembered";
-    asked.clear();
 }
 
 } // namespace

@@ -1,70 +1,48 @@
-// What the sandbox's tests share: a folder that goes away, a centre that remembers what was posted, and a log
-// that keeps its lines.
+// What the sandbox's tests share: a centre that remembers what was posted.
 #pragma once
 
 #include "platform/DistributedNotificationCenter.h"
-#include "platform/ProcessLog.h"
 #include "sandbox/Daemon.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <map>
 #include <mutex>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace sandbox {
 
 namespace fs = std::filesystem;
-
-class TemporaryFolder {
-  public:
-    TemporaryFolder() {
-        std::string name = (fs::temp_directory_path() / "sandbox-test-XXXXXX").string();
-        path = mkdtemp(name.data());
-    }
-    ~TemporaryFolder() { fs::remove_all(path); }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    fs::path operator/(std::string_view name) const { return path / name; }
-
-    std::string write(std::string_view name, std::string_view content) const {
-        const fs::path file = path / name;
-        fs::create_directories(file.parent_path());
-        std::ofstream(file, std::ios::binary) << content;
-        return file.string();
-    }
-
-  private:
-    fs::path path;
-};
-
-inline std::string contentOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
+using support::contentOf;
+using support::TemporaryFolder;
 
 // Delivers within the process, on the posting thread.
 class RecordingCenter final : public platform::DistributedNotificationCenter {
   public:
     platform::Subscription addObserver(const std::string& name,
                                        platform::NotificationHandler handler) override {
+        const std::lock_guard guard(lock);
         observers[name] = std::move(handler);
-        return platform::Subscription([this, name] { observers.erase(name); });
+        return platform::Subscription([this, name] {
+            const std::lock_guard end(lock);
+            observers.erase(name);
+        });
     }
     bool post(const platform::Notification& notification) override {
-        if (const auto observer = observers.find(notification.name); observer != observers.end())
-            observer->second(notification);
-        const std::lock_guard guard(lock);
-        posted.push_back(notification);
-        changed.notify_all();
+        platform::NotificationHandler handler;
+        {
+            const std::lock_guard guard(lock);
+            if (const auto observer = observers.find(notification.name); observer != observers.end())
+                handler = observer->second;
+            posted.push_back(notification);
+            changed.notify_all();
+        }
+        if (handler) handler(notification);
         return true;
     }
 
@@ -74,7 +52,7 @@ class RecordingCenter final : public platform::DistributedNotificationCenter {
     std::vector<std::string> until(const std::string& wanted) {
         std::vector<std::string> lines;
         std::unique_lock guard(lock);
-        const bool came = changed.wait_for(guard, std::chrono::seconds(20), [&] {
+        const bool came = changed.wait_for(guard, support::deadline, [&] {
             while (!posted.empty() && (lines.empty() || lines.back() != wanted)) {
                 lines.push_back(lineOf(posted.front()));
                 last = posted.front();
@@ -106,12 +84,6 @@ class RecordingCenter final : public platform::DistributedNotificationCenter {
     std::mutex lock;
     std::condition_variable changed;
     std::vector<platform::Notification> posted;
-};
-
-class SilentLog final : public platform::ProcessLog {
-  public:
-    bool isOn(platform::LogLevel level) const override { return level != platform::LogLevel::debug; }
-    void write(platform::LogLevel, std::string_view) override {}
 };
 
 } // namespace sandbox

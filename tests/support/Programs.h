@@ -18,17 +18,17 @@ namespace support {
 // A program that runs until the object goes.
 class Program {
   public:
-    explicit Program(const std::vector<std::string>& arguments) {
-        process = ::fork();
-        if (process == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            std::vector<char*> pointers;
-            for (const std::string& argument : arguments)
-                pointers.push_back(const_cast<char*>(argument.c_str()));
-            pointers.push_back(nullptr);
-            ::execv(pointers[0], pointers.data());
-            ::_exit(127);
-        }
+    explicit Program(const std::vector<std::string>& arguments) { start(arguments); }
+    // Returns when it serves: it says so by a line to the file whose number becomes its last argument.
+    Program(std::vector<std::string> arguments, std::string& line) {
+        int ends[2];
+        if (::pipe(ends) != 0) return;
+        arguments.push_back(std::to_string(ends[1]));
+        start(arguments);
+        ::close(ends[1]);
+        for (char c = 0; ::read(ends[0], &c, 1) == 1 && c != '\n';)
+            line += c;
+        ::close(ends[0]);
     }
     ~Program() { end(SIGKILL); }
     Program(const Program&) = delete;
@@ -51,6 +51,17 @@ class Program {
     }
 
   private:
+    void start(const std::vector<std::string>& arguments) {
+        process = ::fork();
+        if (process != 0) return;
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that crashes leaves nothing behind
+        std::vector<char*> pointers;
+        for (const std::string& argument : arguments)
+            pointers.push_back(const_cast<char*>(argument.c_str()));
+        pointers.push_back(nullptr);
+        ::execvp(pointers[0], pointers.data());
+        ::_exit(127);
+    }
     pid_t process = -1;
 };
 

@@ -6,6 +6,7 @@
 #include "platform/RequestService.h"
 #include "tests/support/fakes.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -32,18 +33,13 @@ class TestDaemon final : public platform::RequestService {
         messages.emplace_back(message);
         arrived.notify_all();
     }
-    bool waitFor(std::string_view message, std::size_t times = 1) {
+    bool waitFor(std::string_view message, std::ptrdiff_t times = 1) {
         std::unique_lock guard(lock);
-        return arrived.wait_for(guard, deadline, [&] { return count(message) >= times; });
+        return arrived.wait_for(
+            guard, deadline, [&] { return std::count(messages.begin(), messages.end(), message) >= times; });
     }
 
   private:
-    std::size_t count(std::string_view message) const {
-        std::size_t found = 0;
-        for (const std::string& each : messages)
-            found += each == message ? 1U : 0U;
-        return found;
-    }
     Answer answerer;
     std::mutex lock;
     std::condition_variable arrived;

@@ -9,14 +9,15 @@
 #include "platform/Queue.h"
 #include "platform/ResourceBundle.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace support {
@@ -49,6 +50,10 @@ class RecordingLog final : public platform::ProcessLog {
         const std::lock_guard guard(lock);
         return written;
     }
+    std::vector<std::string> take() {
+        const std::lock_guard guard(lock);
+        return std::exchange(written, {});
+    }
     std::size_t count(std::string_view line) {
         const std::lock_guard guard(lock);
         return countLocked(line);
@@ -60,10 +65,7 @@ class RecordingLog final : public platform::ProcessLog {
 
   private:
     std::size_t countLocked(std::string_view line) const {
-        std::size_t found = 0;
-        for (const std::string& each : written)
-            found += each == line ? 1U : 0U;
-        return found;
+        return static_cast<std::size_t>(std::count(written.begin(), written.end(), line));
     }
     std::mutex lock;
     std::condition_variable changed;
@@ -102,12 +104,8 @@ class InlineQueue final : public platform::Queue {
 // Time that passes at once; what it was asked to sleep is kept.
 class TestClock final : public platform::Clock {
   public:
-    void sleepFor(std::chrono::milliseconds duration) override {
-        slept.push_back(duration);
-        if (onSleep) onSleep();
-    }
+    void sleepFor(std::chrono::milliseconds duration) override { slept.push_back(duration); }
     std::vector<std::chrono::milliseconds> slept;
-    std::function<void()> onSleep;
 };
 
 // Delivers what is posted to its observers at once.
@@ -164,15 +162,11 @@ class MemoryFileSystem final : public platform::FileSystem {
 
     std::string resolve(std::string path) const {
         for (int hops = 0; hops < 40; ++hops) {
-            bool isChanged = false;
-            for (const auto& [from, to] : links) {
-                if (path == from || path.starts_with(from + "/")) {
-                    path = to + path.substr(from.size());
-                    isChanged = true;
-                    break;
-                }
-            }
-            if (!isChanged) return path;
+            const auto link = std::find_if(links.begin(), links.end(), [&path](const auto& each) {
+                return path == each.first || path.starts_with(each.first + "/");
+            });
+            if (link == links.end()) break;
+            path.replace(0, link->first.size(), link->second);
         }
         return path;
     }

@@ -3,28 +3,40 @@
 
 #include "platform/RequestConnection.h"
 
+#include <functional>
+
 namespace support {
 
-// Refuses the first connections; those after that take every message, and each reply is "no reply".
+// Refuses the first connections; those after that take every message, and each reply is the same.
 class SilentConnections final : public platform::RequestConnectionFactory {
   public:
     int refusals = 0;
+    platform::Reply reply;                                                          // "no reply"
+    std::function<void(std::string_view message)> onSend = [](std::string_view) {}; // may raise IPCError
 
     std::shared_ptr<platform::RequestConnection> initWithServiceName(std::string_view) override {
         if (refusals-- > 0) throw platform::IPCError("no bus");
-        class Silent final : public platform::RequestConnection {
-            void resume() override {}
-            void suspend() override {}
-            void invalidate() override {}
-            std::string remoteObjectProxy() const override { return "<silent>"; }
-            void send(std::string_view, const platform::Array&, std::chrono::milliseconds,
-                      platform::ReplyHandler handler) override {
-                handler({});
-            }
-            void send(std::string_view, const platform::Array&) override {}
-        };
-        return std::make_shared<Silent>();
+        return std::make_shared<Silent>(*this);
     }
+
+  private:
+    class Silent final : public platform::RequestConnection {
+      public:
+        explicit Silent(SilentConnections& connections) : all(connections) {}
+        void resume() override {}
+        void suspend() override {}
+        void invalidate() override {}
+        std::string remoteObjectProxy() const override { return "<silent>"; }
+        void send(std::string_view message, const platform::Array&, std::chrono::milliseconds,
+                  platform::ReplyHandler handler) override {
+            all.onSend(message);
+            handler(all.reply);
+        }
+        void send(std::string_view message, const platform::Array&) override { all.onSend(message); }
+
+      private:
+        SilentConnections& all;
+    };
 };
 
 } // namespace support

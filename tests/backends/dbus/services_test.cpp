@@ -3,14 +3,11 @@
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
-#include "tests/support/TestDaemon.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakes.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 
@@ -21,84 +18,61 @@ std::string attribute(const std::string& tag, const std::string& name) {
     return std::regex_search(tag, found, std::regex(" " + name + "=\"([^\"]*)\"")) ? found[1].str() : "";
 }
 
-// Each member of an interface as one text: "method Activate in s:item as:uris … out t:number".
-std::set<std::string> membersOf(const std::string& xml, const std::string& interface) {
+// Each member of an interface as one text: "method Activate in s:item in as:uris … out t:number", or without
+// the arguments' names "method Activate sas>t".
+std::set<std::string> membersOf(const std::string& xml, const std::string& interface, bool named = true) {
     const std::string plain = std::regex_replace(xml, std::regex("<!--[^]*?-->"), "");
     const std::size_t start = plain.find("<interface name=\"" + interface + "\"");
     const std::string body = plain.substr(start, plain.find("</interface>", start) - start);
     std::set<std::string> members;
-    std::string member;
+    std::string member, in, out;
     const std::regex tags("<(/?)(method|signal|arg)\\b[^>]*>");
     for (std::sregex_iterator tag(body.begin(), body.end(), tags); tag != std::sregex_iterator(); ++tag) {
         const std::string text = tag->str();
-        const std::string kind = (*tag)[2].str();
-        if (kind == "arg") {
-            const std::string direction = attribute(text, "direction");
-            member += " " + (direction.empty() ? "out" : direction) + " " + attribute(text, "type") + ":" +
-                      attribute(text, "name");
-        } else if ((*tag)[1].str().empty()) {
-            member = kind + " " + attribute(text, "name");
+        const bool isEnd = (*tag)[1].length() > 0;
+        if ((*tag)[2] == "arg") {
+            const bool goesIn = attribute(text, "direction") == "in";
+            const std::string type = attribute(text, "type");
+            (goesIn ? in : out) += type;
+            if (named) member += (goesIn ? " in " : " out ") + type + ":" + attribute(text, "name");
+            continue;
         }
-        if ((kind != "arg" && !(*tag)[1].str().empty()) || (kind != "arg" && text.ends_with("/>")))
-            members.insert(member);
+        if (!isEnd) member = (*tag)[2].str() + " " + attribute(text, "name");
+        if (!isEnd && !text.ends_with("/>")) continue;
+        members.insert(named ? member : member + " " + in + ">" + out);
+        in = out = "";
     }
     return members;
 }
 
 std::string fileNamed(const std::string& interface) {
-    std::ifstream file(std::string(INTROSPECTION_FOLDER) + "/" + interface + ".xml");
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return support::contentOf(INTROSPECTION_FOLDER "/" + interface + ".xml");
 }
 
-class Services : public testing::Test {
-  protected:
-    support::PrivateBus sessionBus;
-
-    static std::string introspect(const std::string& name, const std::string& path) {
-        const auto connection = sdbus::createSessionBusConnection();
-        const auto proxy = sdbus::createProxy(*connection, name, path);
-        std::string xml;
-        proxy->callMethod("Introspect")
-            .onInterface("org.freedesktop.DBus.Introspectable")
-            .storeResultsTo(xml);
-        return xml;
-    }
-};
-
-TEST_F(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
-    const auto described = membersOf(fileNamed(TSYNC_INTERFACE), TSYNC_INTERFACE);
-    EXPECT_EQ(described.size(), 42U);
-    std::set<std::string> table; // what client and sandbox go by, without the arguments' names
+TEST(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
+    std::set<std::string> table; // what client and sandbox go by
     for (const protocol::Message& message : protocol::messages)
         table.insert("method " + std::string(message.member) + " " + std::string(message.arguments) + ">" +
                      std::string(message.reply));
-    std::set<std::string> file;
-    for (const std::string& member : described) {
-        const std::string name = member.substr(0, member.find(' ', 7));
-        std::string in;
-        std::string out;
-        const std::regex arguments(" (in|out) ([^:]*):");
-        for (std::sregex_iterator each(member.begin(), member.end(), arguments);
-             each != std::sregex_iterator(); ++each)
-            ((*each)[1] == "in" ? in : out) += (*each)[2];
-        file.insert(name + " " + in + ">" + out);
-    }
-    EXPECT_EQ(table, file);
+    EXPECT_EQ(table.size(), 42U);
+    EXPECT_EQ(table, membersOf(fileNamed(TSYNC_INTERFACE), TSYNC_INTERFACE, false));
 }
 
-TEST_F(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart) {
+TEST(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart) {
+    const support::PrivateBus sessionBus;
     support::RecordingLog log;
     support::InlineQueue queue;
     host_service::HostService hosts({log, queue, queue, queue}); // nothing is attached
     backends::dbus::Bus bus("service");
     backends::dbus::FinderSync1Service service(bus, hosts, "1");
     bus.start([] {});
-    const std::string name = bus.connection().getUniqueName();
-    EXPECT_EQ(membersOf(introspect(name, FINDER_SYNC_OBJECT_PATH), FINDER_SYNC_INTERFACE),
-              membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
-
     const auto connection = sdbus::createSessionBusConnection();
-    const auto proxy = sdbus::createProxy(*connection, name, FINDER_SYNC_OBJECT_PATH);
+    const auto proxy =
+        sdbus::createProxy(*connection, bus.connection().getUniqueName(), FINDER_SYNC_OBJECT_PATH);
+    std::string xml;
+    proxy->callMethod("Introspect").onInterface("org.freedesktop.DBus.Introspectable").storeResultsTo(xml);
+    EXPECT_EQ(membersOf(xml, FINDER_SYNC_INTERFACE),
+              membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
     try {
         proxy->callMethod("BadgesForItems")
             .onInterface(FINDER_SYNC_INTERFACE)

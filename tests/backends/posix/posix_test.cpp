@@ -2,18 +2,17 @@
 #include "backends/posix/FileWatch.h"
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/posix/SerialQueue.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <condition_variable>
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <iterator>
 
 namespace {
 
+namespace fs = std::filesystem;
 using platform::Existence;
 
 TEST(SerialQueue, RunsWorkInOrderAndDropsWhatWaitsForItsTime) {
@@ -81,48 +80,31 @@ TEST(GuardedFileSystem, LeavesAMountThatHangs) {
 }
 
 TEST(FileWatch, SeesTheFileComeChangeAndGo) {
-    namespace fs = std::filesystem;
-    std::string name = (fs::temp_directory_path() / "file-watch-XXXXXX").string();
-    const fs::path top = ::mkdtemp(name.data());
-    const fs::path folder = top / "config/program";
-    const fs::path file = folder / "settings";
-
+    const support::TemporaryFolder top;
+    const std::string file = top.path("config/program/settings");
     std::mutex lock;
     std::condition_variable called;
     std::string seen; // what the handler read last
-    backends::posix::FileWatch watch(file.string(), [&] {
+    backends::posix::FileWatch watch(file, [&] {
         const std::lock_guard guard(lock);
-        std::ifstream stream(file);
-        seen = stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : "none";
+        seen = support::contentOf(file);
         called.notify_all();
     });
-    const auto write = [](const fs::path& path, const char* text) { std::ofstream(path) << text; };
+    // The folders are made one level after the other, with the watch behind.
+    const auto write = [&](const char* text) { top.write("config/program/settings", text); };
     const std::pair<const char*, std::function<void()>> steps[] = {
-        {"first",
-         [&] {
-             fs::create_directories(folder); // one level after the other, with the watch behind
-             write(file, "first");
-         }},
-        {"in place", [&] { write(file, "in place"); }},
-        {"renamed",
-         [&] {
-             write(folder / "new", "renamed");
-             fs::rename(folder / "new", file);
-         }},
-        {"none", [&] { fs::rename(top / "config", top / "former"); }},
-        {"beside the former",
-         [&] {
-             fs::create_directories(folder);
-             write(file, "beside the former");
-         }},
-        {"none", [&] { fs::remove_all(top / "config"); }},
+        {"first", [&] { write("first"); }},
+        {"in place", [&] { write("in place"); }},
+        {"renamed", [&] { fs::rename(top.write("config/program/new", "renamed"), file); }},
+        {"", [&] { fs::rename(top / "config", top / "former"); }},
+        {"beside the former", [&] { write("beside the former"); }},
+        {"", [&] { fs::remove_all(top / "config"); }},
         {"linked",
          [&] {
-             write(top / "elsewhere", "linked");
-             fs::create_directories(folder);
-             fs::create_symlink(top / "elsewhere", file);
+             fs::create_directories(top / "config/program");
+             fs::create_symlink(top.write("elsewhere", "linked"), file);
          }},
-        {"behind the link", [&] { write(top / "elsewhere", "behind the link"); }},
+        {"behind the link", [&] { top.write("elsewhere", "behind the link"); }},
     };
     for (const auto& [expected, step] : steps) {
         step();
@@ -130,7 +112,6 @@ TEST(FileWatch, SeesTheFileComeChangeAndGo) {
         EXPECT_TRUE(called.wait_for(guard, std::chrono::seconds(20), [&] { return seen == expected; }))
             << expected << ", but " << seen;
     }
-    fs::remove_all(top);
 }
 
 } // namespace

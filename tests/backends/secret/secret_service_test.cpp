@@ -1,13 +1,13 @@
 #include "backends/secret/secret_service.h"
 #include "foundation/keychain.h"
 #include "tests/backends/secret/PrivateKeyring.h"
+#include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libsecret/secret.h>
 
 #include <map>
-#include <vector>
 
 using namespace foundation;
 using namespace std::string_literals;
@@ -31,12 +31,8 @@ std::string failed(const std::string& function, int code) {
            " msg: " + messages.at(code);
 }
 
-class SecretServiceTest : public testing::Test, public platform::ProcessLog {
+class SecretServiceTest : public testing::Test {
   protected:
-    bool isOn(platform::LogLevel) const override { return true; }
-    void write(platform::LogLevel, std::string_view line) override { lines.emplace_back(line); }
-    std::vector<std::string> takeLines() { return std::exchange(lines, {}); }
-
     bool exists(const std::string& name) { return QkKeychainDoesGenericEntryExist(services, {}, name); }
     std::string password(const std::string& name) {
         const auto bytes = QkKeychainGetPasswordForKeychainItemRef(
@@ -46,8 +42,8 @@ class SecretServiceTest : public testing::Test, public platform::ProcessLog {
 
     PrivateKeyring keyring;
     std::unique_ptr<platform::SecretStore> store = backends::secret::makeSecretService();
-    KeychainServices services{*store, *this};
-    std::vector<std::string> lines;
+    support::RecordingLog log;
+    KeychainServices services{*store, log};
 };
 
 TEST_F(SecretServiceTest, AnEntryLives) {
@@ -57,9 +53,9 @@ TEST_F(SecretServiceTest, AnEntryLives) {
     EXPECT_TRUE(exists("s"));
     EXPECT_EQ(password("s"), "(none)");
     EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", "pass"));
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
     EXPECT_FALSE(QkKeychainAddGenericEntry(services, {}, "s"));
-    EXPECT_THAT(takeLines(), ElementsAre(failed("AddGenericEntry", -25299)));
+    EXPECT_THAT(log.take(), ElementsAre(failed("AddGenericEntry", -25299)));
     EXPECT_EQ(QkKeychainGetGenericPassword(services, {}, "s")->view(), "pass");
 
     EXPECT_TRUE(QkKeychainSetGenericUsername(services, {}, "s", "bob"));
@@ -72,23 +68,23 @@ TEST_F(SecretServiceTest, AnEntryLives) {
                 AllOf(HasSubstr("'Label': <'t'>"),
                       HasSubstr("'Attributes': <{'account': 'bob', 'comment': 'note', 'service': 't', "
                                 "'xdg:schema': 'org.freedesktop.Secret.Generic'}>")));
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
 
     EXPECT_TRUE(QkKeychainAddGenericEntry(services, "Login", "s")); // the collection's title
     EXPECT_FALSE(QkKeychainRenameGenericEntry(services, {}, "t", "s"));
-    EXPECT_THAT(takeLines(), ElementsAre(failed("SetItemAttributeTagForKeychainItemRef", -25299)));
+    EXPECT_THAT(log.take(), ElementsAre(failed("SetItemAttributeTagForKeychainItemRef", -25299)));
     EXPECT_TRUE(QkKeychainRenameGenericEntry(services, {}, "t", "t"));
     EXPECT_FALSE(QkKeychainAddGenericEntry(services, "nowhere", "s"));
-    EXPECT_THAT(takeLines(), ElementsAre(failed("AddGenericEntry", -25294)));
+    EXPECT_THAT(log.take(), ElementsAre(failed("AddGenericEntry", -25294)));
 
     const KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(services, {}, "t");
     EXPECT_FALSE(QkKeychainGetItemAttributeTagForKeychainItemRef(services, item, 0x61626364));
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
     EXPECT_FALSE(QkKeychainSetPasswordForKeychainItemRef(services, item, "late"));
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
-    EXPECT_THAT(takeLines(), ElementsAre(failed("GetItemAttributeTagForKeychainItemRef", -25303),
-                                         failed("SetPasswordForKeychainItemRef", -25300),
-                                         failed("GetKeychainItemRefWithServiceName", -25300)));
+    EXPECT_THAT(log.take(), ElementsAre(failed("GetItemAttributeTagForKeychainItemRef", -25303),
+                                        failed("SetPasswordForKeychainItemRef", -25300),
+                                        failed("GetKeychainItemRefWithServiceName", -25300)));
     EXPECT_TRUE(exists("s"));
 }
 
@@ -112,40 +108,37 @@ TEST_F(SecretServiceTest, OddNamesAndContents) {
     EXPECT_EQ(password("s"), "(none)");
     EXPECT_TRUE(QkKeychainSetGenericComment(services, {}, "s", mebibyte));
     EXPECT_EQ(QkKeychainGetGenericComment(services, {}, "s"), mebibyte);
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
     for (const std::string& name : {"\xff"s, "a\0b"s}) {
         EXPECT_FALSE(exists(name));
         EXPECT_FALSE(QkKeychainSetGenericComment(services, {}, "s", name));
     }
-    EXPECT_EQ(lines.size(), 4U);
-    EXPECT_EQ(lines.front(), failed("DoesGenericEntryExist", -50));
+    EXPECT_THAT(log.take(), ElementsAre(failed("DoesGenericEntryExist", -50),
+                                        failed("SetItemAttributeTagForKeychainItemRef", -50),
+                                        failed("DoesGenericEntryExist", -50),
+                                        failed("SetItemAttributeTagForKeychainItemRef", -50)));
 }
 
 TEST_F(SecretServiceTest, OfTwoEntriesThatAnotherProgramMadeTheOldestIsMeant) {
     keyring.start();
-    SecretService* service =
+    g_autoptr(SecretService) service =
         secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, nullptr, nullptr);
-    SecretCollection* collection =
+    g_autoptr(SecretCollection) collection =
         secret_collection_for_alias_sync(service, "default", SECRET_COLLECTION_NONE, nullptr, nullptr);
     for (const char* number : {"1", "2"}) {
-        GHashTable* attributes = secret_attributes_build(SECRET_SCHEMA_NOTE, nullptr);
+        g_autoptr(GHashTable) attributes = secret_attributes_build(SECRET_SCHEMA_NOTE, nullptr);
         g_hash_table_insert(attributes, g_strdup("service"), g_strdup("s"));
-        SecretValue* value = secret_value_new(number, -1, "text/plain");
-        SecretItem* item = secret_item_create_sync(collection, nullptr, attributes, "title", value,
-                                                   SECRET_ITEM_CREATE_NONE, nullptr, nullptr);
+        g_autoptr(SecretValue) value = secret_value_new(number, -1, "text/plain");
+        g_autoptr(SecretItem) item = secret_item_create_sync(collection, nullptr, attributes, "title", value,
+                                                             SECRET_ITEM_CREATE_NONE, nullptr, nullptr);
         ASSERT_NE(item, nullptr);
-        g_object_unref(item);
-        secret_value_unref(value);
-        g_hash_table_unref(attributes);
     }
-    g_object_unref(collection);
-    g_object_unref(service);
     EXPECT_EQ(password("s"), "1");
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "s"));
     EXPECT_EQ(password("s"), "2");
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "s"));
     EXPECT_FALSE(exists("s"));
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
 }
 
 TEST_F(SecretServiceTest, TheUserUnlocksOrRefuses) {
@@ -155,7 +148,7 @@ TEST_F(SecretServiceTest, TheUserUnlocksOrRefuses) {
     PrivateKeyring::lock();
     gcr_mock_prompter_expect_password_cancel();
     EXPECT_FALSE(exists("s"));
-    EXPECT_THAT(takeLines(), ElementsAre(failed("DoesGenericEntryExist", -128)));
+    EXPECT_THAT(log.take(), ElementsAre(failed("DoesGenericEntryExist", -128)));
     gcr_mock_prompter_expect_password_ok("master", nullptr);
     EXPECT_TRUE(exists("s"));
     PrivateKeyring::lock();
@@ -164,27 +157,27 @@ TEST_F(SecretServiceTest, TheUserUnlocksOrRefuses) {
     PrivateKeyring::lock();
     gcr_mock_prompter_expect_password_ok("master", nullptr);
     EXPECT_EQ(QkKeychainGetItemAttributeTagForKeychainItemRef(services, item, 0x6c61626c), "s");
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
     EXPECT_FALSE(gcr_mock_prompter_is_expecting());
 }
 
 TEST_F(SecretServiceTest, ANewUserGetsADefaultCollection) {
     keyring.start(false);
     EXPECT_FALSE(exists("s"));
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
     gcr_mock_prompter_expect_password_cancel();
     EXPECT_FALSE(QkKeychainAddGenericEntry(services, {}, "s"));
-    EXPECT_THAT(takeLines(), ElementsAre(failed("AddGenericEntry", -128)));
+    EXPECT_THAT(log.take(), ElementsAre(failed("AddGenericEntry", -128)));
     gcr_mock_prompter_expect_password_ok("new", nullptr);
     EXPECT_TRUE(QkKeychainAddGenericEntry(services, {}, "s"));
     EXPECT_TRUE(exists("s"));
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
 }
 
 TEST_F(SecretServiceTest, AStoreIsAbsentComesGoesAndItsBusDies) {
     const auto expectUnavailable = [this] {
         EXPECT_FALSE(exists("s"));
-        EXPECT_THAT(takeLines(), ElementsAre(failed("DoesGenericEntryExist", -25291)));
+        EXPECT_THAT(log.take(), ElementsAre(failed("DoesGenericEntryExist", -25291)));
     };
     expectUnavailable();
     keyring.start();

@@ -1,0 +1,46 @@
+// A folder that goes away with the object, and the files in it.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+namespace support {
+
+// What a file holds; "" when none is there.
+inline std::string contentOf(const std::filesystem::path& file) {
+    if (!std::filesystem::is_regular_file(file)) return {};
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class TemporaryFolder {
+  public:
+    TemporaryFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "tsyncfinder-XXXXXX").string();
+        folder = std::filesystem::canonical(::mkdtemp(name.data()));
+    }
+    ~TemporaryFolder() { std::filesystem::remove_all(folder); }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::filesystem::path operator/(std::string_view name) const { return folder / name; }
+    std::string path(std::string_view name = {}) const {
+        return name.empty() ? folder.string() : (folder / name).string();
+    }
+
+    // The path of the file. The folders above it are made.
+    std::string write(std::string_view name, std::string_view content) const {
+        std::filesystem::create_directories((folder / name).parent_path());
+        std::ofstream(folder / name, std::ios::binary) << content;
+        return path(name);
+    }
+
+  private:
+    std::filesystem::path folder;
+};
+
+} // namespace support
