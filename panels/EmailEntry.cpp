@@ -115,12 +115,19 @@ std::vector<std::string> completionsForSubstring(const AddressIndex& index, std:
     const Pattern beginning(typed, PCRE2_LITERAL | PCRE2_CASELESS | PCRE2_UTF);
     std::vector<std::string> names;
     std::vector<std::string> addresses;
-    const std::string replacement(typed);
+    const auto completed = [&](std::string_view rest, std::string_view other, char open, char close) {
+        std::string text(typed);
+        text.append(rest).append(" ") += open;
+        text.append(other) += close;
+        return text;
+    };
     for (const auto& [address, name] : index) {
+        const std::string_view inName = name;
+        const std::string_view inAddress = address;
         if (const auto length = beginning.matchLength(name))
-            names.push_back(replacement + name.substr(*length) + " <" + address + ">");
+            names.push_back(completed(inName.substr(*length), address, '<', '>'));
         else if (const auto lengthInAddress = beginning.matchLength(address))
-            addresses.push_back(replacement + address.substr(*lengthInAddress) + " (" + name + ")");
+            addresses.push_back(completed(inAddress.substr(*lengthInAddress), name, '(', ')'));
     }
     std::reverse(names.begin(), names.end());
     names.insert(names.end(), std::make_move_iterator(addresses.begin()),

@@ -21,8 +21,8 @@ enum class Existence {
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
-    // NOLINTNEXTLINE(modernize-use-nullptr): the linter mistakes the comparison with 0 that the compiler
-    // writes.
+    // The linter mistakes the comparison with 0 that the compiler writes.
+    // NOLINTNEXTLINE(modernize-use-nullptr)
     friend auto operator<=>(const FileIdentity&, const FileIdentity&) = default;
 };
 

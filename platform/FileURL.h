@@ -26,8 +26,8 @@ class FileURL {
     const std::string& path() const { return itemPath; }
     std::string uri() const;
 
-    // NOLINTNEXTLINE(modernize-use-nullptr): the linter mistakes the comparison with 0 that the compiler
-    // writes.
+    // The linter mistakes the comparison with 0 that the compiler writes.
+    // NOLINTNEXTLINE(modernize-use-nullptr)
     friend auto operator<=>(const FileURL&, const FileURL&) = default;
 
   private:

@@ -233,7 +233,7 @@ std::optional<std::string> Space::restore(std::string_view remotePath) const {
             fs::canonical(item.parent_path(), error) != item.parent_path())
             continue;
         const bool hasFolder = makeDirectory(fs::path(remotePath).parent_path().string());
-        const std::optional<std::string> free = hasFolder ? freePath(remotePath) : std::nullopt;
+        std::optional<std::string> free = hasFolder ? freePath(remotePath) : std::nullopt;
         const std::optional<fs::path> place = free ? localPath(*free) : std::nullopt;
         if (!place) return std::nullopt;
         fs::rename(item, *place, error);

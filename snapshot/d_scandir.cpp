@@ -9,6 +9,7 @@ namespace snapshot {
 namespace {
 
 constexpr size_t kCapacityLimit = size_t{1} << 61;
+constexpr size_t kSlotSize = sizeof(void*); // of an entry in the array
 
 void release(dirent** entries, size_t count) {
     for (size_t i = 0; i < count; i++)
@@ -24,7 +25,7 @@ bool append(dirent**& entries, size_t& capacity, size_t& count, const dirent* en
             errno = ENOMEM;
             return false;
         }
-        void* grown = realloc(static_cast<void*>(entries), larger * sizeof(dirent*));
+        void* grown = realloc(static_cast<void*>(entries), larger * kSlotSize);
         if (grown == nullptr) return false;
         entries = static_cast<dirent**>(grown);
         capacity = larger;
@@ -62,7 +63,7 @@ int d_scandir(const char* path, dirent*** entries, EntryFilter filter, EntryOrde
     }
     errno = errnoBefore;
     if (order != nullptr && count > 1)
-        qsort(static_cast<void*>(found), count, sizeof(dirent*),
+        qsort(static_cast<void*>(found), count, kSlotSize,
               reinterpret_cast<int (*)(const void*, const void*)>(order));
     *entries = found;
     return static_cast<int>(count);

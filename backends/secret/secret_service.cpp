@@ -241,6 +241,7 @@ std::vector<platform::SecretItem> itemsOf(const Collection& collection, const st
         found.emplace_back(secret_item_get_created(item.get()), pathOf(item.get()));
     std::ranges::sort(found);
     std::vector<platform::SecretItem> items;
+    items.reserve(found.size());
     for (auto& [created, path] : found)
         items.push_back({std::move(path)});
     return items;

@@ -1,6 +1,7 @@
 // Queues, and a disk that hangs.
 #include "backends/posix/FileWatch.h"
 #include "backends/posix/GuardedFileSystem.h"
+#include "backends/posix/InotifyEvents.h"
 #include "backends/posix/SerialQueue.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -106,12 +107,35 @@ TEST(FileWatch, SeesTheFileComeChangeAndGo) {
          }},
         {"behind the link", [&] { top.write("elsewhere", "behind the link"); }},
     };
-    for (const auto& [expected, step] : steps) {
-        step();
+    for (const auto& step : steps) {
+        step.second();
         std::unique_lock guard(lock);
-        EXPECT_TRUE(called.wait_for(guard, std::chrono::seconds(20), [&] { return seen == expected; }))
-            << expected << ", but " << seen;
+        EXPECT_TRUE(called.wait_for(guard, std::chrono::seconds(20), [&] { return seen == step.first; }))
+            << step.first << ", but " << seen;
     }
+}
+
+TEST(InotifyEvents, SaysThatTheKernelHasDroppedSome) {
+    const support::TemporaryFolder folder;
+    std::promise<void> flooded;
+    std::promise<void> lost;
+    backends::posix::InotifyEvents events;
+    events.start([&, flood = flooded.get_future().share()](const platform::DirectoryEvent& event) {
+        flood.wait(); // a receiver that is slower than the disk
+        if (event.isLost) lost.set_value();
+    });
+    ASSERT_TRUE(events.watchTree(folder.path()));
+    // Twice as many events as the kernel's queue holds.
+    fs::path from = folder.write("a", "");
+    fs::path to = folder / "b";
+    for (int renames = std::stoi(support::contentOf("/proc/sys/fs/inotify/max_queued_events")); renames > 0;
+         --renames) {
+        fs::rename(from, to);
+        std::swap(from, to);
+    }
+    flooded.set_value();
+    EXPECT_EQ(lost.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    events.stop();
 }
 
 } // namespace
