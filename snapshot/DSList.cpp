@@ -25,6 +25,16 @@ void dropIndex(DSList* list) {
     store->index = nullptr;
 }
 
+// Leaves the list empty, and its links to the caller.
+void forgetLinks(DSList* list) {
+    dropIndex(list);
+    free(storeOf(list));
+    list->items = nullptr;
+    list->head = list->tail = nullptr;
+    list->count = 0;
+    list->_gap = 0;
+}
+
 void resize(DSList* list, uint64_t capacity) {
     if (capacity > UINT32_MAX) endForLackOfMemory();
     ListStore* store = storeOf(list);
@@ -197,12 +207,7 @@ void releaseLinks(DSList* list) {
     if (list->items == nullptr) return;
     for (uint64_t i = 0; i < list->count; i++)
         releaseLink(list, list->items[i]);
-    dropIndex(list);
-    free(storeOf(list));
-    list->items = nullptr;
-    list->head = list->tail = nullptr;
-    list->count = 0;
-    list->_gap = 0;
+    forgetLinks(list);
     list->_flags &= kListOfChildren;
 }
 
@@ -239,12 +244,7 @@ void DSListDestroy(DSList* list) noexcept {
     // The list is emptied first: a callback may look at it, such as a node that leaves its parent.
     DSListNode* link = list->head;
     DSList emptied = *list;
-    dropIndex(list);
-    free(storeOf(list));
-    list->items = nullptr;
-    list->head = list->tail = nullptr;
-    list->count = 0;
-    list->_gap = 0;
+    forgetLinks(list);
     while (link != nullptr) {
         DSListNode* next = link->next;
         void* value = link->value;

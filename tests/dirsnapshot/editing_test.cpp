@@ -18,7 +18,7 @@ struct Editing : testing::Test {
         return {reinterpret_cast<const char*>(snapshot.nodeAtFullpath(path)->hash), DSNodeHashLength};
     }
 
-    TemporaryDirectory folder;
+    support::TemporaryFolder folder;
     support::RecordingLog log;
     DirSnapshot snapshot = emptySnapshot(log);
 };

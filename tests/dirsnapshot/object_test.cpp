@@ -16,7 +16,7 @@ struct Object : testing::Test {
             folder.write(name, "12");
     }
 
-    TemporaryDirectory folder;
+    support::TemporaryFolder folder;
     support::RecordingLog log;
 };
 

@@ -132,7 +132,7 @@ TEST_F(SnapshotDatabase, UnreadableDatabasesGiveNoTree) {
     for (int i = 0; i < 1000; i++)
         DSNodeCreateWithParent(many.get(), std::to_string(i).c_str(), i, 0, 0, DSNodeTypeFile);
     save(many.get());
-    std::string bytes = contents("s.db");
+    std::string bytes = support::contentOf("s.db");
     constexpr size_t page = 4096;
     constexpr char leafOfTable = 13;
     size_t last = bytes.size() - page;

@@ -73,7 +73,7 @@ TEST(Digest, FindsFirstInOrder) {
 }
 
 TEST(Digest, OfFileContent) {
-    TemporaryDirectory directory;
+    support::TemporaryFolder directory;
     char digits[41] = "untouched";
     EXPECT_EQ(SHA1ForFileAtPath(directory.path("none").c_str(), digits), -0x76);
     EXPECT_EQ(SHA1ForFileAtPath(directory.path().c_str(), digits), -0x76);

@@ -55,9 +55,9 @@ TEST_F(DirsnapshotTool, ScansListsAndConverts) {
                                "scan t -o n --type backup --no-recursive", "scan t -o all", "diff all t"}) {
         const Finished run = tool(silent);
         EXPECT_EQ(run.code, 0) << silent;
-        EXPECT_EQ(run.output + contents("said"), "") << silent;
+        EXPECT_EQ(run.output + support::contentOf("said"), "") << silent;
     }
-    EXPECT_EQ(contents("r"), snapshot);
+    EXPECT_EQ(support::contentOf("r"), snapshot);
     EXPECT_EQ(tool("ls n d --json").output, "[]\n");
 }
 
@@ -81,7 +81,7 @@ TEST_F(DirsnapshotTool, ExitsWithTwoAndSaysWhy) {
         const Finished run = tool(arguments);
         EXPECT_EQ(run.code, 2) << arguments;
         EXPECT_EQ(run.output, "") << arguments;
-        EXPECT_NE(contents("said"), "") << arguments;
+        EXPECT_NE(support::contentOf("said"), "") << arguments;
     }
     EXPECT_THAT(tool("diff --help").output, HasSubstr("\\u0000")); // what holds for all is in each help
 }
@@ -100,7 +100,7 @@ TEST_F(DirsnapshotTool, TellsWhenAPartIsMissing) {
         deep += "/" + std::string(200, 'x');
     std::filesystem::create_directories(deep);
     EXPECT_EQ(tool("scan t -o most").code, 2);
-    EXPECT_THAT(contents("most"), HasSubstr("/a.txt12|2|"));
+    EXPECT_THAT(support::contentOf("most"), HasSubstr("/a.txt12|2|"));
 }
 
 TEST_F(DirsnapshotTool, PrintsDigestsAsSha1sumDoes) {

@@ -24,7 +24,7 @@ class FlatFile : public InNewFolder {
 TEST_F(FlatFile, WritesTheseBytes) {
     Tree tree = exampleTree();
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "s"), 0);
-    EXPECT_EQ(contents("s"), kExample);
+    EXPECT_EQ(support::contentOf("s"), kExample);
     EXPECT_EQ(filesHere(), 1U);
 
     Tree odd = Tree(DSNodeCreate("/", 7, 8, 9, DSNodeTypeDirectory));
@@ -35,7 +35,7 @@ TEST_F(FlatFile, WritesTheseBytes) {
     snapshot::_saveSnapshot("/p", odd.get(), stream);
     fclose(stream);
     EXPECT_EQ(
-        contents("t"),
+        support::contentOf("t"),
         "7|/p/a|b 18446744073709551615|255|-9223372036854775808|9223372036854775807|5|/p/\xFF\n1|3|2|3|");
 }
 
@@ -46,7 +46,7 @@ TEST_F(FlatFile, LeavesOutPathsThatAreTooLong) {
     DSNodeCreateWithParent(kept, "", 4, 5, 6, DSNodeTypeFile);
     DSNodeCreateWithParent(root.get(), "z", 4, 5, 6, DSNodeTypeFile);
     std::string messages = messagesOf([&] { EXPECT_EQ(DSNodeSaveSnapshot(root.get(), "s"), 0); });
-    EXPECT_EQ(contents("s"), "1023|/" + longest + "1|1|2|3|2|/z4|2|5|6|");
+    EXPECT_EQ(support::contentOf("s"), "1023|/" + longest + "1|1|2|3|2|/z4|2|5|6|");
     EXPECT_EQ(std::count(messages.begin(), messages.end(), '\n'), 1) << messages;
 }
 
@@ -153,7 +153,7 @@ TEST_F(FlatFile, RecordsGoAcrossTheEndsOfTheBuffer) {
     }
     EXPECT_EQ(load(bytes), tree);
     EXPECT_EQ(DSNodeSaveSnapshot(Tree(DSNodeLoadSnapshot("s", "other")).get(), "s"), 0);
-    EXPECT_EQ(contents("s"), plain);
+    EXPECT_EQ(support::contentOf("s"), plain);
 }
 
 TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
@@ -180,7 +180,7 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
         else
             std::filesystem::create_symlink("target", name);
         EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), name), 0);
-        EXPECT_EQ(contents("target"), kExample);
+        EXPECT_EQ(support::contentOf("target"), kExample);
     }
     EXPECT_TRUE(std::filesystem::is_symlink("symbolic"));
     EXPECT_EQ(filesHere(), 5U);
@@ -189,7 +189,7 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "."), 0);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "/dev/full"), EOF);
     EXPECT_EQ(DSNodeSaveSnapshot(nullptr, "old"), EOF);
-    EXPECT_EQ(contents("old"), kExample);
+    EXPECT_EQ(support::contentOf("old"), kExample);
 }
 
 } // namespace

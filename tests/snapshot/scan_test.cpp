@@ -51,7 +51,7 @@ struct Watched {
 };
 
 TEST(Scan, RecordsWhatIsThere) {
-    TemporaryDirectory directory;
+    support::TemporaryFolder directory;
     std::string odd(255, '\xfe'); // as long as a name can be, and no UTF-8
     for (const char* name :
          {"b/inner", "b/Z", "b/a", "a", ".hidden", "B", "a.b", "a-", "\xc3\xa9", "abcdefgh2", "abcdefgh1"})
@@ -100,7 +100,7 @@ TEST(Scan, RecordsWhatIsThere) {
 }
 
 TEST(Scan, CallbackGoesFirst) {
-    TemporaryDirectory directory;
+    support::TemporaryFolder directory;
     for (const char* name : {"a/1", "a/2", "a/3", "b/1", "c"})
         directory.write(name, "");
     Watched all;
@@ -123,7 +123,7 @@ TEST(Scan, CallbackGoesFirst) {
 }
 
 TEST(Scan, GoesOnPastTrouble) {
-    TemporaryDirectory directory;
+    support::TemporaryFolder directory;
     for (const char* name : {"locked/inside", "open/inside"})
         directory.write(name, "");
     chmod(directory.path("locked").c_str(), 0);
@@ -151,7 +151,7 @@ TEST(Scan, GoesOnPastTrouble) {
 
 // Far down, where paths no longer fit, and with few descriptors to spend.
 TEST(Scan, DeepTree) {
-    TemporaryDirectory directory;
+    support::TemporaryFolder directory;
     std::string name(20, 'd');
     int at = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY);
     for (int depth = 0; depth < 60; depth++) {
@@ -183,7 +183,7 @@ TEST(Scan, DeepTree) {
 
 // Helpers start once a tree has shown some size; what they read is what one thread reads.
 TEST(Scan, HelpersChangeNothing) {
-    TemporaryDirectory directory;
+    support::TemporaryFolder directory;
     Random random(5);
     Lines directories{""};
     for (int i = 0; i < 6000; i++) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "snapshot/DSNode.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,6 @@
 #include <memory>
 #include <random>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 struct NodeDeleter {
@@ -69,11 +69,6 @@ inline Tree exampleTree() {
     return root;
 }
 
-inline std::string contents(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 inline void store(const std::string& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
@@ -94,39 +89,10 @@ std::string outcomeOf(Load load) {
     return tree + messages;
 }
 
-// A directory of a test's own, gone with it. It is in memory where that is possible: a database waits for its
-// disk after each commit.
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory() {
-        std::string pattern =
-            std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + "/snapshot-XXXXXX";
-        _path = mkdtemp(pattern.data());
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(_path, ignored);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    const std::string& path() const { return _path; }
-    std::string path(const std::string& below) const { return _path + "/" + below; }
-
-    // Writes a file, making the directories on the way.
-    void write(const std::string& below, const std::string& content) const {
-        std::filesystem::create_directories(std::filesystem::path(path(below)).parent_path());
-        store(path(below), content);
-    }
-
-  private:
-    std::string _path;
-};
-
-// Each test works in such a directory, so that messages can name files without a folder.
+// Each test works in a folder of its own, so that messages can name files without a folder.
 class InNewFolder : public testing::Test {
   protected:
-    InNewFolder() { std::filesystem::current_path(_directory.path()); }
+    InNewFolder() { std::filesystem::current_path(_folder.path()); }
     ~InNewFolder() override { std::filesystem::current_path("/"); }
 
     static size_t filesHere() {
@@ -135,5 +101,5 @@ class InNewFolder : public testing::Test {
     }
 
   private:
-    TemporaryDirectory _directory;
+    support::TemporaryFolder _folder;
 };
