@@ -83,7 +83,8 @@ class CommandsTest : public testing::Test {
     std::string path(const std::string& item) const { return folder.path(item); }
     // The text with "@" for the test's folder.
     std::string filled(const std::string& text) const {
-        return std::regex_replace(text, std::regex("@/"), folder.path() + "/");
+        static const std::regex ofFolder("@/"); // made once: the library's tables are not for several threads
+        return std::regex_replace(text, ofFolder, folder.path() + "/");
     }
     void waitForBadge(const std::string& item, const std::string& badge) {
         EXPECT_TRUE(support::eventually([&] {
