@@ -2,9 +2,9 @@
 // keeps the cached answers and answers the sync-path lookups from its own table.
 //
 // Threads: every operation may be called from any thread. A waiting request blocks its caller until the
-// reply is there or the message's bound has passed (protocol/messages.h); it must not be called on the
-// queue that delivers replies. No lock is held across a wait but the status lock. There is no timer: a
-// client that lost its daemon connects again at the next request.
+// reply is there or the message's bound has passed (protocol/messages.h), awake for the first 0.2
+// milliseconds; it must not be called on the queue that delivers replies. No lock is held across a wait but
+// the status lock. There is no timer: a client that lost its daemon connects again at the next request.
 //
 // Errors: IPCError leaves an operation only where that is said. A missing reply looks like a negative one.
 //

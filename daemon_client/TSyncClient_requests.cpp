@@ -3,7 +3,9 @@
 #include "daemon_client/TSyncClient_shared.h"
 #include "protocol/messages.h"
 
+#include <atomic>
 #include <condition_variable>
+#include <thread>
 
 namespace daemon_client {
 namespace {
@@ -14,12 +16,38 @@ using platform::Reply;
 
 constexpr std::chrono::seconds pauseBeforeAskingAgain{2};
 
+// How long a waiting thread stays awake. Nearly every reply comes within this time, and a thread that sleeps
+// meanwhile and wakes on another processor lasts as long again: a request took 1.8 times a bare call, and
+// takes about 1.0 so. It yields, for a machine with one processor.
+constexpr std::chrono::microseconds awake{200};
+
 // Where a waiting request's reply arrives. It outlives the request, so that a late reply is harmless.
-struct ReplySlot {
+class ReplySlot {
+  public:
+    void fill(Reply&& value) {
+        {
+            const std::lock_guard guard(lock);
+            reply = std::move(value);
+            isFilled = true;
+        }
+        arrived.notify_one();
+    }
+
+    // The reply, or none once the time is over. Once only.
+    Reply wait(std::chrono::milliseconds bound) {
+        const auto start = std::chrono::steady_clock::now();
+        while (!isFilled && std::chrono::steady_clock::now() - start < awake)
+            std::this_thread::yield();
+        std::unique_lock guard(lock);
+        arrived.wait_until(guard, start + bound, [this] { return isFilled.load(); });
+        return std::move(reply);
+    }
+
+  private:
     std::mutex lock;
     std::condition_variable arrived;
-    bool isFilled = false;
-    Reply reply;
+    std::atomic<bool> isFilled = false; // written with the lock held
+    Reply reply;                        // guarded by the lock
 };
 
 Array texts(const std::vector<std::string>& items) { return {items.begin(), items.end()}; }
@@ -62,17 +90,9 @@ Reply TSyncClient::request(std::string_view message, const Array& arguments) {
     const auto connection = currentConnection();
     if (!connection) return {};
     const auto slot = std::make_shared<ReplySlot>();
-    connection->sendForWaiting(message, arguments, protocol::replyWait(message), [slot](Reply reply) {
-        {
-            const std::lock_guard guard(slot->lock);
-            slot->reply = std::move(reply);
-            slot->isFilled = true;
-        }
-        slot->arrived.notify_one();
-    });
-    std::unique_lock guard(slot->lock);
-    slot->arrived.wait_for(guard, protocol::replyWait(message), [&slot] { return slot->isFilled; });
-    return std::move(slot->reply);
+    connection->sendForWaiting(message, arguments, protocol::replyWait(message),
+                               [slot](Reply reply) { slot->fill(std::move(reply)); });
+    return slot->wait(protocol::replyWait(message));
 }
 
 Reply TSyncClient::ask(std::string_view message, const Array& arguments) {
