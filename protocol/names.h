@@ -22,6 +22,8 @@
 /* What a badge answer says beside the identifiers of the badge table. */
 #define FINDER_SYNC_BADGE_NONE "none"
 #define FINDER_SYNC_BADGE_UNCHANGED "unchanged"
+/* The badge of what is in step, as most of a synced folder is. */
+#define FINDER_SYNC_BADGE_SYNC "sync"
 
 /* What a host passes on of its environment, so that a panel appears where the person is. */
 #define FINDER_SYNC_DISPLAY_VARIABLES                                                                        \

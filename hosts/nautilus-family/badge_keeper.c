@@ -192,6 +192,10 @@ static void watch_folder(TsfFolder* folder, gpointer user) {
 
 static void folder_begins(TsfFolder* folder, gpointer user) {
     TsfBadgeKeeper* keeper = user;
+    /* What lies in a synced folder is nearly always in step. */
+    const TsfItem* itself = tsf_item_table_lookup(keeper->table, folder->uri);
+    if (itself != NULL && itself->is_in_sync && itself->badge != 0)
+        folder->expected = badge_named(keeper, FINDER_SYNC_BADGE_SYNC);
     watch_folder(folder, keeper);
     tsf_link_set_attentive(keeper->link, TRUE);
 }

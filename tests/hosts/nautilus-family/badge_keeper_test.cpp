@@ -103,6 +103,11 @@ TEST_F(BadgeKeeper, asksInBatchesAndForgetsWhatIsNoLongerShown) {
     EXPECT_EQ(shown[files.back()], "tsyncfinder-upload");
     EXPECT_TRUE(until([&] { return shown[files.back()].empty(); }));
 
+    // The first file of a folder that is synced is taken to be in step, whatever the folder shows.
+    files.push_back(newFile("file:///r/f1000/first"));
+    look(files.back());
+    EXPECT_EQ(shown[files.back()], "tsyncfinder-sync");
+
     dropFiles();
     EXPECT_TRUE(until([&] { return extension->observed["file:///r"] == 0; }));
 }
