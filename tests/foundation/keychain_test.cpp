@@ -1,4 +1,5 @@
 #include "foundation/keychain.h"
+#include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,14 +39,10 @@ struct InjectedStore final : SecretStore {
     }
 };
 
-struct KeychainTest : testing::Test, ProcessLog {
+struct KeychainTest : testing::Test {
     InjectedStore store;
-    KeychainServices services{store, *this};
-    std::vector<std::string> lines;
-
-    bool isOn(LogLevel) const override { return true; }
-    void write(LogLevel, std::string_view line) override { lines.emplace_back(line); }
-    std::vector<std::string> takeLines() { return std::exchange(lines, {}); }
+    support::RecordingLog log;
+    KeychainServices services{store, log};
 };
 
 TEST_F(KeychainTest, AFailureIsLoggedUnderTheNameOfTheFunctionThatMetIt) {
@@ -58,7 +55,7 @@ TEST_F(KeychainTest, AFailureIsLoggedUnderTheNameOfTheFunctionThatMetIt) {
                                  QkKeychainSetGenericComment(services, {}, "s", "c")};
     };
     EXPECT_THAT(callAll(), Each(true));
-    EXPECT_THAT(takeLines(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
 
     store.acting = SecretStatus::accessDenied;
     EXPECT_THAT(callAll(), Each(false));
@@ -66,7 +63,7 @@ TEST_F(KeychainTest, AFailureIsLoggedUnderTheNameOfTheFunctionThatMetIt) {
         return "Error: QkKeychain" + std::string(function) +
                " failed with error code: -25293 msg: The secret store denied access.";
     };
-    EXPECT_THAT(takeLines(),
+    EXPECT_THAT(log.take(),
                 ElementsAre(denied("AddGenericEntry"), denied("RemoveGenericEntry"),
                             denied("GetPasswordForKeychainItemRef"), denied("SetPasswordForKeychainItemRef"),
                             denied("GetItemAttributeTagForKeychainItemRef"),
@@ -77,7 +74,7 @@ TEST_F(KeychainTest, AFailureIsLoggedUnderTheNameOfTheFunctionThatMetIt) {
     EXPECT_THAT(callAll(), ElementsAre(true, true, false, false, false, false));
     const std::string notFound = "Error: QkKeychainGetKeychainItemRefWithServiceName failed with error code: "
                                  "0 msg: No error.";
-    EXPECT_EQ(takeLines(), std::vector(5, notFound));
+    EXPECT_EQ(log.take(), std::vector(5, notFound));
 }
 
 TEST_F(KeychainTest, WhatIsWrittenAndWhatCountsAsNone) {
@@ -99,7 +96,7 @@ TEST_F(KeychainTest, WhatIsWrittenAndWhatCountsAsNone) {
     store.held.clear();
     EXPECT_FALSE(QkKeychainGetGenericPassword(services, {}, "s"));
     EXPECT_FALSE(QkKeychainGetGenericComment(services, {}, "s"));
-    EXPECT_THAT(lines, IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
 }
 
 } // namespace

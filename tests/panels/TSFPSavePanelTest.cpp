@@ -2,8 +2,8 @@
 
 #include "jumpbar/IndexPathHelpers.h"
 #include "tests/jumpbar/RecordingView.h"
+#include "tests/panels/SteppedQueue.h"
 #include "tests/panels/StubbornSpace.h"
-#include "tests/panels/Surroundings.h"
 #include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ struct Panel : TSFPSavePanelView, testing::Test {
 
     StubbornSpace space;
     SteppedQueue queue;
-    KeepingLog log;
+    support::RecordingLog log;
     support::MemoryFileSystem fileSystem;
     jumpbar::RecordingView barView;
     jumpbar::VxJumpBar bar{barView, {0, 0, 400, 30}};
@@ -121,7 +121,7 @@ TEST_F(Panel, ArchivingMayTakeTheRoot) {
     EXPECT_EQ(message, "") << "there is no field yet";
     panel->awakeFromNib();
     EXPECT_EQ(message, "Do you want to archive selected files?");
-    EXPECT_EQ(log.lines, Strings{"Set Message Text"});
+    EXPECT_EQ(log.lines(), Strings{"Set Message Text"});
     space.answerAll();
     EXPECT_EQ(level({0}), Strings{}) << "no new folder is offered";
     EXPECT_EQ(panel->selectedPath(), "/");

@@ -2,7 +2,8 @@
 
 #include "backends/posix/GuardedFileSystem.h"
 #include "platform/Json.h"
-#include "tests/panels/Surroundings.h"
+#include "tests/panels/SteppedQueue.h"
+#include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +37,7 @@ struct SharePanel : TSFPShareByEmailView, testing::Test {
 
     Contacts contacts;
     SteppedQueue mainQueue, background;
-    KeepingLog log;
+    support::RecordingLog log;
     backends::posix::GuardedFileSystem fileSystem;
     Strings messages;
     std::optional<TSFPShareByEmailController> panel;
@@ -59,7 +60,7 @@ struct SharePanel : TSFPShareByEmailView, testing::Test {
 
 TEST_F(SharePanel, ConfirmingSendsOneCommandWithTheRemotePath) {
     open("/home/u/Docs/a/plan.final.pdf", false);
-    EXPECT_EQ(log.lines, Strings{"Init Share by email with path /home/u/Docs/a/plan.final.pdf"});
+    EXPECT_EQ(log.lines(), Strings{"Init Share by email with path /home/u/Docs/a/plan.final.pdf"});
     EXPECT_EQ(info, "Share file 'plan.final.pdf' with");
     EXPECT_EQ(icon, ".pdf");
     EXPECT_EQ(okEnabled, false);

@@ -4,8 +4,9 @@
 #include "backends/qt/JumpBarWidget.h"
 #include "backends/qt/MainQueue.h"
 #include "tests/backends/qt/finding.h"
+#include "tests/panels/SteppedQueue.h"
 #include "tests/panels/StubbornSpace.h"
-#include "tests/panels/Surroundings.h"
+#include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +21,7 @@ struct DestinationWindow : testing::Test {
     panels::StubbornSpace space;
     MainQueue mainQueue;
     backends::posix::GuardedFileSystem fileSystem;
-    panels::KeepingLog log;
+    support::RecordingLog log;
     SavePanelDialog dialog{space, mainQueue, fileSystem, log};
     JumpBarWidget* bar = dialog.findChild<JumpBarWidget*>("jumpBar");
     QPushButton* ok = dialog.findChild<QPushButton*>("ok");

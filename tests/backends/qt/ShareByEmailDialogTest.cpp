@@ -4,7 +4,8 @@
 #include "backends/qt/MainQueue.h"
 #include "backends/qt/texts.h"
 #include "tests/backends/qt/finding.h"
-#include "tests/panels/Surroundings.h"
+#include "tests/panels/SteppedQueue.h"
+#include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
 
@@ -34,7 +35,7 @@ struct ShareWindow : testing::Test {
     MainQueue mainQueue;
     panels::SteppedQueue background;
     backends::posix::GuardedFileSystem fileSystem;
-    panels::KeepingLog log;
+    support::RecordingLog log;
     ShareByEmailDialog dialog{{contacts, mainQueue, background, fileSystem, log,
                                [](const std::string&, const platform::Dictionary&) {}},
                               "/home/u/Docs/plan.pdf"};

@@ -1,13 +1,10 @@
-// What both panels stand on in tests: a queue that runs when told, and a log that keeps its lines.
+// A queue that runs when told.
 #pragma once
 
-#include "platform/ProcessLog.h"
 #include "platform/Queue.h"
 
 #include <deque>
-#include <string>
 #include <utility>
-#include <vector>
 
 namespace panels {
 
@@ -23,12 +20,6 @@ struct SteppedQueue final : platform::Queue {
             work();
         }
     }
-};
-
-struct KeepingLog final : platform::ProcessLog {
-    std::vector<std::string> lines;
-    bool isOn(platform::LogLevel) const override { return true; }
-    void write(platform::LogLevel, std::string_view line) override { lines.emplace_back(line); }
 };
 
 } // namespace panels
