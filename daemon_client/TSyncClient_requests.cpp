@@ -16,9 +16,9 @@ using platform::Reply;
 
 constexpr std::chrono::seconds pauseBeforeAskingAgain{2};
 
-// How long a waiting thread stays awake. Nearly every reply comes within this time, and a thread that sleeps
-// meanwhile and wakes on another processor lasts as long again: a request took 1.8 times a bare call, and
-// takes about 1.0 so. It yields, for a machine with one processor.
+// How long a waiting thread stays awake. Nearly every reply comes within this time, and to wake a thread
+// whose processor has gone to sleep takes nearly as long again: a request took 1.8 times a bare call, and so
+// it takes about 1.0. The thread yields, for a machine with one processor.
 constexpr std::chrono::microseconds awake{200};
 
 // Where a waiting request's reply arrives. It outlives the request, so that a late reply is harmless.

@@ -1,10 +1,27 @@
 #include "sandbox/Daemon.h"
 #include "tests/sandbox/support.h"
+#include "tests/support/Programs.h"
 
 #include <sys/stat.h>
 
 namespace sandbox {
 namespace {
+
+// Nothing is closed to root: for a while the test is nobody, and the folder's owner.
+class AsNobody {
+  public:
+    explicit AsNobody(const std::string& folder) {
+        if (before != 0) return;
+        EXPECT_EQ(support::run("chown -R 65534 '" + folder + "'").status, 0);
+        EXPECT_EQ(::seteuid(65534), 0);
+    }
+    ~AsNobody() { EXPECT_EQ(::seteuid(before), 0); }
+    AsNobody(const AsNobody&) = delete;
+    AsNobody& operator=(const AsNobody&) = delete;
+
+  private:
+    const uid_t before = ::geteuid();
+};
 
 class DaemonTest : public testing::Test {
   protected:
@@ -75,6 +92,27 @@ TEST_F(DaemonTest, stopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
     EXPECT_TRUE(fs::is_empty(arrived("/.tsyncquenz-sandbox")));
     EXPECT_FALSE(daemon->stopSync("/Docs"));
     EXPECT_TRUE(daemon->allPathsInSync().empty());
+}
+
+TEST_F(DaemonTest, takesNothingForDeletedThatItCannotRead) {
+    temporary.write("docs/closed/kept", "1");
+    temporary.write("docs/gone", "");
+    const AsNobody nobody(temporary.path());
+    run();
+    center.until("syncStatusCompleted");
+    daemon->startSync(docs(), "/Docs");
+    center.until("syncStatusTransfer kept");
+    center.until("syncStatusCompleted");
+    daemon.reset();
+    fs::remove(temporary / "docs/gone");
+    fs::permissions(temporary / "docs/closed", fs::perms::none);
+    run();
+    center.until("syncStatusStarted");
+    center.until("syncStatusCompleted");
+    EXPECT_FALSE(fs::exists(arrived("/Docs/gone")));
+    EXPECT_EQ(contentOf(arrived("/Docs/closed/kept")), "1");
+    fs::permissions(temporary / "docs/closed", fs::perms::owner_all);
+    daemon.reset();
 }
 
 TEST_F(DaemonTest, leavesOutWhatIsExcludedUntilItIsIncluded) {

@@ -4,6 +4,7 @@
 #include "tests/support/Programs.h"
 
 #include <cstdlib>
+#include <stdexcept>
 
 namespace support {
 
@@ -11,7 +12,10 @@ namespace support {
 // this process's own: two servers that each look for a free one at the same time may both find the same.
 class VirtualDisplay {
   public:
-    VirtualDisplay() { ::setenv("DISPLAY", name.c_str(), 1); }
+    VirtualDisplay() {
+        if (number.empty()) throw std::runtime_error("Xvfb did not start");
+        ::setenv("DISPLAY", name.c_str(), 1);
+    }
     ~VirtualDisplay() { server.end(SIGTERM); }
     VirtualDisplay(const VirtualDisplay&) = delete;
     VirtualDisplay& operator=(const VirtualDisplay&) = delete;

@@ -1,10 +1,6 @@
-// What the sanitizers must know of the libraries behind the secret store, which are not built with them. Each
-// function is asked for by one sanitizer and idle otherwise.
+// What the address sanitizer must know of the libraries behind the secret store, which are not built with it.
+// Idle under anything else.
 extern "C" {
-
-// Their locks are invisible to ThreadSanitizer, so what they do on their own threads looks like races.
-const char* __tsan_default_options();
-const char* __tsan_default_options() { return "ignore_noninstrumented_modules=1"; }
 
 // A prompt leaves eight bytes behind for each of its two signals, when the loop that it waits in ends. The
 // full stack is needed to tell this from leaks of ours.

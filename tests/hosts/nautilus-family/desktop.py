@@ -32,6 +32,9 @@ def enter(build, arguments):
             environment[name] = os.path.join(home, folder).rstrip("/")
             os.makedirs(environment[name], 0o700, exist_ok=True)
         os.makedirs(os.path.join(home, "share"))
+        os.makedirs(os.path.join(home, "config", "gtk-4.0"))
+        with open(os.path.join(home, "config", "gtk-4.0", "settings.ini"), "w") as settings:
+            settings.write("[Settings]\ngtk-enable-animations=0\n")  # a menu's page stands at once
         # The emblems as an installed theme would have them.
         os.symlink(os.path.join(build, "resources", "icons"), os.path.join(home, "share", "icons"))
         environment.update(XDG_DATA_DIRS=os.path.join(home, "share") + ":/usr/local/share:/usr/share",

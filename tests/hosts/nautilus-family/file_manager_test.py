@@ -117,8 +117,6 @@ def choose(session, tree, items, title):
         subprocess.check_call(["xdotool", "mousemove", *window, *tree.centre(cells[0]), "click", "3"])
     top = tree.wait(["menu", "menu item"], "TovikDrive")
     tree.act(top, "click")
-    if session.name == "nautilus":
-        time.sleep(0.5)  # the page slides in, and nothing tells when it stands
     tree.act(tree.wait(["menu item"], title), "click")
 
 
