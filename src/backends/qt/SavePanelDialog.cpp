@@ -7,7 +7,6 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
-#include <algorithm>
 
 namespace backends::qt {
 namespace {
@@ -60,9 +59,7 @@ int SavePanelDialog::runModal() {
 void SavePanelDialog::reject() { logic->cancelClicked(); }
 
 void SavePanelDialog::setMessage(const platform::DisplayText& text) {
-    platform::DisplayText broken = text;
-    std::transform(broken.arguments.begin(), broken.arguments.end(), broken.arguments.begin(), breakable);
-    message->setText(shown(broken));
+    message->setText(shown(breakable(text)));
     message->setAccessibleName(shown(text));
     // A label that wraps does not make its window grow.
     message->setMinimumHeight(message->heightForWidth(windowWidth - 40));

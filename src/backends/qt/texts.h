@@ -16,7 +16,10 @@ QString shown(const platform::DisplayText& text);
 // name of a folder never is.
 QString shownTitle(const platform::MenuItem& item);
 
-// A path that a line can be broken in, after each separator.
-std::string breakable(const std::string& path);
+// A name or path that a line can be broken in, so that a label that wraps never widens its window: after each
+// separator, and every few characters of a long run without blanks, never inside a character as a person sees
+// it. For the screen only: what is read out or copied has no such marks. Linear.
+std::string breakable(const std::string& text);
+platform::DisplayText breakable(platform::DisplayText text); // the arguments
 
 } // namespace backends::qt

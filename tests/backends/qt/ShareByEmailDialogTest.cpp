@@ -150,5 +150,18 @@ TEST(Texts, AreShownInTheSessionsLanguage) {
     setenv("LC_ALL", "C.UTF-8", 1);
 }
 
+TEST(Texts, AreBrokenWhereTheyHaveNoBlanks) {
+    const std::pair<std::string, std::string> table[] = {
+        {"a short/name", "a short/|name"},
+        {"/" + std::string(24, 'x') + " y", "/|" + std::string(24, 'x') + " y"},
+        {std::string(25, 'x'), "xxxxxxxx|xxxxxxxx|xxxxxxxx|x"},
+        // A letter with its accent, a flag: one character each.
+        {std::string(24, 'x') + "a\u0301\U0001F1E8\U0001F1ED",
+         "xxxxxxxx|xxxxxxxx|xxxxxxxx|a\u0301\U0001F1E8\U0001F1ED"},
+    };
+    for (const auto& [text, broken] : table)
+        EXPECT_EQ(QString::fromStdString(breakable(text)).replace(QChar(0x200B), u'|').toStdString(), broken);
+}
+
 } // namespace
 } // namespace backends::qt
