@@ -6,8 +6,8 @@
 set -eu
 page=$1/docs/daemon-protocol.md
 interface=$1/resources/dbus/com.quarnhold.TovikDrive_Quen.tsync_xpcProtocol.xml
-names=$(sed -n 's/.*Message{"\([^"]*\)".*/\1/p' "$1/protocol/messages.h"
-    sed -n 's/.*TSYNC_\(NOTE\|COMMAND\)_[A-Z_]* "\(.*\)"/\2/p' "$1/protocol/names.h")
+names=$(sed -n 's/.*Message{"\([^"]*\)".*/\1/p' "$1/src/protocol/messages.h"
+    sed -n 's/.*TSYNC_\(NOTE\|COMMAND\)_[A-Z_]* "\(.*\)"/\2/p' "$1/src/protocol/names.h")
 methods=$(sed -n 's/.*<method name="\([^"]*\)".*/\1/p' "$interface")
 [ "$(echo "$names" | wc -l)" -eq 54 ] && [ "$(echo "$methods" | wc -l)" -eq 42 ]
 for name in $names; do
