@@ -18,12 +18,64 @@
 #define FINDER_SYNC_BUS_NAME "com.quarnhold.TovikDrive-Quen.TSyncFinder"
 #define FINDER_SYNC_OBJECT_PATH "/com/quarnhold/TovikDrive_Quen/TSyncFinder"
 #define FINDER_SYNC_INTERFACE "com.quarnhold.TovikDrive_Quen.FinderSync1"
+/* The error of a call that comes before the extension has started. */
+#define FINDER_SYNC_ERROR_NOT_READY "com.quarnhold.TovikDrive_Quen.Error.NotReady"
+
+/* The fields of the structures that its messages carry; "(" … ")" around them is the structure.
+ * A badge answer: badge, is in sync, is a root. A menu item: title, key, action, image, enabled, has a
+ * submenu, the submenu's items. A row of the badge table: identifier, label, image's path. A change:
+ * directory, items. */
+#define FINDER_SYNC_ANSWER_FIELDS "sbb"
+#define FINDER_SYNC_MENU_ITEM_FIELDS "ssssbbav"
+#define FINDER_SYNC_BADGE_FIELDS "sss"
+#define FINDER_SYNC_CHANGE_FIELDS "sas"
+
+/* Its methods. …_IN: the arguments' types, …_OUT: the answer's; without them there are none. */
+#define FINDER_SYNC_BADGES_FOR_ITEMS "BadgesForItems"
+#define FINDER_SYNC_BADGES_FOR_ITEMS_IN "as"
+#define FINDER_SYNC_BADGES_FOR_ITEMS_OUT "ta(" FINDER_SYNC_ANSWER_FIELDS ")"
+#define FINDER_SYNC_MENU_FOR_ITEMS "MenuForItems"
+#define FINDER_SYNC_MENU_FOR_ITEMS_IN "uas"
+#define FINDER_SYNC_MENU_FOR_ITEMS_OUT "av"
+#define FINDER_SYNC_MENUS_BY_CLASS "MenusByClass"
+#define FINDER_SYNC_MENUS_BY_CLASS_OUT "a{sav}"
+#define FINDER_SYNC_ACTIVATE "Activate"
+#define FINDER_SYNC_ACTIVATE_OPTIONS "a{sv}"
+#define FINDER_SYNC_ACTIVATE_IN "sasa{ss}s" FINDER_SYNC_ACTIVATE_OPTIONS
+#define FINDER_SYNC_ACTIVATE_OUT "t"
+#define FINDER_SYNC_BEGIN_OBSERVING "BeginObserving"
+#define FINDER_SYNC_BEGIN_OBSERVING_IN "s"
+#define FINDER_SYNC_END_OBSERVING "EndObserving"
+#define FINDER_SYNC_END_OBSERVING_IN "s"
+#define FINDER_SYNC_EXPLAIN "Explain"
+#define FINDER_SYNC_EXPLAIN_IN "s"
+#define FINDER_SYNC_EXPLAIN_OUT "ssss"
+#define FINDER_SYNC_STATUS "Status"
+#define FINDER_SYNC_STATUS_OUT "a{sv}"
+#define FINDER_SYNC_BADGE_TABLE "BadgeTable"
+#define FINDER_SYNC_BADGE_TABLE_OUT "a(" FINDER_SYNC_BADGE_FIELDS ")"
+#define FINDER_SYNC_WATCHED_DIRECTORIES "WatchedDirectories"
+#define FINDER_SYNC_WATCHED_DIRECTORIES_OUT "bas"
+#define FINDER_SYNC_VERSION "Version"
+#define FINDER_SYNC_VERSION_OUT "s"
+
+/* Its signals, and the types of what they carry. */
+#define FINDER_SYNC_BADGES_CHANGED "BadgesChanged"
+#define FINDER_SYNC_BADGES_CHANGED_TYPES "ta(" FINDER_SYNC_CHANGE_FIELDS ")"
+#define FINDER_SYNC_DIRECTORIES_CHANGED "DirectoriesChanged"
+#define FINDER_SYNC_DIRECTORIES_CHANGED_TYPES "bas"
+#define FINDER_SYNC_MENUS_CHANGED "MenusChanged"
+#define FINDER_SYNC_ACTIVATION_FINISHED "ActivationFinished"
+#define FINDER_SYNC_ACTIVATION_FINISHED_TYPES "tbsas"
 
 /* What a badge answer says beside the identifiers of the badge table. */
 #define FINDER_SYNC_BADGE_NONE "none"
 #define FINDER_SYNC_BADGE_UNCHANGED "unchanged"
 /* The badge of what is in step, as most of a synced folder is. */
 #define FINDER_SYNC_BADGE_SYNC "sync"
+/* A badge's emblem is named so, followed by the badge's identifier; its drawings in an icon theme have
+ * "emblem-" before that. */
+#define FINDER_SYNC_EMBLEM_PREFIX "tsyncfinder-"
 
 /* What a host passes on of its environment, so that a panel appears where the person is. */
 #define FINDER_SYNC_DISPLAY_VARIABLES                                                                        \

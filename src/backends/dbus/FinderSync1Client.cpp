@@ -19,9 +19,9 @@ constexpr const char* displayVariables[] = {FINDER_SYNC_DISPLAY_VARIABLES};
 std::vector<MenuEntry> readMenu(sdbus::Message& message) {
     std::vector<MenuEntry> items;
     message.enterContainer("v");
-    while (message.enterVariant("(ssssbbav)")) {
+    while (message.enterVariant("(" FINDER_SYNC_MENU_ITEM_FIELDS ")")) {
         MenuEntry item;
-        message.enterStruct("ssssbbav");
+        message.enterStruct(FINDER_SYNC_MENU_ITEM_FIELDS);
         message >> item.title >> item.key >> item.action >> item.image >> item.isEnabled >> item.hasSubmenu;
         item.items = readMenu(message);
         message.exitStruct();
@@ -63,7 +63,7 @@ sdbus::MethodReply FinderSync1Client::send(const sdbus::MethodCall& call) {
 }
 
 std::vector<hosts::terminal::ItemBadge> FinderSync1Client::badges(const std::vector<std::string>& uris) {
-    auto call = makeCall("BadgesForItems");
+    auto call = makeCall(FINDER_SYNC_BADGES_FOR_ITEMS);
     call << uris;
     auto reply = send(call);
     std::uint64_t sequence = 0;
@@ -79,14 +79,14 @@ std::vector<hosts::terminal::ItemBadge> FinderSync1Client::badges(const std::vec
 }
 
 std::vector<MenuEntry> FinderSync1Client::menu(const std::vector<std::string>& uris) {
-    auto call = makeCall("MenuForItems");
+    auto call = makeCall(FINDER_SYNC_MENU_FOR_ITEMS);
     call << std::uint32_t{0} << uris;
     auto reply = send(call);
     return readMenu(reply);
 }
 
 hosts::terminal::Explanation FinderSync1Client::explain(const std::string& uri) {
-    auto call = makeCall("Explain");
+    auto call = makeCall(FINDER_SYNC_EXPLAIN);
     call << uri;
     auto reply = send(call);
     hosts::terminal::Explanation explanation;
@@ -95,20 +95,20 @@ hosts::terminal::Explanation FinderSync1Client::explain(const std::string& uri) 
 }
 
 platform::Dictionary FinderSync1Client::status() {
-    auto reply = send(makeCall("Status"));
-    const auto value = readValue(reply, "a{sv}");
+    auto reply = send(makeCall(FINDER_SYNC_STATUS));
+    const auto value = readValue(reply, FINDER_SYNC_STATUS_OUT);
     return value ? *value->dictionary() : platform::Dictionary();
 }
 
 std::string FinderSync1Client::version() {
-    auto reply = send(makeCall("Version"));
+    auto reply = send(makeCall(FINDER_SYNC_VERSION));
     std::string version;
     reply >> version;
     return version;
 }
 
 std::map<std::string, std::string> FinderSync1Client::badgeLabels() {
-    auto reply = send(makeCall("BadgeTable"));
+    auto reply = send(makeCall(FINDER_SYNC_BADGE_TABLE));
     std::vector<sdbus::Struct<std::string, std::string, std::string>> table;
     reply >> table;
     std::map<std::string, std::string> labels;
@@ -148,7 +148,7 @@ hosts::terminal::Outcome FinderSync1Client::invoke(const std::string& item,
                                                    const platform::Dictionary& options) {
     std::map<std::uint64_t, hosts::terminal::Outcome> finished;
     const auto slot = connection->addMatch(
-        "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='ActivationFinished'",
+        "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='" FINDER_SYNC_ACTIVATION_FINISHED "'",
         [&finished](sdbus::Message& message) {
             std::uint64_t number = 0;
             hosts::terminal::Outcome outcome;
@@ -159,9 +159,9 @@ hosts::terminal::Outcome FinderSync1Client::invoke(const std::string& item,
     for (const char* variable : displayVariables)
         if (const char* value = std::getenv(variable)) environment.emplace(variable, value);
     const char* token = std::getenv("XDG_ACTIVATION_TOKEN");
-    auto call = makeCall("Activate");
+    auto call = makeCall(FINDER_SYNC_ACTIVATE);
     call << item << uris << environment << std::string(token != nullptr ? token : "");
-    appendValue(call, "a{sv}", options);
+    appendValue(call, FINDER_SYNC_ACTIVATE_OPTIONS, options);
     auto reply = send(call);
     std::uint64_t number = 0;
     reply >> number;
@@ -174,7 +174,7 @@ void FinderSync1Client::watch(
     const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed) {
     std::vector<hosts::terminal::ChangedDirectory> pending;
     const auto slot = connection->addMatch(
-        "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='BadgesChanged'",
+        "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='" FINDER_SYNC_BADGES_CHANGED "'",
         [&pending](sdbus::Message& message) {
             std::uint64_t sequence = 0;
             std::vector<sdbus::Struct<std::string, std::vector<std::string>>> directories;
@@ -183,7 +183,7 @@ void FinderSync1Client::watch(
                 pending.push_back({directory.get<0>(), directory.get<1>()});
         });
     for (const std::string& uri : directoryURIs) {
-        auto call = makeCall("BeginObserving");
+        auto call = makeCall(FINDER_SYNC_BEGIN_OBSERVING);
         call << uri;
         send(call);
     }

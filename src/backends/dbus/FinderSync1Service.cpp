@@ -9,13 +9,11 @@ namespace {
 
 using host_service::HostName;
 
-constexpr auto notReadyError = "com.quarnhold.TovikDrive_Quen.Error.NotReady";
-
 void appendMenuItems(sdbus::Message& message, const platform::Menu& menu) {
     message.openContainer("v");
     for (const platform::MenuItemHandle& item : menu.items()) {
-        message.openVariant("(ssssbbav)");
-        message.openStruct("ssssbbav");
+        message.openVariant("(" FINDER_SYNC_MENU_ITEM_FIELDS ")");
+        message.openStruct(FINDER_SYNC_MENU_ITEM_FIELDS);
         message << item->title << item->keyEquivalent << item->action
                 << (item->image ? item->image->name : std::string()) << item->enabled
                 << (item->submenu() != nullptr);
@@ -39,6 +37,11 @@ void appendURIs(sdbus::Message& message, const std::optional<std::set<platform::
     message << directories.has_value() << uris;
 }
 
+std::string nameOf(const extension::BadgeAnswer& answer) {
+    if (answer.kind == extension::BadgeAnswer::Kind::unchanged) return FINDER_SYNC_BADGE_UNCHANGED;
+    return answer.identifier.empty() ? FINDER_SYNC_BADGE_NONE : std::string(answer.identifier);
+}
+
 } // namespace
 
 FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService,
@@ -46,23 +49,32 @@ FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService
     : bus(sharedBus), service(hostService), version(std::move(programVersion)),
       object(sdbus::createObject(bus.connection(), FINDER_SYNC_OBJECT_PATH)) {
     using Self = FinderSync1Service;
-    add("BadgesForItems", "as", {"uris"}, "ta(sbb)", {"sequence", "answers"}, &Self::badgesForItems);
-    add("MenuForItems", "uas", {"kind", "uris"}, "av", {"items"}, &Self::menuForItems);
-    add("MenusByClass", "", {}, "a{sav}", {"menus"}, &Self::menusByClass);
-    add("Activate", "sasa{ss}sa{sv}", {"item", "uris", "environment", "activationToken", "options"}, "t",
-        {"number"}, &Self::activate);
-    add("BeginObserving", "s", {"uri"}, "", {}, &Self::beginObserving);
-    add("EndObserving", "s", {"uri"}, "", {}, &Self::endObserving);
-    add("Explain", "s", {"uri"}, "ssss", {"badge", "rule", "root", "file"}, &Self::explain);
-    add("Status", "", {}, "a{sv}", {"status"}, &Self::statusOf);
-    add("BadgeTable", "", {}, "a(sss)", {"badges"}, &Self::badgeTable);
-    add("WatchedDirectories", "", {}, "bas", {"isSet", "uris"}, &Self::watchedDirectories);
-    add("Version", "", {}, "s", {"version"}, &Self::versionOf);
-    object->registerSignal(FINDER_SYNC_INTERFACE, "BadgesChanged", "ta(sas)", {"sequence", "directories"});
-    object->registerSignal(FINDER_SYNC_INTERFACE, "DirectoriesChanged", "bas", {"isSet", "uris"});
-    object->registerSignal(FINDER_SYNC_INTERFACE, "MenusChanged", "", std::vector<std::string>());
-    object->registerSignal(FINDER_SYNC_INTERFACE, "ActivationFinished", "tbsas",
-                           {"number", "succeeded", "message", "arguments"});
+    add(FINDER_SYNC_BADGES_FOR_ITEMS, FINDER_SYNC_BADGES_FOR_ITEMS_IN, {"uris"},
+        FINDER_SYNC_BADGES_FOR_ITEMS_OUT, {"sequence", "answers"}, &Self::badgesForItems);
+    add(FINDER_SYNC_MENU_FOR_ITEMS, FINDER_SYNC_MENU_FOR_ITEMS_IN, {"kind", "uris"},
+        FINDER_SYNC_MENU_FOR_ITEMS_OUT, {"items"}, &Self::menuForItems);
+    add(FINDER_SYNC_MENUS_BY_CLASS, "", {}, FINDER_SYNC_MENUS_BY_CLASS_OUT, {"menus"}, &Self::menusByClass);
+    add(FINDER_SYNC_ACTIVATE, FINDER_SYNC_ACTIVATE_IN,
+        {"item", "uris", "environment", "activationToken", "options"}, FINDER_SYNC_ACTIVATE_OUT, {"number"},
+        &Self::activate);
+    add(FINDER_SYNC_BEGIN_OBSERVING, FINDER_SYNC_BEGIN_OBSERVING_IN, {"uri"}, "", {}, &Self::beginObserving);
+    add(FINDER_SYNC_END_OBSERVING, FINDER_SYNC_END_OBSERVING_IN, {"uri"}, "", {}, &Self::endObserving);
+    add(FINDER_SYNC_EXPLAIN, FINDER_SYNC_EXPLAIN_IN, {"uri"}, FINDER_SYNC_EXPLAIN_OUT,
+        {"badge", "rule", "root", "file"}, &Self::explain);
+    add(FINDER_SYNC_STATUS, "", {}, FINDER_SYNC_STATUS_OUT, {"status"}, &Self::statusOf);
+    add(FINDER_SYNC_BADGE_TABLE, "", {}, FINDER_SYNC_BADGE_TABLE_OUT, {"badges"}, &Self::badgeTable);
+    add(FINDER_SYNC_WATCHED_DIRECTORIES, "", {}, FINDER_SYNC_WATCHED_DIRECTORIES_OUT, {"isSet", "uris"},
+        &Self::watchedDirectories);
+    add(FINDER_SYNC_VERSION, "", {}, FINDER_SYNC_VERSION_OUT, {"version"}, &Self::versionOf);
+    const auto addSignal = [this](const char* name, const char* types,
+                                  const std::vector<std::string>& names) {
+        object->registerSignal(FINDER_SYNC_INTERFACE, name, types, names);
+    };
+    addSignal(FINDER_SYNC_BADGES_CHANGED, FINDER_SYNC_BADGES_CHANGED_TYPES, {"sequence", "directories"});
+    addSignal(FINDER_SYNC_DIRECTORIES_CHANGED, FINDER_SYNC_DIRECTORIES_CHANGED_TYPES, {"isSet", "uris"});
+    addSignal(FINDER_SYNC_MENUS_CHANGED, "", {});
+    addSignal(FINDER_SYNC_ACTIVATION_FINISHED, FINDER_SYNC_ACTIVATION_FINISHED_TYPES,
+              {"number", "succeeded", "message", "arguments"});
     object->finishRegistration();
 }
 
@@ -70,12 +82,12 @@ FinderSync1Service::~FinderSync1Service() = default;
 
 void FinderSync1Service::add(const char* name, const char* in, const std::vector<std::string>& inNames,
                              const char* out, const std::vector<std::string>& outNames, Method method) {
-    object->registerMethod(FINDER_SYNC_INTERFACE, name, in, inNames, out, outNames,
-                           [this, method](sdbus::MethodCall call) {
-                               if (!isServing)
-                                   throw sdbus::Error(notReadyError, "the extension has not started yet");
-                               (this->*method)(call);
-                           });
+    object->registerMethod(
+        FINDER_SYNC_INTERFACE, name, in, inNames, out, outNames, [this, method](sdbus::MethodCall call) {
+            if (!isServing)
+                throw sdbus::Error(FINDER_SYNC_ERROR_NOT_READY, "the extension has not started yet");
+            (this->*method)(call);
+        });
 }
 
 bool FinderSync1Service::requestName() {
@@ -123,14 +135,10 @@ void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
     service.badges(std::move(uris), [this, call](const host_service::BadgeBatch& batch) {
         reply(call, [&batch](sdbus::MethodReply& answer) {
             answer << batch.sequence;
-            answer.openContainer("(sbb)");
+            answer.openContainer("(" FINDER_SYNC_ANSWER_FIELDS ")");
             for (const extension::BadgeAnswer& item : batch.answers) {
-                answer.openStruct("sbb");
-                const bool isUnchanged = item.kind == extension::BadgeAnswer::Kind::unchanged;
-                answer << (isUnchanged               ? FINDER_SYNC_BADGE_UNCHANGED
-                           : item.identifier.empty() ? FINDER_SYNC_BADGE_NONE
-                                                     : item.identifier.data())
-                       << item.isInSync << item.isRoot;
+                answer.openStruct(FINDER_SYNC_ANSWER_FIELDS);
+                answer << nameOf(item) << item.isInSync << item.isRoot;
                 answer.closeStruct();
             }
             answer.closeContainer();
@@ -164,7 +172,8 @@ void FinderSync1Service::menusByClass(sdbus::MethodCall& call) {
 void FinderSync1Service::activate(sdbus::MethodCall& call) {
     host_service::Activation activation;
     call >> activation.item >> activation.uris >> activation.environment >> activation.activationToken;
-    if (auto options = readValue(call, "a{sv}")) activation.options = std::move(*options->dictionary());
+    if (auto options = readValue(call, FINDER_SYNC_ACTIVATE_OPTIONS))
+        activation.options = std::move(*options->dictionary());
     activation.host = call.getSender();
     std::string message;
     const auto number = service.activate(std::move(activation), message);
@@ -214,15 +223,16 @@ void FinderSync1Service::explain(sdbus::MethodCall& call) {
 
 void FinderSync1Service::statusOf(sdbus::MethodCall& call) {
     service.status([this, call](const platform::Dictionary& status) {
-        reply(call, [&status](sdbus::MethodReply& answer) { appendValue(answer, "a{sv}", status); });
+        reply(call,
+              [&status](sdbus::MethodReply& answer) { appendValue(answer, FINDER_SYNC_STATUS_OUT, status); });
     });
 }
 
 void FinderSync1Service::badgeTable(sdbus::MethodCall& call) {
     reply(call, [this](sdbus::MethodReply& answer) {
-        answer.openContainer("(sss)");
+        answer.openContainer("(" FINDER_SYNC_BADGE_FIELDS ")");
         for (const host_service::RegisteredBadge& badge : service.badgeTable()) {
-            answer.openStruct("sss");
+            answer.openStruct(FINDER_SYNC_BADGE_FIELDS);
             answer << badge.identifier << badge.label << badge.imagePath;
             answer.closeStruct();
         }
@@ -242,11 +252,11 @@ void FinderSync1Service::versionOf(sdbus::MethodCall& call) {
 
 void FinderSync1Service::badgesChanged(const HostName& host, std::uint64_t sequence,
                                        const std::vector<host_service::DirectoryChange>& changes) {
-    emit("BadgesChanged", host, [&](sdbus::Signal& signal) {
+    emit(FINDER_SYNC_BADGES_CHANGED, host, [&](sdbus::Signal& signal) {
         signal << sequence;
-        signal.openContainer("(sas)");
+        signal.openContainer("(" FINDER_SYNC_CHANGE_FIELDS ")");
         for (const host_service::DirectoryChange& change : changes) {
-            signal.openStruct("sas");
+            signal.openStruct(FINDER_SYNC_CHANGE_FIELDS);
             signal << change.directory << change.items;
             signal.closeStruct();
         }
@@ -255,18 +265,19 @@ void FinderSync1Service::badgesChanged(const HostName& host, std::uint64_t seque
 }
 
 void FinderSync1Service::directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) {
-    emit("DirectoriesChanged", "", [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
+    emit(FINDER_SYNC_DIRECTORIES_CHANGED, "",
+         [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
 }
 
 void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t number,
                                             const extension::CommandOutcome& outcome) {
-    emit("ActivationFinished", host, [&](sdbus::Signal& signal) {
+    emit(FINDER_SYNC_ACTIVATION_FINISHED, host, [&](sdbus::Signal& signal) {
         signal << number << outcome.succeeded << outcome.message.format << outcome.message.arguments;
     });
 }
 
 void FinderSync1Service::menusChanged() {
-    emit("MenusChanged", "", [](sdbus::Signal&) {});
+    emit(FINDER_SYNC_MENUS_CHANGED, "", [](sdbus::Signal&) {});
 }
 
 } // namespace backends::dbus

@@ -74,7 +74,7 @@ TEST(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart
     EXPECT_EQ(membersOf(xml, FINDER_SYNC_INTERFACE),
               membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
     try {
-        proxy->callMethod("BadgesForItems")
+        proxy->callMethod(FINDER_SYNC_BADGES_FOR_ITEMS)
             .onInterface(FINDER_SYNC_INTERFACE)
             .withArguments(std::vector<std::string>{"file:///"});
         FAIL() << "answered before the extension has started";

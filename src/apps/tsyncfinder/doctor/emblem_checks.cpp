@@ -2,6 +2,7 @@
 #include "apps/tsyncfinder/doctor/icon_theme.h"
 #include "apps/tsyncfinder/doctor/run_program.h"
 #include "extension/badges.h"
+#include "protocol/names.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -71,7 +72,7 @@ Findings checkEmblems() {
     std::string staleCache;
     std::string foundIn;
     for (const extension::Badge& badge : extension::badges) {
-        const std::string icon = "emblem-tsyncfinder-" + std::string(badge.identifier);
+        const std::string icon = "emblem-" FINDER_SYNC_EMBLEM_PREFIX + std::string(badge.identifier);
         std::string file;
         for (auto each = lineage.begin(); each != lineage.end() && file.empty(); ++each) {
             file = themes.find(*each, icon, staleCache);
