@@ -99,11 +99,11 @@ bool FinderSyncCommands::isDirectoryItself(const std::string& path) {
     return kind && kind->isDirectory && !kind->isLink;
 }
 
-DestinationAnswer FinderSyncCommands::chooseRemoteDestination(bool forArchive,
+DestinationAnswer FinderSyncCommands::chooseRemoteDestination(DestinationPurpose purpose,
                                                               const CommandRequest& request) {
     around.log.info("Choose Remote Dest: ", request.selection.size());
     if (request.selection.empty()) return {};
-    return around.panels.chooseRemoteDestination(forArchive, request);
+    return around.panels.chooseRemoteDestination(purpose, request);
 }
 
 bool FinderSyncCommands::writeToPasteBoard(const std::string& text, const platform::Display& display) {
@@ -136,7 +136,7 @@ void FinderSyncCommands::perform(const std::string& action, const CommandRequest
 CommandOutcome FinderSyncCommands::startSync(const CommandRequest& request) {
     around.log.info("Select Start Sync param: ", request.sender);
     const std::optional<std::string> path = firstOf(pathsOf(request));
-    const DestinationAnswer answer = chooseRemoteDestination(false, request);
+    const DestinationAnswer answer = chooseRemoteDestination(DestinationPurpose::sync, request);
     around.log.info("Space Dest Path: ", answer.path, ", selectedItemPath: ", path);
     if (!path) return nothingSelected();
     if (!answer.path) return unanswered(answer.problem);
@@ -178,11 +178,12 @@ CommandOutcome FinderSyncCommands::includeSync(const CommandRequest& request) {
                            "Asked the sync service to include %@.");
 }
 
-CommandOutcome FinderSyncCommands::sendToSpace(const char* command, const char* verb, const char* successText,
+CommandOutcome FinderSyncCommands::sendToSpace(DestinationPurpose purpose, const char* command,
+                                               const char* verb, const char* successText,
                                                const CommandRequest& request) {
     around.log.info("Select ", std::string_view(verb), " to Space param: ", request.sender);
     const Paths paths = pathsOf(request);
-    const DestinationAnswer answer = chooseRemoteDestination(true, request);
+    const DestinationAnswer answer = chooseRemoteDestination(purpose, request);
     if (paths.empty()) return nothingSelected();
     if (!answer.path) return unanswered(answer.problem);
     Paths skipped;
@@ -194,13 +195,13 @@ CommandOutcome FinderSyncCommands::sendToSpace(const char* command, const char* 
 }
 
 CommandOutcome FinderSyncCommands::moveToSpace(const CommandRequest& request) {
-    return sendToSpace(daemon_client::moveToSpaceCommand, "Move", "Asked the sync service to move %@ to %@.",
-                       request);
+    return sendToSpace(DestinationPurpose::move, daemon_client::moveToSpaceCommand, "Move",
+                       "Asked the sync service to move %@ to %@.", request);
 }
 
 CommandOutcome FinderSyncCommands::copyToSpace(const CommandRequest& request) {
-    return sendToSpace(daemon_client::copyToSpaceCommand, "Copy", "Asked the sync service to copy %@ to %@.",
-                       request);
+    return sendToSpace(DestinationPurpose::copy, daemon_client::copyToSpaceCommand, "Copy",
+                       "Asked the sync service to copy %@ to %@.", request);
 }
 
 CommandOutcome FinderSyncCommands::linkFailed(const DisplayText& reason) {

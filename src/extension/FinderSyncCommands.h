@@ -74,14 +74,14 @@ class FinderSyncCommands {
   private:
     using Paths = std::vector<std::string>;
 
-    DestinationAnswer chooseRemoteDestination(bool forArchive, const CommandRequest& request);
+    DestinationAnswer chooseRemoteDestination(DestinationPurpose purpose, const CommandRequest& request);
     bool writeToPasteBoard(const std::string& text, const platform::Display& display);
 
     CommandOutcome sendRemotePaths(
         const char* command, const Paths& paths, const char* successText,
         const std::function<void()>& beforeEach = [] {});
-    CommandOutcome sendToSpace(const char* command, const char* verb, const char* successText,
-                               const CommandRequest& request);
+    CommandOutcome sendToSpace(DestinationPurpose purpose, const char* command, const char* verb,
+                               const char* successText, const CommandRequest& request);
     CommandOutcome linkFailed(const platform::DisplayText& reason); // and logs it
     CommandOutcome failed(platform::DisplayText message);           // and tells the person
     CommandOutcome unanswered(const std::optional<platform::DisplayText>& problem);

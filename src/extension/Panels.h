@@ -22,6 +22,13 @@ struct CommandRequest {
     std::vector<std::string> recipients;    // not empty: answers the share panel without a window
 };
 
+// What the destination is chosen for: the panel asks, and names its window and its button, accordingly.
+enum class DestinationPurpose {
+    sync, // a folder is synced to it
+    move, // items go there, and go from here
+    copy, // items go there, and stay here
+};
+
 struct DestinationAnswer {
     std::optional<std::string> path;              // remote; none: cancelled
     std::optional<platform::DisplayText> problem; // why nobody could be asked
@@ -41,8 +48,9 @@ class Panels {
   public:
     virtual ~Panels() = default;
 
-    // A sync is for the first selected item, an archive for all; there is at least one.
-    virtual DestinationAnswer chooseRemoteDestination(bool forArchive, const CommandRequest& request) = 0;
+    // A sync is for the first selected item, the others for all; there is at least one.
+    virtual DestinationAnswer chooseRemoteDestination(DestinationPurpose purpose,
+                                                      const CommandRequest& request) = 0;
 
     // For the first selected item.
     virtual ShareAnswer shareByEmail(bool isDirectory, const daemon_client::SyncPathTable& allPathsInSync,

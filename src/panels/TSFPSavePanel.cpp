@@ -7,12 +7,6 @@
 namespace panels {
 namespace {
 
-// Of the item itself: a link to a directory is none.
-bool isDirectory(platform::FileSystem& fileSystem, const std::string& path) {
-    const std::optional<platform::FileKind> kind = fileSystem.kind(path);
-    return kind && kind->isDirectory && !kind->isLink;
-}
-
 std::string lastComponent(const std::string& path) {
     return std::string(foundation::lastPathComponent(path));
 }
@@ -46,7 +40,9 @@ void TSFPSavePanel::setLocalPathVariables(const std::vector<std::string>& localP
         return;
     }
     const std::string& path = localPaths.front();
-    _possibleRemoteFolderName = isDirectory(around.fileSystem, path)
+    // Of a path that a slow disk does not tell of in time its own name is proposed: what is synced is a
+    // folder.
+    _possibleRemoteFolderName = platform::isDirectoryItself(around.fileSystem, path).value_or(true)
                                     ? lastComponent(path)
                                     : lastComponent(std::string(foundation::parentPath(path)));
 }

@@ -30,6 +30,8 @@ struct FileKind {
     bool isDirectory = false; // links resolved
     bool isLink = false;      // the item itself is a symbolic link
     FileIdentity identity;    // of what the path leads to
+
+    bool isDirectoryItself() const { return isDirectory && !isLink; }
 };
 
 class FileSystem {
@@ -46,5 +48,9 @@ class FileSystem {
     // be read. May take as long as the disk takes.
     virtual std::vector<std::string> entryNames(std::string_view path) = 0;
 };
+
+// Whether the item itself is a directory: a link to one is none, and neither is what is not there. None when
+// the disk does not answer in time: a caller that has to decide takes what is harmless should it be one.
+std::optional<bool> isDirectoryItself(FileSystem& fileSystem, std::string_view path);
 
 } // namespace platform

@@ -33,6 +33,8 @@ static const TSyncTranslation tsyncTranslations[] = {
      "Iniciar sincronización"},
     /* both panels */
     {"OK", "OK", "OK", "OK", "Aceptar"},
+    {"Move", "Verschieben", "Déplacer", "Sposta", "Mover"},
+    {"Copy", "Kopieren", "Copier", "Copia", "Copiar"},
     {"Cancel", "Abbrechen", "Annuler", "Annulla", "Cancelar"},
     /* the destination panel */
     {"Choose a Destination", "Ziel auswählen", "Choisir une destination", "Scegli una destinazione",

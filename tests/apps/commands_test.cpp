@@ -144,7 +144,8 @@ std::vector<Case> cases() {
         {.invocation = "'Copy to Space' @/one.txt @/Photos",
          .outcome = "Asked the sync service to copy @/one.txt, @/Photos to /Archive.",
          .panelAnswer = shown + R"({"response":1,"path":"/Archive"})",
-         .panelRequest = R"({"panel":"destination","sync":false,"paths":["@/one.txt","@/Photos"]})",
+         .panelRequest =
+             R"({"panel":"destination","mode":"copy","sync":false,"paths":["@/one.txt","@/Photos"]})",
          .messages = {{"kTFinderSyncTCopyToSpace", R"({"localPath":"@/one.txt","remotePath":"/Archive"})"},
                       {"kTFinderSyncTCopyToSpace", R"({"localPath":"@/Photos","remotePath":"/Archive"})"}},
          .log = {"Select Copy to Space param: Copy to Space", "Choose Remote Dest: 2",

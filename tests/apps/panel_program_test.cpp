@@ -53,6 +53,8 @@ TEST_F(PanelProgramTest, RefusesWhatItCannotShow) {
         {R"({"panel":"picture"})", R"(\"panel\" must be destination, share or clipboard)", 2},
         {R"({"panel":"destination","sync":true,"paths":[1]})",
          R"(\"paths\" must be an array of at least one string)", 2},
+        {R"({"panel":"destination","sync":false,"mode":"sell","paths":["/a"]})",
+         R"(\"mode\" must be move or copy)", 2},
         {R"({"panel":"share","path":"/a","isDir":"file","allPathsInSync":{}})",
          R"(\"isDir\" must be true or false)", 2},
         {R"({"panel":"destination","sync":true,"paths":["/a"]})", "there is no display", 3},
@@ -65,7 +67,7 @@ TEST_F(PanelProgramTest, RefusesWhatItCannotShow) {
         EXPECT_EQ(panel->wait(), request.status);
     }
     ::setenv("DISPLAY", ":4711", 1);
-    const auto panel = start(requests[4].request);
+    const auto panel = start(requests[5].request);
     EXPECT_EQ(panel->readLine(bound()), std::nullopt);
     EXPECT_LT(panel->wait(), 0) << "the toolkit aborts";
 }

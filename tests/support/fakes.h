@@ -159,6 +159,7 @@ class MemoryFileSystem final : public platform::FileSystem {
     std::map<std::string, std::vector<std::string>> folders;
     std::set<std::string> files;
     std::map<std::string, std::string> links;
+    std::set<std::string> hanging; // on a disk that does not answer in time
 
     std::string resolve(std::string path) const {
         for (int hops = 0; hops < 40; ++hops) {
@@ -173,13 +174,16 @@ class MemoryFileSystem final : public platform::FileSystem {
     std::vector<platform::Existence> existence(std::span<const std::string_view> paths) override {
         std::vector<platform::Existence> answers;
         for (const std::string_view path : paths)
-            answers.push_back(kind(path) ? platform::Existence::exists : platform::Existence::missing);
+            answers.push_back(hanging.contains(std::string(path)) ? platform::Existence::unknown
+                              : kind(path)                        ? platform::Existence::exists
+                                                                  : platform::Existence::missing);
         return answers;
     }
     std::optional<platform::FileKind> kind(std::string_view path) override {
         const std::string target = resolve(std::string(path));
         const auto folder = folders.find(target);
-        if (folder == folders.end() && !files.contains(target)) return std::nullopt;
+        if (hanging.contains(target) || (folder == folders.end() && !files.contains(target)))
+            return std::nullopt;
         const bool isLink = links.contains(std::string(path));
         return platform::FileKind{folder != folders.end(), isLink, {1, std::hash<std::string>()(target)}};
     }

@@ -11,6 +11,8 @@
 namespace apps::panel {
 namespace {
 
+using backends::qt::DestinationCommand;
+
 struct Unusable : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -35,7 +37,16 @@ bool flagIn(const platform::Dictionary& object, std::string_view key) {
 
 DestinationRequest destinationIn(const platform::Dictionary& object) {
     DestinationRequest request;
-    request.isSync = flagIn(object, "sync");
+    const bool isSync = flagIn(object, "sync");
+    const std::string mode = optionalText(object, "mode");
+    if (isSync)
+        request.command = DestinationCommand::sync;
+    else if (mode == "move")
+        request.command = DestinationCommand::move;
+    else if (mode == "copy")
+        request.command = DestinationCommand::copy;
+    else if (!mode.empty())
+        throw Unusable("\"mode\" must be move or copy");
     const platform::Value* paths = platform::find(object, "paths");
     if (paths != nullptr && paths->array() != nullptr)
         for (const platform::Value& path : *paths->array())

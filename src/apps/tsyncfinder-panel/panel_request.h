@@ -2,6 +2,7 @@
 // object and a line end on its standard output. The format is described in docs/panel-program.md.
 #pragma once
 
+#include "backends/qt/SavePanelDialog.h"
 #include "daemon_client/SyncPathTable.h"
 #include "platform/Value.h"
 
@@ -13,7 +14,7 @@
 namespace apps::panel {
 
 struct DestinationRequest {
-    bool isSync = false;            // else the items are archived
+    backends::qt::DestinationCommand command = backends::qt::DestinationCommand::archive;
     std::vector<std::string> paths; // local; one for a sync, at least one
 };
 

@@ -72,7 +72,8 @@ int runDestinationPanel(const Request& request, const DestinationRequest& destin
     backends::dbus::RequestBus requests(replies, localCenter);
     DaemonDirectories directories(requests, mainQueue, log);
     backends::qt::SavePanelDialog dialog(directories, mainQueue, fileSystem, log);
-    if (destination.isSync)
+    dialog.setCommand(destination.command);
+    if (destination.command == backends::qt::DestinationCommand::sync)
         dialog.panel().setForSync(destination.paths.front());
     else
         dialog.panel().setForArchive(destination.paths);

@@ -119,8 +119,9 @@ PanelProcess::Answer PanelProcess::ask(Dictionary request, const platform::Displ
     }
 }
 
-extension::DestinationAnswer PanelProcess::chooseRemoteDestination(bool forArchive,
+extension::DestinationAnswer PanelProcess::chooseRemoteDestination(extension::DestinationPurpose purpose,
                                                                    const extension::CommandRequest& request) {
+    const bool forArchive = purpose != extension::DestinationPurpose::sync;
     if (auto given = givenDestination(forArchive, request)) return std::move(*given);
     platform::Array paths;
     for (const platform::FileURL& item : request.selection) {
@@ -128,8 +129,9 @@ extension::DestinationAnswer PanelProcess::chooseRemoteDestination(bool forArchi
         paths.emplace_back(request.selection.size() == 1 || platform::isUtf8(item.path()) ? item.path() : "");
         if (!forArchive) break;
     }
-    Answer answer =
-        ask({{"panel", "destination"}, {"sync", !forArchive}, {"paths", std::move(paths)}}, request.display);
+    Dictionary question{{"panel", "destination"}, {"sync", !forArchive}, {"paths", std::move(paths)}};
+    if (forArchive) question["mode"] = purpose == extension::DestinationPurpose::move ? "move" : "copy";
+    Answer answer = ask(std::move(question), request.display);
     const std::string* path = textIn(answer.values, "path");
     return {isConfirmed(answer.values) && path != nullptr ? std::optional(*path) : std::nullopt,
             std::move(answer.problem)};

@@ -26,7 +26,7 @@ class PanelProcess final : public extension::Panels, public platform::Pasteboard
     // The program's absolute path. The log outlives this object.
     PanelProcess(std::string program, platform::ProcessLog& processLog);
 
-    extension::DestinationAnswer chooseRemoteDestination(bool forArchive,
+    extension::DestinationAnswer chooseRemoteDestination(extension::DestinationPurpose purpose,
                                                          const extension::CommandRequest& request) override;
     extension::ShareAnswer shareByEmail(bool isDirectory, const daemon_client::SyncPathTable& allPathsInSync,
                                         const extension::CommandRequest& request) override;

@@ -18,7 +18,6 @@ constexpr int windowWidth = 480;
 SavePanelDialog::SavePanelDialog(panels::RemoteDirectories& directories, platform::Queue& mainQueue,
                                  platform::FileSystem& fileSystem, platform::ProcessLog& log) {
     setObjectName(QStringLiteral("TSFPSavePanel"));
-    setWindowTitle(shown("Choose a Destination"));
 
     message = new QLabel(this);
     message->setObjectName(QStringLiteral("message"));
@@ -26,7 +25,7 @@ SavePanelDialog::SavePanelDialog(panels::RemoteDirectories& directories, platfor
     message->setWordWrap(true);
     jumpBar = new JumpBarWidget(this);
     auto* buttons = new QDialogButtonBox(this);
-    ok = buttons->addButton(shown("OK"), QDialogButtonBox::AcceptRole);
+    ok = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
     ok->setObjectName(QStringLiteral("ok"));
     ok->setDefault(true);
     QPushButton* cancel = buttons->addButton(shown("Cancel"), QDialogButtonBox::RejectRole);
@@ -40,6 +39,7 @@ SavePanelDialog::SavePanelDialog(panels::RemoteDirectories& directories, platfor
     layout->addWidget(jumpBar);
     layout->addStretch();
     layout->addWidget(buttons);
+    setCommand(DestinationCommand::archive);
     resize(windowWidth, sizeHint().height());
 
     logic = std::make_unique<panels::TSFPSavePanel>(
@@ -54,6 +54,28 @@ int SavePanelDialog::runModal() {
     logic->awakeFromNib();
     jumpBar->focusLabel(1);
     return exec();
+}
+
+void SavePanelDialog::setCommand(DestinationCommand command) {
+    const char* title = "Choose a Destination";
+    const char* confirmation = "OK";
+    switch (command) {
+    case DestinationCommand::sync:
+        title = confirmation = "Start sync";
+        break;
+    case DestinationCommand::move:
+        title = "Move to Space";
+        confirmation = "Move";
+        break;
+    case DestinationCommand::copy:
+        title = "Copy to Space";
+        confirmation = "Copy";
+        break;
+    case DestinationCommand::archive:
+        break;
+    }
+    setWindowTitle(shown(title));
+    ok->setText(shown(confirmation));
 }
 
 void SavePanelDialog::reject() { logic->cancelClicked(); }

@@ -12,6 +12,9 @@ namespace backends::qt {
 
 class JumpBarWidget;
 
+// What the person chose in the menu; the window and its OK button are named after it.
+enum class DestinationCommand { sync, move, copy, archive /* one of the last two, it is not known which */ };
+
 class SavePanelDialog final : public QDialog, private panels::TSFPSavePanelView {
     Q_OBJECT
   public:
@@ -19,6 +22,8 @@ class SavePanelDialog final : public QDialog, private panels::TSFPSavePanelView 
     SavePanelDialog(panels::RemoteDirectories& directories, platform::Queue& mainQueue,
                     platform::FileSystem& fileSystem, platform::ProcessLog& log);
     ~SavePanelDialog() override;
+
+    void setCommand(DestinationCommand command);
 
     // To be configured before the window runs, and read after it.
     panels::TSFPSavePanel& panel() { return *logic; }
