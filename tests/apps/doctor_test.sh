@@ -10,6 +10,15 @@ finish() {
 }
 trap finish EXIT
 fail() { echo "doctor: $1" >&2; exit 1; }
+# eventually COMPLAINT COMMAND…
+eventually() {
+    local complaint=$1 deadline=$((SECONDS + 30))
+    shift
+    until "$@"; do
+        [ $SECONDS -lt $deadline ] || fail "$complaint"
+        sleep 0.05
+    done
+}
 
 export HOME=$work XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/run
 export XDG_DATA_DIRS=$work/share XDG_CONFIG_DIRS=$work/etc GSETTINGS_BACKEND=memory CAJA_EXTENSION_DIRS=$work/plugins
@@ -29,9 +38,10 @@ expect() {
 grep -q '^problem  bus: There is no session bus' "$work/said" || fail "$(cat "$work/said")"
 grep -q '^         → Run this in a desktop session' "$work/said" || fail "no advice"
 
-dbus-daemon --session --nofork --nopidfile --print-address=1 >"$work/address" 2>/dev/null &
+dbus-daemon --config-file="${BASH_SOURCE[0]%/*}/../support/private_bus.conf" --nofork --nopidfile --print-address=1 \
+    >"$work/address" 2>/dev/null &
 started+=($!)
-until [ -s "$work/address" ]; do sleep 0.05; done
+eventually "no bus" test -s "$work/address"
 DBUS_SESSION_BUS_ADDRESS=$(cat "$work/address")
 export DBUS_SESSION_BUS_ADDRESS
 expect bus 'ok *'
@@ -42,7 +52,8 @@ expect daemon 'warning Nobody owns *'
 "$program" run --log-level error &
 extension=$!
 started+=("$extension")
-until "$program" status >/dev/null 2>&1; do sleep 0.05; done
+answers() { "$program" status >/dev/null 2>&1; }
+eventually "the extension does not answer" answers
 expect extension 'ok tsyncfinder (process *'
 expect version 'ok *'
 kill -STOP "$extension"
@@ -115,7 +126,7 @@ kill "$!"
 wait "$!" 2>/dev/null || true
 LD_PRELOAD="$work/plugins/libtsyncfinder-caja.so" "$work/caja" 1000 &
 started+=($!)
-until grep -q libtsyncfinder "/proc/$!/maps"; do sleep 0.05; done
+eventually "the module is not loaded" grep -q libtsyncfinder "/proc/$!/maps"
 expect plugin-caja 'ok * and loaded; it shows no folder*'
 rm "$work/plugins/libtsyncfinder-caja.so"
 cp "$plugin" "$work/plugins/libtsyncfinder-caja.so"

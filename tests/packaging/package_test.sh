@@ -34,11 +34,12 @@ mount -t proc proc "$layer/root/proc"
 for folder in run tmp; do mount -t tmpfs tmpfs "$layer/root/$folder"; done
 inside() { chroot "$layer/root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
 
-# ---- installed
-cp "$packages"/*.deb "$layer/root/tmp"
-inside sh -c 'dpkg -i /tmp/*.deb' >"$layer/dpkg.log" 2>&1 || fail "cannot be installed: $(cat "$layer/dpkg.log")"
+# ---- installed, on a system that has none of them
 names=()
 for package in "$packages"/*.deb; do names+=("$(dpkg-deb -f "$package" Package)"); done
+inside dpkg --purge "${names[@]}" >"$layer/dpkg.log" 2>&1 || fail "the machine's own ones cannot be purged: $(cat "$layer/dpkg.log")"
+cp "$packages"/*.deb "$layer/root/tmp"
+inside sh -c 'dpkg -i /tmp/*.deb' >"$layer/dpkg.log" 2>&1 || fail "cannot be installed: $(cat "$layer/dpkg.log")"
 echo "package: installed ${names[*]}"
 
 # ---- started: by the unit, by the bus, and by neither when it is masked
@@ -57,12 +58,13 @@ cat >"$layer/root/tmp/session" <<'END'
 set -eu
 export HOME=/tmp/home XDG_RUNTIME_DIR=/tmp/home XDG_CURRENT_DESKTOP=GNOME GSETTINGS_BACKEND=memory
 mkdir -p $HOME
-ask() { dbus-send --session --print-reply --dest=com.quarnhold.TovikDrive-Quen.TSyncFinder \
+ask() { dbus-send --session --print-reply "$@" --dest=com.quarnhold.TovikDrive-Quen.TSyncFinder \
     /com/quarnhold/TovikDrive_Quen/TSyncFinder com.quarnhold.TovikDrive_Quen.FinderSync1.Version; }
 case $1 in
 masked)
-    if ask 2>$HOME/said; then echo "started though masked"; exit 1; fi
-    grep -q "the unit is masked" $HOME/log || { cat $HOME/said $HOME/log; exit 1; }
+    # The bus goes on waiting for a program that has ended well; its log says that it has.
+    if ask --reply-timeout=1000 2>$HOME/said; then echo "started though masked"; exit 1; fi
+    timeout 20 sh -c 'until grep -q "the unit is masked" $HOME/log; do sleep 0.1; done' || { cat $HOME/said $HOME/log; exit 1; }
     ;;
 *)
     ask | grep -q string || { echo "the bus does not start it"; exit 1; }
@@ -115,7 +117,8 @@ inside dpkg --purge "${names[@]}" >"$layer/dpkg.log" 2>&1 || fail "cannot be pur
 # What the system itself writes at each installation.
 written='^(var/lib/dpkg/|var/log/|var/cache/(man|ldconfig|debconf)/|etc/ld\.so\.cache$|usr/share/icons/hicolor/icon-theme\.cache$|root/)'
 left=$(
-    find "$layer/up" -mindepth 1 -printf '%y %P\n' | while read -r kind path; do
+    # A character device stands for what the machine has and the layer has not.
+    find "$layer/up" -mindepth 1 ! -type c -printf '%y %P\n' | while read -r kind path; do
         if [ "$kind" != d ] || [ ! -d "/$path" ]; then echo "$path"; fi
     done | grep -Ev "$written" || true
 )

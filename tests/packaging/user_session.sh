@@ -23,7 +23,7 @@ is() { [ "$(of_unit "$1")" = "$2" ]; }
 is_not() { ! is "$@"; }
 # What a plugin does: it speaks to the name, and the bus may start the extension.
 ask() {
-    dbus-send --session --print-reply --dest=com.quarnhold.TovikDrive-Quen.TSyncFinder \
+    dbus-send --session --print-reply "$@" --dest=com.quarnhold.TovikDrive-Quen.TSyncFinder \
         /com/quarnhold/TovikDrive_Quen/TSyncFinder com.quarnhold.TovikDrive_Quen.FinderSync1.Version >/dev/null 2>&1
 }
 refuses() {
@@ -79,11 +79,16 @@ refuses "masked"
 systemctl --quiet --user unmask "$unit"
 ask || fail "it does not start when it is masked no more"
 systemctl --user stop "$unit"
-tsyncfinder config autostart off >/dev/null
-! ask || fail "it starts though the settings say no"
-tsyncfinder config autostart on >/dev/null
 systemctl --quiet --global disable "$unit" 2>/dev/null
 systemctl --user daemon-reload
 refuses "disabled"
 systemctl --quiet --global enable "$unit" 2>/dev/null
+mkdir "$XDG_RUNTIME_DIR/systemd/user/$unit.d"
+printf '[Service]\nExecStopPost=/bin/touch /tmp/ended\n' >"$XDG_RUNTIME_DIR/systemd/user/$unit.d/test.conf"
+systemctl --user daemon-reload
+tsyncfinder config autostart off >/dev/null
+# The bus goes on waiting for the name of a program that has ended well, so this is the last request.
+! ask --reply-timeout=1000 || fail "it starts though the settings say no"
+eventually test -e /tmp/ended || fail "it was not even asked, or goes on though the settings say no"
+eventually is ActiveState inactive || fail "it goes on though the settings say no"
 echo "session: started, restarted, stopped and refused as it should be"

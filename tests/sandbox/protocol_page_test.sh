@@ -9,9 +9,10 @@ interface=$1/resources/dbus/com.quarnhold.TovikDrive_Quen.tsync_xpcProtocol.xml
 names=$(sed -n 's/.*Message{"\([^"]*\)".*/\1/p' "$1/src/protocol/messages.h"
     sed -n 's/.*TSYNC_\(NOTE\|COMMAND\)_[A-Z_]* "\(.*\)"/\2/p' "$1/src/protocol/names.h")
 methods=$(sed -n 's/.*<method name="\([^"]*\)".*/\1/p' "$interface")
-[ "$(echo "$names" | wc -l)" -eq 54 ] && [ "$(echo "$methods" | wc -l)" -eq 42 ]
+[ "$(echo "$names" | wc -l)" -eq 54 ] || { echo "not 54 names in the headers" >&2; exit 1; }
+[ "$(echo "$methods" | wc -l)" -eq 42 ] || { echo "not 42 methods in the introspection" >&2; exit 1; }
 for name in $names; do
-    grep -q "[\`\"]$name[\`\"]" "$page" || { echo "not on the page: $name" >&2; exit 1; }
+    grep -q "[\`\"]${name}[\`\"]" "$page" || { echo "not on the page: $name" >&2; exit 1; }
 done
 for method in $methods; do
     grep -q "^call $method\( \|$\)" "$page" || { echo "no example: $method" >&2; exit 1; }
@@ -27,6 +28,6 @@ trap 'rm -rf "$HOME"' EXIT
     # has ended before its bus does.
     echo 'call getSyncStatus_; kill $!; wait $! || true'
 } > "$HOME/examples.sh"
-timeout 60 dbus-run-session -- bash "$HOME/examples.sh"
+timeout 60 dbus-run-session --config-file="$1/tests/support/private_bus.conf" -- bash "$HOME/examples.sh"
 if grep -E "error: " "$HOME/log"; then exit 1; fi
 test "$(grep -c "Command kTFinderSync" "$HOME/log")" -eq 7

@@ -1,5 +1,5 @@
-// A session bus of the test's own: a real dbus-daemon, and the environment that leads to it. It ends with
-// the object, whatever happens in the test.
+// A session bus of the test's own: a real dbus-daemon, and the environment that leads to it. It starts no
+// service, whatever is installed on the machine. It ends with the object, whatever happens in the test.
 #pragma once
 
 #include "tests/support/Programs.h"
@@ -23,7 +23,9 @@ class PrivateBus {
 
   private:
     std::string address;
-    Program process{{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"}, address};
+    Program process{{"dbus-daemon", "--config-file=" TSYNCFINDER_PRIVATE_BUS, "--nofork", "--nopidfile",
+                     "--print-address"},
+                    address};
 };
 
 } // namespace support

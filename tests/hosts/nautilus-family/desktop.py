@@ -48,13 +48,24 @@ def enter(build, arguments):
             with os.fdopen(reading) as number:
                 environment["DISPLAY"] = ":" + number.readline().strip()
             unshare = ["unshare", "-m"] if os.geteuid() == 0 else ["unshare", "-Urm"]
-            return subprocess.call(unshare + ["dbus-run-session", "--", "/usr/bin/python3"] + arguments,
-                                   env=environment)
+            bus = ["dbus-run-session", "--config-file=" + bus_configuration(home)]
+            return subprocess.call(unshare + bus + ["--", "/usr/bin/python3"] + arguments, env=environment)
         finally:
             display.terminate()
             display.wait()
     finally:
         shutil.rmtree(home, ignore_errors=True)
+
+
+def bus_configuration(home):
+    """A bus that starts the system's services, as file managers want them, but never an installed extension."""
+    services = os.path.join(home, "services")
+    shutil.copytree("/usr/share/dbus-1/services", services, ignore=shutil.ignore_patterns("com.quarnhold.*"))
+    private = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support", "private_bus.conf")
+    configuration = os.path.join(home, "bus.conf")
+    with open(configuration, "w") as file:
+        file.write("<busconfig><include>%s</include><servicedir>%s</servicedir></busconfig>" % (private, services))
+    return configuration
 
 
 def put_plugin(module, directory):
