@@ -144,6 +144,46 @@ void measureProcess() {
     fs::remove_all(folder);
 }
 
+// The longest that a host waits for an answer that needs nothing while a refresh is on its way.
+void measureWaitDuringRefresh(std::size_t count, double bound) {
+    support::PrivateBus bus;
+    support::TestDaemon daemon(
+        [](std::string_view, const platform::Array&, const platform::ReplyHandler& handler) {
+            handler(support::valueReply(Dictionary()));
+        });
+    backends::dbus::FinderSync1Client client;
+    const pid_t process = startExtension();
+    waitForBadge(client, Clock::now());
+    support::RecordingLog log;
+    backends::dbus::Bus senderBus("sender");
+    backends::dbus::DistributedCenter sender(senderBus, log);
+    senderBus.start([] {});
+    // The status is behind the refresh on the model queue: who waits for it is another caller.
+    const auto post = [&](std::size_t files) {
+        sender.post({"TSyncQuenzSyncRefresh", std::nullopt, transfer("/home/user/Synced", files)});
+        return std::async(std::launch::async, [files] {
+            backends::dbus::FinderSync1Client waiting;
+            while (waiting.status().at("uploading") != platform::Value(static_cast<std::int64_t>(files))) {
+            }
+        });
+    };
+    std::vector<double> longest;
+    for (int i = 0; i < 5; ++i) {
+        const auto applied = post(count);
+        double wait = 0;
+        while (applied.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            const auto start = Clock::now();
+            client.version();
+            wait = std::max(wait, milliseconds(Clock::now() - start));
+        }
+        longest.push_back(wait);
+        post(0).wait();
+    }
+    endProcess(process);
+    print(("longest wait of another request, " + std::to_string(count) + " files arriving").c_str(),
+          median(longest), "ms", bound);
+}
+
 class LastCall final : public platform::FIFinderSyncController {
   public:
     std::size_t calls = 0;
@@ -200,5 +240,6 @@ int main() {
     measureProcess();
     measureRefresh(10'000, 200);
     measureRefresh(100'000, 2000);
+    measureWaitDuringRefresh(100'000, 50);
     return 0;
 }

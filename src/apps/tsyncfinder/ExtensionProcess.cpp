@@ -47,8 +47,8 @@ sigset_t blockEndingSignals() {
 struct Process {
     explicit Process(const RunOptions& options)
         : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
-          resources(options.resourceFolder), requests(replies, localCenter), center(bus, log),
-          notifier(bus, log), panelProcess(options.panelProgram, log),
+          notifications("notifications"), resources(options.resourceFolder), requests(replies, localCenter),
+          center(notifications, log), notifier(bus, log), panelProcess(options.panelProgram, log),
           service({log, model, background, commands}), hosts(bus, service, TSYNCFINDER_VERSION),
           settings(log, [this, options](const SettingsRead& read) { follow(read, options); }) {}
 
@@ -67,6 +67,8 @@ struct Process {
     backends::posix::GuardedFileSystem fileSystem;
     platform::NotificationCenter localCenter;
     backends::dbus::Bus bus;
+    // Of their own: a refresh with many files in flight takes long to read, and no host waits for that.
+    backends::dbus::Bus notifications;
     backends::posix::DirectoryBundle resources;
     backends::dbus::RequestBus requests;
     backends::dbus::DistributedCenter center;
@@ -129,7 +131,8 @@ int runExtension(const RunOptions& options) {
         std::cerr << "tsyncfinder: the extension is already running in this session\n";
         return EXIT_SUCCESS;
     }
-    process->bus.start([] { ::kill(::getpid(), SIGTERM); });
+    for (backends::dbus::Bus* bus : {&process->bus, &process->notifications})
+        bus->start([] { ::kill(::getpid(), SIGTERM); });
     daemon_client::TSyncClient::install(
         {process->requests, process->center, process->localCenter, process->log, process->clock});
 
