@@ -72,6 +72,99 @@ std::string unquoted(std::string_view entry) {
     return std::string(entry.substr(1, end - 1)) + std::string(entry.substr(end + 1));
 }
 
+// Finds where the quoted names and the comments of a line end. Asked from left to right; linear in all.
+class Quotes {
+  public:
+    explicit Quotes(std::string_view scannedLine) : line(scannedLine) {}
+
+    // The position after the name or comment that begins at `at`, or `at` when none does: one that is not
+    // closed on its line is plain text, and so is a comment with an address in it.
+    std::size_t endFrom(std::size_t at) {
+        if (line[at] == '"' && (at == 0 || startsAfter.find(line[at - 1]) != std::string_view::npos))
+            return closed(at, "\"", nextQuote);
+        return line[at] == '(' ? closed(at, "@)", nextParenthesis) : at;
+    }
+
+  private:
+    std::size_t closed(std::size_t at, const char* wanted, std::size_t& next) const {
+        if (next <= at) next = line.find_first_of(wanted, at + 1);
+        return next == std::string_view::npos || line[next] == '@' ? at : next + 1;
+    }
+
+    static constexpr std::string_view startsAfter = " \t,;"; // a quote inside a word is none
+    std::string_view line;
+    std::size_t nextQuote = 0;
+    std::size_t nextParenthesis = 0;
+};
+
+// Of "John <j@x.org" the address, so that no later step takes a bracket for a letter or a letter for a
+// bracket; of an entry with an empty pair of brackets the name, to be seen as no address.
+std::string withoutBrackets(std::string_view entry) {
+    const std::size_t open = entry.rfind('<');
+    if (open == std::string_view::npos) return unquoted(entry);
+    const std::string_view name = trimmed(entry.substr(0, open));
+    const std::string_view address = trimmed(entry.substr(open + 1, entry.find('>', open) - open - 1));
+    if (!address.empty()) return std::string(address);
+    return std::string(name.empty() ? entry : name);
+}
+
+// Appends what a part between two separators holds: "a@b.org c@d.org" and "Ann <a@b.org> c@d.org" are two.
+void appendEntriesOfPart(std::string_view part, std::vector<std::string>& entries) {
+    const std::size_t lastAddress = part.rfind('@');
+    Quotes quotes(part);
+    std::size_t start = 0;
+    bool hasAddress = false;  // what stands from the start to here
+    bool endsAddress = false; // its last word or bracket does
+    for (std::size_t at = 0; lastAddress != std::string_view::npos && at < lastAddress;) {
+        if (const std::size_t end = quotes.endFrom(at); end != at) {
+            endsAddress = hasAddress && part[at] == '(';
+            at = end;
+        } else if (blanks.find(part[at]) == std::string_view::npos) {
+            if (part[at] == '@') hasAddress = endsAddress = true;
+            if (part[at] == '>') endsAddress = hasAddress;
+            ++at;
+        } else {
+            const std::size_t next = part.find_first_not_of(blanks, at);
+            const bool continues = part[next] == '<' || part[next] == '(';
+            if (endsAddress && !continues) {
+                entries.push_back(withoutBrackets(part.substr(start, at - start)));
+                start = next;
+                hasAddress = false;
+            }
+            if (part[next] != '(' && part[next] != '>') endsAddress = false;
+            at = next;
+        }
+    }
+    entries.push_back(withoutBrackets(part.substr(start)));
+}
+
+void appendEntriesOfLine(std::string_view line, std::vector<std::string>& entries) {
+    std::string_view familyName; // a part without an address that the next one may belong to
+    const auto appendPart = [&](std::string_view part, char separator) {
+        const std::size_t bracket = part.find('<');
+        const bool isNamed = bracket != 0 && bracket != std::string_view::npos &&
+                             part.find('@', bracket) != std::string_view::npos;
+        if (!familyName.empty() && !isNamed) entries.push_back(unquoted(familyName));
+        familyName = {};
+        if (part.empty()) return;
+        if (separator == ',' && part.find_first_of("@<") == std::string_view::npos)
+            familyName = part;
+        else
+            appendEntriesOfPart(part, entries);
+    };
+    Quotes quotes(line);
+    std::size_t start = 0;
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t end = quotes.endFrom(at);
+        if (end == at && (line[at] == ',' || line[at] == ';')) {
+            appendPart(trimmed(line.substr(start, at - start)), line[at]);
+            start = at + 1;
+        }
+        at = std::max(end, at + 1);
+    }
+    appendPart(trimmed(line.substr(start)), '\n');
+}
+
 } // namespace
 
 bool validateEmail(std::string_view text) {
@@ -88,23 +181,18 @@ std::string addressInEntry(std::string_view entry) {
     return std::string(entry.substr(0, entry.find(" (")));
 }
 
+std::string addressInCompletion(std::string_view completion) {
+    if (!completion.ends_with('>')) return std::string(completion.substr(0, completion.find(" (")));
+    const std::size_t first = completion.rfind(" <") + 2;
+    return std::string(completion.substr(first, completion.size() - 1 - first));
+}
+
 std::vector<std::string> entriesInText(std::string_view text) {
     std::vector<std::string> entries;
-    bool inQuotes = false;
-    bool inBrackets = false;
-    std::size_t start = 0;
-    for (std::size_t at = 0; at <= text.size(); ++at) {
-        const bool isLineEnd = at == text.size() || text[at] == '\n' || text[at] == '\r';
-        if (!isLineEnd) {
-            if (text[at] == '"') inQuotes = !inQuotes;
-            if (text[at] == '<' && !inQuotes) inBrackets = true;
-            if (text[at] == '>' && !inQuotes) inBrackets = false;
-            if (inQuotes || inBrackets || (text[at] != ',' && text[at] != ';')) continue;
-        }
-        inQuotes = inBrackets = false; // an unclosed one ends with its line
-        std::string entry = unquoted(trimmed(text.substr(start, at - start)));
-        if (!entry.empty()) entries.push_back(std::move(entry));
-        start = at + 1;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+        appendEntriesOfLine(text.substr(0, end), entries);
+        text.remove_prefix(std::min(end + 1, text.size()));
     }
     return entries;
 }

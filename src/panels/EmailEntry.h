@@ -22,9 +22,15 @@ bool validateEmail(std::string_view text);
 // the last character, of "j@x.org (John Smith)" what comes before " (", else the whole entry. May be empty.
 std::string addressInEntry(std::string_view entry);
 
-// The entries of a text, as several addresses are pasted: cut at commas, semicolons and line ends that are
-// not inside double quotes or angle brackets; blanks around an entry and empty entries are dropped, and so
-// are the double quotes around a whole name.
+// The address that a completion stands for, whatever the name in it looks like.
+std::string addressInCompletion(std::string_view completion);
+
+// The entries of a text, as people paste and type several: cut at commas, semicolons and line ends outside a
+// name's double quotes and a comment's parentheses, and at blanks after an address. Of "Smith, John
+// <j@x.org>" and of an entry whose last bracket is missing only the address is kept. Nothing that stands in
+// the text is taken for an address by leaving a part of a word out: what is unclear stays one entry, which is
+// no valid address. Blanks around an entry and empty entries are dropped, and so are the double quotes around
+// a whole name. Linear.
 std::vector<std::string> entriesInText(std::string_view text);
 
 // The completions of what was typed: "full name <address>" where the name begins with it, else "address (full

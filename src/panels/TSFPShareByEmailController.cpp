@@ -22,6 +22,14 @@ const std::string* text(const platform::Dictionary& dictionary, std::string_view
     return value == nullptr ? nullptr : value->string();
 }
 
+bool isTrue(const platform::Value* value) {
+    if (value == nullptr) return false;
+    if (const bool* flag = value->boolean()) return *flag;
+    if (const auto* number = value->signedInteger()) return *number != 0;
+    const auto* number = value->unsignedInteger();
+    return number != nullptr && *number != 0;
+}
+
 // The address as it will be sent.
 const std::string& recipient(const FieldObject& object) {
     if (const auto* token = std::get_if<TSFPEmailToken>(&object)) return token->email;
@@ -70,12 +78,11 @@ void TSFPShareByEmailController::shareFile(const platform::Dictionary& file) {
         if (guard.expired()) return;
         const std::string* local = text(file, "path");
         const std::string* remote = text(file, "remote_path");
-        const platform::Value* directory = platform::find(file, "isDir");
         _path = remote != nullptr
                     ? std::optional(*remote)
                     : remotePathOfLocalSyncPath(local == nullptr ? std::nullopt : std::optional(*local));
         isRemote = _path.has_value();
-        _isDir = directory != nullptr && directory->boolean() != nullptr && *directory->boolean();
+        _isDir = isTrue(platform::find(file, "isDir"));
         around.view.setOkEnabled(false);
         if (isRemote) {
             showItem();

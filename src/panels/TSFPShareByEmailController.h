@@ -74,7 +74,7 @@ class TSFPShareByEmailController final {
 
     void setAllPathsInSync(daemon_client::SyncPathTable table);
 
-    // Keys "path" (local) or "remote_path", and "isDir".
+    // Keys "path" (local) or "remote_path", and "isDir": true, or a number other than 0.
     void shareFile(const platform::Dictionary& file);
 
     std::optional<std::string> remotePathOfLocalSyncPath(const std::optional<std::string>& localPath) const;
@@ -97,6 +97,7 @@ class TSFPShareByEmailController final {
     static void togglePeoplePicker() {} // the picker is always shown
 
     const std::vector<platform::Person>& people() const { return everybody; } // what the picker shows
+    std::string folderOfPeople() const { return around.addressBook.folder(); }
     const AddressIndex& addressBook() const { return _addressBook; }
     bool hasSent() const { return sent; } // okAction has posted the command
 

@@ -19,6 +19,10 @@ class AddressBook {
 
     // Everybody, in the book's order. A book that cannot be read is empty.
     virtual std::vector<Person> people() = 0;
+
+    // The folder that the people come from, whether it exists or not, so that a person with an empty book
+    // knows where to put them; empty when there is none.
+    virtual std::string folder() const { return {}; }
 };
 
 } // namespace platform

@@ -151,6 +151,20 @@ static const TSyncTranslation tsyncTranslations[] = {
     {"Add", "Hinzufügen", "Ajouter", "Aggiungi", "Añadir"},
     {"Names or e-mail addresses", "Namen oder E-Mail-Adressen", "Noms ou adresses e-mail",
      "Nomi o indirizzi e-mail", "Nombres o direcciones de correo"},
+    {"Edit", "Bearbeiten", "Modifier", "Modifica", "Editar"},
+    {"Remove", "Entfernen", "Retirer", "Rimuovi", "Quitar"},
+    {"File", "Datei", "Fichier", "File", "Archivo"},
+    {"Folder", "Ordner", "Dossier", "Cartella", "Carpeta"},
+    {"not an e-mail address", "keine E-Mail-Adresse", "pas une adresse e-mail", "non è un indirizzo e-mail",
+     "no es una dirección de correo"},
+    {"Not an e-mail address: %@", "Keine E-Mail-Adresse: %@", "Pas une adresse e-mail : %@",
+     "Non è un indirizzo e-mail: %@", "No es una dirección de correo: %@"},
+    {"Nobody is found", "Niemand gefunden", "Personne n’a été trouvé", "Nessuno trovato", "No se ha encontrado a nadie"},
+    {"No contacts in %@.\nPut vCard files (.vcf) there to choose from them here.",
+     "Keine Kontakte in %@.\nLegen Sie dort vCard-Dateien (.vcf) ab, um hier auszuwählen.",
+     "Aucun contact dans %@.\nPlacez-y des fichiers vCard (.vcf) pour choisir ici parmi eux.",
+     "Nessun contatto in %@.\nMetti lì dei file vCard (.vcf) per sceglierli qui.",
+     "No hay contactos en %@.\nPonga ahí archivos vCard (.vcf) para elegir entre ellos aquí."},
 };
 /* clang-format on */
 

@@ -38,12 +38,27 @@ TEST(EmailEntry, TheAddressInAnEntry) {
 }
 
 TEST(EmailEntry, APastedTextIsCutIntoItsEntries) {
-    EXPECT_EQ(entriesInText("a@b.de, c@d.ee;e@f.gg\r\n\n  h@i.jj ,,"),
-              (Strings{"a@b.de", "c@d.ee", "e@f.gg", "h@i.jj"}));
-    EXPECT_EQ(entriesInText("\"Smith, John\" <j@x.org>, Ann <a,b@x.org>"),
-              (Strings{"Smith, John <j@x.org>", "Ann <a,b@x.org>"}));
-    EXPECT_EQ(entriesInText("open \"quote, x@y.zz\na@b.de"), (Strings{"open \"quote, x@y.zz", "a@b.de"}));
-    EXPECT_EQ(entriesInText(" \n;"), Strings{});
+    const std::pair<const char*, Strings> table[] = {
+        {"a@b.de, c@d.ee;e@f.gg\r\n\n  h@i.jj ,,", {"a@b.de", "c@d.ee", "e@f.gg", "h@i.jj"}},
+        {"a@b.de c@d.ee\tbad e@f", {"a@b.de", "c@d.ee", "bad e@f"}},
+        {"\"Smith, John\" <j@x.org>, Ann <a,b@x.org>", {"j@x.org", "a", "b@x.org>"}},
+        {"Smith, John <j@x.org>; Lee, Ann <a@x.org>", {"j@x.org", "a@x.org"}},
+        {"bad, Smith, John <j@x.org>, worse; Ann <a@x.org>", {"bad", "j@x.org", "worse", "a@x.org"}},
+        {"John <j@x.org", {"j@x.org"}},
+        {"John <j@x.org, Ann <a@x.org\nk@x.org", {"j@x.org", "a@x.org", "k@x.org"}},
+        {"John<j@x.org>,<k@x.org>", {"j@x.org", "k@x.org"}},
+        {"John < j@x.org > Ann <a@x.org> k@x.org", {"j@x.org", "a@x.org", "k@x.org"}},
+        {"a@x.org John <j@x.org>", {"a@x.org", "j@x.org"}},
+        {"j@x.org <j@x.org>", {"j@x.org"}},
+        {"j@x.org (Smith, John) a@x.org (Ann)", {"j@x.org (Smith, John)", "a@x.org (Ann)"}},
+        {"j@x.org (Smith, a@x.org", {"j@x.org (Smith", "a@x.org"}},
+        {"a <, <>, b <3", {"a", "<>", "3"}},
+        {"open \"quote, x@y.zz\na@b.de", {"open \"quote", "x@y.zz", "a@b.de"}},
+        {"5\" disk, k@x.org, \"Ann\" <a@x.org>", {"5\" disk", "k@x.org", "a@x.org"}},
+        {" \n;", {}},
+    };
+    for (const auto& [text, entries] : table)
+        EXPECT_EQ(entriesInText(text), entries) << text;
 }
 
 TEST(EmailEntry, CompletesNamesFirstAndKeepsWhatWasTyped) {
@@ -60,6 +75,9 @@ TEST(EmailEntry, CompletesNamesFirstAndKeepsWhatWasTyped) {
     EXPECT_EQ(completionsForSubstring(index, "\xff"), Strings{});
     EXPECT_EQ(completionsForSubstring({{"a\xff@x.org", "b\xff"}, {"b@x.org", "c"}}, "b"),
               Strings{"b@x.org (c)"});
+    for (const char* completion :
+         {"X <y@z.org> <b@x.org>", "b@x.org (X <y@z.org)", "b@x.org (c) (d)", "b@x.org (X <3)"})
+        EXPECT_EQ(addressInCompletion(completion), "b@x.org") << completion;
 }
 
 } // namespace

@@ -92,11 +92,14 @@ TEST_F(SharePanel, WithoutAPathOrARecipientNothingIsSent) {
     panel->okAction();
     EXPECT_EQ(ends.size(), 4U) << "the panel closes all the same";
 
-    panel->shareFile({{"remote_path", "/Space/r"}, {"path", "/elsewhere"}, {"isDir", false}});
+    panel->shareFile({{"remote_path", "/Space/r"}, {"path", "/elsewhere"}, {"isDir", 0}});
     panel->okAction(); // before the main queue has come to it
     mainQueue.runAll();
     EXPECT_EQ(info, "Share file 'r' with");
     EXPECT_EQ(icon, ".");
+    panel->shareFile({{"remote_path", "/Space/r"}, {"isDir", 1}});
+    mainQueue.runAll();
+    EXPECT_EQ(info, "Share folder 'r' with");
     panel->cancelAction();
     panel->shareFile({{"path", "/gone"}});
     panel.reset();

@@ -2,7 +2,7 @@
 #include "apps/tsyncfinder-panel/panel_request.h"
 #include "apps/tsyncfinder-panel/run_panels.h"
 #include "backends/log/StandardErrorLog.h"
-#include "backends/qt/texts.h"
+#include "backends/qt/drawing.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -62,6 +62,7 @@ int main(int argumentCount, char** arguments) {
     QApplication application(argumentCount, arguments);
     QApplication::setApplicationName(QStringLiteral("tsyncfinder"));
     QApplication::setDesktopFileName(QStringLiteral("tsyncfinder"));
+    QApplication::setPalette(backends::qt::withReadablePlaceholders(QApplication::palette()));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("tsyncfinder")));
     if (const auto* destination = std::get_if<DestinationRequest>(&request.panel))
         return runDestinationPanel(request, *destination, log);

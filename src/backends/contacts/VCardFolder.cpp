@@ -46,12 +46,16 @@ std::optional<platform::Person> personOf(const std::string& card) {
     const std::unique_ptr<EContact, Unref> contact(e_contact_new_from_vcard(card.c_str()));
     if (!contact) return std::nullopt;
     platform::Person person;
+    // Read before the parts: the library may make one from the other.
+    const auto formattedName =
+        text(static_cast<const char*>(e_contact_get_const(contact.get(), E_CONTACT_FULL_NAME)));
     const std::unique_ptr<EContactName, FreeName> name(
         static_cast<EContactName*>(e_contact_get(contact.get(), E_CONTACT_NAME)));
     if (name) {
         person.firstName = text(name->given);
         person.lastName = text(name->family);
     }
+    if (!person.firstName && !person.lastName) person.firstName = formattedName; // the parts are optional
     const std::unique_ptr<GList, FreeStrings> emails(
         static_cast<GList*>(e_contact_get(contact.get(), E_CONTACT_EMAIL)));
     for (const GList* email = emails.get(); email != nullptr; email = email->next)
@@ -90,7 +94,7 @@ std::vector<std::string> cardsIn(std::string_view content) {
 } // namespace
 
 VCardFolder::VCardFolder(std::string folderPath, platform::ProcessLog& processLog)
-    : folder(std::move(folderPath)), log(processLog) {}
+    : root(std::move(folderPath)), log(processLog) {}
 
 void VCardFolder::readFile(const std::string& path, std::vector<platform::Person>& everybody) {
     std::error_code error;
@@ -115,7 +119,7 @@ void VCardFolder::readFile(const std::string& path, std::vector<platform::Person
 std::vector<platform::Person> VCardFolder::people() {
     std::vector<std::string> files;
     std::error_code error;
-    for (fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied, error),
+    for (fs::recursive_directory_iterator entry(root, fs::directory_options::skip_permission_denied, error),
          end;
          !error && entry != end; entry.increment(error)) {
         std::error_code notRegular;
@@ -138,11 +142,13 @@ std::string contactsFolder() {
     const std::string home = variable("HOME");
     std::string data = variable("XDG_DATA_HOME");
     if (data.empty()) data = home + "/.local/share";
-    for (const std::string& folder : {data + "/contacts", home + "/.contacts", home + "/Contacts"}) {
+    std::string folder;
+    for (const std::string& candidate : {data + "/contacts", home + "/.contacts", home + "/Contacts"}) {
+        folder = candidate;
         std::error_code error;
-        if (fs::is_directory(folder, error)) return folder;
+        if (fs::is_directory(folder, error)) break;
     }
-    return {};
+    return folder;
 }
 
 } // namespace backends::contacts

@@ -2,6 +2,10 @@
 
 #include "backends/qt/texts.h"
 
+#include <QCollator>
+#include <algorithm>
+#include <tuple>
+
 namespace backends::qt {
 
 PeopleModel::PeopleModel(const std::vector<platform::Person>& people, QObject* parent)
@@ -12,6 +16,19 @@ PeopleModel::PeopleModel(const std::vector<platform::Person>& people, QObject* p
         for (const std::string& email : person.emails)
             rows.push_back({name.trimmed(), QString::fromStdString(email)});
     }
+    const QCollator collator;
+    std::vector<std::tuple<bool, QCollatorSortKey, std::size_t>> order;
+    order.reserve(rows.size());
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        const bool isUnnamed = rows[row].name.isEmpty();
+        order.emplace_back(isUnnamed, collator.sortKey(isUnnamed ? rows[row].email : rows[row].name), row);
+    }
+    std::sort(order.begin(), order.end());
+    std::vector<Row> ordered;
+    ordered.reserve(rows.size());
+    for (const auto& [isUnnamed, key, row] : order)
+        ordered.push_back(std::move(rows[row]));
+    rows = std::move(ordered);
 }
 
 int PeopleModel::rowCount(const QModelIndex& parent) const {

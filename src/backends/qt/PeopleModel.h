@@ -1,4 +1,5 @@
-// The people of the address book as rows of name and e-mail address, one row an address. Main thread only.
+// The people of the address book as rows of name and e-mail address, one row an address, ordered by name as
+// the session's language orders names; who has none comes last. Main thread only.
 #pragma once
 
 #include "platform/AddressBook.h"

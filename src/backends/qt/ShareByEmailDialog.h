@@ -1,5 +1,5 @@
-// The share-by-email panel's window: the item, the recipients' field, the address book, OK and Cancel. Main
-// thread only.
+// The share-by-email panel's window: the item, the recipients' field, the address book, OK and Cancel. OK is
+// held back while a token is no address: the window names such tokens and sends nothing. Main thread only.
 #pragma once
 
 #include "backends/qt/TokenField.h"
@@ -12,6 +12,7 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class QSortFilterProxyModel;
+class QStackedWidget;
 class QTreeView;
 
 namespace backends::qt {
@@ -40,6 +41,7 @@ class ShareByEmailDialog final : public QDialog,
 
     void runModal();
 
+    bool eventFilter(QObject* watched, QEvent* event) override; // Enter in the address book adds people
     void reject() override; // Escape and the window's close button are Cancel
 
   private:
@@ -61,13 +63,22 @@ class ShareByEmailDialog final : public QDialog,
     void controlTextDidChange() override;
 
     void build();
+    QWidget* buildPicker();
     void fillPicker();
+    void showFound();   // after the search has changed
+    void addSelected(); // everybody who is selected in the picker
+    void confirm();     // OK
+    void noteInvalid();
 
     QLabel* textFieldInfo = nullptr;
     QLabel* imageFile = nullptr;
     TokenField* field = nullptr;
+    QLabel* invalid = nullptr; // which tokens are no addresses; hidden when all are
+    QWidget* finding = nullptr;
     QLineEdit* search = nullptr;
     QTreeView* peoplePicker = nullptr;
+    QStackedWidget* people = nullptr; // the picker, or why nobody is in it
+    QLabel* nobody = nullptr;
     QSortFilterProxyModel* found = nullptr;
     QPushButton* addButton = nullptr;
     QPushButton* buttonOk = nullptr;

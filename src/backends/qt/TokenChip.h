@@ -1,9 +1,11 @@
-// One token in the field: rounded, or plain text where its address is none. Takes the keyboard's focus, so
-// that it can be removed and read out. Main thread only.
+// One token in the field: rounded, or plain text in the colour of errors with a wavy line below where its
+// address is none. Takes the keyboard's focus, so that it can be removed and read out; to assistive programs
+// it is a button that can be edited (its press) and removed. Main thread only.
 #pragma once
 
 #include "panels/TSFPShareByEmailController.h"
 
+#include <QSize>
 #include <QWidget>
 
 namespace backends::qt {
@@ -18,17 +20,24 @@ class TokenChip final : public QWidget {
     panels::TokenStyle tokenStyle() const { return look; }
 
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return sizeHint(); }
+    QSize minimumSizeHint() const override; // a long text is elided
+
+  signals:
+    void editWanted();
+    void removeWanted();
 
   protected:
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
 
   private:
     panels::FieldObject represented;
     QString text;
     panels::TokenStyle look;
+    mutable QSize measured; // invalid: not in this font yet; layouts ask often
 };
 
 } // namespace backends::qt

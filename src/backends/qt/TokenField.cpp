@@ -23,6 +23,7 @@ namespace {
 
 constexpr int visibleRows = 3;
 constexpr int shownCompletions = 8;
+constexpr int longestText = 1 << 24; // characters: nothing that is dropped or pasted is cut off
 
 // The line hands its keys to the field first. Not by an event filter: while the list of completions is open,
 // keys come straight to the line.
@@ -54,6 +55,7 @@ TokenField::TokenField(TokenFieldDelegate& fieldDelegate, QWidget* parent)
     viewport()->setBackgroundRole(QPalette::Base);
     viewport()->setAutoFillBackground(true);
     setFocusPolicy(Qt::NoFocus);
+    setAccessibleName(shown("Recipients"));
 
     auto* content = new QWidget;
     content->setBackgroundRole(QPalette::Base);
@@ -66,6 +68,7 @@ TokenField::TokenField(TokenFieldDelegate& fieldDelegate, QWidget* parent)
     line = new TokenLine([this](QKeyEvent& key) { return keyInLine(key); }, content);
     line->setFrame(false);
     line->setMinimumWidth(120);
+    line->setMaxLength(longestText);
     line->setPlaceholderText(shown("Names or e-mail addresses"));
     line->setAccessibleName(shown("Recipients"));
     line->installEventFilter(this);
@@ -81,8 +84,9 @@ TokenField::TokenField(TokenFieldDelegate& fieldDelegate, QWidget* parent)
     completer->setCompletionMode(QCompleter::UnfilteredPopupCompletion); // the delegate has chosen already
     completer->setMaxVisibleItems(shownCompletions);
     completer->setWidget(line);
-    connect(completer, qOverload<const QString&>(&QCompleter::activated), this,
-            &TokenField::acceptCompletion);
+    completer->popup()->setAccessibleName(shown("Address book"));
+    connect(completer, qOverload<const QModelIndex&>(&QCompleter::activated), this,
+            [this](const QModelIndex& index) { acceptCompletion(index.row()); });
 }
 
 QSize TokenField::sizeHint() const {
@@ -114,11 +118,35 @@ void TokenField::setObjects(const std::vector<panels::FieldObject>& objects) {
     fit();
 }
 
+QStringList TokenField::invalidTokens() const {
+    QStringList texts;
+    for (const TokenChip* chip : chips)
+        if (chip->tokenStyle() == panels::TokenStyle::plainText)
+            texts.append(QString::fromStdString(delegate.editingStringForRepresentedObject(chip->object())));
+    return texts;
+}
+
+void TokenField::focusInvalidToken() {
+    for (TokenChip* chip : chips) {
+        if (chip->tokenStyle() != panels::TokenStyle::plainText) continue;
+        chip->setFocus();
+        ensureWidgetVisible(chip);
+        return;
+    }
+}
+
 void TokenField::appendChip(const panels::FieldObject& object) {
+    if (!addresses.insert(delegate.editingStringForRepresentedObject(object)).second) return;
     auto* chip =
         new TokenChip(object, QString::fromStdString(delegate.displayStringForRepresentedObject(object)),
                       delegate.styleForRepresentedObject(object), widget());
     chip->installEventFilter(this);
+    connect(chip, &TokenChip::editWanted, this, [this, chip] { editChip(*chip); });
+    connect(chip, &TokenChip::removeWanted, this, [this, chip] {
+        removeChip(indexOf(*chip));
+        fit();
+        delegate.controlTextDidChange();
+    });
     flow->insertWidget(static_cast<int>(chips.size()), chip);
     chips.push_back(chip);
     chip->show();
@@ -126,6 +154,7 @@ void TokenField::appendChip(const panels::FieldObject& object) {
 
 void TokenField::removeChip(std::size_t index) {
     TokenChip* chip = chips[index];
+    addresses.erase(delegate.editingStringForRepresentedObject(chip->object()));
     chips.erase(chips.begin() + static_cast<std::ptrdiff_t>(index));
     delete flow->takeAt(static_cast<int>(index));
     chip->hide();
@@ -162,8 +191,16 @@ void TokenField::complete() {
     }
     QStringList shownStrings;
     shownStrings.reserve(static_cast<qsizetype>(found.size()));
-    for (const std::string& completion : found)
-        shownStrings.append(QString::fromStdString(completion));
+    completedAddresses.clear();
+    for (const std::string& completion : found) {
+        // A name is shown in the person's own letters, not in the typed ones.
+        std::string address = panels::addressInCompletion(completion);
+        const bool isOfName = completion.ends_with('>');
+        shownStrings.append(QString::fromStdString(
+            isOfName ? delegate.displayStringForRepresentedObject(address) + " <" + address + ">"
+                     : completion));
+        completedAddresses.push_back(std::move(address));
+    }
     completions->setStringList(shownStrings);
     completer->complete();
     // Enter takes the first one, unless what is typed is an address already.
@@ -171,10 +208,10 @@ void TokenField::complete() {
         completer->popup()->setCurrentIndex(completer->completionModel()->index(0, 0));
 }
 
-void TokenField::acceptCompletion(const QString& completion) {
+void TokenField::acceptCompletion(int row) {
     completer->popup()->hide();
     line->clear();
-    add({completion.toStdString()});
+    add({completedAddresses.at(static_cast<std::size_t>(row))});
 }
 
 bool TokenField::tokenise() {
@@ -235,7 +272,7 @@ bool TokenField::keyInLine(QKeyEvent& key) {
     case Qt::Key_Tab: {
         const QModelIndex current = completer->popup()->currentIndex();
         if (completer->popup()->isVisible() && current.isValid()) {
-            acceptCompletion(current.data(Qt::DisplayRole).toString());
+            acceptCompletion(current.row());
             return true;
         }
         return tokenise() && key.key() != Qt::Key_Tab; // an empty line leaves Enter to the window's OK
@@ -294,15 +331,11 @@ bool TokenField::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::KeyPress) {
         if (chip != nullptr && keyOnChip(*static_cast<QKeyEvent*>(event), *chip)) return true;
     }
-    if (chip != nullptr && event->type() == QEvent::MouseButtonDblClick) {
-        editChip(*chip);
-        return true;
-    }
     if (line != nullptr && watched == line && event->type() == QEvent::FocusOut) {
         // Leaving the field ends the entry; another window in front or the list of completions does not.
         const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
         if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
-            reason == Qt::MouseFocusReason)
+            reason == Qt::MouseFocusReason || reason == Qt::ShortcutFocusReason)
             tokenise();
     }
     return QScrollArea::eventFilter(watched, event);

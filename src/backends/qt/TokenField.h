@@ -1,6 +1,6 @@
 // A field of tokens, as mail programs have it: what is typed is completed, Enter, Tab or a comma makes a
 // token of it, Backspace before the text removes the last token, a paste of several addresses makes several
-// tokens. A token is edited again by a double-click or Enter on it.
+// tokens. A token is edited again by a double-click or Enter on it. No address stands in the field twice.
 //
 // What a token is, shows and looks like is the delegate's to say; the field holds objects and draws them. The
 // delegate is not retained and outlives the field. Main thread only.
@@ -9,6 +9,7 @@
 #include "panels/TSFPShareByEmailController.h"
 
 #include <QScrollArea>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +46,13 @@ class TokenField final : public QScrollArea {
     std::vector<panels::FieldObject> objects() const;
     void setObjects(const std::vector<panels::FieldObject>& objects);
 
+    // Makes tokens of entries as they are typed, behind those that are there.
+    void add(const std::vector<std::string>& entries);
+
+    // The texts of the tokens that are no addresses, and the keyboard on the first of them.
+    QStringList invalidTokens() const;
+    void focusInvalidToken();
+
     QLineEdit* edit() const { return line; }
     QSize sizeHint() const override;
 
@@ -58,9 +66,8 @@ class TokenField final : public QScrollArea {
     bool keyOnChip(QKeyEvent& key, TokenChip& chip);
     void paste();
     void complete();
-    void acceptCompletion(const QString& completion);
+    void acceptCompletion(int row);
     bool tokenise(); // what is typed; whether there was anything
-    void add(const std::vector<std::string>& entries);
     void appendChip(const panels::FieldObject& object);
     void removeChip(std::size_t index);
     void editChip(TokenChip& chip);
@@ -73,7 +80,9 @@ class TokenField final : public QScrollArea {
     QLineEdit* line = nullptr;
     QCompleter* completer = nullptr;
     QStringListModel* completions = nullptr;
-    std::vector<TokenChip*> chips; // children
+    std::vector<std::string> completedAddresses; // of the rows of completions
+    std::vector<TokenChip*> chips;               // children
+    std::set<std::string> addresses;             // the chips' addresses
 };
 
 } // namespace backends::qt

@@ -7,6 +7,7 @@
 #include <QColor>
 #include <QFont>
 #include <QFontDatabase>
+#include <QPalette>
 
 namespace backends::qt {
 
@@ -21,6 +22,21 @@ inline QFont fontFor(const platform::Font& font) {
     result.setPixelSize(qRound(font.size));
     result.setBold(font.name == platform::boldSystemFont(font.size).name);
     return result;
+}
+
+// Some desktops' themes make everything dark but the text that says what a field is for: it would be black on
+// black.
+inline QPalette withReadablePlaceholders(QPalette palette) {
+    QColor ink = palette.color(QPalette::Text);
+    ink.setAlphaF(0.55F);
+    palette.setColor(QPalette::PlaceholderText, ink);
+    return palette;
+}
+
+// What is wrong stands in red, as light or dark as the palette asks.
+inline QColor errorInk(const QPalette& palette) {
+    return palette.color(QPalette::Base).lightness() < 128 ? QColor(0xff, 0x8a, 0x80)
+                                                           : QColor(0xb3, 0x26, 0x1e);
 }
 
 } // namespace backends::qt

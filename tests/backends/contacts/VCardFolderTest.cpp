@@ -19,7 +19,9 @@ TEST(VCardFolder, ReadsEveryCardOfEveryFile) {
                           "=C3=84rger;Zo=C3=AB\r\nEMAIL:zoe@x.org\r\nEND:VCARD\r\n"
                           "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:Acme\r\nN:Acme;;;;\r\nEMAIL:acme@x.org\r\n"
                           "END:VCARD\r\nBEGIN:VCARD\r\nN:Cut;Off\r\n");
-    folder.write("work/b.vcf", "BEGIN:VCARD\nVERSION:3.0\nN:;Ann;;;\nEND:VCARD\n");
+    folder.write("work/b.vcf", "BEGIN:VCARD\nVERSION:3.0\nN:;Ann;;;\nFN:Not Ann\nEND:VCARD\n"
+                               "BEGIN:VCARD\nVERSION:4.0\nFN:Zoë Lee\nEMAIL:zl@x.org\nEND:VCARD\n"
+                               "BEGIN:VCARD\nVERSION:3.0\nN:;;;;\nFN:Ltd\nEND:VCARD\n");
     const std::string noCard = folder.write("c.vcf", "no card at all");
     folder.write("d.txt", "BEGIN:VCARD\nN:;Not read\nEND:VCARD\n");
     std::filesystem::create_symlink("/nowhere", folder / "e.vcf");
@@ -32,7 +34,8 @@ TEST(VCardFolder, ReadsEveryCardOfEveryFile) {
             people.back() += ";" + email;
     }
     EXPECT_THAT(people, testing::ElementsAre("John;Smith;j@x.org;john@home.org", "Zoë;Ärger;zoe@x.org",
-                                             "(none);Acme;acme@x.org", "Ann;(none)"));
+                                             "(none);Acme;acme@x.org", "Ann;(none)",
+                                             "Zoë Lee;(none);zl@x.org", "Ltd;(none)"));
     EXPECT_THAT(log.lines(), testing::ElementsAre("Contacts file " + noCard + " holds no card"));
     EXPECT_TRUE(VCardFolder(folder.path("missing"), log).people().empty());
 }

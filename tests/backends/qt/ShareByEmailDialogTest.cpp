@@ -40,6 +40,8 @@ struct ShareWindow : testing::Test {
                                [](const std::string&, const platform::Dictionary&) {}},
                               "/home/u/Docs/plan.pdf"};
     QLineEdit* line = dialog.findChild<TokenField*>("emails")->edit();
+    QLineEdit* search = dialog.findChild<QLineEdit*>("search");
+    QTreeView* picker = dialog.findChild<QTreeView*>("peoplePicker");
     QPushButton* ok = dialog.findChild<QPushButton*>("ok");
 
     void run(const std::function<void()>& person) {
@@ -52,11 +54,22 @@ struct ShareWindow : testing::Test {
         });
         dialog.runModal();
     }
+    QStringList peopleInPicker() {
+        QStringList rows;
+        for (int row = 0; row < picker->model()->rowCount(); ++row)
+            rows.append(picker->model()->index(row, 0).data().toString() + u' ' +
+                        picker->model()->index(row, 1).data().toString());
+        return rows;
+    }
     std::vector<QWidget*> chips() {
         std::vector<QWidget*> shownChips;
         for (QWidget* token : dialog.findChildren<QWidget*>("token"))
             if (!token->isHidden()) shownChips.push_back(token);
         return shownChips;
+    }
+    QString note() {
+        const auto* label = dialog.findChild<QLabel*>("invalid");
+        return label->isVisible() ? label->text() : QString();
     }
     // The tokens as they are read out, and the text being typed.
     QStringList field() {
@@ -71,12 +84,15 @@ struct ShareWindow : testing::Test {
 TEST_F(ShareWindow, TypesCompletesPicksAndSends) {
     run([&] {
         EXPECT_TRUE(line->hasFocus());
+        key(Qt::Key_Return);
+        ASSERT_TRUE(dialog.isVisible()) << "Enter is OK, also while OK is still disabled";
         type("jo");
         auto* list = dynamic_cast<QAbstractItemView*>(QApplication::activePopupWidget());
         ASSERT_NE(list, nullptr);
         ASSERT_EQ(list->model()->rowCount(), 3);
-        EXPECT_EQ(list->model()->index(0, 0).data().toString(), "joan <joan@x.org>");
-        EXPECT_EQ(list->model()->index(2, 0).data().toString(), "john Smith <j@x.org>");
+        EXPECT_EQ(list->model()->index(0, 0).data().toString(), "Joan <joan@x.org>");
+        EXPECT_EQ(list->model()->index(2, 0).data().toString(), "John Smith <j@x.org>")
+            << "in the person's own letters";
         key(Qt::Key_Down);
         key(Qt::Key_Down);
         key(Qt::Key_Return);
@@ -87,16 +103,21 @@ TEST_F(ShareWindow, TypesCompletesPicksAndSends) {
         type("x@");
         EXPECT_FALSE(ok->isEnabled()) << "what is being typed is no address";
         type(",");
-        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "x@"}));
-        EXPECT_TRUE(ok->isEnabled()) << "a token is not held to the rule";
-        key(Qt::Key_Backspace);
+        EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "x@, not an e-mail address"}));
+        EXPECT_EQ(note(), "Not an e-mail address: x@");
+        key(Qt::Key_Return);
+        click(ok);
+        EXPECT_TRUE(dialog.isVisible()) << "OK sends to nobody who is no address";
+        EXPECT_EQ(QApplication::focusWidget(), chips().at(1)) << "it shows who";
+        key(Qt::Key_Delete);
         EXPECT_EQ(field(), QStringList{"John Smith, j@x.org"});
+        EXPECT_EQ(note(), QString());
 
         type("k@y.org");
-        click(dialog.findChild<QLineEdit*>("search"));
+        click(search);
         EXPECT_EQ(chips().size(), 2U) << "leaving the field ends the entry";
-        auto* picker = dialog.findChild<QTreeView*>("peoplePicker");
-        EXPECT_EQ(picker->model()->rowCount(), 4);
+        EXPECT_EQ(peopleInPicker(), (QStringList{"Joan joan@x.org", "Joan joan@home.org",
+                                                 "John Smith j@x.org", "Ltd l@x.org"}));
         type("home");
         ASSERT_EQ(picker->model()->rowCount(), 1);
         const QPoint row = picker->visualRect(picker->model()->index(0, 1)).center();
@@ -109,6 +130,39 @@ TEST_F(ShareWindow, TypesCompletesPicksAndSends) {
     EXPECT_EQ(dialog.recipients(), (std::vector<std::string>{"j@x.org", "k@y.org", "joan@home.org"}));
 }
 
+TEST_F(ShareWindow, AddsWhomOneSelectsAndSendsByNothingElse) {
+    run([&] {
+        type("k@y.org,");
+        click(search);
+        key(Qt::Key_Return); // nothing is searched for, nobody selected
+        EXPECT_EQ(field(), QStringList{"k@y.org"});
+        type("nobody");
+        EXPECT_FALSE(picker->isVisible());
+        key(Qt::Key_Return);
+        type("smith"); // in place of the former search
+        key(Qt::Key_Return);
+        EXPECT_EQ(field(), (QStringList{"k@y.org", "John Smith, j@x.org"}));
+        search->clear();
+        key(Qt::Key_Down);
+        QTest::keyClick(picker, Qt::Key_Home);
+        QTest::keyClick(picker, Qt::Key_End, Qt::ShiftModifier);
+        click(dialog.findChild<QPushButton*>("add"));
+        const QStringList everybody{"k@y.org", "John Smith, j@x.org", "Joan, joan@x.org",
+                                    "Joan, joan@home.org", "l@x.org"};
+        EXPECT_EQ(field(), everybody) << "all who are selected, nobody twice";
+        QTest::keyClick(chips().at(4), Qt::Key_Delete);
+        picker->setFocus();
+        QTest::keyClick(picker, Qt::Key_End);
+        QTest::keyClick(picker, Qt::Key_Return);
+        EXPECT_EQ(field(), everybody) << "Enter adds";
+        EXPECT_TRUE(dialog.isVisible()) << "and sends nothing";
+        auto* cancel = dialog.findChild<QPushButton*>("cancel");
+        cancel->setFocus();
+        QTest::keyClick(cancel, Qt::Key_Return);
+    });
+    EXPECT_FALSE(dialog.controller().hasSent()) << "Enter on Cancel is Cancel";
+}
+
 TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
     run([&] {
         QString pasted = "\"Smith, John\" <j@x.org>; a@b.de\nbad";
@@ -117,7 +171,8 @@ TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
         QApplication::clipboard()->setText(pasted);
         QTest::keyClick(line, Qt::Key_V, Qt::ControlModifier);
         EXPECT_EQ(chips().size(), 3003U);
-        EXPECT_EQ(field().mid(0, 3), (QStringList{"John Smith, j@x.org", "a@b.de", "bad"}));
+        EXPECT_EQ(field().mid(0, 3),
+                  (QStringList{"John Smith, j@x.org", "a@b.de", "bad, not an e-mail address"}));
         EXPECT_EQ(dialog.recipients().back(), "person2999@example.org");
         key(Qt::Key_Left); // from the line to the last token
         key(Qt::Key_Delete);
@@ -128,6 +183,19 @@ TEST_F(ShareWindow, PastesEditsAndRemovesTokens) {
         line->selectAll();
         type("good@b.de");
         EXPECT_TRUE(ok->isEnabled());
+
+        const int width = dialog.width();
+        const std::string longName(212, 'w');
+        dialog.controller().shareFile({{"remote_path", "/" + longName}, {"isDir", false}});
+        auto* info = dialog.findChild<QLabel*>("textFieldInfo");
+        EXPECT_TRUE(eventually([&] { return info->accessibleName().contains(longName.c_str()); }));
+        type(",");
+        QApplication::clipboard()->setText(QString::fromStdString(longName));
+        QTest::keyClick(line, Qt::Key_V, Qt::ControlModifier);
+        type(",");
+        QCoreApplication::processEvents();
+        EXPECT_EQ(dialog.width(), width) << "names without blanks are broken or shortened";
+        EXPECT_LE(chips().back()->width(), width);
         key(Qt::Key_Escape);
     });
     EXPECT_FALSE(dialog.controller().hasSent());
