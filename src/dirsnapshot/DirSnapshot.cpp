@@ -166,7 +166,7 @@ bool DirSnapshot::writeToFile(const std::string& file, const std::string& withTy
 }
 
 platform::Dictionary DirSnapshot::compareWithSnapshot(const DirSnapshot& other, bool useSHA1) const {
-    const Tree none = snapshot::emptyTree();
+    const Tree none = emptyTree();
     snapshot::ComparedPaths added;
     snapshot::ComparedPaths deleted;
     snapshot::ComparedPaths modified;

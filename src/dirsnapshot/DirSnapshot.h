@@ -60,6 +60,7 @@ using ProgressBlock = std::function<bool(const std::string& path)>;
 using InitializationOption = std::variant<bool, std::vector<std::string>, ProgressBlock>;
 using InitializationOptions = std::map<std::string, InitializationOption, std::less<>>;
 
+using snapshot::emptyTree;
 using snapshot::Tree;
 
 class DirSnapshot {

@@ -203,8 +203,8 @@ platform::Dictionary
 DirSnapshot::compareWithSnapshotUsingHashes(DSNode* current, DSNode* with, bool ignoreDeleted,
                                             const std::vector<std::string>& withExclusions,
                                             std::string_view andBasePath) {
-    const Tree emptyCurrent = snapshot::emptyTree();
-    const Tree emptyPrevious = snapshot::emptyTree();
+    const Tree emptyCurrent = emptyTree();
+    const Tree emptyPrevious = emptyTree();
     if (current == nullptr) current = emptyCurrent.get();
     if (with == nullptr) with = emptyPrevious.get();
     const Exclusions exclusions(withExclusions);

@@ -46,7 +46,7 @@ bool isFolder(const Dictionary& item) {
 // What a snapshot knows of a directory's own entries, without what is below them.
 DirSnapshot entriesOf(const DirSnapshot& snapshot, const std::string& directory, platform::ProcessLog& log) {
     DirSnapshot entries(log);
-    static_cast<void>(entries.setRoot(snapshot::emptyTree()));
+    static_cast<void>(entries.setRoot(dirsnapshot::emptyTree()));
     if (const auto items = snapshot.contentsOfDirectoryAtPath(directory))
         for (const platform::Value& item : *items) {
             const std::string& itemPath = textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey);
