@@ -161,6 +161,7 @@ static const TSyncTranslation tsyncTranslations[] = {
     {"Add", "Hinzufügen", "Ajouter", "Aggiungi", "Añadir"},
     {"Names or e-mail addresses", "Namen oder E-Mail-Adressen", "Noms ou adresses e-mail",
      "Nomi o indirizzi e-mail", "Nombres o direcciones de correo"},
+    {"Clear", "Leeren", "Effacer", "Cancella", "Borrar"},
     {"Edit", "Bearbeiten", "Modifier", "Modifica", "Editar"},
     {"Remove", "Entfernen", "Retirer", "Rimuovi", "Quitar"},
     {"File", "Datei", "Fichier", "File", "Archivo"},
