@@ -8,6 +8,7 @@
 #include "snapshot/DSFlatFile.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <utility>
 
@@ -36,9 +37,34 @@ PatternList listOf(std::vector<std::string>& patterns) {
 
 bool isStoredInDatabase(std::string_view type) { return type == "backup" || type == "sync"; }
 
-void store(platform::Dictionary& result, const char* key, const snapshot::ComparedPaths& paths) {
-    if (paths.count > 0) result.emplace(key, platform::Array(paths.begin(), paths.end()));
+const DSNode* childOf(const DSNode* node, std::uint64_t position) {
+    return static_cast<const DSNode*>(node->children->items[position]->value);
 }
+
+Tree emptyRoot() { return Tree(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory)); }
+
+// One array of a comparison.
+struct Paths {
+    char** paths = nullptr;
+    std::uint64_t count = 0;
+
+    Paths() = default;
+    Paths(const Paths&) = delete;
+    Paths& operator=(const Paths&) = delete;
+    ~Paths() {
+        for (std::uint64_t i = 0; i < count; ++i)
+            std::free(paths[i]);
+        std::free(paths);
+    }
+    void store(platform::Dictionary& result, const char* key) const {
+        if (count == 0) return;
+        platform::Array array;
+        array.reserve(count);
+        for (std::uint64_t i = 0; i < count; ++i)
+            array.emplace_back(paths[i]);
+        result.emplace(key, std::move(array));
+    }
+};
 
 } // namespace
 
@@ -166,20 +192,20 @@ bool DirSnapshot::writeToFile(const std::string& file, const std::string& withTy
 }
 
 platform::Dictionary DirSnapshot::compareWithSnapshot(const DirSnapshot& other, bool useSHA1) const {
-    const Tree none = emptyTree();
-    snapshot::ComparedPaths added;
-    snapshot::ComparedPaths deleted;
-    snapshot::ComparedPaths modified;
-    snapshot::ComparedPaths unchanged;
+    const Tree none = emptyRoot();
+    Paths added;
+    Paths deleted;
+    Paths modified;
+    Paths unchanged;
     DSNodeCompareSnapshotsWithSHA1(_root ? _root.get() : none.get(),
                                    other._root ? other._root.get() : none.get(), &added.paths, &added.count,
                                    &deleted.paths, &deleted.count, &modified.paths, &modified.count,
                                    &unchanged.paths, &unchanged.count, useSHA1 ? 1 : 0);
     platform::Dictionary result;
-    store(result, DirSnapshotAddedPathsKey, added);
-    store(result, DirSnapshotModifiedPathsKey, modified);
-    store(result, DirSnapshotDeletedPathsKey, deleted);
-    store(result, DirSnapshotUnchangedPathsKey, unchanged);
+    added.store(result, DirSnapshotAddedPathsKey);
+    modified.store(result, DirSnapshotModifiedPathsKey);
+    deleted.store(result, DirSnapshotDeletedPathsKey);
+    unchanged.store(result, DirSnapshotUnchangedPathsKey);
     return result;
 }
 
@@ -203,7 +229,7 @@ std::optional<platform::Array> DirSnapshot::contentsOfDirectoryAtPath(const std:
     platform::Array items;
     items.reserve(node->children->count);
     for (std::uint64_t i = 0; i < node->children->count; ++i) {
-        const DSNode* child = snapshot::childAt(node, i);
+        const DSNode* child = childOf(node, i);
         platform::Dictionary item{
             {DirSnapshotNodePathKey, foundation::stringByAppendingPathComponent(path, child->name)}};
         if (child->type == DSNodeTypeDirectory || child->type == DSNodeTypeFile ||
@@ -231,7 +257,7 @@ std::uint64_t DirSnapshot::_countFilesAtPath(const DSNode* top, bool recursive, 
         const DSNode* node = left.back();
         left.pop_back();
         for (std::uint64_t i = 0; i < node->children->count; ++i) {
-            const DSNode* child = snapshot::childAt(node, i);
+            const DSNode* child = childOf(node, i);
             if (child->type != DSNodeTypeDirectory)
                 count += includeHidden || child->name[0] != '.' ? 1U : 0U;
             else if (recursive)
@@ -256,8 +282,9 @@ void DirSnapshot::printAll(const DSNode* top) {
         const DSNode* node = left.back();
         left.pop_back();
         for (std::uint64_t i = node->children->count; i > 0; --i)
-            left.push_back(snapshot::childAt(node, i - 1));
-        const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
+            left.push_back(childOf(node, i - 1));
+        const std::unique_ptr<char, decltype(&std::free)> path(DSNodeCreateStringWithFullPath(node),
+                                                               std::free);
         if (!path) continue; // too long; the engine has said so
         std::printf("%s %ld %ld  ", path.get(), static_cast<long>(node->modifiedTime),
                     static_cast<long>(node->children->count));

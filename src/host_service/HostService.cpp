@@ -17,6 +17,12 @@ constexpr std::chrono::milliseconds announcementInterval{100};
 constexpr std::size_t maximumNamedItems = 256;
 // More directories than any person opens: a host that asks for more is out of order.
 constexpr std::size_t maximumDirectoriesPerHost = 10'000;
+constexpr std::size_t maximumObservedBytesPerHost = std::size_t{4} << 20; // of their URIs
+// Of all directories that a host is told of at once; beyond, no items are named.
+constexpr std::size_t maximumNamedItemsPerHost = 2048;
+// A host that does not listen is looked at so often, and dropped after so many looks.
+constexpr std::chrono::seconds catchUpInterval{1};
+constexpr unsigned maximumCatchUps = 30;
 
 std::vector<FileURL> fileURLs(const std::vector<std::string>& uris) {
     std::vector<FileURL> urls;
@@ -131,54 +137,69 @@ void HostService::explain(std::string uri, std::function<void(Explanation)> answ
 
 // --- observed directories, on the model queue
 
-void HostService::beginObserving(const HostName& host, std::string uri) {
-    modelQueue.dispatch([this, host, uri = std::move(uri)] {
+void HostService::beginObserving(const HostName& name, std::string uri) {
+    modelQueue.dispatch([this, name, uri = std::move(uri)] {
         const auto directory = FileURL::withURI(uri);
-        std::size_t& count = observedByHost[host];
-        if (!directory || count >= maximumDirectoriesPerHost) {
+        Host& host = hosts[name];
+        if (!directory || host.count >= maximumDirectoriesPerHost ||
+            host.bytes + uri.size() > maximumObservedBytesPerHost) {
             log.error("Ignored a directory that a file manager shows: ", uri);
             return;
         }
-        ++count;
-        ++observed[keyOf(*directory)].hosts[host][uri];
+        ++host.count;
+        host.bytes += uri.size();
+        auto& entry = *observed.try_emplace(keyOf(*directory)).first;
+        ++entry.second.hosts[name][uri];
+        host.directories.insert(&entry);
         finderSync->beginObservingDirectoryAtURL(*directory);
     });
 }
 
-void HostService::endObserving(const HostName& host, std::string uri) {
-    modelQueue.dispatch([this, host, uri = std::move(uri)] {
+void HostService::endObserving(const HostName& name, std::string uri) {
+    modelQueue.dispatch([this, name, uri = std::move(uri)] {
+        const auto host = hosts.find(name);
         const auto directory = FileURL::withURI(uri);
-        const auto entry = directory ? observed.find(keyOf(*directory)) : observed.end();
-        if (entry != observed.end() && entry->second.hosts.contains(host) &&
-            entry->second.hosts[host].contains(uri))
-            release(entry, host, uri, 1);
+        if (host == hosts.end() || !directory) return;
+        const auto entry = observed.find(keyOf(*directory));
+        if (entry == observed.end()) return;
+        const auto held = entry->second.hosts.find(name);
+        if (held != entry->second.hosts.end() && held->second.contains(uri))
+            release(host->second, name, *entry, uri, 1);
     });
 }
 
-void HostService::hostGone(const HostName& host) {
-    modelQueue.dispatch([this, host] {
-        for (auto entry = observed.begin(); entry != observed.end();) {
-            const auto current = entry++;
-            const auto held = current->second.hosts.find(host);
-            if (held == current->second.hosts.end()) continue;
-            const auto spellings = held->second;
-            for (const auto& [uri, count] : spellings)
-                release(current, host, uri, count);
-        }
-        observedByHost.erase(host);
-    });
+void HostService::hostGone(const HostName& name) {
+    modelQueue.dispatch([this, name] { forget(name); });
 }
 
-void HostService::release(std::unordered_map<std::string, Observed>::iterator directory, const HostName& host,
+void HostService::forget(const HostName& name) {
+    behind.erase(name);
+    const auto host = hosts.find(name);
+    if (host == hosts.end()) return;
+    const auto directories = host->second.directories;
+    for (Directories::value_type* directory : directories) {
+        const auto spellings = directory->second.hosts.at(name);
+        for (const auto& [uri, count] : spellings)
+            release(host->second, name, *directory, uri, count);
+    }
+    hosts.erase(host);
+}
+
+void HostService::release(Host& host, const HostName& name, Directories::value_type& directory,
                           const std::string& uri, unsigned count) {
-    auto& spellings = directory->second.hosts[host];
-    spellings[uri] -= count;
-    if (spellings[uri] == 0) spellings.erase(uri);
-    if (spellings.empty()) directory->second.hosts.erase(host);
-    observedByHost[host] -= count;
-    if (directory->second.hosts.empty()) observed.erase(directory);
+    host.count -= count;
+    host.bytes -= count * uri.size();
     for (unsigned i = 0; i < count; ++i)
         finderSync->endObservingDirectoryAtURL(*FileURL::withURI(uri));
+    auto& spellings = directory.second.hosts.at(name);
+    const auto spelling = spellings.find(uri);
+    spelling->second -= count;
+    if (spelling->second > 0) return;
+    spellings.erase(spelling);
+    if (!spellings.empty()) return;
+    directory.second.hosts.erase(name);
+    host.directories.erase(&directory);
+    if (directory.second.hosts.empty()) observed.erase(observed.find(directory.first));
 }
 
 // --- changes, on the model queue
@@ -222,12 +243,15 @@ void HostService::announce() {
     isAnnouncing = false;
     lastAnnouncement = std::chrono::steady_clock::now();
     std::map<HostName, std::vector<DirectoryChange>> changes;
+    std::map<HostName, std::size_t> named;
     for (auto& [path, directory] : observed) {
         if (!directory.everyItem && directory.itemNames.empty()) continue;
         for (const auto& [host, spellings] : directory.hosts) {
+            if (behind.contains(host)) continue; // is told everything once it listens
             for (const auto& [uri, count] : spellings) {
                 DirectoryChange change{uri, {}};
-                if (!directory.everyItem)
+                if (!directory.everyItem &&
+                    (named[host] += directory.itemNames.size()) <= maximumNamedItemsPerHost)
                     for (const std::string& name : directory.itemNames)
                         change.items.push_back(childURI(uri, name));
                 changes[host].push_back(std::move(change));
@@ -238,8 +262,41 @@ void HostService::announce() {
     }
     if (sink == nullptr) return;
     const std::uint64_t sequence = finderSync->badgeState()->sequence();
-    for (const auto& [host, directories] : changes)
-        sink->badgesChanged(host, sequence, directories);
+    for (const auto& [host, directories] : changes) {
+        if (sink->isListening(host))
+            sink->badgesChanged(host, sequence, directories);
+        else
+            behind.emplace(host, 0);
+    }
+    catchUpLater();
+}
+
+void HostService::catchUpLater() {
+    if (isCatchingUp || behind.empty()) return;
+    isCatchingUp = true;
+    modelQueue.dispatchAfter(catchUpInterval, [this] { catchUp(); });
+}
+
+void HostService::catchUp() {
+    isCatchingUp = false;
+    const std::uint64_t sequence = finderSync->badgeState()->sequence();
+    for (auto each = behind.begin(); each != behind.end();) {
+        auto& [name, misses] = *each++;
+        if (sink->isListening(name)) {
+            std::vector<DirectoryChange> changes;
+            for (const Directories::value_type* directory : hosts[name].directories)
+                for (const auto& [uri, count] : directory->second.hosts.at(name))
+                    changes.push_back({uri, {}});
+            if (!changes.empty()) sink->badgesChanged(name, sequence, changes);
+            behind.erase(name);
+        } else if (++misses >= maximumCatchUps) {
+            const HostName dropped = name;
+            log.error("Dropped a file manager that does not read what it is sent: ", dropped);
+            forget(dropped);
+            sink->hostDropped(dropped);
+        }
+    }
+    catchUpLater();
 }
 
 // --- activations
@@ -308,14 +365,14 @@ void HostService::status(std::function<void(platform::Dictionary)> answer) {
             roots.emplace_back(root.uri());
         std::size_t directories = 0;
         platform::Array hostNames;
-        for (const auto& [host, count] : observedByHost) {
-            directories += count;
-            hostNames.emplace_back(host);
+        for (const auto& [name, host] : hosts) {
+            directories += host.count;
+            hostNames.emplace_back(name);
         }
         answer({{"roots", std::move(roots)},
                 {"uploading", static_cast<std::int64_t>(state->uploadingFiles()->size())},
                 {"sequence", static_cast<std::int64_t>(state->sequence())},
-                {"hosts", static_cast<std::int64_t>(observedByHost.size())},
+                {"hosts", static_cast<std::int64_t>(hosts.size())},
                 {"hostNames", std::move(hostNames)},
                 {"badgesShown", showsBadges},
                 {"menuShown", showsMenu.load()},

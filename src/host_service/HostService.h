@@ -48,6 +48,8 @@ struct BadgeBatch {
 // What a host is told without asking.
 class HostSink {
   public:
+    // Whether the host reads what it is sent. One that does not is told nothing until it does.
+    virtual bool isListening(const HostName& host) = 0;
     // An answer with a smaller sequence number is older than this change.
     virtual void badgesChanged(const HostName& host, std::uint64_t sequence,
                                const std::vector<DirectoryChange>& changes) = 0;
@@ -56,6 +58,9 @@ class HostSink {
                                     const extension::CommandOutcome& outcome) = 0;
     // The menus per class are other ones now.
     virtual void menusChanged() = 0;
+    // The host has not listened for so long that what it observes is forgotten. When it listens again, it has
+    // to begin anew.
+    virtual void hostDropped(const HostName& host) = 0;
 
   protected:
     ~HostSink() = default;
@@ -153,11 +158,20 @@ class HostService final : public platform::FIFinderSyncController, public extens
         bool everyItem = false;                    // pending: any item may have changed
         std::unordered_set<std::string> itemNames; // pending: these have
     };
+    using Directories = std::unordered_map<std::string, Observed>;
+    struct Host {
+        std::unordered_set<Directories::value_type*> directories; // that it shows
+        std::size_t count = 0;                                    // of its observations
+        std::size_t bytes = 0;                                    // of their URIs
+    };
 
-    void release(std::unordered_map<std::string, Observed>::iterator directory, const HostName& host,
-                 const std::string& uri, unsigned count);
+    void forget(const HostName& host);
+    void release(Host& host, const HostName& name, Directories::value_type& directory, const std::string& uri,
+                 unsigned count);
     void announceLater();
     void announce();
+    void catchUpLater();
+    void catchUp();
 
     platform::ProcessLog& log;
     platform::Queue& modelQueue;
@@ -174,9 +188,13 @@ class HostService final : public platform::FIFinderSyncController, public extens
     std::uint64_t lastActivation = 0;                         // guarded by the tables' lock
 
     // Model queue only.
-    std::unordered_map<std::string, Observed> observed; // by the directory's standard path
-    std::map<HostName, std::size_t> observedByHost;     // how many directories each host shows
-    bool isAnnouncing = false;                          // an announcement is on its way
+    Directories observed; // by the directory's standard path
+    std::map<HostName, Host> hosts;
+    // The hosts that do not listen, and how often in a row they were found so. Any item of theirs may have
+    // changed.
+    std::map<HostName, unsigned> behind;
+    bool isAnnouncing = false; // an announcement is on its way
+    bool isCatchingUp = false; // a look at those behind is
     bool showsBadges = true;
     std::chrono::steady_clock::time_point lastAnnouncement;
 };

@@ -1,7 +1,6 @@
 // The part of the daemon that answers for the items of the space.
 #include "platform/FileURL.h"
 #include "sandbox/Daemon.h"
-#include "sandbox/paths.h"
 
 #include <algorithm>
 #include <utility>

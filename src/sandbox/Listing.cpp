@@ -2,7 +2,6 @@
 
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/FileAttributes.h"
-#include "sandbox/paths.h"
 
 #include <sys/stat.h>
 

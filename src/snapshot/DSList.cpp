@@ -109,16 +109,6 @@ void attach(DSList* list, DSListNode* link) {
     list->tail = link;
 }
 
-// Appends to a children list a node of which it is known how its name stands to the last one's.
-void appendNode(DSList* list, DSNode* node, uint32_t order) {
-    makeRoom(list);
-    DSListNode* link = makeLink(list, node);
-    keepOrder(list, order);
-    if (NameIndex* index = storeOf(list)->index) index->append(node);
-    if (link == linkInside(node)) remember(node, list->_gap + list->count);
-    attach(list, link);
-}
-
 // Makes every child remember its slot again.
 void rememberAll(DSList* list) {
     for (uint64_t i = 0; i < list->count; i++)
@@ -228,8 +218,15 @@ void reserve(DSList* list, uint64_t capacity) {
 }
 
 void appendChild(DSNode* parent, DSNode* node, uint32_t order) {
+    DSList* list = parent->children;
     node->parent = parent;
-    appendNode(parent->children, node, order);
+    makeRoom(list);
+    DSListNode* link = linkInside(node);
+    *link = {node, nullptr};
+    keepOrder(list, order);
+    if (NameIndex* index = storeOf(list)->index) index->append(node);
+    remember(node, list->_gap + list->count);
+    attach(list, link);
 }
 
 } // namespace snapshot
@@ -266,12 +263,17 @@ void DSListSetFreeCallback(DSList* list, DSListFreeCallback callback) noexcept {
 }
 
 void DSListAppendValue(DSList* list, void* value) noexcept {
-    if ((list->_flags & kListOfChildren) == 0) {
-        makeRoom(list);
-        attach(list, makeLink(list, value));
-    } else if (auto* node = static_cast<DSNode*>(value)) { // a directory has no absent children
-        appendNode(list, node, list->count > 0 ? orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node)) : 0);
+    bool areNodes = (list->_flags & kListOfChildren) != 0;
+    if (areNodes && value == nullptr) return; // a directory has no absent children
+    makeRoom(list);
+    DSListNode* link = makeLink(list, value);
+    if (areNodes) {
+        auto* node = static_cast<DSNode*>(value);
+        keepOrder(list, list->count > 0 ? orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node)) : 0);
+        if (NameIndex* index = storeOf(list)->index) index->append(node);
+        if (link == linkInside(node)) remember(node, list->_gap + list->count);
     }
+    attach(list, link);
 }
 
 void DSListRemoveValue(DSList* list, const void* value) noexcept {

@@ -32,8 +32,11 @@ class RecordingSink final : public host_service::HostSink {
                           outcome.message.english());
     }
     void menusChanged() override { signals.push_back("menus"); }
+    bool isListening(const host_service::HostName& host) override { return host != deaf; }
+    void hostDropped(const host_service::HostName& host) override { signals.push_back(host + " dropped"); }
     std::vector<std::string> take() { return std::exchange(signals, {}); }
     std::vector<std::string> signals;
+    host_service::HostName deaf;
 };
 
 class HostServiceTest : public testing::Test, protected support::ExtensionParts {
@@ -67,6 +70,11 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
                                   (each.isInSync ? " in" : "") + (each.isRoot ? " root" : ""));
         });
         return answers;
+    }
+    std::int64_t count(const char* entry) {
+        platform::Dictionary status;
+        service.status([&](const platform::Dictionary& given) { status = given; });
+        return *status[entry].signedInteger();
     }
     // What was told, with what still waited for its time.
     std::vector<std::string> announced() {
@@ -107,11 +115,59 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
     uploads(many);
     EXPECT_THAT(announced(), testing::Contains("A: file:///r/d:")) << "so many items stand for any item";
 
+    uploads({"/r/d/f"});
+    EXPECT_GT(announced().size(), 0U);
+    uploads({});
+    EXPECT_THAT(announced(), testing::Contains("A: file:///r/d: file:///r/d/f")) << "no longer any item";
+    service.beginObserving("A", "file:///");
+    uploads({"/r/d/f"});
+    EXPECT_THAT(announced(), testing::Contains("A: file:///: file:///r"));
+    service.endObserving("A", "file:///");
+
+    service.endObserving("A", "file:///r/d/"); // not as it was begun
+    EXPECT_EQ(finderSync.numberOfObservedPaths(), 3);
     service.endObserving("A", "file:///r/d");
     service.hostGone("B");
     EXPECT_EQ(finderSync.numberOfObservedPaths(), 1);
+    EXPECT_EQ(count("hosts"), 1);
     post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"localPath", "/r"}});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+}
+
+TEST_F(HostServiceTest, TellsAHostThatDoesNotListenOnceItDoesOrDropsIt) {
+    service.beginObserving("A", "file:///r");
+    service.beginObserving("A", "file:///r/d");
+    service.beginObserving("B", "file:///r");
+    sink.deaf = "A";
+    uploads({"/r/d/f"});
+    uploads({});
+    EXPECT_THAT(announced(), testing::Each("B: file:///r: file:///r/d"));
+    sink.deaf = "";
+    EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///r:", "A: file:///r/d:"))
+        << "any item may have changed";
+    EXPECT_THAT(announced(), IsEmpty());
+
+    sink.deaf = "A";
+    uploads({"/r/d/f"});
+    std::vector<std::string> told;
+    for (int second = 0; second < 60; ++second)
+        for (const std::string& signal : announced())
+            told.push_back(signal);
+    EXPECT_THAT(told, ElementsAre("B: file:///r: file:///r/d", "A dropped"));
+    EXPECT_EQ(count("hosts"), 1);
+    EXPECT_EQ(count("observed"), 1);
+    EXPECT_THAT(model.delayed, IsEmpty()) << "nobody is waited for";
+    sink.deaf = "";
+    service.beginObserving("A", "file:///r");
+    uploads({});
+    EXPECT_THAT(announced(), testing::SizeIs(2));
+
+    // However much a host asks for, what it costs is bounded.
+    service.hostGone("B");
+    const std::string longName(1000, 'x');
+    for (int i = 0; i < 5000; ++i)
+        service.beginObserving("B", "file:///r/" + longName + std::to_string(i));
+    EXPECT_LT(count("observed"), 4200);
 }
 
 TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {

@@ -28,35 +28,51 @@ void visitBelow(DSNode* node, bool recursive, Visit visit) {
         void enter() {}
         void item(std::string_view path, const DSNode& item) { visit(path, item); }
     } visitor{visit};
-    const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
-    if (!path) return;
-    const std::string prefix = strcmp(path.get(), "/") == 0 ? "" : path.get();
+    char* path = DSNodeCreateStringWithFullPath(node);
+    if (path == nullptr) return;
+    std::string prefix = strcmp(path, "/") == 0 ? "" : path;
+    free(path);
     if (recursive) {
         snapshot::StoredItems<Visitor>(visitor).visitBelow(prefix, node);
         return;
     }
     for (uint64_t i = 0; i < node->children->count; i++) {
-        const DSNode* child = snapshot::childAt(node, i);
+        const auto* child = static_cast<const DSNode*>(node->children->items[i]->value);
         visit(prefix + "/" + child->name, *child);
     }
 }
 
 std::string pathOf(const DSNode* node) {
-    const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
-    return path ? path.get() : "";
+    char* path = DSNodeCreateStringWithFullPath(node);
+    std::string text = path != nullptr ? path : "";
+    free(path);
+    return text;
 }
 
-platform::Value valueOf(const snapshot::ComparedPaths& paths) {
-    platform::Array array;
-    for (const char* path : paths)
-        array.emplace_back(jsonString(path));
-    return array;
-}
+// One of the arrays of a comparison.
+struct Paths {
+    char** paths = nullptr;
+    uint64_t count = 0;
 
-void print(char letter, const snapshot::ComparedPaths& paths) {
-    for (const char* path : paths)
-        printf("%c %s\n", letter, path);
-}
+    Paths() = default;
+    Paths(const Paths&) = delete;
+    Paths& operator=(const Paths&) = delete;
+    ~Paths() {
+        for (uint64_t i = 0; i < count; i++)
+            free(paths[i]);
+        free(paths);
+    }
+    platform::Value value() const {
+        platform::Array array;
+        for (uint64_t i = 0; i < count; i++)
+            array.emplace_back(jsonString(paths[i]));
+        return array;
+    }
+    void print(char letter) const {
+        for (uint64_t i = 0; i < count; i++)
+            printf("%c %s\n", letter, paths[i]);
+    }
+};
 
 // The items of one category of a comparison by digests.
 class Items {
@@ -139,22 +155,22 @@ ExitCode diff(const Source& older, const Source& newer, bool json) {
     LoadedTree previous = scanOrLoad(older.path, older.type);
     LoadedTree current = scanOrLoad(newer.path, newer.type);
     if (previous.root == nullptr || current.root == nullptr) return kTrouble;
-    snapshot::ComparedPaths added;
-    snapshot::ComparedPaths deleted;
-    snapshot::ComparedPaths modified;
-    snapshot::ComparedPaths unchanged;
+    Paths added;
+    Paths deleted;
+    Paths modified;
+    Paths unchanged;
     DSNodeCompareSnapshotsWithSHA1(current.root.get(), previous.root.get(), &added.paths, &added.count,
                                    &deleted.paths, &deleted.count, &modified.paths, &modified.count,
                                    &unchanged.paths, &unchanged.count, 0);
     if (json) {
-        printJson(platform::Dictionary{{"added", valueOf(added)},
-                                       {"modified", valueOf(modified)},
-                                       {"deleted", valueOf(deleted)},
-                                       {"unchanged", valueOf(unchanged)}});
+        printJson(platform::Dictionary{{"added", added.value()},
+                                       {"modified", modified.value()},
+                                       {"deleted", deleted.value()},
+                                       {"unchanged", unchanged.value()}});
     } else {
-        print('A', added);
-        print('M', modified);
-        print('D', deleted);
+        added.print('A');
+        modified.print('M');
+        deleted.print('D');
     }
     if (!previous.complete || !current.complete) return kTrouble;
     return added.count + modified.count + deleted.count > 0 ? kDifferent : kSame;

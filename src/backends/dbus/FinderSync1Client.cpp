@@ -182,13 +182,32 @@ void FinderSync1Client::watch(
             for (const auto& directory : directories)
                 pending.push_back({directory.get<0>(), directory.get<1>()});
         });
-    for (const std::string& uri : directoryURIs) {
-        auto call = makeCall(FINDER_SYNC_BEGIN_OBSERVING);
-        call << uri;
-        send(call);
-    }
+    // When this program has not read for long, as behind a pager, the extension has forgotten it.
+    bool isForgotten = false;
+    bool beginsAnew = false;
+    const auto directories = connection->addMatch("type='signal',interface='" FINDER_SYNC_INTERFACE
+                                                  "',member='" FINDER_SYNC_DIRECTORIES_CHANGED "'",
+                                                  [&](sdbus::Message& message) {
+                                                      bool isSet = false;
+                                                      message >> isSet;
+                                                      beginsAnew = beginsAnew || (isForgotten && isSet);
+                                                      isForgotten = !isSet;
+                                                  });
+    const auto observe = [&] {
+        for (const std::string& uri : directoryURIs) {
+            auto call = makeCall(FINDER_SYNC_BEGIN_OBSERVING);
+            call << uri;
+            send(call);
+        }
+    };
+    observe();
     bool goesOn = changed({});
     processUntil([&] {
+        if (std::exchange(beginsAnew, false)) {
+            observe();
+            for (const std::string& uri : directoryURIs)
+                pending.push_back({uri, {}});
+        }
         if (goesOn && !pending.empty()) {
             const auto changes = std::exchange(pending, {});
             goesOn = changed(changes);

@@ -9,6 +9,17 @@ namespace {
 
 using host_service::HostName;
 
+// Bytes that may wait for a host. Above the first it is not told of changes, which it asks for when it reads
+// again; above the second its calls are passed over.
+constexpr std::size_t mostForSignals = std::size_t{256} << 10;
+constexpr std::size_t mostForAnswers = std::size_t{4} << 20;
+
+// About the size of a message on the bus: of one with nothing in it, of a menu, of each text beside its
+// bytes.
+constexpr std::size_t emptyMessage = 200;
+constexpr std::size_t menuMessage = 2000;
+constexpr std::size_t textFrame = 8;
+
 void appendMenuItems(sdbus::Message& message, const platform::Menu& menu) {
     message.openContainer("v");
     for (const platform::MenuItemHandle& item : menu.items()) {
@@ -46,8 +57,12 @@ std::string nameOf(const extension::BadgeAnswer& answer) {
 
 FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService,
                                        std::string programVersion)
-    : bus(sharedBus), service(hostService), version(std::move(programVersion)),
-      object(sdbus::createObject(bus.connection(), FINDER_SYNC_OBJECT_PATH)) {
+    : bus(sharedBus), service(hostService), version(std::move(programVersion)), unread(bus),
+      object(sdbus::createObject(bus.connection(), FINDER_SYNC_OBJECT_PATH)),
+      // In place before the first call comes, so that nobody can leave unseen.
+      departures(watchDepartures(bus, [this](const std::string& process) {
+          if (unread.leaves(process)) service.hostGone(process);
+      })) {
     using Self = FinderSync1Service;
     add(FINDER_SYNC_BADGES_FOR_ITEMS, FINDER_SYNC_BADGES_FOR_ITEMS_IN, {"uris"},
         FINDER_SYNC_BADGES_FOR_ITEMS_OUT, {"sequence", "answers"}, &Self::badgesForItems);
@@ -86,7 +101,9 @@ void FinderSync1Service::add(const char* name, const char* in, const std::vector
         FINDER_SYNC_INTERFACE, name, in, inNames, out, outNames, [this, method](sdbus::MethodCall call) {
             if (!isServing)
                 throw sdbus::Error(FINDER_SYNC_ERROR_NOT_READY, "the extension has not started yet");
-            (this->*method)(call);
+            const std::string host = call.getSender();
+            unread.comes(host);
+            if (!unread.exceeds(host, mostForAnswers)) (this->*method)(call);
         });
 }
 
@@ -102,8 +119,9 @@ bool FinderSync1Service::requestName() {
 }
 
 template <typename Fill>
-void FinderSync1Service::reply(const sdbus::MethodCall& call, Fill&& fill) {
+void FinderSync1Service::reply(const sdbus::MethodCall& call, std::size_t size, Fill&& fill) {
     if (call.doesntExpectReply()) return;
+    unread.sent(call.getSender(), emptyMessage + size);
     try {
         sdbus::MethodReply answer = call.createReply();
         fill(answer);
@@ -115,7 +133,9 @@ void FinderSync1Service::reply(const sdbus::MethodCall& call, Fill&& fill) {
 }
 
 template <typename Fill>
-void FinderSync1Service::emit(const char* name, const std::string& destination, Fill&& fill) {
+void FinderSync1Service::emit(const char* name, const std::string& destination, std::size_t size,
+                              Fill&& fill) {
+    if (!destination.empty()) unread.sent(destination, emptyMessage + size);
     try {
         sdbus::Signal signal = object->createSignal(FINDER_SYNC_INTERFACE, name);
         if (!destination.empty()) signal.setDestination(destination);
@@ -133,7 +153,7 @@ void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
     std::vector<std::string> uris;
     call >> uris;
     service.badges(std::move(uris), [this, call](const host_service::BadgeBatch& batch) {
-        reply(call, [&batch](sdbus::MethodReply& answer) {
+        reply(call, batch.answers.size() * (3 * textFrame), [&batch](sdbus::MethodReply& answer) {
             answer << batch.sequence;
             answer.openContainer("(" FINDER_SYNC_ANSWER_FIELDS ")");
             for (const extension::BadgeAnswer& item : batch.answers) {
@@ -152,12 +172,13 @@ void FinderSync1Service::menuForItems(sdbus::MethodCall& call) {
     call >> kind >> uris;
     service.menu(static_cast<platform::FIMenuKind>(kind), std::move(uris),
                  [this, call](const platform::MenuHandle& menu) {
-                     reply(call, [&menu](sdbus::MethodReply& answer) { appendMenuItems(answer, *menu); });
+                     reply(call, menuMessage,
+                           [&menu](sdbus::MethodReply& answer) { appendMenuItems(answer, *menu); });
                  });
 }
 
 void FinderSync1Service::menusByClass(sdbus::MethodCall& call) {
-    reply(call, [this](sdbus::MethodReply& answer) {
+    reply(call, 7 * menuMessage, [this](sdbus::MethodReply& answer) {
         answer.openContainer("{sav}");
         for (const auto& [name, menu] : service.menusByClass()) {
             answer.openDictEntry("sav");
@@ -178,58 +199,48 @@ void FinderSync1Service::activate(sdbus::MethodCall& call) {
     std::string message;
     const auto number = service.activate(std::move(activation), message);
     if (!number) throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", message);
-    reply(call, [number](sdbus::MethodReply& answer) { answer << *number; });
+    reply(call, 0, [number](sdbus::MethodReply& answer) { answer << *number; });
 }
 
 void FinderSync1Service::beginObserving(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
-    const std::string host = call.getSender();
-    watchHost(host);
-    service.beginObserving(host, std::move(uri));
-    reply(call, [](sdbus::MethodReply&) {});
+    service.beginObserving(call.getSender(), std::move(uri));
+    reply(call, 0, [](sdbus::MethodReply&) {});
 }
 
 void FinderSync1Service::endObserving(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
     service.endObserving(call.getSender(), std::move(uri));
-    reply(call, [](sdbus::MethodReply&) {});
-}
-
-void FinderSync1Service::watchHost(const std::string& host) {
-    // A watch cannot be let go by its own call: that is done here, at the next host that comes.
-    for (const std::string& gone : departedHosts)
-        watchedHosts.erase(gone);
-    departedHosts.clear();
-    if (watchedHosts.contains(host)) return;
-    watchedHosts.emplace(
-        host, watchNameOwner(bus, host, [this, host](const std::string&, const std::string& after) {
-            if (!after.empty()) return;
-            service.hostGone(host);
-            departedHosts.push_back(host);
-        }));
+    reply(call, 0, [](sdbus::MethodReply&) {});
 }
 
 void FinderSync1Service::explain(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
     service.explain(std::move(uri), [this, call](const host_service::Explanation& explanation) {
-        reply(call, [&explanation](sdbus::MethodReply& answer) {
-            answer << explanation.badge << explanation.rule << explanation.root << explanation.file;
-        });
+        reply(call, explanation.root.size() + explanation.file.size(),
+              [&explanation](sdbus::MethodReply& answer) {
+                  answer << explanation.badge << explanation.rule << explanation.root << explanation.file;
+              });
     });
 }
 
 void FinderSync1Service::statusOf(sdbus::MethodCall& call) {
     service.status([this, call](const platform::Dictionary& status) {
-        reply(call,
+        std::size_t size = menuMessage;
+        for (const auto& [key, value] : status)
+            if (value.array() != nullptr)
+                for (const platform::Value& item : *value.array())
+                    size += 2 * textFrame + (item.string() != nullptr ? item.string()->size() : 0);
+        reply(call, size,
               [&status](sdbus::MethodReply& answer) { appendValue(answer, FINDER_SYNC_STATUS_OUT, status); });
     });
 }
 
 void FinderSync1Service::badgeTable(sdbus::MethodCall& call) {
-    reply(call, [this](sdbus::MethodReply& answer) {
+    reply(call, menuMessage, [this](sdbus::MethodReply& answer) {
         answer.openContainer("(" FINDER_SYNC_BADGE_FIELDS ")");
         for (const host_service::RegisteredBadge& badge : service.badgeTable()) {
             answer.openStruct(FINDER_SYNC_BADGE_FIELDS);
@@ -241,18 +252,27 @@ void FinderSync1Service::badgeTable(sdbus::MethodCall& call) {
 }
 
 void FinderSync1Service::watchedDirectories(sdbus::MethodCall& call) {
-    reply(call, [this](sdbus::MethodReply& answer) { appendURIs(answer, service.watchedDirectories()); });
+    reply(call, menuMessage,
+          [this](sdbus::MethodReply& answer) { appendURIs(answer, service.watchedDirectories()); });
 }
 
 void FinderSync1Service::versionOf(sdbus::MethodCall& call) {
-    reply(call, [this](sdbus::MethodReply& answer) { answer << version; });
+    reply(call, 0, [this](sdbus::MethodReply& answer) { answer << version; });
 }
 
 // --- signals
 
+bool FinderSync1Service::isListening(const HostName& host) { return !unread.exceeds(host, mostForSignals); }
+
 void FinderSync1Service::badgesChanged(const HostName& host, std::uint64_t sequence,
                                        const std::vector<host_service::DirectoryChange>& changes) {
-    emit(FINDER_SYNC_BADGES_CHANGED, host, [&](sdbus::Signal& signal) {
+    std::size_t size = 0;
+    for (const host_service::DirectoryChange& change : changes) {
+        size += change.directory.size() + 2 * textFrame;
+        for (const std::string& item : change.items)
+            size += item.size() + textFrame;
+    }
+    emit(FINDER_SYNC_BADGES_CHANGED, host, size, [&](sdbus::Signal& signal) {
         signal << sequence;
         signal.openContainer("(" FINDER_SYNC_CHANGE_FIELDS ")");
         for (const host_service::DirectoryChange& change : changes) {
@@ -265,19 +285,30 @@ void FinderSync1Service::badgesChanged(const HostName& host, std::uint64_t seque
 }
 
 void FinderSync1Service::directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) {
-    emit(FINDER_SYNC_DIRECTORIES_CHANGED, "",
+    emit(FINDER_SYNC_DIRECTORIES_CHANGED, "", 0,
          [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
+}
+
+// It finds these two when it reads again: that nothing is watched any more, and then what is.
+void FinderSync1Service::hostDropped(const HostName& host) {
+    for (const auto& directories :
+         {std::optional<std::set<platform::FileURL>>(), service.watchedDirectories()})
+        emit(FINDER_SYNC_DIRECTORIES_CHANGED, host, menuMessage,
+             [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
 }
 
 void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t number,
                                             const extension::CommandOutcome& outcome) {
-    emit(FINDER_SYNC_ACTIVATION_FINISHED, host, [&](sdbus::Signal& signal) {
+    std::size_t size = outcome.message.format.size();
+    for (const std::string& argument : outcome.message.arguments)
+        size += argument.size() + textFrame;
+    emit(FINDER_SYNC_ACTIVATION_FINISHED, host, size, [&](sdbus::Signal& signal) {
         signal << number << outcome.succeeded << outcome.message.format << outcome.message.arguments;
     });
 }
 
 void FinderSync1Service::menusChanged() {
-    emit(FINDER_SYNC_MENUS_CHANGED, "", [](sdbus::Signal&) {});
+    emit(FINDER_SYNC_MENUS_CHANGED, "", 0, [](sdbus::Signal&) {});
 }
 
 } // namespace backends::dbus

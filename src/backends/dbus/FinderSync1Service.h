@@ -1,18 +1,18 @@
 // The host interface on the bus: exports FinderSync1 and hands the calls to the host service. Introspection:
 // resources/dbus/com.quarnhold.TovikDrive_Quen.FinderSync1.xml.
 //
-// Calls arrive on the bus thread and are answered when the host service answers. A caller that observes a
-// directory is watched: when it leaves the bus, its directories are dropped.
+// Calls arrive on the bus thread and are answered when the host service answers. The service is told when a
+// caller has left the bus. A caller that does not read what it is sent is first told no more of changes; then
+// its calls are passed over, without an answer.
 #pragma once
 
 #include "backends/dbus/Bus.h"
+#include "backends/dbus/UnreadBytes.h"
 #include "host_service/HostService.h"
 #include "platform/Subscription.h"
 
 #include <atomic>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace backends::dbus {
@@ -30,12 +30,14 @@ class FinderSync1Service final : public host_service::HostSink {
     // session has it. Until then a caller that knows the unique name gets an error.
     bool requestName();
 
+    bool isListening(const host_service::HostName& host) override;
     void badgesChanged(const host_service::HostName& host, std::uint64_t sequence,
                        const std::vector<host_service::DirectoryChange>& changes) override;
     void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) override;
     void activationFinished(const host_service::HostName& host, std::uint64_t number,
                             const extension::CommandOutcome& outcome) override;
     void menusChanged() override;
+    void hostDropped(const host_service::HostName& host) override;
 
   private:
     using Method = void (FinderSync1Service::*)(sdbus::MethodCall&);
@@ -52,21 +54,19 @@ class FinderSync1Service final : public host_service::HostSink {
     void badgeTable(sdbus::MethodCall& call);
     void watchedDirectories(sdbus::MethodCall& call);
     void versionOf(sdbus::MethodCall& call);
+    // `size`: about how many bytes the message has.
     template <typename Fill>
-    void reply(const sdbus::MethodCall& call, Fill&& fill);
+    void reply(const sdbus::MethodCall& call, std::size_t size, Fill&& fill);
     template <typename Fill>
-    void emit(const char* signal, const std::string& destination, Fill&& fill);
-    void watchHost(const std::string& host);
+    void emit(const char* signal, const std::string& destination, std::size_t size, Fill&& fill);
 
     Bus& bus;
     host_service::HostService& service;
     std::string version;
     std::atomic<bool> isServing = false;
+    UnreadBytes unread;
     std::unique_ptr<sdbus::IObject> object;
-
-    // Bus thread only, but for the destructor.
-    std::map<std::string, platform::Subscription> watchedHosts;
-    std::vector<std::string> departedHosts; // of those, the ones that have left the bus
+    platform::Subscription departures;
 };
 
 } // namespace backends::dbus

@@ -8,22 +8,39 @@ namespace {
 constexpr auto busService = "org.freedesktop.DBus";
 constexpr auto busObject = "/org/freedesktop/DBus";
 
-} // namespace
-
-platform::Subscription watchNameOwner(Bus& bus, const std::string& name, NameOwnerHandler handler) {
+platform::Subscription
+watch(Bus& bus, const std::string& condition,
+      std::function<void(const std::string& name, const std::string& before, const std::string& after)>
+          handler) {
     const auto slot = std::make_shared<sdbus::Slot>(bus.connection().addMatch(
         "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-        "member='NameOwnerChanged',arg0='" +
-            name + "'",
+        "member='NameOwnerChanged'," +
+            condition,
         [handler = std::move(handler)](sdbus::Message& message) {
             std::string changed;
             std::string before;
             std::string after;
             message >> changed >> before >> after;
-            handler(before, after);
+            handler(changed, before, after);
         }));
     bus.wake();
     return platform::Subscription([slot] { slot->reset(); });
+}
+
+} // namespace
+
+platform::Subscription watchNameOwner(Bus& bus, const std::string& name, NameOwnerHandler handler) {
+    return watch(bus, "arg0='" + name + "'",
+                 [handler = std::move(handler)](const std::string&, const std::string& before,
+                                                const std::string& after) { handler(before, after); });
+}
+
+platform::Subscription watchDepartures(Bus& bus, std::function<void(const std::string& process)> handler) {
+    return watch(
+        bus, "arg2=''",
+        [handler = std::move(handler)](const std::string& name, const std::string&, const std::string&) {
+            if (name.starts_with(':')) handler(name);
+        });
 }
 
 std::string nameOwner(Bus& bus, const std::string& name) {

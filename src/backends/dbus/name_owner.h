@@ -17,6 +17,10 @@ using NameOwnerHandler = std::function<void(const std::string& before, const std
 [[nodiscard]] platform::Subscription watchNameOwner(Bus& bus, const std::string& name,
                                                     NameOwnerHandler handler);
 
+// Calls the handler on the bus thread with the unique name of each process that leaves the bus.
+[[nodiscard]] platform::Subscription watchDepartures(Bus& bus,
+                                                     std::function<void(const std::string& process)> handler);
+
 // The unique name of the owner, empty when there is none. Asks the bus and waits for its answer.
 std::string nameOwner(Bus& bus, const std::string& name);
 

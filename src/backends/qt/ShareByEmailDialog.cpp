@@ -19,7 +19,6 @@
 #include <QScreen>
 #include <QSortFilterProxyModel>
 #include <QStackedWidget>
-#include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -101,7 +100,6 @@ QWidget* ShareByEmailDialog::buildPicker() {
     search->setPlaceholderText(shown("Search"));
     search->setAccessibleName(shown("Search"));
     search->setClearButtonEnabled(true);
-    search->findChild<QToolButton*>()->setAccessibleName(shown("Clear"));
     search->installEventFilter(this);
     auto* heading = new QLabel(shown("Address book"), this);
     heading->setBuddy(search);

@@ -1,13 +1,18 @@
-// The two services on a real bus against the introspection files, and before the extension has started.
+// The two services on a real bus: against the introspection files, before the extension has started, and with
+// hosts that leave or do not read.
 #include "backends/dbus/FinderSync1Service.h"
+#include "backends/posix/SerialQueue.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
+#include "tests/extension/ExtensionParts.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
 #include <regex>
 #include <set>
 
@@ -81,6 +86,122 @@ TEST(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart
     } catch (const sdbus::Error& error) {
         EXPECT_EQ(error.getName(), "com.quarnhold.TovikDrive_Quen.Error.NotReady");
     }
+}
+
+// A process that asks the extension, and counts the signals that it gets.
+class Host {
+  public:
+    explicit Host(bool isReading = true) {
+        slot = connection->addMatch("type='signal',member='BadgesChanged'", [this](sdbus::Message& signal) {
+            std::uint64_t sequence = 0;
+            std::vector<sdbus::Struct<std::string, std::vector<std::string>>> directories;
+            signal >> sequence >> directories;
+            lastDirectories = directories.size();
+            ++signals;
+        });
+        if (isReading) read();
+    }
+    void read() { connection->enterEventLoopAsync(); }
+    std::string name() { return connection->getUniqueName(); }
+    // Waits for no answer.
+    void observe(const std::string& uri) {
+        auto call = proxy->createMethodCall(FINDER_SYNC_INTERFACE, "BeginObserving");
+        call << uri;
+        call.dontExpectReply();
+        proxy->callMethod(call);
+    }
+    std::vector<sdbus::Struct<std::string, bool, bool>> badges(const std::vector<std::string>& uris) {
+        std::uint64_t sequence = 0;
+        std::vector<sdbus::Struct<std::string, bool, bool>> answers;
+        proxy->callMethod("BadgesForItems")
+            .onInterface(FINDER_SYNC_INTERFACE)
+            .withArguments(uris)
+            .storeResultsTo(sequence, answers);
+        return answers;
+    }
+    // Of the bus about a process.
+    std::uint32_t figure(const std::string& process, const char* which) {
+        std::map<std::string, sdbus::Variant> figures;
+        sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+            ->callMethod("GetConnectionStats")
+            .onInterface("org.freedesktop.DBus.Debug.Stats")
+            .withArguments(process)
+            .storeResultsTo(figures);
+        return figures.at(which).get<std::uint32_t>();
+    }
+
+    std::atomic<std::size_t> signals = 0;
+    std::atomic<std::size_t> lastDirectories = 0;
+
+  private:
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
+    std::unique_ptr<sdbus::IProxy> proxy =
+        sdbus::createProxy(*connection, FINDER_SYNC_BUS_NAME, FINDER_SYNC_OBJECT_PATH);
+    sdbus::Slot slot;
+};
+
+class HostsTest : public testing::Test, protected support::ExtensionParts {
+  protected:
+    support::PrivateBus sessionBus;
+    backends::posix::SerialQueue queue{"model"};
+    host_service::HostService hosts{{log, queue, queue, queue}};
+    daemon_client::TSyncClient client{forClient()};
+    extension::FinderSync finderSync{{hosts, center, disk, images, log, clock, queue, queue}, client, &hosts};
+    backends::dbus::Bus bus{"service"};
+    backends::dbus::FinderSync1Service service{bus, hosts, "1"};
+    bool hasOtherRoot = false;
+
+    void SetUp() override {
+        hosts.attach(finderSync, service, {});
+        bus.start([] {});
+        ASSERT_TRUE(service.requestName());
+    }
+    void TearDown() override {
+        queue.dispatchAndWait([] {});
+    }
+    void changeRoots() {
+        hasOtherRoot = !hasOtherRoot;
+        refresh({{"/R", "/r"}, {"/S", hasOtherRoot ? "/s" : "/t"}});
+    }
+    std::int64_t count(const char* entry) {
+        std::promise<platform::Dictionary> status;
+        hosts.status([&](const platform::Dictionary& given) { status.set_value(given); });
+        return *status.get_future().get().at(entry).signedInteger();
+    }
+};
+
+TEST_F(HostsTest, AHostThatDoesNotReadSilencesNoOther) {
+    Host deaf(false);
+    Host living;
+    Host neighbour;
+    constexpr std::size_t directories = 4000;
+    for (std::size_t i = 0; i < directories; ++i)
+        deaf.observe("file:///r/" + std::string(250, 'x') + std::to_string(i)); // a signal has 1 MB
+    EXPECT_TRUE(support::eventually([&] { return count("observed") == directories; }));
+    living.observe("file:///r");
+    EXPECT_TRUE(support::eventually([&] { return count("hosts") == 2; }));
+    for (std::size_t change = 1; change <= 6; ++change) {
+        changeRoots();
+        ASSERT_TRUE(support::eventually([&] { return living.signals == change; }));
+    }
+    EXPECT_LT(living.figure(deaf.name(), "PeakOutgoingBytes"), 2'500'000U);
+    EXPECT_EQ(neighbour.signals, 0U) << "what is for one host wakes no other";
+    deaf.read(); // then it is told what it has missed
+    EXPECT_TRUE(
+        support::eventually([&] { return deaf.signals == 2 && deaf.lastDirectories == directories; }));
+
+    // An answer of some megabytes comes whole.
+    EXPECT_EQ(living.badges(std::vector<std::string>(100'000, "file:///r")).size(), 100'000U);
+}
+
+TEST_F(HostsTest, AHostThatHasGoneLeavesNothing) {
+    Host living;
+    living.observe("file:///r");
+    for (int i = 0; i < 100; ++i)
+        Host(false).observe("file:///r/d");
+    EXPECT_EQ(living.badges({"file:///r"}).size(), 1U);
+    EXPECT_TRUE(support::eventually([&] { return count("hosts") == 1 && count("observed") == 1; }));
+    EXPECT_LT(living.figure(bus.connection().getUniqueName(), "MatchRules"), 5U);
 }
 
 } // namespace

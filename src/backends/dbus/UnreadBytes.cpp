@@ -1,0 +1,77 @@
+#include "backends/dbus/UnreadBytes.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+
+namespace backends::dbus {
+namespace {
+
+constexpr std::chrono::milliseconds lookInterval{100};
+constexpr std::chrono::seconds answerBound{1};
+
+} // namespace
+
+UnreadBytes::UnreadBytes(Bus& sharedBus)
+    : bus(sharedBus),
+      proxy(sdbus::createProxy(bus.connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus")) {}
+
+void UnreadBytes::comes(const std::string& process) {
+    const std::lock_guard guard(lock);
+    accounts.try_emplace(process);
+}
+
+bool UnreadBytes::leaves(const std::string& process) {
+    const std::lock_guard guard(lock);
+    return accounts.erase(process) > 0;
+}
+
+bool UnreadBytes::isKnown(const std::string& process) {
+    const std::lock_guard guard(lock);
+    return accounts.contains(process);
+}
+
+void UnreadBytes::sent(const std::string& process, std::size_t bytes) {
+    const std::lock_guard guard(lock);
+    const auto account = accounts.find(process);
+    if (account != accounts.end()) account->second.waiting += bytes;
+}
+
+bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
+    std::size_t before = 0;
+    {
+        const std::lock_guard guard(lock);
+        const auto account = accounts.find(process);
+        if (account == accounts.end() || account->second.waiting <= limit) return false;
+        const auto now = std::chrono::steady_clock::now();
+        if (now - account->second.looked < lookInterval) return true;
+        account->second.looked = now;
+        before = account->second.waiting;
+    }
+    const std::size_t left = ask(process);
+    const std::lock_guard guard(lock);
+    const auto account = accounts.find(process);
+    if (account == accounts.end()) return false;
+    // What was sent while the bus answered may or may not be in its answer.
+    account->second.waiting = left + (account->second.waiting - std::min(before, account->second.waiting));
+    return account->second.waiting > limit;
+}
+
+std::size_t UnreadBytes::ask(const std::string& process) {
+    std::map<std::string, sdbus::Variant> figures;
+    try {
+        proxy->callMethod("GetConnectionStats")
+            .onInterface("org.freedesktop.DBus.Debug.Stats")
+            .withTimeout(answerBound)
+            .withArguments(process)
+            .storeResultsTo(figures);
+        bus.wake();
+        const auto waiting = figures.find("OutgoingBytes");
+        return waiting != figures.end() ? waiting->second.get<std::uint32_t>() : 0;
+    } catch (const sdbus::Error&) {
+        bus.wake();
+        return 0;
+    }
+}
+
+} // namespace backends::dbus

@@ -1,0 +1,53 @@
+// How many bytes of ours wait on the bus because the process that they are for does not read them.
+//
+// The bus keeps what a process does not read and counts it against the sender; beyond its limit it reads no
+// more from the sender. So one process that does not read would silence this one for all others. What is sent
+// to each is therefore counted, and where that seems much, the bus is asked how much of it is left
+// (GetConnectionStats of org.freedesktop.DBus.Debug.Stats). A bus that cannot tell is taken to have bounds of
+// its own, as dbus-broker has.
+//
+// Any thread. Nothing is locked while the bus is asked.
+#pragma once
+
+#include "backends/dbus/Bus.h"
+
+#include <chrono>
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+namespace backends::dbus {
+
+class UnreadBytes {
+  public:
+    // The bus outlives this object.
+    explicit UnreadBytes(Bus& sharedBus);
+
+    // A process is known, by its unique name, from its first call until it leaves the bus.
+    void comes(const std::string& process);
+    bool leaves(const std::string& process); // whether it was known
+    bool isKnown(const std::string& process);
+
+    // Sizes may be estimates. What is for a process that is not known is not counted.
+    void sent(const std::string& process, std::size_t bytes);
+
+    // Whether more than that many bytes wait for the process, as far as is known. Asks the bus when it seems
+    // so, but not twice within a tenth of a second; waits for its answer.
+    bool exceeds(const std::string& process, std::size_t limit);
+
+  private:
+    struct Account {
+        std::size_t waiting = 0;                      // at most so many bytes
+        std::chrono::steady_clock::time_point looked; // when the bus was asked last
+    };
+    // What the bus holds for the process; 0 when it cannot tell.
+    std::size_t ask(const std::string& process);
+
+    Bus& bus;
+    std::unique_ptr<sdbus::IProxy> proxy;
+    std::mutex lock;
+    std::unordered_map<std::string, Account> accounts; // guarded by the lock
+};
+
+} // namespace backends::dbus
