@@ -8,7 +8,6 @@
 #include "snapshot/DSFlatFile.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <utility>
 
@@ -37,34 +36,9 @@ PatternList listOf(std::vector<std::string>& patterns) {
 
 bool isStoredInDatabase(std::string_view type) { return type == "backup" || type == "sync"; }
 
-const DSNode* childOf(const DSNode* node, std::uint64_t position) {
-    return static_cast<const DSNode*>(node->children->items[position]->value);
+void store(platform::Dictionary& result, const char* key, const snapshot::ComparedPaths& paths) {
+    if (paths.count > 0) result.emplace(key, platform::Array(paths.begin(), paths.end()));
 }
-
-Tree emptyRoot() { return Tree(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory)); }
-
-// One array of a comparison.
-struct Paths {
-    char** paths = nullptr;
-    std::uint64_t count = 0;
-
-    Paths() = default;
-    Paths(const Paths&) = delete;
-    Paths& operator=(const Paths&) = delete;
-    ~Paths() {
-        for (std::uint64_t i = 0; i < count; ++i)
-            std::free(paths[i]);
-        std::free(paths);
-    }
-    void store(platform::Dictionary& result, const char* key) const {
-        if (count == 0) return;
-        platform::Array array;
-        array.reserve(count);
-        for (std::uint64_t i = 0; i < count; ++i)
-            array.emplace_back(paths[i]);
-        result.emplace(key, std::move(array));
-    }
-};
 
 } // namespace
 
@@ -192,20 +166,20 @@ bool DirSnapshot::writeToFile(const std::string& file, const std::string& withTy
 }
 
 platform::Dictionary DirSnapshot::compareWithSnapshot(const DirSnapshot& other, bool useSHA1) const {
-    const Tree none = emptyRoot();
-    Paths added;
-    Paths deleted;
-    Paths modified;
-    Paths unchanged;
+    const Tree none = emptyTree();
+    snapshot::ComparedPaths added;
+    snapshot::ComparedPaths deleted;
+    snapshot::ComparedPaths modified;
+    snapshot::ComparedPaths unchanged;
     DSNodeCompareSnapshotsWithSHA1(_root ? _root.get() : none.get(),
                                    other._root ? other._root.get() : none.get(), &added.paths, &added.count,
                                    &deleted.paths, &deleted.count, &modified.paths, &modified.count,
                                    &unchanged.paths, &unchanged.count, useSHA1 ? 1 : 0);
     platform::Dictionary result;
-    added.store(result, DirSnapshotAddedPathsKey);
-    modified.store(result, DirSnapshotModifiedPathsKey);
-    deleted.store(result, DirSnapshotDeletedPathsKey);
-    unchanged.store(result, DirSnapshotUnchangedPathsKey);
+    store(result, DirSnapshotAddedPathsKey, added);
+    store(result, DirSnapshotModifiedPathsKey, modified);
+    store(result, DirSnapshotDeletedPathsKey, deleted);
+    store(result, DirSnapshotUnchangedPathsKey, unchanged);
     return result;
 }
 
@@ -229,7 +203,7 @@ std::optional<platform::Array> DirSnapshot::contentsOfDirectoryAtPath(const std:
     platform::Array items;
     items.reserve(node->children->count);
     for (std::uint64_t i = 0; i < node->children->count; ++i) {
-        const DSNode* child = childOf(node, i);
+        const DSNode* child = snapshot::childAt(node, i);
         platform::Dictionary item{
             {DirSnapshotNodePathKey, foundation::stringByAppendingPathComponent(path, child->name)}};
         if (child->type == DSNodeTypeDirectory || child->type == DSNodeTypeFile ||
@@ -257,7 +231,7 @@ std::uint64_t DirSnapshot::_countFilesAtPath(const DSNode* top, bool recursive, 
         const DSNode* node = left.back();
         left.pop_back();
         for (std::uint64_t i = 0; i < node->children->count; ++i) {
-            const DSNode* child = childOf(node, i);
+            const DSNode* child = snapshot::childAt(node, i);
             if (child->type != DSNodeTypeDirectory)
                 count += includeHidden || child->name[0] != '.' ? 1U : 0U;
             else if (recursive)
@@ -282,9 +256,8 @@ void DirSnapshot::printAll(const DSNode* top) {
         const DSNode* node = left.back();
         left.pop_back();
         for (std::uint64_t i = node->children->count; i > 0; --i)
-            left.push_back(childOf(node, i - 1));
-        const std::unique_ptr<char, decltype(&std::free)> path(DSNodeCreateStringWithFullPath(node),
-                                                               std::free);
+            left.push_back(snapshot::childAt(node, i - 1));
+        const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
         if (!path) continue; // too long; the engine has said so
         std::printf("%s %ld %ld  ", path.get(), static_cast<long>(node->modifiedTime),
                     static_cast<long>(node->children->count));

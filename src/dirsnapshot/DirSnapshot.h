@@ -9,8 +9,8 @@
 // Results are property lists: an item's attributes under the keys of platform/FileAttributes.h, dates as
 // whole seconds since 1970, and its path under DirSnapshotNodePathKey.
 //
-// What is refused, and why, is one line in the log; nothing is raised. The log must outlive the snapshot and
-// its copies.
+// What is refused is said in the log, in one line, and why in the next; nothing is raised. The log must
+// outlive the snapshot and its copies.
 //
 // Threads: one thread at a time for each snapshot, queries included; `path` and `scanTotalFileNumber` alone
 // may be used beside that. Scanning, loading and comparing run on the calling thread.
@@ -18,14 +18,13 @@
 
 #include "platform/ProcessLog.h"
 #include "platform/Value.h"
-#include "snapshot/DSNode.h"
 #include "snapshot/DSSnapshot.h"
+#include "snapshot/cxx.h"
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -61,10 +60,8 @@ using ProgressBlock = std::function<bool(const std::string& path)>;
 using InitializationOption = std::variant<bool, std::vector<std::string>, ProgressBlock>;
 using InitializationOptions = std::map<std::string, InitializationOption, std::less<>>;
 
-struct DestroyTree {
-    void operator()(DSNode* root) const { DSNodeDestroy(root); }
-};
-using Tree = std::unique_ptr<DSNode, DestroyTree>;
+using snapshot::emptyTree;
+using snapshot::Tree;
 
 class DirSnapshot {
   public:
@@ -163,7 +160,7 @@ class DirSnapshot {
     void removeItemAtPath(std::string_view path);
 
     // Adds everything in another snapshot below a path, which is made when it is missing; items that are
-    // there already are updated.
+    // there already are updated. An item whose name is empty, "." or ".." is refused with all below it.
     void addPartial(const DirSnapshot& partial, std::string_view atPath);
 
     // Adds one item of a partial snapshot's listing, and all below it, to the receiver. The target is handed
@@ -224,9 +221,9 @@ class DirSnapshot {
   private:
     static std::int32_t helperCallback(void* context);
 
-    bool refusesEditing(std::string_view what) const;
-    std::optional<std::string> editablePath(std::string_view path, std::string_view what) const;
-    void addContents(const DirSnapshot& partial, const std::string& directory, const std::string& below);
+    bool refusesEditing(const char* what) const;
+    std::optional<std::string> editablePath(std::string_view path, const char* what) const;
+    void addContents(const DirSnapshot& partial, const std::string& directory, std::string_view below);
 
     platform::ProcessLog* log; // never null
     mutable std::mutex pathLock;

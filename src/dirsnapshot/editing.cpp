@@ -57,6 +57,13 @@ void detach(DSNode* node) {
     node->parent = nullptr;
 }
 
+// Two lines: what is refused, in its fixed words, and why.
+template <typename... Reason>
+void refuse(platform::ProcessLog& log, const char* what, const Reason&... reason) {
+    log.error(what);
+    log.error(reason...);
+}
+
 std::string replaceEvery(std::string_view text, std::string_view part, std::string_view by) {
     std::string result;
     std::size_t at = part.empty() ? std::string_view::npos : text.find(part);
@@ -70,22 +77,21 @@ std::string replaceEvery(std::string_view text, std::string_view part, std::stri
 
 } // namespace
 
-bool DirSnapshot::refusesEditing(std::string_view what) const {
-    if (_root) return false;
-    log->error(what, ": the snapshot has no tree");
-    return true;
+bool DirSnapshot::refusesEditing(const char* what) const {
+    if (!_root) refuse(*log, what, "the snapshot has no tree");
+    return !_root;
 }
 
-// The path in standard form; none, with a line in the log, for one that no item can have.
-std::optional<std::string> DirSnapshot::editablePath(std::string_view path, std::string_view what) const {
+// The path in standard form; none, with lines in the log, for one that no item can have.
+std::optional<std::string> DirSnapshot::editablePath(std::string_view path, const char* what) const {
     if (!path.starts_with('/') || path.find('\0') != std::string_view::npos) {
-        log->error(what, ": no absolute path: ", path);
+        refuse(*log, what, "not an absolute path: ", path);
         return std::nullopt;
     }
     std::string standard =
         foundation::isStandardForm(path) ? std::string(path) : foundation::standardisedPath(path);
     if (standard.size() >= DSNodePathCapacity) {
-        log->error(what, ": the path is too long: ", path);
+        refuse(*log, what, "the path is too long: ", path);
         return std::nullopt;
     }
     return standard;
@@ -114,11 +120,11 @@ void DirSnapshot::moveItemAtPath(std::string_view path, std::string_view toNewPa
     const auto to = editablePath(toNewPath, cannotMove);
     if (!from || !to) return;
     if (*from == "/" || *to == "/") {
-        log->error(cannotMove, ": the root stays where it is");
+        refuse(*log, cannotMove, "the root stays where it is");
         return;
     }
     if (to->starts_with(*from) && to->substr(from->size(), 1) == "/") {
-        log->error(cannotMove, ": ", std::string_view(*to), " lies inside ", std::string_view(*from));
+        refuse(*log, cannotMove, *to, " lies inside ", *from);
         return;
     }
     const Place place(_root.get(), *from);
@@ -144,7 +150,7 @@ void DirSnapshot::removeItemAtPath(std::string_view path) {
     const auto standard = editablePath(path, cannotRemove);
     if (!standard) return;
     if (*standard == "/")
-        log->error(cannotRemove, ": the root stays where it is");
+        refuse(*log, cannotRemove, "the root stays where it is");
     else
         DSNodeDestroy(nodeAtFullpath(*standard));
 }
@@ -163,29 +169,32 @@ void DirSnapshot::addPartial(const DirSnapshot& partial, std::string_view atPath
     addContents(partial, "/", *base);
 }
 
+// A stored snapshot may hold names that no file system has. One that is empty gives its item the path of the
+// directory that it is in, without end; "." and ".." would lead to another item than theirs.
 void DirSnapshot::addContents(const DirSnapshot& partial, const std::string& directory,
-                              const std::string& below) {
+                              std::string_view below) {
     const auto items = partial.contentsOfDirectoryAtPath(directory);
     if (!items) return;
-    for (const platform::Value& item : *items)
-        addNode(*item.dictionary(), *this, partial, below);
+    for (const platform::Value& item : *items) {
+        const std::string& path = *item.dictionary()->at(DirSnapshotNodePathKey).string();
+        if (path == directory || !foundation::isStandardForm(path))
+            refuse(*log, cannotAdd, "not a name for an item: ", path);
+        else
+            addNode(*item.dictionary(), *this, partial, below);
+    }
 }
 
-// The engine refuses paths beyond its limit, which bounds the recursion.
-void DirSnapshot::addNode(const platform::Dictionary& item, DirSnapshot& toSnapshot,
+// Each level makes the path longer, and the engine finds none beyond its limit, which bounds the recursion.
+void DirSnapshot::addNode(const platform::Dictionary& item, DirSnapshot& /*toSnapshot*/,
                           const DirSnapshot& fromPartial, std::string_view relativeTo) {
     const platform::Value* path = platform::find(item, DirSnapshotNodePathKey);
     const std::string* itemPath = path != nullptr ? path->string() : nullptr;
     if (itemPath == nullptr) {
-        log->error(cannotAdd, ": the item has no path");
+        refuse(*log, cannotAdd, "the item has no path");
         return;
     }
     addItemAtPath(foundation::stringByAppendingPathComponent(relativeTo, *itemPath), item);
-    if (kindOf(item) != DSNodeTypeDirectory) return;
-    const auto items = fromPartial.contentsOfDirectoryAtPath(*itemPath);
-    if (!items) return;
-    for (const platform::Value& child : *items)
-        addNode(*child.dictionary(), toSnapshot, fromPartial, relativeTo);
+    if (kindOf(item) == DSNodeTypeDirectory) addContents(fromPartial, *itemPath, relativeTo);
 }
 
 std::optional<DirSnapshot> DirSnapshot::subDirsnapshotAtPath(const std::string& path,
@@ -199,7 +208,7 @@ std::optional<DirSnapshot> DirSnapshot::subDirsnapshotAtPath(const std::string& 
     if (!NoRecursive) return part;
     const DSList* children = part._root->children;
     for (std::uint64_t i = 0; i < children->count; ++i) {
-        DSList* below = static_cast<DSNode*>(children->items[i]->value)->children;
+        DSList* below = snapshot::childAt(part._root.get(), i)->children;
         while (below->tail != nullptr)
             DSNodeDestroy(static_cast<DSNode*>(below->tail->value));
     }
@@ -215,7 +224,7 @@ void DirSnapshot::reloadSnapshotPart(const std::string& path) {
     if (!relative) return;
     DSNode* parent = nodeAtFullpath(std::string(foundation::parentPath(*relative)));
     if (parent == nullptr) {
-        log->error(cannotReload, ": the directory above ", std::string_view(*relative), " is not in it");
+        refuse(*log, cannotReload, "the directory above ", *relative, " is not in it");
         return;
     }
     Tree fresh = initWithDirectoryPath(*log, path).setRoot(nullptr);

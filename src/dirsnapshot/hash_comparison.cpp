@@ -1,25 +1,22 @@
-// The comparison by digests. Both trees have fresh digests and, in every directory, children in the order of
-// names, so that counterparts are found by one merge of two lists; sub-trees with equal digests are passed
-// over, and a comparison costs little more than its two digest passes.
+// The comparison by digests. Sub-trees with equal digests are passed over, so that a comparison costs little
+// more than its two digest passes.
 #include "dirsnapshot/DirSnapshot.h"
 #include "dirsnapshot/item_kinds.h"
 #include "foundation/path_strings.h"
 #include "platform/FileAttributes.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/lookup.h"
+#include "snapshot/path_utils.h"
 #include "snapshot/scan_utils.h"
 
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <unordered_set>
 
 namespace dirsnapshot {
 namespace {
 
-DSNode* childAt(const DSNode* node, std::uint64_t position) {
-    return static_cast<DSNode*>(node->children->items[position]->value);
-}
+using snapshot::childAt;
 
 std::string_view digestOf(DSNode* node) {
     if (node->hash == nullptr) DSNodeComputeHashes(node);
@@ -55,24 +52,13 @@ struct Item {
 };
 using Items = std::vector<Item>;
 
-// The children of the second node of a pair, as the first one's children, in the order of names, ask for
-// them.
+// The children of the second node of a pair.
 class Counterparts {
   public:
     explicit Counterparts(DSNode* second) : parent(second) {}
 
     // The first child with the name of that child.
-    DSNode* namesakeOf(const DSNode* child) {
-        // Only directories are sorted; another kind has children in damaged trees alone.
-        if (parent->type != DSNodeTypeDirectory) return snapshot::findChild(parent, child->name);
-        for (; next < parent->children->count; ++next) {
-            DSNode* candidate = childAt(parent, next);
-            const int order = snapshot::_compar(candidate, child);
-            if (order == 0) return candidate;
-            if (order > 0) break;
-        }
-        return nullptr;
-    }
+    DSNode* namesakeOf(const DSNode* child) const { return snapshot::findChild(parent, child->name); }
 
     // Whether any child has that digest. A namesake with it is the usual case, and asked first.
     bool haveDigest(std::string_view digest) {
@@ -84,7 +70,6 @@ class Counterparts {
 
   private:
     DSNode* parent;
-    std::uint64_t next = 0;
     std::unordered_set<std::string_view> digests;
 };
 
@@ -103,10 +88,9 @@ class Walk {
     // The levels lie on a stack of their own: the depth of a tree costs none of the thread's.
     void _DSNodeFindMissingChildren(DSNode* first, DSNode* second) {
         if (first->parent != nullptr) {
-            char* path = DSNodeCreateStringWithFullPath(first);
+            const snapshot::Text path(DSNodeCreateStringWithFullPath(first));
             if (path == nullptr) return; // too long; the engine has said so
-            full += path;
-            std::free(path);
+            full += path.get();
         }
         enter(first, second);
         while (!levels.empty()) {
@@ -120,6 +104,11 @@ class Walk {
             full.resize(level.pathEnd);
             full += '/';
             full += child->name;
+            if (const auto path = std::string_view(full).substr(baseLength);
+                path.size() >= DSNodePathCapacity) {
+                snapshot::reportPathTooLong(path);
+                continue;
+            }
             if (level.counterparts)
                 visit(level, child);
             else
@@ -214,14 +203,10 @@ platform::Dictionary
 DirSnapshot::compareWithSnapshotUsingHashes(DSNode* current, DSNode* with, bool ignoreDeleted,
                                             const std::vector<std::string>& withExclusions,
                                             std::string_view andBasePath) {
-    Tree emptyCurrent;
-    Tree emptyPrevious;
-    const auto orEmpty = [](DSNode* node, Tree& empty) {
-        if (node == nullptr) empty.reset(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory));
-        return node != nullptr ? node : empty.get();
-    };
-    current = orEmpty(current, emptyCurrent);
-    with = orEmpty(with, emptyPrevious);
+    const Tree emptyCurrent = emptyTree();
+    const Tree emptyPrevious = emptyTree();
+    if (current == nullptr) current = emptyCurrent.get();
+    if (with == nullptr) with = emptyPrevious.get();
     const Exclusions exclusions(withExclusions);
     DSNodeComputeHashes(current);
     DSNodeComputeHashes(with);

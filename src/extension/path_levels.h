@@ -6,12 +6,14 @@
 // level, so that a path is neither standardised nor hashed anew for each: hot, once for every badge.
 #pragma once
 
-#include <algorithm>
+#include "foundation/path_strings.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <string>
+#include <optional>
 #include <string_view>
+#include <vector>
 
 namespace extension {
 
@@ -35,10 +37,11 @@ void forEachLevel(std::string_view path, Visit&& visit) {
     std::uint64_t hash = hashOfRootPath;
     visit(PathLevel{path.substr(0, 1), "/", hash});
 
-    // The standard form is the path's own prefix for as long as the path is written in standard form.
-    bool isPlain = true;
+    // The standard form is the path's own prefix for as long as the path is written in standard form. From
+    // there on it is kept apart, with the hash of each of its levels, for ".." to go back to.
+    std::optional<foundation::StandardForm> form;
+    std::vector<std::uint64_t> hashes;
     std::size_t plainLength = 0;
-    std::string standard; // empty: "/"
 
     std::size_t at = 0;
     while ((at = path.find_first_not_of('/', at)) != path.npos) {
@@ -47,33 +50,26 @@ void forEachLevel(std::string_view path, Visit&& visit) {
         const std::string_view component = path.substr(at, length);
         const bool isDot = component == ".";
         const bool isDotDot = component == "..";
-        if (isPlain && (isDot || isDotDot || at != plainLength + 1)) {
-            isPlain = false;
-            standard.assign(path.substr(0, plainLength));
+        if (!form && (isDot || isDotDot || at != plainLength + 1)) {
+            form.emplace(plainLength == 0 ? std::string_view("/") : path.substr(0, plainLength));
+            hashes.push_back(hashOfRootPath);
+            foundation::forEachPathComponent(path.substr(0, plainLength), [&hashes](std::string_view name) {
+                hashes.push_back(hashBelow(hashes.back(), name));
+            });
         }
         if (isDotDot) {
-            standard.resize(standard.empty() ? 0 : standard.rfind('/'));
-            hash = hashOfRootPath;
-            for (std::size_t start = 0; start < standard.size();) {
-                const std::size_t next = std::min(standard.find('/', start + 1), standard.size());
-                hash = hashBelow(hash, std::string_view(standard).substr(start + 1, next - start - 1));
-                start = next;
-            }
+            if (hashes.size() > 1) hashes.pop_back();
+            hash = hashes.back();
         } else if (!isDot) {
             hash = hashBelow(hash, component);
-            if (!isPlain) {
-                standard += '/';
-                standard += component;
-            }
+            if (form) hashes.push_back(hash);
         }
+        if (form) form->append(component);
         at += length;
         plainLength = at;
         const bool isLast = path.find_first_not_of('/', at) == path.npos;
         const std::string_view level = isLast ? path : path.substr(0, at);
-        const std::string_view form = isPlain            ? path.substr(0, at)
-                                      : standard.empty() ? std::string_view("/")
-                                                         : std::string_view(standard);
-        visit(PathLevel{level, form, hash});
+        visit(PathLevel{level, form ? form->text() : path.substr(0, at), hash});
     }
     if (plainLength == 0 && path.size() > 1) visit(PathLevel{path, "/", hash}); // nothing but separators
 }

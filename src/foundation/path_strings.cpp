@@ -58,51 +58,11 @@ std::optional<std::string> homeOfTilde(std::string_view component) {
     return homeOfUser(std::string(component.substr(1)));
 }
 
-// Follows the standard form of a growing path against a base, without building it: how many components the
-// form has, how many of the leading ones are the base's, and the bytes of the base that those cover.
-class BaseMatch {
-  public:
-    BaseMatch(std::string_view standardBase, bool pathIsAbsolute)
-        : base(standardBase == "/" ? std::string_view() : standardBase), absolute(pathIsAbsolute),
-          sameKind(isAbsolute(standardBase) == pathIsAbsolute) {}
-
-    void append(std::string_view component) {
-        if (component == "." && (absolute || depth > 0)) return;
-        if (component == ".." && absolute) {
-            if (depth == 0) return;
-            if (matchedDepth == depth) {
-                matchedBytes = base.rfind('/', matchedBytes - 1);
-                --matchedDepth;
-            }
-            --depth;
-            return;
-        }
-        if (matchedDepth == depth && baseContinuesWith(component)) {
-            matchedBytes += separator() + component.size();
-            ++matchedDepth;
-        }
-        ++depth;
-    }
-
-    bool isComplete() const { return sameKind && matchedDepth == depth && matchedBytes == base.size(); }
-
-  private:
-    std::size_t separator() const { return absolute || depth > 0 ? 1 : 0; }
-    bool baseContinuesWith(std::string_view component) const {
-        std::string_view rest = base.substr(matchedBytes);
-        if (rest.size() < separator() + component.size()) return false;
-        rest.remove_prefix(separator());
-        return rest.starts_with(component) &&
-               (rest.size() == component.size() || rest[component.size()] == '/');
-    }
-
-    std::string_view base;
-    bool absolute;
-    bool sameKind;
-    std::size_t depth = 0;
-    std::size_t matchedDepth = 0;
-    std::size_t matchedBytes = 0;
-};
+// What the first component of a path stands for when it is a home directory, and the path is absolute then.
+std::optional<std::string> homeIn(std::string_view path) {
+    if (!path.starts_with('~')) return std::nullopt;
+    return homeOfTilde(path.substr(0, path.find('/')));
+}
 
 std::optional<std::size_t> lengthOfNearestMatchOfAny(std::string_view path, std::string_view base) {
     return isStandardForm(base) ? lengthOfNearestMatch(path, base)
@@ -142,28 +102,25 @@ std::string standardisedPath(std::string_view path) {
     if (isStandardForm(path)) return std::string(path);
 
     std::string expanded;
-    if (path.starts_with('~')) {
-        const std::string_view tilde = path.substr(0, path.find('/'));
-        if (const std::optional<std::string> home = homeOfTilde(tilde)) {
-            expanded = *home;
-            expanded += path.substr(tilde.size());
-            path = expanded;
-        }
+    if (const std::optional<std::string> home = homeIn(path)) {
+        expanded = *home;
+        expanded += path.substr(std::min(path.find('/'), path.size()));
+        path = expanded;
     }
-    const bool absolute = isAbsolute(path);
-    std::string standard;
-    standard.reserve(path.size());
-    forEachPathComponent(path, [&](std::string_view component) {
-        if (component == "." && (absolute || !standard.empty())) return;
-        if (component == ".." && absolute) {
-            if (!standard.empty()) standard.resize(standard.rfind('/'));
-            return;
-        }
-        if (absolute || !standard.empty()) standard += '/';
-        standard += component;
-    });
-    if (absolute && standard.empty()) standard = "/";
-    return standard;
+    StandardForm form(isAbsolute(path));
+    form.reserve(path.size());
+    forEachPathComponent(path, [&](std::string_view component) { form.append(component); });
+    return std::string(form.text());
+}
+
+void StandardForm::append(std::string_view component) {
+    if (component == "." && (absolute || !form.empty())) return;
+    if (component == ".." && absolute) {
+        if (!form.empty()) form.resize(form.rfind('/'));
+        return;
+    }
+    if (absolute || !form.empty()) form += '/';
+    form += component;
 }
 
 bool isStandardForm(std::string_view path) {
@@ -201,18 +158,33 @@ std::optional<std::string> pathRelativeToPath(std::string_view path, std::string
 }
 
 std::optional<std::size_t> lengthOfNearestMatch(std::string_view path, std::string_view standardBase) {
+    if (isStandardForm(path)) { // then each step is its own standard form
+        const std::size_t end = standardBase.size();
+        if (end == 0) return isAbsolute(path) ? std::nullopt : std::optional(end);
+        const bool matches =
+            path.starts_with(standardBase) && (standardBase == "/" || end == path.size() || path[end] == '/');
+        return matches ? std::optional(end) : std::nullopt;
+    }
     std::optional<std::size_t> length;
     if (standardBase == (isAbsolute(path) ? "/" : "")) length = standardBase.size();
 
-    std::optional<std::string> home;
-    if (path.starts_with('~')) home = homeOfTilde(path.substr(0, path.find('/')));
-    BaseMatch match(standardBase, home || isAbsolute(path));
+    const std::optional<std::string> home = homeIn(path);
+    StandardForm form(home || isAbsolute(path));
+    std::size_t common = 0; // leading bytes of the form that are the base's too
+    const auto append = [&](std::string_view component) {
+        form.append(component);
+        common = std::min(common, form.text().size());
+    };
     forEachPathComponent(path, [&](std::string_view component) {
         if (home && component.data() == path.data())
-            forEachPathComponent(*home, [&](std::string_view ofHome) { match.append(ofHome); });
+            forEachPathComponent(*home, append);
         else
-            match.append(component);
-        if (match.isComplete()) length = static_cast<std::size_t>(component.end() - path.begin());
+            append(component);
+        const std::string_view text = form.text();
+        while (common < std::min(text.size(), standardBase.size()) && text[common] == standardBase[common])
+            ++common;
+        if (common == text.size() && common == standardBase.size())
+            length = static_cast<std::size_t>(component.end() - path.begin());
     });
     return length;
 }

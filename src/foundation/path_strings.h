@@ -5,6 +5,7 @@
 // asked when a path begins with "~user" or when "~" is used without $HOME. Any thread may call.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -44,6 +45,28 @@ void forEachPathComponent(std::string_view path, Visitor&& visit) {
 // "/." go, and in an absolute path ".." takes back the component before it. In a relative path ".." and a
 // leading "." stay. Symbolic links are not followed.
 std::string standardisedPath(std::string_view path);
+
+// The standard form of a path that grows by one component at a time: what standardisedPath() gives, for those
+// who need the form of each step. Components are without separators, and "~" is a name like any other.
+class StandardForm {
+  public:
+    // Begins as "/" or as the empty path.
+    explicit StandardForm(bool isAbsolute) : absolute(isAbsolute) {}
+
+    // Begins with a path in standard form.
+    explicit StandardForm(std::string_view standard)
+        : absolute(standard.starts_with('/')), form(standard == "/" ? std::string_view() : standard) {}
+
+    void reserve(std::size_t length) { form.reserve(length); }
+    void append(std::string_view component);
+
+    // Valid until the next change.
+    std::string_view text() const { return absolute && form.empty() ? "/" : std::string_view(form); }
+
+  private:
+    bool absolute;
+    std::string form; // empty: the root path
+};
 
 // Whether a path is certainly its own standard form: one pass, no allocation. A path that begins with "~" is
 // never taken for one.

@@ -2,28 +2,28 @@
 
 #include "foundation/path_strings.h"
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace panels {
 namespace {
 
+// A service that answers as it should does so before anybody reads that it is waited for.
+constexpr std::chrono::milliseconds waitUntold{700};
+
 std::string lastComponent(const std::string& path) {
     return std::string(foundation::lastPathComponent(path));
-}
-
-platform::MenuItemHandle messageRow(const char* title) {
-    auto row = platform::MenuItem::create(title);
-    row->enabled = false;
-    return row;
 }
 
 } // namespace
 
 // A level under way: its list, then the count of each folder in it.
 struct TSFPSavePanel::Fetch {
+    enum class State { underWay, late, unanswered, done };
     platform::MenuHandle level;
     std::string remotePath;
-    bool answered = false;
+    State state = State::underWay;
     std::vector<std::string> paths;
     std::vector<bool> mayHaveFolders; // per path: counted, or the count did not come
     std::size_t outstanding = 0;
@@ -94,19 +94,27 @@ void TSFPSavePanel::awakeFromNib() {
     fetchLevel(topLevel, "/");
 }
 
-void TSFPSavePanel::fetchLevel(const platform::MenuHandle& level, const std::string& remotePath) {
-    if (!askedFor.insert(level.get()).second) return;
-    if (level->numberOfItems() == 0) {
-        level->addItem(messageRow(loadingTitle));
-    } else { // it got no answer before; its other rows stay until it gets one
-        level->itemAtIndex(0)->title = loadingTitle;
-        level->itemAtIndex(0)->attributedTitle.reset(); // which still says so
-    }
-    jumpbar::VxJumpBar::changeFontAndImageInMenu(*level);
+void TSFPSavePanel::showRow(platform::Menu& level, const char* title) {
+    level.removeAllItems();
+    level.addItem(title)->enabled = false;
+    jumpbar::VxJumpBar::changeFontAndImageInMenu(level);
+    around.jumpBar.menuDidChange(level);
+    tellServiceState();
+}
 
+void TSFPSavePanel::fetchLevel(const platform::MenuHandle& level, const std::string& remotePath) {
     const auto fetch = std::make_shared<Fetch>();
     fetch->level = level;
     fetch->remotePath = remotePath;
+    std::shared_ptr<Fetch>& last = fetches[level.get()];
+    if (last && last->state != Fetch::State::unanswered) return;
+    last = fetch;
+    showRow(*level, loadingTitle);
+    around.mainQueue.dispatchAfter(waitUntold, [this, fetch, guard = std::weak_ptr(alive)] {
+        if (guard.expired() || fetch->state != Fetch::State::underWay) return;
+        fetch->state = Fetch::State::late;
+        tellServiceState();
+    });
     around.directories.directoriesNotInSyncAtRemoteDirecory(
         remotePath,
         [this, fetch, guard = std::weak_ptr(alive)](std::optional<std::vector<std::string>> paths) {
@@ -116,8 +124,12 @@ void TSFPSavePanel::fetchLevel(const platform::MenuHandle& level, const std::str
 
 void TSFPSavePanel::listArrived(const std::shared_ptr<Fetch>& fetch,
                                 std::optional<std::vector<std::string>> paths) {
-    fetch->answered = paths.has_value();
-    fetch->paths = std::move(paths).value_or(std::vector<std::string>{});
+    if (!paths) {
+        fetch->state = Fetch::State::unanswered;
+        showRow(*fetch->level, noAnswerTitle);
+        return;
+    }
+    fetch->paths = *std::move(paths);
     fetch->mayHaveFolders.assign(fetch->paths.size(), true);
     fetch->outstanding = fetch->paths.size();
     if (fetch->paths.empty()) putInPlace(*fetch);
@@ -132,20 +144,14 @@ void TSFPSavePanel::listArrived(const std::shared_ptr<Fetch>& fetch,
     }
 }
 
-void TSFPSavePanel::putInPlace(const Fetch& fetch) {
+void TSFPSavePanel::putInPlace(Fetch& fetch) {
+    fetch.state = Fetch::State::done;
     platform::Menu& level = *fetch.level;
     const bool nothingChosenYet =
         fetch.level == topLevel && around.jumpBar.selectedIndexPath() == initialSelection;
-    const platform::MenuItemHandle selected = around.jumpBar.selectedMenuItem();
-    const std::optional<platform::Value> selectedHere =
-        selected && selected->menu() == &level ? selected->representedObject : std::nullopt;
 
-    level.removeAllItems();
+    level.removeAllItems();            // of what said that it was under way: nothing in it could be chosen
     platform::MenuItemHandle proposed; // the folder that is named like the local one, or the one to be made
-    if (!fetch.answered) {
-        level.addItem(messageRow(noAnswerTitle));
-        askedFor.erase(&level);
-    }
     for (std::size_t index = 0; index < fetch.paths.size(); ++index) {
         const auto item = level.addItem(lastComponent(fetch.paths[index]));
         item->representedObject = fetch.paths[index];
@@ -162,30 +168,31 @@ void TSFPSavePanel::putInPlace(const Fetch& fetch) {
     }
     jumpbar::VxJumpBar::changeFontAndImageInMenu(level);
     around.jumpBar.menuDidChange(level);
-
-    if (selectedHere)
-        restoreSelection(fetch.level, *selectedHere);
-    else if (_isSync && nothingChosenYet && proposed)
-        around.jumpBar.setSelectedMenuItem(*proposed);
+    tellServiceState();
+    if (_isSync && nothingChosenYet && proposed) around.jumpBar.setSelectedMenuItem(*proposed);
 }
 
-// The selected item was replaced with its level: its successor is selected, or else the folder above.
-void TSFPSavePanel::restoreSelection(const platform::MenuHandle& level, const platform::Value& selected) {
-    for (const platform::MenuItemHandle& item : level->items()) {
-        if (item->representedObject == selected) {
-            around.jumpBar.setSelectedMenuItem(*item);
-            return;
-        }
-    }
-    around.jumpBar.setSelectedMenuItem(*level->parentItem());
+void TSFPSavePanel::tellServiceState() {
+    const auto isAny = [this](Fetch::State state) {
+        return std::any_of(fetches.begin(), fetches.end(),
+                           [state](const auto& each) { return each.second->state == state; });
+    };
+    around.view.setServiceState(isAny(Fetch::State::late)         ? ServiceState::awaited
+                                : isAny(Fetch::State::unanswered) ? ServiceState::silent
+                                                                  : ServiceState::answers);
+}
+
+void TSFPSavePanel::askAgain() {
+    std::vector<std::shared_ptr<Fetch>> unanswered;
+    for (const auto& [level, fetch] : fetches)
+        if (fetch->state == Fetch::State::unanswered) unanswered.push_back(fetch);
+    for (const std::shared_ptr<Fetch>& fetch : unanswered)
+        fetchLevel(fetch->level, fetch->remotePath);
 }
 
 void TSFPSavePanel::didHighlightMenuItem(jumpbar::VxJumpBar&, platform::MenuItem& item) {
     if (item.isSeparatorItem() || !item.submenu() || !item.representedObject) return;
-    const platform::MenuHandle& level = item.submenu();
-    const bool gotNoAnswer = level->numberOfItems() > 0 && level->itemAtIndex(0)->title == noAnswerTitle &&
-                             !level->itemAtIndex(0)->representedObject;
-    if (level->numberOfItems() == 0 || gotNoAnswer) fetchLevel(level, *item.representedObject->string());
+    fetchLevel(item.submenu(), *item.representedObject->string());
 }
 
 void TSFPSavePanel::didSelectItemAtIndexPath(jumpbar::VxJumpBar& bar, const platform::IndexPathHandle& path) {
@@ -193,6 +200,10 @@ void TSFPSavePanel::didSelectItemAtIndexPath(jumpbar::VxJumpBar& bar, const plat
     if (!item || !item->representedObject) return;
     _path = *item->representedObject->string();
     around.view.setOkEnabled(isAcceptable(_isSync, *_path));
+    std::vector<std::string> titles;
+    for (const platform::MenuItem* each = item.get(); each != nullptr; each = each->parentItem())
+        titles.insert(titles.begin(), each->title);
+    around.view.setChoice(titles, item->image == newFolderImage);
 }
 
 void TSFPSavePanel::okClicked() {

@@ -3,8 +3,11 @@
 //
 // It fills a tree of menus from the daemon, level by level, and shows it in a jump bar. A level is asked for
 // when its folder is first highlighted: until the answer is there it holds one disabled row, then it is put
-// in place in one go. Each level is asked for once; only one that got no answer is asked for again when its
-// folder is highlighted again. Nothing here ever waits.
+// in place in one go. Each level is asked for once; only one that got no answer is asked for again, when its
+// folder is highlighted again or the person says so. Nothing here ever waits.
+//
+// A new folder is offered in a level that is known to hold none of the name, and nowhere else: while a
+// service is slow or silent a sync has only the root, which cannot be chosen.
 //
 // Use: make the panel, call setForSync or setForArchive, let the view load and call awakeFromNib, run the
 // view modally, and read selectedPath when the response was not 0. The view, the bar, the directories, the
@@ -20,10 +23,10 @@
 #include "platform/Queue.h"
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 namespace panels {
@@ -43,9 +46,19 @@ inline constexpr const char* spaceImageName = "thom";
 inline constexpr const char* folderImageName = "fldr";
 inline constexpr const char* newFolderImageName = "new_folder.png";
 
+// How the daemon bears the questions for folders, as far as the person has to know.
+enum class ServiceState {
+    answers,
+    awaited, // an answer is long in coming
+    silent,  // there was none: it can be asked again
+};
+
 class TSFPSavePanelView {
   public:
     virtual void setMessage(const platform::DisplayText& message) = 0;
+    // The titles from the root to the chosen folder, and whether that is still to be made.
+    virtual void setChoice(const std::vector<std::string>& titles, bool isNew) = 0;
+    virtual void setServiceState(ServiceState state) = 0;
     virtual void setOkEnabled(bool enabled) = 0;
     virtual void stopModalWithCode(int response) = 0; // ends the modal session
     virtual void close() = 0;                         // then the window
@@ -75,6 +88,7 @@ class TSFPSavePanel final : private jumpbar::VxJumpBarDelegate {
     void awakeFromNib(); // builds the tree's first level and asks for the second
     void okClicked();    // ignored while the choice is not acceptable
     void cancelClicked();
+    void askAgain(); // for every level that got no answer
 
     // The remote path chosen so far; none before the tree is built.
     const std::optional<std::string>& selectedPath() const { return _path; }
@@ -94,8 +108,9 @@ class TSFPSavePanel final : private jumpbar::VxJumpBarDelegate {
     void setMessage(platform::DisplayText text);
     void fetchLevel(const platform::MenuHandle& level, const std::string& remotePath);
     void listArrived(const std::shared_ptr<Fetch>& fetch, std::optional<std::vector<std::string>> paths);
-    void putInPlace(const Fetch& fetch);
-    void restoreSelection(const platform::MenuHandle& level, const platform::Value& selected);
+    void showRow(platform::Menu& level, const char* title); // the only one, which cannot be chosen
+    void putInPlace(Fetch& fetch);
+    void tellServiceState();
 
     Surroundings around;
     platform::DisplayText message;
@@ -105,10 +120,10 @@ class TSFPSavePanel final : private jumpbar::VxJumpBarDelegate {
     bool _isSync = false;
 
     platform::ImageHandle rootImage, folderImage, newFolderImage;
-    platform::MenuHandle topLevel;                      // the root item's submenu
-    platform::IndexPathHandle initialSelection;         // the root, until the user or the panel chooses
-    std::unordered_set<const platform::Menu*> askedFor; // levels answered or under way
-    std::shared_ptr<bool> alive = std::make_shared<bool>(true); // late completions find it gone
+    platform::MenuHandle topLevel;              // the root item's submenu
+    platform::IndexPathHandle initialSelection; // the root, until the user or the panel chooses
+    std::map<const platform::Menu*, std::shared_ptr<Fetch>> fetches; // the last one of each level
+    std::shared_ptr<bool> alive = std::make_shared<bool>(true);      // late completions find it gone
 };
 
 } // namespace panels

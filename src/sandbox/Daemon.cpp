@@ -4,6 +4,7 @@
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/Json.h"
 #include "protocol/names.h"
+#include "sandbox/paths.h"
 
 #include <algorithm>
 #include <array>
@@ -47,6 +48,12 @@ Daemon::Daemon(const Settings& settings, platform::DistributedNotificationCenter
       uploader(space, createdFolder(stateFolder / "roots"), settings.pace, events, *this, log) {
     createdFolder(cacheFolder());
     createdFolder(uploadingFolder());
+    std::erase_if(state.pairs, [this](const auto& pair) {
+        const bool isRefused = holdsOurs(realPath(pair.second));
+        if (isRefused)
+            refuse("sync", pair.second, "the sandbox's own folders would be copied into themselves");
+        return isRefused;
+    });
     uploader.setPaused(state.paused);
 }
 
@@ -78,7 +85,7 @@ bool Daemon::syncPath(std::string_view remotePath) {
     bool isFound = false;
     const std::lock_guard guard(stateLock);
     for (const auto& [remote, local] : state.pairs) {
-        if (!Space::isWithin(*path, remote) && !Space::isWithin(remote, *path)) continue;
+        if (!isAtOrBelow(*path, remote) && !isAtOrBelow(remote, *path)) continue;
         uploader.add({UploadTask::Kind::sync, local, remote});
         isFound = true;
     }
@@ -351,7 +358,7 @@ std::vector<std::string> Daemon::exclusions(const UploadTask& task, const std::s
     std::vector<std::string> below;
     const std::lock_guard guard(stateLock);
     for (const std::string& remote : state.excluded)
-        if (remote != task.remotePath && Space::isWithin(remote, task.remotePath))
+        if (remote != task.remotePath && isAtOrBelow(remote, task.remotePath))
             below.push_back(folder + remote.substr(task.remotePath == "/" ? 0 : task.remotePath.size()));
     return below;
 }

@@ -1,6 +1,7 @@
 // The part of the daemon that answers for the items of the space.
 #include "platform/FileURL.h"
 #include "sandbox/Daemon.h"
+#include "sandbox/paths.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,5 +1,8 @@
 #include "sandbox/FileTransfer.h"
 
+#include "sandbox/Descriptor.h"
+#include "sandbox/placement.h"
+
 #include <sys/stat.h>
 
 #include <array>
@@ -8,26 +11,12 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <unistd.h>
 #include <vector>
 
 namespace sandbox {
 namespace {
-
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : number(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (number >= 0) ::close(number);
-    }
-    int get() const { return number; }
-    explicit operator bool() const { return number >= 0; }
-
-  private:
-    int number;
-};
 
 bool writeAll(int target, const char* bytes, std::size_t count) {
     while (count > 0) {
@@ -40,10 +29,15 @@ bool writeAll(int target, const char* bytes, std::size_t count) {
     return true;
 }
 
+bool isSameTime(const timespec& one, const timespec& other) {
+    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
+}
+
+// The time of the last change of the inode tells what a program hides that sets the file's own time back.
 bool sameContent(const struct stat& before, const struct stat& after) {
     return before.st_dev == after.st_dev && before.st_ino == after.st_ino &&
-           before.st_size == after.st_size && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
-           before.st_mtim.tv_nsec == after.st_mtim.tv_nsec;
+           before.st_size == after.st_size && isSameTime(before.st_mtim, after.st_mtim) &&
+           isSameTime(before.st_ctim, after.st_ctim);
 }
 
 // Holds a file against writers: who opens it to write waits until this goes. A file that somebody has open to
@@ -52,16 +46,22 @@ class ReadLease { // fcntl(2), F_SETLEASE
   public:
     explicit ReadLease(int heldFile) : file(heldFile) {
         ::fcntl(file, F_SETSIG, SIGURG); // who waits is told by a signal: one that is ignored
-        isWrittenTo = ::fcntl(file, F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+        isHeld = ::fcntl(file, F_SETLEASE, F_RDLCK) == 0;
+        isRefused = !isHeld && errno == EAGAIN;
     }
     ReadLease(const ReadLease&) = delete;
     ReadLease& operator=(const ReadLease&) = delete;
-    ~ReadLease() { ::fcntl(file, F_SETLEASE, F_UNLCK); }
+    ~ReadLease() {
+        if (isHeld) ::fcntl(file, F_SETLEASE, F_UNLCK);
+    }
 
-    bool isWrittenTo = false; // by somebody else
+    // Whether somebody else writes to the file, or waits to.
+    bool isWrittenTo() const { return isRefused || (isHeld && ::fcntl(file, F_GETLEASE) != F_RDLCK); }
 
   private:
     int file;
+    bool isHeld = false;
+    bool isRefused = false;
 };
 
 class Transfer {
@@ -77,26 +77,26 @@ class Transfer {
         struct stat before {};
         if (!source || fstat(source.get(), &before) != 0) return failed("read");
         if (!S_ISREG(before.st_mode)) return TransferResult::stopped;
-        if (transfer.removesSource && ReadLease(source.get()).isWrittenTo) {
-            log.error("Somebody is writing to it, so it is not moved: ", transfer.source);
-            return TransferResult::stopped;
-        }
+        // Held until the end: a program that saves the file meanwhile finds it where it was.
+        std::optional<ReadLease> lease;
+        if (transfer.removesSource) lease.emplace(source.get());
 
         const Descriptor target(
             ::open(transfer.incoming.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
         if (!target) return failed("receive");
         const TransferResult moved =
-            transferBytes(source.get(), target.get(), static_cast<std::uint64_t>(before.st_size));
+            transferBytes(source.get(), target.get(), static_cast<std::uint64_t>(before.st_size), lease);
         if (moved != TransferResult::stored) return moved;
 
         const std::array<timespec, 2> times{before.st_atim, before.st_mtim};
         if (fchmod(target.get(), before.st_mode & 0777) != 0 || futimens(target.get(), times.data()) != 0)
             return failed("keep the attributes of");
         if (transfer.removesSource && fsync(target.get()) != 0) return failed("store");
-        if (renameat2(AT_FDCWD, transfer.incoming.c_str(), AT_FDCWD, transfer.destination.c_str(),
-                      transfer.replaces ? 0 : RENAME_NOREPLACE) != 0)
-            return errno == EEXIST ? TransferResult::taken : failed("store");
-        if (transfer.removesSource) removeSource(source.get(), before);
+        const bool isPlaced = transfer.replaces
+                                  ? ::rename(transfer.incoming.c_str(), transfer.destination.c_str()) == 0
+                                  : renameWithoutReplacing(transfer.incoming, transfer.destination);
+        if (!isPlaced) return !transfer.replaces && errno == EEXIST ? TransferResult::taken : failed("store");
+        if (lease) removeSource(*lease, before);
         return TransferResult::stored;
     }
 
@@ -106,9 +106,14 @@ class Transfer {
         return TransferResult::failed;
     }
 
-    TransferResult transferBytes(int source, int target, std::uint64_t size) const {
+    TransferResult transferBytes(int source, int target, std::uint64_t size,
+                                 const std::optional<ReadLease>& lease) const {
         std::vector<char> buffer(control.chunk);
         while (control.goesOn(size)) {
+            if (lease && lease->isWrittenTo()) {
+                log.error("Somebody is writing to it, so it is not moved: ", transfer.source);
+                return TransferResult::stopped;
+            }
             const ssize_t count = ::read(source, buffer.data(), buffer.size());
             if (count < 0 && errno == EINTR) continue;
             if (count == 0) return TransferResult::stored;
@@ -121,10 +126,10 @@ class Transfer {
 
     // What is at the path now: a program that saves by renaming has put another file there, of which there is
     // no copy yet.
-    void removeSource(int source, const struct stat& before) const {
+    void removeSource(const ReadLease& lease, const struct stat& before) const {
         struct stat after {};
-        const ReadLease lease(source);
-        if (lease.isWrittenTo || ::lstat(transfer.source.c_str(), &after) != 0 || !sameContent(before, after))
+        if (lease.isWrittenTo() || ::lstat(transfer.source.c_str(), &after) != 0 ||
+            !sameContent(before, after))
             log.error("Changed while it was moved, so it stays: ", transfer.source);
         else if (::unlink(transfer.source.c_str()) != 0)
             log.error("Cannot remove ", transfer.source, ": ", std::strerror(errno));

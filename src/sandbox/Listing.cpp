@@ -2,6 +2,7 @@
 
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/FileAttributes.h"
+#include "sandbox/paths.h"
 
 #include <sys/stat.h>
 

@@ -1,12 +1,16 @@
 #include "sandbox/LocalRoot.h"
 
 #include "platform/FileAttributes.h"
-#include "sandbox/Space.h"
+#include "sandbox/paths.h"
+#include "sandbox/placement.h"
 
 #include <sys/stat.h>
+#include <sys/statfs.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <cstring>
 #include <unordered_set>
 #include <utility>
 
@@ -42,7 +46,7 @@ bool isFolder(const Dictionary& item) {
 // What a snapshot knows of a directory's own entries, without what is below them.
 DirSnapshot entriesOf(const DirSnapshot& snapshot, const std::string& directory, platform::ProcessLog& log) {
     DirSnapshot entries(log);
-    static_cast<void>(entries.setRoot(dirsnapshot::Tree(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory))));
+    static_cast<void>(entries.setRoot(dirsnapshot::emptyTree()));
     if (const auto items = snapshot.contentsOfDirectoryAtPath(directory))
         for (const platform::Value& item : *items) {
             const std::string& itemPath = textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey);
@@ -58,7 +62,7 @@ LocalRoot::LocalRoot(std::string folder, std::string keptAs, platform::Directory
     : path(std::move(folder)), kept(std::move(keptAs)), events(directoryEvents), log(processLog),
       known(processLog) {}
 
-std::string LocalRoot::keptFile() const { return kept + "." + std::to_string(inode); }
+std::string LocalRoot::keptFile() const { return kept + "." + identity; }
 
 std::string LocalRoot::absolute(std::string_view relativePath) const {
     return relativePath == "/" ? path : path + std::string(relativePath);
@@ -71,8 +75,17 @@ bool LocalRoot::isThere() {
         log.error("The folder ", path, " is not there; nothing is done about it until it is again");
         return false;
     }
-    if (inode == info.st_ino) return true;
-    inode = info.st_ino;
+    struct statfs fileSystem {};
+    if (statfs(path.c_str(), &fileSystem) != 0) return false;
+    // The top folders of many media have the same inode.
+    std::array<unsigned, 2> device{};
+    static_assert(sizeof device == sizeof fileSystem.f_fsid);
+    std::memcpy(device.data(), &fileSystem.f_fsid, sizeof device);
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%08x%08x-%ju", device[0], device[1],
+                  static_cast<std::uintmax_t>(info.st_ino));
+    if (identity == text.data()) return true;
+    identity = text.data();
     known = DirSnapshot::initWithContentsOfFile(log, keptFile(), path, "local");
     return true;
 }
@@ -105,7 +118,7 @@ std::optional<Differences> LocalRoot::lookAt(const std::string& directory, const
            (lstat(absolute(relativePath).c_str(), &info) != 0 || !S_ISDIR(info.st_mode)))
         relativePath.resize(std::max<std::size_t>(relativePath.rfind('/'), 1));
     Differences found;
-    if (relativePath != "/" && isExcludedByRule(relativePath)) return found;
+    if (isStaged(relativePath) || (relativePath != "/" && isExcludedByRule(relativePath))) return found;
     if (wanted.recursive)
         lookInto(relativePath, wanted.isAsked, exclusions, found);
     else
@@ -131,6 +144,7 @@ void LocalRoot::collectDeleted(const Dictionary& comparison, const std::string& 
 void LocalRoot::collect(const Dictionary& comparison, const std::string& relativePath, Differences& found) {
     const auto add = [&](const Dictionary& item) {
         std::string itemPath = joined(relativePath, textAt(item, dirsnapshot::DirSnapshotNodePathKey));
+        if (isStaged(itemPath)) return;
         if (!isText(itemPath)) {
             log.error("Left out, its name is no UTF-8: ", absolute(itemPath));
             return;
@@ -193,7 +207,7 @@ void LocalRoot::lookAtEntries(const std::string& relativePath, const DirectoryTo
     std::unordered_set<std::string> folders(own.folders.begin(), own.folders.end());
     const auto addNamed = [&](const std::string& name, const Dictionary& attributes, bool entersFolders) {
         const std::string itemPath = joined(relativePath, name);
-        if (!isText(itemPath) || isExcludedByRule(itemPath) ||
+        if (!isText(itemPath) || isStaged(itemPath) || isExcludedByRule(itemPath) ||
             std::find(exclusions.begin(), exclusions.end(), absolute(itemPath)) != exclusions.end())
             return;
         if (isFolder(attributes)) {
@@ -206,9 +220,16 @@ void LocalRoot::lookAtEntries(const std::string& relativePath, const DirectoryTo
     for (const std::string& name : wanted.names)
         if (const auto attributes = fresh.attributesOfItemAtPath("/" + name))
             addNamed("/" + name, *attributes, true);
-    const auto entries = fresh.contentsOfDirectoryAtPath("/");
-    if (wanted.isAsked && wanted.names.empty() && entries)
-        for (const platform::Value& item : *entries)
+    const auto entries = fresh.contentsOfDirectoryAtPath("/").value_or(platform::Array());
+    for (const platform::Value& item : entries) {
+        // The comparison goes on into a folder that was a file.
+        const std::string& name = textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey);
+        const auto before =
+            isFolder(*item.dictionary()) ? previous.attributesOfItemAtPath(name) : std::nullopt;
+        if (before && !isFolder(*before)) addNamed(name, *item.dictionary(), true);
+    }
+    if (wanted.isAsked && wanted.names.empty())
+        for (const platform::Value& item : entries)
             addNamed(textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey), *item.dictionary(),
                      false);
     for (const std::string& name : own.files) {

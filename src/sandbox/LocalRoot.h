@@ -5,8 +5,8 @@
 // The snapshot engine's limits are the folder's: an item whose path has more than 1,023 bytes is not seen,
 // and what the engine's built-in rules exclude is never reported.
 //
-// The folder is known by its place and its inode. Where another folder stands in its place, as when a medium
-// was unmounted, nothing counts as deleted.
+// The folder is known by its place, its file system and its inode. Where another folder stands in its place,
+// as when a medium was unmounted, nothing counts as deleted.
 //
 // Threads: one at a time.
 #pragma once
@@ -16,7 +16,6 @@
 #include "platform/ProcessLog.h"
 #include "sandbox/PendingChanges.h"
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -79,7 +78,7 @@ class LocalRoot {
     const std::string kept;
     platform::DirectoryEvents* events;
     platform::ProcessLog& log;
-    std::uint64_t inode = 0; // of the folder that the snapshot is of; 0: not looked at yet
+    std::string identity; // of the folder that the snapshot is of; "": not looked at yet
     dirsnapshot::DirSnapshot known;
     bool isChanged = false; // since it was kept
 };

@@ -1,5 +1,7 @@
 #include "sandbox/PendingChanges.h"
 
+#include "sandbox/paths.h"
+
 #include <algorithm>
 
 namespace sandbox {
@@ -10,11 +12,6 @@ namespace {
 constexpr std::size_t mostNames = 4096;
 
 } // namespace
-
-bool isAtOrBelow(std::string_view path, std::string_view base) {
-    if (base == "/") return path.starts_with('/');
-    return path.starts_with(base) && (path.size() == base.size() || path[base.size()] == '/');
-}
 
 void PendingChanges::noticed(const std::string& directory, const std::string& name) {
     const std::string item = (directory == "/" ? directory : directory + "/") + name;

@@ -46,7 +46,4 @@ class PendingChanges {
     std::map<std::string, bool, std::less<>> held; // path -> whether an event waits below it
 };
 
-// Whether a path is the base or lies below it, by whole components.
-bool isAtOrBelow(std::string_view path, std::string_view base);
-
 } // namespace sandbox

@@ -1,6 +1,7 @@
 #include "sandbox/Space.h"
 
-#include "platform/Utf8.h"
+#include "sandbox/paths.h"
+#include "sandbox/placement.h"
 
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -84,23 +85,9 @@ std::optional<std::string> Space::plainPath(std::string_view remotePath) {
     return plain.empty() ? "/" : plain;
 }
 
-bool Space::isWithin(std::string_view remotePath, std::string_view base) {
-    if (base == "/") return true;
-    return remotePath.starts_with(base) &&
-           (remotePath.size() == base.size() || remotePath[base.size()] == '/');
-}
-
 std::optional<fs::path> Space::localPath(std::string_view remotePath) const {
-    std::string path = root.string();
-    if (remotePath.substr(1, remotePath.find('/', 1) - 1) == privateName) return std::nullopt;
-    while (remotePath.size() > 1) {
-        struct stat info {};
-        if (lstat(path.c_str(), &info) == 0 ? !S_ISDIR(info.st_mode) : errno != ENOENT) return std::nullopt;
-        const std::string_view component = remotePath.substr(0, remotePath.find('/', 1));
-        path += component;
-        remotePath.remove_prefix(component.size());
-    }
-    return path;
+    if (isAtOrBelow(remotePath, "/" + std::string(privateName))) return std::nullopt;
+    return confinedPath(root, remotePath);
 }
 
 ItemKind Space::kind(std::string_view remotePath) const {
@@ -142,11 +129,7 @@ std::uint64_t Space::countDirectories(std::string_view remotePath) const {
 }
 
 bool Space::makeDirectory(std::string_view remotePath) const {
-    const std::optional<fs::path> path = localPath(remotePath);
-    if (!path) return false;
-    std::error_code error;
-    fs::create_directories(*path, error);
-    return kind(remotePath) == ItemKind::folder;
+    return localPath(remotePath) && makeConfinedFolder(root, remotePath);
 }
 
 bool Space::holds(std::string_view remotePath, std::uint64_t size, const timespec& modified) const {
@@ -184,10 +167,10 @@ std::optional<fs::path> Space::existing(std::string_view remotePath) const {
 
 bool Space::rename(std::string_view remotePath, std::string_view newPath) const {
     const std::optional<fs::path> from = existing(remotePath);
-    if (!from || isWithin(newPath, remotePath)) return false;
+    if (!from || isAtOrBelow(newPath, remotePath)) return false;
     if (!makeDirectory(fs::path(newPath).parent_path().string())) return false;
     const std::optional<fs::path> to = localPath(newPath);
-    return to && renameat2(AT_FDCWD, from->c_str(), AT_FDCWD, to->c_str(), RENAME_NOREPLACE) == 0;
+    return to && renameWithoutReplacing(*from, *to);
 }
 
 bool Space::remove(std::string_view remotePath) const {
@@ -236,27 +219,13 @@ std::optional<std::string> Space::restore(std::string_view remotePath) const {
         std::optional<std::string> free = hasFolder ? freePath(remotePath) : std::nullopt;
         const std::optional<fs::path> place = free ? localPath(*free) : std::nullopt;
         if (!place) return std::nullopt;
-        fs::rename(item, *place, error);
-        if (error) return std::nullopt;
+        if (!renameWithoutReplacing(item, *place)) return std::nullopt;
         // Nothing but the empty way to the item is removed; an entry that holds more stays.
         for (fs::path way = item.parent_path(); isBelow(way, trashFolder(*this)); way = way.parent_path())
             if (!fs::remove(way, error) || error) break;
         return free;
     }
     return std::nullopt;
-}
-
-bool isText(std::string_view path) { return platform::isUtf8(path); }
-
-std::string remoteChild(std::string_view folder, std::string_view name) {
-    std::string path(folder == "/" ? "" : folder);
-    path += '/';
-    path += name;
-    return path;
-}
-
-std::string numberedName(const fs::path& name, int number) {
-    return name.stem().string() + " (" + std::to_string(number) + ")" + name.extension().string();
 }
 
 } // namespace sandbox

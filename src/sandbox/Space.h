@@ -1,9 +1,9 @@
 // The sandbox's remote space: a local folder that stands for the storage of a real service.
 //
-// A remote path is an absolute path string in the space, in plain form: it starts with "/", has no empty,
-// "." or ".." component and no trailing separator; "/" is the space itself. Every operation but plainPath
-// expects that form. Items are real files and folders, never links, and the space's private folder is hidden:
-// in it lie what is being received and the trash.
+// A remote path is a path of the space's tree, in plain form (sandbox/paths.h). Every operation but plainPath
+// expects that form; one in another form has no item, and nothing is made or changed for it. Items are real
+// files and folders, never links, and the space's private folder is hidden: in it lie what is being received
+// and the trash.
 //
 // No operation follows a link below the space's folder, so that nothing outside is read or changed through
 // one. Each looks before it acts; who plants links while it acts already has the user's rights.
@@ -38,11 +38,8 @@ class Space {
     // climbs with "..", that is no valid UTF-8, or that leads into the private folder.
     static std::optional<std::string> plainPath(std::string_view remotePath);
 
-    // Whether the path is the base or lies beneath it; both plain.
-    static bool isWithin(std::string_view remotePath, std::string_view base);
-
-    // Where an item of the space lies, or would lie, on this machine. None when something above it is no
-    // real folder: a link could lead out of the space.
+    // Where an item of the space lies, or would lie, on this machine. None in the
+    // private folder, and when something above it is no real folder: a link could lead out of the space.
     std::optional<std::filesystem::path> localPath(std::string_view remotePath) const;
 
     ItemKind kind(std::string_view remotePath) const;
@@ -94,14 +91,5 @@ class Space {
     int ownership = -1;         // the open folder, locked
     mutable std::atomic<std::uint64_t> lastTrashed = 0;
 };
-
-// Whether a path can travel in messages: D-Bus strings and JSON text are UTF-8.
-bool isText(std::string_view path);
-
-// The remote path of an entry of a remote folder.
-std::string remoteChild(std::string_view folder, std::string_view name);
-
-// A name beside a taken one: "a.txt" gives "a (2).txt". The number is at least 2.
-std::string numberedName(const std::filesystem::path& name, int number);
 
 } // namespace sandbox

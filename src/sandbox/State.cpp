@@ -2,10 +2,13 @@
 
 #include "platform/Json.h"
 #include "sandbox/Space.h"
+#include "sandbox/paths.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <vector>
 
 namespace sandbox {
 namespace {
@@ -17,15 +20,23 @@ constexpr std::int64_t stateVersion = 1;
 // Calls the predicate with the path and then with each folder above it, "/" last, until one holds.
 template <typename Predicate>
 bool anyAtOrAbove(std::string_view path, Predicate holds) {
-    while (true) {
-        if (holds(path)) return true;
-        if (path == "/") return false;
+    while (!holds(path)) {
         const std::size_t separator = path.rfind('/');
-        path = separator == 0 ? "/" : path.substr(0, separator);
+        if (path.size() <= 1 || separator == std::string_view::npos) return false;
+        path = path.substr(0, std::max<std::size_t>(separator, 1));
     }
+    return true;
 }
 
-std::optional<State> stateOf(const platform::Value& value) {
+bool isPlainRemotePath(const std::string& path) { return Space::plainPath(path) == path; }
+
+bool isPlainLocalPath(const std::string& path) {
+    return path.size() > 1 && path.starts_with('/') && !path.ends_with('/') && isText(path) &&
+           path.find('\0') == std::string::npos && fs::path(path).lexically_normal() == path;
+}
+
+// Entries that no message could have made are left out and named.
+std::optional<State> stateOf(const platform::Value& value, std::vector<std::string>& leftOut) {
     const platform::Dictionary* entries = value.dictionary();
     if (!entries) return std::nullopt;
     const platform::Value* version = find(*entries, "version");
@@ -33,12 +44,22 @@ std::optional<State> stateOf(const platform::Value& value) {
     State state;
     if (const platform::Value* paused = find(*entries, "paused"); paused && paused->boolean())
         state.paused = *paused->boolean();
-    if (const platform::Value* pairs = find(*entries, "pairs"); pairs && pairs->dictionary())
-        for (const auto& [remote, local] : *pairs->dictionary())
-            if (local.string()) state.pairs.emplace(remote, *local.string());
-    if (const platform::Value* excluded = find(*entries, "excluded"); excluded && excluded->array())
-        for (const platform::Value& path : *excluded->array())
-            if (path.string()) state.excluded.insert(*path.string());
+    const platform::Value* pairs = find(*entries, "pairs");
+    for (const auto& [remote, local] :
+         pairs && pairs->dictionary() ? *pairs->dictionary() : platform::Dictionary()) {
+        if (local.string() && remote != "/" && isPlainRemotePath(remote) && isPlainLocalPath(*local.string()))
+            state.pairs.emplace(remote, *local.string());
+        else
+            leftOut.push_back(platform::jsonDescription(remote));
+    }
+    const platform::Value* excluded = find(*entries, "excluded");
+    for (const platform::Value& path :
+         excluded && excluded->array() ? *excluded->array() : platform::Array()) {
+        if (path.string() && isPlainRemotePath(*path.string()))
+            state.excluded.insert(*path.string());
+        else
+            leftOut.push_back(platform::jsonDescription(path));
+    }
     return state;
 }
 
@@ -56,10 +77,17 @@ State loadState(const fs::path& file, platform::ProcessLog& log) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) return {};
     const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (const std::optional<platform::Value> value = platform::valueOfJson(text))
-        if (std::optional<State> state = stateOf(*value)) return *std::move(state);
     const fs::path aside = file.string() + ".unreadable";
     std::error_code error;
+    std::vector<std::string> leftOut;
+    if (const std::optional<platform::Value> value = platform::valueOfJson(text))
+        if (std::optional<State> state = stateOf(*value, leftOut)) {
+            for (const std::string& entry : leftOut)
+                log.error("Left out of the state, no path in the space or none of a local folder: ", entry,
+                          "; the file is kept as ", aside.string());
+            if (!leftOut.empty()) fs::copy_file(file, aside, fs::copy_options::overwrite_existing, error);
+            return *std::move(state);
+        }
     fs::rename(file, aside, error);
     log.error("The state in ", file.string(), " cannot be understood; it is kept as ", aside.string(),
               " and the daemon starts without pairs");

@@ -26,8 +26,8 @@ struct State {
     bool isInSync(std::string_view remotePath) const;
 };
 
-// A missing file is the empty state. One that cannot be understood is kept beside as "….unreadable", and the
-// log says so.
+// A missing file is the empty state. Of one with paths in another form those are left out. One that cannot be
+// understood, in whole or in part, is kept beside as "….unreadable", and the log says so.
 State loadState(const std::filesystem::path& file, platform::ProcessLog& log);
 
 // Replaces the file at once or not at all: written beside and renamed. False, and a log line, on failure.

@@ -1,5 +1,8 @@
 #include "sandbox/Uploader.h"
 
+#include "sandbox/paths.h"
+#include "sandbox/placement.h"
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -36,6 +39,13 @@ bool isGone(const std::string& localPath) {
     struct stat info {};
     if (lstat(localPath.c_str(), &info) != 0) return errno == ENOENT || errno == ENOTDIR;
     return !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
+}
+
+// Whether the remote root of a pair is at the path or below it.
+bool holdsRoot(const std::vector<UploadTask>& roots, std::string_view remotePath) {
+    return std::any_of(roots.begin(), roots.end(), [remotePath](const UploadTask& root) {
+        return root.kind == Kind::sync && isAtOrBelow(root.remotePath, remotePath);
+    });
 }
 
 // The file of a synced folder's snapshot; of a long remote path none is kept from run to run.
@@ -177,6 +187,7 @@ bool Uploader::isStopping() {
 }
 
 void Uploader::run() {
+    StagingFolder::removeLeft(stagingNote(), log);
     while (true) {
         std::unique_lock guard(lock);
         changed.wait(guard, [this] {
@@ -247,7 +258,8 @@ void Uploader::perform(const UploadTask& task) {
         }
         return;
     }
-    if (task.kind == Kind::download || task.kind == Kind::cache) return fetch(task);
+    if (task.kind == Kind::download) return download(task);
+    if (task.kind == Kind::cache) return fetchIntoCache(task);
     if (task.kind == Kind::copy || task.kind == Kind::move || task.kind == Kind::drop) return bring(task);
     if (!observer.isWanted(task, task.remotePath)) return;
     const bool isAnnounced = task.kind == Kind::sync; // the cache is nobody's folder
@@ -304,19 +316,12 @@ std::vector<Uploader::Work> Uploader::worksOf(const UploadTask& task, LocalRoot&
             log.error("Cannot be read here, so it stays in the space: ", remote);
             continue;
         }
-        const bool holdsRoot = std::any_of(all.begin(), all.end(), [&remote](const UploadTask& other) {
-            return other.kind == Kind::sync && Space::isWithin(other.remotePath, remote);
-        });
-        if (!holdsRoot && observer.isWanted(task, remote) && space.trash(remote))
+        if (!holdsRoot(all, remote) && observer.isWanted(task, remote) && space.trash(remote))
             log.info("Deleted here, so it goes into the trash of the space: ", remote);
     }
-    const auto makeWay = [this](const std::string& remote) {
-        return space.makeDirectory(remote) ||
-               (space.kind(remote) == ItemKind::file && space.trash(remote) && space.makeDirectory(remote));
-    };
     for (const std::string& relativePath : differences.folders) {
         const std::string remote = remoteBelow(task.remotePath, relativePath);
-        if (observer.isWanted(task, remote) && !makeWay(remote))
+        if (observer.isWanted(task, remote) && !makeWay(task.remotePath, remote))
             log.error("No folder ", remote, " can be made in the space");
     }
     std::vector<Work> works;
@@ -337,6 +342,15 @@ std::vector<Uploader::Work> Uploader::worksOf(const UploadTask& task, LocalRoot&
         works.push_back({task, task.localPath + relativePath, remote, &root, keepsFormer});
     }
     return works;
+}
+
+// A folder of the space. A file of the synced folder that is in its place or above it goes into the trash.
+bool Uploader::makeWay(const std::string& remoteRoot, const std::string& remote) {
+    if (space.makeDirectory(remote)) return true;
+    for (fs::path way = remote; way != remoteRoot && way != "/"; way = way.parent_path())
+        if (space.kind(way.string()) == ItemKind::file)
+            return space.trash(way.string()) && space.makeDirectory(remote);
+    return false;
 }
 
 void Uploader::transferAll(const std::vector<Work>& works) {
@@ -363,13 +377,20 @@ void Uploader::transferAll(const std::vector<Work>& works) {
 TransferResult Uploader::upload(const Work& work) {
     const bool isSynced = work.root != nullptr;
     std::string remote = work.remotePath;
-    if (isSynced && space.kind(remote) == ItemKind::folder) space.trash(remote); // a file has taken its place
+    if (isSynced && space.kind(remote) == ItemKind::folder) { // a file has taken its place
+        if (holdsRoot(observer.roots(), remote)) {
+            log.error("Another folder is synced to the space there, so it is not replaced: ", remote);
+            return TransferResult::failed;
+        }
+        space.trash(remote);
+    }
     if (work.keepsFormer && space.kind(remote) == ItemKind::file && !space.keepInTrash(remote)) {
         log.error("What the space has there cannot be kept in its trash, so it is not replaced: ", remote);
         return TransferResult::failed;
     }
     if (work.task.kind == Kind::drop) remote = space.freePath(remote).value_or(remote);
-    const bool hasFolder = space.makeDirectory(fs::path(remote).parent_path().string());
+    const std::string folder = fs::path(remote).parent_path().string();
+    const bool hasFolder = isSynced ? makeWay(work.task.remotePath, folder) : space.makeDirectory(folder);
     const std::optional<fs::path> destination = hasFolder ? space.localPath(remote) : std::nullopt;
     if (!destination) {
         log.error("No folder in the space can take ", work.localPath);

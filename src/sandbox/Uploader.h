@@ -21,6 +21,8 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -87,11 +89,20 @@ class Uploader {
     void perform(const UploadTask& task);
     void lookAtChanges(const PendingChanges::Directories& changes);
     void bring(const UploadTask& task);
-    void fetch(const UploadTask& task);
+    void download(const UploadTask& task);
+    void fetchIntoCache(const UploadTask& task);
+    // An item of the space with all below it, a folder before what it holds: into a folder only when the
+    // visit says so. Links and special files stay behind, with a log line.
+    void walkSpace(const std::string& remotePath,
+                   const std::function<bool(const std::string& remote, const std::filesystem::path& source,
+                                            ItemKind kind)>& visit);
+    // Names what is being downloaded, for the next start.
+    std::filesystem::path stagingNote() const { return std::filesystem::path(snapshotFolder) / "receiving"; }
     Scan scan(const UploadTask& task);
     LocalRoot& rootOf(const UploadTask& task, const std::string& folder);
     void forgetRoot(std::map<std::string, LocalRoot>::iterator root);
     std::vector<Work> worksOf(const UploadTask& task, LocalRoot& root, const Differences& differences);
+    bool makeWay(const std::string& remoteRoot, const std::string& remote);
     void transferAll(const std::vector<Work>& works);
     TransferResult upload(const Work& work);
     TransferResult transfer(const Work& work, const FileTransfer& file);

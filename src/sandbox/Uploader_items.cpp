@@ -1,11 +1,11 @@
 // The part of the uploader that brings single items as they are: into the space, and out of it.
 #include "sandbox/Uploader.h"
+#include "sandbox/paths.h"
+#include "sandbox/placement.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <unistd.h>
 #include <utility>
@@ -16,13 +16,8 @@ namespace {
 namespace fs = std::filesystem;
 using Kind = UploadTask::Kind;
 
-// The path or one beside it at which nothing is.
-fs::path freeLocalPath(const fs::path& wanted) {
-    fs::path candidate = wanted;
-    std::error_code error;
-    for (int number = 2; fs::exists(fs::symlink_status(candidate, error)); ++number)
-        candidate = wanted.parent_path() / numberedName(wanted.filename(), number);
-    return candidate;
+bool isLater(const timespec& one, const timespec& other) {
+    return std::pair(one.tv_sec, one.tv_nsec) > std::pair(other.tv_sec, other.tv_nsec);
 }
 
 } // namespace
@@ -84,6 +79,7 @@ Uploader::Scan Uploader::scan(const UploadTask& task) {
         std::sort(children.rbegin(), children.rend());
         for (fs::path& child : children) {
             const std::string name = child.filename().string();
+            if (isStaged(name)) continue;
             if (!isText(name)) {
                 log.error("Left out, its name is no UTF-8: ", child.string());
                 continue;
@@ -95,49 +91,75 @@ Uploader::Scan Uploader::scan(const UploadTask& task) {
     return found;
 }
 
-// One item of the space with all below it. A folder's links and special files stay behind.
-void Uploader::fetch(const UploadTask& task) {
-    const bool isCache = task.kind == Kind::cache;
-    const fs::path target = isCache ? fs::path(task.localPath) : freeLocalPath(task.localPath);
-    std::vector<std::pair<std::string, fs::path>> open{{task.remotePath, target}};
+void Uploader::walkSpace(
+    const std::string& remotePath,
+    const std::function<bool(const std::string& remote, const fs::path& source, ItemKind)>& visit) {
+    std::vector<std::string> open{remotePath};
     while (!open.empty() && !isStopping()) {
-        auto [remote, local] = std::move(open.back());
+        const std::string remote = std::move(open.back());
         open.pop_back();
         const std::optional<fs::path> source = space.localPath(remote);
         const ItemKind kind = source ? space.kind(remote) : ItemKind::missing;
-        std::error_code error;
-        if (kind == ItemKind::file) {
-            if (isCache) fs::create_directories(local.parent_path(), error);
-            if (isCache && fs::canonical(local.parent_path(), error) != local.parent_path()) {
-                log.error("A link leads out of the cache folder, nothing is laid there: ", local.string());
-                continue;
-            }
-            const fs::path incoming =
-                isCache
-                    ? fs::path(snapshotFolder) / "incoming"
-                    : local.parent_path() / (".tsyncquenz-sandbox-incoming-" + std::to_string(::getpid()));
-            FileTransfer file{source->string(), incoming, local};
-            file.replaces = isCache;
-            const Work work{task, local.string(), remote, nullptr};
-            const TransferResult result = transfer(work, file);
-            if (result == TransferResult::taken)
-                log.error("Something is there already, so it is not downloaded: ", local.string());
-        } else if (kind == ItemKind::folder) {
-            fs::create_directory(local, error);
-            if (isCache) fs::create_directories(local, error);
-            if (error) {
-                log.error("Cannot make ", local.string(), ": ", error.message());
-                continue;
-            }
-            for (fs::directory_iterator entry(*source, error), end; !error && entry != end;
-                 entry.increment(error)) {
-                const std::string name = entry->path().filename().string();
-                open.emplace_back(remoteChild(remote, name), local / name);
-            }
-        } else {
+        if (kind != ItemKind::file && kind != ItemKind::folder) {
             log.info("Left out, neither a file nor a folder: ", remote);
+            continue;
         }
+        if (!visit(remote, *source, kind) || kind == ItemKind::file) continue;
+        std::error_code error;
+        for (fs::directory_iterator entry(*source, error), end; !error && entry != end;
+             entry.increment(error))
+            open.push_back(remoteChild(remote, entry->path().filename().string()));
+        if (error) log.error("Cannot read ", remote, ": ", error.message());
     }
+}
+
+// The item appears in the person's folder when it is whole, or not at all.
+void Uploader::download(const UploadTask& task) {
+    const fs::path wanted = task.localPath;
+    const StagingFolder staging(wanted.parent_path(), stagingNote(), log);
+    if (staging.folder().empty()) return;
+    walkSpace(task.remotePath, [&](const std::string& remote, const fs::path& source, ItemKind kind) {
+        const fs::path local = staging.item() += remote.substr(task.remotePath.size());
+        if (kind == ItemKind::file) {
+            const Work work{task, local.string(), remote, nullptr};
+            return transfer(work, {source.string(), staging.incoming(), local}) == TransferResult::stored;
+        }
+        std::error_code error;
+        if (fs::create_directory(local, error)) return true;
+        log.error("Cannot make ", local.string(), ": ", error.message());
+        return false;
+    });
+    std::error_code error;
+    if (isStopping() || !fs::exists(fs::symlink_status(staging.item(), error))) return;
+    const fs::path placed = staging.place(wanted);
+    if (!placed.empty()) log.info("Downloaded ", task.remotePath, " to ", placed.string());
+}
+
+// Into the folder of cached copies, where each has its path in the space, in place of an older copy.
+void Uploader::fetchIntoCache(const UploadTask& task) {
+    const fs::path cache = task.localPath.substr(0, task.localPath.size() - task.remotePath.size());
+    walkSpace(task.remotePath, [&](const std::string& remote, const fs::path& source, ItemKind kind) {
+        const std::string folder =
+            kind == ItemKind::folder ? remote : remote.substr(0, std::max<std::size_t>(remote.rfind('/'), 1));
+        const std::optional<fs::path> local =
+            makeConfinedFolder(cache, folder) ? confinedPath(cache, remote) : std::nullopt;
+        if (!local) {
+            log.error("A link leads out of the cache folder, or a file is in the way; nothing is laid at ",
+                      cache.string(), remote);
+            return false;
+        }
+        if (kind == ItemKind::folder) return true;
+        struct stat cached {};
+        struct stat original {};
+        if (lstat(local->c_str(), &cached) == 0 && lstat(source.c_str(), &original) == 0 &&
+            isLater(cached.st_mtim, original.st_mtim)) {
+            log.info("The cached copy is later, so it stays: ", local->string());
+            return true;
+        }
+        const Work work{task, local->string(), remote, nullptr};
+        transfer(work, {source.string(), fs::path(snapshotFolder) / "incoming", *local});
+        return true;
+    });
 }
 
 } // namespace sandbox

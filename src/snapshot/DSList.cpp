@@ -109,6 +109,16 @@ void attach(DSList* list, DSListNode* link) {
     list->tail = link;
 }
 
+// Appends to a children list a node of which it is known how its name stands to the last one's.
+void appendNode(DSList* list, DSNode* node, uint32_t order) {
+    makeRoom(list);
+    DSListNode* link = makeLink(list, node);
+    keepOrder(list, order);
+    if (NameIndex* index = storeOf(list)->index) index->append(node);
+    if (link == linkInside(node)) remember(node, list->_gap + list->count);
+    attach(list, link);
+}
+
 // Makes every child remember its slot again.
 void rememberAll(DSList* list) {
     for (uint64_t i = 0; i < list->count; i++)
@@ -218,15 +228,8 @@ void reserve(DSList* list, uint64_t capacity) {
 }
 
 void appendChild(DSNode* parent, DSNode* node, uint32_t order) {
-    DSList* list = parent->children;
     node->parent = parent;
-    makeRoom(list);
-    DSListNode* link = linkInside(node);
-    *link = {node, nullptr};
-    keepOrder(list, order);
-    if (NameIndex* index = storeOf(list)->index) index->append(node);
-    remember(node, list->_gap + list->count);
-    attach(list, link);
+    appendNode(parent->children, node, order);
 }
 
 } // namespace snapshot
@@ -263,17 +266,12 @@ void DSListSetFreeCallback(DSList* list, DSListFreeCallback callback) noexcept {
 }
 
 void DSListAppendValue(DSList* list, void* value) noexcept {
-    bool areNodes = (list->_flags & kListOfChildren) != 0;
-    if (areNodes && value == nullptr) return; // a directory has no absent children
-    makeRoom(list);
-    DSListNode* link = makeLink(list, value);
-    if (areNodes) {
-        auto* node = static_cast<DSNode*>(value);
-        keepOrder(list, list->count > 0 ? orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node)) : 0);
-        if (NameIndex* index = storeOf(list)->index) index->append(node);
-        if (link == linkInside(node)) remember(node, list->_gap + list->count);
+    if ((list->_flags & kListOfChildren) == 0) {
+        makeRoom(list);
+        attach(list, makeLink(list, value));
+    } else if (auto* node = static_cast<DSNode*>(value)) { // a directory has no absent children
+        appendNode(list, node, list->count > 0 ? orderOfNames(nameOf(nodeOf(list->tail)), nameOf(node)) : 0);
     }
-    attach(list, link);
 }
 
 void DSListRemoveValue(DSList* list, const void* value) noexcept {

@@ -58,7 +58,8 @@ DS_API void DSListDestroy(DSList* list) DS_NOTHROW;
 
 DS_API void DSListSetFreeCallback(DSList* list, DSListFreeCallback callback) DS_NOTHROW;
 
-/* Appends in amortised constant time. */
+/* Appends in amortised constant time. NULL is a value like any other, but for a node's `children`, which it
+ * is not appended to. */
 DS_API void DSListAppendValue(DSList* list, void* value) DS_NOTHROW;
 
 /* Removes the first link whose value is this very reference; the order of the rest is kept. Neither the

@@ -64,7 +64,7 @@ class RowReader {
 
     void place(sqlite3_stmt* row, const Columns& columns) {
         auto type = static_cast<uint8_t>(unsignedOf(row, columns.type));
-        DSNode* node = _items.findOrCreate(textOf(row, columns.path), type);
+        DSNode* node = _items.findOrCreate(pathOf(row, columns), type);
         if (node == nullptr) {
             _leftOut++;
             return;
@@ -82,6 +82,12 @@ class RowReader {
     }
 
   private:
+    // A writer may have bound the text with its terminator.
+    static std::string_view pathOf(sqlite3_stmt* row, const Columns& columns) {
+        const std::string_view text = textOf(row, columns.path);
+        return text.substr(0, text.find_last_not_of('\0') + 1);
+    }
+
     TreeBuilder _items;
     uint64_t _leftOut = 0;
 };

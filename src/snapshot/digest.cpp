@@ -146,7 +146,7 @@ class Computation {
 
     size_t pathOf(const DSNode* node) {
         if (node->parent == nullptr) return 0;
-        std::unique_ptr<char, decltype(&free)> path(DSNodeCreateStringWithFullPath(node), free);
+        const Text path(DSNodeCreateStringWithFullPath(node));
         _reported = path == nullptr;
         if (path == nullptr) return kTooLong;
         size_t length = strlen(path.get());

@@ -13,7 +13,7 @@
 // emptied without looking at its values.
 #pragma once
 
-#include "snapshot/DSNode.h"
+#include "snapshot/cxx.h"
 
 #include <algorithm>
 #include <bit>
@@ -63,11 +63,6 @@ inline char* nameInside(DSNode* node) { return reinterpret_cast<char*>(node + 1)
 inline DSNode* nodeOf(const DSListNode* link) { return static_cast<DSNode*>(link->value); }
 
 inline std::string_view nameOf(const DSNode* node) { return {node->name, node->_nameLength}; }
-
-// The child at a position; the position must be below the count.
-inline DSNode* childAt(const DSNode* parent, uint64_t position) {
-    return nodeOf(parent->children->items[position]);
-}
 
 // Empties a list without applying its callback and releases its array and index.
 void releaseLinks(DSList* list);

@@ -93,13 +93,14 @@ bool isAbsolutePath(const char* path) { return path[0] == '/'; }
 
 int isPathUnrelated(const char* first, const char* second) {
     if (!isAbsolutePath(first) || !isAbsolutePath(second)) return -1;
-    bool firstIsShorter = pathComponents(first) <= pathComponents(second);
+    if (!fits(first) || !fits(second)) return 0;
+    bool firstIsShorter = countOf(first) <= countOf(second);
     return _isChildOfPath(firstIsShorter ? first : second, firstIsShorter ? second : first) ? 0 : 1;
 }
 
 bool isChildOfPath(const char* ancestor, const char* path) {
-    if (!isAbsolutePath(ancestor) || !isAbsolutePath(path)) return false;
-    return pathComponents(ancestor) != pathComponents(path) && _isChildOfPath(ancestor, path);
+    if (!isAbsolutePath(ancestor) || !isAbsolutePath(path) || !fits(ancestor) || !fits(path)) return false;
+    return countOf(ancestor) != countOf(path) && _isChildOfPath(ancestor, path);
 }
 
 bool _isChildOfPath(const char* ancestor, const char* path) {
@@ -107,7 +108,7 @@ bool _isChildOfPath(const char* ancestor, const char* path) {
 }
 
 bool isEqualToPath(const char* first, const char* second) {
-    if (!isAbsolutePath(first) || !isAbsolutePath(second)) return false;
+    if (!isAbsolutePath(first) || !isAbsolutePath(second) || !fits(first) || !fits(second)) return false;
     Components a(first);
     Components b(second);
     std::string_view left;

@@ -8,11 +8,12 @@ namespace snapshot {
 
 // Opens a new file in the folder of the target; close() renames it onto the target. Whoever opens the target
 // sees the old content or the new one, never a part, whenever this process ends. A new file gets the default
-// permissions; one that takes the place of another gets its permissions, owner and group.
+// permissions; one that takes the place of another gets its permissions, owner, group and extended attributes
+// (access lists are such).
 //
 // The target is opened and truncated itself, as fopen(…, "w") would, where it is no regular file, is a
 // symbolic link or has several hard links (a rename would part them), where the folder takes no new file, or
-// where the owner cannot be kept.
+// where the owner or an attribute cannot be kept. Onto a mount point the complete new file is copied.
 //
 // Safe against a killed process, not against a power cut: nothing is forced to the disk.
 class ReplacedFile {

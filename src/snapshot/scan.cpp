@@ -65,6 +65,7 @@ class Scan {
         size_t pathEnd; // of the directory's path in _path
         int directory;  // descriptor, or -1 when it is not kept open
         size_t next;    // position of the next entry
+        bool hasRoom;   // whether the node's list has room for the entries
         DirectoryListing listing;
         const DirectoryListing* entries;             // that listing, or the one read ahead
         std::unique_ptr<WorkAhead::Directory> ahead; // when directories are read ahead
@@ -83,6 +84,7 @@ class Scan {
         level.pathEnd = pathEnd;
         level.directory = directory;
         level.next = 0;
+        level.hasRoom = false;
         level.entries = &level.listing;
         level.nextBelow = 0;
         return level;
@@ -95,7 +97,6 @@ class Scan {
         _ahead->take(*level.ahead);
         if (!level.ahead->isRead) _isWhole = false;
         level.entries = &level.ahead->listing;
-        reserve(node->children, node->children->count + level.entries->count());
     }
 
     // Begins with a directory that has just been opened (-1 when that failed: it has no entries).
@@ -111,7 +112,6 @@ class Scan {
         _options->pathComponents = kept;
         // With a callback, an entry is examined only after its call.
         if (_options->callback == nullptr) level.listing.examine(directory);
-        reserve(node->children, node->children->count + level.listing.count());
         if (_depth > kOpenLevels) closeDirectory(level);
     }
 
@@ -154,6 +154,8 @@ class Scan {
         if (status.type == 0) return true;
         DSNode* node =
             _nodes.create(name, status.size, status.modifiedTime, status.accessedTime, status.type);
+        if (!std::exchange(level.hasRoom, true)) // only now: a list to which nothing is appended has no array
+            reserve(level.node->children, level.node->children->count + level.entries->count() - position);
         DSNodeAppendChild(node, level.node);
         if (status.type == DSNodeTypeDirectory && _options->recursive == 1) {
             DSListAppendValue(_components, duplicate(name));

@@ -171,13 +171,15 @@ std::vector<Case> cases() {
          .messages = {{"kTFinderSyncTSyncStart", R"({"localPath":"@/Photos","remotePath":"/Photos"})"}},
          .log = {"Select Start Sync param: Start sync", "Choose Remote Dest: 2",
                  "Space Dest Path: /Photos, selectedItemPath: @/Photos"}},
-        {.invocation = "'Share by email' --recipient 'Ann <ann@example.org>' --recipient j@x.org @/Docs/link",
-         .outcome = "Asked the sync service to share @/Docs/link with ann@example.org, j@x.org.",
+        {.invocation =
+             "'Share by email' --recipient 'Lee, Ann <ann@example.org' --recipient 'j@x.org k@x.org' "
+             "@/Docs/link",
+         .outcome = "Asked the sync service to share @/Docs/link with ann@example.org, j@x.org, k@x.org.",
          .messages =
              {{"kTFinderSyncTShareByEmail",
-               R"({"localPath":"/Docs/link","isDir":"file","recipients":["ann@example.org","j@x.org"]})"}}},
-        {.invocation = "'Share by email' --recipient ann@example @/Docs",
-         .outcome = "\"ann@example\" is no e-mail address.",
+               R"({"localPath":"/Docs/link","isDir":"file","recipients":["ann@example.org","j@x.org","k@x.org"]})"}}},
+        {.invocation = "'Share by email' --recipient j@x.org --recipient 'k@x.org, ann@example' @/Docs",
+         .outcome = "\"k@x.org, ann@example\" is no e-mail address.",
          .succeeds = false},
         // The panel posts the message itself; here it only says so.
         {.invocation = "'Share by email' @/Docs/sub",

@@ -2,7 +2,7 @@
 #include "tests/support/Programs.h"
 #include "tests/support/TemporaryFolder.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace {
 
@@ -63,7 +63,7 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"ls new /new --json", 0,
          R"([{"modified":5,"path":"/new/l","size":4,"started":0,"type":3}])"
          "\n"},
-        {"ls new /d", 0, "-            2 1970-01-01 00:00:06 /d/x\n"},
+        {"ls new /d", 0, "-            2 1970-01-01 00:00:06 +0000 /d/x\n"},
         // SHA-1 of 06 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 'x'
         {"hash new /d/x", 0, "e3ae8bd724cf091d8f0517047e423c703a9692a5  /d/x\n"},
         {"match '*.tmp' /a/b.tmp", 0, "match\n"},
@@ -71,14 +71,26 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"convert old copy --from flat --to sync && '" DIRSNAPSHOT_PROGRAM "' ls copy / | wc -l", 0, "5\n"},
         {"scan base -o scanned && '" DIRSNAPSHOT_PROGRAM "' count scanned", 0, "1\n"},
         {"sha1 - <base/kept", 0, "da39a3ee5e6b4b0d3255bfef95601890afd80709  -\n"},
+        {"convert old d.db --from flat --to sync && '" DIRSNAPSHOT_PROGRAM "' count d.db", 0, "4\n"},
         {"nothing", 2, ""},
+        {"nothing --help", 2, ""},
+        {"count --odd old", 2, ""},
     };
     for (const Case& each : cases) {
         const support::Result result = run(each.arguments);
         EXPECT_EQ(result.status, each.code) << each.arguments;
         EXPECT_EQ(result.output, each.printed) << each.arguments;
-        EXPECT_EQ(!support::contentOf(folder / "said").empty(), each.code == 2) << each.arguments;
+        EXPECT_EQ(support::contentOf(folder / "said").starts_with("dirsnapshot: "), each.code == 2)
+            << each.arguments;
     }
+    EXPECT_EQ(support::contentOf(folder / "said"),
+              "dirsnapshot: count: The following argument was not expected: --odd; see --help\n");
+    // A database that is new and of which a part is missing goes again.
+    const support::Result full = run("--version; trap '' XFSZ; ulimit -f 8; '" DIRSNAPSHOT_PROGRAM
+                                     "' convert old full --from flat --to sync");
+    EXPECT_EQ(full.status, 2);
+    EXPECT_FALSE(std::filesystem::exists(folder / "full.db"));
+    EXPECT_THAT(full.output, testing::MatchesRegex("[0-9.]+\n"));
 }
 
 } // namespace

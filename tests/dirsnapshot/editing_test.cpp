@@ -56,7 +56,7 @@ TEST_F(Editing, MovesBehindItsNewSiblingsWithItsDigests) {
     EXPECT_THAT(listing(snapshot), ElementsAre("/a/", "/a/z 3", "/a/all/", "/a/all/a/", "/a/all/a/z 3"));
 }
 
-TEST_F(Editing, RefusesWithALineInTheLog) {
+TEST_F(Editing, RefusesWithTwoLinesInTheLog) {
     snapshot.addItemAtPath("/a/b", file(1));
     const auto before = listing(snapshot);
     DirSnapshot none(log);
@@ -74,12 +74,29 @@ TEST_F(Editing, RefusesWithALineInTheLog) {
         [&] { none.removeItemAtPath("/a"); },
         [&] { none.addPartial(snapshot, "/"); },
         [&] { none.reloadSnapshotPart("/a"); }};
-    for (std::size_t i = 0; i < edits.size(); ++i) {
-        edits[i]();
-        EXPECT_EQ(log.lines().size(), i + 1) << i;
+    for (const auto& edit : edits) {
+        edit();
+        const auto lines = log.take();
+        ASSERT_EQ(lines.size(), 2U) << (&edit - edits.data());
+        EXPECT_THAT(lines[0], testing::AnyOf("ERROR! -> Can't add item in remote snapshot",
+                                             "ERROR! -> Can't move node in remote snapshot",
+                                             "Can't remove item from snapshot",
+                                             "Can't scan a part of the snapshot anew"));
     }
     EXPECT_EQ(listing(snapshot), before);
     EXPECT_FALSE(none.loaded());
+}
+
+// Names that a stored snapshot may hold and no file system has.
+TEST_F(Editing, GraftsNoNameThatLeadsElsewhere) {
+    folder.write("foreign",
+                 "3|//a5|2|1|2|4|/d/.5|2|1|2|5|/d/..9|1|1|2|7|/d/../q5|2|1|2|5|/d//x5|2|1|2|4|/d/z7|2|1|2|");
+    const auto foreign = DirSnapshot::initWithContentsOfFile(log, folder.path("foreign"), "/", "other");
+    snapshot.addItemAtPath("/base", fileInfo(platform::NSFileTypeDirectory, 3, 1));
+    snapshot.addPartial(foreign, "/base");
+    EXPECT_THAT(listing(snapshot), ElementsAre("/base/", "/base/d/", "/base/d/z 7"));
+    EXPECT_EQ(snapshot.nodeAtFullpath("/base")->size, 3);
+    EXPECT_EQ(log.count("ERROR! -> Can't add item in remote snapshot"), 4U);
 }
 
 TEST_F(Editing, ScansAPartAnewUnderItsName) {

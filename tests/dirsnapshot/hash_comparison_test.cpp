@@ -56,6 +56,29 @@ TEST_F(HashComparison, GivesEachDifferenceAsAnItem) {
     EXPECT_EQ(pathsOf(compare(), DirSnapshotDeletedPathsKey), Strings{"/gone"});
 }
 
+// Trees that no scan makes: longer paths than the engine has, and a file that has children in any order.
+TEST_F(HashComparison, BearsDamagedTrees) {
+    DSNode* node = current.nodeAtFullpath("/");
+    for (int i = 0; i < 2000; ++i)
+        node = DSNodeCreateWithParent(node, "n", 0, 1, 1, DSNodeTypeDirectory);
+    testing::internal::CaptureStderr();
+    const Strings added = pathsOf(compare(), DirSnapshotAddedPathsKey);
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(std::pair(added.size(), added.back().size()), std::pair(511UL, 1022UL));
+
+    current = emptySnapshot(log);
+    for (auto [snapshot, kind, size] :
+         {std::tuple(&current, DSNodeTypeFile, 2), {&previous, DSNodeTypeDirectory, 1}}) {
+        DSNode* f = DSNodeCreateWithParent(snapshot->nodeAtFullpath("/"), "f", 0, 1, 1, DSNodeTypeDirectory);
+        for (const char* name : {"z", "a"})
+            DSNodeCreateWithParent(f, name, size, 1, 1, DSNodeTypeFile);
+        f->type = static_cast<std::uint8_t>(kind);
+    }
+    const auto part = DirSnapshot::compareWithSnapshotUsingHashes(
+        current.nodeAtFullpath("/f"), previous.nodeAtFullpath("/f"), true, {}, "");
+    EXPECT_EQ(pathsOf(part, DirSnapshotModifiedPathsKey), (Strings{"/f/z", "/f/a"}));
+}
+
 // What the comparison is to find, from its definition: no order, no digests, one item at a time.
 struct Oracle {
     std::set<std::string> missing;

@@ -21,9 +21,17 @@ using Strings = std::vector<std::string>;
 struct Panel : TSFPSavePanelView, testing::Test {
     std::string message;
     std::optional<bool> okEnabled;
+    std::string choice;
+    ServiceState service = ServiceState::answers;
     Strings ends;
     void setMessage(const platform::DisplayText& text) override { message = text.english(); }
     void setOkEnabled(bool enabled) override { okEnabled = enabled; }
+    void setChoice(const Strings& titles, bool isNew) override {
+        choice = isNew ? "new:" : "";
+        for (const std::string& title : titles)
+            choice += "/" + title;
+    }
+    void setServiceState(ServiceState state) override { service = state; }
     void stopModalWithCode(int response) override { ends.push_back("response " + std::to_string(response)); }
     void close() override { ends.emplace_back("close"); }
 
@@ -84,6 +92,7 @@ TEST_F(Panel, AFolderIsProposedWhereItsNameIsMissing) {
     EXPECT_EQ(*bar.selectedIndexPath(), (platform::IndexPath{0, 3}));
     EXPECT_EQ(panel->selectedPath(), "/Photos");
     EXPECT_EQ(okEnabled, true);
+    EXPECT_EQ(choice, "new:/Tovik Space/Photos");
     EXPECT_EQ(bar.selectedMenuItem()->image->name, newFolderImageName);
     EXPECT_EQ(bar.selectedMenuItem()->attributedTitle->font, platform::systemFont(12));
 
@@ -101,6 +110,7 @@ TEST_F(Panel, AFolderIsProposedWhereItsNameIsMissing) {
     bar.setSelectedIndexPath(platform::indexPath({0}));
     EXPECT_EQ(okEnabled, false);
     bar.setSelectedIndexPath(platform::indexPath({0, 0, 0}));
+    EXPECT_EQ(choice, "/Tovik Space/Docs/Letters");
     panel->okClicked();
     EXPECT_EQ(ends, (Strings{"response 1", "close"}));
     EXPECT_EQ(panel->selectedPath(), "/Docs/Letters");
@@ -131,31 +141,42 @@ TEST_F(Panel, ArchivingMayTakeTheRoot) {
     EXPECT_EQ(ends, (Strings{"response 0", "close"}));
 }
 
-TEST_F(Panel, ADaemonThatDoesNotAnswerLeavesSomethingToOpen) {
+// What is not known is not proposed: a sync has only the root, which cannot be chosen.
+TEST_F(Panel, ADaemonThatIsSlowOrSilentIsWaitedForAndAskedAgain) {
     space.folders["/"] = {"/Docs", "/Photos"};
     openForSync("/home/u/report.pdf"); // a file: its folder's name is proposed
+    EXPECT_EQ(service, ServiceState::awaited);
     StubbornSpace::deliver(space.listing, false);
-    EXPECT_EQ(level({0}), (Strings{"(No answer from the sync service)", "--", "u"}));
-    EXPECT_EQ(panel->selectedPath(), "/u");
+    EXPECT_EQ(service, ServiceState::silent);
+    EXPECT_EQ(level({0}), Strings{"(No answer from the sync service)"});
+    EXPECT_EQ(panel->selectedPath(), "/");
+    EXPECT_EQ(okEnabled, false);
 
     highlight({0});
-    EXPECT_EQ(level({0}), (Strings{"(Loading…)", "--", "u"})) << "the choice stays while it is asked again";
+    EXPECT_EQ(level({0}), Strings{"(Loading…)"});
+    EXPECT_EQ(service, ServiceState::answers) << "not yet late";
+    StubbornSpace::deliver(space.listing, false);
+    panel->askAgain();
+    panel->askAgain();
+    EXPECT_EQ(space.lists["/"], 3) << "one question at a time";
     StubbornSpace::deliver(space.listing, true);
     space.counting[0](true);
     space.counting[1](false);
+    EXPECT_EQ(service, ServiceState::answers);
     EXPECT_EQ(level({0}), (Strings{"Docs", "Photos>", "--", "u"})) << "not counted: to be opened";
-    EXPECT_EQ(*bar.selectedIndexPath(), (platform::IndexPath{0, 3})) << "the choice follows its item";
-    EXPECT_EQ(panel->selectedPath(), "/u");
-    EXPECT_EQ(barView.menuChanges, 2);
+    EXPECT_EQ(choice, "new:/Tovik Space/u");
+    EXPECT_EQ(okEnabled, true);
 
     highlight({0, 1});
     StubbornSpace::deliver(space.listing, false);
-    bar.setSelectedIndexPath(platform::indexPath({0, 1, 2}));
+    EXPECT_EQ(level({0, 1}), Strings{"(No answer from the sync service)"});
+    EXPECT_EQ(panel->selectedPath(), "/u") << "the choice made before stays";
     space.folders["/Photos"] = {"/Photos/u"};
-    highlight({0, 1});
+    panel->askAgain();
     StubbornSpace::deliver(space.listing, true);
     panel.reset(); // cancelled while counts are under way
     StubbornSpace::deliver(space.counting, true);
+    queue.runAll();
     EXPECT_EQ(level({0, 1})[0], "(Loading…)") << "a late answer changes nothing";
 }
 

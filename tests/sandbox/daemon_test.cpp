@@ -4,6 +4,8 @@
 
 #include <sys/stat.h>
 
+#include <fcntl.h>
+
 namespace sandbox {
 namespace {
 
@@ -115,6 +117,80 @@ TEST_F(DaemonTest, takesNothingForDeletedThatItCannotRead) {
     daemon.reset();
 }
 
+TEST_F(DaemonTest, aDeletedFolderLeavesTheRootOfAnotherPairThere) {
+    temporary.write("docs/sub/f", "f");
+    temporary.write("spaces/g", "g"); // beside "space"
+    run();
+    center.until("syncStatusCompleted");
+    daemon->startSync(docs(), "/Docs");
+    center.until("syncStatusTransfer f");
+    center.until("syncStatusCompleted");
+    EXPECT_TRUE(daemon->startSync(temporary.path("spaces"), "/Docs/sub/Inner"));
+    center.until("syncStatusTransfer g");
+    center.until("syncStatusCompleted");
+    fs::remove_all(temporary / "docs/sub");
+    temporary.write("docs/sub", "a file now");
+    daemon->localSnapshotChanged(docs(), true);
+    center.until("syncStatusDiff");
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(contentOf(arrived("/Docs/sub/Inner/g")), "g");
+
+    // A file that becomes a folder, and that folder a file.
+    const auto look = [this](const char* transferred) {
+        daemon->localSnapshotChanged(docs(), true);
+        center.until(transferred);
+        center.until("syncStatusCompleted");
+    };
+    temporary.write("docs/swap", "1");
+    look("syncStatusTransfer swap");
+    fs::remove(temporary / "docs/swap");
+    temporary.write("docs/swap/in", "2");
+    look("syncStatusTransfer in");
+    EXPECT_EQ(contentOf(arrived("/Docs/swap/in")), "2");
+    fs::remove_all(temporary / "docs/swap");
+    temporary.write("docs/swap", "3");
+    look("syncStatusTransfer swap");
+    EXPECT_EQ(contentOf(arrived("/Docs/swap")), "3");
+}
+
+// What is half received is seen by nobody: not in the person's folder, nor by the look at a synced one; and
+// nothing is left of it, however the process ends.
+TEST_F(DaemonTest, downloadsWholeItemsOrNothing) {
+    temporary.write("space/Album/a", "1");
+    temporary.write("space/Album/b/big", std::string(25 * slow, 'x'));
+    fs::create_directory(temporary / "docs");
+    run(slow);
+    center.until("syncStatusCompleted");
+    EXPECT_TRUE(daemon->startSync(docs(), "/Docs") && daemon->downloadFile("/Album", docs()));
+    const auto isReceiving = [&] { return fs::exists(temporary / "state/roots/receiving"); };
+    ASSERT_TRUE(support::eventually(isReceiving));
+    EXPECT_FALSE(fs::exists(temporary / "docs/Album"));
+    daemon.reset();
+    EXPECT_TRUE(fs::is_empty(docs()) && !isReceiving());
+
+    // As a killed one leaves it, and one that another process left; and what is no leaving of ours.
+    temporary.write("docs/.tsyncquenz-sandbox-incoming-1-1/item/a", "half");
+    temporary.write("docs/.tsyncquenz-sandbox-incoming-2-1/item", "half");
+    const std::string note =
+        temporary.write("state/roots/receiving", docs() + "/.tsyncquenz-sandbox-incoming-1-1");
+    temporary.write("docs/Album", "taken");
+    run();
+    center.until("syncStatusTransfer Album");
+    center.until("syncStatusCompleted");
+    EXPECT_FALSE(fs::exists(temporary / "docs/.tsyncquenz-sandbox-incoming-1-1") || fs::exists(note));
+    EXPECT_TRUE(daemon->downloadFile("/Album", docs()));
+    ASSERT_TRUE(support::eventually([&] { return fs::exists(temporary / "docs/Album (2)/b/big"); }));
+    daemon.reset();
+    EXPECT_EQ(contentOf(temporary / "docs/Album (2)/a"), "1");
+    temporary.write("state/roots/receiving", docs());
+    run();
+    daemon->localSnapshotChanged(docs(), false);
+    center.until("syncStatusTransfer big");
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(contentOf(temporary / "docs/Album"), "taken") << "a note of something else removes nothing";
+    EXPECT_EQ(std::distance(fs::directory_iterator(arrived("/Docs")), {}), 2) << "half an item went up";
+}
+
 TEST_F(DaemonTest, leavesOutWhatIsExcludedUntilItIsIncluded) {
     big();
     temporary.write("docs/tmp/t", "t");
@@ -141,6 +217,7 @@ TEST_F(DaemonTest, pausesInTheMiddleOfAFileAndAlsoOverARestart) {
     daemon->setPaused(true);
     EXPECT_EQ(*find(daemon->syncStatus(), "status"), platform::Value("syncStatusTransfer"));
     daemon.reset();
+    EXPECT_TRUE(loadState(temporary / "state/state.json", log).paused);
     run();
     center.until("syncStatusStarted");
     EXPECT_FALSE(fs::exists(arrived("/Docs/big")));
@@ -155,16 +232,20 @@ TEST_F(DaemonTest, aMoveTakesNothingAwayThatWasNotCopied) {
     const std::string file = temporary.write("docs/letter", "as it was");
     const TransferControl whileSaved{
         1, [](std::uint64_t) { return true; },
-        [&](std::uint64_t) { fs::rename(temporary.write("docs/new", "saved meanwhile"), file); }};
+        [&](std::uint64_t) { fs::rename(temporary.write("docs/new", "as it is!"), file); }};
     FileTransfer move{file, temporary / "incoming", temporary / "arrived"};
     move.removesSource = true;
     EXPECT_EQ(transferFile(move, whileSaved, log), TransferResult::stored);
-    EXPECT_EQ(contentOf(file), "saved meanwhile");
+    EXPECT_EQ(contentOf(file), "as it is!");
+
+    const TransferControl whileOpened{1, [](std::uint64_t) { return true; },
+                                      [&](std::uint64_t) { ::open(file.c_str(), O_WRONLY | O_NONBLOCK); }};
+    EXPECT_EQ(transferFile(move, whileOpened, log), TransferResult::stopped) << "somebody waits to write";
 
     std::ofstream writer(file, std::ios::app);
     EXPECT_EQ(transferFile(move, {64, [](std::uint64_t) { return true; }, [](std::uint64_t) {}}, log),
               TransferResult::stopped);
-    EXPECT_EQ(contentOf(file), "saved meanwhile");
+    EXPECT_EQ(contentOf(file), "as it is!");
 
     const std::string one = temporary.write("docs/album/one", "1");
     const std::string link = temporary.path("docs/album/link");
@@ -201,9 +282,16 @@ TEST_F(DaemonTest, replacesNothingInTheSpaceForGoodThatDidNotComeFromThere) {
 
     temporary.write("space/Link/a.txt", "of the space");
     fs::create_directory_symlink(docs(), temporary / "state/cache/Link");
-    EXPECT_TRUE(daemon->cacheFile("/Link/a.txt") && daemon->copyToSpace(file, "/Inbox"));
+    temporary.write("space/Link/sub/b.txt", "of the space");
+    temporary.write("state/cache/Docs/a.txt", "changed here");
+    fs::last_write_time(temporary / "state/cache/Docs/a.txt",
+                        fs::last_write_time(file) + std::chrono::hours(1));
+    EXPECT_TRUE(daemon->cacheFile("/Link/a.txt") && daemon->cacheFile("/Link/sub/b.txt"));
+    EXPECT_TRUE(daemon->cacheFile("/Docs/a.txt") && daemon->copyToSpace(file, "/Inbox"));
     center.until("syncStatusTransfer a.txt");
     EXPECT_EQ(contentOf(file), "here") << "nothing leaves the cache folder through a link";
+    EXPECT_FALSE(fs::exists(temporary / "docs/sub"));
+    EXPECT_EQ(contentOf(temporary / "state/cache/Docs/a.txt"), "changed here") << "not yet in the space";
 }
 
 } // namespace

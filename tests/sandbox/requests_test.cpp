@@ -149,6 +149,11 @@ TEST_F(RequestsTest, actsOnCommandMessagesAndSurvivesMalformedOnes) {
     send("kTFinderSyncTSyncStart", "{\"localPath\":\"" + docs + "\",\"remotePath\":\"/Docs\"}");
     EXPECT_EQ(daemon.allPathsInSync(), (platform::Dictionary{{"/Docs", docs}}));
     send("kTFinderSyncTSyncStart", "{\"localPath\":\"" + other + "\",\"remotePath\":\"/Docs\"}");
+    const auto pair = [](const char* name, const std::string& local) {
+        return name + (" {\"localPath\":\"" + local) + "\",\"remotePath\":\"/Docs\"}";
+    };
+    const auto told = center.until(pair("TSyncQuenzSyncPathAdded", other));
+    EXPECT_EQ(told.at(told.size() - 2), pair("TSyncQuenzSyncPathRemoved", docs));
     EXPECT_EQ(daemon.allPathsInSync(), (platform::Dictionary{{"/Docs", other}})) << "the pair is moved";
     send("kTFinderSyncTExcludeSyncPath", "{\"remotePath\":\"/Docs/x\"}");
     EXPECT_EQ(loadState(temporary / "state/state.json", log).excluded.size(), 1U);

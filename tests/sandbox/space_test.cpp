@@ -1,6 +1,11 @@
 #include "sandbox/Space.h"
 #include "sandbox/State.h"
+#include "sandbox/paths.h"
 #include "tests/sandbox/support.h"
+
+#include <sys/stat.h>
+
+#include <fcntl.h>
 
 namespace sandbox {
 namespace {
@@ -21,8 +26,34 @@ TEST(Space, takesAPathIntoItsPlainFormOrRefusesIt) {
     };
     for (const auto& [path, plain] : cases)
         EXPECT_EQ(Space::plainPath(path), plain) << path;
-    EXPECT_TRUE(Space::isWithin("/a/b", "/a") && Space::isWithin("/a", "/a") && Space::isWithin("/a", "/"));
-    EXPECT_FALSE(Space::isWithin("/ab", "/a"));
+}
+
+// By whole components, and never out of the tree: neither by the path nor through a link.
+TEST(Space, staysInItsFolder) {
+    EXPECT_TRUE(isAtOrBelow("/a/b", "/a") && isAtOrBelow("/a", "/a") && isAtOrBelow("/a", "/"));
+    EXPECT_FALSE(isAtOrBelow("/ab", "/a"));
+    const TemporaryFolder temporary;
+    const Space space(temporary / "space");
+    temporary.write("out/file", "");
+    fs::create_directory_symlink(temporary / "out", temporary / "space/link");
+    for (const char* path :
+         {"", "x", "/..", "/../out", "/a/../../out", "/a//b", "/a/", "/./a", "/link/new"}) {
+        EXPECT_FALSE(space.localPath(path)) << path;
+        EXPECT_FALSE(space.makeDirectory(path)) << path;
+    }
+    EXPECT_TRUE(space.makeDirectory("/a/b"));
+    EXPECT_EQ(space.localPath("/a/b/c"), temporary / "space/a/b/c");
+    EXPECT_EQ(std::distance(fs::directory_iterator(temporary / "out"), {}), 1);
+}
+
+TEST(Space, tellsFilesApartByTheNanosecond) {
+    const TemporaryFolder temporary;
+    const Space space(temporary / "space");
+    const std::string file = temporary.write("space/file", "four");
+    const timespec times[] = {{100, 5}, {100, 5}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+    EXPECT_TRUE(space.holds("/file", 4, {100, 5}) && space.isNewer("/file", {100, 4}));
+    EXPECT_FALSE(space.holds("/file", 4, {100, 4}) || space.isNewer("/file", {100, 5}));
 }
 
 TEST(Space, findsFreeNamesAndBelongsToOneProcess) {
@@ -50,6 +81,16 @@ TEST(State, isOneJsonObjectAndABrokenOneIsKept) {
     EXPECT_TRUE(again.pairs == state.pairs && again.excluded == state.excluded && again.paused);
     EXPECT_TRUE(again.isExcluded("/Docs/tmp/x") && again.isInSync("/Docs/a"));
     EXPECT_FALSE(again.isExcluded("/Docs/tmpx") || again.isInSync("/"));
+
+    temporary.write("state.json",
+                    R"({"version":1,"pairs":{"x":"/l","":"/l","/":"/l","/../esc":"/l","/a/":"/l","/b":"l",)"
+                    R"("/c":"/l/../m","/ok":"/l"},"excluded":["x","/ok/x",7]})");
+    const State partly = loadState(temporary / "state.json", log);
+    EXPECT_EQ(partly.pairs, (decltype(partly.pairs){{"/ok", "/l"}}));
+    EXPECT_EQ(partly.excluded.size(), 1U);
+    EXPECT_EQ(contentOf(temporary / "state.json.unreadable"), contentOf(temporary / "state.json"));
+    for (const char* path : {"", "x", "/", "/o"})
+        EXPECT_FALSE(partly.isInSync(path)) << path;
 
     for (const char* broken : {"", "{\"version\":1", "[]", "{\"version\":2,\"pairs\":{}}"}) {
         temporary.write("state.json", broken);

@@ -83,7 +83,7 @@ TEST_F(DirsnapshotTool, ExitsWithTwoAndSaysWhy) {
         EXPECT_EQ(run.output, "") << arguments;
         EXPECT_NE(support::contentOf("said"), "") << arguments;
     }
-    EXPECT_THAT(tool("diff --help").output, HasSubstr("\\u0000")); // what holds for all is in each help
+    EXPECT_THAT(tool("--help").output, HasSubstr("\\u0000"));
 }
 
 TEST_F(DirsnapshotTool, TellsWhenAPartIsMissing) {

@@ -3,6 +3,7 @@
 #include "tests/snapshot/support.h"
 
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include <cstring>
 
@@ -66,8 +67,8 @@ TEST_F(FlatFile, EveryOddInputHasItsOutcome) {
         {" 2|/a 5|\n2|\t1|\r2|\n", "/a 5 2 1 2\n"},
         {"+2|/a+5|+2|-1|-2|", "/a 5 2 -1 -2\n"},
         {"002|/a05|2|1|2|", "/a 5 2 1 2\n"},
-        {"2|/a99999999999999999999|2|-9223372036854775809|2|",
-         "/a 9223372036854775807 2 -9223372036854775808 2\n"},
+        {good + "2|/a99999999999999999999|2|-9223372036854775809|2|",
+         goodLine + "/a 9223372036854775807 2 -9223372036854775808 2\n"},
         {"2|/a-9223372036854775808|257|1|2|2|/b1|-1|1|2|2|/c1|99999999999999999999|1|2|",
          "/a -9223372036854775808 1 1 2\n/b 1 255 1 2\n/c 1 255 1 2\n"},
         {"2/a5|2|1|2|", "/a 5 2 1 2\n"},
@@ -172,6 +173,21 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
     chmod("old", 0604);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "old"), 0);
     EXPECT_EQ(modeOf("old"), 0604U);
+
+    // An attribute, and the access list "u::rw-,u:2:r--,g::r--,m::r--,o::---" (acl(5), as the kernel stores
+    // it).
+    const std::string list("\2\0\0\0\1\0\6\0\xFF\xFF\xFF\xFF\2\0\4\0\2\0\0\0\4\0\4\0\xFF\xFF\xFF\xFF"
+                           "\x10\0\4\0\xFF\xFF\xFF\xFF\x20\0\0\0\xFF\xFF\xFF\xFF",
+                           44);
+    for (const auto& [name, value] :
+         {std::pair<const char*, std::string>("user.note", "kept"), {"system.posix_acl_access", list}}) {
+        char kept[100];
+        ASSERT_EQ(setxattr("old", name, value.data(), value.size(), 0), 0) << strerror(errno);
+        EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "old"), 0);
+        ASSERT_EQ(getxattr("old", name, kept, sizeof kept), static_cast<ssize_t>(value.size())) << name;
+        EXPECT_EQ(std::string(kept, value.size()), value);
+    }
+    EXPECT_EQ(modeOf("old"), 0640U);
 
     for (const char* name : {"symbolic", "hard"}) {
         store("target", "x");

@@ -62,6 +62,10 @@ TEST(PathUtils, ComparesPaths) {
         EXPECT_EQ(isPathUnrelated(first, second), unrelated) << first << " " << second;
     }
     EXPECT_TRUE(_isChildOfPath("a", "ab"));
+    const std::string tooLong = "/a/" + std::string(1100, 'x');
+    EXPECT_FALSE(isChildOfPath("/a", tooLong.c_str()));
+    EXPECT_FALSE(isEqualToPath(tooLong.c_str(), tooLong.c_str()));
+    EXPECT_EQ(isPathUnrelated("/a", tooLong.c_str()), 0);
 }
 
 TEST(ScanUtils, Excludes) {

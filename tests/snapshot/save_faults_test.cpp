@@ -5,6 +5,7 @@
 #include "tests/snapshot/database_support.h"
 #include "tests/snapshot/support.h"
 
+#include <sys/mount.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <functional>
+#include <sched.h>
 
 namespace {
 
@@ -131,6 +133,30 @@ TEST_P(SaveFaults, AFullDiskIsReportedAndLeavesTheOld) {
     else
         EXPECT_EQ(filesHere(), files);
     EXPECT_EQ(load(database), before);
+}
+
+using SaveOntoMount = InNewFolder;
+TEST_F(SaveOntoMount, FillsTheFileThatIsMountedThere) {
+    constexpr int cannotMount = 77;
+    store("s", "");
+    store("mounted", "longer than what will be there, and of another file");
+    pid_t child = fork();
+    if (child == 0)
+        inChild([] {
+            if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 ||
+                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                mount("mounted", "s", nullptr, MS_BIND, nullptr) != 0)
+                return cannotMount;
+            return DSNodeSaveSnapshot(newTree().get(), "s") == 0 && load(false) == dump(newTree().get()) ? 0
+                                                                                                         : 1;
+        });
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WEXITSTATUS(status) == cannotMount) GTEST_SKIP() << "this process may not mount anything";
+    EXPECT_EQ(status, 0);
+    std::filesystem::rename("mounted", "s");
+    EXPECT_EQ(load(false), dump(newTree().get()));
+    EXPECT_EQ(filesHere(), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, SaveFaults, testing::Combine(testing::Bool(), testing::Bool()),

@@ -53,19 +53,22 @@ struct Watched {
 TEST(Scan, RecordsWhatIsThere) {
     support::TemporaryFolder directory;
     std::string odd(255, '\xfe'); // as long as a name can be, and no UTF-8
-    for (const char* name :
-         {"b/inner", "b/Z", "b/a", "a", ".hidden", "B", "a.b", "a-", "\xc3\xa9", "abcdefgh2", "abcdefgh1"})
+    for (const char* name : {"b/inner", "b/Z", "b/a", "a", ".hidden", "B", "a.b", "a-", "\xc3\xa9",
+                             "abcdefgh2", "abcdefgh1", "abcdefgh3"})
         directory.write(name, "12345");
     directory.write(odd, "");
     symlink("b", directory.path("link").c_str());
-    mkfifo(directory.path("pipe").c_str(), 0600);
+    std::filesystem::create_directory(directory.path("pipes"));
+    mkfifo(directory.path("pipes/one").c_str(), 0600);
     timespec times[2] = {{1500000001, 999999999}, {-7, 5}};
     utimensat(AT_FDCWD, directory.path("a").c_str(), times, 0);
 
     Tree root = scan(directory.path());
     EXPECT_EQ(linesOf(root.get()),
-              (Lines{"/.hidden 2", "/B 2", "/a 2", "/a- 2", "/a.b 2", "/abcdefgh1 2", "/abcdefgh2 2", "/b 1",
-                     "/b/Z 2", "/b/a 2", "/b/inner 2", "/link 3", "/\xc3\xa9 2", "/" + odd + " 2"}));
+              (Lines{"/.hidden 2", "/B 2", "/a 2", "/a- 2", "/a.b 2", "/abcdefgh1 2", "/abcdefgh2 2",
+                     "/abcdefgh3 2", "/b 1", "/b/Z 2", "/b/a 2", "/b/inner 2", "/link 3", "/pipes 1",
+                     "/\xc3\xa9 2", "/" + odd + " 2"}));
+    EXPECT_EQ(DSNodeFindWithFullPath("/pipes", root.get())->children->items, nullptr);
     const DSNode* file = DSNodeFindWithFullPath("/a", root.get());
     EXPECT_EQ(file->size, 5);
     EXPECT_EQ(file->modifiedTime, -7);
@@ -94,7 +97,7 @@ TEST(Scan, RecordsWhatIsThere) {
 
     DSSnapshotOptions flat = {};
     Tree top(DSNodeCreateDirectorySnapshotWithOptions(directory.path().c_str(), &flat));
-    EXPECT_EQ(linesOf(top.get()).size(), 11U); // "b" without what it holds
+    EXPECT_EQ(linesOf(top.get()).size(), 13U); // "b" without what it holds
     _takeSnapshot(directory.path("b").c_str(), top.get(), nullptr);
     EXPECT_STREQ(childrenOf(top.get()).back()->name, "inner"); // appended to what a node has
 }

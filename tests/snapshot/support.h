@@ -1,7 +1,7 @@
 // What several tests of the engine need.
 #pragma once
 
-#include "snapshot/DSNode.h"
+#include "snapshot/cxx.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -10,17 +10,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
-struct NodeDeleter {
-    void operator()(DSNode* node) const { DSNodeDestroy(node); }
-};
-using Tree = std::unique_ptr<DSNode, NodeDeleter>;
+using snapshot::Tree;
 
-inline Tree makeRoot() { return Tree(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory)); }
+inline Tree makeRoot() { return snapshot::emptyTree(); }
 
 // The same numbers in every run: a seed, then numbers below a bound.
 class Random {

@@ -28,51 +28,35 @@ void visitBelow(DSNode* node, bool recursive, Visit visit) {
         void enter() {}
         void item(std::string_view path, const DSNode& item) { visit(path, item); }
     } visitor{visit};
-    char* path = DSNodeCreateStringWithFullPath(node);
-    if (path == nullptr) return;
-    std::string prefix = strcmp(path, "/") == 0 ? "" : path;
-    free(path);
+    const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
+    if (!path) return;
+    const std::string prefix = strcmp(path.get(), "/") == 0 ? "" : path.get();
     if (recursive) {
         snapshot::StoredItems<Visitor>(visitor).visitBelow(prefix, node);
         return;
     }
     for (uint64_t i = 0; i < node->children->count; i++) {
-        const auto* child = static_cast<const DSNode*>(node->children->items[i]->value);
+        const DSNode* child = snapshot::childAt(node, i);
         visit(prefix + "/" + child->name, *child);
     }
 }
 
 std::string pathOf(const DSNode* node) {
-    char* path = DSNodeCreateStringWithFullPath(node);
-    std::string text = path != nullptr ? path : "";
-    free(path);
-    return text;
+    const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
+    return path ? path.get() : "";
 }
 
-// One of the arrays of a comparison.
-struct Paths {
-    char** paths = nullptr;
-    uint64_t count = 0;
+platform::Value valueOf(const snapshot::ComparedPaths& paths) {
+    platform::Array array;
+    for (const char* path : paths)
+        array.emplace_back(jsonString(path));
+    return array;
+}
 
-    Paths() = default;
-    Paths(const Paths&) = delete;
-    Paths& operator=(const Paths&) = delete;
-    ~Paths() {
-        for (uint64_t i = 0; i < count; i++)
-            free(paths[i]);
-        free(paths);
-    }
-    platform::Value value() const {
-        platform::Array array;
-        for (uint64_t i = 0; i < count; i++)
-            array.emplace_back(jsonString(paths[i]));
-        return array;
-    }
-    void print(char letter) const {
-        for (uint64_t i = 0; i < count; i++)
-            printf("%c %s\n", letter, paths[i]);
-    }
-};
+void print(char letter, const snapshot::ComparedPaths& paths) {
+    for (const char* path : paths)
+        printf("%c %s\n", letter, path);
+}
 
 // The items of one category of a comparison by digests.
 class Items {
@@ -155,22 +139,22 @@ ExitCode diff(const Source& older, const Source& newer, bool json) {
     LoadedTree previous = scanOrLoad(older.path, older.type);
     LoadedTree current = scanOrLoad(newer.path, newer.type);
     if (previous.root == nullptr || current.root == nullptr) return kTrouble;
-    Paths added;
-    Paths deleted;
-    Paths modified;
-    Paths unchanged;
+    snapshot::ComparedPaths added;
+    snapshot::ComparedPaths deleted;
+    snapshot::ComparedPaths modified;
+    snapshot::ComparedPaths unchanged;
     DSNodeCompareSnapshotsWithSHA1(current.root.get(), previous.root.get(), &added.paths, &added.count,
                                    &deleted.paths, &deleted.count, &modified.paths, &modified.count,
                                    &unchanged.paths, &unchanged.count, 0);
     if (json) {
-        printJson(platform::Dictionary{{"added", added.value()},
-                                       {"modified", modified.value()},
-                                       {"deleted", deleted.value()},
-                                       {"unchanged", unchanged.value()}});
+        printJson(platform::Dictionary{{"added", valueOf(added)},
+                                       {"modified", valueOf(modified)},
+                                       {"deleted", valueOf(deleted)},
+                                       {"unchanged", valueOf(unchanged)}});
     } else {
-        added.print('A');
-        modified.print('M');
-        deleted.print('D');
+        print('A', added);
+        print('M', modified);
+        print('D', deleted);
     }
     if (!previous.complete || !current.complete) return kTrouble;
     return added.count + modified.count + deleted.count > 0 ? kDifferent : kSame;

@@ -16,15 +16,19 @@ constexpr const char* kAbout = "Directory snapshots: take, list, compare, hash a
 constexpr const char* kNotes =
     "\nExit code: 0 done, the same, excluded, matches; 1 different, not excluded, no match; 2 trouble, "
     "which\n"
-    "standard error explains. Paths are printed byte for byte. In JSON a byte of a path that is not UTF-8 "
-    "is\n"
-    "\\u0000 and its two hexadecimal digits (\"\\u0000ff\" is the byte FF), which can be undone, since no "
-    "path\n"
-    "holds a NUL. Times are seconds since 1970-01-01 UTC; types are 1 directory, 2 file, 3 symbolic link,\n"
-    "255 other.\n";
+    "standard error explains. A directory, a regular file and a symbolic link are recorded; a named pipe, a\n"
+    "socket or a device is not, and counts as not there. Paths are printed byte for byte. In JSON a byte of "
+    "a\n"
+    "path that is not UTF-8 is \\u0000 and its two hexadecimal digits (\"\\u0000ff\" is the byte FF), which "
+    "can\n"
+    "be undone, since no path holds a NUL. Times are seconds since 1970-01-01 UTC; types are 1 directory,\n"
+    "2 file, 3 symbolic link, 255 other.\n";
+
+constexpr const char* kWhereNotesAre =
+    "\nExit codes, and what holds for paths, JSON and kinds of items: dirsnapshot --help\n";
 
 constexpr const char* kReadType = "flat: the file; sync, backup: the file or else the database FILE.db "
-                                  "(the default)";
+                                  "(the default), which may be named itself";
 constexpr const char* kWriteType = "flat: the file; sync, backup: the database FILE.db, in which items of "
                                    "earlier saves stay";
 
@@ -46,7 +50,8 @@ class CommandLine {
   public:
     CommandLine() : _app(kAbout, "dirsnapshot") {
         _app.require_subcommand(1);
-        _app.footer(kNotes); // subcommands show it too
+        _app.set_version_flag("--version", TSYNCFINDER_VERSION);
+        _app.footer(kWhereNotesAre); // for the subcommands
         addScan();
         addList();
         addDiff();
@@ -56,20 +61,34 @@ class CommandLine {
         addExcluded();
         addMatch();
         addSha1();
+        _app.footer(kNotes);
     }
 
     ExitCode run(int count, char** words) {
+        if (count > 1 && words[1][0] != '-' && !isCommand(words[1])) {
+            complain(words[1], "no such command; see dirsnapshot --help");
+            return kTrouble;
+        }
         try {
             _app.parse(count, words);
         } catch (const CLI::ParseError& error) {
-            ExitCode code = _app.exit(error) == 0 ? kSame : kTrouble;
-            return flushOutput() ? code : kTrouble;
+            if (error.get_exit_code() == 0) { // help or the version was asked for
+                _app.exit(error);
+                return flushOutput() ? kSame : kTrouble;
+            }
+            const auto used = _app.get_subcommands();
+            complain(used.empty() ? "usage" : used.front()->get_name(),
+                     error.what() + std::string("; see --help"));
+            return kTrouble;
         }
         ExitCode code = _command();
         return flushOutput() ? code : kTrouble;
     }
 
   private:
+    bool isCommand(const std::string& word) {
+        return !_app.get_subcommands([&](const CLI::App* each) { return each->get_name() == word; }).empty();
+    }
     CLI::App* add(const char* name, const char* about, std::function<ExitCode()> command) {
         CLI::App* subcommand = _app.add_subcommand(name, about);
         subcommand->callback([this, command = std::move(command)] { _command = command; });
@@ -147,9 +166,13 @@ class CommandLine {
             ->needs(hashes);
     }
     void addCount() {
-        CLI::App* counting = add("count", "Count the files in a directory of a snapshot.", [this] {
-            return count({_is.first, _is.from}, _is.path, _is.recursive, _is.hidden, _is.json);
-        });
+        CLI::App* counting = add(
+            "count",
+            "Count the files in a directory of a snapshot: its own entries; add --recursive for all below "
+            "it.",
+            [this] {
+                return count({_is.first, _is.from}, _is.path, _is.recursive, _is.hidden, _is.json);
+            });
         counting->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
         counting->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
             ->capture_default_str();

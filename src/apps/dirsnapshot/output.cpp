@@ -99,10 +99,10 @@ platform::Value itemValue(std::string_view path, const DSNode& node) {
 }
 
 void printItem(std::string_view path, const DSNode& node) {
-    char date[40] = "?";
+    char date[64] = "?";
     time_t seconds = node.modifiedTime;
     struct tm local {};
-    if (localtime_r(&seconds, &local) != nullptr) strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &local);
+    if (localtime_r(&seconds, &local) != nullptr) strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S %z", &local);
     printf("%c %12lld %s ", letterOf(node.type), static_cast<long long>(node.size), date);
     print(path);
     print("\n");

@@ -29,7 +29,7 @@ void printJson(const platform::Value& value);
 // {"path","type","size","modified","started"}
 platform::Value itemValue(std::string_view path, const DSNode& node);
 
-// One line for people: kind, size, local modification time, path.
+// One line for people: kind, size, local modification time with its distance from UTC, path.
 void printItem(std::string_view path, const DSNode& node);
 
 // The 20 bytes of a digest as 40 hexadecimal digits.

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <unistd.h>
 #include <vector>
 
@@ -38,16 +39,31 @@ bool allReadable(const std::string& path, const DSNode* root, bool recursive) {
         const DSNode* node = left.back();
         left.pop_back();
         for (uint64_t i = 0; recursive && i < node->children->count; i++)
-            left.push_back(static_cast<const DSNode*>(node->children->items[i]->value));
+            left.push_back(snapshot::childAt(node, i));
         if (node->type != DSNodeTypeDirectory || node->children->count > 0) continue;
-        char* full = DSNodeCreateStringWithFullPathAndBasePath(node, path.c_str());
-        if (full != nullptr && access(full, R_OK | X_OK) != 0 && errno != ENOENT) {
-            complain(full, strerror(errno));
+        const snapshot::Text full(DSNodeCreateStringWithFullPathAndBasePath(node, path.c_str()));
+        if (full && access(full.get(), R_OK | X_OK) != 0 && errno != ENOENT) {
+            complain(full.get(), strerror(errno));
             readable = false;
         }
-        free(full);
     }
     return readable;
+}
+
+// A database may be named as the file that it is: "s.db" is the one of the snapshot "s".
+constexpr std::string_view kDatabaseSuffix = ".db";
+
+bool isDatabaseFile(const std::string& file) {
+    constexpr std::string_view magic("SQLite format 3\0", 16); // its first bytes
+    char bytes[magic.size()] = {};
+    std::ifstream(file, std::ios::binary).read(bytes, sizeof bytes);
+    return std::string_view(bytes, sizeof bytes) == magic;
+}
+
+std::string withoutSuffix(const std::string& file) {
+    const bool hasName = file.size() > kDatabaseSuffix.size();
+    return hasName && file.ends_with(kDatabaseSuffix) ? file.substr(0, file.size() - kDatabaseSuffix.size())
+                                                      : file;
 }
 
 } // namespace
@@ -75,9 +91,9 @@ LoadedTree scanDirectory(const std::string& path, bool recursive) {
     }
     LoadedTree tree;
     bool isWhole = false;
-    tree.root.reset(snapshot::takeSnapshot(absolute.c_str(), DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory),
-                                           &options, snapshot::kScanThreads, snapshot::Callback::onlyWatches,
-                                           &isWhole));
+    tree.root = snapshot::emptyTree();
+    snapshot::takeSnapshot(absolute.c_str(), tree.root.get(), &options, snapshot::kScanThreads,
+                           snapshot::Callback::onlyWatches, &isWhole);
     progress.clear();
     tree.complete = allReadable(absolute, tree.root.get(), recursive);
     if (tree.complete && !isWhole) {
@@ -87,18 +103,21 @@ LoadedTree scanDirectory(const std::string& path, bool recursive) {
     return tree;
 }
 
-LoadedTree loadSnapshot(const std::string& path, const StoreType& type) {
+LoadedTree loadSnapshot(const std::string& named, const StoreType& type) {
     LoadedTree tree;
-    bool inDatabase = snapshot::isInDatabase(path.c_str(), type.empty() ? "sync" : type.c_str());
+    const bool isNamedItself = type != "flat" && withoutSuffix(named) != named && isDatabaseFile(named);
+    const std::string path = isNamedItself ? withoutSuffix(named) : named;
+    const bool inDatabase =
+        isNamedItself || snapshot::isInDatabase(path.c_str(), type.empty() ? "sync" : type.c_str());
     errno = 0;
     tree.root.reset(inDatabase ? snapshot::loadDatabase(path.c_str(), tree.complete, snapshot::Steps::silent)
                                : snapshot::loadFlatFile(path.c_str(), false, tree.complete));
     if (tree.root == nullptr)
-        complain(path, access((inDatabase ? path + ".db" : path).c_str(), R_OK) != 0
-                           ? strerror(errno)
-                           : "no snapshot can be read from it");
+        complain(named, access((inDatabase ? path + std::string(kDatabaseSuffix) : path).c_str(), R_OK) != 0
+                            ? strerror(errno)
+                            : "no snapshot can be read from it");
     else if (!tree.complete)
-        complain(path, "only a part could be read");
+        complain(named, "only a part could be read");
     return tree;
 }
 
@@ -108,21 +127,27 @@ LoadedTree scanOrLoad(const std::string& path, const StoreType& type) {
     return isDirectory ? scanDirectory(path, true) : loadSnapshot(path, type);
 }
 
-bool saveSnapshot(const DSNode* root, const std::string& path, const StoreType& type) {
+bool saveSnapshot(const DSNode* root, const std::string& named, const StoreType& type) {
     if (type == "flat") {
         errno = 0;
-        snapshot::SaveResult result = snapshot::saveFlatFile(root, path.c_str());
+        snapshot::SaveResult result = snapshot::saveFlatFile(root, named.c_str());
         if (result == snapshot::SaveResult::saved) return true;
         std::string what =
             result == snapshot::SaveResult::notCreated ? "cannot be created" : "cannot be written";
-        complain(path, errno != 0 ? what + ": " + strerror(errno) : what);
+        complain(named, errno != 0 ? what + ": " + strerror(errno) : what);
         return false;
     }
+    const std::string path = withoutSuffix(named);
+    const std::string database = path + std::string(kDatabaseSuffix);
     std::error_code error;
     if (std::filesystem::exists(path, error))
         complain(path, "this file will be read in place of the database");
+    const bool isNew = !std::filesystem::exists(database, error);
     if (snapshot::saveDatabase(root, path.c_str(), snapshot::Steps::silent)) return true;
-    complain(path + ".db", "not all could be written");
+    complain(database, "not all could be written");
+    if (isNew) // what there is loads as no snapshot
+        for (const char* of : {"", "-journal"})
+            std::filesystem::remove(database + of, error);
     return false;
 }
 

@@ -2,25 +2,20 @@
 // functions leave to their callers, such as a folder that cannot be read or a database that was not written.
 #pragma once
 
-#include "snapshot/DSNode.h"
+#include "snapshot/cxx.h"
 
-#include <memory>
 #include <string>
 #include <string_view>
 
 namespace dirsnapshot_tool {
 
-// Where a snapshot is stored: "flat" is the file itself, "sync" and "backup" the database beside it. To read,
-// the empty type takes the file, or, when there is none, the database.
+// Where a snapshot is stored: "flat" is the file itself, "sync" and "backup" the database beside it, which
+// may be named itself too. To read, the empty type takes the file, or, when there is none, the database.
 using StoreType = std::string;
 
-struct DestroyTree {
-    void operator()(DSNode* node) const { DSNodeDestroy(node); }
-};
-
 struct LoadedTree {
-    std::unique_ptr<DSNode, DestroyTree> root; // none when nothing could be read
-    bool complete = false;                     // whether all of the source is in the tree
+    snapshot::Tree root;   // none when nothing could be read
+    bool complete = false; // whether all of the source is in the tree
 };
 
 // A snapshot of a directory, with progress on standard error while that is a terminal.
@@ -31,7 +26,7 @@ LoadedTree loadSnapshot(const std::string& path, const StoreType& type);
 // A directory is scanned, anything else is loaded.
 LoadedTree scanOrLoad(const std::string& path, const StoreType& type);
 
-// Whether the whole tree is stored now.
+// Whether the whole tree is stored now. Of a new database of which a part is missing nothing is left.
 bool saveSnapshot(const DSNode* root, const std::string& path, const StoreType& type);
 
 // The node at a path in the tree, with or without its leading "/"; NULL after a message.

@@ -6,12 +6,19 @@
 #include <utility>
 
 namespace apps::panel {
+namespace {
+
+// Nothing stands still while the panel waits for a list, so it waits as for what the daemon may have to ask
+// its server for. Of the counts it can do without.
+constexpr std::chrono::seconds waitForList{30};
+
+} // namespace
 
 DaemonDirectories::DaemonDirectories(platform::RequestConnectionFactory& connectionFactory,
                                      platform::Queue& main, platform::ProcessLog& processLog)
     : factory(connectionFactory), mainQueue(main), log(processLog) {}
 
-void DaemonDirectories::ask(std::string_view message, const std::string& path,
+void DaemonDirectories::ask(std::string_view message, const std::string& path, std::chrono::milliseconds wait,
                             platform::ReplyHandler onMain) {
     // Not through this object: what still waits when the panel goes is answered after its end.
     auto reply = [&queue = mainQueue, handler = std::move(onMain)](platform::Reply answer) {
@@ -22,7 +29,7 @@ void DaemonDirectories::ask(std::string_view message, const std::string& path,
             connection = factory.initWithServiceName(TSYNC_SERVICE_NAME);
             connection->resume();
         }
-        connection->send(message, {path}, protocol::replyWait(message), reply);
+        connection->send(message, {path}, wait, reply);
     } catch (const platform::IPCError& error) {
         log.error("The remote folders cannot be asked for: ", std::string_view(error.what()));
         connection = nullptr;
@@ -32,7 +39,7 @@ void DaemonDirectories::ask(std::string_view message, const std::string& path,
 
 void DaemonDirectories::directoriesNotInSyncAtRemoteDirecory(const std::string& remotePath,
                                                              Paths completion) {
-    ask("directoriesNotInSyncAtRemoteDirecory:withReply:", remotePath,
+    ask("directoriesNotInSyncAtRemoteDirecory:withReply:", remotePath, waitForList,
         [completion](const platform::Reply& reply) {
             // None, and a reply of another type, leave the level without folders; no reply can be asked for
             // again.
@@ -49,7 +56,8 @@ void DaemonDirectories::directoriesNotInSyncAtRemoteDirecory(const std::string& 
 }
 
 void DaemonDirectories::countDirectoriesAtPath(const std::string& remotePath, Count completion) {
-    ask("countDirectoriesAtPath:withReply:", remotePath, [completion](const platform::Reply& reply) {
+    constexpr std::string_view message = "countDirectoriesAtPath:withReply:";
+    ask(message, remotePath, protocol::replyWait(message), [completion](const platform::Reply& reply) {
         std::optional<std::uint64_t> count;
         if (reply.kind == platform::Reply::Kind::value) {
             if (const std::uint64_t* number = reply.value.unsignedInteger()) count = *number;

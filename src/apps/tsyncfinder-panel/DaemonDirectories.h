@@ -7,8 +7,10 @@
 #include "platform/Queue.h"
 #include "platform/RequestConnection.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace apps::panel {
 
@@ -23,7 +25,8 @@ class DaemonDirectories final : public panels::RemoteDirectories {
 
   private:
     // Sends, connecting before where needed; a message that cannot be sent gets no reply.
-    void ask(std::string_view message, const std::string& path, platform::ReplyHandler onMain);
+    void ask(std::string_view message, const std::string& path, std::chrono::milliseconds wait,
+             platform::ReplyHandler onMain);
 
     platform::RequestConnectionFactory& factory;
     platform::Queue& mainQueue;

@@ -5,6 +5,9 @@
 #include "panels/TSFPSavePanel.h"
 #include "platform/Utf8.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace backends::panel_process {
 
 std::optional<extension::DestinationAnswer> givenDestination(bool forArchive,
@@ -23,11 +26,13 @@ std::optional<extension::DestinationAnswer> givenDestination(bool forArchive,
 std::optional<extension::ShareAnswer> givenRecipients(const extension::CommandRequest& request) {
     if (request.recipients.empty()) return std::nullopt;
     extension::ShareAnswer answer;
-    for (const std::string& entry : request.recipients) {
-        std::string address = panels::addressInEntry(entry);
-        if (!panels::validateEmail(address))
-            return extension::ShareAnswer{{}, false, false, {{"\"%@\" is no e-mail address.", {entry}}}};
-        answer.recipients.push_back(std::move(address));
+    for (const std::string& given : request.recipients) {
+        const std::vector<std::string> entries = panels::entriesInText(given);
+        std::vector<std::string> addresses;
+        std::transform(entries.begin(), entries.end(), std::back_inserter(addresses), panels::addressInEntry);
+        if (addresses.empty() || !std::all_of(addresses.begin(), addresses.end(), panels::validateEmail))
+            return extension::ShareAnswer{{}, false, false, {{"\"%@\" is no e-mail address.", {given}}}};
+        answer.recipients.insert(answer.recipients.end(), addresses.begin(), addresses.end());
     }
     return answer;
 }

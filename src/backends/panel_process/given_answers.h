@@ -12,7 +12,8 @@ namespace backends::panel_process {
 // None when the request brings no answer of that kind.
 std::optional<extension::DestinationAnswer> givenDestination(bool forArchive,
                                                              const extension::CommandRequest& request);
-// An entry may have the forms in which a person types one: "j@x.org", "John Smith <j@x.org>".
+// An entry may have the forms in which a person types them into the field. One that is no address refuses
+// all.
 std::optional<extension::ShareAnswer> givenRecipients(const extension::CommandRequest& request);
 
 } // namespace backends::panel_process

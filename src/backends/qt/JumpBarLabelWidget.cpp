@@ -25,14 +25,15 @@ JumpBarLabelWidget::JumpBarLabelWidget(JumpBarWidget& barWidget, int labelLevel)
 void JumpBarLabelWidget::takeUp(const jumpbar::VxJumpBarLabel& label) {
     const platform::Rect& frame = label.frame;
     // Edges are rounded, not widths, so that neighbours meet.
-    const int left = qRound(frame.x);
-    const int right = qRound(frame.x + frame.width);
-    const QRect place(left, qRound(bar.height() - frame.y - frame.height), right - left,
-                      qRound(frame.height));
+    const double scale = bar.scale;
+    const int left = qRound(frame.x * scale);
+    const int right = qRound((frame.x + frame.width) * scale);
+    const QRect place(left, qRound(bar.height() - (frame.y + frame.height) * scale), right - left,
+                      qRound(frame.height * scale));
     if (geometry() != place) setGeometry(place);
     const QString name = QString::fromStdString(label.text().value_or(""));
-    setAccessibleName(name);
-    setToolTip(name); // a shrunk label does not show it whole
+    setAccessibleName(isNewFolder(label.image()) ? name + QStringLiteral(", ") + shown("new folder") : name);
+    setToolTip(toolTipOf(name)); // a shrunk label does not show it whole
     setEnabled(label.enabled);
 }
 
@@ -42,14 +43,15 @@ void JumpBarLabelWidget::paintEvent(QPaintEvent*) {
     const jumpbar::VxJumpBarLabel& label = *found->second;
     const jumpbar::LabelDrawing drawing = label.drawing();
     const double height = label.frame.height;
+    const double scale = bar.scale;
 
     QPainter painter(this);
     const auto place = [&](const std::optional<jumpbar::LabelDrawing::PlacedImage>& placed) {
         if (!placed) return;
         const platform::Size size = placed->image->size;
-        const QPixmap pixmap = picture(placed->image->name, devicePixelRatioF());
-        const QRectF target(placed->origin.x, height - placed->origin.y - size.height, size.width,
-                            size.height);
+        const QPixmap pixmap = picture(placed->image->name, devicePixelRatioF() * scale);
+        const QRectF target =
+            bar.toPixels({placed->origin.x, placed->origin.y, size.width, size.height}, height);
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         if (!pixmap.isNull()) painter.drawPixmap(target, pixmap, QRectF(pixmap.rect()));
     };
@@ -57,16 +59,16 @@ void JumpBarLabelWidget::paintEvent(QPaintEvent*) {
     place(drawing.image);
     if (drawing.text) {
         const jumpbar::TextAttributes attributes = jumpbar::VxJumpBarLabel::attributes();
-        const platform::Rect& rect = drawing.text->rect;
-        const QRectF target(rect.x, height - rect.y - rect.height, rect.width, rect.height);
+        const QRectF target = bar.toPixels(drawing.text->rect, height);
         painter.setFont(fontFor(attributes.font));
         const QFontMetricsF metrics(painter.font());
         const QString text =
-            metrics.elidedText(QString::fromStdString(drawing.text->text), Qt::ElideRight, rect.width);
+            metrics.elidedText(QString::fromStdString(drawing.text->text), Qt::ElideRight, target.width());
         // The shadow first, one point lower: y grows upwards in its offset.
         painter.setPen(colorFor(attributes.shadowColor));
-        painter.drawText(target.translated(attributes.shadowOffset.x, -attributes.shadowOffset.y),
-                         Qt::AlignLeft | Qt::AlignTop | Qt::TextSingleLine, text);
+        painter.drawText(
+            target.translated(attributes.shadowOffset.x * scale, -attributes.shadowOffset.y * scale),
+            Qt::AlignLeft | Qt::AlignTop | Qt::TextSingleLine, text);
         painter.setPen(colorFor(attributes.foregroundColor));
         painter.drawText(target, Qt::AlignLeft | Qt::AlignTop | Qt::TextSingleLine, text);
     }

@@ -18,6 +18,7 @@ class JumpBarLabelWidget final : public QWidget {
     JumpBarLabelWidget(JumpBarWidget& barWidget, int labelLevel);
 
     void takeUp(const jumpbar::VxJumpBarLabel& label); // its place, its name for assistive programs
+    void openMenu();
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -27,8 +28,6 @@ class JumpBarLabelWidget final : public QWidget {
     void focusOutEvent(QFocusEvent* event) override;
 
   private:
-    void openMenu();
-
     JumpBarWidget& bar;
     const int level;
 };

@@ -2,6 +2,7 @@
 
 #include "backends/qt/Images.h"
 #include "backends/qt/JumpBarLabelWidget.h"
+#include "backends/qt/accessibility.h"
 #include "backends/qt/drawing.h"
 #include "backends/qt/texts.h"
 
@@ -13,9 +14,11 @@
 
 namespace backends::qt {
 
-JumpBarWidget::JumpBarWidget(QWidget* parent) : QWidget(parent), logic(*this, {0, 0, 0, 0}) {
+JumpBarWidget::JumpBarWidget(QWidget* parent)
+    : QWidget(parent), scale(pointScale()), logic(*this, {0, 0, 0, 0}) {
+    describeToAssistivePrograms();
     setObjectName(QStringLiteral("jumpBar"));
-    setFixedHeight(static_cast<int>(jumpbar::VxJumpBarNormalHeight));
+    setFixedHeight(qRound(jumpbar::VxJumpBarNormalHeight * scale));
     setAccessibleName(shown("Destination"));
 }
 
@@ -23,14 +26,17 @@ JumpBarWidget::~JumpBarWidget() {
     if (popup) popup->close();
 }
 
-QSize JumpBarWidget::sizeHint() const { return {420, static_cast<int>(jumpbar::VxJumpBarNormalHeight)}; }
-QSize JumpBarWidget::minimumSizeHint() const {
-    return {120, static_cast<int>(jumpbar::VxJumpBarNormalHeight)};
+QSize JumpBarWidget::sizeHint() const { return {qRound(420 * scale), height()}; }
+QSize JumpBarWidget::minimumSizeHint() const { return {qRound(120 * scale), height()}; }
+
+QRectF JumpBarWidget::toPixels(const platform::Rect& rect, double heightOfAll) const {
+    return {rect.x * scale, (heightOfAll - rect.y - rect.height) * scale, rect.width * scale,
+            rect.height * scale};
 }
 
 platform::Size JumpBarWidget::sizeOfText(const std::string& text, const jumpbar::TextAttributes& attributes) {
     const QFontMetricsF metrics(fontFor(attributes.font));
-    return {metrics.horizontalAdvance(QString::fromStdString(text)), metrics.height()};
+    return {metrics.horizontalAdvance(QString::fromStdString(text)) / scale, metrics.height() / scale};
 }
 
 platform::ImageHandle JumpBarWidget::imageNamed(const std::string& name) {
@@ -56,13 +62,16 @@ void JumpBarWidget::labelNeedsDisplay(jumpbar::VxJumpBarLabel& label) {
 }
 
 void JumpBarWidget::layoutChanged() {
+    // A popup that is open has the focus for the moment; this is the window's own.
+    const QWidget* focused = window()->focusWidget();
     bool hadFocus = false;
+    const std::size_t before = labelWidgets.size();
     for (auto widget = labelWidgets.begin(); widget != labelWidgets.end();) {
         if (logic.labels().contains(widget->first)) {
             ++widget;
             continue;
         }
-        hadFocus = hadFocus || widget->second->hasFocus();
+        hadFocus = hadFocus || widget->second == focused;
         widget->second->hide();
         widget->second->deleteLater(); // it may be the one whose click is being handled
         widget = labelWidgets.erase(widget);
@@ -81,6 +90,8 @@ void JumpBarWidget::layoutChanged() {
     };
     for (const auto& [level, label] : logic.labels())
         if (level > 0) show(level, *label);
+    for (const auto& [level, widget] : labelWidgets)
+        hadFocus = hadFocus || (widget == focused && level > 0 && labelWidgets.size() != before);
     if (hadFocus && previous != nullptr) previous->setFocus();
     const auto accessory = logic.labels().find(jumpbar::VxJumpBarAccessoryMenuLabelTag);
     if (accessory != logic.labels().end()) show(accessory->first, *accessory->second);
@@ -96,8 +107,9 @@ void JumpBarWidget::popUpMenu(jumpbar::VxJumpBarLabel& label, const platform::Me
     if (popup) popup->close();
     clicked = label.weak_from_this();
     popup = new MenuPopup(menu, *this, this);
-    const QPoint inBar(qRound(label.frame.x + location.x), qRound(height() - label.frame.y - location.y));
-    popup->popUp(mapToGlobal(inBar), menu->itemAtIndex(index).get());
+    const QPoint inBar(qRound((label.frame.x + location.x) * scale),
+                       qRound(height() - (label.frame.y + location.y) * scale));
+    popup->popUp(mapToGlobal(inBar), *menu->itemAtIndex(index));
 }
 
 void JumpBarWidget::itemHighlighted(platform::Menu& menu, platform::MenuItem& item) {
@@ -108,6 +120,7 @@ void JumpBarWidget::itemChosen(const platform::MenuItemHandle& item) {
     const std::shared_ptr<jumpbar::VxJumpBarLabel> label = clicked.lock();
     item->performAction();
     if (label) label->menuDidClose();
+    if (label && label->level() > 0) focusLastLabel();
 }
 
 void JumpBarWidget::menuDismissed() {
@@ -117,25 +130,21 @@ void JumpBarWidget::menuDismissed() {
 void JumpBarWidget::paintEvent(QPaintEvent* event) {
     const QRect& dirty = event->rect();
     const double barHeight = logic.frame().height;
-    const auto flipped = [&](const platform::Rect& rect) {
-        return QRectF(rect.x, barHeight - rect.y - rect.height, rect.width, rect.height);
-    };
     const jumpbar::BarDrawing drawing =
-        logic.drawing({static_cast<double>(dirty.x()), barHeight - dirty.y() - dirty.height(),
-                       static_cast<double>(dirty.width()), static_cast<double>(dirty.height())});
+        logic.drawing({dirty.x() / scale, barHeight - (dirty.y() + dirty.height()) / scale,
+                       dirty.width() / scale, dirty.height() / scale});
     QPainter painter(this);
-    const QRectF background = flipped(drawing.background);
+    const QRectF background = toPixels(drawing.background, barHeight);
     QLinearGradient gradient(background.topLeft(), background.bottomLeft());
     gradient.setColorAt(0, colorFor(drawing.top));
     gradient.setColorAt(1, colorFor(drawing.bottom));
     painter.fillRect(background, gradient);
     for (const platform::Rect& border : drawing.borders)
-        painter.fillRect(flipped(border), colorFor(drawing.border));
+        painter.fillRect(toPixels(border, barHeight), colorFor(drawing.border));
 }
 
 void JumpBarWidget::resizeEvent(QResizeEvent*) {
-    logic.setFrame({static_cast<double>(x()), static_cast<double>(y()), static_cast<double>(width()),
-                    static_cast<double>(height())});
+    logic.setFrame({x() / scale, y() / scale, width() / scale, height() / scale});
     for (const auto& [level, widget] : labelWidgets)
         widget->takeUp(*logic.labels().at(level));
 }
@@ -143,6 +152,10 @@ void JumpBarWidget::resizeEvent(QResizeEvent*) {
 void JumpBarWidget::focusLabel(int level) {
     const auto widget = labelWidgets.find(level);
     if (widget != labelWidgets.end()) widget->second->setFocus(Qt::OtherFocusReason);
+}
+
+void JumpBarWidget::focusLastLabel() {
+    if (!labelWidgets.empty()) focusLabel(labelWidgets.rbegin()->first);
 }
 
 void JumpBarWidget::showEvent(QShowEvent* event) {

@@ -2,8 +2,9 @@
 // and carries clicks, keys and the window's key state to it.
 //
 // Each label is a child that takes the keyboard's focus: Tab goes from label to label, Space or Down opens
-// the menu of one. The logic's geometry has its origin at the lower left, the toolkit's at the upper left;
-// the two meet only here. Main thread only.
+// the menu of one, and the focus follows the choice. The logic's geometry is in points with its origin at the
+// lower left, the toolkit's in pixels with its origin at the upper left; the two meet only here. Main thread
+// only.
 #pragma once
 
 #include "backends/qt/MenuPopup.h"
@@ -27,6 +28,7 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
     jumpbar::VxJumpBar& bar() { return logic; }
 
     void focusLabel(int level); // does nothing when there is none
+    void focusLastLabel();      // of the path: the chosen folder's
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -41,6 +43,8 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
   private:
     friend class JumpBarLabelWidget;
 
+    QRectF toPixels(const platform::Rect& rect, double heightOfAll) const;
+
     platform::Size sizeOfText(const std::string& text, const jumpbar::TextAttributes& attributes) override;
     platform::ImageHandle imageNamed(const std::string& name) override;
     void setNeedsDisplay() override;
@@ -54,6 +58,7 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
     void itemChosen(const platform::MenuItemHandle& item) override;
     void menuDismissed() override;
 
+    const double scale;                              // pixels to a point
     std::map<int, JumpBarLabelWidget*> labelWidgets; // by level; children of this widget
     std::map<std::string, platform::ImageHandle> images;
     QPointer<MenuPopup> popup;

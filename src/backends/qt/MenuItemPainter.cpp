@@ -1,10 +1,12 @@
 #include "backends/qt/MenuItemPainter.h"
 
+#include "backends/qt/Images.h"
 #include "backends/qt/MenuModel.h"
+#include "backends/qt/drawing.h"
+#include "jumpbar/VxJumpBar.h"
 
 #include <QApplication>
 #include <QFontMetrics>
-#include <QIcon>
 #include <QPainter>
 #include <QStyleOption>
 #include <algorithm>
@@ -12,13 +14,14 @@
 namespace backends::qt {
 namespace {
 
-constexpr int markColumn = 20; // with the menu's frame, the distance at which a label's menu is popped up
-constexpr int imageSize = 20;
-constexpr int gap = 5;
-constexpr int arrowColumn = 20;
-constexpr int rowHeight = 24;
-constexpr int separatorHeight = 9;
-constexpr int maximumTextWidth = 420;
+// In points.
+constexpr double markColumn = 21; // the distance at which a label's menu is popped up, and the label's margin
+constexpr double imageSize = 20;
+constexpr double gap = 5;
+constexpr double arrowColumn = 20;
+constexpr double rowHeight = 24;
+constexpr double separatorHeight = 9;
+constexpr double maximumTextWidth = 420;
 
 const platform::MenuItem* itemOf(const QModelIndex& index) {
     return static_cast<const MenuModel*>(index.model())->item(index).get();
@@ -26,19 +29,32 @@ const platform::MenuItem* itemOf(const QModelIndex& index) {
 
 QFont fontOf(const QModelIndex& index) {
     const QVariant font = index.data(Qt::FontRole);
-    return font.isValid() ? font.value<QFont>() : QApplication::font();
+    return font.isValid() ? font.value<QFont>()
+                          : fontFor(platform::systemFont(jumpbar::VxJumpBarMenuFontSize));
+}
+
+// Less than the text's own colour, and still to be read.
+QColor dimmed(const QPalette& palette) {
+    const QColor text = palette.color(QPalette::Active, QPalette::Text);
+    const QColor base = palette.color(QPalette::Active, QPalette::Base);
+    const auto mixed = [](int full, int none) { return (full * 65 + none * 35) / 100; };
+    return {mixed(text.red(), base.red()), mixed(text.green(), base.green()),
+            mixed(text.blue(), base.blue())};
 }
 
 } // namespace
 
 QSize MenuItemPainter::sizeOf(const QModelIndex& index) {
     const platform::MenuItem* item = itemOf(index);
-    if (item != nullptr && item->isSeparatorItem()) return {markColumn, separatorHeight};
+    if (item != nullptr && item->isSeparatorItem()) return {pixels(markColumn), pixels(separatorHeight)};
     const QFontMetrics metrics(fontOf(index));
     const int text = metrics.horizontalAdvance(index.data(Qt::DisplayRole).toString());
-    const int image = item != nullptr && item->image ? imageSize + gap : 0;
-    return {markColumn + image + std::min(text, maximumTextWidth) + gap + arrowColumn,
-            std::max(rowHeight, metrics.height() + 4)};
+    const QString note = index.data(MenuModel::noteRole).toString();
+    const int noteWidth = note.isEmpty() ? 0 : pixels(2 * gap) + metrics.horizontalAdvance(note);
+    const int image = item != nullptr && item->image ? pixels(imageSize + gap) : 0;
+    return {pixels(markColumn) + image + std::min(text, pixels(maximumTextWidth)) + noteWidth +
+                pixels(gap + arrowColumn),
+            std::max(pixels(rowHeight), metrics.height() + 4)};
 }
 
 void MenuItemPainter::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -47,38 +63,56 @@ void MenuItemPainter::paint(QPainter* painter, const QStyleOptionViewItem& optio
     const QRect row = option.rect;
     const QPalette& palette = option.palette;
     if (item != nullptr && item->isSeparatorItem()) {
-        painter->fillRect(row.left() + gap, row.center().y(), row.width() - 2 * gap, 1,
-                          palette.color(QPalette::Mid));
+        QColor line = palette.color(QPalette::Text);
+        line.setAlphaF(0.25F);
+        painter->fillRect(row.left() + pixels(gap), row.center().y(), row.width() - 2 * pixels(gap), 1, line);
         return;
     }
     const bool enabled = item != nullptr && item->enabled;
     const bool highlighted = enabled && (option.state & QStyle::State_Selected);
-    if (highlighted) painter->fillRect(row, palette.highlight());
-    const QPalette::ColorGroup group = enabled ? QPalette::Active : QPalette::Disabled;
-    const QColor ink = palette.color(group, highlighted ? QPalette::HighlightedText : QPalette::Text);
+    if (highlighted) painter->fillRect(row, palette.brush(QPalette::Active, QPalette::Highlight));
+    const QColor dim = dimmed(palette);
+    const QColor ink = highlighted ? palette.color(QPalette::Active, QPalette::HighlightedText)
+                       : enabled   ? palette.color(QPalette::Active, QPalette::Text)
+                                   : dim;
 
     QStyleOption part = option;
     part.palette.setColor(QPalette::ButtonText, ink);
     part.palette.setColor(QPalette::WindowText, ink);
+    const int markSize = pixels(11);
     if (item != nullptr && item->state) {
-        part.rect = QRect(row.left() + 4, row.center().y() - 5, 11, 11);
+        part.rect = QRect(row.left() + pixels(4), row.center().y() - markSize / 2, markSize, markSize);
         QApplication::style()->drawPrimitive(QStyle::PE_IndicatorItemViewItemCheck, &part, painter);
     }
-    int x = row.left() + markColumn;
-    const QIcon icon = index.data(Qt::DecorationRole).value<QIcon>();
-    if (!icon.isNull()) {
-        icon.paint(painter, QRect(x, row.center().y() - imageSize / 2 + 1, imageSize, imageSize));
-        x += imageSize + gap;
+    int x = row.left() + pixels(markColumn);
+    if (item != nullptr && item->image) {
+        const int size = pixels(imageSize);
+        const QPixmap image =
+            picture(item->image->name, painter->device()->devicePixelRatioF() * pointScale());
+        painter->setRenderHint(QPainter::SmoothPixmapTransform);
+        if (!image.isNull())
+            painter->drawPixmap(QRect(x, row.center().y() + 1 - size / 2, size, size), image);
+        x += pixels(imageSize + gap);
     }
-    const QRect text(x, row.top(), row.right() + 1 - arrowColumn - x, row.height());
     const QFont font = fontOf(index);
+    const QFontMetrics metrics(font);
+    const QString note = index.data(MenuModel::noteRole).toString();
+    const int noteWidth = note.isEmpty() ? 0 : pixels(2 * gap) + metrics.horizontalAdvance(note);
+    const QRect room(x, row.top(), row.right() + 1 - pixels(arrowColumn) - x, row.height());
+    const QString text =
+        metrics.elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideRight, room.width() - noteWidth);
+    constexpr int place = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine;
     painter->setFont(font);
     painter->setPen(ink);
-    painter->drawText(
-        text, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-        QFontMetrics(font).elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideRight, text.width()));
+    painter->drawText(room, place, text);
+    if (!note.isEmpty()) {
+        painter->setPen(highlighted ? ink : dim);
+        painter->drawText(room.adjusted(metrics.horizontalAdvance(text) + pixels(2 * gap), 0, 0, 0), place,
+                          note);
+    }
     if (item != nullptr && item->submenu()) {
-        part.rect = QRect(row.right() - arrowColumn + 6, row.center().y() - 5, 11, 11);
+        part.rect =
+            QRect(row.right() - pixels(arrowColumn - 6), row.center().y() - markSize / 2, markSize, markSize);
         QApplication::style()->drawPrimitive(QStyle::PE_IndicatorArrowRight, &part, painter);
     }
 }

@@ -1,9 +1,8 @@
 #include "backends/qt/MenuModel.h"
 
-#include "backends/qt/Images.h"
+#include "backends/qt/drawing.h"
 #include "backends/qt/texts.h"
 
-#include <QFont>
 #include <utility>
 
 namespace backends::qt {
@@ -16,10 +15,15 @@ MenuModel::MenuModel(platform::MenuHandle shownMenu, QObject* parent)
 void MenuModel::reload() {
     beginResetModel();
     rows.clear();
+    platform::MenuItemHandle separator; // comes with the next item
     for (const platform::MenuItemHandle& item : source->items()) {
-        const bool matches = filter.isEmpty() || (!item->isSeparatorItem() &&
-                                                  shownTitle(*item).contains(filter, Qt::CaseInsensitive));
-        if (matches) rows.push_back(item);
+        if (item->isSeparatorItem()) {
+            if (filter.isEmpty() && !rows.empty()) separator = item;
+            continue;
+        }
+        if (!filter.isEmpty() && !shownTitle(*item).contains(filter, Qt::CaseInsensitive)) continue;
+        if (separator) rows.push_back(std::exchange(separator, nullptr));
+        rows.push_back(item);
     }
     if (rows.empty()) rows.push_back(nullptr);
     endResetModel();
@@ -47,17 +51,17 @@ int MenuModel::rowCount(const QModelIndex& parent) const {
 
 QVariant MenuModel::data(const QModelIndex& index, int role) const {
     const platform::MenuItemHandle row = item(index);
-    if (role == Qt::DisplayRole || role == Qt::AccessibleTextRole)
-        return row ? shownTitle(*row) : shown("No folders");
-    if (!row) return {};
-    if (role == Qt::DecorationRole && row->image) return pictureIcon(row->image->name);
-    if (role == Qt::FontRole && row->attributedTitle && row->attributedTitle->font) {
-        QFont font;
-        font.setPixelSize(static_cast<int>(row->attributedTitle->font->size));
-        font.setBold(*row->attributedTitle->font ==
-                     platform::boldSystemFont(row->attributedTitle->font->size));
-        return font;
+    if (role == Qt::DisplayRole) return row ? shownTitle(*row) : shown("No folders");
+    if (role == Qt::AccessibleTextRole) {
+        const QString title = data(index, Qt::DisplayRole).toString();
+        const QString note = data(index, noteRole).toString();
+        return note.isEmpty() ? title : title + QStringLiteral(", ") + note;
     }
+    if (!row) return {};
+    if (role == noteRole && isNewFolder(row->image)) return shown("new folder");
+    if (role == Qt::AccessibleDescriptionRole && row->submenu()) return shown("Contains folders");
+    if (role == Qt::FontRole && row->attributedTitle && row->attributedTitle->font)
+        return fontFor(*row->attributedTitle->font);
     if (role == Qt::CheckStateRole && row->state) return Qt::Checked;
     return {};
 }

@@ -1,6 +1,7 @@
 #include "backends/qt/MenuPopup.h"
 
 #include "backends/qt/MenuItemPainter.h"
+#include "backends/qt/drawing.h"
 #include "backends/qt/texts.h"
 
 #include <QApplication>
@@ -11,27 +12,30 @@
 #include <QMouseEvent>
 #include <QScreen>
 #include <QScrollBar>
+#include <QStyleOption>
+#include <QStylePainter>
 #include <QVBoxLayout>
 #include <algorithm>
 
 namespace backends::qt {
 namespace {
 
-constexpr int outline = 1;
-constexpr int padding = 3;             // above and below the items
-constexpr int rowsWithoutFilter = 20;  // a longer menu shows its search line at once
-constexpr int maximumListHeight = 520; // points
-constexpr int submenuDelay = 180;      // milliseconds: longer than a diagonal way into the open submenu
+constexpr double padding = 3;             // points: above and below the items
+constexpr int rowsWithoutFilter = 20;     // a longer menu shows its search line at once
+constexpr double maximumListHeight = 520; // points
+constexpr double step = 24;               // points: of a submenu below its row
+constexpr double leastHeight = 140;       // points: of a submenu below its row, before it opens above
+constexpr int submenuDelay = 180;         // milliseconds: longer than a diagonal way into the open submenu
 
 } // namespace
 
 MenuPopup::MenuPopup(const platform::MenuHandle& menu, MenuPopupOwner& popupOwner, QWidget* parent)
-    : QFrame(parent, Qt::Popup), owner(popupOwner), model(menu) {
+    : QWidget(parent, Qt::Popup), owner(popupOwner), model(menu) {
     build();
 }
 
 MenuPopup::MenuPopup(const platform::MenuHandle& menu, MenuPopup& parentPopup)
-    : QFrame(&parentPopup, Qt::Popup), owner(parentPopup.owner), above(&parentPopup), model(menu) {
+    : QWidget(&parentPopup, Qt::Popup), owner(parentPopup.owner), above(&parentPopup), model(menu) {
     build();
 }
 
@@ -39,8 +43,10 @@ void MenuPopup::build() {
     setObjectName(QStringLiteral("menuPopup"));
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_NoMouseReplay); // a click on the label that opened the menu only closes it
-    setFrameStyle(QFrame::Box | QFrame::Plain);
-    setLineWidth(outline);
+    // The looks of the desktop's own menus, and their shadow where the window system draws one.
+    setAttribute(Qt::WA_X11NetWmWindowTypePopupMenu);
+    setProperty("_KDE_NET_WM_FORCE_SHADOW", true);
+    setPalette(QApplication::palette("QMenu"));
     setMouseTracking(true);
 
     filter = new QLineEdit(this);
@@ -55,6 +61,7 @@ void MenuPopup::build() {
     list->setModel(&model);
     list->setItemDelegate(new MenuItemPainter(list));
     list->setFrameShape(QFrame::NoFrame);
+    list->viewport()->setAutoFillBackground(false); // the menu's own shows
     list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     list->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -69,8 +76,9 @@ void MenuPopup::build() {
     connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this, &MenuPopup::currentChanged);
 
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(outline, outline + padding, outline, outline + padding);
-    layout->setSpacing(padding);
+    const int frame = frameWidth();
+    layout->setContentsMargins(frame, frame + pixels(padding), frame, frame + pixels(padding));
+    layout->setSpacing(pixels(padding));
     layout->addWidget(filter);
     layout->addWidget(list);
 
@@ -85,45 +93,99 @@ void MenuPopup::build() {
     list->setFocus();
 }
 
-void MenuPopup::fitTo(const QRect& screen) {
-    int contentHeight = 0;
-    int contentWidth = 0;
-    for (int row = 0; row < model.rowCount(); ++row) {
-        const QSize size = MenuItemPainter::sizeOf(model.index(row));
-        contentHeight += size.height();
-        contentWidth = std::max(contentWidth, size.width());
+int MenuPopup::frameWidth() const {
+    return std::max(1, style()->pixelMetric(QStyle::PM_MenuPanelWidth, nullptr, this));
+}
+
+// From the upper edge of the popup.
+int MenuPopup::topOfList() const {
+    const int search = filter->isHidden() ? 0 : filter->sizeHint().height() + pixels(padding);
+    return frameWidth() + pixels(padding) + search;
+}
+
+// Of the first rows.
+QSize MenuPopup::contentSize(int rows) const {
+    QSize size(0, 0);
+    for (int row = 0; row < rows; ++row) {
+        const QSize one = MenuItemPainter::sizeOf(model.index(row));
+        size = {std::max(size.width(), one.width()), size.height() + one.height()};
     }
-    const int chrome =
-        2 * (outline + padding) + (filter->isHidden() ? 0 : filter->sizeHint().height() + padding);
-    const int height = std::min({contentHeight, maximumListHeight, screen.height() - chrome});
-    list->setVerticalScrollBarPolicy(height < contentHeight ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
-    const int bar = height < contentHeight ? list->verticalScrollBar()->sizeHint().width() : 0;
+    return size;
+}
+
+void MenuPopup::fitTo(QSize room) {
+    const QSize content = contentSize(model.rowCount());
+    const int chrome = topOfList() + pixels(padding) + frameWidth();
+    const int height = std::min({content.height(), pixels(maximumListHeight), room.height() - chrome});
+    const bool scrolls = height < content.height();
+    list->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
+    const int bar = scrolls ? list->verticalScrollBar()->sizeHint().width() : 0;
     list->setFixedHeight(height);
-    resize(std::min(contentWidth + bar + 2 * outline, screen.width()), height + chrome);
+    int width = content.width() + bar + 2 * frameWidth();
+    if (!filter->text().isEmpty()) width = std::max(width, this->width()); // does not jump while one types
+    layout()->activate(); // or the former height of the list would hold the popup open
+    resize(std::min(width, room.width()), height + chrome);
 }
 
-int MenuPopup::topOf(const QModelIndex& index) const {
-    return list->mapTo(this, list->viewport()->mapTo(list, list->visualRect(index).topLeft())).y();
-}
-
-void MenuPopup::popUp(QPoint at, const platform::MenuItem* item) {
+void MenuPopup::popUp(QPoint at, const platform::MenuItem& item) {
     const QScreen* shownOn = QApplication::screenAt(at);
-    const QRect screen = (shownOn != nullptr ? shownOn : QApplication::primaryScreen())->availableGeometry();
-    fitTo(screen);
-    layout()->activate();
-    const QModelIndex index = item == nullptr ? QModelIndex() : model.indexOf(item);
-    int top = outline + padding;
-    if (index.isValid()) {
-        list->scrollTo(index, QAbstractItemView::PositionAtCenter);
-        top = topOf(index);
-    }
-    const int x = std::clamp(at.x(), screen.left(), std::max(screen.left(), screen.right() + 1 - width()));
-    const int y =
-        std::clamp(at.y() - top, screen.top(), std::max(screen.top(), screen.bottom() + 1 - height()));
+    const QRect area = (shownOn != nullptr ? shownOn : QApplication::primaryScreen())->availableGeometry();
+    fitTo(area.size());
+    const QModelIndex index = model.indexOf(&item);
+    const int before = contentSize(index.isValid() ? index.row() : 0).height();
+    const int furthest = contentSize(model.rowCount()).height() - list->height();
+    int scrolled = std::clamp(before - list->height() / 2, 0, furthest);
+    const int x =
+        std::clamp(at.x() - frameWidth(), area.left(), std::max(area.left(), area.right() + 1 - width()));
+    const int y = std::clamp(at.y() - topOfList() - before + scrolled, area.top(),
+                             std::max(area.top(), area.bottom() + 1 - height()));
+    scrolled =
+        std::clamp(y + topOfList() + before - at.y(), 0, furthest); // where the screen's edge was in the way
     move(x, y);
     openedAt = QCursor::pos();
     show();
     if (index.isValid() && (model.flags(index) & Qt::ItemIsEnabled)) list->setCurrentIndex(index);
+    list->scrollTo(index); // lays the rows out
+    list->verticalScrollBar()->setValue(scrolled);
+}
+
+// The row is the one that this submenu belongs to, in the coordinates of the screen.
+void MenuPopup::placeBeside(const QRect& row, const QRect& area) {
+    fitTo(area.size());
+    const int overlap = frameWidth();
+    const int right = above->x() + above->width() - overlap;
+    const int left = above->x() - width() + overlap;
+    const bool fitsRight = right + width() <= area.right() + 1;
+    const bool fitsLeft = left >= area.left();
+    const bool isFirst = above->above == nullptr;
+    opensToTheLeft = isFirst ? !fitsRight && fitsLeft : above->opensToTheLeft;
+    const int lowest = std::max(area.top(), area.bottom() + 1 - height());
+    if (opensToTheLeft ? fitsLeft : fitsRight) {
+        move(opensToTheLeft ? left : right, std::clamp(row.top() - topOfList(), area.top(), lowest));
+        return;
+    }
+    const int below = area.bottom() - row.bottom();
+    int y = row.bottom() + 1;
+    if (below < std::min(height(), pixels(leastHeight)))
+        y = std::max(area.top(), row.top() - height());
+    else
+        fitTo({area.width(), below});
+    move(
+        std::clamp(above->x() + pixels(step), area.left(), std::max(area.left(), area.right() + 1 - width())),
+        y);
+}
+
+void MenuPopup::keepOnScreen() {
+    const QRect area = screen()->availableGeometry();
+    if (above != nullptr) {
+        const QModelIndex holder = above->model.indexOf(above->submenuHolder.get());
+        QRect row = above->list->visualRect(holder);
+        row.moveTopLeft(above->list->viewport()->mapToGlobal(row.topLeft()));
+        placeBeside(row, area);
+        return;
+    }
+    fitTo(area.size());
+    move(x(), std::clamp(y(), area.top(), std::max(area.top(), area.bottom() + 1 - height())));
 }
 
 void MenuPopup::menuChanged(const platform::Menu& menu) {
@@ -136,16 +198,14 @@ void MenuPopup::itemsChanged() {
     closeSubmenu();
     model.reload();
     if (model.rowCount() > rowsWithoutFilter) filter->show();
-    const QRect area = screen()->availableGeometry();
-    fitTo(area);
-    move(x(), std::clamp(y(), area.top(), std::max(area.top(), area.bottom() + 1 - height())));
+    keepOnScreen();
     if (hadCurrent || openedByKeyboard) selectFirst();
 }
 
 void MenuPopup::typed(const QString& text) {
     closeSubmenu();
     model.setFilter(text);
-    fitTo(screen()->availableGeometry());
+    fitTo(screen()->availableGeometry().size());
     selectFirst();
 }
 
@@ -169,16 +229,13 @@ void MenuPopup::openSubmenu(bool byKeyboard) {
     const platform::MenuItemHandle item = model.item(index);
     if (!item || !item->enabled || !item->submenu()) return;
     submenuTimer.stop();
+    owner.itemHighlighted(*model.menu(), *item); // again, so that what got no answer is asked for again
     submenuHolder = item;
     submenu = new MenuPopup(item->submenu(), *this);
     submenu->openedByKeyboard = byKeyboard;
-    const QRect row = list->visualRect(index);
-    const QRect area = screen()->availableGeometry();
-    submenu->fitTo(area);
-    QPoint at = list->viewport()->mapToGlobal(row.topRight());
-    at.rx() = x() + width() - outline;
-    if (at.x() + submenu->width() > area.right()) at.rx() = x() - submenu->width() + outline;
-    submenu->popUp(at, nullptr);
+    submenu->keepOnScreen();
+    submenu->openedAt = QCursor::pos();
+    submenu->show();
     if (byKeyboard) submenu->selectFirst();
 }
 
@@ -204,7 +261,7 @@ void MenuPopup::choose(const QModelIndex& index) {
 void MenuPopup::closeEvent(QCloseEvent* event) {
     submenuTimer.stop();
     closeSubmenu();
-    QFrame::closeEvent(event);
+    QWidget::closeEvent(event);
     if (above != nullptr || settled) return;
     settled = true;
     owner.menuDismissed();
@@ -273,7 +330,7 @@ bool MenuPopup::eventFilter(QObject* watched, QEvent* event) {
     default:
         break;
     }
-    return QFrame::eventFilter(watched, event);
+    return QWidget::eventFilter(watched, event);
 }
 
 MenuPopup* MenuPopup::popupAt(QPoint global) {
@@ -316,6 +373,20 @@ void MenuPopup::release(QPoint global) {
     if (popup == nullptr) return;
     const QModelIndex index = popup->list->indexAt(popup->list->viewport()->mapFromGlobal(global));
     if (index.isValid()) popup->choose(index);
+}
+
+void MenuPopup::paintEvent(QPaintEvent*) {
+    QStylePainter painter(this);
+    QStyleOptionMenuItem background;
+    background.initFrom(this);
+    background.state = QStyle::State_None;
+    background.menuRect = rect();
+    painter.drawPrimitive(QStyle::PE_PanelMenu, background);
+    QStyleOptionFrame frame;
+    frame.initFrom(this);
+    frame.state = QStyle::State_None;
+    frame.lineWidth = frameWidth();
+    painter.drawPrimitive(QStyle::PE_FrameMenu, frame);
 }
 
 void MenuPopup::mouseMoveEvent(QMouseEvent* event) { hover(event->globalPosition().toPoint()); }

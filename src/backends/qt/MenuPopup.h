@@ -4,6 +4,9 @@
 // the Right key. A click, Enter or Space chooses the item, also one that has a submenu. Left closes a
 // submenu, Escape the whole menu. Typing shows only the items that contain the text.
 //
+// Submenus open side by side as long as the screen has room. After that each opens below the row that it
+// belongs to, a little to the right, so that the rows that lead to the innermost one stay readable.
+//
 // The popup deletes itself when it is closed; a submenu's popup belongs to the one it came from. The owner
 // outlives them. Main thread only.
 #pragma once
@@ -11,9 +14,9 @@
 #include "backends/qt/MenuModel.h"
 #include "platform/Menu.h"
 
-#include <QFrame>
 #include <QPointer>
 #include <QTimer>
+#include <QWidget>
 
 class QLineEdit;
 class QListView;
@@ -31,20 +34,21 @@ class MenuPopupOwner {
     ~MenuPopupOwner() = default;
 };
 
-class MenuPopup final : public QFrame {
+class MenuPopup final : public QWidget {
     Q_OBJECT
   public:
     MenuPopup(const platform::MenuHandle& menu, MenuPopupOwner& popupOwner, QWidget* parent);
 
     // Shows the menu so that the item lies with its upper left corner at the point (global), as far as the
     // screen allows.
-    void popUp(QPoint at, const platform::MenuItem* item);
+    void popUp(QPoint at, const platform::MenuItem& item);
 
     // The items of that menu were replaced; takes them up where the menu is open.
     void menuChanged(const platform::Menu& menu);
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
@@ -53,8 +57,12 @@ class MenuPopup final : public QFrame {
   private:
     MenuPopup(const platform::MenuHandle& menu, MenuPopup& parentPopup);
     void build();
-    void fitTo(const QRect& screen);
-    int topOf(const QModelIndex& index) const;
+    int frameWidth() const;
+    int topOfList() const;
+    QSize contentSize(int rows) const;
+    void fitTo(QSize room);
+    void keepOnScreen();
+    void placeBeside(const QRect& row, const QRect& area);
     void itemsChanged();
     void currentChanged(const QModelIndex& index);
     void typed(const QString& text);
@@ -78,9 +86,10 @@ class MenuPopup final : public QFrame {
     platform::MenuItemHandle submenuHolder; // the item whose submenu is open
     QTimer submenuTimer;
     bool openedByKeyboard = false;
-    bool mayRelease = false; // the button went down in the menu, or the mouse was moved while it was down
-    QPoint openedAt;         // global position of the mouse then
-    bool settled = false;    // chosen or dismissed
+    bool opensToTheLeft = false; // there was no room to the right of the whole menu
+    bool mayRelease = false;     // the button went down in the menu, or the mouse was moved while it was down
+    QPoint openedAt;             // global position of the mouse then
+    bool settled = false;        // chosen or dismissed
 };
 
 } // namespace backends::qt

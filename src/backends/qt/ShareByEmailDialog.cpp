@@ -19,6 +19,7 @@
 #include <QScreen>
 #include <QSortFilterProxyModel>
 #include <QStackedWidget>
+#include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -100,6 +101,7 @@ QWidget* ShareByEmailDialog::buildPicker() {
     search->setPlaceholderText(shown("Search"));
     search->setAccessibleName(shown("Search"));
     search->setClearButtonEnabled(true);
+    search->findChild<QToolButton*>()->setAccessibleName(shown("Clear"));
     search->installEventFilter(this);
     auto* heading = new QLabel(shown("Address book"), this);
     heading->setBuddy(search);

@@ -60,20 +60,11 @@ class AccessibleToken final : public QAccessibleWidget {
     TokenChip& chip;
 };
 
-QAccessibleInterface* accessibleToken(const QString& className, QObject* object) {
-    auto* chip = qobject_cast<TokenChip*>(object);
-    const bool isAsked =
-        chip != nullptr && className == QLatin1String(TokenChip::staticMetaObject.className());
-    return isAsked ? new AccessibleToken(*chip) : nullptr; // the toolkit's
-}
-
 } // namespace
 
 TokenChip::TokenChip(panels::FieldObject shownObject, const QString& shownText, panels::TokenStyle tokenStyle,
                      QWidget* parent)
     : QWidget(parent), represented(std::move(shownObject)), text(shownText), look(tokenStyle) {
-    static const bool isInstalled = (QAccessible::installFactory(accessibleToken), true);
-    Q_UNUSED(isInstalled);
     setObjectName(QStringLiteral("token"));
     setFocusPolicy(Qt::ClickFocus);
     const auto* token = std::get_if<panels::TSFPEmailToken>(&represented);
@@ -84,6 +75,8 @@ TokenChip::TokenChip(panels::FieldObject shownObject, const QString& shownText, 
     if (look == panels::TokenStyle::plainText) name += QStringLiteral(", ") + shown("not an e-mail address");
     setAccessibleName(name);
 }
+
+QAccessibleInterface* accessibleToken(TokenChip& chip) { return new AccessibleToken(chip); }
 
 QSize TokenChip::sizeHint() const {
     if (measured.isValid()) return measured;

@@ -8,6 +8,8 @@
 #include <QSize>
 #include <QWidget>
 
+class QAccessibleInterface;
+
 namespace backends::qt {
 
 class TokenChip final : public QWidget {
@@ -39,5 +41,8 @@ class TokenChip final : public QWidget {
     panels::TokenStyle look;
     mutable QSize measured; // invalid: not in this font yet; layouts ask often
 };
+
+// What assistive programs are told of it; the toolkit takes it over.
+QAccessibleInterface* accessibleToken(TokenChip& chip);
 
 } // namespace backends::qt

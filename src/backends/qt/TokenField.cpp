@@ -6,6 +6,7 @@
 #include "panels/EmailEntry.h"
 
 #include <QAbstractItemView>
+#include <QAccessibleWidget>
 #include <QClipboard>
 #include <QCompleter>
 #include <QFocusEvent>
@@ -44,10 +45,18 @@ class TokenLine final : public QLineEdit {
     KeyHandler handles;
 };
 
+QAccessibleInterface* accessibleOf(const QString&, QObject* object) {
+    if (auto* field = qobject_cast<TokenField*>(object))
+        return new QAccessibleWidget(field, QAccessible::Grouping);
+    auto* chip = qobject_cast<TokenChip*>(object);
+    return chip == nullptr ? nullptr : accessibleToken(*chip);
+}
+
 } // namespace
 
 TokenField::TokenField(TokenFieldDelegate& fieldDelegate, QWidget* parent)
     : QScrollArea(parent), delegate(fieldDelegate) {
+    QAccessible::installFactory(accessibleOf); // once, however often it is called
     setObjectName(QStringLiteral("emails"));
     setWidgetResizable(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -169,6 +178,7 @@ void TokenField::fit() {
     flow->setEnabled(true);
     flow->invalidate();
     line->setPlaceholderText(chips.empty() ? shown("Names or e-mail addresses") : QString());
+    line->raise(); // behind the tokens also where they are read out
     widget()->setMinimumHeight(flow->heightForWidth(viewport()->width()));
     flow->activate();
     ensureWidgetVisible(line);

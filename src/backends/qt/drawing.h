@@ -1,13 +1,18 @@
-// The logic's colours and fonts as Qt's.
+// The logic's colours, fonts and points as Qt's.
+//
+// A point is a logical pixel at the usual size of the desktop's font, and grows with a larger one, so that
+// text and geometry grow together. Main thread only.
 #pragma once
 
 #include "jumpbar/VxJumpBarView.h"
 #include "platform/Font.h"
 
+#include <QApplication>
 #include <QColor>
 #include <QFont>
-#include <QFontDatabase>
+#include <QFontInfo>
 #include <QPalette>
+#include <algorithm>
 
 namespace backends::qt {
 
@@ -16,10 +21,16 @@ inline QColor colorFor(const jumpbar::White& grey) {
     return QColor::fromRgbF(level, level, level, static_cast<float>(grey.alpha));
 }
 
-// A point is a logical pixel here, so that text and geometry grow together.
+// Logical pixels to a point; at least 1.
+inline double pointScale() {
+    constexpr double usualFont = 40.0 / 3; // pixels: 10 points of 72 to an inch, on 96 pixels to an inch
+    return std::max(1.0, QFontInfo(QApplication::font()).pixelSize() / usualFont);
+}
+inline int pixels(double points) { return qRound(points * pointScale()); }
+
 inline QFont fontFor(const platform::Font& font) {
-    QFont result = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
-    result.setPixelSize(qRound(font.size));
+    QFont result = QApplication::font();
+    result.setPixelSize(pixels(font.size));
     result.setBold(font.name == platform::boldSystemFont(font.size).name);
     return result;
 }

@@ -1,5 +1,6 @@
 #include "backends/qt/texts.h"
 
+#include "panels/TSFPSavePanel.h"
 #include "protocol/translations.h"
 
 #include <QTextBoundaryFinder>
@@ -8,8 +9,9 @@ namespace backends::qt {
 namespace {
 
 constexpr QChar zeroWidthSpace(0x200B);
-constexpr int longestRun = 24; // characters: words of any language stay whole
-constexpr int step = 8;        // characters between two places to break a longer run in
+const QString separator = QStringLiteral(" › "); // between the titles of a path
+constexpr int longestRun = 24;                   // characters: words of any language stay whole
+constexpr int step = 8;                          // characters between two places to break a longer run in
 
 // Appends a run without blanks and separators.
 void appendRun(QString& text, const QString& run) {
@@ -40,6 +42,10 @@ QString shownTitle(const platform::MenuItem& item) {
     return item.representedObject ? QString::fromStdString(title) : shown(title.c_str());
 }
 
+bool isNewFolder(const platform::ImageHandle& image) {
+    return image && image->name == panels::newFolderImageName;
+}
+
 std::string breakable(const std::string& text) {
     QString broken;
     QString run;
@@ -64,6 +70,28 @@ platform::DisplayText breakable(platform::DisplayText text) {
     for (std::string& argument : text.arguments)
         argument = breakable(argument);
     return text;
+}
+
+QString toolTipOf(const QString& name) {
+    const QString broken = QString::fromStdString(breakable(name.toStdString()));
+    return name.isEmpty() ? QString()
+                          : QStringLiteral("<qt>") + broken.toHtmlEscaped(); // only rich text wraps
+}
+
+QString pathOf(const QStringList& titles) { return titles.join(separator); }
+
+QString pathInWidth(const QStringList& titles, const QFontMetrics& metrics, int width) {
+    if (titles.isEmpty()) return {};
+    const QString omitted = QStringLiteral("…") + separator;
+    QString line = titles.last();
+    for (qsizetype index = titles.size() - 2; index >= 0; --index) {
+        const QString longer = titles[index] + separator + line;
+        const int room = width - (index > 0 ? metrics.horizontalAdvance(omitted) : 0);
+        if (metrics.horizontalAdvance(longer) > room)
+            return metrics.elidedText(omitted + line, Qt::ElideMiddle, width);
+        line = longer;
+    }
+    return metrics.elidedText(line, Qt::ElideMiddle, width);
 }
 
 } // namespace backends::qt

@@ -430,6 +430,7 @@ const char* tsf_badge_keeper_selection_class(TsfBadgeKeeper* keeper, GList* file
     if (all_in_sync && is_single)
         return all_roots ? "sync-root" : is_directory ? "synced-folder" : "synced-file";
     if (all_in_sync) return "sync-roots";
+    if (!none_in_sync) return "nothing"; /* beside what is not a local file */
     return is_single && is_directory ? "unsynced-folder" : "unsynced-items";
 }
 

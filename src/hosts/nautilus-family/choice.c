@@ -1,13 +1,14 @@
 #include "hosts/nautilus-family/choice.h"
 
 #include "protocol/names.h"
+#include "protocol/translations.h"
 
 static void tell_person(const char* message) {
     g_message("%s", message);
     GApplication* application = g_application_get_default();
     if (application == NULL) return;
     GNotification* notification = g_notification_new("TovikDrive");
-    g_notification_set_body(notification, message);
+    g_notification_set_body(notification, tsyncTranslated(message, tsyncMessageLocale()));
     g_application_send_notification(application, NULL, notification);
     g_object_unref(notification);
 }

@@ -3,6 +3,7 @@
 #include TSYNCFINDER_SHIM
 
 #include "hosts/nautilus-family/badge_keeper.h"
+#include "protocol/translations.h"
 
 #include <gmodule.h>
 #include <string.h>
@@ -107,8 +108,9 @@ static FM_T(MenuItem) * make_item(const MenuMaker* maker, GVariant* description,
     char* name = g_strdup_printf("TSyncFinder-%s-%s", maker->place, identifier);
     g_strcanon(name, G_CSET_A_2_Z G_CSET_a_2_z G_CSET_DIGITS "-_", '_');
     const char* icon = *image == '\0' ? NULL : g_path_is_absolute(image) ? image : "tsyncfinder";
+    const char* shown = tsyncTranslated(title, tsyncMessageLocale());
     /* A button of a toolbar shows its image, and says the rest as a tip. */
-    FM_T(MenuItem)* item = FM(menu_item_new)(name, title, title, icon);
+    FM_T(MenuItem)* item = FM(menu_item_new)(name, shown, shown, icon);
     g_free(name);
 
     GList* items = has_submenu ? make_items(maker, submenu, depth + 1) : NULL;

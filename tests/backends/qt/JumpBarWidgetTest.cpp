@@ -92,7 +92,7 @@ TEST(JumpBarWidget, ShrinksDrawsAndDropsLabelsWithTheLayout) {
         EXPECT_EQ(endOf(-1), width);
     }
     EXPECT_LE(endOf(3), label(-1)->x());
-    EXPECT_EQ(label(1)->toolTip(), "A folder with a long name") << "a shrunk label is not shown whole";
+    EXPECT_EQ(label(1)->toolTip(), "<qt>A folder with a long name") << "a shrunk label is not shown whole";
     // The icon of the folder is drawn at both scales, at its place: 5 points from the left, in the middle.
     for (const double scale : {1.0, 2.0}) {
         const QColor pixel = pictureOf(widget, scale).pixelColor(QPoint(15, 17) * scale);

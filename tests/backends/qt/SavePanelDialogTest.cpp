@@ -34,6 +34,7 @@ struct DestinationWindow : testing::Test {
     QWidget* label(int level) {
         return bar->findChild<QWidget*>(QStringLiteral("jumpBarLabel%1").arg(level));
     }
+    std::string line() { return dialog.findChild<QLabel*>("line")->accessibleName().toStdString(); }
     std::string chosen() { return dialog.panel().selectedPath().value_or("(none)"); }
 };
 
@@ -50,9 +51,7 @@ TEST_F(DestinationWindow, ChoosesThreeSubmenusDeepWithTheMouse) {
         click(label(1));
         ASSERT_TRUE(eventually([] { return openList() != nullptr; }));
         EXPECT_EQ(currentOf(*openList()), "Tovik Space");
-        EXPECT_EQ(openList()->mapToGlobal(middleOf(*openList(), "Tovik Space")).y() / 10,
-                  label(1)->mapToGlobal(label(1)->rect().center()).y() / 10)
-            << "the current item lies over its label";
+        EXPECT_EQ(rowsOf(*openList()), QStringList{"Tovik Space"}) << "a separator separates";
         for (const char* folder : {"Tovik Space", "B", "C"}) {
             QListView* list = openList();
             ASSERT_TRUE(rowsOf(*list).contains(folder));
@@ -80,11 +79,26 @@ TEST_F(DestinationWindow, ChoosesThreeSubmenusDeepWithTheMouse) {
     EXPECT_EQ(chosen(), "/B/C");
 }
 
+// The message as it is when the window is shown.
+struct ShownMessage : QObject {
+    explicit ShownMessage(QDialog& dialog) : message(dialog.findChild<QLabel*>("message")) {
+        dialog.installEventFilter(this);
+    }
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Show) text = message->accessibleName();
+        return false;
+    }
+    QLabel* message;
+    QString text;
+};
+
 TEST_F(DestinationWindow, IsUsedWithTheKeyboardAlone) {
     space.folders["/"] = {"/A", "/B"};
     space.folders["/B"] = {"/B/C", "/B/D"};
     dialog.panel().setForSync("/nowhere/New");
+    const ShownMessage shown(dialog);
     const int response = run([&] {
+        EXPECT_EQ(shown.text, "Where do you want to sync\n\n/nowhere/New?") << "it does not grow afterwards";
         EXPECT_FALSE(ok->isEnabled()) << "the root cannot be synced to";
         EXPECT_EQ(dialog.focusWidget(), label(1));
         key(Qt::Key_Return);
@@ -92,12 +106,15 @@ TEST_F(DestinationWindow, IsUsedWithTheKeyboardAlone) {
         space.answerAll();
         EXPECT_TRUE(ok->isEnabled());
         EXPECT_EQ(chosen(), "/nowhere");
-        key(Qt::Key_Tab);
-        EXPECT_EQ(dialog.focusWidget(), label(2));
+        EXPECT_EQ(dialog.focusWidget(), label(2)) << "the focus follows the proposal";
+        EXPECT_EQ(line(), "New folder: Tovik Space › nowhere");
         key(Qt::Key_Space);
         ASSERT_NE(openList(), nullptr);
         EXPECT_EQ(rowsOf(*openList()), (QStringList{"A", "B", "", "nowhere"}));
         EXPECT_EQ(currentOf(*openList()), "nowhere");
+        EXPECT_NEAR(openList()->viewport()->mapToGlobal(middleOf(*openList(), "nowhere")).y(),
+                    label(2)->mapToGlobal(label(2)->rect().center()).y(), 3)
+            << "the current item, not the first, lies over its label";
         key(Qt::Key_Up); // over the separator
         EXPECT_EQ(currentOf(*openList()), "B");
         key(Qt::Key_Right);
@@ -134,11 +151,19 @@ TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTypi
         // A press elsewhere closes the whole menu.
         QTest::mousePress(QApplication::activePopupWidget(), Qt::LeftButton, {}, QPoint(-500, -500));
         EXPECT_EQ(openList(), nullptr);
+        EXPECT_TRUE(eventually([&] { return line() == "Waiting for the sync service…"; }));
         panels::StubbornSpace::deliver(space.listing, false); // comes when the menu has gone
+        EXPECT_EQ(line(), "No answer from the sync service");
+        click(dialog.findChild<QPushButton*>("again"));
+        EXPECT_EQ(space.lists["/"], 2);
 
         click(label(1));
         key(Qt::Key_Right);
-        ASSERT_EQ(rowsOf(*openList()), QStringList{"Loading…"});
+        panels::StubbornSpace::deliver(space.listing, false);
+        ASSERT_EQ(rowsOf(*openList()), QStringList{"No answer from the sync service"});
+        key(Qt::Key_Left);
+        key(Qt::Key_Right);
+        ASSERT_EQ(rowsOf(*openList()), QStringList{"Loading…"}) << "asked again";
         space.answerAll(); // while the menu is open
         EXPECT_EQ(openList()->model()->rowCount(), 3000);
         EXPECT_LT(openList()->window()->height(), openList()->screen()->geometry().height());
@@ -147,6 +172,8 @@ TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTypi
         EXPECT_EQ(rowsOf(*openList()), QStringList{"Folder 2718"});
         type("x");
         EXPECT_EQ(rowsOf(*openList()), QStringList{"No folders"});
+        EXPECT_LT(openList()->window()->height() - openList()->geometry().bottom(), 12)
+            << "the popup is no higher than what it shows";
         key(Qt::Key_Return); // nothing to choose
         ASSERT_NE(openList(), nullptr);
         key(Qt::Key_Backspace);

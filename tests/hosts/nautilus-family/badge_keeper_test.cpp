@@ -132,6 +132,7 @@ TEST_F(BadgeKeeper, classifiesSelectionsByWhatIsKnown) {
         {"unsynced-items", false, {"file:///x"}},
         {"unsynced-items", true, {"file:///x", "file:///y"}},
         {"unsynced-items", false, {"file:///x", "sftp://host/y"}},
+        {"nothing", true, {"file:///root", "sftp://host/y"}},
         {"nothing", false, {"sftp://host/y"}},
         {"nothing", false, {"sftp://host/y", "file:///x"}},
     };

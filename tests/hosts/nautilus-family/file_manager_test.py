@@ -40,9 +40,9 @@ class Session:
     def program(self, name):
         return os.path.join(self.build, "apps", name, name)
 
-    def start(self, *command, stdout=None):
+    def start(self, *command, stdout=None, environment={}):
         log = open(os.path.join(self.home, os.path.basename(command[0]) + ".log"), "ab")
-        process = subprocess.Popen(command, stdout=stdout or log, stderr=log)
+        process = subprocess.Popen(command, stdout=stdout or log, stderr=log, env={**os.environ, **environment})
         self.processes.append(process)
         return process
 
@@ -68,12 +68,12 @@ class Session:
         with open(os.path.join(self.root, path), "wb") as file:
             file.write(b"x" * size)
 
-    def open(self, folder):
+    def open(self, folder, **environment):
         options = {"nautilus": ["--new-window"], "nemo": ["--no-desktop"],
                    "caja": ["--no-desktop", "--geometry=980x600"]}[self.name]  # room for its toolbar
         if self.manager:
             kill(self.manager)
-        self.manager = self.start(self.name, *options, folder)
+        self.manager = self.start(self.name, *options, folder, environment=environment)
 
     def end(self):
         for process in reversed(self.processes):
@@ -158,8 +158,9 @@ def stop_by_toolbar(session, tree):
 
 
 def stop_several(session, tree):
-    session.open(session.folder)
-    choose(session, tree, ["Cloud", "Second"], "Stop sync")
+    """In a German session."""
+    session.open(session.folder, LC_ALL="de_DE.UTF-8")
+    choose(session, tree, ["Cloud", "Second"], "Synchronisierung beenden")
     return [session.root, session.second]
 
 

@@ -1,0 +1,104 @@
+#include "sandbox/placement.h"
+
+#include "sandbox/Descriptor.h"
+#include "sandbox/paths.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
+namespace sandbox {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view stagingName = ".tsyncquenz-sandbox-incoming-";
+
+// On the disk before the folder that it names is made.
+bool writeNote(const fs::path& note, const std::string& text) {
+    const Descriptor file(::open(note.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+    return file && ::write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+           ::fsync(file.get()) == 0;
+}
+
+} // namespace
+
+bool renameWithoutReplacing(const fs::path& from, const fs::path& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return false;
+    struct stat info {};
+    if (lstat(from.c_str(), &info) != 0) return false;
+    if (S_ISDIR(info.st_mode)) {
+        // A rename puts a folder over nothing but an empty folder; one that appears meanwhile held nothing.
+        if (lstat(to.c_str(), &info) == 0) errno = EEXIST;
+        return errno == ENOENT && ::rename(from.c_str(), to.c_str()) == 0;
+    }
+    return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
+}
+
+bool isStaged(std::string_view path) {
+    for (std::size_t at = 0; (at = path.find(stagingName, at)) != std::string_view::npos; ++at)
+        if (at == 0 || path[at - 1] == '/') return true;
+    return false;
+}
+
+StagingFolder::StagingFolder(const fs::path& beside, fs::path noteFile, platform::ProcessLog& processLog)
+    : note(std::move(noteFile)), log(processLog) {
+    for (int number = 1; path.empty(); ++number) {
+        const fs::path wanted =
+            beside / (std::string(stagingName) + std::to_string(::getpid()) + "-" + std::to_string(number));
+        if (writeNote(note, wanted.string()) && ::mkdir(wanted.c_str(), 0700) == 0) {
+            path = wanted;
+        } else if (errno != EEXIST) {
+            log.error("Cannot receive anything in ", beside.string(), ": ", std::strerror(errno));
+            ::unlink(note.c_str());
+            return;
+        }
+    }
+}
+
+StagingFolder::~StagingFolder() {
+    if (!path.empty()) removeLeft(note, log);
+}
+
+fs::path StagingFolder::place(const fs::path& wanted) const {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!file || ::syncfs(file.get()) != 0) {
+        log.error("Cannot store ", wanted.string(), ": ", std::strerror(errno));
+        return {};
+    }
+    fs::path candidate = wanted;
+    for (int number = 2; !renameWithoutReplacing(item(), candidate); ++number) {
+        if (errno != EEXIST) {
+            log.error("Cannot store ", candidate.string(), ": ", std::strerror(errno));
+            return {};
+        }
+        candidate = wanted.parent_path() / numberedName(wanted.filename(), number);
+    }
+    return candidate;
+}
+
+void StagingFolder::removeLeft(const fs::path& noteFile, platform::ProcessLog& log) {
+    std::ifstream stream(noteFile, std::ios::binary);
+    if (!stream) return;
+    const fs::path left = std::string{std::istreambuf_iterator<char>(stream), {}};
+    std::error_code error;
+    // Only ever a real folder of that name: a note is a file that somebody may have written into.
+    if (left.is_absolute() && left.filename().string().starts_with(stagingName) &&
+        fs::is_directory(fs::symlink_status(left, error)))
+        fs::remove_all(left, error);
+    if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
+        log.error("Cannot remove what was half received, ", left.string(), ": ", error.message());
+    else
+        fs::remove(noteFile, error);
+}
+
+} // namespace sandbox
