@@ -107,6 +107,9 @@ TEST(Plan, DoesWhatEachCaseAsksFor) {
         {"a folder became a file, and got something new there",
          {{"g", "D1D"}, {"g/f", "2-3"}},
          {"aside here g", "folder here g", "put here g/f"}},
+        {"a folder with changes in it, and a file of its name there",
+         {{"g", "DD1"}, {"g/f", "22-"}, {"g/k", "34-"}},
+         {"trash here g/f", "aside here g", "put here g"}},
         {"two kinds at one name", {{"g", "-D1"}, {"g/f", "-2-"}}, {"aside here g", "put here g"}},
         {"moved here", {{"a", "1-1"}, {"b", "-1-"}}, {"move there a > b"}},
         {"moved there", {{"a", "11-"}, {"b", "--1"}}, {"move here a > b"}},
@@ -130,6 +133,21 @@ TEST(Plan, DoesWhatEachCaseAsksFor) {
         {"a row of names moved on",
          {{"l1", "1-1"}, {"l2", "212"}, {"l3", "323"}, {"l4", "-3-"}},
          {"move there l3 > l4", "move there l2 > l3", "move there l1 > l2"}},
+        {"over a known name that was deleted there: no move",
+         {{"a", "1-1"}, {"b", "21-"}},
+         {"trash there a", "put there b"}},
+        {"no move out of what is unknown",
+         {{"g", "D?D"}, {"g/f", "1-1"}, {"h", "-1-"}},
+         {"hold here g", "put there h"}},
+        {"nothing is carried to below what is unknown",
+         {{"a", "1--"}, {"c", "--1"}, {"g", "-D?"}, {"g/b", "-1-"}},
+         {"forget here a", "put here c", "hold there g"}},
+        {"nothing is carried to below a file",
+         {{"a", "1--"}, {"c", "--1"}, {"g", "2D2"}, {"g/b", "-1-"}},
+         {"forget here a", "put here c", "trash there g", "folder there g", "put there g/b"}},
+        {"a folder with a change in it there moves item by item",
+         {{"g", "D-D"}, {"g/f", "1-2"}, {"h", "-D-"}, {"h/f", "-1-"}},
+         {"folder there h", "move there g/f > h/f"}},
         {"a folder moved in one piece",
          {{"g", "D-D"}, {"g/f", "1-1"}, {"h", "-D-"}, {"h/f", "-1-"}},
          {"move there g > h"}},
@@ -152,6 +170,11 @@ TEST(Plan, AsksForDigestsOnlyWhereTheyDecide) {
     names = namesOf({{"a", "1-1"}, {"b", "-1-"}}); // a name, and a number of an inode, used again
     names[1].seen[0].digest.reset();
     EXPECT_EQ(wordsOf(plan(names)), std::vector<std::string>{"learn here b"});
+
+    names = namesOf({{"a", "1-1"}, {"b", "-1-"}}); // any two empty files are equal
+    names[0].agreed->empty = true;
+    names[1].seen[0].identity.reset();
+    EXPECT_EQ(wordsOf(plan(names)), (std::vector<std::string>{"trash there a", "put there b"}));
 
     names = namesOf({{"a", "1--"}, {"b", "-11"}}); // a storage that knows neither digests nor items
     names[1].seen[1].digest.reset();
