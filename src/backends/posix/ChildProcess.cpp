@@ -36,6 +36,16 @@ constexpr int cannotRun = 127; // as a shell says it
     ::_exit(cannotRun);
 }
 
+// As execve wants it, which writes to none of them. Borrows the texts.
+std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 2);
+    for (const std::string& text : texts)
+        pointers.push_back(const_cast<char*>(text.c_str())); // NOLINT
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 void closeFile(int& file) {
     if (file >= 0) ::close(file);
     file = -1;
@@ -44,12 +54,9 @@ void closeFile(int& file) {
 } // namespace
 
 ChildProcess::ChildProcess(const Start& start) {
-    std::vector<char*> environment;
-    environment.reserve(start.environment.size() + 1);
-    for (const std::string& entry : start.environment)
-        environment.push_back(const_cast<char*>(entry.c_str())); // NOLINT: execve does not write to it
-    environment.push_back(nullptr);
-    std::array<char*, 2> arguments{const_cast<char*>(start.program.c_str()), nullptr}; // NOLINT
+    std::vector<char*> environment = pointersTo(start.environment);
+    std::vector<char*> arguments = pointersTo(start.arguments);
+    arguments.insert(arguments.begin(), const_cast<char*>(start.program.c_str())); // NOLINT: as below
 
     std::array<int, 2> sockets{-1, -1};
     std::array<int, 2> pipe{-1, -1};

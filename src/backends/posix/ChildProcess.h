@@ -1,4 +1,4 @@
-// A program that is started, given one text and read line by line.
+// A program that is started, may be given one text, and may be read line by line.
 //
 // One thread at a time uses an object. A child that does not answer in time is given up by letting the object
 // go: that kills and reaps it. Nothing the child does can end or block its parent beyond the deadlines.
@@ -23,6 +23,7 @@ class ChildProcess {
         std::vector<std::string> environment; // the whole of it, as "NAME=value"
         // Whether the kernel kills the child when this process ends, or the thread that started it does.
         bool endsWithParent = true;
+        std::vector<std::string> arguments{}; // without the program's name
     };
 
     // Standard error is shared with the parent; signals are as at a program's start. Raises
