@@ -217,7 +217,6 @@ class RemoteControl::Loop {
         password = randomWord();
         posix::ChildProcess::Start start;
         start.program = settings.program;
-        // What it has to say of an error comes with the answer.
         start.arguments = {"rcd",
                            "--rc-addr",
                            "127.0.0.1:" + std::to_string(port),
