@@ -1,6 +1,8 @@
 // The synced folders as the daemon reports them.
 #pragma once
 
+#include "platform/Value.h"
+
 #include <map>
 #include <string>
 
@@ -10,5 +12,8 @@ namespace daemon_client {
 // both as the daemon spells them. Ordered by the bytes of the remote root. Two remote roots may have the same
 // local root, and roots may nest.
 using SyncPathTable = std::map<std::string, std::string>;
+
+// The table in a dictionary of the daemon's; entries that are no strings are left out.
+SyncPathTable syncPathTableOf(const platform::Dictionary& entries);
 
 } // namespace daemon_client

@@ -160,24 +160,24 @@ void TSyncClient::onSyncQuenzConnectionDies() {
 }
 
 void TSyncClient::onSyncPathAdded(const platform::Notification& notification) {
-    const platform::Value* remotePath = platform::find(notification.userInfo, "remotePath");
-    const platform::Value* localPath = platform::find(notification.userInfo, "localPath");
+    const std::string* remotePath = platform::textAt(notification.userInfo, "remotePath");
+    const std::string* localPath = platform::textAt(notification.userInfo, "localPath");
     const std::lock_guard guard(shared->clientLock);
-    if (!shared->_cachedSyncPaths || remotePath == nullptr || remotePath->string() == nullptr) return;
+    if (!shared->_cachedSyncPaths || remotePath == nullptr) return;
     auto table = std::make_shared<SyncPathTable>(*shared->_cachedSyncPaths);
-    if (localPath != nullptr && localPath->string() != nullptr)
-        table->insert_or_assign(*remotePath->string(), *localPath->string());
+    if (localPath != nullptr)
+        table->insert_or_assign(*remotePath, *localPath);
     else
-        table->erase(*remotePath->string());
+        table->erase(*remotePath);
     shared->_cachedSyncPaths = std::move(table);
 }
 
 void TSyncClient::onSyncPathRemoved(const platform::Notification& notification) {
-    const platform::Value* remotePath = platform::find(notification.userInfo, "remotePath");
+    const std::string* remotePath = platform::textAt(notification.userInfo, "remotePath");
     const std::lock_guard guard(shared->clientLock);
-    if (!shared->_cachedSyncPaths || remotePath == nullptr || remotePath->string() == nullptr) return;
+    if (!shared->_cachedSyncPaths || remotePath == nullptr) return;
     auto table = std::make_shared<SyncPathTable>(*shared->_cachedSyncPaths);
-    table->erase(*remotePath->string());
+    table->erase(*remotePath);
     shared->_cachedSyncPaths = std::move(table);
 }
 

@@ -17,13 +17,8 @@ struct TSyncClient::Shared {
     std::shared_ptr<dirsnapshot::DirSnapshot> _cacedSnapshot; // never emptied
 
     static SyncPathTable tableOf(const platform::Value& reply) {
-        SyncPathTable table;
         const platform::Dictionary* entries = reply.dictionary();
-        if (entries == nullptr) return table;
-        for (const auto& [remoteRoot, localRoot] : *entries)
-            if (const std::string* path = localRoot.string())
-                table.emplace_hint(table.end(), remoteRoot, *path);
-        return table;
+        return entries != nullptr ? syncPathTableOf(*entries) : SyncPathTable();
     }
 
     void onAllPathsInSync(const platform::Reply& reply) {

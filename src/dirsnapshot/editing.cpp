@@ -187,8 +187,7 @@ void DirSnapshot::addContents(const DirSnapshot& partial, const std::string& dir
 // Each level makes the path longer, and the engine finds none beyond its limit, which bounds the recursion.
 void DirSnapshot::addNode(const platform::Dictionary& item, DirSnapshot& /*toSnapshot*/,
                           const DirSnapshot& fromPartial, std::string_view relativeTo) {
-    const platform::Value* path = platform::find(item, DirSnapshotNodePathKey);
-    const std::string* itemPath = path != nullptr ? path->string() : nullptr;
+    const std::string* itemPath = platform::textAt(item, DirSnapshotNodePathKey);
     if (itemPath == nullptr) {
         refuse(*log, cannotAdd, "the item has no path");
         return;

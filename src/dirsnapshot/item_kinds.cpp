@@ -19,8 +19,7 @@ const char* fileTypeOf(std::uint8_t kind) {
 }
 
 std::uint8_t kindOf(const platform::Dictionary& fileInfo) {
-    const platform::Value* type = platform::find(fileInfo, platform::NSFileType);
-    const std::string* text = type != nullptr ? type->string() : nullptr;
+    const std::string* text = platform::textAt(fileInfo, platform::NSFileType);
     if (text == nullptr) return DSNodeTypeOther;
     if (*text == platform::NSFileTypeRegular) return DSNodeTypeFile;
     if (*text == platform::NSFileTypeDirectory) return DSNodeTypeDirectory;

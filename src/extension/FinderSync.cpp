@@ -198,12 +198,12 @@ void FinderSync::onSyncPathAdded() {
 
 void FinderSync::onSyncPathRemoved(const platform::Notification& notification) {
     log.info("TSyncFinder Received SyncPath Removed Notification -------------------->");
-    const platform::Value* localPath = platform::find(notification.userInfo, "localPath");
-    if (localPath == nullptr || localPath->string() == nullptr || !FileURL::withPath(*localPath->string())) {
+    const std::string* localPath = platform::textAt(notification.userInfo, "localPath");
+    if (localPath == nullptr || !FileURL::withPath(*localPath)) {
         log.error("TSyncFinder Removed Path: the notification names no local path");
         return;
     }
-    const std::string removed = *localPath->string();
+    const std::string& removed = *localPath;
     const std::lock_guard guard(objectLock);
     log.info("TSyncFinder Removed Path: ", removed);
     set("", removed);

@@ -96,7 +96,7 @@ CommandOutcome FinderSyncCommands::sent(DisplayText message, const Paths& skippe
 
 bool FinderSyncCommands::isDirectoryItself(const std::string& path) {
     const auto kind = around.fileSystem.kind(path);
-    return kind && kind->isDirectory && !kind->isLink;
+    return kind && kind->isDirectoryItself();
 }
 
 DestinationAnswer FinderSyncCommands::chooseRemoteDestination(DestinationPurpose purpose,

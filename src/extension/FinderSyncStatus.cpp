@@ -12,16 +12,6 @@ using daemon_client::SyncStatus;
 // Paths whose walks are planned before the disk is asked, once for all of them.
 constexpr std::size_t pathsAtATime = 1000;
 
-// The table of a refresh notification. None when there is none; entries that are no strings are left out.
-std::optional<daemon_client::SyncPathTable> tableIn(const platform::Dictionary& userInfo) {
-    const platform::Value* value = platform::find(userInfo, "allPathsInSync");
-    if (value == nullptr || value->dictionary() == nullptr) return std::nullopt;
-    daemon_client::SyncPathTable table;
-    for (const auto& [remoteRoot, localRoot] : *value->dictionary())
-        if (const std::string* path = localRoot.string()) table.emplace_hint(table.end(), remoteRoot, *path);
-    return table;
-}
-
 PathList noPaths() {
     static const PathList none = std::make_shared<const std::vector<std::string>>();
     return none;
@@ -40,12 +30,13 @@ std::vector<std::string> difference(const std::vector<std::string>& of,
 } // namespace
 
 void FinderSync::onSyncStatusRefresh(const platform::Notification& notification) {
-    auto paths = tableIn(notification.userInfo);
-    const platform::Value* statusInfo = platform::find(notification.userInfo, "statusInfo");
-    const platform::Dictionary* status = statusInfo != nullptr ? statusInfo->dictionary() : nullptr;
+    const platform::Dictionary* paths = platform::dictionaryAt(notification.userInfo, "allPathsInSync");
+    const platform::Dictionary* status = platform::dictionaryAt(notification.userInfo, "statusInfo");
+    auto table =
+        paths != nullptr ? std::make_shared<const Table>(daemon_client::syncPathTableOf(*paths)) : nullptr;
     {
         const std::lock_guard guard(objectLock);
-        _allPathsInSync = paths ? std::make_shared<const Table>(std::move(*paths)) : nullptr;
+        _allPathsInSync = std::move(table);
     }
     _syncStatusInfo = status != nullptr ? std::optional(daemon_client::syncStatusOf(*status)) : std::nullopt;
     refreshSyncStatus();

@@ -11,23 +11,9 @@
 namespace panels {
 namespace {
 
-// Of the item itself: a link to a directory is none.
 bool isDirectory(platform::FileSystem& fileSystem, const std::string& path) {
     const std::optional<platform::FileKind> kind = fileSystem.kind(path);
-    return kind && kind->isDirectory && !kind->isLink;
-}
-
-const std::string* text(const platform::Dictionary& dictionary, std::string_view key) {
-    const platform::Value* value = platform::find(dictionary, key);
-    return value == nullptr ? nullptr : value->string();
-}
-
-bool isTrue(const platform::Value* value) {
-    if (value == nullptr) return false;
-    if (const bool* flag = value->boolean()) return *flag;
-    if (const auto* number = value->signedInteger()) return *number != 0;
-    const auto* number = value->unsignedInteger();
-    return number != nullptr && *number != 0;
+    return kind && kind->isDirectoryItself();
 }
 
 // The address as it will be sent.
@@ -76,13 +62,13 @@ void TSFPShareByEmailController::setAllPathsInSync(daemon_client::SyncPathTable 
 void TSFPShareByEmailController::shareFile(const platform::Dictionary& file) {
     around.mainQueue.dispatch([this, file, guard = std::weak_ptr(alive)] {
         if (guard.expired()) return;
-        const std::string* local = text(file, "path");
-        const std::string* remote = text(file, "remote_path");
+        const std::string* local = platform::textAt(file, "path");
+        const std::string* remote = platform::textAt(file, "remote_path");
         _path = remote != nullptr
                     ? std::optional(*remote)
                     : remotePathOfLocalSyncPath(local == nullptr ? std::nullopt : std::optional(*local));
         isRemote = _path.has_value();
-        _isDir = isTrue(platform::find(file, "isDir"));
+        _isDir = platform::flagAt(file, "isDir").value_or(platform::numberAt(file, "isDir").value_or(0) != 0);
         around.view.setOkEnabled(false);
         if (isRemote) {
             showItem();

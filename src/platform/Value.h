@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -69,5 +70,17 @@ class Value {
 
 // The entry of that key, or null when there is none. Borrowed from the dictionary.
 const Value* find(const Dictionary& dictionary, std::string_view key);
+
+// The content of an entry, when there is one of that type. Pointers are borrowed from the dictionary, and
+// null else.
+const std::string* textAt(const Dictionary& dictionary, std::string_view key);
+const Array* arrayAt(const Dictionary& dictionary, std::string_view key);
+const Dictionary* dictionaryAt(const Dictionary& dictionary, std::string_view key);
+std::optional<bool> flagAt(const Dictionary& dictionary, std::string_view key);
+std::optional<std::int64_t> numberAt(const Dictionary& dictionary, std::string_view key); // a whole one
+
+// The strings of an array, in its order; what else is in it is left out. Empty without an array.
+std::vector<std::string> textsIn(const Array& array);
+std::vector<std::string> textsAt(const Dictionary& dictionary, std::string_view key);
 
 } // namespace platform

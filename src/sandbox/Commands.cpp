@@ -22,20 +22,16 @@ struct Payload {
 };
 
 std::optional<std::string> textOf(const Dictionary& entries, std::string_view key) {
-    const Value* value = find(entries, key);
-    return value && value->string() ? std::optional(*value->string()) : std::nullopt;
+    const std::string* text = platform::textAt(entries, key);
+    return text ? std::optional(*text) : std::nullopt;
 }
 
 std::optional<Payload> payloadOf(const std::optional<std::string>& object) {
     const std::optional<Value> value = object ? platform::valueOfJson(*object) : std::nullopt;
     const Dictionary* entries = value ? value->dictionary() : nullptr;
     if (!entries) return std::nullopt;
-    Payload payload{
-        textOf(*entries, "localPath"), textOf(*entries, "remotePath"), textOf(*entries, "isDir"), {}};
-    if (const Value* recipients = find(*entries, "recipients"); recipients && recipients->array())
-        for (const Value& recipient : *recipients->array())
-            if (recipient.string()) payload.recipients.push_back(*recipient.string());
-    return payload;
+    return Payload{textOf(*entries, "localPath"), textOf(*entries, "remotePath"), textOf(*entries, "isDir"),
+                   platform::textsAt(*entries, "recipients")};
 }
 
 struct Command {

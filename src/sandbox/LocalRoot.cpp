@@ -20,18 +20,18 @@ namespace {
 using dirsnapshot::DirSnapshot;
 using platform::Dictionary;
 
-const std::string& textAt(const Dictionary& item, std::string_view key) {
+const std::string& textOf(const Dictionary& item, std::string_view key) {
     static const std::string none;
-    const platform::Value* value = find(item, key);
-    return value && value->string() ? *value->string() : none;
+    const std::string* text = platform::textAt(item, key);
+    return text ? *text : none;
 }
 
 // The items of one category of a comparison.
 template <typename Visitor>
 void forEach(const Dictionary& comparison, const char* category, Visitor&& visit) {
-    const platform::Value* items = find(comparison, category);
-    if (!items || !items->array()) return;
-    for (const platform::Value& item : *items->array())
+    const platform::Array* items = platform::arrayAt(comparison, category);
+    if (!items) return;
+    for (const platform::Value& item : *items)
         visit(*item.dictionary());
 }
 
@@ -40,7 +40,7 @@ std::string joined(const std::string& directory, std::string_view below) {
 }
 
 bool isFolder(const Dictionary& item) {
-    return textAt(item, platform::NSFileType) == platform::NSFileTypeDirectory;
+    return textOf(item, platform::NSFileType) == platform::NSFileTypeDirectory;
 }
 
 // What a snapshot knows of a directory's own entries, without what is below them.
@@ -49,7 +49,7 @@ DirSnapshot entriesOf(const DirSnapshot& snapshot, const std::string& directory,
     static_cast<void>(entries.setRoot(dirsnapshot::emptyTree()));
     if (const auto items = snapshot.contentsOfDirectoryAtPath(directory))
         for (const platform::Value& item : *items) {
-            const std::string& itemPath = textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey);
+            const std::string& itemPath = textOf(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey);
             entries.addItemAtPath(itemPath.substr(itemPath.rfind('/')), *item.dictionary());
         }
     return entries;
@@ -136,20 +136,20 @@ bool LocalRoot::isExcludedByRule(const std::string& relativePath) const {
 void LocalRoot::collectDeleted(const Dictionary& comparison, const std::string& relativePath,
                                Differences& found) {
     forEach(comparison, dirsnapshot::DirSnapshotDeletedPathsKey, [&](const Dictionary& item) {
-        std::string itemPath = joined(relativePath, textAt(item, dirsnapshot::DirSnapshotNodePathKey));
+        std::string itemPath = joined(relativePath, textOf(item, dirsnapshot::DirSnapshotNodePathKey));
         if (isText(itemPath)) found.deleted.push_back(std::move(itemPath));
     });
 }
 
 void LocalRoot::collect(const Dictionary& comparison, const std::string& relativePath, Differences& found) {
     const auto add = [&](const Dictionary& item) {
-        std::string itemPath = joined(relativePath, textAt(item, dirsnapshot::DirSnapshotNodePathKey));
+        std::string itemPath = joined(relativePath, textOf(item, dirsnapshot::DirSnapshotNodePathKey));
         if (isStaged(itemPath)) return;
         if (!isText(itemPath)) {
             log.error("Left out, its name is no UTF-8: ", absolute(itemPath));
             return;
         }
-        const std::string& type = textAt(item, platform::NSFileType);
+        const std::string& type = textOf(item, platform::NSFileType);
         if (type == platform::NSFileTypeDirectory)
             found.folders.push_back(std::move(itemPath));
         else if (type == platform::NSFileTypeRegular)
@@ -212,7 +212,7 @@ void LocalRoot::lookAtEntries(const std::string& relativePath, const DirectoryTo
             return;
         if (isFolder(attributes)) {
             if (entersFolders) folders.insert(name);
-        } else if (textAt(attributes, platform::NSFileType) == platform::NSFileTypeRegular &&
+        } else if (textOf(attributes, platform::NSFileType) == platform::NSFileTypeRegular &&
                    seen.insert(name).second) {
             own.files.push_back(name);
         }
@@ -223,14 +223,14 @@ void LocalRoot::lookAtEntries(const std::string& relativePath, const DirectoryTo
     const auto entries = fresh.contentsOfDirectoryAtPath("/").value_or(platform::Array());
     for (const platform::Value& item : entries) {
         // The comparison goes on into a folder that was a file.
-        const std::string& name = textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey);
+        const std::string& name = textOf(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey);
         const auto before =
             isFolder(*item.dictionary()) ? previous.attributesOfItemAtPath(name) : std::nullopt;
         if (before && !isFolder(*before)) addNamed(name, *item.dictionary(), true);
     }
     if (wanted.isAsked && wanted.names.empty())
         for (const platform::Value& item : entries)
-            addNamed(textAt(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey), *item.dictionary(),
+            addNamed(textOf(*item.dictionary(), dirsnapshot::DirSnapshotNodePathKey), *item.dictionary(),
                      false);
     for (const std::string& name : own.files) {
         const std::string itemPath = joined(relativePath, name);

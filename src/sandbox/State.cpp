@@ -42,19 +42,16 @@ std::optional<State> stateOf(const platform::Value& value, std::vector<std::stri
     const platform::Value* version = find(*entries, "version");
     if (!version || *version != platform::Value(stateVersion)) return std::nullopt;
     State state;
-    if (const platform::Value* paused = find(*entries, "paused"); paused && paused->boolean())
-        state.paused = *paused->boolean();
-    const platform::Value* pairs = find(*entries, "pairs");
-    for (const auto& [remote, local] :
-         pairs && pairs->dictionary() ? *pairs->dictionary() : platform::Dictionary()) {
+    state.paused = platform::flagAt(*entries, "paused").value_or(state.paused);
+    const platform::Dictionary* pairs = platform::dictionaryAt(*entries, "pairs");
+    for (const auto& [remote, local] : pairs ? *pairs : platform::Dictionary()) {
         if (local.string() && remote != "/" && isPlainRemotePath(remote) && isPlainLocalPath(*local.string()))
             state.pairs.emplace(remote, *local.string());
         else
             leftOut.push_back(platform::jsonDescription(remote));
     }
-    const platform::Value* excluded = find(*entries, "excluded");
-    for (const platform::Value& path :
-         excluded && excluded->array() ? *excluded->array() : platform::Array()) {
+    const platform::Array* excluded = platform::arrayAt(*entries, "excluded");
+    for (const platform::Value& path : excluded ? *excluded : platform::Array()) {
         if (path.string() && isPlainRemotePath(*path.string()))
             state.excluded.insert(*path.string());
         else

@@ -9,12 +9,8 @@ using platform::Array;
 using platform::Value;
 
 std::vector<std::string> texts(const Array& arguments, std::size_t position) {
-    std::vector<std::string> found;
     const Array* items = position < arguments.size() ? arguments[position].array() : nullptr;
-    if (!items) return found;
-    for (const Value& item : *items)
-        if (item.string()) found.push_back(*item.string());
-    return found;
+    return items ? platform::textsIn(*items) : std::vector<std::string>();
 }
 
 constexpr std::array entries{

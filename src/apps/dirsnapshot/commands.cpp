@@ -62,7 +62,7 @@ void print(char letter, const snapshot::ComparedPaths& paths) {
 class Items {
   public:
     Items(const platform::Dictionary& result, const char* category) {
-        if (const platform::Value* found = platform::find(result, category)) _items = found->array();
+        _items = platform::arrayAt(result, category);
     }
     bool isEmpty() const { return _items == nullptr; }
     platform::Value value() const {

@@ -80,8 +80,8 @@ struct Process {
 };
 
 std::string textIn(const platform::Dictionary& options, std::string_view key) {
-    const platform::Value* value = platform::find(options, key);
-    return value != nullptr && value->string() != nullptr ? *value->string() : std::string();
+    const std::string* text = platform::textAt(options, key);
+    return text != nullptr ? *text : std::string();
 }
 
 extension::CommandRequest requestOf(const host_service::Activation& activation,
@@ -94,10 +94,7 @@ extension::CommandRequest requestOf(const host_service::Activation& activation,
         {}};
     if (platform::find(activation.options, "destination") != nullptr)
         request.destination = textIn(activation.options, "destination");
-    const platform::Value* recipients = platform::find(activation.options, "recipients");
-    if (recipients != nullptr && recipients->array() != nullptr)
-        for (const platform::Value& recipient : *recipients->array())
-            if (recipient.string() != nullptr) request.recipients.push_back(*recipient.string());
+    request.recipients = platform::textsAt(activation.options, "recipients");
     return request;
 }
 

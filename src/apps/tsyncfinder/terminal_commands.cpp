@@ -121,8 +121,7 @@ void watchTrees(Extension& extension, std::vector<TreeNode>& trees) {
 // A person who sees none wants to know that it is by the settings.
 void tellWhenBadgesAreOff(Extension& extension) {
     const platform::Dictionary status = extension.status();
-    const platform::Value* shown = find(status, "badgesShown");
-    if (shown != nullptr && shown->boolean() != nullptr && !*shown->boolean())
+    if (!platform::flagAt(status, "badgesShown").value_or(true))
         std::cerr << "Badges are switched off: tsyncfinder config badges on\n";
 }
 

@@ -36,8 +36,7 @@ void checkExtension(const Owner& owner, Findings& findings) {
                  "The extension is version " + version + ", this program is " TSYNCFINDER_VERSION ".",
                  howToRestart});
         const platform::Dictionary status = extension.status();
-        const platform::Value* known = find(status, "tableKnown");
-        if (known != nullptr && known->boolean() != nullptr && !*known->boolean())
+        if (!platform::flagAt(status, "tableKnown").value_or(true))
             findings.push_back({State::warning, "sync-paths",
                                 "The daemon has not told yet which folders are synced: nothing has a badge.",
                                 "Start the sync service."});

@@ -58,11 +58,8 @@ std::vector<pid_t> connectedProcesses() {
         backends::dbus::BusNames names;
         if (!names.owner(FINDER_SYNC_BUS_NAME)) return processes;
         const platform::Dictionary status = backends::dbus::FinderSync1Client(answerBound).status();
-        const platform::Value* hosts = find(status, "hostNames");
-        if (hosts == nullptr || hosts->array() == nullptr) return processes;
-        for (const platform::Value& host : *hosts->array())
-            if (host.string() != nullptr)
-                if (const auto owner = names.owner(*host.string())) processes.push_back(owner->process);
+        for (const std::string& host : platform::textsAt(status, "hostNames"))
+            if (const auto owner = names.owner(host)) processes.push_back(owner->process);
     } catch (const sdbus::Error&) {
         // What is wrong with the bus or the extension is told by their own checks.
     } catch (const hosts::terminal::ExtensionError&) {
