@@ -1,6 +1,7 @@
 // What the panels tell assistive programs, read as a screen reader reads it.
 #include "tests/support/AccessibleTree.h"
 #include "tests/support/PanelProgram.h"
+#include "tests/support/TestDaemon.h"
 #include "tests/support/VirtualDisplay.h"
 
 #include <gmock/gmock.h>
@@ -35,6 +36,50 @@ TEST_F(PanelAccessibleTest, RecipientsAreReadEditedAndRemoved) {
     tree.perform(*invalid, "Remove");
     tree.perform(tree.find("push button|OK|Press,SetFocus").value(), "Press");
     EXPECT_EQ(panel->readLine(bound()), R"({"recipients":["ann@example.org"],"response":1,"sent":true})");
+}
+
+TEST_F(PanelAccessibleTest, AFolderIsChosenFromTheMenuOfALabel) {
+    const support::VirtualDisplay display;
+    support::AccessibleTree tree;
+    support::TestDaemon daemon([](std::string_view message, const platform::Array& arguments,
+                                  const platform::ReplyHandler& handler) {
+        const std::string& path = *arguments.at(0).string();
+        if (message != "directoriesNotInSyncAtRemoteDirecory:withReply:")
+            handler(support::valueReply(std::uint64_t{path == "/Docs" ? 1U : 0U}));
+        else
+            handler(support::valueReply(path == "/" ? platform::Array{"/Docs", "/Music"}
+                                                    : platform::Array{"/Docs/sub"}));
+    });
+    const auto panel =
+        start(R"({"panel":"destination","sync":true,"paths":[")" + folder.path("contacts") + R"("]})");
+    EXPECT_EQ(panel->readLine(bound()), "{\"shown\":true}");
+    const auto label = tree.find("push button|contacts, new folder|Press,ShowMenu,SetFocus");
+    ASSERT_TRUE(label);
+    std::vector<std::string> read;
+    for (const auto& node : tree.nodes())
+        read.push_back(node.text);
+    EXPECT_THAT(read, testing::ElementsAre(
+                          "application|tsyncfinder|", "dialog|Start sync|",
+                          "label|Where do you want to sync\n\n" + folder.path("contacts") + "?|",
+                          "panel|Destination|", "push button|Tovik Space|Press,ShowMenu,SetFocus",
+                          label->text, "label|New folder: Tovik Space › contacts|", "panel||",
+                          "push button|Start sync|Press,SetFocus", "push button|Cancel|Press,SetFocus"));
+
+    tree.perform(*label, "Press");
+    EXPECT_TRUE(tree.find("popup menu|Tovik Space|SetFocus"));
+    read.clear();
+    for (const auto& node : tree.nodes())
+        if (node.text.starts_with("list item")) read.push_back(node.text);
+    EXPECT_THAT(read, testing::ElementsAre("list item|Docs|", "list item|Music|", "list item||",
+                                           "list item|contacts, new folder|"));
+    const std::string keyboard =
+        "timeout 20 xdotool search --onlyvisible --class tsyncfinder windowfocus --sync key ";
+    support::run(keyboard + "Up Up Right");
+    EXPECT_TRUE(tree.find("list item|sub|")) << "a submenu hangs from its menu";
+    support::run(keyboard + "Return");
+    EXPECT_TRUE(tree.find("push button|sub|Press,ShowMenu,SetFocus"));
+    tree.perform(tree.find("push button|Start sync|Press,SetFocus").value(), "Press");
+    EXPECT_EQ(panel->readLine(bound()), R"({"path":"/Docs/sub","response":1})");
 }
 
 } // namespace

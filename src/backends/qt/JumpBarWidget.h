@@ -27,6 +27,8 @@ class JumpBarWidget final : public QWidget, private jumpbar::VxJumpBarView, priv
 
     jumpbar::VxJumpBar& bar() { return logic; }
 
+    MenuPopup* openMenu() const { return popup; } // null: none
+
     void focusLabel(int level); // does nothing when there is none
     void focusLastLabel();      // of the path: the chosen folder's
 

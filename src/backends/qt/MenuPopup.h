@@ -43,6 +43,8 @@ class MenuPopup final : public QWidget {
     // screen allows.
     void popUp(QPoint at, const platform::MenuItem& item);
 
+    MenuPopup* openMenu() const { return submenu; } // the submenu beside it; null: none
+
     // The items of that menu were replaced; takes them up where the menu is open.
     void menuChanged(const platform::Menu& menu);
 

@@ -35,12 +35,34 @@ class AccessibleLabel final : public QAccessibleWidget {
     JumpBarLabelWidget& label;
 };
 
+// A widget of that role from which a menu may hang. The toolkit tells of no popup by itself.
+template <typename Widget>
+class WithMenu final : public QAccessibleWidget {
+  public:
+    WithMenu(Widget& holder, QAccessible::Role role) : QAccessibleWidget(&holder, role), widget(holder) {}
+
+    int childCount() const override { return QAccessibleWidget::childCount() + (widget.openMenu() ? 1 : 0); }
+    QAccessibleInterface* child(int index) const override {
+        return index == QAccessibleWidget::childCount() && widget.openMenu()
+                   ? QAccessible::queryAccessibleInterface(widget.openMenu())
+                   : QAccessibleWidget::child(index);
+    }
+    int indexOfChild(const QAccessibleInterface* item) const override {
+        return item != nullptr && item->object() == widget.openMenu() && widget.openMenu()
+                   ? QAccessibleWidget::childCount()
+                   : QAccessibleWidget::indexOfChild(item);
+    }
+
+  private:
+    Widget& widget;
+};
+
 QAccessibleInterface* interfaceOf(const QString&, QObject* object) {
     if (auto* label = qobject_cast<JumpBarLabelWidget*>(object)) return new AccessibleLabel(*label);
     if (auto* bar = qobject_cast<JumpBarWidget*>(object))
-        return new QAccessibleWidget(bar, QAccessible::Grouping);
+        return new WithMenu<JumpBarWidget>(*bar, QAccessible::Grouping);
     if (auto* popup = qobject_cast<MenuPopup*>(object))
-        return new QAccessibleWidget(popup, QAccessible::PopupMenu);
+        return new WithMenu<MenuPopup>(*popup, QAccessible::PopupMenu);
     return nullptr;
 }
 
