@@ -53,7 +53,7 @@ TEST_F(PanelAccessibleTest, AFolderIsChosenFromTheMenuOfALabel) {
     const auto panel =
         start(R"({"panel":"destination","sync":true,"paths":[")" + folder.path("contacts") + R"("]})");
     EXPECT_EQ(panel->readLine(bound()), "{\"shown\":true}");
-    const auto label = tree.find("push button|contacts, new folder|Press,ShowMenu,SetFocus");
+    const auto label = tree.find("button menu|contacts, new folder|Press,ShowMenu,SetFocus");
     ASSERT_TRUE(label);
     std::vector<std::string> read;
     for (const auto& node : tree.nodes())
@@ -61,23 +61,24 @@ TEST_F(PanelAccessibleTest, AFolderIsChosenFromTheMenuOfALabel) {
     EXPECT_THAT(read, testing::ElementsAre(
                           "application|tsyncfinder|", "dialog|Start sync|",
                           "label|Where do you want to sync\n\n" + folder.path("contacts") + "?|",
-                          "panel|Destination|", "push button|Tovik Space|Press,ShowMenu,SetFocus",
+                          "panel|Destination|", "button menu|Tovik Space|Press,ShowMenu,SetFocus",
                           label->text, "label|New folder: Tovik Space › contacts|", "panel||",
                           "push button|Start sync|Press,SetFocus", "push button|Cancel|Press,SetFocus"));
 
     tree.perform(*label, "Press");
-    EXPECT_TRUE(tree.find("popup menu|Tovik Space|SetFocus"));
+    EXPECT_TRUE(tree.find("list item|contacts, new folder|Toggle"));
     read.clear();
     for (const auto& node : tree.nodes())
-        if (node.text.starts_with("list item")) read.push_back(node.text);
-    EXPECT_THAT(read, testing::ElementsAre("list item|Docs|", "list item|Music|", "list item||",
-                                           "list item|contacts, new folder|"));
+        if (node.text.starts_with("popup menu") || node.text.starts_with("list")) read.push_back(node.text);
+    EXPECT_THAT(read, testing::ElementsAre("popup menu|Tovik Space|", "list|Tovik Space|",
+                                           "list item|Docs|Toggle", "list item|Music|Toggle",
+                                           "list item||Toggle", "list item|contacts, new folder|Toggle"));
     const std::string keyboard =
         "timeout 20 xdotool search --onlyvisible --class tsyncfinder windowfocus --sync key ";
     support::run(keyboard + "Up Up Right");
-    EXPECT_TRUE(tree.find("list item|sub|")) << "a submenu hangs from its menu";
+    EXPECT_TRUE(tree.find("list item|sub|Toggle")) << "a submenu hangs from its menu";
     support::run(keyboard + "Return");
-    EXPECT_TRUE(tree.find("push button|sub|Press,ShowMenu,SetFocus"));
+    EXPECT_TRUE(tree.find("button menu|sub|Press,ShowMenu,SetFocus"));
     tree.perform(tree.find("push button|Start sync|Press,SetFocus").value(), "Press");
     EXPECT_EQ(panel->readLine(bound()), R"({"path":"/Docs/sub","response":1})");
 }
