@@ -70,20 +70,18 @@ panels. A package for each file manager brings the plugin."
            RECOMMENDS "qt6-wayland")
 set(CPACK_DEBIAN_TSYNCFINDER_PACKAGE_CONTROL_EXTRA "${debian}/postinst" "${debian}/postrm" "${debian}/conffiles")
 
-foreach(manager nautilus:Nautilus:43 nemo:Nemo:5.6 caja:Caja:1.26)
-    string(REGEX MATCH "^([a-z]+):([A-Za-z]+):(.*)$" matched "${manager}")
-    set(component ${CMAKE_MATCH_1})
-    set(title ${CMAKE_MATCH_2})
-    set(oldest ${CMAKE_MATCH_3})
+foreach(row IN LISTS TSYNCFINDER_FILE_MANAGERS)
+    tsf_file_manager("${row}")
+    set(component ${FM_PROGRAM})
     if(NOT TARGET tsyncfinder-${component})
         continue()
     endif()
     tsf_package(${component} ${component}-tsyncfinder utils
         TARGETS tsyncfinder-${component}
-        SUMMARY "sync badges and commands in ${title}"
-        DESCRIPTION "The plugin through which ${title} shows the badges and the menu of
+        SUMMARY "sync badges and commands in ${FM_TITLE}"
+        DESCRIPTION "The plugin through which ${FM_TITLE} shows the badges and the menu of
 TSyncFinder, the file-manager extension of a desktop cloud-sync service."
-        FIELDS DEPENDS "tsyncfinder (= ${version}), ${component} (>= ${oldest})" ENHANCES ${component})
+        FIELDS DEPENDS "tsyncfinder (= ${version}), ${component} (>= ${FM_OLDEST})" ENHANCES ${component})
 endforeach()
 
 set(snapshots "Scans a directory hierarchy into a tree of names, sizes, kinds and times,

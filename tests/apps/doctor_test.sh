@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The doctor in small worlds that are right and wrong in known places: doctor_test.sh TSYNCFINDER ICONS [CAJA-PLUGIN]
+# The doctor in small worlds that are right and wrong in known places: doctor_test.sh TSYNCFINDER ICONS [CAJA-PLUGIN CMAKE BUILD-FOLDER]
 set -euo pipefail
-program=$1 icons=$2 plugin=${3-}
+program=$1 icons=$2 plugin=${3-} cmake=${4-} build=${5-}
 work=$(mktemp -d)
 started=()
 finish() {
@@ -130,4 +130,17 @@ eventually "the module is not loaded" grep -q libtsyncfinder "/proc/$!/maps"
 expect plugin-caja 'ok * and loaded; it shows no folder*'
 rm "$work/plugins/libtsyncfinder-caja.so"
 cp "$plugin" "$work/plugins/libtsyncfinder-caja.so"
+expect plugin-caja 'warning * has loaded a former one.'
+
+# Installed where Caja does not look: the installation says so and what to do, and so does the doctor.
+rm "$work/plugins/libtsyncfinder-caja.so"
+"$cmake" --install "$build" --prefix "$work/prefix" --component caja >"$work/said" 2>&1
+advice=$(grep -o "ln -s $work/prefix/.*libtsyncfinder-caja.so /.*" "$work/said") || fail "$(cat "$work/said")"
+lying=$(cut -d ' ' -f 3 <<<"$advice")
+[ -f "$lying" ] || fail "not installed: $lying"
+mkdir "$work/prefix/bin"
+cp "$program" "$work/prefix/bin/tsyncfinder"
+program=$work/prefix/bin/tsyncfinder
+expect plugin-caja "problem The plugin lies in vain at $lying: Caja looks into $work/plugins."
+ln -s "$lying" "$work/plugins/"
 expect plugin-caja 'warning * has loaded a former one.'

@@ -80,8 +80,9 @@ session masked || fail "a masked unit: $(cat "$layer/root/tmp/home/log")"
 inside systemctl --quiet --global unmask tsyncfinder.service 2>/dev/null
 inside systemctl --quiet --global enable tsyncfinder.service 2>/dev/null
 session "" >"$layer/doctor.log" || fail "a session: $(cat "$layer/doctor.log" "$layer/root/tmp/home/log")"
-for manager in nautilus nemo caja; do
-    [[ " ${names[*]} " != *" $manager-tsyncfinder "* ]] || grep -q "^ok .*plugin-$manager: version .* is installed" "$layer/doctor.log" ||
+for package in "${names[@]}"; do
+    manager=${package%-tsyncfinder}
+    [ "$manager" = "$package" ] || grep -q "^ok .*plugin-$manager: version .* is installed" "$layer/doctor.log" ||
         fail "the $manager plugin: $(cat "$layer/doctor.log")"
 done
 

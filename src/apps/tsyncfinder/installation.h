@@ -5,7 +5,8 @@
 
 namespace apps::tsyncfinder {
 
-std::string resourceFolder(); // the images
-std::string panelProgram();   // whether it exists or not
+std::string resourceFolder();     // the images
+std::string installationPrefix(); // what this program's own folder lies in
+std::string panelProgram();       // whether it exists or not
 
 } // namespace apps::tsyncfinder

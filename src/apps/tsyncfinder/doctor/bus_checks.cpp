@@ -14,6 +14,8 @@ using backends::dbus::BusNames;
 using Owner = BusNames::Owner;
 
 constexpr std::chrono::seconds answerBound{2};
+constexpr auto howToStartDaemon =
+    "Start the sync service, tsyncquenz, which comes with a package of its own.";
 constexpr auto howToRestart =
     "Start it again: systemctl --user restart tsyncfinder, or end it and run: tsyncfinder run";
 
@@ -39,7 +41,7 @@ void checkExtension(const Owner& owner, Findings& findings) {
         if (!platform::flagAt(status, "tableKnown").value_or(true))
             findings.push_back({State::warning, "sync-paths",
                                 "The daemon has not told yet which folders are synced: nothing has a badge.",
-                                "Start the sync service."});
+                                howToStartDaemon});
     } catch (const hosts::terminal::ExtensionError& error) {
         findings.push_back({State::problem, "extension", describeProcess(owner.process) + ": " + error.what(),
                             howToRestart});
@@ -88,7 +90,7 @@ Findings checkBus() {
         findings.push_back({State::warning, "daemon",
                             "Nobody owns the sync daemon's name, " TSYNC_SERVICE_NAME
                             ": badges show what was known last.",
-                            "Start the sync service."});
+                            howToStartDaemon});
     return findings;
 }
 

@@ -1,12 +1,13 @@
 #include "apps/tsyncfinder/doctor/checks.h"
+#include "apps/tsyncfinder/doctor/file_managers.h"
 #include "apps/tsyncfinder/doctor/processes.h"
+#include "apps/tsyncfinder/installation.h"
 #include "backends/dbus/BusNames.h"
 #include "backends/dbus/FinderSync1Client.h"
 #include "platform/Json.h"
 #include "protocol/names.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -17,18 +18,6 @@ namespace apps::tsyncfinder::doctor {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct FileManager {
-    const char* name;
-    const char* program;
-    const char* folder; // of its extensions
-};
-
-constexpr std::array fileManagers{
-    FileManager{"Nautilus", "nautilus", TSYNCFINDER_NAUTILUS_EXTENSIONS},
-    FileManager{"Nemo", "nemo", TSYNCFINDER_NEMO_EXTENSIONS},
-    FileManager{"Caja", "caja", TSYNCFINDER_CAJA_EXTENSIONS},
-};
 
 constexpr std::chrono::seconds answerBound{2};
 
@@ -68,16 +57,37 @@ std::vector<pid_t> connectedProcesses() {
 }
 
 fs::path extensionFolder(const FileManager& manager) {
-    const char* other = std::getenv("CAJA_EXTENSION_DIRS");
-    if (std::string_view(manager.program) == "caja" && other != nullptr && *other != '\0')
+    const char* other = *manager.variable != '\0' ? std::getenv(manager.variable) : nullptr;
+    if (other != nullptr && *other != '\0')
         return std::string(other).substr(0, std::string_view(other).find(':'));
     return manager.folder;
+}
+
+std::string restartOf(const FileManager& manager) {
+    return std::string(manager.program) + " " + manager.quit + "; " + manager.program;
+}
+
+// Of a plugin that is not where its file manager looks.
+Finding checkAbsent(const FileManager& manager, const fs::path& file) {
+    const std::string check = "plugin-" + std::string(manager.program);
+    const fs::path elsewhere = fs::path(installationPrefix()) / manager.belowPrefix / file.filename();
+    std::error_code error;
+    if (elsewhere != file && fs::exists(elsewhere, error))
+        return {State::problem, check,
+                "The plugin lies in vain at " + elsewhere.string() + ": " + manager.name + " looks into " +
+                    file.parent_path().string() + ".",
+                "Link it: ln -s " + elsewhere.string() + " " + file.parent_path().string() +
+                    "/ and start again: " + restartOf(manager)};
+    if (isInPath(manager.program))
+        return {State::warning, check, std::string(manager.name) + " has no plugin: it shows no badges.",
+                "Install the package " + std::string(manager.program) + "-tsyncfinder"};
+    return {State::ok, check, std::string(manager.name) + " is not installed", ""};
 }
 
 // What the processes of a file manager have of an installed plugin.
 Finding checkLoaded(const FileManager& manager, const std::string& plugin, const std::string& installed) {
     const std::string check = "plugin-" + std::string(manager.program);
-    const std::string restart = "Start it again: " + std::string(manager.program) + " -q; " + manager.program;
+    const std::string restart = "Start it again: " + restartOf(manager);
     const std::vector<pid_t> processes = processesRunning(manager.program);
     if (processes.empty()) return {State::ok, check, installed + "; " + manager.name + " does not run", ""};
     const std::vector<pid_t> connected = connectedProcesses();
@@ -108,16 +118,10 @@ Findings checkPlugins() {
     std::error_code error;
     for (const FileManager& manager : fileManagers) {
         const std::string check = "plugin-" + std::string(manager.program);
-        const std::string name = manager.name;
         const std::string plugin = "libtsyncfinder-" + std::string(manager.program) + ".so";
         const fs::path file = extensionFolder(manager) / plugin;
-        const bool hasManager = isInPath(manager.program);
         if (!fs::exists(file, error)) {
-            if (hasManager)
-                findings.push_back({State::warning, check, name + " has no plugin: it shows no badges.",
-                                    "Install the package " + std::string(manager.program) + "-tsyncfinder"});
-            else
-                findings.push_back({State::ok, check, name + " is not installed", ""});
+            findings.push_back(checkAbsent(manager, file));
             continue;
         }
         isAnyInstalled = true;

@@ -71,8 +71,16 @@ Finding checkAutostart(bool hasManager) {
                         "If that is not wanted, remove it."};
         return {State::ok, "autostart", (folder / autostartEntry).string(), ""};
     }
-    return {hasManager ? State::warning : State::problem, "autostart",
-            "There is no autostart entry for sessions without systemd.", "Install the package tsyncfinder"};
+    const State state = hasManager ? State::warning : State::problem;
+    const fs::path elsewhere = fs::path(installationPrefix()) / "etc/xdg" / autostartEntry;
+    std::error_code error;
+    if (fs::exists(elsewhere, error))
+        return {state, "autostart",
+                "The autostart entry lies in vain at " + elsewhere.string() +
+                    ": sessions without systemd look into " + folders.back().string() + "/autostart.",
+                "Link it: ln -s " + elsewhere.string() + " " + folders.back().string() + "/autostart/"};
+    return {state, "autostart", "There is no autostart entry for sessions without systemd.",
+            "Install the package tsyncfinder"};
 }
 
 } // namespace
