@@ -122,6 +122,7 @@ Findings checkPlugins() {
         const fs::path file = extensionFolder(manager) / plugin;
         if (!fs::exists(file, error)) {
             findings.push_back(checkAbsent(manager, file));
+            isAnyInstalled = isAnyInstalled || findings.back().state == State::problem; // in vain
             continue;
         }
         isAnyInstalled = true;
