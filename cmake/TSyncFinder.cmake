@@ -57,12 +57,17 @@ function(tsf_library name)
     endif()
 endfunction()
 
-# tsf_test(NAME SOURCES … [USES …]): one test program of GoogleTest; each case is a test of ctest.
+# tsf_test(NAME SOURCES … [USES …] [DISPLAY]): one test program of GoogleTest; each case is a test of ctest. DISPLAY:
+# they need an X display, and have the label "display".
 function(tsf_test name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+    cmake_parse_arguments(ARG "DISPLAY" "" "SOURCES;USES" ${ARGN})
+    set(labels)
+    if(ARG_DISPLAY)
+        set(labels LABELS display)
+    endif()
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/src")
     target_link_libraries(${name} PRIVATE ${ARG_USES} GTest::gmock GTest::gtest_main)
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300 ${labels}
                          ENVIRONMENT "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp")
 endfunction()
