@@ -2,9 +2,11 @@
 
 #include "daemon_client/CommandMessage.h"
 #include "daemon_client/notification_names.h"
+#include "foundation/path_strings.h"
 #include "platform/Json.h"
 #include "platform/Utf8.h"
 
+#include <array>
 #include <utility>
 
 namespace extension {
@@ -55,9 +57,25 @@ platform::Value describeBriefly(std::vector<std::string> paths) {
     return describe(paths);
 }
 
+// More than a person asks for at once.
+constexpr unsigned maximumLinks = 16;
+
 CommandOutcome nothingSelected() { return {false, {"Nothing is selected.", {}}}; }
 
 DisplayText serviceNotRunning() { return {"The sync service is not running; nothing was done.", {}}; }
+DisplayText serviceSilent() { return {"The sync service does not answer; nothing was done.", {}}; }
+
+// The same action where no answer can tell what came of it.
+struct Uncertain {
+    std::string_view certain;
+    const char* uncertain;
+};
+constexpr std::array uncertainTexts{
+    Uncertain{"Asked the sync service to move %@ to %@.",
+              "Asked the sync service to move %@ to %@ (not confirmed)."},
+    Uncertain{"Asked the sync service to copy %@ to %@.",
+              "Asked the sync service to copy %@ to %@ (not confirmed)."},
+};
 
 } // namespace
 
@@ -74,24 +92,64 @@ bool FinderSyncCommands::send(const std::string& name, const platform::Dictionar
 }
 
 CommandOutcome FinderSyncCommands::failed(DisplayText message) {
-    around.notifier.notify(message);
+    around.notifier.notify(message, platform::UserNotifier::News::failure);
     return {false, std::move(message)};
 }
 
-// Who cancelled knows it; who could not be asked does not.
+CommandOutcome FinderSyncCommands::succeeded(DisplayText message, Told told) {
+    if (told == Told::byDesktop) around.notifier.notify(message, platform::UserNotifier::News::success);
+    return {true, std::move(message)};
+}
+
+// Whoever cancelled knows it; whoever could not be asked does not.
 CommandOutcome FinderSyncCommands::unanswered(const std::optional<DisplayText>& problem) {
     return problem ? failed(*problem) : CommandOutcome{false, {"Cancelled; nothing was sent.", {}}};
 }
 
-CommandOutcome FinderSyncCommands::sent(DisplayText message, const Paths& skipped) {
-    if (!skipped.empty()) around.log.error("Skipped without a message: ", describe(skipped));
-    if (!around.daemonIsPresent()) {
+std::optional<CommandOutcome> FinderSyncCommands::refusal(bool needsPanel) {
+    const platform::Presence daemon = around.daemonPresence();
+    if (daemon == platform::Presence::silent) return failed(serviceSilent());
+    if (daemon == platform::Presence::absent && needsPanel) return failed(serviceNotRunning());
+    return std::nullopt;
+}
+
+std::optional<CommandOutcome> FinderSyncCommands::refusalOfPair(const std::string& path,
+                                                                const std::string* remotePath) {
+    const auto table = around.finderSync.allPathsInSync();
+    if (!table) return std::nullopt;
+    for (const auto& [remote, local] : *table) {
+        const bool isTaken = remotePath == nullptr ? foundation::isEqualToPath(local, path)
+                                                   : foundation::isEqualToPath(remote, *remotePath);
+        if (isTaken) return failed({"%@ is already synced with %@.", {readable(local), readable(remote)}});
+    }
+    return std::nullopt;
+}
+
+CommandOutcome FinderSyncCommands::sent(DisplayText message, Told told, const Skipped& skipped,
+                                        CommandConfirmation& expected) {
+    Paths leftOut = skipped.withoutRemotePath;
+    leftOut.insert(leftOut.end(), skipped.withoutMessage.begin(), skipped.withoutMessage.end());
+    if (!leftOut.empty()) around.log.error("Skipped without a message: ", describe(leftOut));
+    if (around.daemonPresence() == platform::Presence::absent) {
         around.log.error("No tsyncquenz daemon is there to hear the command");
         return failed(serviceNotRunning());
     }
-    if (skipped.empty()) return {true, std::move(message)};
-    return failed(
-        {"Left out, not in a synced folder or with a name that cannot be sent: %@", {readable(skipped)}});
+    const CommandConfirmation::Result result = expected.wait();
+    if (!result.unconfirmed.empty())
+        around.log.error("Not confirmed by the daemon: ", describeBriefly(result.unconfirmed));
+    if (!leftOut.empty())
+        return failed({skipped.withoutMessage.empty()      ? "Left out, not in a synced folder: %@"
+                       : skipped.withoutRemotePath.empty() ? "Left out, with a name that cannot be sent: %@"
+                                                           : "Left out, not in a synced folder or with a "
+                                                             "name that cannot be sent: %@",
+                       {readable(leftOut)}});
+    if (!result.unconfirmed.empty())
+        return failed(
+            {"The sync service was asked, but has not confirmed it: %@", {readable(result.unconfirmed)}});
+    if (result.isUncertain)
+        for (const Uncertain& text : uncertainTexts)
+            if (message.format == text.certain) message.format = text.uncertain;
+    return succeeded(std::move(message), told);
 }
 
 bool FinderSyncCommands::isDirectoryItself(const std::string& path) {
@@ -136,27 +194,41 @@ void FinderSyncCommands::perform(const std::string& action, const CommandRequest
 CommandOutcome FinderSyncCommands::startSync(const CommandRequest& request) {
     around.log.info("Select Start Sync param: ", request.sender);
     const std::optional<std::string> path = firstOf(pathsOf(request));
+    if (path) {
+        if (auto refused = refusal(asksPerson("startSync:", request))) return std::move(*refused);
+        if (auto refused = refusalOfPair(*path, nullptr)) return std::move(*refused);
+    }
     const DestinationAnswer answer = chooseRemoteDestination(DestinationPurpose::sync, request);
     around.log.info("Space Dest Path: ", answer.path, ", selectedItemPath: ", path);
     if (!path) return nothingSelected();
     if (!answer.path) return unanswered(answer.problem);
+    if (auto refused = refusalOfPair(*path, &*answer.path)) return std::move(*refused);
+    CommandConfirmation expected = confirmation();
+    expected.expectSynced(*path, *answer.path);
     const bool isSent =
         send(daemon_client::syncStartCommand, {{"localPath", *path}, {"remotePath", *answer.path}});
     return sent({"Asked the sync service to sync %@ with %@.", {readable(*path), readable(*answer.path)}},
-                isSent ? Paths() : Paths{*path});
+                Told::byBadges, isSent ? Skipped() : Skipped{{}, {*path}}, expected);
 }
 
 CommandOutcome FinderSyncCommands::sendRemotePaths(const char* command, const Paths& paths,
-                                                   const char* successText,
+                                                   const Expect& expect, const char* successText, Told told,
                                                    const std::function<void()>& beforeEach) {
     if (paths.empty()) return nothingSelected();
-    Paths skipped;
+    if (auto refused = refusal(false)) return std::move(*refused);
+    Skipped skipped;
+    CommandConfirmation expected = confirmation();
     for (const std::string& path : paths) {
         const auto remotePath = around.finderSync.remotePathOfLocalSyncPath(path);
         beforeEach();
-        if (!remotePath || !send(command, {{"remotePath", *remotePath}})) skipped.push_back(path);
+        if (!remotePath)
+            skipped.withoutRemotePath.push_back(path);
+        else if (!send(command, {{"remotePath", *remotePath}}))
+            skipped.withoutMessage.push_back(path);
+        else
+            expect(expected, path, *remotePath);
     }
-    return sent({successText, {readable(paths)}}, skipped);
+    return sent({successText, {readable(paths)}}, told, skipped, expected);
 }
 
 CommandOutcome FinderSyncCommands::stopSync(const CommandRequest& request) {
@@ -164,18 +236,28 @@ CommandOutcome FinderSyncCommands::stopSync(const CommandRequest& request) {
     const Paths paths = pathsOf(request);
     around.log.info("Selected Item Paths ", describe(paths));
     return sendRemotePaths(
-        daemon_client::syncStopCommand, paths, "Asked the sync service to stop syncing %@.",
+        daemon_client::syncStopCommand, paths, &CommandConfirmation::expectNotSynced,
+        "Asked the sync service to stop syncing %@.", Told::byBadges,
         [&, selection = describeBriefly(paths)] { around.log.info("Selected Item Paths ", selection); });
 }
 
+CommandOutcome FinderSyncCommands::exclude(const char* command, bool isExcluded, const char* successText,
+                                           const CommandRequest& request) {
+    const auto expect = [isExcluded](CommandConfirmation& expected, const std::string& path,
+                                     const std::string& remotePath) {
+        expected.expectExcluded(path, remotePath, isExcluded);
+    };
+    return sendRemotePaths(command, pathsOf(request), expect, successText, Told::byDesktop);
+}
+
 CommandOutcome FinderSyncCommands::excludeSync(const CommandRequest& request) {
-    return sendRemotePaths(daemon_client::excludeSyncPathCommand, pathsOf(request),
-                           "Asked the sync service to exclude %@.");
+    return exclude(daemon_client::excludeSyncPathCommand, true, "Asked the sync service to exclude %@.",
+                   request);
 }
 
 CommandOutcome FinderSyncCommands::includeSync(const CommandRequest& request) {
-    return sendRemotePaths(daemon_client::includeSyncPathCommand, pathsOf(request),
-                           "Asked the sync service to include %@.");
+    return exclude(daemon_client::includeSyncPathCommand, false, "Asked the sync service to include %@.",
+                   request);
 }
 
 CommandOutcome FinderSyncCommands::sendToSpace(DestinationPurpose purpose, const char* command,
@@ -183,15 +265,22 @@ CommandOutcome FinderSyncCommands::sendToSpace(DestinationPurpose purpose, const
                                                const CommandRequest& request) {
     around.log.info("Select ", std::string_view(verb), " to Space param: ", request.sender);
     const Paths paths = pathsOf(request);
+    if (!paths.empty())
+        if (auto refused = refusal(!request.destination)) return std::move(*refused);
     const DestinationAnswer answer = chooseRemoteDestination(purpose, request);
     if (paths.empty()) return nothingSelected();
     if (!answer.path) return unanswered(answer.problem);
-    Paths skipped;
+    CommandConfirmation expected = confirmation();
+    for (const std::string& path : paths)
+        expected.expectBrought(path, *answer.path, purpose == DestinationPurpose::move);
+    expected.lookBefore();
+    Skipped skipped;
     for (const std::string& path : paths) {
         around.log.info(std::string_view(verb), " file: ", path, " to Space Dest path: ", *answer.path);
-        if (!send(command, {{"localPath", path}, {"remotePath", *answer.path}})) skipped.push_back(path);
+        if (!send(command, {{"localPath", path}, {"remotePath", *answer.path}}))
+            skipped.withoutMessage.push_back(path);
     }
-    return sent({successText, {readable(paths), readable(*answer.path)}}, skipped);
+    return sent({successText, {readable(paths), readable(*answer.path)}}, Told::byDesktop, skipped, expected);
 }
 
 CommandOutcome FinderSyncCommands::moveToSpace(const CommandRequest& request) {
@@ -210,34 +299,45 @@ CommandOutcome FinderSyncCommands::linkFailed(const DisplayText& reason) {
 }
 
 void FinderSyncCommands::copyPublicLink(const CommandRequest& request, const Done& done) {
-    const std::optional<std::string> path = firstOf(pathsOf(request));
-    around.backgroundQueue.dispatch([this, path, done, display = request.display] {
-        const bool isDirectory = path && isDirectoryItself(*path);
-        const auto remotePath = around.finderSync.remotePathOfLocalSyncPath(path);
-        std::optional<std::string> link;
-        try {
-            link = around.client.linkForSharingFile(remotePath, isDirectory);
-        } catch (const platform::IPCError& error) {
-            around.log.error("The daemon cannot be asked: ", std::string_view(error.what()));
-        }
-        if (!path) {
-            around.log.info("Error in remote request.");
-            done(nothingSelected());
-        } else if (!remotePath) {
-            done(linkFailed({"%@ is not in a synced folder.", {readable(*path)}}));
-        } else if (!link) {
-            done(linkFailed(
-                around.daemonIsPresent()
-                    ? DisplayText{"The sync service gave no public link for %@.", {readable(*path)}}
-                    : serviceNotRunning()));
-        } else if (writeToPasteBoard(*link, display)) {
-            around.log.info("Public link ", *link, " copied");
-            done({true, {"Copied the public link %@", {*link}}});
-        } else {
-            around.log.info("Public link is: ", *link);
-            done(failed({"The public link could not be copied. It is %@", {*link}}));
-        }
+    if (++linksUnderWay > maximumLinks) {
+        --linksUnderWay;
+        done(linkFailed({"Too many public links are being asked for; try again when they have come.", {}}));
+        return;
+    }
+    around.linkQueue.dispatch([this, path = firstOf(pathsOf(request)), done, display = request.display] {
+        const CommandOutcome outcome = publicLink(path, display);
+        --linksUnderWay;
+        done(outcome);
     });
+}
+
+CommandOutcome FinderSyncCommands::publicLink(const std::optional<std::string>& path,
+                                              const platform::Display& display) {
+    if (!path) {
+        around.log.info("Error in remote request.");
+        return nothingSelected();
+    }
+    const auto remotePath = around.finderSync.remotePathOfLocalSyncPath(path);
+    if (!remotePath) return linkFailed({"%@ is not in a synced folder.", {readable(*path)}});
+    const platform::Presence daemon = around.daemonPresence();
+    if (daemon == platform::Presence::silent) return linkFailed(serviceSilent());
+    std::optional<std::string> link;
+    try {
+        link = around.client.linkForSharingFile(remotePath, isDirectoryItself(*path));
+    } catch (const platform::IPCError& error) {
+        around.log.error("The daemon cannot be asked: ", std::string_view(error.what()));
+    }
+    if (!link)
+        return linkFailed(
+            daemon == platform::Presence::absent
+                ? serviceNotRunning()
+                : DisplayText{"The sync service gave no public link for %@.", {readable(*path)}});
+    if (!writeToPasteBoard(*link, display)) {
+        around.log.info("Public link is: ", *link);
+        return failed({"The public link could not be copied. It is %@", {*link}});
+    }
+    around.log.info("Public link ", *link, " copied");
+    return succeeded({"Copied the public link %@", {*link}}, Told::byDesktop);
 }
 
 CommandOutcome FinderSyncCommands::shareByEmail(const CommandRequest& request) {
@@ -245,6 +345,7 @@ CommandOutcome FinderSyncCommands::shareByEmail(const CommandRequest& request) {
     if (!path) return nothingSelected();
     const auto remotePath = around.finderSync.remotePathOfLocalSyncPath(*path);
     if (!remotePath) return failed({"%@ is not in a synced folder.", {readable(*path)}});
+    if (auto refused = refusal(asksPerson("shareByEmail:", request))) return std::move(*refused);
     const bool isDirectory = isDirectoryItself(*path);
     const auto table = around.finderSync.allPathsInSync();
     const ShareAnswer answer =
@@ -254,9 +355,11 @@ CommandOutcome FinderSyncCommands::shareByEmail(const CommandRequest& request) {
                             ? answer.isSent
                             : send(daemon_client::shareByEmailCommand,
                                    daemon_client::sharePayload(*remotePath, isDirectory, answer.recipients));
-    return sent(
-        {"Asked the sync service to share %@ with %@.", {readable(*path), readable(answer.recipients)}},
-        isSent ? Paths() : Paths{*path});
+    // Of shared items the daemon can be asked nothing.
+    CommandConfirmation nothingToAsk = confirmation();
+    return sent({"Asked the sync service to share %@ with %@ (not confirmed).",
+                 {readable(*path), readable(answer.recipients)}},
+                Told::byDesktop, isSent ? Skipped() : Skipped{{}, {*path}}, nothingToAsk);
 }
 
 } // namespace extension

@@ -4,21 +4,29 @@
 // Each action works on the selection and the display of its own request and keeps no state. It runs on its
 // caller's thread, never the model queue, and may take as long as a person does.
 //
-// What an action comes to is a text for the person: the caller gets it, and a failure that a person would
-// otherwise miss is also shown by the desktop. Items that cannot be sent (their root was removed meanwhile, a
-// name that is not UTF-8) are skipped, the others go on, and the person is told once.
+// What an action comes to is a text for the person: the caller gets it, and the desktop shows it too where
+// the person would otherwise miss it: a failure, and a success that changes no badge at once. Items that
+// cannot be sent (their root was removed meanwhile, a name that is not UTF-8) are skipped, the others go on,
+// and the person is told once.
+//
+// Nothing is asked of a person, and nothing posted, when the daemon hangs; nothing is asked when it is not
+// there. After the messages are out the daemon is asked what came of them (CommandConfirmation.h): an action
+// of which its answers say that nothing has come is a failure.
 #pragma once
 
 #include "daemon_client/TSyncClient.h"
+#include "extension/CommandConfirmation.h"
 #include "extension/FinderSync.h"
 #include "extension/Panels.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FileSystem.h"
 #include "platform/Pasteboard.h"
+#include "platform/Presence.h"
 #include "platform/ProcessLog.h"
 #include "platform/Queue.h"
 #include "platform/UserNotifier.h"
 
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <string>
@@ -27,7 +35,7 @@
 
 namespace extension {
 
-// What came of an action, as far as it is known: the daemon does not answer command messages.
+// What came of an action, as far as it is known.
 struct CommandOutcome {
     bool succeeded = false;
     platform::DisplayText message; // UTF-8
@@ -45,11 +53,12 @@ class FinderSyncCommands {
         platform::DistributedNotificationCenter& distributedCenter;
         platform::FileSystem& fileSystem;
         platform::ProcessLog& log;
-        platform::Queue& backgroundQueue; // public links
+        platform::Clock& clock;
+        platform::Queue& linkQueue; // public links, and nothing else: the daemon may take long
         Panels& panels;
         platform::Pasteboard& pasteboard;
         platform::UserNotifier& notifier;
-        std::function<bool()> daemonIsPresent; // whether there is a daemon to hear a command message
+        std::function<platform::Presence()> daemonPresence; // asks; may take a second when it hangs
     };
     explicit FinderSyncCommands(const Surroundings& surroundings) : around(surroundings) {}
 
@@ -65,7 +74,7 @@ class FinderSyncCommands {
     CommandOutcome moveToSpace(const CommandRequest& request);
     CommandOutcome copyToSpace(const CommandRequest& request);
     CommandOutcome shareByEmail(const CommandRequest& request);
-    // Returns at once; the daemon is asked on the background queue.
+    // Returns at once; the daemon is asked on the link queue. Refused while many links are under way.
     void copyPublicLink(const CommandRequest& request, const Done& done);
 
     // Posts one command message; whether it could be sent.
@@ -77,19 +86,40 @@ class FinderSyncCommands {
     DestinationAnswer chooseRemoteDestination(DestinationPurpose purpose, const CommandRequest& request);
     bool writeToPasteBoard(const std::string& text, const platform::Display& display);
 
+    // Items that no message could be sent for.
+    struct Skipped {
+        Paths withoutRemotePath;
+        Paths withoutMessage; // the name cannot be sent
+        bool isEmpty() const { return withoutRemotePath.empty() && withoutMessage.empty(); }
+    };
+    enum class Told { byBadges, byDesktop }; // how the person sees a success
+    using Expect = std::function<void(CommandConfirmation& expected, const std::string& path,
+                                      const std::string& remotePath)>;
+
+    CommandConfirmation confirmation() { return {around.client, around.fileSystem, around.clock}; }
+    // Why the action stops before anything is asked or posted.
+    std::optional<CommandOutcome> refusal(bool needsPanel);
+    // The refusal to give a synced folder, or a remote folder, another partner.
+    std::optional<CommandOutcome> refusalOfPair(const std::string& path, const std::string* remotePath);
     CommandOutcome sendRemotePaths(
-        const char* command, const Paths& paths, const char* successText,
+        const char* command, const Paths& paths, const Expect& expect, const char* successText, Told told,
         const std::function<void()>& beforeEach = [] {});
+    CommandOutcome exclude(const char* command, bool isExcluded, const char* successText,
+                           const CommandRequest& request);
     CommandOutcome sendToSpace(DestinationPurpose purpose, const char* command, const char* verb,
                                const char* successText, const CommandRequest& request);
+    CommandOutcome publicLink(const std::optional<std::string>& path, const platform::Display& display);
     CommandOutcome linkFailed(const platform::DisplayText& reason); // and logs it
     CommandOutcome failed(platform::DisplayText message);           // and tells the person
+    CommandOutcome succeeded(platform::DisplayText message, Told told);
     CommandOutcome unanswered(const std::optional<platform::DisplayText>& problem);
     // The outcome once the messages are out: all were sent but those skipped.
-    CommandOutcome sent(platform::DisplayText message, const Paths& skipped);
+    CommandOutcome sent(platform::DisplayText message, Told told, const Skipped& skipped,
+                        CommandConfirmation& expected);
     bool isDirectoryItself(const std::string& path);
 
     Surroundings around;
+    std::atomic<unsigned> linksUnderWay = 0;
 };
 
 } // namespace extension

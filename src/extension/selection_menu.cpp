@@ -102,6 +102,12 @@ platform::MenuHandle menuOf(SelectionClass selectionClass, const platform::Image
     return menu;
 }
 
+bool hasMenuItem(std::string_view name) {
+    return std::any_of(items.begin(), items.end(), [name](const ItemDescription& item) {
+        return name == item.title || name == item.keyEquivalent || name == item.action;
+    });
+}
+
 std::string_view actionOfItem(std::string_view name) {
     for (const ItemDescription& item : items)
         if (name == item.title || name == item.keyEquivalent || name == item.action) return item.action;

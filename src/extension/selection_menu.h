@@ -50,4 +50,7 @@ platform::MenuHandle menuOf(SelectionClass selectionClass, const platform::Image
 // there is none.
 std::string_view actionOfItem(std::string_view name);
 
+// Whether it is an item of a menu, of whichever class.
+bool hasMenuItem(std::string_view name);
+
 } // namespace extension

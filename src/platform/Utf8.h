@@ -1,11 +1,16 @@
-// Whether bytes are text.
+// Whether bytes are text, and bytes as text.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace platform {
 
 // Well-formed UTF-8 (RFC 3629, section 4); the empty text is. Copies nothing.
 bool isUtf8(std::string_view bytes);
+
+// Bytes as a JSON string can hold them: what is UTF-8 stays; each byte that is not becomes U+0000 and its two
+// lowercase hexadecimal digits. No path holds a NUL, so for a path this can be undone.
+std::string undoableText(std::string_view bytes);
 
 } // namespace platform

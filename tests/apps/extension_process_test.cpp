@@ -11,6 +11,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 namespace {
 
@@ -31,6 +32,7 @@ class ExtensionProcessTest : public testing::Test {
         folder.write("Docs/small.txt", "small");
         folder.write("Docs/sub/large.bin", std::string(4'000'000, 'x'));
         ::setenv("HOME", folder.path().c_str(), 1);
+        ::setenv("LC_ALL", "C.UTF-8", 1);
     }
 
     std::vector<std::string> daemonArguments(const std::vector<std::string>& more = {}) const {
@@ -67,13 +69,9 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     EXPECT_EQ(fs::file_size(folder / "space/Docs/sub/large.bin"), 4'000'000U);
 
     EXPECT_EQ(run(finder + " menu " + docs).output, "TovikDrive  ▸\n    Share by email\n    Stop sync\n");
-    EXPECT_EQ(run(finder + " menu " + docs + "/gone --json").output,
+    EXPECT_EQ(run(finder + " menu --json").output,
               "[{\"enabled\":true,\"image\":\"statusbaricon.png\",\"items\":[],\"key\":\"TSFP\",\"title\":"
               "\"TovikDrive\"}]\n");
-    const Result unknown = run(finder + " invoke 'No item' " + docs);
-    EXPECT_EQ(unknown.status, 2);
-    EXPECT_THAT(unknown.output, testing::HasSubstr("There is no menu item \"No item\"."));
-    EXPECT_EQ(run(finder + " badges " + docs + " | grep -c '\033'").output, "0\n") << "no colours in a pipe";
 
     const Result second = run(finder + " run");
     EXPECT_EQ(second.status, 0);
@@ -83,6 +81,99 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     // A new extension process is badged again: the daemon posts a refresh when it appears.
     const Program next({finder, "run", "--log-level", "error"});
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
+}
+
+TEST_F(ExtensionProcessTest, TellsAPersonWhatIsWrong) {
+    Program daemon(daemonArguments({"--start", docs, "/Docs"}));
+    const Program extension({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually(
+        [&] { return testing::Value(badges(), testing::Contains("/sub/large.bin sync")); }));
+    folder.write("Docs/bad\xff", "");
+    fs::create_directory(folder / "Other");
+    const std::string away = "tsyncfinder: The sync service is not running; this is what was known last.\n";
+    const auto missing = [](const std::string& path) {
+        return "tsyncfinder: cannot access '" + path + "': No such file or directory\n";
+    };
+    const std::string usage = "\ntsyncfinder: try --help\n";
+    const struct {
+        std::string arguments;
+        int status;
+        std::string output;
+    } cases[] = {
+        {"badges --depth 1", 0,
+         docs + "  ◆ Tovik Icon\n├── bad\xff  ✔ Status Sync\n├── small.txt  ✔ Status Sync\n└── sub/…  ✔ "
+                "Status Sync\n"},
+        {"badges --depth 0 none .", 2, missing("none") + docs + "/…  ◆ Tovik Icon\n"},
+        {"badges --json bad*", 0,
+         R"([{"badge":"sync","path":")" + docs +
+             R"(/bad\u0000ff"}])"
+             "\n"},
+        {"badges >/dev/full", 2, "tsyncfinder: standard output: No space left on device\n"},
+        {"badges --frob", 2, "tsyncfinder: The following argument was not expected: --frob" + usage},
+        {"menu none", 2, missing("none")},
+        {"why none", 2, missing("none")},
+        {"frob --help", 2, "tsyncfinder: there is no command \"frob\"" + usage},
+        {"--help >/dev/full", 2, "tsyncfinder: standard output: No space left on device\n"},
+        {"invoke 'Copy to Space' --destination /X none", 2, missing("none")},
+        {"invoke 'Stop sync' small.txt", 2,
+         "tsyncfinder: the menu of this selection has no item \"Stop sync\"\n"},
+        {"invoke TSFP-Start-Sync --destination /X .", 2,
+         "tsyncfinder: the menu of this selection has no item \"TSFP-Start-Sync\"\n"},
+        {"invoke 'No item' .", 2, "tsyncfinder: There is no menu item \"No item\".\n"},
+        {"invoke excludeSync: sub", 0, "Asked the sync service to exclude " + docs + "/sub.\n"},
+        {"why sub/large.bin", 0,
+         docs + "/sub/large.bin: sync\n  Synced folder: " + docs +
+             "\n  Nothing at it or below it is under way.\n  Excluded from sync: " + docs +
+             "/sub\n  To end that: tsyncfinder invoke includeSync: '" + docs + "/sub'\n"},
+        {"status", 0,
+         "Extension:      running, version " TSYNCFINDER_VERSION
+         "\nSync service:   running\nSynced folders: " +
+             docs + "\nUnder way:      nothing\nFile managers:  none shows a folder\n"},
+    };
+    const std::string inDocs = "cd " + docs + " && " + finder + " ";
+    for (const auto& each : cases) {
+        const Result result = run("(" + inDocs + each.arguments + ")");
+        EXPECT_EQ(result.output, each.output) << each.arguments;
+        EXPECT_EQ(result.status, each.status) << each.arguments;
+    }
+    EXPECT_EQ(run("cd " + folder.path("Docs/sub") + " && LC_ALL=C " + finder + " badges ..").output,
+              docs + "  # Tovik Icon\n|-- bad\xff  = Status Sync\n|-- small.txt  = Status Sync\n`-- sub  = "
+                     "Status Sync\n    `-- large.bin  = Status Sync\n");
+    const std::string onTerminal = "NO_COLOR= TERM=%s script -qec '" + finder + " badges --depth 0 " + docs +
+                                   "' /dev/null | grep -c '\033'";
+    for (const auto& [terminal, lines] : {std::pair("xterm", "1\n"), std::pair("dumb", "0\n")})
+        EXPECT_EQ(run(std::regex_replace(onTerminal, std::regex("%s"), terminal)).output, lines) << terminal;
+
+    daemon.send(SIGSTOP);
+    EXPECT_THAT(run(inDocs + "status").output, testing::HasSubstr("Sync service:   does not answer;"));
+    daemon.end(SIGKILL);
+    EXPECT_EQ(run(inDocs + "badges --depth 0").output, away + docs + "/…  ◆ Tovik Icon\n");
+    EXPECT_THAT(run(inDocs + "why .").output, testing::StartsWith(away));
+    EXPECT_THAT(run(inDocs + "status").output, testing::HasSubstr("Sync service:   not running;"));
+}
+
+TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
+    const Program daemon(daemonArguments({"--start", docs, "/Docs"}));
+    const Program extension({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually(
+        [&] { return testing::Value(badges(), testing::Contains("/sub/large.bin sync")); }));
+    const Program watch(
+        {"/bin/sh", "-c", "exec " + finder + " badges --watch " + docs + " >" + folder.path("seen")});
+    const auto seen = [&](const std::string& line) {
+        return support::eventually(
+            [&] { return support::contentOf(folder / "seen").find(line + "\n") != std::string::npos; });
+    };
+    EXPECT_TRUE(seen("└── sub  ✔ Status Sync\n    └── large.bin  ✔ Status Sync"));
+    EXPECT_TRUE(
+        support::eventually([&] { return run(finder + " status --json | grep '\"hosts\":1'").status == 0; }));
+    fs::rename(folder / "Docs/sub", folder / "Docs/moved");
+    EXPECT_TRUE(seen(docs + "/sub  gone"));
+    EXPECT_TRUE(seen(docs + "/moved/large.bin  new  ✔ Status Sync"));
+    folder.write("Docs/moved/later.txt", "later");
+    EXPECT_TRUE(seen(docs + "/moved/later.txt  new  ✔ Status Sync"));
+    EXPECT_EQ(run(finder + " invoke 'Stop sync' " + docs).status, 0);
+    EXPECT_TRUE(seen(docs + "/moved/later.txt  no badge"));
+    EXPECT_THAT(support::contentOf(folder / "seen"), testing::Not(testing::HasSubstr("/sub/large.bin")));
 }
 
 TEST_F(ExtensionProcessTest, EndsWithTheSession) {
@@ -120,7 +211,8 @@ TEST_F(ExtensionProcessTest, FollowsTheSettings) {
     EXPECT_TRUE(support::eventually([&] { return fs::file_size(signals) > 0; })) << "the monitor listens";
     std::ofstream(file) << R"({"badges": true, "menu": false, "log-level": "debug"})";
     EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
-    EXPECT_EQ(run(finder + " menu " + docs).output, "The menu is switched off: tsyncfinder config menu on\n");
+    EXPECT_EQ(run(finder + " menu " + docs).output,
+              "tsyncfinder: The menu is switched off: tsyncfinder config menu on\n");
     EXPECT_TRUE(
         support::eventually([&] { return run("grep member=MenusChanged " + signals.string()).status == 0; }));
     EXPECT_TRUE(logHolds(" debug: ")) << "the badge request that was just answered";

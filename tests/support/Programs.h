@@ -33,6 +33,7 @@ class Program {
     ~Program() { end(SIGKILL); }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
+    void send(int signal) const { ::kill(process, signal); }
     // The exit status, or -1 when a signal ended it.
     int end(int signal) {
         if (process <= 0) return -1;

@@ -3,6 +3,7 @@
 #include "apps/dirsnapshot/output.h"
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/FileAttributes.h"
+#include "platform/Utf8.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/scan_utils.h"
@@ -49,7 +50,7 @@ std::string pathOf(const DSNode* node) {
 platform::Value valueOf(const snapshot::ComparedPaths& paths) {
     platform::Array array;
     for (const char* path : paths)
-        array.emplace_back(jsonString(path));
+        array.emplace_back(platform::undoableText(path));
     return array;
 }
 
@@ -68,8 +69,9 @@ class Items {
     platform::Value value() const {
         platform::Array array;
         each([&](const std::string& path, const platform::Dictionary& item) {
-            array.emplace_back(platform::Dictionary{
-                {"path", jsonString(path)}, {"type", typeOf(item)}, {"size", item.at(platform::NSFileSize)}});
+            array.emplace_back(platform::Dictionary{{"path", platform::undoableText(path)},
+                                                    {"type", typeOf(item)},
+                                                    {"size", item.at(platform::NSFileSize)}});
         });
         return array;
     }
@@ -211,7 +213,8 @@ ExitCode hash(const Source& source, const std::string& path, bool recursive, boo
     if (json) {
         JsonArray array;
         each([&](std::string_view itemPath, const DSNode& item) {
-            array.add(platform::Dictionary{{"path", jsonString(itemPath)}, {"sha1", hexDigest(item.hash)}});
+            array.add(platform::Dictionary{{"path", platform::undoableText(itemPath)},
+                                           {"sha1", hexDigest(item.hash)}});
         });
         array.finish();
     } else {
@@ -266,7 +269,8 @@ ExitCode sha1(const std::vector<std::string>& files, bool json) {
             complain(file, errno != 0 ? strerror(errno) : "cannot be read");
             complete = false;
         } else if (json) {
-            array.emplace_back(platform::Dictionary{{"path", jsonString(file)}, {"sha1", digest}});
+            array.emplace_back(
+                platform::Dictionary{{"path", platform::undoableText(file)}, {"sha1", digest}});
         } else {
             printDigest(digest, file);
         }

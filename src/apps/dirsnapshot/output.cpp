@@ -2,6 +2,7 @@
 
 #include "apps/dirsnapshot/trees.h"
 #include "platform/Json.h"
+#include "platform/Utf8.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -15,34 +16,6 @@ namespace {
 constexpr char kHexDigits[] = "0123456789abcdef";
 
 void print(std::string_view text) { fwrite(text.data(), 1, text.size(), stdout); }
-
-// Length of the UTF-8 sequence at the beginning (RFC 3629, section 4); 0 where there is none.
-size_t sequenceLength(std::string_view text) {
-    auto byte = [&](size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
-    unsigned first = byte(0);
-    if (first < 0x80) return 1;
-    // The second byte excludes overlong forms, surrogates and what is beyond U+10FFFF.
-    unsigned low = 0x80;
-    unsigned high = 0xBF;
-    size_t length = 0;
-    if (first >= 0xC2 && first <= 0xDF) {
-        length = 2;
-    } else if (first >= 0xE0 && first <= 0xEF) {
-        length = 3;
-        if (first == 0xE0) low = 0xA0;
-        if (first == 0xED) high = 0x9F;
-    } else if (first >= 0xF0 && first <= 0xF4) {
-        length = 4;
-        if (first == 0xF0) low = 0x90;
-        if (first == 0xF4) high = 0x8F;
-    } else {
-        return 0;
-    }
-    if (byte(1) < low || byte(1) > high) return 0;
-    for (size_t i = 2; i < length; i++)
-        if (byte(i) < 0x80 || byte(i) > 0xBF) return 0;
-    return length;
-}
 
 char letterOf(uint8_t type) {
     switch (type) {
@@ -59,25 +32,6 @@ char letterOf(uint8_t type) {
 
 } // namespace
 
-std::string jsonString(std::string_view bytes) {
-    std::string text;
-    text.reserve(bytes.size());
-    while (!bytes.empty()) {
-        size_t length = sequenceLength(bytes);
-        if (length > 0) {
-            text += bytes.substr(0, length);
-        } else {
-            auto byte = static_cast<unsigned char>(bytes[0]);
-            text += '\0';
-            text += kHexDigits[byte >> 4];
-            text += kHexDigits[byte & 15];
-            length = 1;
-        }
-        bytes.remove_prefix(length);
-    }
-    return text;
-}
-
 JsonArray::JsonArray() { print("["); }
 
 void JsonArray::add(const platform::Value& item) {
@@ -91,7 +45,7 @@ void JsonArray::finish() { print("]\n"); }
 void printJson(const platform::Value& value) { print(platform::jsonDescription(value) + "\n"); }
 
 platform::Value itemValue(std::string_view path, const DSNode& node) {
-    return platform::Dictionary{{"path", jsonString(path)},
+    return platform::Dictionary{{"path", platform::undoableText(path)},
                                 {"type", node.type},
                                 {"size", node.size},
                                 {"modified", node.modifiedTime},

@@ -9,10 +9,6 @@
 
 namespace dirsnapshot_tool {
 
-// Bytes as a JSON string can hold them: what is UTF-8 stays; each byte that is not becomes U+0000 and its two
-// lowercase hexadecimal digits. No path holds a NUL, so this can be undone.
-std::string jsonString(std::string_view bytes);
-
 // A JSON array that is printed item by item, so that a million items need no memory.
 class JsonArray {
   public:

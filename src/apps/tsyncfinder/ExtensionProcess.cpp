@@ -7,6 +7,7 @@
 #include "backends/dbus/FinderSync1Service.h"
 #include "backends/dbus/RequestBus.h"
 #include "backends/dbus/name_owner.h"
+#include "backends/dbus/presence.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/panel_process/PanelProcess.h"
 #include "backends/posix/ConcurrentQueue.h"
@@ -31,6 +32,8 @@ namespace apps::tsyncfinder {
 namespace {
 
 constexpr unsigned backgroundThreads = 4;
+constexpr unsigned linkThreads = 4;
+constexpr std::chrono::seconds waitForSignOfLife{1};
 
 sigset_t blockEndingSignals() {
     sigset_t signals;
@@ -64,6 +67,7 @@ struct Process {
     backends::posix::SerialQueue commands{"commands"};
     backends::posix::SerialQueue panels{"panels"}; // one panel at a time
     backends::posix::ConcurrentQueue background{"background", backgroundThreads};
+    backends::posix::ConcurrentQueue links{"links", linkThreads}; // each may wait for the daemon's server
     backends::posix::GuardedFileSystem fileSystem;
     platform::NotificationCenter localCenter;
     backends::dbus::Bus bus;
@@ -144,9 +148,10 @@ int runExtension(const RunOptions& options) {
             daemon_client::TSyncClient::sharedInstance(), &process->service);
         auto* const actions = new extension::FinderSyncCommands(
             {*finderSync, daemon_client::TSyncClient::sharedInstance(), process->center, process->fileSystem,
-             process->log, process->background, process->panelProcess, process->panelProcess,
-             process->notifier,
-             [process] { return !backends::dbus::nameOwner(process->bus, TSYNC_SERVICE_NAME).empty(); }});
+             process->log, process->clock, process->links, process->panelProcess, process->panelProcess,
+             process->notifier, [process] {
+                 return backends::dbus::presenceOf(process->bus, TSYNC_SERVICE_NAME, waitForSignOfLife);
+             }});
         process->service.attach(*finderSync, process->hosts, performer(*process, *actions));
         if (!process->hosts.requestName()) {
             std::cerr << "tsyncfinder: the extension is already running in this session\n";

@@ -48,8 +48,9 @@ int configure(const std::string& key, const std::string& value) {
         std::cerr << "tsyncfinder: " << error.what() << '\n';
         return EXIT_FAILURE;
     }
-    std::cout << (setting->isFollowed ? "A running extension does so at once.\n"
-                                      : "From the next start of the extension on.\n");
+    std::cout << key << ": " << value << '\n'
+              << (setting->isFollowed ? "An extension that runs follows at once.\n"
+                                      : "That counts from the next start of the extension on.\n");
     return EXIT_SUCCESS;
 }
 

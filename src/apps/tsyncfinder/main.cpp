@@ -5,8 +5,9 @@
 #include "apps/tsyncfinder/installation.h"
 #include "apps/tsyncfinder/secret_command.h"
 #include "apps/tsyncfinder/settings.h"
-#include "apps/tsyncfinder/terminal_commands.h"
+#include "apps/tsyncfinder/terminal/terminal_commands.h"
 #include "apps/tsyncfinder/unit.h"
+#include "apps/usage.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/secret/secret_service.h"
 
@@ -15,7 +16,8 @@
 #include <iostream>
 
 int main(int argc, char** argv) {
-    CLI::App app("Shows what the sync service does in the file manager: badges, menus and sync commands.");
+    CLI::App app("Shows what the sync service does in the file manager: badges, menus and sync commands.",
+                 "tsyncfinder");
     app.require_subcommand(1);
     app.set_version_flag("--version", TSYNCFINDER_VERSION);
     app.fallthrough();
@@ -48,9 +50,7 @@ int main(int argc, char** argv) {
     apps::tsyncfinder::addConfigCommand(app, exitStatus);
     apps::tsyncfinder::doctor::addDoctorCommand(app, exitStatus);
     apps::tsyncfinder::addTerminalCommands(app, exitStatus);
-    backends::log::StandardErrorLog log("tsyncfinder", platform::LogLevel::info);
-    apps::tsyncfinder::addSecretCommand(app, backends::secret::makeSecretService, log, exitStatus);
+    apps::tsyncfinder::addSecretCommand(app, backends::secret::makeSecretService, exitStatus);
 
-    CLI11_PARSE(app, argc, argv);
-    return exitStatus;
+    return apps::parseAndRun(app, argc, argv, exitStatus);
 }

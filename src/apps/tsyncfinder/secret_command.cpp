@@ -27,21 +27,22 @@ class WithoutCoreDump {
     int former;
 };
 
-// Passes lines on and knows whether there was an error among them.
-class WatchedLog final : public platform::ProcessLog {
+int complain(std::string_view text) {
+    std::cerr << "tsyncfinder secret: " << text << '\n';
+    return 1;
+}
+
+// Tells a person the errors among the lines, without what only the log of a service needs.
+class PlainLog final : public platform::ProcessLog {
   public:
-    explicit WatchedLog(platform::ProcessLog& watched) : target(watched) {}
-    bool isOn(platform::LogLevel level) const override {
-        return level == platform::LogLevel::error || target.isOn(level);
-    }
-    void write(platform::LogLevel level, std::string_view line) override {
-        hasError = hasError || level == platform::LogLevel::error;
-        if (target.isOn(level)) target.write(level, line);
+    bool isOn(platform::LogLevel level) const override { return level == platform::LogLevel::error; }
+    void write(platform::LogLevel, std::string_view line) override {
+        constexpr std::string_view beforeReason = " msg: ";
+        hasError = true;
+        const std::size_t at = line.find(beforeReason);
+        complain(at != std::string_view::npos ? line.substr(at + beforeReason.size()) : line);
     }
     bool hasError = false;
-
-  private:
-    platform::ProcessLog& target;
 };
 
 struct Arguments {
@@ -50,11 +51,6 @@ struct Arguments {
     std::string newService;
     std::string field = "password";
 };
-
-int complain(std::string_view text) {
-    std::cerr << "tsyncfinder secret: " << text << '\n';
-    return 1;
-}
 
 // Past the buffers of the standard streams, which would keep a copy.
 bool writeOut(std::string_view bytes) {
@@ -66,35 +62,38 @@ bool writeOut(std::string_view bytes) {
     return true;
 }
 
-using foundation::KeychainServices;
+// The secret store, and the log that says what it refuses.
+struct Store {
+    platform::SecretStore& secrets;
+    PlainLog& log;
+    foundation::KeychainServices services() const { return {secrets, log}; }
+};
 
-int add(KeychainServices services, const Arguments& arguments) {
-    return QkKeychainAddGenericEntry(services, arguments.collection, arguments.service) ? 0 : 1;
+int add(const Store& store, const Arguments& arguments) {
+    return QkKeychainAddGenericEntry(store.services(), arguments.collection, arguments.service) ? 0 : 1;
 }
 
-int get(KeychainServices services, const Arguments& arguments) {
-    const foundation::KeychainItemRef item =
-        QkKeychainGetKeychainItemRefWithServiceName(services, arguments.collection, arguments.service);
+int get(const Store& store, const Arguments& arguments) {
+    const foundation::KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(
+        store.services(), arguments.collection, arguments.service);
     if (!item) return 1;
-    WatchedLog log(services.log);
-    const KeychainServices watched{services.store, log};
     std::optional<platform::SecretBytes> bytes;
     if (arguments.field == "password") {
-        bytes = QkKeychainGetPasswordForKeychainItemRef(watched, item);
+        bytes = QkKeychainGetPasswordForKeychainItemRef(store.services(), item);
     } else {
         const auto tag = arguments.field == "username" ? platform::SecretAttribute::accountName
                                                        : platform::SecretAttribute::comment;
         if (const std::optional<std::string> text = QkKeychainGetItemAttributeTagForKeychainItemRef(
-                watched, item, static_cast<std::uint32_t>(tag)))
+                store.services(), item, static_cast<std::uint32_t>(tag)))
             bytes.emplace(std::string_view(*text));
     }
-    if (!bytes) return log.hasError ? 1 : complain("the " + arguments.field + " is empty");
+    if (!bytes) return store.log.hasError ? 1 : complain("the " + arguments.field + " is empty");
     if (!writeOut(bytes->view()) || (isatty(STDOUT_FILENO) && !writeOut("\n")))
         return complain("cannot write to standard output");
     return 0;
 }
 
-int set(KeychainServices services, const Arguments& arguments) {
+int set(const Store& store, const Arguments& arguments) {
     const bool isPassword = arguments.field == "password";
     const std::string prompt = arguments.field + " of " + arguments.service + ": ";
     const std::optional<platform::SecretBytes> bytes = readSecret(STDIN_FILENO, prompt, !isPassword);
@@ -102,34 +101,33 @@ int set(KeychainServices services, const Arguments& arguments) {
     const auto setField = isPassword                      ? foundation::QkKeychainSetGenericPassword
                           : arguments.field == "username" ? foundation::QkKeychainSetGenericUsername
                                                           : foundation::QkKeychainSetGenericComment;
-    return setField(services, arguments.collection, arguments.service, bytes->view()) ? 0 : 1;
+    return setField(store.services(), arguments.collection, arguments.service, bytes->view()) ? 0 : 1;
 }
 
-int rename(KeychainServices services, const Arguments& arguments) {
-    return QkKeychainRenameGenericEntry(services, arguments.collection, arguments.service,
+int rename(const Store& store, const Arguments& arguments) {
+    return QkKeychainRenameGenericEntry(store.services(), arguments.collection, arguments.service,
                                         arguments.newService)
                ? 0
                : 1;
 }
 
-int exists(KeychainServices services, const Arguments& arguments) {
-    WatchedLog log(services.log);
-    if (foundation::QkKeychainDoesGenericEntryExist({services.store, log}, arguments.collection,
+int exists(const Store& store, const Arguments& arguments) {
+    if (foundation::QkKeychainDoesGenericEntryExist(store.services(), arguments.collection,
                                                     arguments.service))
         return 0;
-    return log.hasError ? 2 : 1;
+    return store.log.hasError ? 2 : 1;
 }
 
 // Without a store there is nothing to remove either, but a person who wants an entry gone must hear of it.
-int remove(KeychainServices services, const Arguments& arguments) {
-    if (exists(services, arguments) == 2) return 1;
-    return QkKeychainRemoveGenericEntry(services, arguments.collection, arguments.service) ? 0 : 1;
+int remove(const Store& store, const Arguments& arguments) {
+    if (exists(store, arguments) == 2) return 1;
+    return QkKeychainRemoveGenericEntry(store.services(), arguments.collection, arguments.service) ? 0 : 1;
 }
 
 } // namespace
 
 void addSecretCommand(CLI::App& program, std::function<std::unique_ptr<platform::SecretStore>()> makeStore,
-                      platform::ProcessLog& log, int& exitStatus) {
+                      int& exitStatus) {
     const auto arguments = std::make_shared<Arguments>();
     CLI::App* secret = program.add_subcommand("secret", "Use the entries of the desktop's secret store")
                            ->require_subcommand(1);
@@ -137,10 +135,10 @@ void addSecretCommand(CLI::App& program, std::function<std::unique_ptr<platform:
                        "Title or alias of the collection (the default one if left out)");
 
     const auto addAction = [&](const char* name, const char* help,
-                               int (*run)(KeychainServices, const Arguments&)) {
+                               int (*run)(const Store&, const Arguments&)) {
         CLI::App* action = secret->add_subcommand(name, help)->fallthrough();
         action->add_option("SERVICE", arguments->service, "Service name of the entry")->required();
-        action->callback([=, &log, &exitStatus] {
+        action->callback([=, &exitStatus] {
             const WithoutCoreDump guard;
             const std::unique_ptr<platform::SecretStore> store = makeStore();
             if (!store) {
@@ -148,6 +146,7 @@ void addSecretCommand(CLI::App& program, std::function<std::unique_ptr<platform:
                 exitStatus = 2;
                 return;
             }
+            PlainLog log;
             exitStatus = run({*store, log}, *arguments);
         });
         return action;

@@ -1,10 +1,10 @@
 // The command "secret": a person uses and checks the entries of the desktop's secret store.
 //
 // Exit status 0 on success, 1 on failure; of "exists" 0 for yes, 1 for no and 2 when it could not be told.
-// What failed stands in the log. Passwords come from standard input and go to standard output, nowhere else.
+// What failed is said on standard error. Passwords come from standard input and go to standard output,
+// nowhere else.
 #pragma once
 
-#include "platform/ProcessLog.h"
 #include "platform/SecretStore.h"
 
 #include <CLI/CLI.hpp>
@@ -14,9 +14,9 @@
 
 namespace apps::tsyncfinder {
 
-// Adds the command with its subcommands to the program's. The log and the exit status are borrowed until the
-// arguments are parsed; the store is made when a subcommand runs, and may be null.
+// Adds the command with its subcommands to the program's. The exit status is borrowed until the arguments
+// are parsed; the store is made when a subcommand runs, and may be null.
 void addSecretCommand(CLI::App& program, std::function<std::unique_ptr<platform::SecretStore>()> makeStore,
-                      platform::ProcessLog& log, int& exitStatus);
+                      int& exitStatus);
 
 } // namespace apps::tsyncfinder

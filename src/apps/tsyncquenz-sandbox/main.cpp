@@ -1,4 +1,5 @@
 // tsyncquenz-sandbox: arguments and wiring of the stand-in daemon.
+#include "apps/usage.h"
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DaemonService.h"
 #include "backends/dbus/DistributedCenter.h"
@@ -180,22 +181,7 @@ int serve(const Arguments& arguments, const sigset_t& ending, platform::ProcessL
     return busLost ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
-} // namespace
-
-int main(int count, char** words) {
-    // Before any thread starts, so that every thread leaves the signals to the one that waits for them.
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-
-    CLI::App app(description);
-    Arguments arguments;
-    declare(app, arguments);
-    declareCommands(app, arguments.command);
-    CLI11_PARSE(app, count, words);
-
+int runWith(const Arguments& arguments, const sigset_t& ending) {
     backends::log::StandardErrorLog log("tsyncquenz-sandbox", *backends::log::levelNamed(arguments.logLevel));
     try {
         if (arguments.command.name) return sendCommand(arguments.command, log);
@@ -207,4 +193,23 @@ int main(int count, char** words) {
         log.error("Cannot run: ", error.what());
         return EXIT_FAILURE;
     }
+}
+
+} // namespace
+
+int main(int count, char** words) {
+    // Before any thread starts, so that every thread leaves the signals to the one that waits for them.
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+
+    CLI::App app(description, "tsyncquenz-sandbox");
+    Arguments arguments;
+    declare(app, arguments);
+    declareCommands(app, arguments.command);
+    int exitStatus = EXIT_SUCCESS;
+    app.final_callback([&] { exitStatus = runWith(arguments, ending); });
+    return apps::parseAndRun(app, count, words, exitStatus);
 }

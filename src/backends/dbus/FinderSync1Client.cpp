@@ -117,7 +117,7 @@ std::map<std::string, std::string> FinderSync1Client::badgeLabels() {
     return labels;
 }
 
-void FinderSync1Client::processUntil(const std::function<bool()>& isDone) {
+void FinderSync1Client::processUntil(const std::function<bool()>& isDone, const Readable& also) {
     bool hasLeft = false;
     const auto ownership = connection->addMatch(
         "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" FINDER_SYNC_BUS_NAME
@@ -134,9 +134,10 @@ void FinderSync1Client::processUntil(const std::function<bool()>& isDone) {
             if (hasLeft) throw ExtensionError("The extension has ended.");
             if (connection->processPendingRequest()) continue;
             const auto wanted = connection->getEventLoopPollData();
-            pollfd file{wanted.fd, wanted.events, 0};
-            if (::poll(&file, 1, wanted.getPollTimeout()) < 0 && errno != EINTR)
+            pollfd files[] = {{wanted.fd, wanted.events, 0}, {also.descriptor, POLLIN, 0}};
+            if (::poll(files, 2, wanted.getPollTimeout()) < 0 && errno != EINTR)
                 throw ExtensionError("The session bus has gone.");
+            if (files[1].revents != 0) also.read();
         }
     } catch (const sdbus::Error&) {
         throw ExtensionError("The session bus has gone.");
@@ -169,9 +170,20 @@ hosts::terminal::Outcome FinderSync1Client::invoke(const std::string& item,
     return finished[number];
 }
 
+void FinderSync1Client::observe(const std::string& directoryURI) {
+    beginObserving(directoryURI);
+    observed.push_back(directoryURI);
+}
+
+void FinderSync1Client::beginObserving(const std::string& directoryURI) {
+    auto call = makeCall(FINDER_SYNC_BEGIN_OBSERVING);
+    call << directoryURI;
+    send(call);
+}
+
 void FinderSync1Client::watch(
-    const std::vector<std::string>& directoryURIs,
-    const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed) {
+    const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed,
+    const Readable& also) {
     std::vector<hosts::terminal::ChangedDirectory> pending;
     const auto slot = connection->addMatch(
         "type='signal',interface='" FINDER_SYNC_INTERFACE "',member='" FINDER_SYNC_BADGES_CHANGED "'",
@@ -193,27 +205,21 @@ void FinderSync1Client::watch(
                                                       beginsAnew = beginsAnew || (isForgotten && isSet);
                                                       isForgotten = !isSet;
                                                   });
-    const auto observe = [&] {
-        for (const std::string& uri : directoryURIs) {
-            auto call = makeCall(FINDER_SYNC_BEGIN_OBSERVING);
-            call << uri;
-            send(call);
-        }
-    };
-    observe();
     bool goesOn = changed({});
-    processUntil([&] {
+    const auto isDone = [&] {
         if (std::exchange(beginsAnew, false)) {
-            observe();
-            for (const std::string& uri : directoryURIs)
+            for (const std::string& uri : observed) {
+                beginObserving(uri);
                 pending.push_back({uri, {}});
+            }
         }
         if (goesOn && !pending.empty()) {
             const auto changes = std::exchange(pending, {});
             goesOn = changed(changes);
         }
         return !goesOn;
-    });
+    };
+    processUntil(isDone, also);
 }
 
 } // namespace backends::dbus

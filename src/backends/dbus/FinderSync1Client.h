@@ -26,19 +26,22 @@ class FinderSync1Client final : public hosts::terminal::Extension {
     std::map<std::string, std::string> badgeLabels() override;
     hosts::terminal::Outcome invoke(const std::string& item, const std::vector<std::string>& uris,
                                     const platform::Dictionary& options) override;
-    void
-    watch(const std::vector<std::string>& directoryURIs,
-          const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed) override;
+    void observe(const std::string& directoryURI) override;
+    void watch(const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed,
+               const Readable& also) override;
 
   private:
     sdbus::MethodCall makeCall(const char* method);
     sdbus::MethodReply send(const sdbus::MethodCall& call);
-    // Reads the bus until the condition holds; raises ExtensionError when the extension leaves.
-    void processUntil(const std::function<bool()>& isDone);
+    void beginObserving(const std::string& directoryURI);
+    // Reads the bus, and what else is there to read, until the condition holds; raises ExtensionError when
+    // the extension leaves.
+    void processUntil(const std::function<bool()>& isDone, const Readable& also = {-1, {}});
 
     std::chrono::microseconds bound;
     std::unique_ptr<sdbus::IConnection> connection;
     std::unique_ptr<sdbus::IProxy> proxy;
+    std::vector<std::string> observed; // directories
 };
 
 } // namespace backends::dbus

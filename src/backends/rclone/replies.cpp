@@ -20,16 +20,33 @@ Failure malformed(std::string_view what) {
     return {Trouble::other, "rclone answered something else than " + std::string(what)};
 }
 
-bool isSet(const Dictionary& entries, std::string_view key) {
-    return platform::flagAt(entries, key).value_or(false);
+const std::string* textAt(const Dictionary& entries, std::string_view key) {
+    const Value* value = platform::find(entries, key);
+    return value ? value->string() : nullptr;
+}
+
+bool flagAt(const Dictionary& entries, std::string_view key) {
+    const Value* value = platform::find(entries, key);
+    const bool* flag = value ? value->boolean() : nullptr;
+    return flag && *flag;
+}
+
+std::optional<std::int64_t> numberAt(const Dictionary& entries, std::string_view key) {
+    const Value* value = platform::find(entries, key);
+    if (!value) return std::nullopt;
+    if (const std::int64_t* number = value->signedInteger()) return *number;
+    if (const std::uint64_t* number = value->unsignedInteger();
+        number && *number <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
+        return static_cast<std::int64_t>(*number);
+    return std::nullopt;
 }
 
 std::optional<RemoteItem> itemOf(const Value& value) {
     const Dictionary* entries = value.dictionary();
     if (!entries) return std::nullopt;
-    const std::string* name = platform::textAt(*entries, "Name");
-    const std::string* time = platform::textAt(*entries, "ModTime");
-    const auto size = platform::numberAt(*entries, "Size");
+    const std::string* name = textAt(*entries, "Name");
+    const std::string* time = textAt(*entries, "ModTime");
+    const auto size = numberAt(*entries, "Size");
     // A name with a separator would lead elsewhere.
     if (!name || name->empty() || name->find('/') != std::string::npos || !time) return std::nullopt;
     const auto modified = readTime(*time);
@@ -37,14 +54,14 @@ std::optional<RemoteItem> itemOf(const Value& value) {
     RemoteItem item;
     item.name = *name;
     item.modified = *modified;
-    if (isSet(*entries, "IsDir")) {
+    if (flagAt(*entries, "IsDir")) {
         item.kind = RemoteItem::Kind::folder;
     } else if (!size || *size < 0) {
         item.kind = RemoteItem::Kind::sizeless;
     } else {
         item.size = static_cast<std::uint64_t>(*size);
     }
-    if (const std::string* id = platform::textAt(*entries, "ID")) item.id = *id;
+    if (const std::string* id = textAt(*entries, "ID")) item.id = *id;
     const Value* digests = platform::find(*entries, "Hashes");
     if (const Dictionary* known = digests ? digests->dictionary() : nullptr)
         for (const auto& [algorithm, digest] : *known)
@@ -87,7 +104,7 @@ Trouble troubleOf(long status, std::string_view text) {
 Failure readFailure(long status, std::string_view body) {
     const auto value = platform::valueOfJson(body);
     const Dictionary* entries = value ? value->dictionary() : nullptr;
-    const std::string* text = entries ? platform::textAt(*entries, "error") : nullptr;
+    const std::string* text = entries ? textAt(*entries, "error") : nullptr;
     if (!text) return {Trouble::other, "rclone answered with HTTP status " + std::to_string(status)};
     return {troubleOf(status, *text), *text};
 }
@@ -126,18 +143,18 @@ Outcome<service::Features> readFeatures(std::string_view body) {
     const Dictionary* flags = known ? known->dictionary() : nullptr;
     if (!flags) return malformed("what a storage can do");
     service::Features features;
-    features.move = isSet(*flags, "Move");
-    features.moveFolder = isSet(*flags, "DirMove");
-    features.publicLink = isSet(*flags, "PublicLink");
-    features.quota = isSet(*flags, "About");
-    features.emptyFolders = isSet(*flags, "CanHaveEmptyDirectories");
-    features.foldsCase = isSet(*flags, "CaseInsensitive");
-    features.listsRecursively = isSet(*flags, "ListR");
-    features.slowDigests = isSet(*flags, "SlowHash");
-    features.bucket = isSet(*flags, "BucketBased");
+    features.move = flagAt(*flags, "Move");
+    features.moveFolder = flagAt(*flags, "DirMove");
+    features.publicLink = flagAt(*flags, "PublicLink");
+    features.quota = flagAt(*flags, "About");
+    features.emptyFolders = flagAt(*flags, "CanHaveEmptyDirectories");
+    features.foldsCase = flagAt(*flags, "CaseInsensitive");
+    features.listsRecursively = flagAt(*flags, "ListR");
+    features.slowDigests = flagAt(*flags, "SlowHash");
+    features.bucket = flagAt(*flags, "BucketBased");
     // A century of precision is how it says that times cannot be set.
     constexpr std::int64_t longest = std::int64_t{86400} * 1'000'000'000;
-    const std::int64_t precision = platform::numberAt(*entries, "Precision").value_or(1);
+    const std::int64_t precision = numberAt(*entries, "Precision").value_or(1);
     features.setsTimes = precision > 0 && precision < longest;
     features.precision = features.setsTimes ? precision : 1'000'000'000;
     const Value* digests = platform::find(*entries, "Hashes");
@@ -152,7 +169,7 @@ Outcome<service::Quota> readQuota(std::string_view body) {
     const Dictionary* entries = value ? value->dictionary() : nullptr;
     if (!entries) return malformed("a quota");
     const auto bytesAt = [entries](std::string_view key) -> std::optional<std::uint64_t> {
-        const auto number = platform::numberAt(*entries, key);
+        const auto number = numberAt(*entries, key);
         if (!number || *number < 0) return std::nullopt;
         return static_cast<std::uint64_t>(*number);
     };
@@ -162,7 +179,7 @@ Outcome<service::Quota> readQuota(std::string_view body) {
 Outcome<std::string> readLink(std::string_view body) {
     const auto value = platform::valueOfJson(body);
     const Dictionary* entries = value ? value->dictionary() : nullptr;
-    const std::string* url = entries ? platform::textAt(*entries, "url") : nullptr;
+    const std::string* url = entries ? textAt(*entries, "url") : nullptr;
     if (!url || url->empty()) return malformed("a link");
     return *url;
 }

@@ -68,10 +68,18 @@ class Extension {
     virtual Outcome invoke(const std::string& item, const std::vector<std::string>& uris,
                            const platform::Dictionary& options) = 0;
 
-    // Observes the directories and calls the handler, on the calling thread, for each change until the
-    // handler answers false. Raises ExtensionError when the extension leaves.
-    virtual void watch(const std::vector<std::string>& directoryURIs,
-                       const std::function<bool(const std::vector<ChangedDirectory>&)>& changed) = 0;
+    // From now on `watch` is told of changes in the directory.
+    virtual void observe(const std::string& directoryURI) = 0;
+
+    // Something else that a watch waits for: a file descriptor, and what to do when it can be read.
+    struct Readable {
+        int descriptor = -1;
+        std::function<void()> read;
+    };
+    // Calls `changed`, on the calling thread, until it answers false: once without changes, which is the time
+    // to observe directories, and then for each change. Raises ExtensionError when the extension leaves.
+    virtual void watch(const std::function<bool(const std::vector<ChangedDirectory>&)>& changed,
+                       const Readable& also) = 0;
 };
 
 } // namespace hosts::terminal

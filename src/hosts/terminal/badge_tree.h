@@ -1,6 +1,8 @@
 // A tree of files with their badges, drawn as lines of text.
 #pragma once
 
+#include "hosts/terminal/drawing.h"
+
 #include <map>
 #include <string>
 #include <vector>
@@ -11,6 +13,8 @@ namespace hosts::terminal {
 struct TreeNode {
     std::string path;  // absolute
     std::string badge; // as the extension answers
+    bool isDirectory = false;
+    bool isCut = false; // a folder that holds items, which are below the depth that was asked for
     std::vector<TreeNode> children;
 };
 
@@ -26,19 +30,9 @@ void forEachNode(Node& node, Visit&& visit) {
         forEachNode(child, visit);
 }
 
-struct DrawingStyle {
-    bool hasColors = false;
-};
-
-// The lines of the tree: branches, name, a mark and the badge's label. `labels` is by identifier. Control
-// bytes of a name are shown as "?", so that a name cannot write to the terminal.
+// The lines of the tree: branches, name, a mark and the badge's label; "/…" behind the name of a folder that
+// is cut. `labels` is by identifier.
 std::string drawTree(const TreeNode& root, const std::map<std::string, std::string>& labels,
                      const DrawingStyle& style);
-
-// The mark and label of one badge, without the tree.
-std::string drawBadge(const std::string& badge, const std::map<std::string, std::string>& labels,
-                      const DrawingStyle& style);
-
-std::string printableName(const std::string& name);
 
 } // namespace hosts::terminal

@@ -5,22 +5,38 @@
 namespace hosts::terminal {
 namespace {
 
-void draw(std::string& text, const std::vector<MenuEntry>& items, const std::string& indent) {
+std::string shownTitle(const MenuEntry& item) {
+    return tsyncTranslated(item.title.c_str(), tsyncMessageLocale());
+}
+
+void draw(std::string& text, const std::vector<MenuEntry>& items, const std::string& indent,
+          const DrawingStyle& style) {
     for (const MenuEntry& item : items) {
-        text += indent + tsyncTranslated(item.title.c_str(), tsyncMessageLocale());
+        text += indent + shownTitle(item);
         if (!item.isEnabled) text += "  (disabled)";
-        if (item.hasSubmenu) text += item.items.empty() ? "  ▸ (empty)" : "  ▸";
+        if (item.hasSubmenu) text += style.isUnicode ? "  ▸" : "  >";
+        if (item.hasSubmenu && item.items.empty()) text += " (empty)";
         text += '\n';
-        draw(text, item.items, indent + "    ");
+        draw(text, item.items, indent + "    ", style);
     }
 }
 
 } // namespace
 
-std::string drawMenu(const std::vector<MenuEntry>& items) {
+std::string drawMenu(const std::vector<MenuEntry>& items, const DrawingStyle& style) {
     std::string text;
-    draw(text, items, "");
+    draw(text, items, "", style);
     return text;
+}
+
+const MenuEntry* itemNamed(const std::vector<MenuEntry>& items, const std::string& name) {
+    for (const MenuEntry& item : items) {
+        const bool isMeant =
+            name == item.title || name == item.key || name == item.action || name == shownTitle(item);
+        if (isMeant && item.isEnabled && !item.hasSubmenu) return &item;
+        if (const MenuEntry* below = itemNamed(item.items, name)) return below;
+    }
+    return nullptr;
 }
 
 platform::Value menuValue(const std::vector<MenuEntry>& items) {

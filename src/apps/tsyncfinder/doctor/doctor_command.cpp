@@ -1,6 +1,7 @@
 #include "apps/tsyncfinder/doctor/doctor_command.h"
 
 #include "apps/tsyncfinder/doctor/checks.h"
+#include "apps/usage.h"
 #include "platform/Json.h"
 
 #include <algorithm>
@@ -102,8 +103,7 @@ void addDoctorCommand(CLI::App& app, int& exitStatus) {
     doctor->callback([isJson, &exitStatus] {
         exitStatus = examine(*isJson);
         // A check that hangs still uses what an orderly end would take down.
-        std::cout.flush();
-        std::_Exit(exitStatus);
+        std::_Exit(apps::flushOutput("tsyncfinder") ? exitStatus : apps::usageTrouble);
     });
 }
 

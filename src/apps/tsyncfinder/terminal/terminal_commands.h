@@ -6,7 +6,8 @@
 namespace apps::tsyncfinder {
 
 // Adds the subcommands; the chosen one runs while the arguments are parsed and stores the exit status: 0,
-// 1 when a chosen item's action failed, 2 when the extension cannot be asked.
+// 1 when a chosen item's action failed, 2 when the extension cannot be asked, a path does not exist, or the
+// selection's menu does not offer the item.
 void addTerminalCommands(CLI::App& app, int& exitStatus);
 
 } // namespace apps::tsyncfinder

@@ -1,0 +1,36 @@
+// The sync daemon as a program sees it that looks once: a connection of its own, bounded answers, and nothing
+// is started.
+#pragma once
+
+#include "backends/dbus/BusNames.h"
+#include "platform/Presence.h"
+#include "platform/Value.h"
+
+#include <optional>
+#include <string>
+
+namespace backends::dbus {
+
+class DaemonProbe {
+  public:
+    // Connects and looks whether the daemon is there; that takes up to two seconds when it hangs. Raises
+    // sdbus::Error when there is no session bus.
+    DaemonProbe();
+
+    platform::Presence presence() const { return found; }
+
+    // None when the daemon does not answer within two seconds, or is not answering at all.
+    std::optional<platform::Dictionary> syncStatus();
+    struct Exclusion {
+        bool isExcluded = false;
+        bool isBase = false; // by itself, and not by a folder above it
+    };
+    std::optional<Exclusion> exclusionOf(const std::string& localPath);
+
+  private:
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
+    std::unique_ptr<sdbus::IProxy> daemon; // null when it does not answer
+    platform::Presence found = platform::Presence::absent;
+};
+
+} // namespace backends::dbus
