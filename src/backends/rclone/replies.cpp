@@ -11,6 +11,8 @@ namespace backends::rclone {
 namespace {
 
 using platform::Dictionary;
+using platform::numberAt;
+using platform::textAt;
 using platform::Value;
 using service::Failure;
 using service::RemoteItem;
@@ -20,25 +22,8 @@ Failure malformed(std::string_view what) {
     return {Trouble::other, "rclone answered something else than " + std::string(what)};
 }
 
-const std::string* textAt(const Dictionary& entries, std::string_view key) {
-    const Value* value = platform::find(entries, key);
-    return value ? value->string() : nullptr;
-}
-
-bool flagAt(const Dictionary& entries, std::string_view key) {
-    const Value* value = platform::find(entries, key);
-    const bool* flag = value ? value->boolean() : nullptr;
-    return flag && *flag;
-}
-
-std::optional<std::int64_t> numberAt(const Dictionary& entries, std::string_view key) {
-    const Value* value = platform::find(entries, key);
-    if (!value) return std::nullopt;
-    if (const std::int64_t* number = value->signedInteger()) return *number;
-    if (const std::uint64_t* number = value->unsignedInteger();
-        number && *number <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
-        return static_cast<std::int64_t>(*number);
-    return std::nullopt;
+bool isSet(const Dictionary& entries, std::string_view key) {
+    return platform::flagAt(entries, key).value_or(false);
 }
 
 std::optional<RemoteItem> itemOf(const Value& value) {
@@ -54,7 +39,7 @@ std::optional<RemoteItem> itemOf(const Value& value) {
     RemoteItem item;
     item.name = *name;
     item.modified = *modified;
-    if (flagAt(*entries, "IsDir")) {
+    if (isSet(*entries, "IsDir")) {
         item.kind = RemoteItem::Kind::folder;
     } else if (!size || *size < 0) {
         item.kind = RemoteItem::Kind::sizeless;
@@ -143,15 +128,15 @@ Outcome<service::Features> readFeatures(std::string_view body) {
     const Dictionary* flags = known ? known->dictionary() : nullptr;
     if (!flags) return malformed("what a storage can do");
     service::Features features;
-    features.move = flagAt(*flags, "Move");
-    features.moveFolder = flagAt(*flags, "DirMove");
-    features.publicLink = flagAt(*flags, "PublicLink");
-    features.quota = flagAt(*flags, "About");
-    features.emptyFolders = flagAt(*flags, "CanHaveEmptyDirectories");
-    features.foldsCase = flagAt(*flags, "CaseInsensitive");
-    features.listsRecursively = flagAt(*flags, "ListR");
-    features.slowDigests = flagAt(*flags, "SlowHash");
-    features.bucket = flagAt(*flags, "BucketBased");
+    features.move = isSet(*flags, "Move");
+    features.moveFolder = isSet(*flags, "DirMove");
+    features.publicLink = isSet(*flags, "PublicLink");
+    features.quota = isSet(*flags, "About");
+    features.emptyFolders = isSet(*flags, "CanHaveEmptyDirectories");
+    features.foldsCase = isSet(*flags, "CaseInsensitive");
+    features.listsRecursively = isSet(*flags, "ListR");
+    features.slowDigests = isSet(*flags, "SlowHash");
+    features.bucket = isSet(*flags, "BucketBased");
     // A century of precision is how it says that times cannot be set.
     constexpr std::int64_t longest = std::int64_t{86400} * 1'000'000'000;
     const std::int64_t precision = numberAt(*entries, "Precision").value_or(1);
