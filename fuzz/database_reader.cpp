@@ -2,7 +2,7 @@
 // of a table without types, five for each row: a letter (n null, i integer, r real, t text, b blob), the text
 // of the value, a line break.
 #include "fuzz/require.h"
-#include "snapshot/database.h"
+#include "snapshot/stores/database.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The reader of flat files. Input: one byte, odd for the variant with digests, then the file. What it gives
 // is written and read again: the writer's bytes always load, and come out the same.
 #include "fuzz/require.h"
-#include "snapshot/flat_file.h"
+#include "snapshot/stores/flat_file.h"
 
 #include <sys/mman.h>
 

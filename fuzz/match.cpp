@@ -1,6 +1,6 @@
 // The matcher of user patterns. Input: a pattern, a line break, a path.
 #include "fuzz/require.h"
-#include "snapshot/scan_utils.h"
+#include "snapshot/exclusion/scan_utils.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -12,7 +12,7 @@
 #include "bench/snapshot/trees.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
-#include "snapshot/scan.h"
+#include "snapshot/scan/scan.h"
 
 #include <sys/statvfs.h>
 

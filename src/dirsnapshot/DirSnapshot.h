@@ -19,7 +19,7 @@
 #include "platform/ProcessLog.h"
 #include "platform/Value.h"
 #include "snapshot/DSSnapshot.h"
-#include "snapshot/cxx.h"
+#include "snapshot/tree/cxx.h"
 
 #include <atomic>
 #include <cstdint>

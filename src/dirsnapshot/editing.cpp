@@ -4,7 +4,7 @@
 #include "foundation/path_strings.h"
 #include "platform/FileAttributes.h"
 #include "snapshot/DSDigest.h"
-#include "snapshot/lookup.h"
+#include "snapshot/tree/lookup.h"
 
 #include <algorithm>
 #include <chrono>

@@ -5,9 +5,9 @@
 #include "foundation/path_strings.h"
 #include "platform/FileAttributes.h"
 #include "snapshot/DSDigest.h"
-#include "snapshot/lookup.h"
-#include "snapshot/path_utils.h"
-#include "snapshot/scan_utils.h"
+#include "snapshot/DSExclusion.h"
+#include "snapshot/tree/lookup.h"
+#include "snapshot/tree/path_utils.h"
 
 #include <sys/stat.h>
 

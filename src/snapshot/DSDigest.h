@@ -31,15 +31,3 @@ DS_API DSNode* DSNodeFindNodeWithHash(DSNode* node, const uint8_t* digest, int32
 DS_API int SHA1ForFileAtPath(const char* path, char* output) DS_NOTHROW;
 
 DS_END_DECLS
-
-#ifdef __cplusplus
-
-namespace snapshot {
-
-// The order of names, for DSListSort over a list of nodes: byte by byte as signed numbers; of two names of
-// which one begins with the other the shorter comes first.
-int _compar(const void* first, const void* second);
-
-} // namespace snapshot
-
-#endif

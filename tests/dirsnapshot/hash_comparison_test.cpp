@@ -1,5 +1,5 @@
 #include "platform/Json.h"
-#include "snapshot/scan_utils.h"
+#include "snapshot/exclusion/scan_utils.h"
 #include "tests/dirsnapshot/support.h"
 
 #include <gmock/gmock.h>

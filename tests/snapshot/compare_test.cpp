@@ -1,5 +1,5 @@
 #include "snapshot/DSDigest.h"
-#include "snapshot/compare.h"
+#include "snapshot/compare/compare.h"
 #include "tests/snapshot/support.h"
 
 #include <cstring>

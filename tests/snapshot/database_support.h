@@ -1,7 +1,7 @@
 // A look into the database of a snapshot.
 #pragma once
 
-#include "snapshot/database.h"
+#include "snapshot/stores/database.h"
 
 #include <gtest/gtest.h>
 

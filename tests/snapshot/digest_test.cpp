@@ -1,5 +1,5 @@
 #include "snapshot/DSDigest.h"
-#include "snapshot/lookup.h"
+#include "snapshot/tree/lookup.h"
 #include "tests/snapshot/support.h"
 
 #include <gtest/gtest.h>

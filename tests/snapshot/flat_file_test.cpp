@@ -1,5 +1,5 @@
 #include "snapshot/DSFlatFile.h"
-#include "snapshot/flat_file.h"
+#include "snapshot/stores/flat_file.h"
 #include "tests/snapshot/support.h"
 
 #include <sys/stat.h>

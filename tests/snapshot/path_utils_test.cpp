@@ -1,6 +1,6 @@
 // What is decided by the text of paths and names alone: components, exclusion, patterns.
-#include "snapshot/path_utils.h"
-#include "snapshot/scan_utils.h"
+#include "snapshot/exclusion/scan_utils.h"
+#include "snapshot/tree/path_utils.h"
 #include "tests/snapshot/support.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "snapshot/scan.h"
+#include "snapshot/scan/scan.h"
 #include "tests/snapshot/support.h"
 
 #include <gtest/gtest.h>

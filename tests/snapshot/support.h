@@ -1,7 +1,7 @@
 // What several tests of the engine need.
 #pragma once
 
-#include "snapshot/cxx.h"
+#include "snapshot/tree/cxx.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

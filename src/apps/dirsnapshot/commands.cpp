@@ -6,8 +6,8 @@
 #include "platform/Utf8.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
-#include "snapshot/scan_utils.h"
-#include "snapshot/stored_items.h"
+#include "snapshot/exclusion/scan_utils.h"
+#include "snapshot/stores/stored_items.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,8 +1,8 @@
 #include "apps/dirsnapshot/trees.h"
 
-#include "snapshot/database.h"
-#include "snapshot/flat_file.h"
-#include "snapshot/scan.h"
+#include "snapshot/scan/scan.h"
+#include "snapshot/stores/database.h"
+#include "snapshot/stores/flat_file.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -2,7 +2,7 @@
 // functions leave to their callers, such as a folder that cannot be read or a database that was not written.
 #pragma once
 
-#include "snapshot/cxx.h"
+#include "snapshot/tree/cxx.h"
 
 #include <string>
 #include <string_view>

@@ -1,7 +1,8 @@
-#include "snapshot/path_utils.h"
+#include "snapshot/tree/path_utils.h"
 
 #include "snapshot/DSNode.h"
-#include "snapshot/list_private.h"
+#include "snapshot/tree/allocation.h"
+#include "snapshot/tree/list_private.h"
 
 #include <cstdio>
 #include <cstdlib>

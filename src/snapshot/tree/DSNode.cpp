@@ -1,10 +1,11 @@
 #include "snapshot/DSNode.h"
 
-#include "snapshot/digest_store.h"
-#include "snapshot/list_private.h"
-#include "snapshot/lookup.h"
-#include "snapshot/node_store.h"
-#include "snapshot/path_utils.h"
+#include "snapshot/tree/allocation.h"
+#include "snapshot/tree/digest_store.h"
+#include "snapshot/tree/list_private.h"
+#include "snapshot/tree/lookup.h"
+#include "snapshot/tree/node_store.h"
+#include "snapshot/tree/path_utils.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -3,9 +3,10 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "snapshot/DSDigest.h"
-#include "snapshot/digest_store.h"
-#include "snapshot/list_private.h"
-#include "snapshot/path_utils.h"
+#include "snapshot/tree/digest_store.h"
+#include "snapshot/tree/list_private.h"
+#include "snapshot/tree/name_order.h"
+#include "snapshot/tree/path_utils.h"
 
 #include <openssl/sha.h>
 
@@ -173,13 +174,6 @@ class Computation {
 };
 
 } // namespace
-
-int _compar(const void* first, const void* second) {
-    std::string_view a = nameOf(static_cast<const DSNode*>(first));
-    std::string_view b = nameOf(static_cast<const DSNode*>(second));
-    if (a == b) return 0;
-    return (orderOfNames(a, b) & kListAscendingSigned) != 0 ? -1 : 1;
-}
 
 } // namespace snapshot
 

@@ -1,9 +1,10 @@
-#include "snapshot/lookup.h"
+#include "snapshot/tree/lookup.h"
 
-#include "snapshot/list_private.h"
-#include "snapshot/name_index.h"
-#include "snapshot/node_store.h"
-#include "snapshot/path_utils.h"
+#include "snapshot/tree/list_private.h"
+#include "snapshot/tree/name_index.h"
+#include "snapshot/tree/name_order.h"
+#include "snapshot/tree/node_store.h"
+#include "snapshot/tree/path_utils.h"
 
 #include <cstring>
 

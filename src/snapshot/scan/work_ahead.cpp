@@ -1,4 +1,4 @@
-#include "snapshot/work_ahead.h"
+#include "snapshot/scan/work_ahead.h"
 
 #include "snapshot/DSNode.h"
 

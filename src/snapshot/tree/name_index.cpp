@@ -1,6 +1,6 @@
-#include "snapshot/name_index.h"
+#include "snapshot/tree/name_index.h"
 
-#include "snapshot/list_private.h"
+#include "snapshot/tree/list_private.h"
 
 #include <bit>
 #include <functional>

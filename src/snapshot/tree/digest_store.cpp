@@ -1,6 +1,7 @@
-#include "snapshot/digest_store.h"
+#include "snapshot/tree/digest_store.h"
 
-#include "snapshot/list_private.h"
+#include "snapshot/tree/allocation.h"
+#include "snapshot/tree/list_private.h"
 
 #include <atomic>
 #include <cstdlib>

@@ -1,7 +1,9 @@
 #include "snapshot/DSList.h"
 
-#include "snapshot/list_private.h"
-#include "snapshot/name_index.h"
+#include "snapshot/tree/allocation.h"
+#include "snapshot/tree/list_private.h"
+#include "snapshot/tree/name_index.h"
+#include "snapshot/tree/name_order.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -192,26 +194,6 @@ void relink(DSList* list) {
 }
 
 } // namespace
-
-void endForLackOfMemory() {
-    fputs("Out of memory.\n", stderr);
-    abort();
-}
-
-void* allocate(size_t size) { return reallocate(nullptr, size); }
-
-void* reallocate(void* memory, size_t size) {
-    void* result = realloc(memory, size);
-    if (result == nullptr) endForLackOfMemory();
-    return result;
-}
-
-char* duplicate(std::string_view text) {
-    char* copy = static_cast<char*>(allocate(text.size() + 1));
-    memcpy(copy, text.data(), text.size());
-    copy[text.size()] = '\0';
-    return copy;
-}
 
 void releaseLinks(DSList* list) {
     if (list->items == nullptr) return;

@@ -1,10 +1,10 @@
-#include "snapshot/scan.h"
+#include "snapshot/scan/scan.h"
 
-#include "snapshot/directory_listing.h"
-#include "snapshot/list_private.h"
-#include "snapshot/node_store.h"
-#include "snapshot/path_utils.h"
-#include "snapshot/work_ahead.h"
+#include "snapshot/scan/directory_listing.h"
+#include "snapshot/scan/work_ahead.h"
+#include "snapshot/tree/list_private.h"
+#include "snapshot/tree/node_store.h"
+#include "snapshot/tree/path_utils.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -41,8 +41,10 @@ class Scan {
     // False when something was left out: a path that is too long, or a directory that cannot be read.
     bool run(const char* dirPath, DSNode* node) {
         std::string_view path = dirPath;
-        _components = pathComponentsList(dirPath);
-        if (_components == nullptr) return false;
+        if (path.size() >= DSNodePathCapacity) {
+            reportPathTooLong(path);
+            return false;
+        }
         if (path.ends_with('/')) path.remove_suffix(1);
         memcpy(_path, path.data(), path.size());
         _path[path.size()] = '\0';
@@ -54,7 +56,6 @@ class Scan {
             Level& level = _levels[_depth - 1];
             if (level.next == level.entries->count() || !visit(level, level.next++)) leave();
         }
-        DSListDestroy(_components);
         if (auto* context = progressContext()) context->currentPath = nullptr;
         return _isWhole;
     }
@@ -107,9 +108,7 @@ class Scan {
             level.listing.clear();
             return;
         }
-        DSList* kept = std::exchange(_options->pathComponents, _components);
         if (!level.listing.read(directory)) _isWhole = false;
-        _options->pathComponents = kept;
         // With a callback, an entry is examined only after its call.
         if (_options->callback == nullptr) level.listing.examine(directory);
         if (_depth > kOpenLevels) closeDirectory(level);
@@ -118,10 +117,6 @@ class Scan {
     void leave() {
         closeDirectory(_levels[--_depth]);
         _levels[_depth].ahead.reset();
-        if (_depth == 0) return;
-        void* component = _components->tail->value;
-        DSListRemoveValue(_components, component);
-        _path_components_free(component);
     }
 
     static void closeDirectory(Level& level) {
@@ -158,7 +153,6 @@ class Scan {
             reserve(level.node->children, level.node->children->count + level.entries->count() - position);
         DSNodeAppendChild(node, level.node);
         if (status.type == DSNodeTypeDirectory && _options->recursive == 1) {
-            DSListAppendValue(_components, duplicate(name));
             if (level.ahead != nullptr)
                 enter(node, end, std::move(level.ahead->below[level.nextBelow++]));
             else
@@ -183,7 +177,6 @@ class Scan {
     size_t _depth = 0;
     NodeStore _nodes;
     std::optional<WorkAhead> _ahead;
-    DSList* _components = nullptr; // of the directory of the innermost level
     bool _isWhole = true;
     char _path[DSNodePathCapacity];
 };

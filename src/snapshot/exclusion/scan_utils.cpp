@@ -1,6 +1,6 @@
-#include "snapshot/scan_utils.h"
+#include "snapshot/exclusion/scan_utils.h"
 
-#include "snapshot/exclusion_rules.h"
+#include "snapshot/exclusion/exclusion_rules.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "snapshot/replaced_file.h"
+#include "snapshot/stores/replaced_file.h"
 
 #include <sys/stat.h>
 #include <sys/xattr.h>

@@ -1,8 +1,9 @@
-#include "snapshot/tree_builder.h"
+#include "snapshot/tree/tree_builder.h"
 
-#include "snapshot/list_private.h"
-#include "snapshot/lookup.h"
-#include "snapshot/path_utils.h"
+#include "snapshot/tree/list_private.h"
+#include "snapshot/tree/lookup.h"
+#include "snapshot/tree/name_order.h"
+#include "snapshot/tree/path_utils.h"
 
 #include <algorithm>
 #include <cstring>

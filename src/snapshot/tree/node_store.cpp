@@ -1,6 +1,7 @@
-#include "snapshot/node_store.h"
+#include "snapshot/tree/node_store.h"
 
-#include "snapshot/list_private.h"
+#include "snapshot/tree/allocation.h"
+#include "snapshot/tree/list_private.h"
 
 #include <sys/mman.h>
 

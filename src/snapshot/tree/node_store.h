@@ -37,4 +37,8 @@ class NodeStore {
     uint32_t _singleOnes = 0; // allocated before the first chunk
 };
 
+// A new node in an allocation of its own; see DSNodeCreate.
+DSNode* createNode(std::string_view name, int64_t size, int64_t modifiedTime, int64_t startedTime,
+                   uint8_t type);
+
 } // namespace snapshot

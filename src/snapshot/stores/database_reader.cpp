@@ -1,7 +1,7 @@
 #include "snapshot/DSDatabase.h"
-#include "snapshot/database.h"
-#include "snapshot/decimal.h"
-#include "snapshot/tree_builder.h"
+#include "snapshot/stores/database.h"
+#include "snapshot/stores/decimal.h"
+#include "snapshot/tree/tree_builder.h"
 
 #include <sys/stat.h>
 

@@ -2,8 +2,8 @@
 // below it, then its next sibling. The node at the top has no entry of its own.
 #pragma once
 
-#include "snapshot/list_private.h"
-#include "snapshot/path_utils.h"
+#include "snapshot/tree/list_private.h"
+#include "snapshot/tree/path_utils.h"
 
 #include <cstring>
 #include <string_view>

@@ -1,6 +1,7 @@
-#include "snapshot/directory_listing.h"
+#include "snapshot/scan/directory_listing.h"
 
 #include "snapshot/DSNode.h"
+#include "snapshot/scan/directory_entries.h"
 
 #include <sys/stat.h>
 
@@ -13,8 +14,6 @@
 namespace snapshot {
 
 namespace {
-
-constexpr size_t kReadBytes = size_t{64} << 10;
 
 uint64_t prefixOf(const char* name, size_t length) {
     unsigned char bytes[8] = {};
@@ -33,24 +32,13 @@ bool isDotOrDotDot(const char* name) {
 
 bool DirectoryListing::read(int directory) {
     clear();
-    alignas(dirent64) char buffer[kReadBytes];
-    while (true) {
-        ssize_t got = getdents64(directory, buffer, sizeof(buffer));
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) {
-            int error = errno;
-            clear();
-            return isGone(error);
-        }
-        if (got == 0) break;
-        for (const char* at = buffer; at < buffer + got;) {
-            const auto* entry = reinterpret_cast<const dirent64*>(at);
-            if (!isDotOrDotDot(entry->d_name)) add(entry->d_name);
-            at += entry->d_reclen;
-        }
-    }
+    const int error = forEachEntry(directory, [this](const dirent64& entry) {
+        if (!isDotOrDotDot(entry.d_name)) add(entry.d_name);
+        return true;
+    });
+    if (error != 0) clear();
     sort();
-    return true;
+    return error == 0 || isGone(error);
 }
 
 bool DirectoryListing::isGone(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
