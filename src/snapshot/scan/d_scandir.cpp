@@ -19,6 +19,8 @@ namespace {
 // The kernel's records are what readdir() would give.
 static_assert(sizeof(dirent) == sizeof(dirent64) && offsetof(dirent, d_name) == offsetof(dirent64, d_name));
 
+constexpr size_t kSlotSize = sizeof(void*); // of an entry in the array
+
 struct Free {
     void operator()(void* memory) const { free(memory); }
 };
@@ -42,10 +44,10 @@ int d_scandir(const char* path, dirent*** entries, EntryFilter filter, EntryOrde
     close(directory);
     errno = error != 0 ? error : errnoBefore;
     if (error != 0) return -1;
-    *entries = static_cast<dirent**>(allocate(std::max<size_t>(found.size(), 1) * sizeof(dirent*)));
+    *entries = static_cast<dirent**>(allocate(std::max<size_t>(found.size(), 1) * kSlotSize));
     std::ranges::transform(found, *entries, [](Entry& entry) { return entry.release(); });
     if (order != nullptr)
-        qsort(static_cast<void*>(*entries), found.size(), sizeof(dirent*),
+        qsort(static_cast<void*>(*entries), found.size(), kSlotSize,
               reinterpret_cast<int (*)(const void*, const void*)>(order));
     return static_cast<int>(found.size());
 }
