@@ -67,7 +67,7 @@ This package holds the extension process, its command line and its
 panels. A package for each file manager brings the plugin."
     FIELDS DEPENDS "default-dbus-session-bus | dbus-session-bus, hicolor-icon-theme"
            SUGGESTS "nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, gnome-keyring"
-           RECOMMENDS "qt6-wayland")
+           RECOMMENDS "qt6-wayland, qt6-translations-l10n")
 set(CPACK_DEBIAN_TSYNCFINDER_PACKAGE_CONTROL_EXTRA "${debian}/postinst" "${debian}/postrm" "${debian}/conffiles")
 
 foreach(row IN LISTS TSYNCFINDER_FILE_MANAGERS)

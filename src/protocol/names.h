@@ -80,7 +80,7 @@
 /* What a host passes on of its environment, so that a panel appears where the person is. */
 #define FINDER_SYNC_DISPLAY_VARIABLES                                                                        \
     "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "XDG_RUNTIME_DIR", "XDG_CURRENT_DESKTOP", "LANG", "LC_ALL",  \
-        "LANGUAGE"
+        "LC_MESSAGES", "LANGUAGE"
 
 /* Notifications of the daemon. */
 #define TSYNC_NOTE_SYNC_PATH_ADDED "TSyncQuenzSyncPathAdded"

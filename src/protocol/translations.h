@@ -213,31 +213,49 @@ static const TSyncTranslation tsyncTranslations[] = {
 };
 /* clang-format on */
 
-/* The text in the language of a locale name ("de_DE.UTF-8"); the text itself when there is no translation. */
+/* Whether a locale name ("de_DE.UTF-8") or the first of a list of them ("de:en") is of the language, two
+ * letters: "de" is German, "den" is not. */
+static inline int tsyncIsOfLanguage(const char* locale, const char* language) {
+    return strncmp(locale, language, 2) == 0 && (locale[2] == '\0' || strchr("_.@-:", locale[2]) != NULL);
+}
+
+/* The text in the language of a locale name; the text itself when there is no translation. */
 static inline const char* tsyncTranslated(const char* english, const char* locale) {
     size_t index;
     if (!locale) return english;
     for (index = 0; index < sizeof tsyncTranslations / sizeof tsyncTranslations[0]; ++index) {
         const TSyncTranslation* text = &tsyncTranslations[index];
         if (strcmp(text->english, english) != 0) continue;
-        /* Two letters, and then the name's end or one of "_", ".", "@", "-": "de" is German, "den" is not. */
-        if (strlen(locale) > 2 && !strchr("_.@-", locale[2])) return english;
-        if (strncmp(locale, "de", 2) == 0) return text->german;
-        if (strncmp(locale, "fr", 2) == 0) return text->french;
-        if (strncmp(locale, "it", 2) == 0) return text->italian;
-        if (strncmp(locale, "es", 2) == 0) return text->spanish;
+        if (tsyncIsOfLanguage(locale, "de")) return text->german;
+        if (tsyncIsOfLanguage(locale, "fr")) return text->french;
+        if (tsyncIsOfLanguage(locale, "it")) return text->italian;
+        if (tsyncIsOfLanguage(locale, "es")) return text->spanish;
         return english;
     }
     return english;
 }
 
-/* The session's locale for messages, as POSIX orders the variables; "" when there is none. */
+/* The session's locale for messages, as POSIX orders the variables, and as gettext reads LANGUAGE: in a locale
+ * other than C it is a list of languages, of which the first counts that there are texts in, English among
+ * them. "" when there is none. The result may be the beginning of such a list. */
 static inline const char* tsyncMessageLocale(void) {
     static const char* const variables[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+    static const char* const languages[] = {"en", "de", "fr", "it", "es"};
+    const char* locale = "";
+    const char* list = getenv("LANGUAGE");
     size_t index;
-    for (index = 0; index < sizeof variables / sizeof variables[0]; ++index) {
+    for (index = 0; index < sizeof variables / sizeof variables[0] && locale[0] == '\0'; ++index) {
         const char* value = getenv(variables[index]);
-        if (value && value[0] != '\0') return value;
+        if (value) locale = value;
+    }
+    if (locale[0] == '\0' || strcmp(locale, "C") == 0 || strncmp(locale, "C.", 2) == 0 ||
+         strcmp(locale, "POSIX") == 0) return locale;
+    if (!list || list[0] == '\0') return locale;
+    while (list) {
+        for (index = 0; index < sizeof languages / sizeof languages[0]; ++index)
+            if (tsyncIsOfLanguage(list, languages[index])) return list;
+        list = strchr(list, ':');
+        if (list) ++list;
     }
     return "";
 }

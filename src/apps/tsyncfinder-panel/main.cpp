@@ -3,6 +3,7 @@
 #include "apps/tsyncfinder-panel/run_panels.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/qt/drawing.h"
+#include "backends/qt/texts.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -60,6 +61,7 @@ int main(int argumentCount, char** arguments) {
 
     backends::log::StandardErrorLog log("tsyncfinder-panel", platform::LogLevel::info);
     QApplication application(argumentCount, arguments);
+    backends::qt::translateToolkit();
     QApplication::setApplicationName(QStringLiteral("tsyncfinder"));
     QApplication::setDesktopFileName(QStringLiteral("tsyncfinder"));
     QApplication::setPalette(backends::qt::withReadablePlaceholders(QApplication::palette()));

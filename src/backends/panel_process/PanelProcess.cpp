@@ -27,7 +27,7 @@ constexpr int noDisplayStatus = 3; // of the panel program
 constexpr const char* cannotAsk = "The window to choose in could not be shown; nothing was sent.";
 constexpr const char* noDisplay = "There is no display to choose on; nothing was sent.";
 
-constexpr std::array<std::string_view, 8> displayVariables{FINDER_SYNC_DISPLAY_VARIABLES};
+constexpr auto displayVariables = std::to_array<std::string_view>({FINDER_SYNC_DISPLAY_VARIABLES});
 
 bool isOneOf(std::string_view entry, std::string_view variable) {
     return entry.starts_with(variable) && entry.substr(variable.size()).starts_with('=');

@@ -3,7 +3,10 @@
 #include "panels/TSFPSavePanel.h"
 #include "protocol/translations.h"
 
+#include <QCoreApplication>
+#include <QLibraryInfo>
 #include <QTextBoundaryFinder>
+#include <QTranslator>
 
 namespace backends::qt {
 namespace {
@@ -27,6 +30,15 @@ void appendRun(QString& text, const QString& run) {
 }
 
 } // namespace
+
+void translateToolkit() {
+    const QString language = QString::fromUtf8(tsyncMessageLocale()).left(2);
+    auto* translator = new QTranslator(QCoreApplication::instance());
+    // Only where our own texts are translated: two languages in a window would be worse than one.
+    if (shown("Cancel") != u"Cancel" && translator->load(QStringLiteral("qtbase_") + language,
+                                                         QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(translator);
+}
 
 QString shown(const char* english) {
     return QString::fromUtf8(tsyncTranslated(english, tsyncMessageLocale()));

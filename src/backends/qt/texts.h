@@ -11,6 +11,10 @@
 
 namespace backends::qt {
 
+// The toolkit's own texts (of the menu of a text field) in the same language, where its package of
+// translations is installed. To be called once, when the application stands.
+void translateToolkit();
+
 QString shown(const char* english);
 QString shown(const platform::DisplayText& text);
 

@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QTranslator>
 #include <QTreeView>
 #include <functional>
 #include <string>
@@ -210,12 +211,36 @@ TEST(Texts, AreShownInTheSessionsLanguage) {
         setenv("LC_ALL", locale, 1);
         EXPECT_EQ(shown("Cancel"), "Cancel") << locale;
     }
+    const struct {
+        const char* locale;
+        const char* language; // LANGUAGE
+        const char* shown;
+    } lists[] = {
+        {"en_US.UTF-8", "de:en", "Abbrechen"},
+        {"de_DE.UTF-8", "fr", "Annuler"},
+        {"de_DE.UTF-8", "pt_BR:es_AR:de", "Cancelar"},
+        {"de_DE.UTF-8", "en:de", "Cancel"},
+        {"de_DE.UTF-8", "pt", "Cancel"},
+        {"de_DE.UTF-8", "", "Abbrechen"},
+        {"C.UTF-8", "de", "Cancel"},
+    };
+    for (const auto& list : lists) {
+        setenv("LC_ALL", list.locale, 1);
+        setenv("LANGUAGE", list.language, 1);
+        EXPECT_EQ(shown("Cancel"), list.shown) << list.locale << ' ' << list.language;
+    }
+    unsetenv("LANGUAGE");
+    setenv("LC_ALL", "de", 1);
+    translateToolkit();
+    EXPECT_EQ(QCoreApplication::translate("QWidgetTextControl", "Select All"), "Alles auswählen")
+        << "the toolkit's own texts too";
     setenv("LC_ALL", "it", 1);
     const auto item = platform::MenuItem::create("Cancel");
     EXPECT_EQ(shownTitle(*item), "Annulla");
     item->representedObject = "/Cancel";
     EXPECT_EQ(shownTitle(*item), "Cancel") << "the name of a folder is never translated";
     setenv("LC_ALL", "C.UTF-8", 1);
+    delete QCoreApplication::instance()->findChild<QTranslator*>();
 }
 
 TEST(Texts, AreBrokenWhereTheyHaveNoBlanks) {
