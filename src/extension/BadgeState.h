@@ -14,6 +14,7 @@
 // Cost of a decision: one hashed lookup for each level of the path, whatever the number of roots and files.
 #pragma once
 
+#include "extension/badges.h"
 #include "extension/path_levels.h"
 #include "platform/FileURL.h"
 
@@ -28,25 +29,6 @@
 #include <vector>
 
 namespace extension {
-
-enum class BadgeRule { outside, root, uploading, working, existing };
-
-// The badge that a rule gives without asking the disk; "existing" shows "sync" if the item exists.
-constexpr std::string_view badgeOf(BadgeRule rule) {
-    switch (rule) {
-    case BadgeRule::outside:
-        break;
-    case BadgeRule::root:
-        return "tovik";
-    case BadgeRule::uploading:
-        return "upload";
-    case BadgeRule::working:
-        return "update";
-    case BadgeRule::existing:
-        return "sync";
-    }
-    return "";
-}
 
 // Shared with other states, since most changes leave it as it is. Never null, never changed.
 using PathList = std::shared_ptr<const std::vector<std::string>>;

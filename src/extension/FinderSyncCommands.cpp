@@ -2,6 +2,7 @@
 
 #include "daemon_client/CommandMessage.h"
 #include "daemon_client/notification_names.h"
+#include "extension/commands.h"
 #include "foundation/path_strings.h"
 #include "platform/Json.h"
 #include "platform/Utf8.h"
@@ -78,12 +79,6 @@ constexpr std::array uncertainTexts{
 };
 
 } // namespace
-
-bool asksPerson(std::string_view action, const CommandRequest& request) {
-    if (action == "shareByEmail:") return request.recipients.empty();
-    return (action == "startSync:" || action == "moveToSpace:" || action == "copyToSpace:") &&
-           !request.destination;
-}
 
 // --- what the actions share
 
@@ -168,25 +163,21 @@ bool FinderSyncCommands::writeToPasteBoard(const std::string& text, const platfo
     return around.pasteboard.setString(text, display);
 }
 
-void FinderSyncCommands::perform(const std::string& action, const CommandRequest& request, const Done& done) {
-    if (action == "copyPublicLink:")
-        copyPublicLink(request, done);
-    else if (action == "startSync:")
-        done(startSync(request));
-    else if (action == "stopSync:")
-        done(stopSync(request));
-    else if (action == "excludeSync:")
-        done(excludeSync(request));
-    else if (action == "includeSync:")
-        done(includeSync(request));
-    else if (action == "moveToSpace:")
-        done(moveToSpace(request));
-    else if (action == "copyToSpace:")
-        done(copyToSpace(request));
-    else if (action == "shareByEmail:")
-        done(shareByEmail(request));
-    else
-        done({false, {"There is no action \"%@\".", {action}}});
+void FinderSyncCommands::perform(const Command& command, const CommandRequest& request, const Done& done) {
+    if (command.waitsFor != WaitsFor::daemonServer) {
+        done((this->*command.run)(request));
+        return;
+    }
+    if (++linksUnderWay > maximumLinks) {
+        --linksUnderWay;
+        done(linkFailed({"Too many public links are being asked for; try again when they have come.", {}}));
+        return;
+    }
+    around.linkQueue.dispatch([this, run = command.run, request, done] {
+        const CommandOutcome outcome = (this->*run)(request);
+        --linksUnderWay;
+        done(outcome);
+    });
 }
 
 // --- the actions
@@ -195,7 +186,7 @@ CommandOutcome FinderSyncCommands::startSync(const CommandRequest& request) {
     around.log.info("Select Start Sync param: ", request.sender);
     const std::optional<std::string> path = firstOf(pathsOf(request));
     if (path) {
-        if (auto refused = refusal(asksPerson("startSync:", request))) return std::move(*refused);
+        if (auto refused = refusal(!request.destination)) return std::move(*refused);
         if (auto refused = refusalOfPair(*path, nullptr)) return std::move(*refused);
     }
     const DestinationAnswer answer = chooseRemoteDestination(DestinationPurpose::sync, request);
@@ -298,21 +289,8 @@ CommandOutcome FinderSyncCommands::linkFailed(const DisplayText& reason) {
     return failed(reason);
 }
 
-void FinderSyncCommands::copyPublicLink(const CommandRequest& request, const Done& done) {
-    if (++linksUnderWay > maximumLinks) {
-        --linksUnderWay;
-        done(linkFailed({"Too many public links are being asked for; try again when they have come.", {}}));
-        return;
-    }
-    around.linkQueue.dispatch([this, path = firstOf(pathsOf(request)), done, display = request.display] {
-        const CommandOutcome outcome = publicLink(path, display);
-        --linksUnderWay;
-        done(outcome);
-    });
-}
-
-CommandOutcome FinderSyncCommands::publicLink(const std::optional<std::string>& path,
-                                              const platform::Display& display) {
+CommandOutcome FinderSyncCommands::copyPublicLink(const CommandRequest& request) {
+    const std::optional<std::string> path = firstOf(pathsOf(request));
     if (!path) {
         around.log.info("Error in remote request.");
         return nothingSelected();
@@ -332,7 +310,7 @@ CommandOutcome FinderSyncCommands::publicLink(const std::optional<std::string>& 
             daemon == platform::Presence::absent
                 ? serviceNotRunning()
                 : DisplayText{"The sync service gave no public link for %@.", {readable(*path)}});
-    if (!writeToPasteBoard(*link, display)) {
+    if (!writeToPasteBoard(*link, request.display)) {
         around.log.info("Public link is: ", *link);
         return failed({"The public link could not be copied. It is %@", {*link}});
     }
@@ -345,7 +323,7 @@ CommandOutcome FinderSyncCommands::shareByEmail(const CommandRequest& request) {
     if (!path) return nothingSelected();
     const auto remotePath = around.finderSync.remotePathOfLocalSyncPath(*path);
     if (!remotePath) return failed({"%@ is not in a synced folder.", {readable(*path)}});
-    if (auto refused = refusal(asksPerson("shareByEmail:", request))) return std::move(*refused);
+    if (auto refused = refusal(request.recipients.empty())) return std::move(*refused);
     const bool isDirectory = isDirectoryItself(*path);
     const auto table = around.finderSync.allPathsInSync();
     const ShareAnswer answer =

@@ -30,7 +30,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace extension {
@@ -41,8 +40,7 @@ struct CommandOutcome {
     platform::DisplayText message; // UTF-8
 };
 
-// Whether the action has a panel to ask with, and the request brings no answer to it.
-bool asksPerson(std::string_view action, const CommandRequest& request);
+struct Command;
 
 class FinderSyncCommands {
   public:
@@ -64,8 +62,9 @@ class FinderSyncCommands {
 
     using Done = std::function<void(const CommandOutcome&)>;
 
-    // The action of that name ("stopSync:"). `done` is called once, of copyPublicLink: on another thread.
-    void perform(const std::string& action, const CommandRequest& request, const Done& done);
+    // Runs the command and calls `done` once. One that waits for the daemon's server is refused while many of
+    // its kind are under way, and otherwise goes on on the link queue.
+    void perform(const Command& command, const CommandRequest& request, const Done& done);
 
     CommandOutcome startSync(const CommandRequest& request);
     CommandOutcome stopSync(const CommandRequest& request);
@@ -74,8 +73,7 @@ class FinderSyncCommands {
     CommandOutcome moveToSpace(const CommandRequest& request);
     CommandOutcome copyToSpace(const CommandRequest& request);
     CommandOutcome shareByEmail(const CommandRequest& request);
-    // Returns at once; the daemon is asked on the link queue. Refused while many links are under way.
-    void copyPublicLink(const CommandRequest& request, const Done& done);
+    CommandOutcome copyPublicLink(const CommandRequest& request);
 
     // Posts one command message; whether it could be sent.
     bool send(const std::string& name, const platform::Dictionary& data);
@@ -108,7 +106,6 @@ class FinderSyncCommands {
                            const CommandRequest& request);
     CommandOutcome sendToSpace(DestinationPurpose purpose, const char* command, const char* verb,
                                const char* successText, const CommandRequest& request);
-    CommandOutcome publicLink(const std::optional<std::string>& path, const platform::Display& display);
     CommandOutcome linkFailed(const platform::DisplayText& reason); // and logs it
     CommandOutcome failed(platform::DisplayText message);           // and tells the person
     CommandOutcome succeeded(platform::DisplayText message, Told told);

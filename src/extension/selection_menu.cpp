@@ -1,61 +1,15 @@
 #include "extension/selection_menu.h"
 
-#include <algorithm>
-#include <initializer_list>
+#include "extension/commands.h"
 
 namespace extension {
 namespace {
 
-struct ItemDescription {
-    std::string_view title;
-    std::string_view action;
-    std::string_view keyEquivalent;
-};
-
-constexpr ItemDescription top{"TovikDrive", "", "TSFP"};
-constexpr ItemDescription shareByEmail{"Share by email", "shareByEmail:", "TSFP-Share-By-Email"};
-constexpr ItemDescription stopSync{"Stop sync", "stopSync:", "TSFP-Stop-Sync"};
-constexpr ItemDescription excludeSync{"Exclude from sync", "excludeSync:", "TSFP-Exclude-Sync"};
-constexpr ItemDescription moveToSpace{"Move to Space", "moveToSpace:", "TSFP-MoveToSpace"};
-constexpr ItemDescription copyToSpace{"Copy to Space", "copyToSpace:", "TSFP-CopyToSpace"};
-constexpr ItemDescription startSync{"Start sync", "startSync:", "TSFP-Start-Sync"};
-constexpr std::array items{shareByEmail, stopSync, excludeSync, moveToSpace, copyToSpace, startSync};
-constexpr std::array<std::string_view, 2> actionsWithoutItem{"includeSync:", "copyPublicLink:"};
-
-const platform::MenuItemHandle& add(platform::Menu& menu, const ItemDescription& description,
-                                    const platform::ImageHandle& image) {
-    const auto& item = menu.addItem(std::string(description.title), std::string(description.action),
-                                    std::string(description.keyEquivalent));
+const platform::MenuItemHandle& add(platform::Menu& menu, std::string_view title, std::string_view action,
+                                    std::string_view keyEquivalent, const platform::ImageHandle& image) {
+    const auto& item = menu.addItem(std::string(title), std::string(action), std::string(keyEquivalent));
     item->image = image;
     return item;
-}
-
-std::initializer_list<ItemDescription> itemsOf(SelectionClass selectionClass) {
-    static constexpr std::initializer_list<ItemDescription> none{};
-    static constexpr std::initializer_list<ItemDescription> root{shareByEmail, stopSync};
-    static constexpr std::initializer_list<ItemDescription> folder{shareByEmail, excludeSync};
-    static constexpr std::initializer_list<ItemDescription> file{shareByEmail};
-    static constexpr std::initializer_list<ItemDescription> roots{stopSync};
-    static constexpr std::initializer_list<ItemDescription> outsideFolder{moveToSpace, copyToSpace,
-                                                                          startSync};
-    static constexpr std::initializer_list<ItemDescription> outside{moveToSpace, copyToSpace};
-    switch (selectionClass) {
-    case SelectionClass::nothing:
-        break;
-    case SelectionClass::syncRoot:
-        return root;
-    case SelectionClass::syncedFolder:
-        return folder;
-    case SelectionClass::syncedFile:
-        return file;
-    case SelectionClass::syncRoots:
-        return roots;
-    case SelectionClass::unsyncedFolder:
-        return outsideFolder;
-    case SelectionClass::unsyncedItems:
-        return outside;
-    }
-    return none;
 }
 
 } // namespace
@@ -96,23 +50,11 @@ SelectionClass classOf(const SelectionFacts& facts) {
 platform::MenuHandle menuOf(SelectionClass selectionClass, const platform::ImageHandle& image) {
     auto menu = platform::Menu::create();
     const auto submenu = platform::Menu::create();
-    add(*menu, top, image)->setSubmenu(submenu);
-    for (const ItemDescription& description : itemsOf(selectionClass))
-        add(*submenu, description, image);
+    add(*menu, "TovikDrive", "", "TSFP", image)->setSubmenu(submenu);
+    for (const Command& command : allCommands())
+        if (command.offeredFor.contain(selectionClass))
+            add(*submenu, command.title, command.action, command.keyEquivalent, image);
     return menu;
-}
-
-bool hasMenuItem(std::string_view name) {
-    return std::any_of(items.begin(), items.end(), [name](const ItemDescription& item) {
-        return name == item.title || name == item.keyEquivalent || name == item.action;
-    });
-}
-
-std::string_view actionOfItem(std::string_view name) {
-    for (const ItemDescription& item : items)
-        if (name == item.title || name == item.keyEquivalent || name == item.action) return item.action;
-    const auto* const action = std::find(actionsWithoutItem.begin(), actionsWithoutItem.end(), name);
-    return action != actionsWithoutItem.end() ? *action : std::string_view();
 }
 
 } // namespace extension

@@ -45,12 +45,4 @@ SelectionClass classOf(const SelectionFacts& facts);
 // A new menu with an empty title. The image is given to every item and may be null.
 platform::MenuHandle menuOf(SelectionClass selectionClass, const platform::ImageHandle& image);
 
-// The action's name of the item of that title, key equivalent or action name ("Stop sync",
-// "TSFP-Stop-Sync", "stopSync:"); the two actions without a menu item are found by their name. Empty when
-// there is none.
-std::string_view actionOfItem(std::string_view name);
-
-// Whether it is an item of a menu, of whichever class.
-bool hasMenuItem(std::string_view name);
-
 } // namespace extension

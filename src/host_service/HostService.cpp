@@ -8,7 +8,6 @@ namespace host_service {
 namespace {
 
 using extension::BadgeAnswer;
-using extension::BadgeRule;
 using platform::FileURL;
 
 // A host is told of changes at most this often; what comes meanwhile is put together.
@@ -50,22 +49,6 @@ std::string keyOf(const FileURL& directory) {
 }
 
 platform::MenuHandle noMenu() { return platform::Menu::create(); }
-
-std::string_view nameOf(BadgeRule rule) {
-    switch (rule) {
-    case BadgeRule::outside:
-        break;
-    case BadgeRule::root:
-        return "root";
-    case BadgeRule::uploading:
-        return "uploading";
-    case BadgeRule::working:
-        return "working";
-    case BadgeRule::existing:
-        return "synced";
-    }
-    return "outside";
-}
 
 } // namespace
 
@@ -302,8 +285,8 @@ void HostService::catchUp() {
 // --- activations
 
 std::optional<std::uint64_t> HostService::activate(Activation activation, std::string& message) {
-    const std::string action(extension::actionOfItem(activation.item));
-    if (action.empty()) {
+    const extension::Command* command = extension::commandNamed(activation.item);
+    if (command == nullptr) {
         message = "There is no menu item \"" + activation.item + "\".";
         return std::nullopt;
     }
@@ -312,8 +295,8 @@ std::optional<std::uint64_t> HostService::activate(Activation activation, std::s
         const std::lock_guard guard(tablesLock);
         number = ++lastActivation;
     }
-    commandQueue.dispatch([this, action, number, activation = std::move(activation)] {
-        perform(action, fileURLs(activation.uris), activation,
+    commandQueue.dispatch([this, command, number, activation = std::move(activation)] {
+        perform(*command, fileURLs(activation.uris), activation,
                 [this, host = activation.host, number](const extension::CommandOutcome& outcome) {
                     sink->activationFinished(host, number, outcome);
                 });

@@ -12,6 +12,7 @@
 
 #include "extension/FinderSync.h"
 #include "extension/FinderSyncCommands.h"
+#include "extension/commands.h"
 #include "extension/selection_menu.h"
 #include "platform/FIFinderSync.h"
 #include "platform/ProcessLog.h"
@@ -101,7 +102,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
     // Runs one chosen item's action to its end, and calls `done` once, then or later, on any thread.
     using Done = std::function<void(const extension::CommandOutcome&)>;
     using Perform =
-        std::function<void(const std::string& action, const std::vector<platform::FileURL>& selection,
+        std::function<void(const extension::Command& command, const std::vector<platform::FileURL>& selection,
                            const Activation& activation, Done done)>;
 
     // All outlive this object. Activations run on the command queue, one after the other; menus, which ask

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <random>
+#include <set>
 
 namespace {
 
@@ -84,6 +86,20 @@ TEST(BadgeState, DecidesAsThePlainRulesDo) {
                 path, [&](std::string_view at, BadgeRule rule) { walked.emplace_back(at, rule); });
             ASSERT_EQ(walked, expected) << "seed " << seed << ", walk from " << path;
         }
+    }
+}
+
+TEST(Badges, EachIsDrawnAndToldApart) {
+    std::set<std::string_view> signs;
+    std::set<std::string_view> asciiSigns;
+    for (const extension::Badge& badge : extension::badges) {
+        for (const std::string folder : {DRAWINGS "/", DRAWINGS "/symbolic/"}) {
+            const std::filesystem::path image = folder + std::string(badge.imageFile);
+            EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(image).replace_extension("svg")))
+                << image;
+        }
+        EXPECT_TRUE(signs.insert(badge.sign).second && asciiSigns.insert(badge.asciiSign).second)
+            << badge.identifier;
     }
 }
 

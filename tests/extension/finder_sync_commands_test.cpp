@@ -1,6 +1,6 @@
 // The actions by themselves: what they ask, post, tell and come to, against a daemon whose every answer the
 // test decides.
-#include "extension/FinderSyncCommands.h"
+#include "extension/commands.h"
 #include "platform/Json.h"
 #include "tests/extension/ExtensionParts.h"
 
@@ -87,10 +87,10 @@ class FinderSyncCommandsTest : public testing::Test, protected support::Extensio
         request.destination = std::move(destination);
         return request;
     }
-    // What the action has come to.
+    // What the command of that title, key or action name has come to.
     std::string perform(const std::string& action, const CommandRequest& request) {
         std::string text = "(never done)";
-        commands->perform(action, request, [&text](const CommandOutcome& outcome) {
+        commands->perform(*extension::commandNamed(action), request, [&text](const CommandOutcome& outcome) {
             text = (outcome.succeeded ? "" : "failed: ") + outcome.message.english();
         });
         return text;
@@ -171,8 +171,8 @@ TEST_F(FinderSyncCommandsTest, AMoveIsConfirmedWhenTheItemsHaveGone) {
 TEST_F(FinderSyncCommandsTest, AskAndPostNothingWhereNothingCanCome) {
     const std::string silent = "failed: The sync service does not answer; nothing was done.";
     const std::string absent = "failed: The sync service is not running; nothing was done.";
-    for (const std::string action : {"startSync:", "moveToSpace:", "copyToSpace:", "stopSync:",
-                                     "excludeSync:", "includeSync:", "shareByEmail:", "copyPublicLink:"}) {
+    for (const extension::Command& command : extension::allCommands()) {
+        const std::string action(command.action);
         const bool isForOutside = action == "startSync:" || action.ends_with("Space:");
         const CommandRequest request = selecting({isForOutside ? "/o" : "/r"});
         daemon = Presence::silent;
@@ -181,7 +181,8 @@ TEST_F(FinderSyncCommandsTest, AskAndPostNothingWhereNothingCanCome) {
         daemon = Presence::absent;
         EXPECT_EQ(perform(action, request), absent) << action;
         // What needs no panel is posted all the same: a daemon that is just starting may hear it.
-        const bool isPosted = !extension::asksPerson(action, request) && action != "copyPublicLink:";
+        const bool isPosted =
+            !extension::asksPerson(*extension::commandNamed(action), request) && action != "copyPublicLink:";
         EXPECT_THAT(takePosted(), SizeIs(isPosted ? 1 : 0)) << action;
     }
     daemon = Presence::answering;
@@ -196,7 +197,6 @@ TEST_F(FinderSyncCommandsTest, AskAndPostNothingWhereNothingCanCome) {
               "failed: Left out, not in a synced folder or with a name that cannot be sent: /o, "
               "\"/r/\xEF\xBF\xBD\"");
     EXPECT_EQ(perform("stopSync:", selecting({})), "failed: Nothing is selected.");
-    EXPECT_EQ(perform("openSync:", selecting({"/r"})), "failed: There is no action \"openSync:\".");
     EXPECT_THAT(takePosted(), IsEmpty());
 }
 
@@ -208,9 +208,9 @@ TEST_F(FinderSyncCommandsTest, LinksAreCopiedAndBounded) {
     Texts outcomes;
     links.dispatch([&] { // what is asked for meanwhile waits for the end of this
         for (int i = 0; i < 17; ++i)
-            commands->copyPublicLink(selecting({"/r/d"}), [&outcomes](const CommandOutcome& outcome) {
-                outcomes.push_back(outcome.message.format);
-            });
+            commands->perform(
+                *extension::commandNamed("copyPublicLink:"), selecting({"/r/d"}),
+                [&outcomes](const CommandOutcome& outcome) { outcomes.push_back(outcome.message.format); });
         EXPECT_THAT(outcomes, ElementsAre("Too many public links are being asked for; try again when they "
                                           "have come."));
     });

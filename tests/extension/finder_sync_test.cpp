@@ -1,5 +1,6 @@
 // The extension object against recorded calls: what the daemon's notifications do to the badges, in which
 // order, and which menus selections get.
+#include "extension/commands.h"
 #include "tests/extension/ExtensionParts.h"
 
 #include <gmock/gmock.h>
@@ -198,16 +199,16 @@ TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
         Calls titles;
         for (const auto& item : top->submenu()->items()) {
             titles.push_back(item->title);
-            EXPECT_EQ(extension::actionOfItem(item->title), item->action);
-            EXPECT_EQ(extension::actionOfItem(item->keyEquivalent), item->action);
+            EXPECT_EQ(extension::commandNamed(item->title)->action, item->action);
+            EXPECT_EQ(extension::commandNamed(item->keyEquivalent)->action, item->action);
             EXPECT_EQ(item->image->name, "statusbaricon.png");
         }
         EXPECT_EQ(titles, expected) << testing::PrintToString(paths);
     }
     EXPECT_EQ(log.count("Selected Item not exists"), 2U);
     EXPECT_EQ(log.count("All In Sync: 0, not: 0, base: 0"), 1U);
-    EXPECT_EQ(extension::actionOfItem("copyPublicLink:"), "copyPublicLink:");
-    EXPECT_EQ(extension::actionOfItem("no such item"), "");
+    for (const char* name : {"no such item", ""})
+        EXPECT_EQ(extension::commandNamed(name), nullptr);
     images.hasImages = false;
     EXPECT_EQ(finderSync->menuForMenuKind(platform::FIMenuKind::toolbarItemMenu, {})->itemAtIndex(0)->image,
               nullptr);

@@ -50,11 +50,12 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
     void SetUp() override {
         disk.folders = {{"/r", {"d"}}, {"/r/d", {"f"}}};
         disk.files = {"/r/d/f", "/r/d/g"};
-        service.attach(finderSync, sink,
-                       [](const std::string& action, const std::vector<platform::FileURL>& selection,
-                          const auto&, const host_service::HostService::Done& done) {
-                           done({true, {action + "%@", {std::to_string(selection.size())}}});
-                       });
+        service.attach(
+            finderSync, sink,
+            [](const extension::Command& command, const std::vector<platform::FileURL>& selection,
+               const auto&, const host_service::HostService::Done& done) {
+                done({true, {std::string(command.action) + "%@", {std::to_string(selection.size())}}});
+            });
         uploads({});
         announced();
     }

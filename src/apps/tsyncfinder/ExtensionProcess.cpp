@@ -105,15 +105,15 @@ extension::CommandRequest requestOf(const host_service::Activation& activation,
 // An action that asks a person waits on a queue of its own, so that a panel left open holds up only other
 // panels.
 host_service::HostService::Perform performer(Process& process, extension::FinderSyncCommands& actions) {
-    return [&process, &actions](const std::string& action, const std::vector<platform::FileURL>& selection,
-                                const host_service::Activation& activation,
-                                const host_service::HostService::Done& done) {
+    return [&process, &actions](
+               const extension::Command& command, const std::vector<platform::FileURL>& selection,
+               const host_service::Activation& activation, const host_service::HostService::Done& done) {
         const extension::CommandRequest request = requestOf(activation, selection);
-        if (extension::asksPerson(action, request))
+        if (extension::asksPerson(command, request))
             process.panels.dispatch(
-                [&actions, action, request, done] { actions.perform(action, request, done); });
+                [&actions, &command, request, done] { actions.perform(command, request, done); });
         else
-            actions.perform(action, request, done);
+            actions.perform(command, request, done);
     };
 }
 

@@ -42,15 +42,15 @@ constexpr Branches asciiBranches{"|-- ", "`-- ", "|   ", "/..."};
 
 class Drawing {
   public:
-    Drawing(const std::map<std::string, std::string>& badgeLabels, const DrawingStyle& drawingStyle)
-        : labels(badgeLabels), style(drawingStyle),
+    Drawing(const BadgeLooks& badgeLooks, const DrawingStyle& drawingStyle)
+        : looks(badgeLooks), style(drawingStyle),
           branches(drawingStyle.isUnicode ? unicodeBranches : asciiBranches) {}
 
     void add(const TreeNode& node, std::string_view name, const std::string& branch,
              const std::string& indent) {
         text += branch + printableName(std::string(name));
         if (node.isCut) text += branches.cut;
-        const std::string badge = drawBadge(node.badge, labels, style);
+        const std::string badge = drawBadge(node.badge, looks, style);
         if (!badge.empty()) text += "  " + badge;
         text += '\n';
         for (const TreeNode& child : node.children) {
@@ -63,7 +63,7 @@ class Drawing {
     std::string text;
 
   private:
-    const std::map<std::string, std::string>& labels;
+    const BadgeLooks& looks;
     const DrawingStyle& style;
     const Branches& branches;
 };
@@ -86,9 +86,8 @@ TreeNode readTree(const std::string& path, unsigned depth) {
     return node;
 }
 
-std::string drawTree(const TreeNode& root, const std::map<std::string, std::string>& labels,
-                     const DrawingStyle& style) {
-    Drawing drawing(labels, style);
+std::string drawTree(const TreeNode& root, const BadgeLooks& looks, const DrawingStyle& style) {
+    Drawing drawing(looks, style);
     drawing.add(root, root.path, "", "");
     return drawing.text;
 }

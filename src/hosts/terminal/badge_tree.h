@@ -3,7 +3,6 @@
 
 #include "hosts/terminal/drawing.h"
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -30,9 +29,8 @@ void forEachNode(Node& node, Visit&& visit) {
         forEachNode(child, visit);
 }
 
-// The lines of the tree: branches, name, a mark and the badge's label; "/…" behind the name of a folder that
-// is cut. `labels` is by identifier.
-std::string drawTree(const TreeNode& root, const std::map<std::string, std::string>& labels,
-                     const DrawingStyle& style);
+// The lines of the tree: branches, name, and the badge; "/…" behind the name of a folder that
+// is cut.
+std::string drawTree(const TreeNode& root, const BadgeLooks& looks, const DrawingStyle& style);
 
 } // namespace hosts::terminal

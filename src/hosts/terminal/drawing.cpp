@@ -2,8 +2,6 @@
 
 #include "protocol/names.h"
 
-#include <algorithm>
-#include <array>
 #include <clocale>
 #include <cstdlib>
 #include <langinfo.h>
@@ -13,18 +11,6 @@
 
 namespace hosts::terminal {
 namespace {
-
-struct Mark {
-    std::string_view badge;
-    std::string_view sign; // told apart by its shape, not by colour alone
-    std::string_view ascii;
-    std::string_view colour; // SGR parameter
-};
-
-constexpr std::array marks{Mark{"tovik", "◆", "#", "34"}, Mark{"sync", "✔", "=", "32"},
-                           Mark{"upload", "▲", "^", "33"}, Mark{"update", "↻", "~", "36"},
-                           Mark{"error", "✖", "!", "31"}};
-constexpr Mark neutralMark{"", "●", "*", "0"};
 
 std::string_view valueOf(const char* variable) {
     const char* value = std::getenv(variable);
@@ -59,16 +45,12 @@ std::string printableName(const std::string& name) {
     return printable;
 }
 
-std::string drawBadge(const std::string& badge, const std::map<std::string, std::string>& labels,
-                      const DrawingStyle& style) {
+std::string drawBadge(const std::string& badge, const BadgeLooks& looks, const DrawingStyle& style) {
     if (badge.empty() || badge == FINDER_SYNC_BADGE_NONE || badge == FINDER_SYNC_BADGE_UNCHANGED) return {};
-    const auto* const known =
-        std::find_if(marks.begin(), marks.end(), [&badge](const Mark& mark) { return mark.badge == badge; });
-    const Mark& mark = known != marks.end() ? *known : neutralMark;
-    const auto label = labels.find(badge);
-    const std::string text = std::string(style.isUnicode ? mark.sign : mark.ascii) + " " +
-                             printableName(label != labels.end() ? label->second : badge);
-    return style.hasColors ? "\x1b[" + std::string(mark.colour) + "m" + text + "\x1b[0m" : text;
+    const auto known = looks.find(badge);
+    const BadgeLook look = known != looks.end() ? known->second : BadgeLook{badge};
+    const std::string text = (style.isUnicode ? look.sign : look.asciiSign) + " " + printableName(look.label);
+    return style.hasColors ? "\x1b[" + look.colour + "m" + text + "\x1b[0m" : text;
 }
 
 } // namespace hosts::terminal

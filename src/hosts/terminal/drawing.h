@@ -1,4 +1,4 @@
-// What the terminal shows, and what it can show: badges as a mark and a label, names, and the signs that a
+// What the terminal shows, and what it can show: badges as a sign and a label, names, and the signs that a
 // terminal without Unicode has in their place.
 #pragma once
 
@@ -16,10 +16,17 @@ struct DrawingStyle {
     static DrawingStyle ofStandardOutput();
 };
 
-// The mark and label of one badge; "" for none. `labels` is by identifier; a badge without a mark of its own
-// has a neutral one.
-std::string drawBadge(const std::string& badge, const std::map<std::string, std::string>& labels,
-                      const DrawingStyle& style);
+// How a badge looks; without signs of its own it has neutral ones.
+struct BadgeLook {
+    std::string label;
+    std::string sign = "●";
+    std::string asciiSign = "*";
+    std::string colour = "0"; // SGR parameter
+};
+using BadgeLooks = std::map<std::string, BadgeLook>; // by identifier
+
+// The sign and label of one badge; "" for none. One that is not known is shown by its identifier.
+std::string drawBadge(const std::string& badge, const BadgeLooks& looks, const DrawingStyle& style);
 
 // Control bytes of a name are shown as "?", so that a name cannot write to the terminal.
 std::string printableName(const std::string& name);

@@ -1,6 +1,7 @@
 #include "apps/tsyncfinder/terminal/BadgeWatch.h"
 
 #include "apps/tsyncfinder/terminal/paths.h"
+#include "extension/badges.h"
 #include "platform/FileURL.h"
 #include "platform/Json.h"
 #include "platform/Utf8.h"
@@ -43,9 +44,23 @@ std::vector<std::string> badgesOf(hosts::terminal::Extension& extension,
     return badges;
 }
 
+hosts::terminal::BadgeLooks looksOf(hosts::terminal::Extension& finder) {
+    hosts::terminal::BadgeLooks looks;
+    for (const auto& [identifier, label] : finder.badgeLabels())
+        looks[identifier].label = label;
+    for (const extension::Badge& badge : extension::badges) {
+        const auto look = looks.find(std::string(badge.identifier));
+        if (look == looks.end()) continue;
+        look->second.sign = badge.sign;
+        look->second.asciiSign = badge.asciiSign;
+        look->second.colour = badge.colour;
+    }
+    return looks;
+}
+
 BadgeWatch::BadgeWatch(hosts::terminal::Extension& finder, const std::vector<TreeNode>& trees, unsigned depth,
                        bool isJson)
-    : extension(finder), printsJson(isJson), labels(finder.badgeLabels()) {
+    : extension(finder), printsJson(isJson), looks(looksOf(finder)) {
     for (const TreeNode& tree : trees) {
         add(tree, depth);
         observeFolder(parentOf(tree.path)); // an item's own badge is announced in the folder that holds it
@@ -183,7 +198,7 @@ void BadgeWatch::print(const std::string& path, const std::string& badge, const 
     }
     std::string text = hosts::terminal::printableName(path);
     if (!what.empty()) text += "  " + std::string(what);
-    const std::string drawn = hosts::terminal::drawBadge(badge, labels, style);
+    const std::string drawn = hosts::terminal::drawBadge(badge, looks, style);
     if (!drawn.empty())
         text += "  " + drawn;
     else if (what.empty())

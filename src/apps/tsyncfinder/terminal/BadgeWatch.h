@@ -17,6 +17,9 @@ namespace apps::tsyncfinder::terminal {
 std::vector<std::string> badgesOf(hosts::terminal::Extension& extension,
                                   const std::vector<std::string>& paths);
 
+// How the badges look: the labels of the extension that runs, the signs that this program knows.
+hosts::terminal::BadgeLooks looksOf(hosts::terminal::Extension& extension);
+
 class BadgeWatch {
   public:
     // The trees as they were printed, each read to that depth. With JSON each line is an object.
@@ -47,7 +50,7 @@ class BadgeWatch {
     hosts::terminal::Extension& extension;
     const hosts::terminal::DrawingStyle style = hosts::terminal::DrawingStyle::ofStandardOutput();
     const bool printsJson;
-    std::map<std::string, std::string> labels;
+    const hosts::terminal::BadgeLooks looks;
     std::map<std::string, Item> items;  // by path
     std::set<std::string> observed;     // folders
     std::vector<std::string> toObserve; // before the watch has begun

@@ -58,10 +58,10 @@ int showBadges(hosts::terminal::Extension& extension, const Arguments& arguments
             });
         std::cout << platform::jsonDescription(items) << '\n';
     } else {
-        const auto labels = extension.badgeLabels();
+        const auto looks = looksOf(extension);
         const auto style = hosts::terminal::DrawingStyle::ofStandardOutput();
         for (const TreeNode& tree : trees)
-            std::cout << hosts::terminal::drawTree(tree, labels, style);
+            std::cout << hosts::terminal::drawTree(tree, looks, style);
     }
     flushLines();
     if (arguments.watches && !trees.empty())

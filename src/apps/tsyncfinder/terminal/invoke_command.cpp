@@ -1,6 +1,6 @@
 #include "apps/tsyncfinder/terminal/commands.h"
 #include "apps/tsyncfinder/terminal/paths.h"
-#include "extension/selection_menu.h"
+#include "extension/commands.h"
 #include "hosts/terminal/menu_text.h"
 #include "platform/Json.h"
 #include "platform/Utf8.h"
@@ -20,7 +20,9 @@ std::string offeredItem(const std::vector<hosts::terminal::MenuEntry>& menu, con
     if (menu.empty()) return item;
     if (const hosts::terminal::MenuEntry* entry = hosts::terminal::itemNamed(menu, item))
         return item == entry->key || item == entry->action ? item : entry->title;
-    return extension::hasMenuItem(item) ? "" : item; // the extension knows what is no item at all
+    const extension::Command* command = extension::commandNamed(item);
+    return command != nullptr && !command->title.empty() ? ""
+                                                         : item; // the extension knows what is none at all
 }
 
 } // namespace
