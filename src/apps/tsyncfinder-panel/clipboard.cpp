@@ -1,4 +1,5 @@
 #include "apps/tsyncfinder-panel/run_panels.h"
+#include "apps/tsyncfinder-panel/standard_output.h"
 #include "backends/qt/texts.h"
 
 #include <QApplication>
@@ -6,7 +7,6 @@
 #include <QLabel>
 #include <QTimer>
 #include <QWindow>
-#include <cstdlib>
 
 namespace apps::panel {
 namespace {
@@ -15,18 +15,18 @@ constexpr int waitForFocus = 1500; // milliseconds
 
 } // namespace
 
-int runClipboard(const ClipboardRequest& request) {
+int runClipboard(const panels::ClipboardRequest& request) {
     QClipboard* clipboard = QGuiApplication::clipboard();
     const QString text = QString::fromStdString(request.text);
-    int status = EXIT_FAILURE;
+    int status = panels::PanelExit::notWritten;
     bool isDone = false;
     const auto put = [&] {
         if (isDone) return;
         isDone = true;
         clipboard->setText(text);
         const bool isWritten = clipboard->ownsClipboard() || clipboard->text() == text;
-        status = isWritten ? EXIT_SUCCESS : EXIT_FAILURE;
-        writeAnswer({{"written", isWritten}});
+        status = isWritten ? panels::PanelExit::answered : panels::PanelExit::notWritten;
+        writeAnswer(panels::lineOf(panels::ClipboardAnswer{isWritten}));
         if (!isWritten) {
             QCoreApplication::exit(status);
             return;

@@ -1,9 +1,10 @@
 // tsyncfinder-panel: one panel, asked for on standard input and answered on standard output, then it ends.
-#include "apps/tsyncfinder-panel/panel_request.h"
 #include "apps/tsyncfinder-panel/run_panels.h"
+#include "apps/tsyncfinder-panel/standard_output.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/qt/drawing.h"
 #include "backends/qt/texts.h"
+#include "panels/PanelMessages.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -15,9 +16,6 @@
 #include <variant>
 
 namespace {
-
-constexpr int unusableRequest = 2;
-constexpr int noDisplay = 3;
 
 constexpr auto usage =
     "tsyncfinder-panel: shows one panel of the TSyncFinder extension.\n"
@@ -41,18 +39,18 @@ int main(int argumentCount, char** arguments) {
         const bool asksForHelp =
             std::strcmp(arguments[1], "--help") == 0 || std::strcmp(arguments[1], "-h") == 0;
         (asksForHelp ? std::cout : std::cerr) << usage;
-        return asksForHelp ? EXIT_SUCCESS : unusableRequest;
+        return asksForHelp ? EXIT_SUCCESS : panels::PanelExit::unusableRequest;
     }
     const std::string input{std::istreambuf_iterator<char>(std::cin), {}};
-    const std::variant<Request, std::string> read = requestOfJson(input);
+    const auto read = panels::panelRequestOfJson(input);
     if (const auto* problem = std::get_if<std::string>(&read)) {
-        writeAnswer({{"response", 0}, {"error", *problem}});
-        return unusableRequest;
+        writeAnswer(panels::lineOf(panels::Refusal{*problem}));
+        return panels::PanelExit::unusableRequest;
     }
-    const Request& request = std::get<Request>(read);
+    const auto& request = std::get<panels::PanelRequest>(read);
     if (!hasDisplay()) {
-        writeAnswer({{"response", 0}, {"error", "there is no display"}});
-        return noDisplay;
+        writeAnswer(panels::lineOf(panels::Refusal{"there is no display"}));
+        return panels::PanelExit::noDisplay;
     }
     if (!request.activationToken.empty()) {
         setenv("XDG_ACTIVATION_TOKEN", request.activationToken.c_str(), 1); // Wayland
@@ -66,9 +64,9 @@ int main(int argumentCount, char** arguments) {
     QApplication::setDesktopFileName(QStringLiteral("tsyncfinder"));
     QApplication::setPalette(backends::qt::withReadablePlaceholders(QApplication::palette()));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("tsyncfinder")));
-    if (const auto* destination = std::get_if<DestinationRequest>(&request.panel))
+    if (const auto* destination = std::get_if<panels::DestinationRequest>(&request.panel))
         return runDestinationPanel(request, *destination, log);
-    if (const auto* share = std::get_if<ShareRequest>(&request.panel))
+    if (const auto* share = std::get_if<panels::ShareRequest>(&request.panel))
         return runSharePanel(request, *share, log);
-    return runClipboard(std::get<ClipboardRequest>(request.panel));
+    return runClipboard(std::get<panels::ClipboardRequest>(request.panel));
 }

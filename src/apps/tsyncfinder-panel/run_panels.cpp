@@ -1,6 +1,7 @@
 #include "apps/tsyncfinder-panel/run_panels.h"
 
 #include "apps/tsyncfinder-panel/DaemonDirectories.h"
+#include "apps/tsyncfinder-panel/standard_output.h"
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/RequestBus.h"
@@ -43,11 +44,7 @@ class FirstFrame final : public QObject {
             window->removeEventFilter(this);
             // The frame goes to the screen when all of it is painted, before the next turn of the loop.
             QMetaObject::invokeMethod(
-                window,
-                [] {
-                    writeLine({{"shown", true}});
-                },
-                Qt::QueuedConnection);
+                window, [] { writeLine(panels::lineOf(panels::Shown{})); }, Qt::QueuedConnection);
         }
         return false;
     }
@@ -63,7 +60,7 @@ void placeOver(QWidget& dialog, unsigned long parentWindow) {
 
 } // namespace
 
-int runDestinationPanel(const Request& request, const DestinationRequest& destination,
+int runDestinationPanel(const panels::PanelRequest& request, const panels::DestinationRequest& destination,
                         platform::ProcessLog& log) {
     backends::qt::MainQueue mainQueue;
     backends::posix::GuardedFileSystem fileSystem;
@@ -72,22 +69,22 @@ int runDestinationPanel(const Request& request, const DestinationRequest& destin
     backends::dbus::RequestBus requests(replies, localCenter);
     DaemonDirectories directories(requests, mainQueue, log);
     backends::qt::SavePanelDialog dialog(directories, mainQueue, fileSystem, log);
-    dialog.setCommand(destination.command);
-    if (destination.command == backends::qt::DestinationCommand::sync)
+    dialog.setPurpose(destination.purpose);
+    if (destination.purpose == panels::DestinationPurpose::sync)
         dialog.panel().setForSync(destination.paths.front());
     else
         dialog.panel().setForArchive(destination.paths);
-    placeOver(dialog, request.parentWindow);
+    placeOver(dialog, request.parentXWindow());
     new FirstFrame(dialog);
     const int response = dialog.runModal();
-    platform::Dictionary answer{{"response", response}};
-    if (response != panels::cancelResponse && dialog.panel().selectedPath())
-        answer["path"] = *dialog.panel().selectedPath();
-    writeAnswer(answer);
-    return EXIT_SUCCESS;
+    panels::DestinationAnswer answer;
+    if (response != panels::cancelResponse) answer.path = dialog.panel().selectedPath();
+    writeAnswer(panels::lineOf(answer));
+    return panels::PanelExit::answered;
 }
 
-int runSharePanel(const Request& request, const ShareRequest& share, platform::ProcessLog& log) {
+int runSharePanel(const panels::PanelRequest& request, const panels::ShareRequest& share,
+                  platform::ProcessLog& log) {
     backends::qt::MainQueue mainQueue;
     backends::posix::GuardedFileSystem fileSystem;
 #ifdef TSYNCFINDER_CONTACTS
@@ -108,23 +105,21 @@ int runSharePanel(const Request& request, const ShareRequest& share, platform::P
     const auto send = [&](const std::string& name, const platform::Dictionary& payload) {
         posted = center && daemon_client::postCommand(*center, log, name, payload);
     };
-    std::vector<std::string> recipients;
+    panels::ShareAnswer answer;
     {
         backends::posix::SerialQueue background("panel-sender"); // runs dry when it goes
         backends::qt::ShareByEmailDialog dialog({addressBook, mainQueue, background, fileSystem, log, send},
                                                 share.path);
         dialog.controller().setAllPathsInSync(share.allPathsInSync);
         dialog.controller().shareFile({{"path", share.path}, {"isDir", share.isDirectory}});
-        placeOver(dialog, request.parentWindow);
+        placeOver(dialog, request.parentXWindow());
         new FirstFrame(dialog);
         dialog.runModal();
-        if (dialog.controller().hasSent()) recipients = dialog.recipients();
+        if (dialog.controller().hasSent()) answer.recipients = dialog.recipients();
     }
-    platform::Array addresses(recipients.begin(), recipients.end());
-    writeAnswer({{"response", recipients.empty() ? panels::cancelResponse : panels::okResponse},
-                 {"sent", posted},
-                 {"recipients", std::move(addresses)}});
-    return EXIT_SUCCESS;
+    answer.isSent = posted;
+    writeAnswer(panels::lineOf(answer));
+    return panels::PanelExit::answered;
 }
 
 } // namespace apps::panel

@@ -14,15 +14,13 @@
 namespace backends::panel_process {
 namespace {
 
-using platform::Dictionary;
-using platform::Value;
+using panels::PanelLine;
+using panels::PanelRequest;
 using posix::ChildProcess;
 
 // A panel stands within a blink; a display that does not answer for so long will not.
 constexpr std::chrono::seconds waitForPanel{30};
 constexpr std::chrono::seconds waitForClipboard{10};
-
-constexpr int noDisplayStatus = 3; // of the panel program
 
 constexpr const char* cannotAsk = "The window to choose in could not be shown; nothing was sent.";
 constexpr const char* noDisplay = "There is no display to choose on; nothing was sent.";
@@ -53,29 +51,21 @@ std::vector<std::string> environmentFor(const platform::Display& display) {
     return entries;
 }
 
-std::optional<Dictionary> objectIn(const std::optional<std::string>& line) {
-    std::optional<Value> value = line ? platform::valueOfJson(*line) : std::nullopt;
-    return value && value->dictionary() != nullptr ? std::optional(std::move(*value->dictionary()))
-                                                   : std::nullopt;
+std::optional<PanelLine> readLine(ChildProcess& child, std::optional<ChildProcess::Deadline> bound) {
+    const std::optional<std::string> line = child.readLine(bound);
+    return line ? PanelLine::ofJson(*line) : std::nullopt;
 }
 
-bool isTrue(const Dictionary& object, std::string_view key) {
-    const Value* value = platform::find(object, key);
-    return value != nullptr && value->boolean() != nullptr && *value->boolean();
-}
-
-const std::string* textIn(const Dictionary& object, std::string_view key) {
-    const Value* value = platform::find(object, key);
-    return value != nullptr ? value->string() : nullptr;
-}
-
-// 0 is a cancel; what is no number counts as one.
-bool isConfirmed(const Dictionary& answer) {
-    const Value* response = platform::find(answer, "response");
-    if (response == nullptr) return false;
-    if (const auto* number = response->signedInteger()) return *number != 0;
-    const auto* number = response->unsignedInteger();
-    return number != nullptr && *number != 0;
+panels::DestinationPurpose purposeOf(extension::DestinationPurpose purpose) {
+    switch (purpose) {
+    case extension::DestinationPurpose::sync:
+        return panels::DestinationPurpose::sync;
+    case extension::DestinationPurpose::move:
+        return panels::DestinationPurpose::move;
+    case extension::DestinationPurpose::copy:
+        return panels::DestinationPurpose::copy;
+    }
+    return panels::DestinationPurpose::archive;
 }
 
 } // namespace
@@ -94,26 +84,28 @@ PanelProcess::Answer PanelProcess::problem(const std::string& logText, const cha
     return {{}, platform::DisplayText{text, {}}};
 }
 
-PanelProcess::Answer PanelProcess::ask(Dictionary request, const platform::Display& display) {
-    if (!display.activationToken.empty()) request["activationToken"] = display.activationToken;
-    if (!display.parentWindow.empty()) request["parentWindow"] = display.parentWindow;
-    const std::optional<std::string> text = platform::jsonText(request);
+PanelProcess::Answer PanelProcess::ask(PanelRequest request, const platform::Display& display) {
+    request.activationToken = display.activationToken;
+    request.parentWindow = display.parentWindow;
+    const platform::Dictionary object = panels::objectOf(request);
+    const std::optional<std::string> text = platform::jsonText(object);
     if (!text)
-        return problem("a name is not UTF-8: " + platform::jsonDescription(request),
+        return problem("a name is not UTF-8: " + platform::jsonDescription(object),
                        "A name that is not UTF-8 cannot be sent.");
     try {
         const auto child = start(display, true);
         const auto bound = std::chrono::steady_clock::now() + waitForPanel;
         child->write(*text, bound);
-        std::optional<Dictionary> answer = objectIn(child->readLine(bound));
-        if (answer && isTrue(*answer, "shown")) {
-            answer = objectIn(child->readLine(std::nullopt));
+        std::optional<PanelLine> answer = readLine(*child, bound);
+        if (answer && answer->isShown()) {
+            answer = readLine(*child, std::nullopt);
             if (!answer) return problem("the panel ended without an answer", cannotAsk);
         }
-        if (answer && platform::find(*answer, "error") == nullptr) return {std::move(*answer), {}};
-        if (answer && child->wait() == noDisplayStatus) return problem("there is no display", noDisplay);
-        const std::string* error = answer ? textIn(*answer, "error") : nullptr;
-        return problem(error != nullptr ? *error : "the panel program gave no answer", cannotAsk);
+        if (!answer) return problem("the panel program gave no answer", cannotAsk);
+        const std::optional<panels::Refusal> refusal = answer->refusal();
+        if (!refusal) return {std::move(*answer), {}};
+        if (child->wait() == panels::PanelExit::noDisplay) return problem("there is no display", noDisplay);
+        return problem(refusal->error, cannotAsk);
     } catch (const std::system_error& error) {
         return problem(error.what(), cannotAsk);
     }
@@ -123,50 +115,40 @@ extension::DestinationAnswer PanelProcess::chooseRemoteDestination(extension::De
                                                                    const extension::CommandRequest& request) {
     const bool forArchive = purpose != extension::DestinationPurpose::sync;
     if (auto given = givenDestination(forArchive, request)) return std::move(*given);
-    platform::Array paths;
+    panels::DestinationRequest question{purposeOf(purpose), {}};
     for (const platform::FileURL& item : request.selection) {
         // Of several items the panel says only how many they are.
-        paths.emplace_back(request.selection.size() == 1 || platform::isUtf8(item.path()) ? item.path() : "");
+        question.paths.push_back(request.selection.size() == 1 || platform::isUtf8(item.path()) ? item.path()
+                                                                                                : "");
         if (!forArchive) break;
     }
-    Dictionary question{{"panel", "destination"}, {"sync", !forArchive}, {"paths", std::move(paths)}};
-    if (forArchive) question["mode"] = purpose == extension::DestinationPurpose::move ? "move" : "copy";
-    Answer answer = ask(std::move(question), request.display);
-    const std::string* path = textIn(answer.values, "path");
-    return {isConfirmed(answer.values) && path != nullptr ? std::optional(*path) : std::nullopt,
-            std::move(answer.problem)};
+    Answer answer = ask({std::move(question), {}, {}}, request.display);
+    return {answer.line.destination().path, std::move(answer.problem)};
 }
 
 extension::ShareAnswer PanelProcess::shareByEmail(bool isDirectory,
                                                   const daemon_client::SyncPathTable& allPathsInSync,
                                                   const extension::CommandRequest& request) {
     if (auto given = givenRecipients(request)) return std::move(*given);
-    Dictionary table;
+    panels::ShareRequest question{request.selection.front().path(), isDirectory, {}};
     for (const auto& [remote, local] : allPathsInSync)
-        if (platform::isUtf8(remote) && platform::isUtf8(local)) table.emplace(remote, local);
-    Answer answer = ask({{"panel", "share"},
-                         {"path", request.selection.front().path()},
-                         {"isDir", isDirectory},
-                         {"allPathsInSync", std::move(table)}},
-                        request.display);
-    extension::ShareAnswer result{{}, true, isTrue(answer.values, "sent"), std::move(answer.problem)};
-    const Value* recipients = platform::find(answer.values, "recipients");
-    if (isConfirmed(answer.values) && recipients != nullptr && recipients->array() != nullptr)
-        for (const Value& recipient : *recipients->array())
-            if (recipient.string() != nullptr) result.recipients.push_back(*recipient.string());
-    return result;
+        if (platform::isUtf8(remote) && platform::isUtf8(local))
+            question.allPathsInSync.emplace(remote, local);
+    Answer answer = ask({std::move(question), {}, {}}, request.display);
+    panels::ShareAnswer share = answer.line.share();
+    return {std::move(share.recipients), true, share.isSent, std::move(answer.problem)};
 }
 
 bool PanelProcess::setString(const std::string& text, const platform::Display& display) {
     const std::optional<std::string> request =
-        platform::jsonText(Dictionary{{"panel", "clipboard"}, {"text", text}});
+        platform::jsonText(panels::objectOf({panels::ClipboardRequest{text}, {}, {}}));
     if (!request) return false;
     try {
         auto child = start(display, false);
         const auto bound = std::chrono::steady_clock::now() + waitForClipboard;
         child->write(*request, bound);
-        const std::optional<Dictionary> answer = objectIn(child->readLine(bound));
-        if (!answer || !isTrue(*answer, "written")) return false;
+        const std::optional<PanelLine> answer = readLine(*child, bound);
+        if (!answer || !answer->clipboard().isWritten) return false;
         const std::lock_guard guard(holdersLock);
         // The former holder ends when the clipboard is taken over from it.
         std::erase_if(clipboardHolders, [](const auto& holder) { return holder->hasEnded(); });

@@ -10,6 +10,7 @@
 
 #include "backends/posix/ChildProcess.h"
 #include "extension/Panels.h"
+#include "panels/PanelMessages.h"
 #include "platform/Pasteboard.h"
 #include "platform/ProcessLog.h"
 #include "platform/Value.h"
@@ -34,11 +35,11 @@ class PanelProcess final : public extension::Panels, public platform::Pasteboard
 
   private:
     struct Answer {
-        platform::Dictionary values; // empty: the panel counts as cancelled
+        panels::PanelLine line; // empty: the panel counts as cancelled
         std::optional<platform::DisplayText> problem;
     };
     std::unique_ptr<posix::ChildProcess> start(const platform::Display& display, bool endsWithParent) const;
-    Answer ask(platform::Dictionary request, const platform::Display& display);
+    Answer ask(panels::PanelRequest request, const platform::Display& display);
     // One log line, and the problem as the person reads it.
     Answer problem(const std::string& logText, const char* text);
 

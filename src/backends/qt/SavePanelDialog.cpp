@@ -13,6 +13,9 @@
 #include <QVBoxLayout>
 
 namespace backends::qt {
+
+using panels::DestinationPurpose;
+
 namespace {
 
 constexpr double windowWidth = 480; // points
@@ -53,7 +56,6 @@ void SavePanelDialog::build() {
                         QSizePolicy::Preferred); // it is cut to the window, not the reverse
     again = new QPushButton(shown("Try again"), this);
     again->setObjectName(QStringLiteral("again"));
-    again->setAutoDefault(false);
     auto* below = new QHBoxLayout;
     below->addWidget(warning);
     below->addWidget(line, 1);
@@ -66,7 +68,6 @@ void SavePanelDialog::build() {
     ok->setDefault(true);
     QPushButton* cancel = buttons->addButton(shown("Cancel"), QDialogButtonBox::RejectRole);
     cancel->setObjectName(QStringLiteral("cancel"));
-    cancel->setAutoDefault(false); // Enter is OK, also while OK is still disabled
     connect(cancel, &QPushButton::clicked, this, [this] { logic->cancelClicked(); });
 
     auto* layout = new QVBoxLayout(this);
@@ -78,7 +79,7 @@ void SavePanelDialog::build() {
     layout->addLayout(below);
     layout->addStretch();
     layout->addWidget(buttons);
-    setCommand(DestinationCommand::archive);
+    setPurpose(DestinationPurpose::archive);
     showLine();
     resize(pixels(windowWidth), sizeHint().height());
 }
@@ -88,27 +89,28 @@ int SavePanelDialog::runModal() {
     logic->awakeFromNib();
     jumpBar->focusLastLabel();
     // What was left to the main queue, the message for one, stands before the window is shown: one that grew
-    // before the window manager has placed it would ask to stay where it is made, in the corner of the screen.
+    // before the window manager has placed it would ask to stay where it is made, in the corner of the
+    // screen.
     QCoreApplication::sendPostedEvents(QCoreApplication::instance(), QEvent::MetaCall);
     return exec();
 }
 
-void SavePanelDialog::setCommand(DestinationCommand command) {
+void SavePanelDialog::setPurpose(DestinationPurpose purpose) {
     const char* title = "Choose a Destination";
     const char* confirmation = "OK";
-    switch (command) {
-    case DestinationCommand::sync:
+    switch (purpose) {
+    case DestinationPurpose::sync:
         title = confirmation = "Start sync";
         break;
-    case DestinationCommand::move:
+    case DestinationPurpose::move:
         title = "Move to Space";
         confirmation = "Move";
         break;
-    case DestinationCommand::copy:
+    case DestinationPurpose::copy:
         title = "Copy to Space";
         confirmation = "Copy";
         break;
-    case DestinationCommand::archive:
+    case DestinationPurpose::archive:
         break;
     }
     setWindowTitle(shown(title));

@@ -4,6 +4,7 @@
 // that the chosen folder is a new one, or the path where the bar has no room for its names. Main thread only.
 #pragma once
 
+#include "panels/DestinationPurpose.h"
 #include "panels/TSFPSavePanel.h"
 
 #include <QDialog>
@@ -16,9 +17,6 @@ namespace backends::qt {
 
 class JumpBarWidget;
 
-// What the person chose in the menu; the window and its OK button are named after it.
-enum class DestinationCommand { sync, move, copy, archive /* one of the last two, it is not known which */ };
-
 class SavePanelDialog final : public QDialog, private panels::TSFPSavePanelView {
     Q_OBJECT
   public:
@@ -27,7 +25,7 @@ class SavePanelDialog final : public QDialog, private panels::TSFPSavePanelView 
                     platform::FileSystem& fileSystem, platform::ProcessLog& log);
     ~SavePanelDialog() override;
 
-    void setCommand(DestinationCommand command);
+    void setPurpose(panels::DestinationPurpose purpose); // the window and its OK button are named after it
 
     // To be configured before the window runs, and read after it.
     panels::TSFPSavePanel& panel() { return *logic; }
