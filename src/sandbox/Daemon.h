@@ -17,10 +17,10 @@
 
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/ProcessLog.h"
-#include "sandbox/Listing.h"
 #include "sandbox/Space.h"
 #include "sandbox/State.h"
 #include "sandbox/Uploader.h"
+#include "sandbox/listing.h"
 
 #include <filesystem>
 #include <mutex>

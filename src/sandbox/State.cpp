@@ -3,6 +3,7 @@
 #include "platform/Json.h"
 #include "sandbox/Space.h"
 #include "sandbox/paths.h"
+#include "sandbox/placement.h"
 
 #include <algorithm>
 #include <fstream>
@@ -102,13 +103,11 @@ bool saveState(const State& state, const fs::path& file, platform::ProcessLog& l
         {"excluded", platform::Array(state.excluded.begin(), state.excluded.end())},
     };
     const fs::path beside = file.string() + ".new";
-    std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
-    // Every path in it was taken from a message, so it is UTF-8 and the text exists.
-    stream << platform::jsonText(entries).value() << '\n';
-    stream.close();
     std::error_code error;
-    if (stream) fs::rename(beside, file, error);
-    if (!stream || error) {
+    // Every path in it was taken from a message, so it is UTF-8 and the text exists.
+    const bool isWritten = writeToDisk(beside, platform::jsonText(entries).value() + '\n');
+    if (isWritten) fs::rename(beside, file, error);
+    if (!isWritten || error) {
         log.error("Cannot write the state to ", file.string(), "; a restart will not know the last change");
         return false;
     }

@@ -22,14 +22,18 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view stagingName = ".tsyncquenz-sandbox-incoming-";
 
-// On the disk before the folder that it names is made.
-bool writeNote(const fs::path& note, const std::string& text) {
-    const Descriptor file(::open(note.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-    return file && ::write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-           ::fsync(file.get()) == 0;
-}
-
 } // namespace
+
+bool writeToDisk(const fs::path& path, std::string_view text) {
+    const Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!file) return false;
+    while (!text.empty()) {
+        const ssize_t written = ::write(file.get(), text.data(), text.size());
+        if (written < 0 && errno != EINTR) return false;
+        if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return ::fsync(file.get()) == 0;
+}
 
 bool renameWithoutReplacing(const fs::path& from, const fs::path& to) {
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
@@ -55,7 +59,8 @@ StagingFolder::StagingFolder(const fs::path& beside, fs::path noteFile, platform
     for (int number = 1; path.empty(); ++number) {
         const fs::path wanted =
             beside / (std::string(stagingName) + std::to_string(::getpid()) + "-" + std::to_string(number));
-        if (writeNote(note, wanted.string()) && ::mkdir(wanted.c_str(), 0700) == 0) {
+        // The note first: a folder without one would stay for ever.
+        if (writeToDisk(note, wanted.string()) && ::mkdir(wanted.c_str(), 0700) == 0) {
             path = wanted;
         } else if (errno != EEXIST) {
             log.error("Cannot receive anything in ", beside.string(), ": ", std::strerror(errno));

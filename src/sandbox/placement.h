@@ -1,4 +1,5 @@
-// How an item that is whole gets its place in a folder of the person: at once, and never over another one.
+// What is on the disk whole or not at all: how an item gets its place in a folder of the person, at once and
+// never over another one, and how a small file is written.
 #pragma once
 
 #include "platform/ProcessLog.h"
@@ -7,6 +8,10 @@
 #include <string_view>
 
 namespace sandbox {
+
+// Replaces a file's content, and returns when it is on the disk. False, with errno, when it is not; half of
+// it may be there then.
+bool writeToDisk(const std::filesystem::path& path, std::string_view text);
 
 // Renames within one file system; what is at the new place stays. False, with errno: EEXIST when it is taken.
 // A file system that cannot do it in one step (renameat2(2), RENAME_NOREPLACE) gives a file a second name

@@ -45,7 +45,7 @@ class DaemonTest : public testing::Test {
     std::optional<Daemon> daemon;
 };
 
-TEST_F(DaemonTest, copiesAPairFileByFileTellsOfEachAndKnowsItAfterARestart) {
+TEST_F(DaemonTest, CopiesAPairFileByFileTellsOfEachAndKnowsItAfterARestart) {
     const std::string first = temporary.write("docs/a.txt", "first");
     temporary.write("docs/sub/b.txt", "second");
     temporary.write("docs/empty", "");
@@ -82,7 +82,7 @@ TEST_F(DaemonTest, copiesAPairFileByFileTellsOfEachAndKnowsItAfterARestart) {
     EXPECT_EQ(contentOf(arrived("/Space/Docs/a.txt")), "longer than before");
 }
 
-TEST_F(DaemonTest, stopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
+TEST_F(DaemonTest, StopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
     big();
     run(slow);
     daemon->startSync(docs(), "/Docs");
@@ -96,7 +96,7 @@ TEST_F(DaemonTest, stopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
     EXPECT_TRUE(daemon->allPathsInSync().empty());
 }
 
-TEST_F(DaemonTest, takesNothingForDeletedThatItCannotRead) {
+TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
     temporary.write("docs/closed/kept", "1");
     temporary.write("docs/gone", "");
     const AsNobody nobody(temporary.path());
@@ -117,7 +117,7 @@ TEST_F(DaemonTest, takesNothingForDeletedThatItCannotRead) {
     daemon.reset();
 }
 
-TEST_F(DaemonTest, aDeletedFolderLeavesTheRootOfAnotherPairThere) {
+TEST_F(DaemonTest, ADeletedFolderLeavesTheRootOfAnotherPairThere) {
     temporary.write("docs/sub/f", "f");
     temporary.write("spaces/g", "g"); // beside "space"
     run();
@@ -155,7 +155,7 @@ TEST_F(DaemonTest, aDeletedFolderLeavesTheRootOfAnotherPairThere) {
 
 // What is half received is seen by nobody: not in the person's folder, nor by the look at a synced one; and
 // nothing is left of it, however the process ends.
-TEST_F(DaemonTest, downloadsWholeItemsOrNothing) {
+TEST_F(DaemonTest, DownloadsWholeItemsOrNothing) {
     temporary.write("space/Album/a", "1");
     temporary.write("space/Album/b/big", std::string(25 * slow, 'x'));
     fs::create_directory(temporary / "docs");
@@ -191,7 +191,7 @@ TEST_F(DaemonTest, downloadsWholeItemsOrNothing) {
     EXPECT_EQ(std::distance(fs::directory_iterator(arrived("/Docs")), {}), 2) << "half an item went up";
 }
 
-TEST_F(DaemonTest, leavesOutWhatIsExcludedUntilItIsIncluded) {
+TEST_F(DaemonTest, LeavesOutWhatIsExcludedUntilItIsIncluded) {
     big();
     temporary.write("docs/tmp/t", "t");
     run(slow);
@@ -209,7 +209,7 @@ TEST_F(DaemonTest, leavesOutWhatIsExcludedUntilItIsIncluded) {
     EXPECT_FALSE(fs::exists(arrived("/Docs/big")));
 }
 
-TEST_F(DaemonTest, pausesInTheMiddleOfAFileAndAlsoOverARestart) {
+TEST_F(DaemonTest, PausesInTheMiddleOfAFileAndAlsoOverARestart) {
     big();
     run(slow);
     daemon->startSync(docs(), "/Docs");
@@ -228,7 +228,7 @@ TEST_F(DaemonTest, pausesInTheMiddleOfAFileAndAlsoOverARestart) {
 }
 
 // Editors save by giving a new file the old one's name; other programs take their time to write.
-TEST_F(DaemonTest, aMoveTakesNothingAwayThatWasNotCopied) {
+TEST_F(DaemonTest, AMoveTakesNothingAwayThatWasNotCopied) {
     const std::string file = temporary.write("docs/letter", "as it was");
     const TransferControl whileSaved{
         1, [](std::uint64_t) { return true; },
@@ -260,7 +260,7 @@ TEST_F(DaemonTest, aMoveTakesNothingAwayThatWasNotCopied) {
     EXPECT_TRUE(fs::is_symlink(link)) << "what did not arrive stays";
 }
 
-TEST_F(DaemonTest, replacesNothingInTheSpaceForGoodThatDidNotComeFromThere) {
+TEST_F(DaemonTest, ReplacesNothingInTheSpaceForGoodThatDidNotComeFromThere) {
     const std::string file = temporary.write("docs/a.txt", "here");
     temporary.write("space/Docs/a.txt", "from elsewhere");
     temporary.write("state/cache/Docs/a.txt", "an older copy");

@@ -33,7 +33,7 @@ class RequestsTest : public testing::Test {
     backends::posix::SerialQueue slowQueue{"slow-test"};
 };
 
-TEST_F(RequestsTest, answersItsMessages) {
+TEST_F(RequestsTest, AnswersItsMessages) {
     Requests requests(daemon, {}, queue, slowQueue, log, [] { FAIL(); });
     for (const char* folder : {"space/Docs/in", "space/Other/in", "space/The third"})
         fs::create_directories(temporary / folder);
@@ -51,7 +51,7 @@ TEST_F(RequestsTest, answersItsMessages) {
 
 // Paths that climb out, that lead out through a link, that name the space itself or no path at all: each is
 // refused in one line, and nothing has changed anywhere.
-TEST_F(RequestsTest, refusesHostilePathsWithOneLineEach) {
+TEST_F(RequestsTest, RefusesHostilePathsWithOneLineEach) {
     support::RecordingLog errors;
     errors.lowest = platform::LogLevel::error;
     Daemon strict{{temporary / "strict", temporary / "strict-state", {}}, center, errors};
@@ -123,7 +123,7 @@ TEST_F(RequestsTest, refusesHostilePathsWithOneLineEach) {
     EXPECT_EQ(contentOf(kept) + contentOf(temporary / "strict/in"), "keptin");
 }
 
-TEST_F(RequestsTest, misbehavesAsTold) {
+TEST_F(RequestsTest, MisbehavesAsTold) {
     int deaths = 0;
     Requests requests(daemon, {.latency = {}, .silent = {"getSyncStatus:"}, .diesAfter = 2}, queue, slowQueue,
                       log, [&deaths] { ++deaths; });
@@ -134,7 +134,7 @@ TEST_F(RequestsTest, misbehavesAsTold) {
     EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(RequestsTest, actsOnCommandMessagesAndSurvivesMalformedOnes) {
+TEST_F(RequestsTest, ActsOnCommandMessagesAndSurvivesMalformedOnes) {
     const Commands commands(daemon, center, queue, log);
     const auto send = [this](const char* name, std::optional<std::string> object) {
         center.post({name, std::move(object), {}});

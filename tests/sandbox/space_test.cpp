@@ -10,7 +10,7 @@
 namespace sandbox {
 namespace {
 
-TEST(Space, takesAPathIntoItsPlainFormOrRefusesIt) {
+TEST(Space, TakesAPathIntoItsPlainFormOrRefusesIt) {
     const std::map<std::string, std::optional<std::string>> cases{
         {"/", "/"},
         {"//", "/"},
@@ -29,7 +29,7 @@ TEST(Space, takesAPathIntoItsPlainFormOrRefusesIt) {
 }
 
 // By whole components, and never out of the tree: neither by the path nor through a link.
-TEST(Space, staysInItsFolder) {
+TEST(Space, StaysInItsFolder) {
     EXPECT_TRUE(isAtOrBelow("/a/b", "/a") && isAtOrBelow("/a", "/a") && isAtOrBelow("/a", "/"));
     EXPECT_FALSE(isAtOrBelow("/ab", "/a"));
     const TemporaryFolder temporary;
@@ -46,7 +46,7 @@ TEST(Space, staysInItsFolder) {
     EXPECT_EQ(std::distance(fs::directory_iterator(temporary / "out"), {}), 1);
 }
 
-TEST(Space, tellsFilesApartByTheNanosecond) {
+TEST(Space, TellsFilesApartByTheNanosecond) {
     const TemporaryFolder temporary;
     const Space space(temporary / "space");
     const std::string file = temporary.write("space/file", "four");
@@ -56,7 +56,7 @@ TEST(Space, tellsFilesApartByTheNanosecond) {
     EXPECT_FALSE(space.holds("/file", 4, {100, 4}) || space.isNewer("/file", {100, 5}));
 }
 
-TEST(Space, findsFreeNamesAndBelongsToOneProcess) {
+TEST(Space, FindsFreeNamesAndBelongsToOneProcess) {
     const TemporaryFolder temporary;
     const Space space(temporary / "space");
     temporary.write("space/file.tar.gz", "");
@@ -67,7 +67,7 @@ TEST(Space, findsFreeNamesAndBelongsToOneProcess) {
     EXPECT_THROW(Space(temporary / "space"), fs::filesystem_error);
 }
 
-TEST(State, isOneJsonObjectAndABrokenOneIsKept) {
+TEST(State, IsOneJsonObjectAndABrokenOneIsKept) {
     const TemporaryFolder temporary;
     support::RecordingLog log;
     State state;

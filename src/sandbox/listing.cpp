@@ -1,4 +1,4 @@
-#include "sandbox/Listing.h"
+#include "sandbox/listing.h"
 
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/FileAttributes.h"
