@@ -36,7 +36,7 @@ TSFPSavePanel::~TSFPSavePanel() {
 void TSFPSavePanel::setLocalPathVariables(const std::vector<std::string>& localPaths) {
     if (localPaths.empty()) return;
     if (localPaths.size() > 1) {
-        _possibleRemoteFolderName = "/";
+        _possibleRemoteFolderName.emplace(1, '/');
         return;
     }
     const std::string& path = localPaths.front();

@@ -22,7 +22,8 @@ DirSnapshot snapshotOf(const Space& space, const std::string& folder, bool recur
     dirsnapshot::InitializationOptions options;
     options.emplace(dirsnapshot::DirSnapshotInitializationNoRecursive, !recursive);
     DirSnapshot snapshot = DirSnapshot::initWithDirectoryPath(log, folder, options);
-    if (folder == space.folder()) snapshot.removeItemAtPath("/" + space.privateFolder().filename().string());
+    if (folder == space.folder())
+        snapshot.removeItemAtPath(remoteChild("/", space.privateFolder().filename().string()));
     return snapshot;
 }
 

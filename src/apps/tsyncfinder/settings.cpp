@@ -97,7 +97,7 @@ SettingsRead readSettings() {
         if (text && allows(setting, *text))
             held = *text;
         else
-            read.complaints.push_back("\"" + std::string(setting.key) + "\" is one of: " + valuesOf(setting) +
+            read.complaints.push_back('"' + std::string(setting.key) + "\" is one of: " + valuesOf(setting) +
                                       "; it counts as " + held + " and not as " +
                                       platform::jsonDescription(*value) + ": " + settingsFile());
     }

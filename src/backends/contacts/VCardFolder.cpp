@@ -76,15 +76,16 @@ bool isLine(std::string_view line, std::string_view upperCase) {
 std::vector<std::string> cardsIn(std::string_view content) {
     if (content.starts_with("\xEF\xBB\xBF")) content.remove_prefix(3); // a byte order mark
     std::vector<std::string> cards;
-    std::optional<std::size_t> begin;
+    constexpr std::size_t none = std::string_view::npos;
+    std::size_t begin = none;
     for (std::size_t at = 0; at < content.size();) {
         const std::size_t end = std::min(content.find('\n', at), content.size());
         const std::string_view line = content.substr(at, end - at);
         if (isLine(line, "BEGIN:VCARD")) {
             begin = at;
-        } else if (begin && isLine(line, "END:VCARD")) {
-            cards.emplace_back(content.substr(*begin, end - *begin));
-            begin.reset();
+        } else if (begin != none && isLine(line, "END:VCARD")) {
+            cards.emplace_back(content.substr(begin, end - begin));
+            begin = none;
         }
         at = end + 1;
     }
