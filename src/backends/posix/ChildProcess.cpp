@@ -21,6 +21,7 @@ constexpr int cannotRun = 127; // as a shell says it
 
 // Between fork and exec only what is safe in a signal handler (signal-safety(7)): another thread may have
 // held any lock at the moment of the fork.
+// NOLINTNEXTLINE(readability-function-size): all that may be looked at after the fork
 [[noreturn]] void becomeProgram(const char* program, char* const* arguments, char* const* environment,
                                 int standardInput, int standardOutput, bool endsWithParent, pid_t parent) {
     if (endsWithParent) {

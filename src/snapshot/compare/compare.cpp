@@ -220,6 +220,7 @@ void _addToPathsArray(const char* path, char*** array, uint64_t* capacity, uint6
     addPath(Borrowed(array, capacity, count).collected(), path);
 }
 
+// NOLINTNEXTLINE(readability-function-size): the interface has its outputs one by one
 void _findChanges(const DSNode* current, const DSNode* previous, char*** added, uint64_t* addedCapacity,
                   uint64_t* addedCount, char*** deleted, uint64_t* deletedCapacity, uint64_t* deletedCount,
                   char*** modified, uint64_t* modifiedCapacity, uint64_t* modifiedCount) {
@@ -243,6 +244,7 @@ void _findAddedUpdatedUnchangedFiles(const DSNode* walked, const DSNode* other, 
 
 using namespace snapshot;
 
+// NOLINTNEXTLINE(readability-function-size): the interface has its outputs one by one
 void DSNodeCompareSnapshots(const DSNode* current, const DSNode* previous, char*** added,
                             uint64_t* addedCount, char*** deleted, uint64_t* deletedCount, char*** modified,
                             uint64_t* modifiedCount) noexcept {
@@ -250,6 +252,7 @@ void DSNodeCompareSnapshots(const DSNode* current, const DSNode* previous, char*
                                    modifiedCount, nullptr, nullptr, 0);
 }
 
+// NOLINTNEXTLINE(readability-function-size): the interface has its outputs one by one
 void DSNodeCompareSnapshotsWithSHA1(const DSNode* current, const DSNode* previous, char*** added,
                                     uint64_t* addedCount, char*** deleted, uint64_t* deletedCount,
                                     char*** modified, uint64_t* modifiedCount, char*** unchanged,

@@ -33,6 +33,7 @@ size_t roomForName(size_t length) {
 
 size_t bytesOf(size_t nameLength) { return sizeof(Block) + roomForName(nameLength) + sizeof(DSList); }
 
+// NOLINTNEXTLINE(readability-function-size): the fields of a node
 DSNode* createIn(void* memory, std::string_view name, int64_t size, int64_t modifiedTime, int64_t startedTime,
                  uint8_t type, uint32_t flags) {
     auto* block = static_cast<Block*>(memory);
