@@ -1,0 +1,387 @@
+#include "service/LocalSide.h"
+
+#include "service/names.h"
+
+#include <linux/openat2.h>
+#include <openssl/evp.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace service {
+namespace {
+
+constexpr const char* markFile = "root"; // in the private folder
+constexpr std::size_t markLength = 32;   // hexadecimal digits
+
+class File {
+  public:
+    explicit File(int number) : file(number) {}
+    File(File&& other) noexcept : file(std::exchange(other.file, -1)) {}
+    ~File() {
+        if (file >= 0) ::close(file);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    explicit operator bool() const { return file >= 0; }
+    int operator*() const { return file; }
+    int release() { return std::exchange(file, -1); }
+
+  private:
+    int file;
+};
+
+Failure failureOf(int error, const std::string& path) {
+    Trouble trouble = Trouble::other;
+    if (error == ENOENT || error == ENOTDIR || error == ELOOP) trouble = Trouble::missing;
+    if (error == EACCES || error == EPERM || error == EROFS) trouble = Trouble::refused;
+    if (error == ENOSPC || error == EDQUOT) trouble = Trouble::full;
+    return {trouble, path + ": " + std::generic_category().message(error)};
+}
+
+File openBelow(int folder, const char* path, int flags, mode_t mode = 0) {
+    open_how how{};
+    how.flags = static_cast<unsigned>(flags | O_CLOEXEC);
+    how.mode = mode;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
+    for (;;) {
+        const long file = ::syscall(SYS_openat2, folder, path, &how, sizeof how);
+        if (file >= 0 || (errno != EINTR && errno != EAGAIN)) return File(static_cast<int>(file));
+    }
+}
+
+constexpr unsigned wantedFields =
+    STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_CTIME | STATX_INO | STATX_BTIME;
+
+std::int64_t nanoseconds(const statx_timestamp& time) {
+    return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
+}
+
+LocalRecord recordOf(const struct statx& status) {
+    LocalRecord record;
+    record.size = status.stx_size;
+    record.modified = nanoseconds(status.stx_mtime);
+    record.changed = nanoseconds(status.stx_ctime);
+    record.inode = status.stx_ino;
+    record.born = (status.stx_mask & STATX_BTIME) != 0 ? nanoseconds(status.stx_btime) : 0;
+    return record;
+}
+
+// 0, or the error.
+int statusOf(int folder, const char* name, struct statx& status) {
+    const int flags = AT_SYMLINK_NOFOLLOW | (*name == '\0' ? AT_EMPTY_PATH : 0);
+    return ::statx(folder, name, flags, wantedFields, &status) == 0 ? 0 : errno;
+}
+
+LocalItem itemOf(std::string path, const struct statx& status) {
+    LocalItem item;
+    item.path = std::move(path);
+    item.record = recordOf(status);
+    if (S_ISREG(status.stx_mode)) {
+        item.shape = Shape::file;
+    } else if (S_ISDIR(status.stx_mode)) {
+        item.shape = Shape::folder;
+        item.record.size = 0;
+    } else {
+        item.shape = Shape::unknown;
+        item.reason = S_ISLNK(status.stx_mode) ? "a symbolic link" : "neither a file nor a folder";
+    }
+    return item;
+}
+
+LocalItem unknownItem(std::string path, int error) {
+    LocalItem item;
+    item.path = std::move(path);
+    item.shape = Shape::unknown;
+    item.reason = std::generic_category().message(error);
+    return item;
+}
+
+std::string joined(const std::string& folder, std::string_view name) {
+    return folder.empty() ? std::string(name) : folder + "/" + std::string(name);
+}
+
+std::string randomHex() {
+    std::array<unsigned char, markLength / 2> bytes{};
+    for (std::size_t have = 0; have < bytes.size();) {
+        const ssize_t count = ::getrandom(bytes.data() + have, bytes.size() - have, 0);
+        if (count > 0) have += static_cast<std::size_t>(count);
+    }
+    static constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const unsigned char byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+struct DirectoryCloser {
+    void operator()(DIR* stream) const { ::closedir(stream); }
+};
+
+int renameAt(int folder, const char* name, int toFolder, const char* to, unsigned flags) {
+    return ::renameat2(folder, name, toFolder, to, flags) == 0 ? 0 : errno;
+}
+
+// What a file that takes another's place takes along of it: who may do what with it, and its attributes. The
+// first error counts for nothing: a file system may hold less.
+void takeAlong(int from, int to) {
+    struct stat status {};
+    if (::fstat(from, &status) == 0) {
+        if (::fchown(to, status.st_uid, status.st_gid) != 0)
+            (void)::fchown(to, static_cast<uid_t>(-1), status.st_gid);
+        (void)::fchmod(to, status.st_mode & 07777);
+    }
+    std::array<char, 65536> names{};
+    const ssize_t length = ::flistxattr(from, names.data(), names.size());
+    for (ssize_t at = 0; at < length;) {
+        const char* const name = names.data() + at;
+        at += static_cast<ssize_t>(std::char_traits<char>::length(name)) + 1;
+        std::array<char, 65536> value{};
+        const ssize_t size = ::fgetxattr(from, name, value.data(), value.size());
+        if (size >= 0) (void)::fsetxattr(to, name, value.data(), static_cast<std::size_t>(size), 0);
+    }
+}
+
+// Whether nobody has the file open for writing: then a lease on reading is granted.
+bool isAtRest(int file) {
+    if (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) return errno != EAGAIN; // no leases here: nothing is known
+    ::fcntl(file, F_SETLEASE, F_UNLCK);
+    return true;
+}
+
+} // namespace
+
+LocalSide::LocalSide(std::filesystem::path folder) : root(std::move(folder)) {
+    rootFile = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (rootFile < 0)
+        throw std::filesystem::filesystem_error("cannot be opened", root, {errno, std::generic_category()});
+}
+
+LocalSide::~LocalSide() { ::close(rootFile); }
+
+std::optional<std::string> LocalSide::mark() const {
+    const std::string path = joined(std::string(privatePrefix), markFile);
+    const File file = openBelow(rootFile, path.c_str(), O_RDONLY);
+    if (!file) return std::nullopt;
+    std::array<char, markLength> text{};
+    const ssize_t count = ::read(*file, text.data(), text.size());
+    if (count != static_cast<ssize_t>(text.size())) return std::nullopt;
+    return std::string(text.data(), text.size());
+}
+
+Outcome<std::string> LocalSide::setMark() {
+    const std::string prefix(privatePrefix);
+    if (::mkdirat(rootFile, prefix.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, prefix);
+    const std::string text = randomHex();
+    const std::string path = joined(prefix, markFile);
+    const File file = openBelow(rootFile, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (!file || ::write(*file, text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
+        ::fsync(*file) != 0)
+        return failureOf(errno, path);
+    return text;
+}
+
+Outcome<std::vector<LocalItem>> LocalSide::look(const std::string& below, const IsLeftOut& isLeftOut,
+                                                const std::stop_token& stop) const {
+    std::vector<LocalItem> items;
+    // A folder that cannot be read, or not to its end, is unknown with all below it.
+    const auto becomesUnknown = [&items](std::size_t index, int error) {
+        items[index].shape = Shape::unknown;
+        items[index].reason = std::generic_category().message(error);
+    };
+    constexpr std::size_t top = static_cast<std::size_t>(-1);
+    std::vector<std::size_t> folders{top}; // by their indexes
+    while (!folders.empty()) {
+        if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
+        const std::size_t index = folders.back();
+        folders.pop_back();
+        const std::string folder = index == top ? below : items[index].path;
+        File opened = openBelow(rootFile, folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
+        std::unique_ptr<DIR, DirectoryCloser> stream(opened ? ::fdopendir(*opened) : nullptr);
+        if (!stream) {
+            if (index == top) return failureOf(errno, folder);
+            becomesUnknown(index, errno);
+            continue;
+        }
+        const int number = opened.release();
+        for (;;) {
+            errno = 0;
+            const dirent* const entry = ::readdir(stream.get());
+            if (!entry) {
+                if (errno != 0 && index == top) return failureOf(errno, folder);
+                if (errno != 0) becomesUnknown(index, errno);
+                break;
+            }
+            const std::string_view name = entry->d_name;
+            if (name == "." || name == ".." || isPrivate(name)) continue;
+            std::string path = joined(folder, name);
+            if (isLeftOut && isLeftOut(path)) continue;
+            struct statx status {};
+            const int error = statusOf(number, entry->d_name, status);
+            if (error == ENOENT) continue; // gone meanwhile
+            items.push_back(error != 0 ? unknownItem(std::move(path), error)
+                                       : itemOf(std::move(path), status));
+            if (items.back().shape == Shape::folder) folders.push_back(items.size() - 1);
+        }
+    }
+    return items;
+}
+
+std::optional<LocalItem> LocalSide::lookAt(const std::string& path) const {
+    std::string name;
+    const File folder(openFolderOf(path, name));
+    if (!folder) {
+        if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return std::nullopt;
+        return unknownItem(path, errno);
+    }
+    struct statx status {};
+    const int error = statusOf(*folder, name.c_str(), status);
+    if (error == ENOENT) return std::nullopt;
+    return error != 0 ? unknownItem(path, error) : itemOf(path, status);
+}
+
+Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& expected) const {
+    const File file = openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOATIME);
+    const File readable =
+        file || errno != EPERM ? File(-1) : openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK);
+    const int number = file ? *file : *readable;
+    if (number < 0) return failureOf(errno, path);
+    struct statx status {};
+    if (statusOf(number, "", status) != 0 || !(recordOf(status) == expected))
+        return Failure{Trouble::missing, path + " has changed"};
+    const std::unique_ptr<EVP_MD_CTX, decltype(&::EVP_MD_CTX_free)> context(::EVP_MD_CTX_new(),
+                                                                            ::EVP_MD_CTX_free);
+    ::EVP_DigestInit_ex(context.get(), ::EVP_sha1(), nullptr);
+    std::vector<unsigned char> buffer(std::size_t{1} << 18);
+    for (;;) {
+        const ssize_t count = ::read(number, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return failureOf(errno, path);
+        if (count == 0) break;
+        ::EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(count));
+    }
+    if (statusOf(number, "", status) != 0 || !(recordOf(status) == expected))
+        return Failure{Trouble::missing, path + " has changed"};
+    Digest digest{};
+    unsigned int length = 0;
+    ::EVP_DigestFinal_ex(context.get(), digest.data(), &length);
+    return digest;
+}
+
+// The folder of an item, and the item's name in it. -1 with errno when the folder is not there.
+int LocalSide::openFolderOf(const std::string& path, std::string& name) const {
+    const std::size_t slash = path.rfind('/');
+    name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
+    return openBelow(rootFile, folder.c_str(), O_RDONLY | O_DIRECTORY).release();
+}
+
+Outcome<std::filesystem::path> LocalSide::incoming(const std::string& path) const {
+    std::string name;
+    const File folder(openFolderOf(path, name));
+    if (!folder) return failureOf(errno, path);
+    const std::size_t slash = path.rfind('/');
+    const std::string place = slash == std::string::npos ? "" : path.substr(0, slash);
+    return root / joined(place, std::string(privatePrefix) + "-in-" + randomHex());
+}
+
+Outcome<LocalRecord> LocalSide::place(const std::filesystem::path& incoming, const std::string& path,
+                                      const std::optional<LocalRecord>& replaced) const {
+    std::string name;
+    const File folder(openFolderOf(path, name));
+    if (!folder) return failureOf(errno, path);
+    const std::string hidden = incoming.filename().string();
+    const File fresh = openBelow(*folder, hidden.c_str(), O_RDONLY);
+    if (!fresh) return failureOf(errno, path);
+    const auto isPlanned = [&](const char* at) {
+        struct statx status {};
+        // The exchange itself is a change of the inode.
+        if (statusOf(*folder, at, status) != 0 || !S_ISREG(status.stx_mode)) return false;
+        const LocalRecord now = recordOf(status);
+        return now.size == replaced->size && now.modified == replaced->modified &&
+               now.inode == replaced->inode;
+    };
+    if (replaced) {
+        const File old = openBelow(*folder, name.c_str(), O_RDONLY | O_NONBLOCK);
+        if (!old || !isPlanned(name.c_str())) return Failure{Trouble::missing, path + " has changed"};
+        if (!isAtRest(*old)) return Failure{Trouble::refused, path + " is being written"};
+        takeAlong(*old, *fresh);
+    }
+    if (::fsync(*fresh) != 0) return failureOf(errno, path);
+    if (!replaced) {
+        if (const int error = renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_NOREPLACE))
+            return failureOf(error, path);
+    } else if (const int error = renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_EXCHANGE)) {
+        // A file system that cannot exchange: the old one is moved out of the way first.
+        if (error != EINVAL && error != ENOSYS) return failureOf(error, path);
+        const std::string aside = hidden + "-old";
+        if (const int moved = renameAt(*folder, name.c_str(), *folder, aside.c_str(), RENAME_NOREPLACE))
+            return failureOf(moved, path);
+        const bool planned = isPlanned(aside.c_str());
+        if (!planned || renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_NOREPLACE) != 0) {
+            renameAt(*folder, aside.c_str(), *folder, name.c_str(), RENAME_NOREPLACE);
+            return Failure{Trouble::missing, path + " has changed"};
+        }
+        renameAt(*folder, aside.c_str(), *folder, hidden.c_str(), RENAME_NOREPLACE);
+    } else if (!isPlanned(hidden.c_str())) {
+        renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_EXCHANGE); // it was another one: back
+        return Failure{Trouble::missing, path + " has changed"};
+    }
+    ::fsync(*folder);
+    struct statx status {};
+    if (const int error = statusOf(*fresh, "", status)) return failureOf(error, path);
+    if (replaced) {
+        const std::size_t slash = path.rfind('/');
+        // Where it cannot be kept (another file system below the folder) it stays beside, under its private
+        // name.
+        (void)keep(joined(slash == std::string::npos ? "" : path.substr(0, slash), hidden));
+    }
+    return recordOf(status);
+}
+
+Outcome<Done> LocalSide::makeFolder(const std::string& path) const {
+    std::string name;
+    const File folder(openFolderOf(path, name));
+    if (!folder || ::mkdirat(*folder, name.c_str(), 0777) != 0) return failureOf(errno, path);
+    return Done{};
+}
+
+Outcome<Done> LocalSide::move(const std::string& path, const std::string& to) const {
+    std::string name;
+    std::string newName;
+    const File folder(openFolderOf(path, name));
+    if (!folder) return failureOf(errno, path);
+    const File newFolder(openFolderOf(to, newName));
+    if (!newFolder) return failureOf(errno, to);
+    if (const int error = renameAt(*folder, name.c_str(), *newFolder, newName.c_str(), RENAME_NOREPLACE))
+        return failureOf(error, to);
+    return Done{};
+}
+
+Outcome<Done> LocalSide::keep(const std::string& path) const {
+    const std::string prefix(privatePrefix);
+    const std::string kept = joined(prefix, "kept");
+    if (::mkdirat(rootFile, prefix.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, prefix);
+    if (::mkdirat(rootFile, kept.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, kept);
+    const std::size_t slash = path.rfind('/');
+    std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const auto now =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch());
+    return move(path, joined(kept, std::to_string(now.count()) + "-" + randomHex().substr(0, 8) + "-" +
+                                       name.substr(0, 200)));
+}
+
+} // namespace service

@@ -1,0 +1,93 @@
+// A pair's folder on this machine: what is in it, and the few changes that a sync makes there.
+//
+// Paths are relative to the folder, components joined by "/", bytes. No operation follows a link, at the end
+// of a path or above it (openat2(2), RESOLVE_BENEATH and RESOLVE_NO_SYMLINKS), and none replaces anything but
+// what it was told is there: who changes an item at the same time keeps what he wrote.
+//
+// A folder is known by a mark of its own in its private folder, not by its place: another disk may be mounted
+// there, and every file system's root has the same inode.
+//
+// Threads: any; what it knows lies on the disk.
+#pragma once
+
+#include "service/Outcome.h"
+#include "service/plan.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+namespace service {
+
+// What this machine tells of an item. Two equal ones stand for the same content, once the file has rested.
+struct LocalRecord {
+    std::uint64_t size = 0;
+    std::int64_t modified = 0; // nanoseconds since 1970
+    std::int64_t changed = 0;  // of the inode
+    std::uint64_t inode = 0;
+    std::int64_t born = 0; // 0: the file system does not tell
+    friend bool operator==(const LocalRecord&, const LocalRecord&) = default;
+};
+
+struct LocalItem {
+    std::string path;
+    Shape shape = Shape::file; // unknown: a link, a device, or what cannot be looked at
+    LocalRecord record;
+    std::string reason; // of an unknown one, for a person
+};
+
+class LocalSide {
+  public:
+    // Raises std::filesystem::filesystem_error when the folder cannot be opened.
+    explicit LocalSide(std::filesystem::path folder);
+    ~LocalSide();
+    LocalSide(const LocalSide&) = delete;
+    LocalSide& operator=(const LocalSide&) = delete;
+
+    const std::filesystem::path& folder() const { return root; }
+
+    // The folder's mark; none when it has none. `setMark` makes one.
+    std::optional<std::string> mark() const;
+    Outcome<std::string> setMark();
+
+    // Whether a name in a folder, by its path, is left out with all below it.
+    using IsLeftOut = std::function<bool(const std::string& path)>;
+    // Everything at and below a folder ("" is the whole pair's), a folder before what is in it, in no further
+    // order. Private names are left out. A failure is one of the folder itself; what lies deeper and cannot
+    // be read is unknown.
+    Outcome<std::vector<LocalItem>> look(const std::string& below, const IsLeftOut& isLeftOut,
+                                         const std::stop_token& stop) const;
+    // One item; none when it is not there. An error is unknown.
+    std::optional<LocalItem> lookAt(const std::string& path) const;
+
+    // The content's digest. Fails when the file is not as the record says, before or after.
+    Outcome<Digest> digest(const std::string& path, const LocalRecord& expected) const;
+
+    // Where a file that comes down is written first: in the folder of `path`, with a private name.
+    Outcome<std::filesystem::path> incoming(const std::string& path) const;
+    // Puts such a file in its place, on the disk for certain when this returns. Without `replaced` the name
+    // is free, or this fails; else the file of that record takes its mode, owner and attributes along to the
+    // new one and goes into the private folder of kept ones. A file that somebody writes to stays: then, as
+    // when it is another one, this fails and has changed nothing.
+    Outcome<LocalRecord> place(const std::filesystem::path& incoming, const std::string& path,
+                               const std::optional<LocalRecord>& replaced) const;
+
+    // Fails when anything is there. The folder above is there.
+    Outcome<Done> makeFolder(const std::string& path) const;
+    // Renames; fails when anything is at the new name.
+    Outcome<Done> move(const std::string& path, const std::string& to) const;
+    // Into the private folder of kept ones, from where a person can take it.
+    Outcome<Done> keep(const std::string& path) const;
+
+  private:
+    int openFolderOf(const std::string& path, std::string& name) const;
+
+    std::filesystem::path root;
+    int rootFile = -1;
+};
+
+} // namespace service

@@ -1,0 +1,267 @@
+#include "service/PairStore.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string_view>
+
+namespace service {
+namespace {
+
+// Keys hold no control characters, so the lowest of them in place of the separator makes the order of the
+// bytes the order of the components.
+constexpr char storedSeparator = '\x01';
+
+std::string stored(std::string path) {
+    std::replace(path.begin(), path.end(), '/', storedSeparator);
+    return path;
+}
+std::string loaded(std::string path) {
+    std::replace(path.begin(), path.end(), storedSeparator, '/');
+    return path;
+}
+
+[[noreturn]] void fail(sqlite3* database) { throw std::runtime_error(::sqlite3_errmsg(database)); }
+
+// A prepared statement with its values; positions count from 1, columns from 0.
+class Statement {
+  public:
+    Statement(sqlite3* owner, const char* sql) : database(owner) {
+        if (::sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK) fail(database);
+    }
+    ~Statement() { ::sqlite3_finalize(statement); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    Statement& bind(std::string_view bytes) {
+        ::sqlite3_bind_blob64(statement, ++position, bytes.data(), bytes.size(), SQLITE_TRANSIENT);
+        return *this;
+    }
+    Statement& bind(std::int64_t number) {
+        ::sqlite3_bind_int64(statement, ++position, number);
+        return *this;
+    }
+    bool step() {
+        const int result = ::sqlite3_step(statement);
+        column = -1;
+        if (result != SQLITE_ROW && result != SQLITE_DONE) fail(database);
+        return result == SQLITE_ROW;
+    }
+    std::string bytes() {
+        const auto* const data = static_cast<const char*>(::sqlite3_column_blob(statement, ++column));
+        const auto size = static_cast<std::size_t>(::sqlite3_column_bytes(statement, column));
+        return data ? std::string(data, size) : std::string();
+    }
+    std::int64_t number() { return ::sqlite3_column_int64(statement, ++column); }
+
+  private:
+    sqlite3* database;
+    sqlite3_stmt* statement = nullptr;
+    int position = 0;
+    int column = -1;
+};
+
+constexpr const char* itemColumns =
+    "shape, digest, here_size, here_modified, here_changed, here_inode, here_born, "
+    "there_size, there_modified, there_id, here_name, there_name";
+
+void bindItem(Statement& statement, const AgreedItem& item) {
+    statement.bind(static_cast<std::int64_t>(item.shape))
+        .bind(std::string_view(reinterpret_cast<const char*>(item.digest.data()), item.digest.size()))
+        .bind(static_cast<std::int64_t>(item.here.size))
+        .bind(item.here.modified)
+        .bind(item.here.changed)
+        .bind(static_cast<std::int64_t>(item.here.inode))
+        .bind(item.here.born)
+        .bind(static_cast<std::int64_t>(item.there.size))
+        .bind(item.there.modified)
+        .bind(item.there.id)
+        .bind(item.hereName)
+        .bind(item.thereName);
+}
+
+AgreedItem readItem(Statement& row) {
+    AgreedItem item;
+    item.shape = row.number() == static_cast<std::int64_t>(Shape::folder) ? Shape::folder : Shape::file;
+    const std::string digest = row.bytes();
+    std::copy_n(digest.begin(), std::min(digest.size(), item.digest.size()), item.digest.begin());
+    item.here.size = static_cast<std::uint64_t>(row.number());
+    item.here.modified = row.number();
+    item.here.changed = row.number();
+    item.here.inode = static_cast<std::uint64_t>(row.number());
+    item.here.born = row.number();
+    item.there.size = static_cast<std::uint64_t>(row.number());
+    item.there.modified = row.number();
+    item.there.id = row.bytes();
+    item.hereName = row.bytes();
+    item.thereName = row.bytes();
+    return item;
+}
+
+// Undone when it goes without having been committed.
+class Transaction {
+  public:
+    explicit Transaction(sqlite3* owner) : database(owner) { run("BEGIN IMMEDIATE"); }
+    ~Transaction() {
+        if (open) ::sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    void commit() {
+        run("COMMIT");
+        open = false;
+    }
+
+  private:
+    void run(const char* sql) {
+        if (::sqlite3_exec(database, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(database);
+    }
+    sqlite3* database;
+    bool open = true;
+};
+
+} // namespace
+
+void PairStore::Closer::operator()(sqlite3* open) const { ::sqlite3_close(open); }
+
+PairStore::PairStore(const std::filesystem::path& file) {
+    sqlite3* opened = nullptr;
+    const int result = ::sqlite3_open(file.c_str(), &opened);
+    database.reset(opened);
+    if (result != SQLITE_OK) fail(opened);
+    ::sqlite3_busy_timeout(opened, 5000);
+    run("PRAGMA journal_mode = WAL");
+    run("PRAGMA synchronous = FULL"); // what was agreed on must not come before the file that it speaks of
+    run("CREATE TABLE IF NOT EXISTS agreed (path BLOB PRIMARY KEY, shape INTEGER, digest BLOB, here_size "
+        "INTEGER,"
+        " here_modified INTEGER, here_changed INTEGER, here_inode INTEGER, here_born INTEGER, there_size "
+        "INTEGER,"
+        " there_modified INTEGER, there_id BLOB, here_name BLOB, there_name BLOB) WITHOUT ROWID");
+    run("CREATE TABLE IF NOT EXISTS journal (number INTEGER PRIMARY KEY, step INTEGER, path BLOB, "
+        "remote_path BLOB,"
+        " private_path BLOB, trash_path BLOB, shape INTEGER, digest BLOB, here_size INTEGER, here_modified "
+        "INTEGER,"
+        " here_changed INTEGER, here_inode INTEGER, here_born INTEGER, there_size INTEGER, there_modified "
+        "INTEGER,"
+        " there_id BLOB, here_name BLOB, there_name BLOB)");
+    run("CREATE TABLE IF NOT EXISTS facts (name BLOB PRIMARY KEY, value BLOB) WITHOUT ROWID");
+}
+
+PairStore::~PairStore() = default;
+
+void PairStore::run(const char* sql) const {
+    if (::sqlite3_exec(database.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(database.get());
+}
+
+void PairStore::forEach(const std::function<void(const std::string&, const AgreedItem&)>& visit) const {
+    Statement rows(database.get(),
+                   (std::string("SELECT path, ") + itemColumns + " FROM agreed ORDER BY path").c_str());
+    while (rows.step()) {
+        const std::string path = loaded(rows.bytes());
+        visit(path, readItem(rows));
+    }
+}
+
+std::optional<AgreedItem> PairStore::at(const std::string& path) const {
+    Statement row(database.get(),
+                  (std::string("SELECT ") + itemColumns + " FROM agreed WHERE path = ?").c_str());
+    row.bind(stored(path));
+    if (!row.step()) return std::nullopt;
+    return readItem(row);
+}
+
+void PairStore::agreeNow(const std::string& path, const AgreedItem& item) {
+    const std::string key = stored(path);
+    if (item.shape != Shape::folder)
+        Statement(database.get(), "DELETE FROM agreed WHERE path > ? AND path < ?")
+            .bind(key + storedSeparator)
+            .bind(key + static_cast<char>(storedSeparator + 1))
+            .step();
+    Statement row(database.get(),
+                  "INSERT OR REPLACE INTO agreed VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    row.bind(key);
+    bindItem(row, item);
+    row.step();
+}
+
+void PairStore::agree(const std::string& path, const AgreedItem& item) {
+    Transaction change(database.get());
+    agreeNow(path, item);
+    change.commit();
+}
+
+void PairStore::forget(const std::string& path) {
+    const std::string key = stored(path);
+    Statement(database.get(), "DELETE FROM agreed WHERE path = ? OR (path > ? AND path < ?)")
+        .bind(key)
+        .bind(key + storedSeparator)
+        .bind(key + static_cast<char>(storedSeparator + 1))
+        .step();
+}
+
+void PairStore::rename(const std::string& path, const std::string& to) {
+    const std::string key = stored(path);
+    const std::string newKey = stored(to);
+    Statement(database.get(), "UPDATE agreed SET path = CAST(? || substr(path, ?) AS BLOB) "
+                              "WHERE path = ? OR (path > ? AND path < ?)")
+        .bind(newKey)
+        .bind(static_cast<std::int64_t>(key.size()) + 1)
+        .bind(key)
+        .bind(key + storedSeparator)
+        .bind(key + static_cast<char>(storedSeparator + 1))
+        .step();
+}
+
+std::int64_t PairStore::begin(const JournalEntry& entry) {
+    Statement row(database.get(),
+                  "INSERT INTO journal VALUES (NULL, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    row.bind(static_cast<std::int64_t>(entry.step))
+        .bind(entry.path)
+        .bind(entry.remotePath)
+        .bind(entry.privatePath)
+        .bind(entry.trashPath);
+    bindItem(row, entry.item);
+    row.step();
+    return ::sqlite3_last_insert_rowid(database.get());
+}
+
+void PairStore::finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item) {
+    Transaction change(database.get());
+    if (item) agreeNow(path, *item);
+    Statement(database.get(), "DELETE FROM journal WHERE number = ?").bind(number).step();
+    change.commit();
+}
+
+std::vector<JournalEntry> PairStore::unfinished() const {
+    std::vector<JournalEntry> entries;
+    Statement rows(database.get(),
+                   (std::string("SELECT number, step, path, remote_path, private_path, trash_path, ") +
+                    itemColumns + " FROM journal ORDER BY number")
+                       .c_str());
+    while (rows.step()) {
+        JournalEntry entry;
+        entry.number = rows.number();
+        entry.step = static_cast<JournalEntry::Step>(rows.number());
+        entry.path = rows.bytes();
+        entry.remotePath = rows.bytes();
+        entry.privatePath = rows.bytes();
+        entry.trashPath = rows.bytes();
+        entry.item = readItem(rows);
+        entries.push_back(std::move(entry));
+    }
+    return entries;
+}
+
+std::optional<std::string> PairStore::fact(const std::string& name) const {
+    Statement row(database.get(), "SELECT value FROM facts WHERE name = ?");
+    row.bind(name);
+    if (!row.step()) return std::nullopt;
+    return row.bytes();
+}
+
+void PairStore::setFact(const std::string& name, const std::string& value) {
+    Statement(database.get(), "INSERT OR REPLACE INTO facts VALUES (?, ?)").bind(name).bind(value).step();
+}
+
+} // namespace service

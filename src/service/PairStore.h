@@ -1,0 +1,90 @@
+// What both sides of a pair agreed on last, on the disk, and the changes that were begun and are not over.
+//
+// One SQLite database for each pair. A change is on the disk for certain when the call returns, and a kill at
+// any moment leaves the state before or after it. Items are enumerated in the order of `pathBefore`.
+//
+// Errors of the database are std::runtime_error: without it nothing may be synced.
+// Threads: one at a time.
+#pragma once
+
+#include "service/LocalSide.h"
+#include "service/RemoteSpace.h"
+#include "service/plan.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+
+namespace service {
+
+// What a storage tells of a file. Two equal ones stand for the same content, once it has rested.
+struct RemoteRecord {
+    std::uint64_t size = 0;
+    std::int64_t modified = 0;
+    std::string id;
+    friend bool operator==(const RemoteRecord&, const RemoteRecord&) = default;
+};
+
+struct AgreedItem {
+    Shape shape = Shape::file;
+    Digest digest{};      // a file's
+    LocalRecord here;     // of a folder only what identifies it
+    RemoteRecord there;   // the same
+    std::string hereName; // the last component as it is written on either side
+    std::string thereName;
+    friend bool operator==(const AgreedItem&, const AgreedItem&) = default;
+};
+
+// A change of something that is there, written down before it begins. What its fields say depends on the
+// change; `path` is the key.
+struct JournalEntry {
+    enum class Step : int { replaceThere = 1, placeThere = 2 }; // numbers are on disks: they never change
+    std::int64_t number = 0;
+    Step step = Step::placeThere;
+    std::string path;
+    std::string remotePath;  // the item's place in the space
+    std::string privatePath; // where the new version lies until then
+    std::string trashPath;   // where the old one goes
+    AgreedItem item;         // what is agreed on when it is done
+};
+
+class PairStore {
+  public:
+    explicit PairStore(const std::filesystem::path& file);
+    ~PairStore();
+    PairStore(const PairStore&) = delete;
+    PairStore& operator=(const PairStore&) = delete;
+
+    void forEach(const std::function<void(const std::string& path, const AgreedItem& item)>& visit) const;
+    std::optional<AgreedItem> at(const std::string& path) const;
+
+    // An item that is no folder has nothing below it: that is forgotten.
+    void agree(const std::string& path, const AgreedItem& item);
+    void forget(const std::string& path);                        // with all below it
+    void rename(const std::string& path, const std::string& to); // with all below it; nothing is at `to`
+
+    std::int64_t begin(const JournalEntry& entry);
+    // The change is over: what is agreed now, if anything, in one step with the end of the entry.
+    void finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item);
+    std::vector<JournalEntry> unfinished() const;
+
+    // Small facts of the pair: the marks of both roots, the version of the rules.
+    std::optional<std::string> fact(const std::string& name) const;
+    void setFact(const std::string& name, const std::string& value);
+
+  private:
+    struct Closer {
+        void operator()(sqlite3* database) const;
+    };
+    void run(const char* sql) const;
+    void agreeNow(const std::string& path, const AgreedItem& item);
+
+    std::unique_ptr<sqlite3, Closer> database;
+};
+
+} // namespace service

@@ -1,0 +1,295 @@
+#include "service/PairSync.h"
+
+#include "service/names.h"
+#include "service/pair_parts.h"
+
+#include <algorithm>
+#include <random>
+
+namespace service {
+namespace {
+
+// FNV-1a, to tell records and storages' own names apart in few bytes; never stored.
+std::uint64_t hashOf(std::string_view text, std::uint64_t hash = 0xcbf29ce484222325U) {
+    for (const char byte : text)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
+    return hash;
+}
+
+std::optional<Identity> identityOf(const LocalRecord& record) {
+    if (record.inode == 0 || record.born == 0) return std::nullopt; // a number alone is used again
+    return Identity{record.inode, static_cast<std::uint64_t>(record.born)};
+}
+std::optional<Identity> identityOf(const RemoteRecord& record) {
+    if (record.id.empty()) return std::nullopt;
+    return Identity{hashOf(record.id), hashOf(record.id, 7)};
+}
+std::uint64_t hashOf(const RemoteRecord& record) {
+    return hashOf(std::to_string(record.size) + " " + std::to_string(record.modified) + " " + record.id) | 1U;
+}
+
+std::optional<Digest> digestOf(const RemoteItem& item) {
+    const auto found = item.digests.find("sha1");
+    Digest digest{};
+    if (found == item.digests.end() || found->second.size() != 2 * digest.size()) return std::nullopt;
+    const auto valueOf = [](char digit) -> int {
+        if (digit >= '0' && digit <= '9') return digit - '0';
+        return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
+    };
+    for (std::size_t i = 0; i < digest.size(); ++i) {
+        const int high = valueOf(found->second[2 * i]);
+        const int low = valueOf(found->second[2 * i + 1]);
+        if (high < 0 || low < 0) return std::nullopt;
+        digest[i] = static_cast<std::uint8_t>(high * 16 + low);
+    }
+    return digest;
+}
+
+const char* wordOf(NameFault fault) {
+    switch (fault) {
+    case NameFault::notText:
+        return "its name is not UTF-8";
+    case NameFault::control:
+        return "its name holds a control character or a sign that stands for one";
+    case NameFault::tooLong:
+        return "its name has more than 255 bytes";
+    case NameFault::emptyOrDot:
+        break;
+    }
+    return "its name cannot be held";
+}
+
+} // namespace
+
+PairSync::PairSync(Surroundings everything, Settings wanted)
+    : around(std::move(everything)), settings(std::move(wanted)), view(&pathBefore) {
+    std::random_device device;
+    privateWord = std::to_string(device()) + std::to_string(device());
+}
+
+Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
+    if (!knowsFeatures) {
+        const auto known = around.space.features().wait(stop);
+        if (!known) return known.failure();
+        features = *known;
+        knowsFeatures = true;
+    }
+    if (const auto right = checkMarks(); !right) return right.failure();
+    recover(stop);
+    if (const auto looked = look(stop); !looked) return looked.failure();
+    Round result;
+    for (const Operation& operation : plan(names(result))) {
+        if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
+        if (operation.what == What::hold) continue; // said with its reason when its name was read
+        const auto done = perform(operation, stop);
+        if (done) {
+            ++result.done;
+            continue;
+        }
+        ++result.postponed;
+        around.log.info(operation.path, ": ", std::string_view(done.failure().text));
+        if (done.failure().trouble == Trouble::unreachable) break; // the rest would wait as long
+        // What follows may have needed it: a plan is made for the whole.
+        if (operation.what == What::move || operation.what == What::aside ||
+            operation.what == What::makeFolder)
+            break;
+    }
+    return result;
+}
+
+// Both roots have to be the ones that they were; the first time they are marked.
+Outcome<Done> PairSync::checkMarks() {
+    const auto known = around.store.fact("mark here");
+    const auto mark = around.local.mark();
+    if (known && mark == known) return Done{};
+    if (known) return Failure{Trouble::missing, "the folder here is not the one that was synced"};
+    const auto made = mark ? Outcome<std::string>(*mark) : around.local.setMark();
+    if (!made) return made.failure();
+    around.store.setFact("mark here", *made);
+    return Done{};
+}
+
+// What a kill left: either the new version is in its place, and that is agreed on, or the old one goes back.
+void PairSync::recover(const std::stop_token& stop) {
+    for (const JournalEntry& entry : around.store.unfinished()) {
+        const auto there = around.space.look(entry.remotePath, false).wait(stop);
+        if (!there) return; // the next round tries again
+        const bool arrived = *there && (*there)->size == entry.item.there.size &&
+                             (*there)->modified == entry.item.there.modified;
+        if (arrived) {
+            around.store.finish(entry.number, entry.path, entry.item);
+            continue;
+        }
+        if (!*there && entry.step == JournalEntry::Step::replaceThere) {
+            const auto old = around.space.look(entry.trashPath, false).wait(stop);
+            if (!old) return;
+            if (*old && !around.space.moveFile(entry.trashPath, entry.remotePath).wait(stop)) return;
+        }
+        (void)around.space.removeFile(entry.privatePath)
+            .wait(stop); // gone, or a leftover that is removed by age
+        around.store.finish(entry.number, entry.path, std::nullopt);
+    }
+}
+
+Outcome<Done> PairSync::look(const std::stop_token& stop) {
+    view.clear();
+    RemoteLookOptions options;
+    options.foldsCase = features.foldsCase;
+    options.isLeftOut = settings.isLeftOut;
+    options.hadItems = [this](const std::string& key) {
+        bool had = false;
+        around.store.forEach([&](const std::string& path, const AgreedItem&) {
+            had = had || (path != key && (key.empty() || isAtOrBelow(path, key)));
+        });
+        return had;
+    };
+    auto there = lookAtSpace(around.space, settings.remoteFolder, options, stop);
+    if (!there) return there.failure();
+    auto here = around.local.look("", settings.isLeftOut, stop);
+    if (!here) return here.failure();
+    for (RemoteEntry& entry : *there)
+        view[entry.key].there = std::move(entry);
+    std::unordered_map<std::string, std::string> keys{{"", ""}}; // of folders, by path
+    for (LocalItem& item : *here) {
+        const auto above = keys.find(parentOf(item.path));
+        if (above == keys.end()) continue; // below something unknown
+        const std::string name = lastOf(item.path);
+        const auto fault = faultOf(name);
+        if (fault && item.shape != Shape::unknown) item.reason = wordOf(*fault);
+        if (fault) item.shape = Shape::unknown;
+        const std::string key = joined(above->second, fault ? name : keyOf(name, features.foldsCase));
+        Held& held = view[key];
+        if (held.here) {
+            held.here->shape = Shape::unknown;
+            held.here->reason =
+                "its name differs from another's only in a way that the storage does not tell apart";
+            continue;
+        }
+        if (item.shape == Shape::folder) keys.emplace(item.path, key);
+        held.here = std::move(item);
+    }
+    return Done{};
+}
+
+std::vector<Name> PairSync::names(Round& round) {
+    std::map<std::string, AgreedItem, bool (*)(std::string_view, std::string_view)> agreed(&pathBefore);
+    around.store.forEach([&](const std::string& path, const AgreedItem& item) {
+        agreed.emplace(path, item);
+        view[path];
+    });
+    std::vector<Name> all;
+    all.reserve(view.size());
+    for (const auto& [key, held] : view) {
+        Name name;
+        name.path = key;
+        std::optional<AgreedItem> known;
+        if (const auto found = agreed.find(key); found != agreed.end()) known = found->second;
+        if (known) {
+            name.agreed.emplace();
+            name.agreed->shape = known->shape;
+            name.agreed->digest = known->digest;
+            name.agreed->empty = known->here.size == 0;
+            name.agreed->identity = {identityOf(known->here), identityOf(known->there)};
+            name.agreed->record = {0, known->shape == Shape::file ? hashOf(known->there) : 0};
+            name.agreed->spelling = {known->hereName, known->thereName};
+        }
+        if (held.here) name.seen[0] = seenHere(key, *held.here, known);
+        if (held.there) name.seen[1] = seenThere(key, *held.there, known);
+        for (const std::string& reason :
+             {held.here ? held.here->reason : "", held.there ? held.there->reason : ""})
+            if (!reason.empty()) round.problems.push_back({key, reason});
+        const auto isAsAgreed = [&](std::size_t side) {
+            return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
+        };
+        const bool isDeletion = known && (!held.here || !held.there);
+        if (isAsAgreed(0) && isAsAgreed(1)) {
+            rests.erase(key);
+        } else if (!isRested(key, held, isDeletion)) {
+            name.seen[held.here ? 0 : 1].shape = Shape::unknown;
+            round.restless = true;
+        }
+        all.push_back(std::move(name));
+    }
+    return all;
+}
+
+bool PairSync::isRested(const std::string& key, const Held& held, bool isDeletion) {
+    std::string record;
+    if (held.here && held.here->shape == Shape::file) {
+        const LocalRecord& now = held.here->record;
+        record = std::to_string(now.size) + " " + std::to_string(now.modified) + " " +
+                 std::to_string(now.changed) + " " + std::to_string(now.inode);
+    } else if (held.here) {
+        record = "folder";
+    }
+    record += "|";
+    if (held.there && held.there->shape == Shape::file)
+        record += std::to_string(hashOf(recordOf(held.there->item)));
+    else if (held.there)
+        record += "folder";
+    const auto now = around.now();
+    Rest& rest = rests.try_emplace(key, Rest{record, now}).first->second;
+    if (rest.record != record) rest = {record, now};
+    const auto precision = std::chrono::milliseconds(held.there ? 2 * features.precision / 1'000'000 : 0);
+    const auto needed = isDeletion ? settings.restOfDeletions : std::max(settings.rest, precision);
+    return now - rest.since >= needed;
+}
+
+Seen PairSync::seenHere(const std::string& key, const LocalItem& item,
+                        const std::optional<AgreedItem>& agreed) {
+    Seen seen;
+    seen.shape = item.shape;
+    seen.spelling = lastOf(item.path);
+    seen.identity = identityOf(item.record);
+    if (item.shape != Shape::file) return seen;
+    seen.size = item.record.size;
+    if (agreed && agreed->shape == Shape::file && agreed->here == item.record) {
+        seen.digest = agreed->digest;
+        return seen;
+    }
+    auto found = learnedHere.find(key);
+    if (agreed && (found == learnedHere.end() || !(found->second.here == item.record))) {
+        // The time alone may have changed: the content decides.
+        if (const auto digest = around.local.digest(item.path, item.record)) {
+            learnedHere[key] = {item.record, {}, *digest};
+            found = learnedHere.find(key);
+        }
+    }
+    if (found != learnedHere.end() && found->second.here == item.record) seen.digest = found->second.digest;
+    seen.differs = !agreed || agreed->shape != Shape::file || seen.digest != agreed->digest;
+    if (!seen.differs) { // the same content: its record is renewed
+        AgreedItem renewed = *agreed;
+        renewed.here = item.record;
+        around.store.agree(key, renewed);
+    }
+    return seen;
+}
+
+Seen PairSync::seenThere(const std::string& key, const RemoteEntry& entry,
+                         const std::optional<AgreedItem>& agreed) {
+    Seen seen;
+    seen.shape = entry.shape;
+    seen.spelling = lastOf(entry.path);
+    const RemoteRecord record = recordOf(entry.item);
+    seen.identity = identityOf(record);
+    if (entry.shape != Shape::file) return seen;
+    seen.size = record.size;
+    seen.record = hashOf(record);
+    if (agreed && agreed->shape == Shape::file && agreed->there == record) {
+        seen.digest = agreed->digest;
+        return seen;
+    }
+    seen.digest = digestOf(entry.item);
+    const auto found = learnedThere.find(key);
+    if (!seen.digest && found != learnedThere.end() && found->second.there == record)
+        seen.digest = found->second.digest;
+    seen.differs = !agreed || agreed->shape != Shape::file || seen.digest != agreed->digest;
+    if (!seen.differs) {
+        AgreedItem renewed = *agreed;
+        renewed.there = record;
+        around.store.agree(key, renewed);
+    }
+    return seen;
+}
+
+} // namespace service

@@ -1,0 +1,129 @@
+// One pair of a folder here and a folder of a storage, kept in step: looks at both, asks the planner, does
+// what it says, and looks again.
+//
+// Nothing is done with a name before both sides have left it alone for a while. Whatever changed between the
+// look and the deed is noticed at the deed and left for the next round. A round that is interrupted at any
+// moment, the process killed, leaves nothing half under a name, and the next one goes on.
+//
+// Threads: one at a time.
+#pragma once
+
+#include "platform/ProcessLog.h"
+#include "service/LocalSide.h"
+#include "service/PairStore.h"
+#include "service/RemoteSpace.h"
+#include "service/remote_look.h"
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <stop_token>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace service {
+
+// Where what is deleted there goes here: the desktop's trash, from which a person takes it back.
+class DesktopTrash {
+  public:
+    virtual ~DesktopTrash() = default;
+    virtual Outcome<Done> trash(const std::filesystem::path& item) = 0;
+};
+
+class PairSync {
+  public:
+    struct Surroundings {
+        RemoteSpace& space;
+        LocalSide& local;
+        PairStore& store;
+        DesktopTrash& trash;
+        platform::ProcessLog& log;
+        std::function<std::chrono::steady_clock::time_point()> now; // for rest
+        std::function<std::chrono::sys_seconds()> localTime;        // for the names of conflict copies
+    };
+    struct Settings {
+        std::string remoteFolder; // in the space
+        std::string host;         // in the names of conflict copies
+        std::chrono::milliseconds rest{2000};
+        std::chrono::milliseconds restOfDeletions{30000};
+        LocalSide::IsLeftOut isLeftOut; // by path here, which is also asked with keys of the storage
+    };
+    struct Problem {
+        std::string path; // the key
+        std::string reason;
+    };
+    struct Round {
+        std::size_t done = 0;      // operations
+        std::size_t postponed = 0; // something changed, or a side was in the way: again
+        bool restless = false;     // something has to rest before it counts
+        std::vector<Problem> problems;
+        // Nothing is left to do but for the problems.
+        bool isInStep() const { return done == 0 && postponed == 0 && !restless; }
+    };
+
+    PairSync(Surroundings around, Settings settings);
+
+    // A failure says that a side cannot be looked at, or is not the one that it was: nothing was done then.
+    Outcome<Round> round(const std::stop_token& stop);
+
+  private:
+    struct Held { // a name as the last look found it
+        std::optional<LocalItem> here;
+        std::optional<RemoteEntry> there;
+    };
+    struct Learned {
+        LocalRecord here;
+        RemoteRecord there;
+        Digest digest{};
+    };
+    struct Rest {
+        std::string record; // of both sides, as a text
+        std::chrono::steady_clock::time_point since;
+    };
+    using View = std::map<std::string, Held, bool (*)(std::string_view, std::string_view)>;
+
+    Outcome<Done> checkMarks();
+    void recover(const std::stop_token& stop);
+    Outcome<Done> look(const std::stop_token& stop);
+    std::vector<Name> names(Round& round);
+    Seen seenHere(const std::string& key, const LocalItem& item, const std::optional<AgreedItem>& agreed);
+    Seen seenThere(const std::string& key, const RemoteEntry& entry, const std::optional<AgreedItem>& agreed);
+    bool isRested(const std::string& key, const Held& held, bool isDeletion);
+
+    Outcome<Done> perform(const Operation& operation, const std::stop_token& stop);
+    Outcome<Done> putThere(const std::string& key, bool replaces, const std::stop_token& stop);
+    Outcome<Done> putHere(const std::string& key, bool replaces, const std::stop_token& stop);
+    Outcome<Done> makeFolder(Side side, const std::string& key, const std::stop_token& stop);
+    Outcome<Done> trashHere(const std::string& key);
+    Outcome<Done> trashThere(const std::string& key, const std::stop_token& stop);
+    Outcome<Done> move(Side side, const std::string& key, const std::string& to, const std::stop_token& stop);
+    Outcome<Done> respell(Side side, const std::string& key, const std::stop_token& stop);
+    Outcome<Done> aside(const std::string& key);
+    Outcome<Done> agree(const std::string& key);
+    Outcome<Done> learn(Side side, const std::string& key, const std::stop_token& stop);
+
+    Outcome<RemoteRecord> moveThereIfFree(const std::string& from, const std::string& to, Shape shape,
+                                          const std::stop_token& stop);
+    Outcome<bool> isFreeThere(const std::string& path, const std::stop_token& stop);
+    Outcome<Done> checkUnchangedThere(const std::string& key, const std::stop_token& stop);
+    Outcome<Done> checkUnchangedHere(const std::string& key);
+    std::string pathHere(const std::string& key) const;
+    std::string pathThere(const std::string& key) const; // in the space
+    std::string nameOn(Side side, const std::string& key) const;
+    std::string newPrivatePath(std::string_view folder);
+    void eraseBelow(const std::string& key, Side side);
+
+    const Surroundings around;
+    const Settings settings;
+    Features features;
+    bool knowsFeatures = false;
+    View view;
+    std::unordered_map<std::string, Learned> learnedHere;
+    std::unordered_map<std::string, Learned> learnedThere;
+    std::unordered_map<std::string, Rest> rests;
+    std::uint64_t lastPrivate = 0;
+    std::string privateWord; // makes the private names of this process its own
+};
+
+} // namespace service

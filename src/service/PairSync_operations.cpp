@@ -1,0 +1,451 @@
+// What a pair does: each operation looks once more at what it is about to change, and changes nothing when
+// that is not as the plan found it.
+#include "service/PairSync.h"
+#include "service/names.h"
+#include "service/pair_parts.h"
+
+#include <algorithm>
+
+namespace service {
+namespace {
+
+Failure changed(const std::string& path) { return {Trouble::missing, path + " has changed meanwhile"}; }
+
+// The last four hexadecimal digits.
+std::string endOf(const Digest& digest) {
+    static constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = digest.size() - 2; i < digest.size(); ++i) {
+        text += digits[digest[i] >> 4U];
+        text += digits[digest[i] & 15U];
+    }
+    return text;
+}
+
+constexpr std::string_view trashFolder = "trash";
+constexpr std::string_view uploadFolder = "up";
+
+} // namespace
+
+Outcome<Done> PairSync::perform(const Operation& operation, const std::stop_token& stop) {
+    const std::string& key = operation.path;
+    switch (operation.what) {
+    case What::put:
+        return operation.side == Side::there ? putThere(key, operation.replaces, stop)
+                                             : putHere(key, operation.replaces, stop);
+    case What::makeFolder:
+        return makeFolder(operation.side, key, stop);
+    case What::trash:
+        return operation.side == Side::there ? trashThere(key, stop) : trashHere(key);
+    case What::move:
+        return move(operation.side, key, operation.to, stop);
+    case What::respell:
+        return respell(operation.side, key, stop);
+    case What::aside:
+        return aside(key);
+    case What::carry:
+        around.store.rename(key, operation.to);
+        return Done{};
+    case What::agree:
+        return agree(key);
+    case What::forget:
+        around.store.forget(key);
+        return Done{};
+    case What::learn:
+        return learn(operation.side, key, stop);
+    case What::hold:
+        break;
+    }
+    return Done{};
+}
+
+// The name that an item has or gets on a side: its own there, else the other side's.
+std::string PairSync::nameOn(Side side, const std::string& key) const {
+    const auto found = view.find(key);
+    if (found == view.end()) return lastOf(key);
+    const Held& held = found->second;
+    const bool isHere = side == Side::here ? held.here.has_value() : !held.there.has_value();
+    if (isHere && held.here) return lastOf(held.here->path);
+    if (held.there) return lastOf(held.there->path);
+    return lastOf(key);
+}
+
+std::string PairSync::pathHere(const std::string& key) const {
+    if (key.empty()) return {};
+    const auto found = view.find(key);
+    if (found != view.end() && found->second.here) return found->second.here->path;
+    return joined(pathHere(parentOf(key)), nameOn(Side::here, key));
+}
+
+std::string PairSync::pathThere(const std::string& key) const {
+    if (key.empty()) return settings.remoteFolder;
+    const auto found = view.find(key);
+    if (found != view.end() && found->second.there)
+        return joined(settings.remoteFolder, found->second.there->path);
+    return joined(pathThere(parentOf(key)), nameOn(Side::there, key));
+}
+
+std::string PairSync::newPrivatePath(std::string_view folder) {
+    return std::string(privatePrefix) + "/" + std::string(folder) + "/" + privateWord + "-" +
+           std::to_string(++lastPrivate);
+}
+
+void PairSync::eraseBelow(const std::string& key, Side side) {
+    for (auto at = view.lower_bound(key); at != view.end() && isAtOrBelow(at->first, key); ++at) {
+        if (side == Side::here)
+            at->second.here.reset();
+        else
+            at->second.there.reset();
+    }
+}
+
+Outcome<bool> PairSync::isFreeThere(const std::string& path, const std::stop_token& stop) {
+    const auto item = around.space.look(path, false).wait(stop);
+    if (!item && item.failure().trouble == Trouble::missing) return true;
+    if (!item) return item.failure();
+    return !item->has_value();
+}
+
+// Everything at and below is as the look found it, and nothing has come.
+Outcome<Done> PairSync::checkUnchangedThere(const std::string& key, const std::stop_token& stop) {
+    const RemoteEntry& expected = *view.at(key).there;
+    const std::string path = pathThere(key);
+    const auto item = around.space.look(path, false).wait(stop);
+    if (!item) return item.failure();
+    if (!*item || (*item)->kind != expected.item.kind || !(recordOf(**item) == recordOf(expected.item)))
+        return changed(path);
+    if (expected.shape != Shape::folder) return Done{};
+    RemoteLookOptions options;
+    options.foldsCase = features.foldsCase;
+    const auto now = lookAtSpace(around.space, path, options, stop);
+    if (!now) return now.failure();
+    std::size_t known = 0;
+    for (auto at = std::next(view.find(key)); at != view.end() && isAtOrBelow(at->first, key); ++at)
+        if (at->second.there) ++known;
+    for (const RemoteEntry& entry : *now) {
+        const auto found = view.find(joined(key, entry.key));
+        if (found == view.end() || !found->second.there || entry.shape != found->second.there->shape ||
+            !(recordOf(entry.item) == recordOf(found->second.there->item)))
+            return changed(path);
+    }
+    if (now->size() != known) return changed(path);
+    return Done{};
+}
+
+Outcome<Done> PairSync::checkUnchangedHere(const std::string& key) {
+    const LocalItem& expected = *view.at(key).here;
+    const auto same = [](const LocalItem& now, const LocalItem& then) {
+        if (now.shape != then.shape) return false;
+        return now.shape == Shape::folder ? now.record.inode == then.record.inode : now.record == then.record;
+    };
+    const auto item = around.local.lookAt(expected.path);
+    if (!item || !same(*item, expected)) return changed(expected.path);
+    if (expected.shape != Shape::folder) return Done{};
+    // Nothing is left out of this look: what is never synced would go along.
+    const auto now = around.local.look(expected.path, nullptr, {});
+    if (!now) return now.failure();
+    std::map<std::string, const LocalItem*> known;
+    for (auto at = std::next(view.find(key)); at != view.end() && isAtOrBelow(at->first, key); ++at)
+        if (at->second.here) known.emplace(at->second.here->path, &*at->second.here);
+    if (now->size() != known.size()) return changed(expected.path);
+    for (const LocalItem& found : *now) {
+        const auto then = known.find(found.path);
+        if (then == known.end() || !same(found, *then->second)) return changed(expected.path);
+    }
+    return Done{};
+}
+
+// The old version goes to the trash and is looked at there; only then the new one, which lies complete under
+// a private name, takes the name.
+Outcome<Done> PairSync::putThere(const std::string& key, bool replaces, const std::stop_token& stop) {
+    const LocalItem item = *view.at(key).here;
+    const std::string path = pathThere(key);
+    const auto digest = around.local.digest(item.path, item.record);
+    if (!digest) return digest.failure();
+
+    const std::string privatePath = newPrivatePath(uploadFolder);
+    const auto up =
+        around.space.bringUp((around.local.folder() / item.path).string(), privatePath).wait(stop);
+    const auto after = around.local.lookAt(item.path);
+    if (!up || !after || !(after->record == item.record)) {
+        (void)around.space.removeFile(privatePath).wait(stop);
+        return up ? changed(item.path) : up.failure();
+    }
+    const auto arrived = around.space.look(privatePath, false).wait(stop);
+    if (!arrived) return arrived.failure();
+    if (!*arrived || (*arrived)->size != item.record.size)
+        return Failure{Trouble::other, "what the storage has of " + item.path + " is not what was sent"};
+
+    JournalEntry entry;
+    entry.step = replaces ? JournalEntry::Step::replaceThere : JournalEntry::Step::placeThere;
+    entry.path = key;
+    entry.remotePath = path;
+    entry.privatePath = privatePath;
+    entry.item = {Shape::file, *digest, item.record, recordOf(**arrived), lastOf(item.path), lastOf(path)};
+    if (replaces) entry.trashPath = newPrivatePath(trashFolder) + "/" + lastOf(path);
+    const std::int64_t number = around.store.begin(entry);
+    const auto giveUp = [&](Failure failure) -> Outcome<Done> {
+        (void)around.space.removeFile(privatePath).wait(stop);
+        around.store.finish(number, key, std::nullopt);
+        return failure;
+    };
+    if (replaces) {
+        if (const auto moved = around.space.moveFile(path, entry.trashPath).wait(stop); !moved)
+            return moved.failure(); // nobody knows how far it came: the journal does
+        const auto old = around.space.look(entry.trashPath, false).wait(stop);
+        if (!old) return old.failure();
+        const auto agreed = around.store.at(key);
+        // Time and size say it; a storage may give a moved item another identity.
+        const bool isPlanned = *old && agreed && (*old)->size == agreed->there.size &&
+                               (*old)->modified == agreed->there.modified;
+        if (!isPlanned) {
+            if (*old && !around.space.moveFile(entry.trashPath, path).wait(stop)) return changed(path);
+            return giveUp(changed(path));
+        }
+    }
+    const auto placed = moveThereIfFree(privatePath, path, Shape::file, stop);
+    if (!placed && placed.failure().trouble == Trouble::missing) return giveUp(placed.failure());
+    if (!placed) return placed.failure();
+    // The private file's record, and no later one: that could be of somebody else's content.
+    around.store.finish(number, key, entry.item);
+    return Done{};
+}
+
+Outcome<RemoteRecord> PairSync::moveThereIfFree(const std::string& from, const std::string& to, Shape shape,
+                                                const std::stop_token& stop) {
+    const auto isFree = isFreeThere(to, stop);
+    if (!isFree) return isFree.failure();
+    if (!*isFree) return Failure{Trouble::missing, to + " is taken by something else"};
+    const auto moved = shape == Shape::folder ? around.space.moveFolder(from, to).wait(stop)
+                                              : around.space.moveFile(from, to).wait(stop);
+    if (!moved) return moved.failure();
+    return RemoteRecord{};
+}
+
+Outcome<Done> PairSync::putHere(const std::string& key, bool replaces, const std::stop_token& stop) {
+    const RemoteEntry entry = *view.at(key).there;
+    const std::string path = pathHere(key);
+    const auto& here = view.at(key).here;
+    if (replaces && !here) return changed(path);
+    const auto hidden = around.local.incoming(path);
+    if (!hidden) return hidden.failure();
+    const auto discard = [&hidden] {
+        std::error_code ignored;
+        std::filesystem::remove(*hidden, ignored);
+    };
+    const auto down = around.space.bringDown(pathThere(key), hidden->string(), entry.item.size).wait(stop);
+    const auto after = down ? around.space.look(pathThere(key), false).wait(stop)
+                            : Outcome<std::optional<RemoteItem>>(down.failure());
+    if (!after || !*after || !(recordOf(**after) == recordOf(entry.item))) {
+        discard();
+        return after ? changed(pathThere(key)) : after.failure();
+    }
+    const std::string relative = hidden->lexically_relative(around.local.folder()).string();
+    const auto arrived = around.local.lookAt(relative);
+    const auto digest = arrived ? around.local.digest(relative, arrived->record)
+                                : Outcome<Digest>(Failure{Trouble::other, path + " did not arrive"});
+    if (!digest || arrived->record.size != entry.item.size) {
+        discard();
+        return digest ? Failure{Trouble::other, path + " did not arrive whole"} : digest.failure();
+    }
+    AgreedItem item{Shape::file, *digest, {}, recordOf(entry.item), lastOf(path), lastOf(entry.path)};
+    const auto agreed = around.store.at(key);
+    if (replaces && agreed && agreed->digest == *digest) { // the storage only tells it differently
+        discard();
+        item.here = here->record;
+    } else {
+        const auto placed =
+            around.local.place(*hidden, path, replaces ? std::optional(here->record) : std::nullopt);
+        if (!placed) {
+            discard();
+            return placed.failure();
+        }
+        item.here = *placed;
+    }
+    around.store.agree(key, item);
+    return Done{};
+}
+
+Outcome<Done> PairSync::makeFolder(Side side, const std::string& key, const std::stop_token& stop) {
+    const std::string here = pathHere(key);
+    const std::string there = pathThere(key);
+    if (side == Side::here) {
+        if (const auto made = around.local.makeFolder(here); !made) return made.failure();
+    } else {
+        const auto isFree = isFreeThere(there, stop);
+        if (!isFree) return isFree.failure();
+        if (!*isFree) return changed(there);
+        if (const auto made = around.space.makeFolder(there).wait(stop); !made) return made.failure();
+    }
+    const auto item = around.local.lookAt(here);
+    const auto entry = around.space.look(there, false).wait(stop);
+    if (!entry) return entry.failure();
+    if (!item || item->shape != Shape::folder) return changed(here);
+    around.store.agree(key, {Shape::folder,
+                             {},
+                             folderRecord(item->record),
+                             {0, 0, *entry ? (*entry)->id : ""},
+                             lastOf(here),
+                             lastOf(there)});
+    return Done{};
+}
+
+Outcome<Done> PairSync::trashHere(const std::string& key) {
+    if (const auto same = checkUnchangedHere(key); !same) return same.failure();
+    const std::string path = pathHere(key);
+    if (const auto trashed = around.trash.trash(around.local.folder() / path); !trashed) {
+        // Where the desktop has no trash it is kept all the same.
+        if (const auto kept = around.local.keep(path); !kept) return kept.failure();
+    }
+    around.store.forget(key);
+    eraseBelow(key, Side::here);
+    return Done{};
+}
+
+Outcome<Done> PairSync::trashThere(const std::string& key, const std::stop_token& stop) {
+    if (const auto same = checkUnchangedThere(key, stop); !same) return same.failure();
+    const std::string path = pathThere(key);
+    const std::string trash = newPrivatePath(trashFolder) + "/" + lastOf(path);
+    const auto moved = moveThereIfFree(path, trash, view.at(key).there->shape, stop);
+    if (!moved) return moved.failure();
+    around.store.forget(key);
+    eraseBelow(key, Side::there);
+    return Done{};
+}
+
+Outcome<Done> PairSync::move(Side side, const std::string& key, const std::string& to,
+                             const std::stop_token& stop) {
+    const auto pathOf = [&](const std::string& name) {
+        if (isPrivate(name)) return side == Side::here ? name : joined(settings.remoteFolder, name);
+        return side == Side::here ? pathHere(name) : pathThere(name);
+    };
+    // The new name is written as the side has it where it was moved.
+    const auto newPathOf = [&](const std::string& name) {
+        if (isPrivate(name)) return pathOf(name);
+        const std::string written = nameOn(otherOf(side), name);
+        return joined(side == Side::here ? pathHere(parentOf(name)) : pathThere(parentOf(name)), written);
+    };
+    const std::string from = pathOf(key);
+    const std::string target = newPathOf(to);
+    const auto agreed = around.store.at(key);
+    if (!agreed) return changed(from);
+    if (side == Side::here) {
+        if (!isPrivate(key))
+            if (const auto same = checkUnchangedHere(key); !same && agreed->shape == Shape::folder)
+                return same.failure();
+        if (const auto moved = around.local.move(from, target); !moved) return moved.failure();
+    } else {
+        if (!isPrivate(key) && agreed->shape == Shape::folder)
+            if (const auto same = checkUnchangedThere(key, stop); !same) return same.failure();
+        const auto moved = moveThereIfFree(from, target, agreed->shape, stop);
+        if (!moved) return moved.failure();
+    }
+    around.store.rename(key, to);
+    if (auto item = around.store.at(to)) {
+        (side == Side::here ? item->hereName : item->thereName) = lastOf(target);
+        const std::string other = nameOn(otherOf(side), to);
+        if (!isPrivate(to)) (side == Side::here ? item->thereName : item->hereName) = other;
+        around.store.agree(to, *item);
+    }
+    eraseBelow(key, side);
+    return Done{};
+}
+
+Outcome<Done> PairSync::respell(Side side, const std::string& key, const std::stop_token& stop) {
+    auto agreed = around.store.at(key);
+    const Held& held = view.at(key);
+    if (!agreed || !held.here || !held.there) return changed(key);
+    const std::string here = lastOf(held.here->path);
+    const std::string there = lastOf(held.there->path);
+    const std::string& name = side == Side::here ? there : here;
+    if (here != there) {
+        const std::string from = side == Side::here ? pathHere(key) : pathThere(key);
+        const std::string to = joined(parentOf(from), name);
+        if (side == Side::here) {
+            if (const auto moved = around.local.move(from, to); !moved) return moved.failure();
+        } else {
+            // A storage that tells no cases apart takes the new spelling for the old item: by way of a third.
+            const std::string between = newPrivatePath(uploadFolder);
+            const auto away = moveThereIfFree(from, between, agreed->shape, stop);
+            if (!away) return away.failure();
+            const auto back = moveThereIfFree(between, to, agreed->shape, stop);
+            if (!back) return back.failure();
+        }
+    }
+    agreed->hereName = side == Side::here ? name : here;
+    agreed->thereName = side == Side::there ? name : there;
+    around.store.agree(key, *agreed);
+    return Done{};
+}
+
+Outcome<Done> PairSync::aside(const std::string& key) {
+    const LocalItem item = *view.at(key).here;
+    const auto now = around.local.lookAt(item.path);
+    if (!now || now->shape != item.shape || now->record.inode != item.record.inode) return changed(item.path);
+    std::string mark = "0000";
+    if (item.shape == Shape::file) {
+        const auto digest = around.local.digest(item.path, now->record);
+        if (!digest) return digest.failure();
+        mark = endOf(*digest);
+    }
+    const std::string folder = parentOf(item.path);
+    const std::string name = conflictName(
+        lastOf(item.path), settings.host, around.localTime(), mark, [&](const std::string& candidate) {
+            const std::string other = joined(parentOf(key), keyOf(candidate, features.foldsCase));
+            const auto taken = view.find(other);
+            return around.local.lookAt(joined(folder, candidate)).has_value() || around.store.at(other) ||
+                   (taken != view.end() && taken->second.there);
+        });
+    if (const auto moved = around.local.move(item.path, joined(folder, name)); !moved) return moved.failure();
+    around.log.info("Kept both versions of ", item.path, "; the one of this machine is ", name);
+    eraseBelow(key, Side::here);
+    return Done{};
+}
+
+Outcome<Done> PairSync::agree(const std::string& key) {
+    const Held& held = view.at(key);
+    if (!held.here || !held.there) return changed(key);
+    AgreedItem item;
+    item.shape = held.here->shape;
+    item.here = item.shape == Shape::folder ? folderRecord(held.here->record) : held.here->record;
+    item.there = recordOf(held.there->item);
+    item.hereName = lastOf(held.here->path);
+    item.thereName = lastOf(held.there->path);
+    if (item.shape == Shape::file) {
+        const auto digest = around.local.digest(held.here->path, held.here->record);
+        if (!digest) return digest.failure();
+        item.digest = *digest;
+    }
+    around.store.agree(key, item);
+    return Done{};
+}
+
+Outcome<Done> PairSync::learn(Side side, const std::string& key, const std::stop_token& stop) {
+    const Held& held = view.at(key);
+    if (side == Side::here) {
+        if (!held.here) return changed(key);
+        const auto digest = around.local.digest(held.here->path, held.here->record);
+        if (!digest) return digest.failure();
+        learnedHere[key] = {held.here->record, {}, *digest};
+        return Done{};
+    }
+    if (!held.there) return changed(key);
+    // A storage that tells no digests: the file itself is read, into a private file that goes again.
+    const std::string path = std::string(privatePrefix) + "/learn";
+    const std::filesystem::path file = around.local.folder() / path;
+    const auto down = around.space.bringDown(pathThere(key), file.string(), held.there->item.size).wait(stop);
+    const auto after = down ? around.space.look(pathThere(key), false).wait(stop)
+                            : Outcome<std::optional<RemoteItem>>(down.failure());
+    const auto arrived = around.local.lookAt(path);
+    const auto digest = arrived ? around.local.digest(path, arrived->record)
+                                : Outcome<Digest>(Failure{Trouble::other, key + " did not arrive"});
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
+    if (!after) return after.failure();
+    if (!*after || !(recordOf(**after) == recordOf(held.there->item))) return changed(key);
+    if (!digest) return digest.failure();
+    learnedThere[key] = {{}, recordOf(held.there->item), *digest};
+    return Done{};
+}
+
+} // namespace service

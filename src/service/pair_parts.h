@@ -1,0 +1,26 @@
+// What the two sources of PairSync share. Private to them.
+#pragma once
+
+#include "service/PairStore.h"
+
+#include <string>
+
+namespace service {
+
+inline std::string parentOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+inline std::string lastOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+inline std::string joined(const std::string& folder, const std::string& name) {
+    return folder.empty() ? name : folder + "/" + name;
+}
+
+// Of a folder only what identifies it: the rest changes with what is in it.
+inline RemoteRecord recordOf(const RemoteItem& item) {
+    if (item.kind == RemoteItem::Kind::folder) return {0, 0, item.id};
+    return {item.size, item.modified, item.id};
+}
+inline LocalRecord folderRecord(const LocalRecord& record) { return {0, 0, 0, record.inode, record.born}; }
+
+} // namespace service

@@ -1,0 +1,234 @@
+#include "backends/rclone/RcloneSpace.h"
+#include "service/PairSync.h"
+#include "tests/support/StorageServers.h"
+#include "tests/support/fakes.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+
+extern char** environ;
+
+namespace service {
+namespace {
+
+namespace fs = std::filesystem;
+
+support::StorageServers& servers() {
+    static support::StorageServers all;
+    return all;
+}
+
+backends::rclone::RemoteControl::Settings controlSettings() {
+    backends::rclone::RemoteControl::Settings settings;
+    for (char** entry = environ; *entry; ++entry)
+        settings.environment.emplace_back(*entry);
+    settings.environment.push_back("RCLONE_CONFIG=" + servers().configuration());
+    return settings;
+}
+
+class FolderTrash final : public DesktopTrash {
+  public:
+    explicit FolderTrash(fs::path place) : folder(std::move(place)) { fs::create_directories(folder); }
+    Outcome<Done> trash(const fs::path& item) override {
+        fs::rename(item, folder / (std::to_string(++count) + "-" + item.filename().string()));
+        return Done{};
+    }
+
+  private:
+    fs::path folder;
+    int count = 0;
+};
+
+void write(const fs::path& file, const std::string& content) {
+    fs::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+}
+
+// A machine of a person: its folder, what it remembers, its trash.
+class Computer {
+  public:
+    Computer(const fs::path& place, const std::string& storage, const std::string& name)
+        : home(place / name), control(controlSettings(), log), space(control, storage, home / "links"),
+          trash(home / "trash"), host(name) {
+        fs::create_directories(home / "pair");
+        EXPECT_TRUE(space.makeFolder("pair").wait());
+        restart();
+    }
+    void restart() {
+        sync.reset();
+        store.reset();
+        local.emplace(home / "pair");
+        store.emplace(home / "state.db");
+        PairSync::Settings settings;
+        settings.remoteFolder = "pair";
+        settings.host = host;
+        sync.emplace(
+            PairSync::Surroundings{space, *local, *store, trash, log, [this] { return now; },
+                                   [] { return std::chrono::sys_seconds(std::chrono::seconds(1795615200)); }},
+            settings);
+    }
+    fs::path operator/(const std::string& path) const { return home / "pair" / path; }
+
+    // Until nothing is left to do; what was said to be left out.
+    std::vector<std::string> settle() {
+        for (int round = 0; round < 40; ++round) {
+            now += std::chrono::hours(1); // everything has rested
+            const auto result = sync->round({});
+            if (!result) return {"failed: " + result.failure().text};
+            if (!result->isInStep()) continue;
+            std::vector<std::string> problems;
+            for (const auto& problem : result->problems)
+                problems.push_back(problem.path + ": " + problem.reason);
+            return problems;
+        }
+        std::vector<std::string> lines = log.take();
+        if (lines.size() > 12) lines.erase(lines.begin(), lines.end() - 12);
+        lines.emplace_back("does not end");
+        return lines;
+    }
+    std::map<std::string, std::string> files() const { return contentsOf(home / "pair"); }
+    static std::map<std::string, std::string> contentsOf(const fs::path& folder) {
+        std::map<std::string, std::string> found;
+        for (auto item = fs::recursive_directory_iterator(folder); item != fs::recursive_directory_iterator();
+             ++item) {
+            const std::string path = item->path().lexically_relative(folder).string();
+            if (path.starts_with(".tsyncquenz")) {
+                item.disable_recursion_pending();
+                continue;
+            }
+            found[path] = item->is_directory() ? "/" : support::contentOf(item->path());
+        }
+        return found;
+    }
+
+    const fs::path home;
+    support::RecordingLog log;
+
+  private:
+    backends::rclone::RemoteControl control;
+    backends::rclone::RcloneSpace space;
+    FolderTrash trash;
+    std::string host;
+    std::chrono::steady_clock::time_point now{};
+    std::optional<LocalSide> local;
+    std::optional<PairStore> store;
+    std::optional<PairSync> sync;
+};
+
+class PairOnEachStorage : public testing::TestWithParam<const char*> {
+  protected:
+    // A folder of the test's own in the storage.
+    std::string storage() const {
+        static int number = 0;
+        const std::string name = "test" + std::to_string(++number);
+        const std::string base = servers().storage(GetParam());
+        return base + (base.ends_with(':') ? "" : "/") + name;
+    }
+    using Files = std::map<std::string, std::string>;
+    support::TemporaryFolder place;
+};
+
+TEST_P(PairOnEachStorage, KeepsTwoComputersInStep) {
+    const std::string space = storage();
+    Computer one(place.path(), space, "one");
+    Computer two(place.path(), space, "two");
+    const std::vector<std::string> none;
+    const auto settleAll = [&] {
+        EXPECT_EQ(one.settle(), none);
+        EXPECT_EQ(two.settle(), none);
+        EXPECT_EQ(one.settle(), none);
+    };
+    write(one / "a.txt", "one");
+    write(one / "d/b.txt", "two");
+    fs::create_directories(one / "empty");
+    write(two / "a.txt", "one");
+    settleAll();
+    EXPECT_EQ(two.files(), (Files{{"a.txt", "one"}, {"d", "/"}, {"d/b.txt", "two"}, {"empty", "/"}}));
+
+    // A version of equal size; where times are told by the second it would have to be a second
+    // later.
+    const std::string changed = std::string(GetParam()) == "disk" ? "ONE" : "longer";
+    write(one / "a.txt", changed);
+    fs::rename(two / "d", two / "e");
+    write(two / "e/new", "");
+    fs::remove(one / "empty");
+    settleAll();
+    EXPECT_EQ(two.files(), (Files{{"a.txt", changed}, {"e", "/"}, {"e/b.txt", "two"}, {"e/new", ""}}));
+    EXPECT_EQ(one.files(), two.files());
+
+    // Both change one file: both versions stay, on both computers.
+    write(one / "a.txt", "first");
+    write(two / "a.txt", "second");
+    fs::remove_all(one / "e");
+    write(two / "e/late.txt", "something new in what goes");
+    settleAll();
+    const Files files = one.files();
+    EXPECT_EQ(files, two.files());
+    EXPECT_EQ(files.at("a.txt"), "first");
+    EXPECT_EQ(files.at("a (conflict two 2026-11-25 140000 1f6a).txt"), "second");
+    EXPECT_EQ(files.at("e/late.txt"), "something new in what goes");
+    EXPECT_FALSE(files.contains("e/b.txt"));
+    const Files thrown = Computer::contentsOf(two.home / "trash");
+    EXPECT_TRUE(
+        std::any_of(thrown.begin(), thrown.end(), [](const auto& item) { return item.second == "two"; }));
+}
+
+TEST_P(PairOnEachStorage, AgreesAfterAnythingAndLosesNothing) {
+    const std::string space = storage();
+    std::mt19937 random(7);
+    const auto below = [&random](std::size_t most) { return static_cast<std::size_t>(random() % most); };
+    Computer one(place.path(), space, "one");
+    Computer two(place.path(), space, "two");
+    std::set<std::string> saved;
+    int number = 0;
+    for (int round = 0; round < 6; ++round) {
+        for (int edit = 0; edit < 12; ++edit) {
+            Computer& who = below(2) == 0 ? one : two;
+            std::vector<std::string> items;
+            for (const auto& [path, content] : who.files())
+                items.push_back(path);
+            const std::string item = items.empty() ? "" : items[below(items.size())];
+            std::string name(1, static_cast<char>('a' + below(5)));
+            if (!item.empty() && fs::is_directory(who / item) && below(2) == 0) name = item + "/" + name;
+            const std::size_t kind = below(10);
+            std::error_code refused;
+            if (kind < 4) {
+                if (fs::exists(who / name)) continue;
+                write(who / name, std::string(static_cast<std::size_t>(++number), 'x'));
+            } else if (kind == 4) {
+                fs::create_directories(who / name, refused);
+            } else if (kind < 7 && !item.empty() && fs::is_regular_file(who / item)) {
+                write(who / item, std::string(static_cast<std::size_t>(++number), 'x'));
+            } else if (kind == 7 && !item.empty()) {
+                fs::remove_all(who / item);
+            } else if (!item.empty() && !fs::exists(who / name) && !name.starts_with(item + "/")) {
+                fs::rename(who / item, who / name, refused);
+            }
+        }
+        saved.clear();
+        for (Computer* who : {&one, &two})
+            for (const auto& [path, content] : who->files())
+                if (content != "/") saved.insert(content);
+        for (int turn = 0; turn < 3; ++turn)
+            for (Computer* who : {&one, &two}) {
+                if (below(3) == 0) who->restart();
+                EXPECT_EQ(who->settle(), std::vector<std::string>{}) << "round " << round;
+            }
+        ASSERT_EQ(one.files(), two.files()) << "round " << round;
+        std::set<std::string> there;
+        if (std::string(GetParam()) == "secret") continue; // its trash cannot be read from here
+        for (const fs::path& folder : {one.home, two.home, servers().files(GetParam())})
+            for (const auto& entry : fs::recursive_directory_iterator(folder))
+                if (entry.is_regular_file()) there.insert(support::contentOf(entry.path()));
+        for (const std::string& content : saved)
+            EXPECT_TRUE(there.contains(content)) << content << " is lost in round " << round;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(PairSync, PairOnEachStorage, testing::Values("disk", "sftp", "webdav", "secret"),
+                         [](const auto& storage) { return std::string(storage.param); });
+
+} // namespace
+} // namespace service
