@@ -2,10 +2,12 @@
 #pragma once
 
 #include "daemon_client/SyncPathTable.h"
+#include "platform/Cancellation.h"
 #include "platform/Display.h"
 #include "platform/DisplayText.h"
 #include "platform/FileURL.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +22,8 @@ struct CommandRequest {
     platform::Display display;
     std::optional<std::string> destination; // answers the destination panel without a window
     std::vector<std::string> recipients;    // not empty: answers the share panel without a window
+    // Ends a panel that stands, as if it were cancelled. Null: nothing does.
+    std::shared_ptr<platform::Cancellation> cancellation;
 };
 
 // What the destination is chosen for: the panel asks, and names its window and its button, accordingly.

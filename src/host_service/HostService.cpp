@@ -22,6 +22,7 @@ constexpr std::size_t maximumNamedItemsPerHost = 2048;
 // A host that does not listen is looked at so often, and dropped after so many looks.
 constexpr std::chrono::seconds catchUpInterval{1};
 constexpr unsigned maximumCatchUps = 30;
+constexpr unsigned maximumActivationsPerHost = 16;
 
 std::vector<FileURL> fileURLs(const std::vector<std::string>& uris) {
     std::vector<FileURL> urls;
@@ -54,7 +55,7 @@ platform::MenuHandle noMenu() { return platform::Menu::create(); }
 
 HostService::HostService(const Platform& platform)
     : log(platform.log), modelQueue(platform.modelQueue), backgroundQueue(platform.backgroundQueue),
-      commandQueue(platform.commandQueue) {}
+      commandQueue(platform.commandQueue), panelQueue(platform.panelQueue) {}
 
 void HostService::attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction) {
     modelQueue.dispatchAndWait([&] {
@@ -152,6 +153,7 @@ void HostService::endObserving(const HostName& name, std::string uri) {
 }
 
 void HostService::hostGone(const HostName& name) {
+    dropActivations(name);
     modelQueue.dispatch([this, name] { forget(name); });
 }
 
@@ -290,18 +292,70 @@ std::optional<std::uint64_t> HostService::activate(Activation activation, std::s
         message = "There is no menu item \"" + activation.item + "\".";
         return std::nullopt;
     }
+    extension::CommandRequest request = requestOf(activation);
+    const bool isAsked = extension::asksPerson(*command, request);
+    bool startsAsking = false;
     std::uint64_t number = 0;
     {
-        const std::lock_guard guard(tablesLock);
+        const std::lock_guard guard(activationsLock);
+        unsigned& count = underWay[activation.host];
+        if (count >= maximumActivationsPerHost) {
+            message = "Too many actions are under way. Wait until some of them have ended.";
+            return std::nullopt;
+        }
+        ++count;
         number = ++lastActivation;
+        if (isAsked) {
+            request.cancellation = std::make_shared<platform::Cancellation>();
+            waiting.push_back({activation.host, command, request, doneOf(activation.host, number)});
+            startsAsking = !std::exchange(isAsking, true);
+        }
     }
-    commandQueue.dispatch([this, command, number, activation = std::move(activation)] {
-        perform(*command, fileURLs(activation.uris), activation,
-                [this, host = activation.host, number](const extension::CommandOutcome& outcome) {
-                    sink->activationFinished(host, number, outcome);
-                });
-    });
+    if (!isAsked)
+        commandQueue.dispatch([this, command, request = std::move(request),
+                               done = doneOf(activation.host, number)] { perform(*command, request, done); });
+    else if (startsAsking)
+        panelQueue.dispatch([this] { askNext(); });
     return number;
+}
+
+HostService::Done HostService::doneOf(const HostName& host, std::uint64_t number) {
+    return [this, host, number](const extension::CommandOutcome& outcome) {
+        {
+            const std::lock_guard guard(activationsLock);
+            const auto count = underWay.find(host);
+            if (count == underWay.end()) return; // the host has gone
+            if (--count->second == 0) underWay.erase(count);
+        }
+        sink->activationFinished(host, number, outcome);
+    };
+}
+
+void HostService::askNext() {
+    for (;;) {
+        std::list<Asking> next;
+        {
+            const std::lock_guard guard(activationsLock);
+            standing = nullptr;
+            isAsking = !waiting.empty();
+            if (!isAsking) return;
+            next.splice(next.begin(), waiting, waiting.begin());
+            asking = next.front().host;
+            standing = next.front().request.cancellation;
+        }
+        perform(*next.front().command, next.front().request, next.front().done);
+    }
+}
+
+void HostService::dropActivations(const HostName& host) {
+    std::shared_ptr<platform::Cancellation> cancelled;
+    {
+        const std::lock_guard guard(activationsLock);
+        underWay.erase(host);
+        waiting.remove_if([&host](const Asking& each) { return each.host == host; });
+        if (standing && asking == host) cancelled = standing;
+    }
+    if (cancelled) cancelled->cancel();
 }
 
 // --- tables

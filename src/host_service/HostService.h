@@ -14,6 +14,7 @@
 #include "extension/FinderSyncCommands.h"
 #include "extension/commands.h"
 #include "extension/selection_menu.h"
+#include "host_service/activation.h"
 #include "platform/FIFinderSync.h"
 #include "platform/ProcessLog.h"
 #include "platform/Queue.h"
@@ -22,6 +23,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -32,8 +34,6 @@
 #include <vector>
 
 namespace host_service {
-
-using HostName = std::string;
 
 // What changed in one directory that a host shows.
 struct DirectoryChange {
@@ -73,16 +73,6 @@ struct RegisteredBadge {
     std::string imagePath; // empty: the image is missing
 };
 
-// An item chosen in a host, with everything that belongs to that moment.
-struct Activation {
-    HostName host;
-    std::string item; // title, key equivalent or action name
-    std::vector<std::string> uris;
-    std::map<std::string, std::string> environment; // of the host's display
-    std::string activationToken;
-    platform::Dictionary options;
-};
-
 // What the person lets the file managers show.
 struct Shown {
     bool badges = true;
@@ -101,17 +91,18 @@ class HostService final : public platform::FIFinderSyncController, public extens
   public:
     // Runs one chosen item's action to its end, and calls `done` once, then or later, on any thread.
     using Done = std::function<void(const extension::CommandOutcome&)>;
-    using Perform =
-        std::function<void(const extension::Command& command, const std::vector<platform::FileURL>& selection,
-                           const Activation& activation, Done done)>;
+    using Perform = std::function<void(const extension::Command& command,
+                                       const extension::CommandRequest& request, Done done)>;
 
-    // All outlive this object. Activations run on the command queue, one after the other; menus, which ask
-    // the disk, on the background queue.
+    // All outlive this object. Activations run one after the other, those that ask a person on the panel
+    // queue, so that a panel left open holds up only other panels, and the rest on the command queue. Menus,
+    // which ask the disk, are made on the background queue.
     struct Platform {
         platform::ProcessLog& log;
         platform::Queue& modelQueue;
         platform::Queue& backgroundQueue;
         platform::Queue& commandQueue;
+        platform::Queue& panelQueue;
     };
     explicit HostService(const Platform& platform);
 
@@ -130,9 +121,11 @@ class HostService final : public platform::FIFinderSyncController, public extens
 
     void beginObserving(const HostName& host, std::string uri);
     void endObserving(const HostName& host, std::string uri);
+    // Drops what it observes and its panels: those that wait never come, the one that stands is cancelled.
     void hostGone(const HostName& host);
 
-    // The number under which the outcome comes later. None, with a message, when there is no such item.
+    // The number under which the outcome comes later. None, with a message, when there is no such item, or
+    // when too much of this host is under way.
     std::optional<std::uint64_t> activate(Activation activation, std::string& message);
 
     // The menu of each class of selections, by the class's name.
@@ -166,6 +159,16 @@ class HostService final : public platform::FIFinderSyncController, public extens
         std::size_t bytes = 0;                                    // of their URIs
     };
 
+    struct Asking {
+        HostName host;
+        const extension::Command* command;
+        extension::CommandRequest request;
+        Done done;
+    };
+    Done doneOf(const HostName& host, std::uint64_t number);
+    void askNext();
+    void dropActivations(const HostName& host);
+
     void forget(const HostName& host);
     void release(Host& host, const HostName& name, Directories::value_type& directory, const std::string& uri,
                  unsigned count);
@@ -178,6 +181,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
     platform::Queue& modelQueue;
     platform::Queue& backgroundQueue;
     platform::Queue& commandQueue;
+    platform::Queue& panelQueue;
     extension::FinderSync* finderSync = nullptr;
     HostSink* sink = nullptr;
     Perform perform;
@@ -186,7 +190,14 @@ class HostService final : public platform::FIFinderSyncController, public extens
     mutable std::mutex tablesLock;
     std::vector<RegisteredBadge> registeredBadges;            // guarded by the tables' lock
     std::optional<std::set<platform::FileURL>> directoryURLs; // guarded by the tables' lock
-    std::uint64_t lastActivation = 0;                         // guarded by the tables' lock
+
+    std::mutex activationsLock; // guards all of these
+    std::uint64_t lastActivation = 0;
+    std::map<HostName, unsigned> underWay;            // activations that have not ended, of hosts on the bus
+    std::list<Asking> waiting;                        // for the panel queue, which takes them one by one
+    bool isAsking = false;                            // the panel queue is at it
+    HostName asking;                                  // whose panel stands
+    std::shared_ptr<platform::Cancellation> standing; // ends that panel
 
     // Model queue only.
     Directories observed; // by the directory's standard path

@@ -43,7 +43,10 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
   protected:
     support::InlineQueue commands;
     RecordingSink sink;
-    host_service::HostService service{{log, model, background, commands}};
+    support::InlineQueue panels;
+    std::vector<extension::CommandRequest> performed;
+    std::function<void()> duringThePanel;
+    host_service::HostService service{{log, model, background, commands, panels}};
     daemon_client::TSyncClient client{forClient()};
     extension::FinderSync finderSync{forFinderSync(service), client, &service};
 
@@ -52,9 +55,12 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
         disk.files = {"/r/d/f", "/r/d/g"};
         service.attach(
             finderSync, sink,
-            [](const extension::Command& command, const std::vector<platform::FileURL>& selection,
-               const auto&, const host_service::HostService::Done& done) {
-                done({true, {std::string(command.action) + "%@", {std::to_string(selection.size())}}});
+            [this](const extension::Command& command, const extension::CommandRequest& request,
+                   const host_service::HostService::Done& done) {
+                performed.push_back(request);
+                if (duringThePanel) std::exchange(duringThePanel, nullptr)();
+                done(
+                    {true, {std::string(command.action) + "%@", {std::to_string(request.selection.size())}}});
             });
         uploads({});
         announced();
@@ -201,6 +207,39 @@ TEST_F(HostServiceTest, RunsAChosenItemAndTellsItsOutcome) {
     EXPECT_EQ(message, "There is no menu item \"No such item\".");
     EXPECT_EQ(service.activate({"A", "Stop sync", {"file:///r", "nonsense"}, {}, "", {}}, message), 1U);
     EXPECT_THAT(announced(), ElementsAre("A: 1 done stopSync:1"));
+    const platform::Dictionary options{{"destination", 7},
+                                       {"recipients", platform::Array{"a@b.org", 7}},
+                                       {"parentWindow", "x11:7"},
+                                       {"other", platform::Array{}}};
+    service.activate({"A", "Start sync", {"file:///o"}, {{"DISPLAY", ":7"}}, "token", options}, message);
+    const extension::CommandRequest& request = performed.back();
+    EXPECT_EQ(request.sender, "Start sync");
+    EXPECT_EQ(request.destination, "") << "of another type: refused by the panel's rules, not asked for";
+    EXPECT_THAT(request.recipients, ElementsAre("a@b.org"));
+    EXPECT_EQ(request.display.activationToken + request.display.parentWindow, "tokenx11:7");
+    EXPECT_EQ(request.display.environment.at("DISPLAY"), ":7");
+}
+
+TEST_F(HostServiceTest, DropsThePanelsOfAHostThatHasGone) {
+    std::string message;
+    const auto activate = [&](const char* host, const char* item) {
+        return service.activate({host, item, {"file:///o"}, {}, "", {}}, message).has_value();
+    };
+    duringThePanel = [&] {
+        EXPECT_TRUE(activate("A", "Stop sync")) << "waits for no panel";
+        for (int i = 1; i < 16; ++i)
+            EXPECT_TRUE(activate("A", "Start sync"));
+        EXPECT_FALSE(activate("A", "Start sync")) << "a host has so many under way at most";
+        EXPECT_EQ(message, "Too many actions are under way. Wait until some of them have ended.");
+        EXPECT_TRUE(activate("B", "Start sync"));
+        EXPECT_FALSE(performed.front().cancellation->isCancelled());
+        service.hostGone("A");
+        EXPECT_TRUE(performed.front().cancellation->isCancelled());
+    };
+    EXPECT_TRUE(activate("A", "Start sync"));
+    EXPECT_EQ(performed.size(), 3U) << "the two panels that somebody waits for, and what needs none";
+    EXPECT_FALSE(performed.back().cancellation->isCancelled());
+    EXPECT_THAT(announced(), ElementsAre("A: 2 done stopSync:1", "B: 18 done startSync:1"));
 }
 
 } // namespace

@@ -52,7 +52,7 @@ struct Process {
         : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
           notifications("notifications"), resources(options.resourceFolder), requests(replies, localCenter),
           center(notifications, log), notifier(bus, log), panelProcess(options.panelProgram, log),
-          service({log, model, background, commands}), hosts(bus, service, TSYNCFINDER_VERSION),
+          service({log, model, background, commands, panels}), hosts(bus, service, TSYNCFINDER_VERSION),
           settings(log, [this, options](const SettingsRead& read) { follow(read, options); }) {}
 
     void follow(const SettingsRead& read, const RunOptions& options) {
@@ -82,40 +82,6 @@ struct Process {
     backends::dbus::FinderSync1Service hosts;
     SettingsFollower settings;
 };
-
-std::string textIn(const platform::Dictionary& options, std::string_view key) {
-    const std::string* text = platform::textAt(options, key);
-    return text != nullptr ? *text : std::string();
-}
-
-extension::CommandRequest requestOf(const host_service::Activation& activation,
-                                    const std::vector<platform::FileURL>& selection) {
-    extension::CommandRequest request{
-        activation.item,
-        selection,
-        {activation.environment, activation.activationToken, textIn(activation.options, "parentWindow")},
-        {},
-        {}};
-    if (platform::find(activation.options, "destination") != nullptr)
-        request.destination = textIn(activation.options, "destination");
-    request.recipients = platform::textsAt(activation.options, "recipients");
-    return request;
-}
-
-// An action that asks a person waits on a queue of its own, so that a panel left open holds up only other
-// panels.
-host_service::HostService::Perform performer(Process& process, extension::FinderSyncCommands& actions) {
-    return [&process, &actions](
-               const extension::Command& command, const std::vector<platform::FileURL>& selection,
-               const host_service::Activation& activation, const host_service::HostService::Done& done) {
-        const extension::CommandRequest request = requestOf(activation, selection);
-        if (extension::asksPerson(command, request))
-            process.panels.dispatch(
-                [&actions, &command, request, done] { actions.perform(command, request, done); });
-        else
-            actions.perform(command, request, done);
-    };
-}
 
 } // namespace
 
@@ -152,7 +118,12 @@ int runExtension(const RunOptions& options) {
              process->notifier, [process] {
                  return backends::dbus::presenceOf(process->bus, TSYNC_SERVICE_NAME, waitForSignOfLife);
              }});
-        process->service.attach(*finderSync, process->hosts, performer(*process, *actions));
+        process->service.attach(*finderSync, process->hosts,
+                                [actions](const extension::Command& command,
+                                          const extension::CommandRequest& request,
+                                          const host_service::HostService::Done& done) {
+                                    actions->perform(command, request, done);
+                                });
         if (!process->hosts.requestName()) {
             std::cerr << "tsyncfinder: the extension is already running in this session\n";
             ::kill(::getpid(), SIGTERM);

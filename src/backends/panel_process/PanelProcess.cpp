@@ -84,23 +84,32 @@ PanelProcess::Answer PanelProcess::problem(const std::string& logText, const cha
     return {{}, platform::DisplayText{text, {}}};
 }
 
-PanelProcess::Answer PanelProcess::ask(PanelRequest request, const platform::Display& display) {
-    request.activationToken = display.activationToken;
-    request.parentWindow = display.parentWindow;
-    const platform::Dictionary object = panels::objectOf(request);
+PanelProcess::Answer PanelProcess::ask(PanelRequest question, const extension::CommandRequest& request) {
+    question.activationToken = request.display.activationToken;
+    question.parentWindow = request.display.parentWindow;
+    const platform::Dictionary object = panels::objectOf(question);
     const std::optional<std::string> text = platform::jsonText(object);
     if (!text)
         return problem("a name is not UTF-8: " + platform::jsonDescription(object),
                        "A name that is not UTF-8 cannot be sent.");
     try {
-        const auto child = start(display, true);
+        const std::shared_ptr<ChildProcess> child = start(request.display, true);
+        const platform::Subscription interruption =
+            request.cancellation ? request.cancellation->whenCancelled([weak = std::weak_ptr(child)] {
+                if (const auto living = weak.lock()) living->interrupt();
+            })
+                                 : platform::Subscription();
+        const auto isCancelled = [&] { return request.cancellation && request.cancellation->isCancelled(); };
         const auto bound = std::chrono::steady_clock::now() + waitForPanel;
         child->write(*text, bound);
         std::optional<PanelLine> answer = readLine(*child, bound);
-        if (answer && answer->isShown()) {
-            answer = readLine(*child, std::nullopt);
-            if (!answer) return problem("the panel ended without an answer", cannotAsk);
+        const bool isShown = answer && answer->isShown();
+        if (isShown) answer = readLine(*child, std::nullopt);
+        if (isCancelled()) {
+            log.info("A panel is ended: who asked for it has gone");
+            return {};
         }
+        if (isShown && !answer) return problem("the panel ended without an answer", cannotAsk);
         if (!answer) return problem("the panel program gave no answer", cannotAsk);
         const std::optional<panels::Refusal> refusal = answer->refusal();
         if (!refusal) return {std::move(*answer), {}};
@@ -122,7 +131,7 @@ extension::DestinationAnswer PanelProcess::chooseRemoteDestination(extension::De
                                                                                                 : "");
         if (!forArchive) break;
     }
-    Answer answer = ask({std::move(question), {}, {}}, request.display);
+    Answer answer = ask({std::move(question), {}, {}}, request);
     return {answer.line.destination().path, std::move(answer.problem)};
 }
 
@@ -134,7 +143,7 @@ extension::ShareAnswer PanelProcess::shareByEmail(bool isDirectory,
     for (const auto& [remote, local] : allPathsInSync)
         if (platform::isUtf8(remote) && platform::isUtf8(local))
             question.allPathsInSync.emplace(remote, local);
-    Answer answer = ask({std::move(question), {}, {}}, request.display);
+    Answer answer = ask({std::move(question), {}, {}}, request);
     panels::ShareAnswer share = answer.line.share();
     return {std::move(share.recipients), true, share.isSent, std::move(answer.problem)};
 }

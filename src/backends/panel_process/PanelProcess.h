@@ -1,9 +1,9 @@
 // Panels and the clipboard by the panel program: a process that shows one panel on the display of the request
 // and ends. Its format is described in docs/panel-program.md.
 //
-// A panel ends with this process. One that crashes, answers nonsense, or has not come up after a while counts
-// as cancelled, with one log line; once it stands, the person has all the time in the world. The process that
-// holds a copied text outlives its call, and this process too.
+// A panel ends with this process, and when its request is cancelled. One that crashes, answers nonsense, or
+// has not come up after a while counts as cancelled, with one log line; once it stands, the person has all
+// the time in the world. The process that holds a copied text outlives its call, and this process too.
 //
 // Any thread may call; each call waits on its thread.
 #pragma once
@@ -39,7 +39,7 @@ class PanelProcess final : public extension::Panels, public platform::Pasteboard
         std::optional<platform::DisplayText> problem;
     };
     std::unique_ptr<posix::ChildProcess> start(const platform::Display& display, bool endsWithParent) const;
-    Answer ask(panels::PanelRequest request, const platform::Display& display);
+    Answer ask(panels::PanelRequest question, const extension::CommandRequest& request);
     // One log line, and the problem as the person reads it.
     Answer problem(const std::string& logText, const char* text);
 

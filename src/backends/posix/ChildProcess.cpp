@@ -1,5 +1,6 @@
 #include "backends/posix/ChildProcess.h"
 
+#include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -8,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <fcntl.h>
 #include <poll.h>
 #include <system_error>
@@ -62,7 +64,8 @@ ChildProcess::ChildProcess(const Start& start) {
     std::array<int, 2> sockets{-1, -1};
     std::array<int, 2> pipe{-1, -1};
     const pid_t parent = ::getpid();
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) == 0 &&
+    interruption = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (interruption >= 0 && ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) == 0 &&
         ::pipe2(pipe.data(), O_CLOEXEC) == 0)
         process = ::fork();
     if (process == 0)
@@ -76,6 +79,7 @@ ChildProcess::ChildProcess(const Start& start) {
     if (process < 0) {
         closeFile(input);
         closeFile(output);
+        closeFile(interruption);
         throw std::system_error(error, std::generic_category(), start.program);
     }
 }
@@ -83,9 +87,15 @@ ChildProcess::ChildProcess(const Start& start) {
 ChildProcess::~ChildProcess() {
     closeFile(input);
     closeFile(output);
+    closeFile(interruption);
     if (hasEnded()) return;
     ::kill(process, SIGKILL);
     wait();
+}
+
+void ChildProcess::interrupt() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(interruption, &one, sizeof one);
 }
 
 bool ChildProcess::isReady(int file, short events, std::optional<Deadline> deadline) const {
@@ -96,9 +106,9 @@ bool ChildProcess::isReady(int file, short events, std::optional<Deadline> deadl
                 std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
             patience = static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
         }
-        pollfd wanted{file, events, 0};
-        const int count = ::poll(&wanted, 1, patience);
-        if (count > 0) return true;
+        std::array<pollfd, 2> wanted{pollfd{file, events, 0}, pollfd{interruption, POLLIN, 0}};
+        const int count = ::poll(wanted.data(), wanted.size(), patience);
+        if (count > 0) return wanted[1].revents == 0;
         if (count == 0 || errno != EINTR) return false;
     }
 }

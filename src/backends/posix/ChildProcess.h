@@ -1,7 +1,8 @@
 // A program that is started, may be given one text, and may be read line by line.
 //
-// One thread at a time uses an object. A child that does not answer in time is given up by letting the object
-// go: that kills and reaps it. Nothing the child does can end or block its parent beyond the deadlines.
+// One thread at a time uses an object, but for interrupt(). A child that does not answer in time is given up
+// by letting the object go: that kills and reaps it. Nothing the child does can end or block its parent
+// beyond the deadlines.
 #pragma once
 
 #include <sys/types.h>
@@ -41,6 +42,10 @@ class ChildProcess {
     // ends first, or when the line is longer than longestLine. No deadline: as long as it takes.
     std::optional<std::string> readLine(std::optional<Deadline> deadline);
 
+    // Ends a write or a read that is under way, and each later one at once, as if its time were over. Any
+    // thread.
+    void interrupt();
+
     // Whether the child has ended; does not wait.
     bool hasEnded();
     // Waits for the child to end. Its exit status, or minus the signal that ended it.
@@ -54,6 +59,7 @@ class ChildProcess {
     int exitStatus = 0; // then
     int input = -1;     // a socket: writing to a child that has gone raises no signal
     int output = -1;
+    int interruption = -1; // eventfd
     std::string unread;
 };
 

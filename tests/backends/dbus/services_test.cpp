@@ -67,7 +67,7 @@ TEST(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart
     const support::PrivateBus sessionBus;
     support::RecordingLog log;
     support::InlineQueue queue;
-    host_service::HostService hosts({log, queue, queue, queue}); // nothing is attached
+    host_service::HostService hosts({log, queue, queue, queue, queue}); // nothing is attached
     backends::dbus::Bus bus("service");
     backends::dbus::FinderSync1Service service(bus, hosts, "1");
     bus.start([] {});
@@ -144,7 +144,7 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
   protected:
     support::PrivateBus sessionBus;
     backends::posix::SerialQueue queue{"model"};
-    host_service::HostService hosts{{log, queue, queue, queue}};
+    host_service::HostService hosts{{log, queue, queue, queue, queue}};
     daemon_client::TSyncClient client{forClient()};
     extension::FinderSync finderSync{{hosts, center, disk, images, log, clock, queue, queue}, client, &hosts};
     backends::dbus::Bus bus{"service"};
