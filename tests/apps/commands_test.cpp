@@ -317,15 +317,23 @@ TEST_F(CommandsTest, ShowOnePanelAtATimeOnTheDisplayOfItsRequest) {
     EXPECT_EQ(contentOf(folder / "panels"), "begins :request C\nends\nbegins :request C\nends\n");
 
     panelsDo("echo '{\"shown\":true}'; echo $$ >pid; exec sleep 1000");
+    const auto panelStands = [this] { return contentOf(folder / "pid").ends_with('\n'); };
+    const auto panelHasEnded = [this] {
+        std::string process = contentOf(folder / "pid");
+        process.pop_back();
+        return !std::regex_search(contentOf("/proc/" + process + "/stat"), std::regex("\\) [^Z]"));
+    };
+    Program caller({TSYNCFINDER_PROGRAM, "invoke", "Start sync", path("Photos")});
+    EXPECT_TRUE(support::eventually(panelStands));
+    caller.end(SIGKILL);
+    EXPECT_TRUE(support::eventually(panelHasEnded)) << "the panel has outlived its caller";
+
+    fs::remove(folder / "pid");
     auto third = std::async(std::launch::async, [this] { return invoke("'Start sync' @/Photos"); });
-    EXPECT_TRUE(support::eventually([this] { return !contentOf(folder / "pid").empty(); }));
-    const std::string process = contentOf(folder / "pid");
+    EXPECT_TRUE(support::eventually(panelStands));
     extension->end(SIGKILL);
     EXPECT_THAT(third.get().output, HasSubstr("The extension has ended."));
-    EXPECT_TRUE(support::eventually([&] {
-        return !std::regex_search(contentOf("/proc/" + process.substr(0, process.size() - 1) + "/stat"),
-                                  std::regex("\\) [^Z]"));
-    })) << "the panel has outlived the extension";
+    EXPECT_TRUE(support::eventually(panelHasEnded)) << "the panel has outlived the extension";
 }
 
 } // namespace

@@ -6,7 +6,8 @@
 namespace backends::dbus {
 namespace {
 
-// None when the signal has not the form of a notification.
+// None when the signal has not the form of a notification. Raises sdbus::Error when it would take too much
+// memory.
 std::optional<platform::Notification> decode(sdbus::Message& message) {
     try {
         const auto name = readValue(message, "s");
@@ -18,7 +19,8 @@ std::optional<platform::Notification> decode(sdbus::Message& message) {
         if (!object->string()->empty()) notification.object = *object->string();
         notification.userInfo = std::move(*userInfo->dictionary());
         return notification;
-    } catch (const sdbus::Error&) {
+    } catch (const sdbus::Error& error) {
+        if (error.getName() == limitsExceededError) throw;
         return std::nullopt;
     }
 }
@@ -40,10 +42,14 @@ platform::Subscription DistributedCenter::addObserver(const std::string& name,
         "',path='" NOTIFICATIONS_OBJECT_PATH "',arg0='" +
             name + "'",
         [handler = std::move(handler), &processLog = log, name](sdbus::Message& message) {
-            if (const auto notification = decode(message))
-                handler(*notification);
-            else
-                processLog.error("Ignored a notification ", name, " that has not the form of one");
+            try {
+                if (const auto notification = decode(message))
+                    handler(*notification);
+                else
+                    processLog.error("Ignored a notification ", name, " that has not the form of one");
+            } catch (const sdbus::Error& error) {
+                processLog.error("Ignored a notification ", name, ": ", std::string_view(error.getMessage()));
+            }
         }));
     bus.wake();
     return platform::Subscription([slot] { slot->reset(); });

@@ -14,6 +14,9 @@ using host_service::HostName;
 constexpr std::size_t mostForSignals = std::size_t{256} << 10;
 constexpr std::size_t mostForAnswers = std::size_t{4} << 20;
 
+// A call that asks about more items is refused: whoever shows so many asks in batches.
+constexpr std::size_t mostItems = 250'000;
+
 // About the size of a message on the bus: of one with nothing in it, of a menu, of each text beside its
 // bytes.
 constexpr std::size_t emptyMessage = 200;
@@ -56,8 +59,8 @@ std::string nameOf(const extension::BadgeAnswer& answer) {
 } // namespace
 
 FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService,
-                                       std::string programVersion)
-    : bus(sharedBus), service(hostService), version(std::move(programVersion)), unread(bus),
+                                       platform::ProcessLog& processLog, std::string programVersion)
+    : bus(sharedBus), service(hostService), log(processLog), version(std::move(programVersion)), unread(bus),
       object(sdbus::createObject(bus.connection(), FINDER_SYNC_OBJECT_PATH)),
       // In place before the first call comes, so that nobody can leave unseen.
       departures(watchDepartures(bus, [this](const std::string& process) {
@@ -103,7 +106,14 @@ void FinderSync1Service::add(const char* name, const char* in, const std::vector
                 throw sdbus::Error(FINDER_SYNC_ERROR_NOT_READY, "the extension has not started yet");
             const std::string host = call.getSender();
             unread.comes(host);
-            if (!unread.exceeds(host, mostForAnswers)) (this->*method)(call);
+            if (unread.exceeds(host, mostForAnswers)) return;
+            try {
+                (this->*method)(call);
+            } catch (const sdbus::Error& error) {
+                if (error.getName() == limitsExceededError)
+                    log.error("Refused a call of ", host, ": ", std::string_view(error.getMessage()));
+                throw;
+            }
         });
 }
 
@@ -150,9 +160,7 @@ void FinderSync1Service::emit(const char* name, const std::string& destination, 
 // --- calls, on the bus thread
 
 void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
-    std::vector<std::string> uris;
-    call >> uris;
-    service.badges(std::move(uris), [this, call](const host_service::BadgeBatch& batch) {
+    service.badges(readTexts(call, mostItems), [this, call](const host_service::BadgeBatch& batch) {
         reply(call, batch.answers.size() * (3 * textFrame), [&batch](sdbus::MethodReply& answer) {
             answer << batch.sequence;
             answer.openContainer("(" FINDER_SYNC_ANSWER_FIELDS ")");
@@ -168,9 +176,8 @@ void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
 
 void FinderSync1Service::menuForItems(sdbus::MethodCall& call) {
     std::uint32_t kind = 0;
-    std::vector<std::string> uris;
-    call >> kind >> uris;
-    service.menu(static_cast<platform::FIMenuKind>(kind), std::move(uris),
+    call >> kind;
+    service.menu(static_cast<platform::FIMenuKind>(kind), readTexts(call, mostItems),
                  [this, call](const platform::MenuHandle& menu) {
                      reply(call, menuMessage,
                            [&menu](sdbus::MethodReply& answer) { appendMenuItems(answer, *menu); });
@@ -192,8 +199,13 @@ void FinderSync1Service::menusByClass(sdbus::MethodCall& call) {
 
 void FinderSync1Service::activate(sdbus::MethodCall& call) {
     host_service::Activation activation;
-    call >> activation.item >> activation.uris >> activation.environment >> activation.activationToken;
-    if (auto options = readValue(call, FINDER_SYNC_ACTIVATE_OPTIONS))
+    call >> activation.item;
+    activation.uris = readTexts(call, mostItems);
+    if (const auto environment = readValue(call, "a{ss}", smallValueMemory))
+        for (const auto& [name, value] : *environment->dictionary())
+            activation.environment.emplace(name, *value.string());
+    call >> activation.activationToken;
+    if (auto options = readValue(call, FINDER_SYNC_ACTIVATE_OPTIONS, smallValueMemory))
         activation.options = std::move(*options->dictionary());
     activation.host = call.getSender();
     std::string message;

@@ -9,6 +9,7 @@
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/UnreadBytes.h"
 #include "host_service/HostService.h"
+#include "platform/ProcessLog.h"
 #include "platform/Subscription.h"
 
 #include <atomic>
@@ -19,9 +20,10 @@ namespace backends::dbus {
 
 class FinderSync1Service final : public host_service::HostSink {
   public:
-    // Registers the object; nothing is answered before the bus is started and the service attached. Both
+    // Registers the object; nothing is answered before the bus is started and the service attached. All
     // must outlive this object.
-    FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService, std::string programVersion);
+    FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService,
+                       platform::ProcessLog& processLog, std::string programVersion);
     ~FinderSync1Service();
     FinderSync1Service(const FinderSync1Service&) = delete;
     FinderSync1Service& operator=(const FinderSync1Service&) = delete;
@@ -62,6 +64,7 @@ class FinderSync1Service final : public host_service::HostSink {
 
     Bus& bus;
     host_service::HostService& service;
+    platform::ProcessLog& log;
     std::string version;
     std::atomic<bool> isServing = false;
     UnreadBytes unread;

@@ -2,12 +2,11 @@
 
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/name_owner.h"
+#include "backends/dbus/raw_message.h"
 #include "backends/dbus/signatures.h"
 #include "backends/dbus/value_coding.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
-
-#include <systemd/sd-bus.h>
 
 #include <atomic>
 #include <map>
@@ -19,13 +18,8 @@ namespace {
 using platform::IPCError;
 using platform::Reply;
 
-// The bus library has no switch for it: a message must not start a daemon that the user has stopped.
-void forbidAutoStart(sdbus::MethodCall& call) {
-    struct Access : sdbus::Message {
-        static void* messageOf(sdbus::Message& message) { return message.*(&Access::msg_); }
-    };
-    sd_bus_message_set_auto_start(static_cast<sd_bus_message*>(Access::messageOf(call)), 0);
-}
+// A message must not start a daemon that the user has stopped.
+void forbidAutoStart(sdbus::MethodCall& call) { sd_bus_message_set_auto_start(rawMessage(call), 0); }
 
 Reply decode(sdbus::MethodReply& message, std::string_view signature) {
     Reply reply;

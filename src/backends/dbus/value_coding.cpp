@@ -1,6 +1,9 @@
 #include "backends/dbus/value_coding.h"
 
+#include "backends/dbus/raw_message.h"
+
 #include <algorithm>
+#include <cstdint>
 #include <string>
 
 namespace backends::dbus {
@@ -10,124 +13,142 @@ using platform::Array;
 using platform::Dictionary;
 using platform::Value;
 
-std::optional<Value> read(sdbus::Message& message, int depth);
-
-template <typename Wire, typename Held>
-Value readBasic(sdbus::Message& message) {
-    Wire item{};
-    message >> item;
-    return static_cast<Held>(item);
+int checked(int result) {
+    if (result < 0)
+        throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "the message cannot be read");
+    return result;
 }
 
-std::optional<Value> readDictionary(sdbus::Message& message, const std::string& entryType, int depth) {
-    Dictionary entries;
-    message.enterContainer(entryType);
-    const std::string keyAndValue = entryType.substr(1, entryType.size() - 2);
-    while (message.enterDictEntry(keyAndValue)) {
-        const auto key = read(message, depth + 1);
-        auto entry = read(message, depth + 1);
-        message.exitDictEntry();
-        if (key && entry && key->string() != nullptr)
-            entries.insert_or_assign(entries.end(), *key->string(), std::move(*entry));
-    }
-    message.clearFlags();
-    message.exitContainer();
-    return entries;
-}
+// Reads items one after the other, and counts the bytes that were read and those that their values take.
+class Reader {
+  public:
+    Reader(sd_bus_message* message, std::size_t freeMemory) : source(message), allowance(freeMemory) {}
 
-std::optional<Value> readArray(sdbus::Message& message, const std::string& itemType, int depth) {
-    if (itemType.starts_with('{')) return readDictionary(message, itemType, depth);
-    Array items;
-    message.enterContainer(itemType);
-    std::string type;
-    std::string contents;
-    for (message.peekType(type, contents); !type.empty() && type[0] != '\0';
-         message.peekType(type, contents)) {
-        if (auto item = read(message, depth + 1)) items.push_back(std::move(*item));
+    // The recursion is bounded by the bus library, which refuses messages that nest deeper than 128
+    // containers.
+    std::optional<Value> read(int depth) {
+        char type = 0;
+        const char* contents = nullptr;
+        if (checked(sd_bus_message_peek_type(source, &type, &contents)) == 0)
+            throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "nothing to read in the message");
+        if (depth >= platform::maximumValueDepth || type == 'h') {
+            checked(sd_bus_message_skip(source, nullptr));
+            return std::nullopt;
+        }
+        switch (type) {
+        case 's':
+        case 'o':
+        case 'g':
+            return readText(type);
+        case 'b':
+            return readBasic<int, bool>(type);
+        case 'y':
+            return readBasic<std::uint8_t, std::int64_t>(type);
+        case 'n':
+            return readBasic<std::int16_t, std::int64_t>(type);
+        case 'q':
+            return readBasic<std::uint16_t, std::int64_t>(type);
+        case 'i':
+            return readBasic<std::int32_t, std::int64_t>(type);
+        case 'u':
+            return readBasic<std::uint32_t, std::int64_t>(type);
+        case 'x':
+            return readBasic<std::int64_t, std::int64_t>(type);
+        case 't':
+            return readBasic<std::uint64_t, std::uint64_t>(type);
+        case 'd':
+            return readBasic<double, double>(type);
+        case 'v': {
+            checked(sd_bus_message_enter_container(source, type, contents));
+            auto value = read(depth);
+            checked(sd_bus_message_exit_container(source));
+            return value;
+        }
+        case 'a':
+            return contents[0] == '{' ? readDictionary(contents, depth) : readItems(type, contents, depth);
+        default:
+            return readItems(type, contents, depth);
+        }
     }
-    message.clearFlags();
-    message.exitContainer();
-    return items;
-}
 
-std::optional<Value> readStruct(sdbus::Message& message, const std::string& contents, int depth) {
-    Array items;
-    message.enterStruct(contents);
-    std::string type;
-    std::string inner;
-    for (message.peekType(type, inner); !type.empty() && type[0] != '\0'; message.peekType(type, inner)) {
-        if (auto item = read(message, depth + 1)) items.push_back(std::move(*item));
+  private:
+    void count(std::size_t wireBytes, std::size_t valueBytes) {
+        wire += wireBytes;
+        held += valueBytes;
+        if (held > allowance + wire * 5 / 2)
+            throw sdbus::Error(limitsExceededError, "the message would take too much memory");
     }
-    message.clearFlags();
-    message.exitStruct();
-    return items;
-}
 
-// The recursion is bounded by the bus library, which refuses messages that nest deeper than 128 containers.
-std::optional<Value> read(sdbus::Message& message, int depth) {
-    std::string type;
-    std::string contents;
-    message.peekType(type, contents);
-    std::optional<Value> value;
-    switch (type.empty() ? '\0' : type[0]) {
-    case 's':
-        value = readBasic<std::string, std::string>(message);
-        break;
-    case 'o':
-        value = readBasic<sdbus::ObjectPath, std::string>(message);
-        break;
-    case 'g':
-        value = readBasic<sdbus::Signature, std::string>(message);
-        break;
-    case 'b':
-        value = readBasic<bool, bool>(message);
-        break;
-    case 'y':
-        value = readBasic<std::uint8_t, std::int64_t>(message);
-        break;
-    case 'n':
-        value = readBasic<std::int16_t, std::int64_t>(message);
-        break;
-    case 'q':
-        value = readBasic<std::uint16_t, std::int64_t>(message);
-        break;
-    case 'i':
-        value = readBasic<std::int32_t, std::int64_t>(message);
-        break;
-    case 'u':
-        value = readBasic<std::uint32_t, std::int64_t>(message);
-        break;
-    case 'x':
-        value = readBasic<std::int64_t, std::int64_t>(message);
-        break;
-    case 't':
-        value = readBasic<std::uint64_t, std::uint64_t>(message);
-        break;
-    case 'd':
-        value = readBasic<double, double>(message);
-        break;
-    case 'v':
-        message.enterVariant(contents);
-        value = read(message, depth);
-        message.exitVariant();
-        break;
-    case 'a':
-        value = readArray(message, contents, depth);
-        break;
-    case 'r':
-        value = readStruct(message, contents, depth);
-        break;
-    case 'h': {
-        sdbus::UnixFd file;
-        message >> file;
-        return std::nullopt;
+    // What a string takes beside its own object: nothing while it is short.
+    static std::size_t heapOf(std::size_t length) {
+        return length < sizeof(std::string) / 2 ? 0 : length + 16;
     }
-    default:
-        throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "nothing to read in the message");
+
+    template <typename Wire, typename Held>
+    Value readBasic(char type) {
+        Wire item{};
+        count(sizeof item, sizeof(Value));
+        checked(sd_bus_message_read_basic(source, type, &item));
+        return static_cast<Held>(item);
     }
-    if (depth >= platform::maximumValueDepth) return std::nullopt;
-    return value;
-}
+
+    Value readText(char type) {
+        const char* text = nullptr;
+        checked(sd_bus_message_read_basic(source, type, &text));
+        const std::string_view view(text);
+        count(sizeof(std::uint32_t) + view.size() + 1, sizeof(Value) + heapOf(view.size()));
+        return view;
+    }
+
+    Value readDictionary(const char* contents, int depth) {
+        constexpr std::size_t node = sizeof(Dictionary::value_type) + 5 * sizeof(void*) - sizeof(Value);
+        Dictionary entries;
+        checked(sd_bus_message_enter_container(source, 'a', contents));
+        char type = 0;
+        while (checked(sd_bus_message_peek_type(source, &type, &contents)) > 0) {
+            checked(sd_bus_message_enter_container(source, type, contents));
+            const auto key = read(depth + 1);
+            auto entry = read(depth + 1);
+            checked(sd_bus_message_exit_container(source));
+            count(0, node);
+            if (key && entry && key->string() != nullptr)
+                entries.insert_or_assign(entries.end(), *key->string(), std::move(*entry));
+        }
+        checked(sd_bus_message_exit_container(source));
+        return entries;
+    }
+
+    // Of an array or a structure.
+    Value readItems(char container, const char* contents, int depth) {
+        Array items;
+        const bool holdsTexts = container == 'a' && contents[0] == 's';
+        checked(sd_bus_message_enter_container(source, container, contents));
+        if (holdsTexts)
+            items.reserve(countTexts(source)); // a list of paths may be long, and would grow by copies
+        while (checked(sd_bus_message_at_end(source, 0)) == 0) {
+            if (!holdsTexts) count(0, sizeof(Value)); // what it may have grown by
+            if (auto item = read(depth + 1)) items.push_back(std::move(*item));
+        }
+        checked(sd_bus_message_exit_container(source));
+        return items;
+    }
+
+  public:
+    // In the array that the message stands in, at its beginning.
+    static std::size_t countTexts(sd_bus_message* message) {
+        std::size_t number = 0;
+        for (; checked(sd_bus_message_at_end(message, 0)) == 0; ++number)
+            checked(sd_bus_message_skip(message, "s"));
+        checked(sd_bus_message_rewind(message, 0));
+        return number;
+    }
+
+  private:
+    sd_bus_message* source;
+    std::size_t allowance;
+    std::size_t wire = 0;
+    std::size_t held = 0;
+};
 
 bool isDictionaryOfStrings(std::string_view signature) {
     return signature == "a{ss}" || signature == "a{sv}";
@@ -169,16 +190,35 @@ void appendVariant(sdbus::Message& message, const Value& value) {
 
 } // namespace
 
-std::optional<Value> readValue(sdbus::Message& message) { return read(message, 0); }
+std::optional<Value> readValue(sdbus::Message& message) {
+    return Reader(rawMessage(message), freeValueMemory).read(0);
+}
 
-std::optional<Value> readValue(sdbus::Message& message, std::string_view signature) {
-    std::string type;
-    std::string contents;
-    message.peekType(type, contents);
-    const std::string found = type == "a" ? type + contents : type;
+std::optional<Value> readValue(sdbus::Message& message, std::string_view signature, std::size_t freeMemory) {
+    char type = 0;
+    const char* contents = nullptr;
+    if (checked(sd_bus_message_peek_type(rawMessage(message), &type, &contents)) == 0) return std::nullopt;
+    std::string found(1, type);
+    if (type == 'a') found += contents;
     if (found != signature && !(isDictionaryOfStrings(signature) && isDictionaryOfStrings(found)))
         return std::nullopt;
-    return read(message, 0);
+    return Reader(rawMessage(message), freeMemory).read(0);
+}
+
+std::vector<std::string> readTexts(sdbus::Message& message, std::size_t maximum) {
+    sd_bus_message* const source = rawMessage(message);
+    checked(sd_bus_message_enter_container(source, 'a', "s"));
+    const std::size_t number = Reader::countTexts(source);
+    if (number > maximum)
+        throw sdbus::Error(limitsExceededError,
+                           "at most " + std::to_string(maximum) + " texts are taken at once");
+    std::vector<std::string> texts;
+    texts.reserve(number);
+    const char* text = nullptr;
+    while (checked(sd_bus_message_read_basic(source, 's', &text)) > 0)
+        texts.emplace_back(text);
+    checked(sd_bus_message_exit_container(source));
+    return texts;
 }
 
 void appendValue(sdbus::Message& message, std::string_view signature, const Value& value) {

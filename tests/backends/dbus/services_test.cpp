@@ -69,7 +69,7 @@ TEST(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart
     support::InlineQueue queue;
     host_service::HostService hosts({log, queue, queue, queue, queue}); // nothing is attached
     backends::dbus::Bus bus("service");
-    backends::dbus::FinderSync1Service service(bus, hosts, "1");
+    backends::dbus::FinderSync1Service service(bus, hosts, log, "1");
     bus.start([] {});
     const auto connection = sdbus::createSessionBusConnection();
     const auto proxy =
@@ -148,7 +148,7 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
     daemon_client::TSyncClient client{forClient()};
     extension::FinderSync finderSync{{hosts, center, disk, images, log, clock, queue, queue}, client, &hosts};
     backends::dbus::Bus bus{"service"};
-    backends::dbus::FinderSync1Service service{bus, hosts, "1"};
+    backends::dbus::FinderSync1Service service{bus, hosts, log, "1"};
     bool hasOtherRoot = false;
 
     void SetUp() override {
@@ -192,6 +192,9 @@ TEST_F(HostsTest, AHostThatDoesNotReadSilencesNoOther) {
 
     // An answer of some megabytes comes whole.
     EXPECT_EQ(living.badges(std::vector<std::string>(100'000, "file:///r")).size(), 100'000U);
+    EXPECT_THROW(living.badges(std::vector<std::string>(300'000)), sdbus::Error);
+    EXPECT_EQ(log.count("Refused a call of " + living.name() + ": at most 250000 texts are taken at once"),
+              1U);
 }
 
 TEST_F(HostsTest, AHostThatHasGoneLeavesNothing) {

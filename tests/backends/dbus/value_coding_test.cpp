@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <poll.h>
 
 namespace {
 
@@ -43,6 +44,13 @@ class NotificationTest : public testing::Test {
         auto signal = object->createSignal(NOTIFICATIONS_INTERFACE, NOTIFICATIONS_SIGNAL);
         (signal << ... << arguments);
         object->emitSignal(signal);
+        for (;;) { // a large one is not written at once
+            const auto wanted = sender->getEventLoopPollData();
+            if ((wanted.events & POLLOUT) == 0) return;
+            pollfd file{wanted.fd, wanted.events, 0};
+            ::poll(&file, 1, -1);
+            sender->processPendingRequest();
+        }
     }
     using Variants = std::map<std::string, sdbus::Variant>;
 };
@@ -59,7 +67,7 @@ TEST_F(NotificationTest, CarriesEveryKindOfValue) {
     EXPECT_TRUE(center.post({"Note", "object", userInfo}));
     EXPECT_FALSE(center.post({"Note", "\xFF", {}})) << "not UTF-8: refused and logged";
     EXPECT_TRUE(center.post({"End", {}, {}})); // from the same sender, so that it comes last
-    ended.get_future().wait();
+    ASSERT_EQ(ended.get_future().wait_for(support::deadline), std::future_status::ready);
     ASSERT_EQ(seen.size(), 1U);
     EXPECT_EQ(seen[0].object, "object");
     EXPECT_EQ(Value(seen[0].userInfo), Value(userInfo));
@@ -89,12 +97,31 @@ TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
     deep.closeContainer();
     object->emitSignal(deep);
     send("End", "", Variants{});
-    ended.get_future().wait();
+    ASSERT_EQ(ended.get_future().wait_for(support::deadline), std::future_status::ready);
     ASSERT_EQ(seen.size(), 3U);
     EXPECT_EQ(Value(seen[0].userInfo), Value(Dictionary{{"k", "v"}}));
     EXPECT_EQ(seen[1].userInfo.at("odd"), Value(Dictionary())) << "a key that is no string is left out";
     EXPECT_EQ(seen[1].userInfo.at("struct"), Value(Array{1, "/p", 2.0}));
     EXPECT_EQ(log.count("Ignored a notification Note that has not the form of one"), 3U);
+}
+
+TEST_F(NotificationTest, RefusesWhatWouldTakeFarMoreMemoryThanItHasBytes) {
+    constexpr std::size_t many = 4'000'000;
+    send("Note", "", Variants{{"bytes", std::vector<std::uint8_t>(many)}});
+    send("Note", "", Variants{{"texts", std::vector<std::string>(many / 4, "")}});
+    std::map<std::string, sdbus::Variant> entries;
+    for (std::size_t i = 0; i < many / 16; ++i)
+        entries.emplace_hint(entries.end(), std::to_string(many + i), false);
+    send("Note", "", Variants{{"entries", entries}});
+    // As many paths as a person may have in flight.
+    send("Note", "", Variants{{"paths", std::vector<std::string>(300'000, std::string(60, 'x'))}});
+    send("Note", "", Variants{{"bytes", std::vector<std::uint8_t>(100'000)}});
+    send("End", "", Variants{});
+    ASSERT_EQ(ended.get_future().wait_for(support::deadline), std::future_status::ready);
+    EXPECT_EQ(log.count("Ignored a notification Note: the message would take too much memory"), 3U);
+    ASSERT_EQ(seen.size(), 2U);
+    EXPECT_EQ(seen[0].userInfo.at("paths").array()->size(), 300'000U);
+    EXPECT_EQ(seen[1].userInfo.at("bytes").array()->size(), 100'000U);
 }
 
 } // namespace
