@@ -21,33 +21,17 @@ fs::path createdFolder(const fs::path& folder) {
     return fs::canonical(folder);
 }
 
-// The spelling in which a local root goes into the table: what observers compare with the paths that a file
-// manager shows. Links in it stay.
-std::string plainLocalPath(std::string_view path) {
-    std::string plain = fs::path(path).lexically_normal().string();
-    while (plain.size() > 1 && plain.ends_with('/'))
-        plain.pop_back();
-    return plain;
-}
-
-// Where a path leads once the links above it are followed; it need not exist.
-std::string realPath(std::string_view path) {
-    std::error_code error;
-    const fs::path real = fs::weakly_canonical(path, error);
-    return plainLocalPath(error ? fs::path(path).string() : real.string());
-}
-
 } // namespace
 
 Daemon::Daemon(const Settings& settings, platform::DistributedNotificationCenter& distributedCenter,
                platform::ProcessLog& processLog)
     : space(settings.spaceFolder), stateFolder(createdFolder(settings.stateFolder)),
       stateFile(stateFolder / "state.json"), snapshotStore(settings.snapshotStore), events(settings.events),
-      center(distributedCenter), log(processLog), state(loadState(stateFile, log)),
+      center(distributedCenter), log(processLog), state(sync_daemon::loadState(stateFile, log)),
       status({{"status", "syncStatusStarted"}}),
       uploader(space, createdFolder(stateFolder / "roots"), settings.pace, events, *this, log) {
-    createdFolder(cacheFolder());
-    createdFolder(uploadingFolder());
+    createdFolder(ownCacheFolder());
+    createdFolder(ownUploadingFolder());
     std::erase_if(state.pairs, [this](const auto& pair) {
         const bool isRefused = holdsOurs(realPath(pair.second));
         if (isRefused)
@@ -126,8 +110,15 @@ bool Daemon::setEventsPaused(std::string_view localPath, bool pause) {
     return true;
 }
 
-void Daemon::setCacheEventsPaused(bool pause) { setHeld(cacheFolder(), pause); }
-void Daemon::setUploadingEventsPaused(bool pause) { setHeld(uploadingFolder(), pause); }
+bool Daemon::setCacheEventsPaused(bool pause) {
+    setHeld(ownCacheFolder(), pause);
+    return true;
+}
+
+bool Daemon::setUploadingEventsPaused(bool pause) {
+    setHeld(ownUploadingFolder(), pause);
+    return true;
+}
 
 void Daemon::post(std::string name, platform::Dictionary userInfo) {
     center.post({std::move(name), std::nullopt, std::move(userInfo)});
@@ -349,8 +340,8 @@ std::vector<UploadTask> Daemon::roots() {
         for (const auto& [remote, local] : state.pairs)
             all.push_back({Kind::sync, local, remote});
     }
-    all.push_back({Kind::mirror, cacheFolder(), "/"});
-    all.push_back({Kind::drop, uploadingFolder(), "/"});
+    all.push_back({Kind::mirror, ownCacheFolder(), "/"});
+    all.push_back({Kind::drop, ownUploadingFolder(), "/"});
     return all;
 }
 

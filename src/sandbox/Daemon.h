@@ -2,8 +2,7 @@
 //
 // It keeps the pairs (remote root -> local root), copies what lies in them and what changes in them into the
 // space, and tells every observer on the machine what it does: path added, path removed, and a refresh with
-// the whole table and the status at each change of either. Requests (sandbox/Requests.h) and command messages
-// (sandbox/Commands.h) act on it.
+// the whole table and the status at each change of either.
 //
 // Two folders of its own are for whoever works with it: what is laid into the uploading folder moves into the
 // space, to the same path; the cache folder holds copies of remote files, and a changed copy goes back to its
@@ -18,9 +17,10 @@
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/ProcessLog.h"
 #include "sandbox/Space.h"
-#include "sandbox/State.h"
 #include "sandbox/Uploader.h"
 #include "sandbox/listing.h"
+#include "sync_daemon/State.h"
+#include "sync_daemon/SyncDaemon.h"
 
 #include <filesystem>
 #include <mutex>
@@ -31,7 +31,7 @@
 
 namespace sandbox {
 
-class Daemon final : private UploadObserver {
+class Daemon final : public sync_daemon::SyncDaemon, private UploadObserver {
   public:
     struct Settings {
         std::filesystem::path spaceFolder;
@@ -55,90 +55,62 @@ class Daemon final : private UploadObserver {
     // Posts the refresh: the table and the status as they are now. Also for an extension that has just come.
     void refresh();
 
-    // A pair. A remote root that has another local root is moved to the new one. Refused: "/" as remote
-    // root, a local root that is no existing folder, and one that holds the space or the state or lies in
-    // them.
-    bool startSync(std::string_view localPath, std::string_view remotePath);
-    // Ends a pair. What has arrived in the space stays there.
-    bool stopSync(std::string_view remotePath);
+    // Refused as a local root are folders that hold the space or the state, or lie in them. What is stopped
+    // or excluded stays in the space.
+    bool startSync(std::string_view localPath, std::string_view remotePath) override;
+    bool stopSync(std::string_view remotePath) override;
+    bool excludePath(std::string_view remotePath) override;
+    bool includePath(std::string_view remotePath) override;
 
-    // What is excluded is not uploaded any more; what has arrived stays.
-    bool excludePath(std::string_view remotePath);
-    bool includePath(std::string_view remotePath);
-
-    // Brings one file or folder into a folder of the space, under its own name or, when that is taken,
-    // under a free one. A link is copied as what it leads to, and never moved.
-    bool copyToSpace(std::string_view localPath, std::string_view remoteFolder);
-    bool moveToSpace(std::string_view localPath, std::string_view remoteFolder);
+    // A link is copied as what it leads to, and never moved.
+    bool copyToSpace(std::string_view localPath, std::string_view remoteFolder) override;
+    bool moveToSpace(std::string_view localPath, std::string_view remoteFolder) override;
 
     // Writes down who would have got mail: nothing is sent.
     bool shareByEmail(std::string_view remotePath, bool isDirectory,
-                      const std::vector<std::string>& recipients);
+                      const std::vector<std::string>& recipients) override;
 
-    // Looks again for what has changed in each pair, or in those that hold a remote path or lie below it.
+    // Looks again for what has changed in each pair.
     void syncAgain();
-    bool syncPath(std::string_view remotePath);
+    bool syncPath(std::string_view remotePath) override;
+    bool localSnapshotChanged(std::string_view localPath, bool noRecursive) override;
+    bool setEventsPaused(std::string_view localPath, bool pause) override;
+    bool setCacheEventsPaused(bool pause) override;
+    bool setUploadingEventsPaused(bool pause) override;
+    void setPaused(bool pause) override;
 
-    // Something may have changed in a folder of this machine, or a file: it is looked at, with all below it
-    // or not. Refused outside every pair.
-    bool localSnapshotChanged(std::string_view localPath, bool noRecursive);
+    platform::Dictionary allPathsInSync() const override;
+    platform::Dictionary syncStatus() const override;
+    Exclusion exclusionOfRemote(std::string_view remotePath) const override;
+    Exclusion exclusionOfLocal(std::string_view localPath) const override;
 
-    // While events at and below a local path, in the cache folder or in the uploading folder are paused,
-    // nothing follows from them; what happened meanwhile is looked at on resuming.
-    bool setEventsPaused(std::string_view localPath, bool pause);
-    void setCacheEventsPaused(bool pause);
-    void setUploadingEventsPaused(bool pause);
+    // A directory that is to be looked at again has the operation "look" and no remote path.
+    platform::Array pendingOperations() const override;
+    bool isPendingLocally(std::string_view localPath) const override;
+    bool isPendingRemotely(std::string_view remotePath) const override;
 
-    void setPaused(bool pause);
+    // ---- Items of the space (Daemon_items.cpp).
 
-    platform::Dictionary allPathsInSync() const; // remote root -> local root
-    platform::Dictionary syncStatus() const;
-
-    // Whether a path is excluded, and whether it is so itself (base) or by a folder above it. A local path
-    // also by the snapshot engine's built-in rules.
-    struct Exclusion {
-        bool isExcluded = false;
-        bool isBase = false;
-    };
-    Exclusion exclusionOfRemote(std::string_view remotePath) const;
-    Exclusion exclusionOfLocal(std::string_view localPath) const;
-
-    // What waits or is being copied: dictionaries of "operation", "localPath" and "remotePath"; a directory
-    // that is to be looked at again has the operation "look" and no remote path.
-    platform::Array pendingOperations() const;
-    bool isPendingLocally(std::string_view localPath) const;
-    bool isPendingRemotely(std::string_view remotePath) const;
-
-    // ---- Items of the space (Daemon_items.cpp). "/" is neither changed nor brought away.
-
-    // The full remote paths of the folders directly below one; or of those that neither are nor lie in a
-    // remote root.
-    std::vector<std::string> directories(std::string_view remotePath) const;
-    std::vector<std::string> directoriesNotInSync(std::string_view remotePath) const;
-    std::uint64_t countDirectories(std::string_view remotePath) const;
-
+    std::vector<std::string> directories(std::string_view remotePath) const override;
+    std::vector<std::string> directoriesNotInSync(std::string_view remotePath) const override;
+    std::uint64_t countDirectories(std::string_view remotePath) const override;
     std::optional<platform::Array> contentOfDirectory(std::string_view remotePath, bool onlyFile,
-                                                      bool recursive) const;
-    std::optional<platform::Dictionary> fileInfo(std::string_view remotePath) const;
-
-    // A "file:" URI of the item in the space, whose kind has to be the one that is said.
-    std::optional<std::string> linkForSharing(std::string_view remotePath, bool isDirectory) const;
-
-    bool deleteFile(std::string_view remotePath, bool toTrash);
-    bool renameFile(std::string_view remotePath, std::string_view newPath);
-    bool restoreFile(std::string_view remotePath);
-
-    // To a folder of this machine, under its own name or a free one; and into the cache folder.
-    bool downloadFile(std::string_view remotePath, std::string_view toDirectory);
-    bool cacheFile(std::string_view remotePath);
-
-    std::string cacheFolder() const { return stateFolder / "cache"; }
-    std::string uploadingFolder() const { return stateFolder / "uploading"; }
-
-    // Writes the snapshot of the space as it is now; the path to load it from.
-    std::optional<std::string> remoteSnapshot() const;
+                                                      bool recursive) const override;
+    std::optional<platform::Dictionary> fileInfo(std::string_view remotePath) const override;
+    // A "file:" URI of the item in the space.
+    std::optional<std::string> linkForSharing(std::string_view remotePath, bool isDirectory) const override;
+    bool deleteFile(std::string_view remotePath, bool toTrash) override;
+    bool renameFile(std::string_view remotePath, std::string_view newPath) override;
+    bool restoreFile(std::string_view remotePath) override;
+    bool downloadFile(std::string_view remotePath, std::string_view toDirectory) override;
+    bool cacheFile(std::string_view remotePath) override;
+    std::optional<std::string> cacheFolder() const override { return ownCacheFolder(); }
+    std::optional<std::string> uploadingFolder() const override { return ownUploadingFolder(); }
+    std::optional<std::string> remoteSnapshot() const override;
 
   private:
+    std::string ownCacheFolder() const { return stateFolder / "cache"; }
+    std::string ownUploadingFolder() const { return stateFolder / "uploading"; }
     std::vector<UploadTask> roots() override;
     std::vector<std::string> exclusions(const UploadTask& task, const std::string& folder) override;
     bool isWanted(const UploadTask& task, std::string_view remotePath) override;
@@ -163,7 +135,7 @@ class Daemon final : private UploadObserver {
     // What is posted has one order, that of the states it shows. Taken before stateLock.
     std::mutex postLock;
     mutable std::mutex stateLock;
-    State state;                 // guarded by stateLock, as the status
+    sync_daemon::State state;    // guarded by stateLock, as the status
     platform::Dictionary status; // "status", and "info" during a transfer
 
     Uploader uploader; // last: its thread uses the rest

@@ -114,7 +114,7 @@ bool Daemon::cacheFile(std::string_view remotePath) {
     if (!remote) return false;
     if (space.kind(*remote) == ItemKind::missing) return refuse("cache", remotePath, "nothing is there");
     log.info("Caching ", *remote);
-    uploader.add({UploadTask::Kind::cache, cacheFolder() + *remote, *remote});
+    uploader.add({UploadTask::Kind::cache, ownCacheFolder() + *remote, *remote});
     return true;
 }
 

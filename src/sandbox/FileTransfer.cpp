@@ -1,7 +1,7 @@
 #include "sandbox/FileTransfer.h"
 
-#include "sandbox/Descriptor.h"
 #include "sandbox/placement.h"
+#include "sync_daemon/Descriptor.h"
 
 #include <sys/stat.h>
 
@@ -72,8 +72,9 @@ class Transfer {
 
     TransferResult perform() const {
         // Without waiting for the other end of a pipe, whatever took the file's place.
-        const Descriptor source(::open(transfer.source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK |
-                                                                    (transfer.followsLink ? 0 : O_NOFOLLOW)));
+        const sync_daemon::Descriptor source(
+            ::open(transfer.source.c_str(),
+                   O_RDONLY | O_CLOEXEC | O_NONBLOCK | (transfer.followsLink ? 0 : O_NOFOLLOW)));
         struct stat before {};
         if (!source || fstat(source.get(), &before) != 0) return failed("read");
         if (!S_ISREG(before.st_mode)) return TransferResult::stopped;
@@ -81,7 +82,7 @@ class Transfer {
         std::optional<ReadLease> lease;
         if (transfer.removesSource) lease.emplace(source.get());
 
-        const Descriptor target(
+        const sync_daemon::Descriptor target(
             ::open(transfer.incoming.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
         if (!target) return failed("receive");
         const TransferResult moved =

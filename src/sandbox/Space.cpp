@@ -69,20 +69,9 @@ Space::~Space() { ::close(ownership); }
 fs::path Space::privateFolder() const { return root / privateName; }
 
 std::optional<std::string> Space::plainPath(std::string_view remotePath) {
-    if (!remotePath.starts_with('/') || remotePath.find('\0') != std::string_view::npos ||
-        !isText(remotePath))
-        return std::nullopt;
-    std::string plain;
-    while (!remotePath.empty()) {
-        remotePath.remove_prefix(1); // the separator
-        const std::string_view component = remotePath.substr(0, remotePath.find('/'));
-        remotePath.remove_prefix(component.size());
-        if (component.empty() || component == ".") continue;
-        if (component == ".." || (plain.empty() && component == privateName)) return std::nullopt;
-        plain += '/';
-        plain += component;
-    }
-    return plain.empty() ? "/" : plain;
+    std::optional<std::string> plain = sync_daemon::plainPath(remotePath);
+    if (plain && isAtOrBelow(*plain, "/" + std::string(privateName))) plain.reset();
+    return plain;
 }
 
 std::optional<fs::path> Space::localPath(std::string_view remotePath) const {

@@ -1,9 +1,9 @@
 // The sandbox's remote space: a local folder that stands for the storage of a real service.
 //
-// A remote path is a path of the space's tree, in plain form (sandbox/paths.h). Every operation but plainPath
-// expects that form; one in another form has no item, and nothing is made or changed for it. Items are real
-// files and folders, never links, and the space's private folder is hidden: in it lie what is being received
-// and the trash.
+// A remote path is a path of the space's tree, in plain form (sync_daemon/paths.h). Every operation but
+// plainPath expects that form; one in another form has no item, and nothing is made or changed for it. Items
+// are real files and folders, never links, and the space's private folder is hidden: in it lie what is being
+// received and the trash.
 //
 // No operation follows a link below the space's folder, so that nothing outside is read or changed through
 // one. Each looks before it acts; who plants links while it acts already has the user's rights.

@@ -1,7 +1,5 @@
 #include "sandbox/paths.h"
 
-#include "platform/Utf8.h"
-
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -10,20 +8,6 @@
 namespace sandbox {
 
 namespace fs = std::filesystem;
-
-bool isAtOrBelow(std::string_view path, std::string_view base) {
-    if (base == "/") return path.starts_with('/');
-    return path.starts_with(base) && (path.size() == base.size() || path[base.size()] == '/');
-}
-
-bool isText(std::string_view path) { return platform::isUtf8(path); }
-
-std::string remoteChild(std::string_view folder, std::string_view name) {
-    std::string path(folder == "/" ? "" : folder);
-    path += '/';
-    path += name;
-    return path;
-}
 
 std::string numberedName(const fs::path& name, int number) {
     return name.stem().string() + " (" + std::to_string(number) + ")" + name.extension().string();

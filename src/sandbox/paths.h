@@ -1,8 +1,7 @@
-// Paths as strings, and the way from a path of a tree to its place on this machine.
-//
-// A path of a tree is in plain form: it starts with "/", has no empty, "." or ".." component and no trailing
-// separator; "/" is the tree itself. Absolute local paths have the same form.
+// The way from a path of a tree, in plain form (sync_daemon/paths.h), to its place on this machine.
 #pragma once
+
+#include "sync_daemon/paths.h"
 
 #include <filesystem>
 #include <optional>
@@ -11,14 +10,11 @@
 
 namespace sandbox {
 
-// Whether a plain path is the base or lies below it, by whole components.
-bool isAtOrBelow(std::string_view path, std::string_view base);
-
-// Whether a path can travel in messages: D-Bus strings and JSON text are UTF-8.
-bool isText(std::string_view path);
-
-// The path of an entry of a folder.
-std::string remoteChild(std::string_view folder, std::string_view name);
+using sync_daemon::isAtOrBelow;
+using sync_daemon::isText;
+using sync_daemon::plainLocalPath;
+using sync_daemon::realPath;
+using sync_daemon::remoteChild;
 
 // A name beside a taken one: "a.txt" gives "a (2).txt". The number is at least 2.
 std::string numberedName(const std::filesystem::path& name, int number);

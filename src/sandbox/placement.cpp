@@ -1,7 +1,8 @@
 #include "sandbox/placement.h"
 
-#include "sandbox/Descriptor.h"
 #include "sandbox/paths.h"
+#include "sync_daemon/Descriptor.h"
+#include "sync_daemon/writing.h"
 
 #include <sys/stat.h>
 
@@ -23,17 +24,6 @@ namespace fs = std::filesystem;
 constexpr std::string_view stagingName = ".tsyncquenz-sandbox-incoming-";
 
 } // namespace
-
-bool writeToDisk(const fs::path& path, std::string_view text) {
-    const Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (!file) return false;
-    while (!text.empty()) {
-        const ssize_t written = ::write(file.get(), text.data(), text.size());
-        if (written < 0 && errno != EINTR) return false;
-        if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return ::fsync(file.get()) == 0;
-}
 
 bool renameWithoutReplacing(const fs::path& from, const fs::path& to) {
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
@@ -60,7 +50,7 @@ StagingFolder::StagingFolder(const fs::path& beside, fs::path noteFile, platform
         const fs::path wanted =
             beside / (std::string(stagingName) + std::to_string(::getpid()) + "-" + std::to_string(number));
         // The note first: a folder without one would stay for ever.
-        if (writeToDisk(note, wanted.string()) && ::mkdir(wanted.c_str(), 0700) == 0) {
+        if (sync_daemon::writeToDisk(note, wanted.string()) && ::mkdir(wanted.c_str(), 0700) == 0) {
             path = wanted;
         } else if (errno != EEXIST) {
             log.error("Cannot receive anything in ", beside.string(), ": ", std::strerror(errno));
@@ -75,7 +65,7 @@ StagingFolder::~StagingFolder() {
 }
 
 fs::path StagingFolder::place(const fs::path& wanted) const {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const sync_daemon::Descriptor file(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!file || ::syncfs(file.get()) != 0) {
         log.error("Cannot store ", wanted.string(), ": ", std::strerror(errno));
         return {};

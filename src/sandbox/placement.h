@@ -9,10 +9,6 @@
 
 namespace sandbox {
 
-// Replaces a file's content, and returns when it is on the disk. False, with errno, when it is not; half of
-// it may be there then.
-bool writeToDisk(const std::filesystem::path& path, std::string_view text);
-
 // Renames within one file system; what is at the new place stays. False, with errno: EEXIST when it is taken.
 // A file system that cannot do it in one step (renameat2(2), RENAME_NOREPLACE) gives a file a second name
 // first, which never takes another one's.

@@ -217,7 +217,7 @@ TEST_F(DaemonTest, PausesInTheMiddleOfAFileAndAlsoOverARestart) {
     daemon->setPaused(true);
     EXPECT_EQ(*find(daemon->syncStatus(), "status"), platform::Value("syncStatusTransfer"));
     daemon.reset();
-    EXPECT_TRUE(loadState(temporary / "state/state.json", log).paused);
+    EXPECT_TRUE(sync_daemon::loadState(temporary / "state/state.json", log).paused);
     run();
     center.until("syncStatusStarted");
     EXPECT_FALSE(fs::exists(arrived("/Docs/big")));

@@ -1,6 +1,6 @@
 #include "backends/posix/SerialQueue.h"
-#include "sandbox/Commands.h"
 #include "sandbox/Requests.h"
+#include "sync_daemon/Commands.h"
 #include "tests/sandbox/support.h"
 
 namespace sandbox {
@@ -135,7 +135,7 @@ TEST_F(RequestsTest, MisbehavesAsTold) {
 }
 
 TEST_F(RequestsTest, ActsOnCommandMessagesAndSurvivesMalformedOnes) {
-    const Commands commands(daemon, center, queue, log);
+    const sync_daemon::Commands commands(daemon, center, queue, log);
     const auto send = [this](const char* name, std::optional<std::string> object) {
         center.post({name, std::move(object), {}});
         queue.dispatchAndWait([] {});
@@ -156,9 +156,9 @@ TEST_F(RequestsTest, ActsOnCommandMessagesAndSurvivesMalformedOnes) {
     EXPECT_EQ(told.at(told.size() - 2), pair("TSyncQuenzSyncPathRemoved", docs));
     EXPECT_EQ(daemon.allPathsInSync(), (platform::Dictionary{{"/Docs", other}})) << "the pair is moved";
     send("kTFinderSyncTExcludeSyncPath", "{\"remotePath\":\"/Docs/x\"}");
-    EXPECT_EQ(loadState(temporary / "state/state.json", log).excluded.size(), 1U);
+    EXPECT_EQ(sync_daemon::loadState(temporary / "state/state.json", log).excluded.size(), 1U);
     send("kTFinderSyncTIncludeSyncPath", "{\"remotePath\":\"/Docs/x\"}");
-    EXPECT_TRUE(loadState(temporary / "state/state.json", log).excluded.empty());
+    EXPECT_TRUE(sync_daemon::loadState(temporary / "state/state.json", log).excluded.empty());
     send("kTFinderSyncTSyncStop", "{\"remotePath\":\"/Docs\"}");
     EXPECT_TRUE(daemon.allPathsInSync().empty());
     send("kTFinderSyncTShareByEmail",

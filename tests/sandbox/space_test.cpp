@@ -1,6 +1,6 @@
 #include "sandbox/Space.h"
-#include "sandbox/State.h"
 #include "sandbox/paths.h"
+#include "sync_daemon/State.h"
 #include "tests/sandbox/support.h"
 
 #include <sys/stat.h>
@@ -70,14 +70,14 @@ TEST(Space, FindsFreeNamesAndBelongsToOneProcess) {
 TEST(State, IsOneJsonObjectAndABrokenOneIsKept) {
     const TemporaryFolder temporary;
     support::RecordingLog log;
-    State state;
+    sync_daemon::State state;
     state.pairs = {{"/Docs", "/home/u/Docs"}};
     state.excluded = {"/Docs/tmp"};
     state.paused = true;
     ASSERT_TRUE(saveState(state, temporary / "state.json", log));
     EXPECT_EQ(contentOf(temporary / "state.json"), "{\"excluded\":[\"/Docs/tmp\"],\"pairs\":{\"/Docs\":\"/"
                                                    "home/u/Docs\"},\"paused\":true,\"version\":1}\n");
-    const State again = loadState(temporary / "state.json", log);
+    const sync_daemon::State again = sync_daemon::loadState(temporary / "state.json", log);
     EXPECT_TRUE(again.pairs == state.pairs && again.excluded == state.excluded && again.paused);
     EXPECT_TRUE(again.isExcluded("/Docs/tmp/x") && again.isInSync("/Docs/a"));
     EXPECT_FALSE(again.isExcluded("/Docs/tmpx") || again.isInSync("/"));
@@ -85,7 +85,7 @@ TEST(State, IsOneJsonObjectAndABrokenOneIsKept) {
     temporary.write("state.json",
                     R"({"version":1,"pairs":{"x":"/l","":"/l","/":"/l","/../esc":"/l","/a/":"/l","/b":"l",)"
                     R"("/c":"/l/../m","/ok":"/l"},"excluded":["x","/ok/x",7]})");
-    const State partly = loadState(temporary / "state.json", log);
+    const sync_daemon::State partly = sync_daemon::loadState(temporary / "state.json", log);
     EXPECT_EQ(partly.pairs, (decltype(partly.pairs){{"/ok", "/l"}}));
     EXPECT_EQ(partly.excluded.size(), 1U);
     EXPECT_EQ(contentOf(temporary / "state.json.unreadable"), contentOf(temporary / "state.json"));
@@ -94,7 +94,7 @@ TEST(State, IsOneJsonObjectAndABrokenOneIsKept) {
 
     for (const char* broken : {"", "{\"version\":1", "[]", "{\"version\":2,\"pairs\":{}}"}) {
         temporary.write("state.json", broken);
-        EXPECT_TRUE(loadState(temporary / "state.json", log).pairs.empty());
+        EXPECT_TRUE(sync_daemon::loadState(temporary / "state.json", log).pairs.empty());
         EXPECT_EQ(contentOf(temporary / "state.json.unreadable"), broken);
         EXPECT_FALSE(fs::exists(temporary / "state.json"));
     }

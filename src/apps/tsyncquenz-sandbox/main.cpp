@@ -10,9 +10,9 @@
 #include "platform/Json.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
-#include "sandbox/Commands.h"
 #include "sandbox/Daemon.h"
 #include "sandbox/Requests.h"
+#include "sync_daemon/Commands.h"
 
 #include <CLI/CLI.hpp>
 
@@ -157,7 +157,7 @@ int serve(const Arguments& arguments, const sigset_t& ending, platform::ProcessL
     sandbox::Requests requests(daemon, arguments.faults, queue, slowQueue, log,
                                [] { std::_Exit(EXIT_FAILURE); });
     dbus::DaemonService service(bus, requests);
-    const sandbox::Commands commands(daemon, center, queue, log);
+    const sync_daemon::Commands commands(daemon, center, queue, log);
     const platform::Subscription extension =
         dbus::watchNameOwner(bus, FINDER_SYNC_BUS_NAME, [&](const std::string&, const std::string& owner) {
             if (!owner.empty()) queue.dispatch([&daemon] { daemon.refresh(); });

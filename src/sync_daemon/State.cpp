@@ -1,9 +1,8 @@
-#include "sandbox/State.h"
+#include "sync_daemon/State.h"
 
 #include "platform/Json.h"
-#include "sandbox/Space.h"
-#include "sandbox/paths.h"
-#include "sandbox/placement.h"
+#include "sync_daemon/paths.h"
+#include "sync_daemon/writing.h"
 
 #include <algorithm>
 #include <fstream>
@@ -11,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-namespace sandbox {
+namespace sync_daemon {
 namespace {
 
 namespace fs = std::filesystem;
@@ -29,7 +28,7 @@ bool anyAtOrAbove(std::string_view path, Predicate holds) {
     return true;
 }
 
-bool isPlainRemotePath(const std::string& path) { return Space::plainPath(path) == path; }
+bool isPlainRemotePath(const std::string& path) { return plainPath(path) == path; }
 
 bool isPlainLocalPath(const std::string& path) {
     return path.size() > 1 && path.starts_with('/') && !path.ends_with('/') && isText(path) &&
@@ -114,4 +113,4 @@ bool saveState(const State& state, const fs::path& file, platform::ProcessLog& l
     return true;
 }
 
-} // namespace sandbox
+} // namespace sync_daemon

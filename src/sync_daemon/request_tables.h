@@ -6,18 +6,27 @@
 
 #include "platform/RequestConnection.h"
 #include "platform/Value.h"
-#include "sandbox/Daemon.h"
+#include "sync_daemon/SyncDaemon.h"
 
+#include <cstdint>
 #include <span>
 #include <string_view>
 #include <utility>
 
-namespace sandbox {
+namespace sync_daemon {
+
+// What a request waits for, and so may delay: each lane is a queue (Requests.h).
+enum class Lane : std::uint8_t {
+    quick,   // nothing but the daemon's own state
+    folders, // a folder's list, which a menu or a panel waits for
+    changes, // of items of the space, in the order in which they were asked for
+    slow,    // reads more than a folder, or makes something of it
+};
 
 struct RequestEntry {
     std::string_view message;
-    platform::Reply (*answer)(Daemon& daemon, const platform::Array& arguments);
-    bool isSlow = false; // reads more than a folder: it must not delay other replies
+    platform::Reply (*answer)(SyncDaemon& daemon, const platform::Array& arguments);
+    Lane lane = Lane::quick;
 };
 
 std::span<const RequestEntry> statusRequests(); // the client, the status and what is pending
@@ -44,4 +53,4 @@ platform::Reply valueOrNone(std::optional<T> value) {
 // Of a message without a reply: done, or refused, of which only a caller that waits for the end learns.
 platform::Reply done(bool isDone = true);
 
-} // namespace sandbox
+} // namespace sync_daemon

@@ -1,4 +1,4 @@
-// What the sandbox daemon remembers from one run to the next: its pairs, what is excluded, and whether it is
+// What a sync daemon remembers from one run to the next: its pairs, what is excluded, and whether it is
 // paused. A plain value; who shares it guards it.
 //
 // On disk it is one JSON object: {"version":1,"paused":false,"pairs":{REMOTE:LOCAL},"excluded":[REMOTE]}.
@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-namespace sandbox {
+namespace sync_daemon {
 
 struct State {
     std::map<std::string, std::string, std::less<>> pairs; // remote root (plain) -> local root (absolute)
@@ -33,4 +33,4 @@ State loadState(const std::filesystem::path& file, platform::ProcessLog& log);
 // Replaces the file at once or not at all: written beside and renamed. False, and a log line, on failure.
 bool saveState(const State& state, const std::filesystem::path& file, platform::ProcessLog& log);
 
-} // namespace sandbox
+} // namespace sync_daemon

@@ -5,21 +5,21 @@
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/ProcessLog.h"
 #include "platform/Queue.h"
-#include "sandbox/Daemon.h"
+#include "sync_daemon/SyncDaemon.h"
 
 #include <vector>
 
-namespace sandbox {
+namespace sync_daemon {
 
 class Commands {
   public:
     // Observes every command from now on. The commands run on the queue, in the order of arrival. All must
     // outlive this object, and the daemon and the log also the queue's work.
-    Commands(Daemon& daemon, platform::DistributedNotificationCenter& center, platform::Queue& queue,
+    Commands(SyncDaemon& daemon, platform::DistributedNotificationCenter& center, platform::Queue& queue,
              platform::ProcessLog& log);
 
   private:
     std::vector<platform::Subscription> subscriptions;
 };
 
-} // namespace sandbox
+} // namespace sync_daemon

@@ -3,7 +3,7 @@
 
 #include <unistd.h>
 
-namespace sandbox {
+namespace sync_daemon {
 
 class Descriptor {
   public:
@@ -20,4 +20,4 @@ class Descriptor {
     int number;
 };
 
-} // namespace sandbox
+} // namespace sync_daemon

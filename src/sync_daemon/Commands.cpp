@@ -1,4 +1,4 @@
-#include "sandbox/Commands.h"
+#include "sync_daemon/Commands.h"
 
 #include "platform/Json.h"
 #include "protocol/names.h"
@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-namespace sandbox {
+namespace sync_daemon {
 namespace {
 
 using platform::Dictionary;
@@ -38,36 +38,38 @@ struct Command {
     const char* name;
     bool needsLocalPath;
     bool needsRemotePath;
-    bool (*perform)(Daemon& daemon, const Payload& payload);
+    bool (*perform)(SyncDaemon& daemon, const Payload& payload);
 };
 
 constexpr std::array commands{
     Command{TSYNC_COMMAND_SYNC_START, true, true,
-            [](Daemon& daemon, const Payload& payload) {
+            [](SyncDaemon& daemon, const Payload& payload) {
                 return daemon.startSync(*payload.localPath, *payload.remotePath);
             }},
     Command{TSYNC_COMMAND_SYNC_STOP, false, true,
-            [](Daemon& daemon, const Payload& payload) { return daemon.stopSync(*payload.remotePath); }},
-    Command{TSYNC_COMMAND_EXCLUDE_SYNC_PATH, false, true,
-            [](Daemon& daemon, const Payload& payload) { return daemon.excludePath(*payload.remotePath); }},
-    Command{TSYNC_COMMAND_INCLUDE_SYNC_PATH, false, true,
-            [](Daemon& daemon, const Payload& payload) { return daemon.includePath(*payload.remotePath); }},
+            [](SyncDaemon& daemon, const Payload& payload) { return daemon.stopSync(*payload.remotePath); }},
+    Command{
+        TSYNC_COMMAND_EXCLUDE_SYNC_PATH, false, true,
+        [](SyncDaemon& daemon, const Payload& payload) { return daemon.excludePath(*payload.remotePath); }},
+    Command{
+        TSYNC_COMMAND_INCLUDE_SYNC_PATH, false, true,
+        [](SyncDaemon& daemon, const Payload& payload) { return daemon.includePath(*payload.remotePath); }},
     Command{TSYNC_COMMAND_MOVE_TO_SPACE, true, true,
-            [](Daemon& daemon, const Payload& payload) {
+            [](SyncDaemon& daemon, const Payload& payload) {
                 return daemon.moveToSpace(*payload.localPath, *payload.remotePath);
             }},
     Command{TSYNC_COMMAND_COPY_TO_SPACE, true, true,
-            [](Daemon& daemon, const Payload& payload) {
+            [](SyncDaemon& daemon, const Payload& payload) {
                 return daemon.copyToSpace(*payload.localPath, *payload.remotePath);
             }},
     // Its "localPath" is the shared item's path in the space.
     Command{TSYNC_COMMAND_SHARE_BY_EMAIL, true, false,
-            [](Daemon& daemon, const Payload& payload) {
+            [](SyncDaemon& daemon, const Payload& payload) {
                 return daemon.shareByEmail(*payload.localPath, payload.isDir == "folder", payload.recipients);
             }},
 };
 
-void act(const Command& command, const platform::Notification& notification, Daemon& daemon,
+void act(const Command& command, const platform::Notification& notification, SyncDaemon& daemon,
          platform::ProcessLog& log) {
     log.info("Command ", notification.name, " ", notification.object);
     const std::optional<Payload> payload = payloadOf(notification.object);
@@ -81,8 +83,8 @@ void act(const Command& command, const platform::Notification& notification, Dae
 
 } // namespace
 
-Commands::Commands(Daemon& daemon, platform::DistributedNotificationCenter& center, platform::Queue& queue,
-                   platform::ProcessLog& log) {
+Commands::Commands(SyncDaemon& daemon, platform::DistributedNotificationCenter& center,
+                   platform::Queue& queue, platform::ProcessLog& log) {
     for (const Command& command : commands) {
         subscriptions.push_back(center.addObserver(
             command.name, [&command, &daemon, &queue, &log](const platform::Notification& notification) {
@@ -92,4 +94,4 @@ Commands::Commands(Daemon& daemon, platform::DistributedNotificationCenter& cent
     }
 }
 
-} // namespace sandbox
+} // namespace sync_daemon
