@@ -3,6 +3,7 @@
 #include "backends/qt/texts.h"
 
 #include <QCollator>
+#include <QLocale>
 #include <algorithm>
 #include <tuple>
 
@@ -16,7 +17,9 @@ PeopleModel::PeopleModel(const std::vector<platform::Person>& people, QObject* p
         for (const std::string& email : person.emails)
             rows.push_back({name.trimmed(), QString::fromStdString(email)});
     }
-    const QCollator collator;
+    // The C locale orders code points: small letters and accents would come after Z.
+    const QLocale language = QLocale().collation();
+    const QCollator collator(language == QLocale::c() ? QLocale(QLocale::English) : language);
     std::vector<std::tuple<bool, QCollatorSortKey, std::size_t>> order;
     order.reserve(rows.size());
     for (std::size_t row = 0; row < rows.size(); ++row) {

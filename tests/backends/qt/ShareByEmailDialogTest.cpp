@@ -27,7 +27,7 @@ struct Contacts final : platform::AddressBook {
     std::vector<platform::Person> people() override {
         return {{"John", "Smith", {"j@x.org"}},
                 {"Joan", {}, {"joan@x.org", "joan@home.org"}},
-                {{}, "Ltd", {"l@x.org"}}};
+                {{}, "Ärger Ltd", {"l@x.org"}}};
     }
 };
 
@@ -117,8 +117,8 @@ TEST_F(ShareWindow, TypesCompletesPicksAndSends) {
         type("k@y.org");
         click(search);
         EXPECT_EQ(chips().size(), 2U) << "leaving the field ends the entry";
-        EXPECT_EQ(peopleInPicker(), (QStringList{"Joan joan@x.org", "Joan joan@home.org",
-                                                 "John Smith j@x.org", "Ltd l@x.org"}));
+        EXPECT_EQ(peopleInPicker(), (QStringList{"Ärger Ltd l@x.org", "Joan joan@x.org", "Joan joan@home.org",
+                                                 "John Smith j@x.org"}));
         type("home");
         ASSERT_EQ(picker->model()->rowCount(), 1);
         const QPoint row = picker->visualRect(picker->model()->index(0, 1)).center();
@@ -148,12 +148,13 @@ TEST_F(ShareWindow, AddsWhomOneSelectsAndSendsByNothingElse) {
         QTest::keyClick(picker, Qt::Key_Home);
         QTest::keyClick(picker, Qt::Key_End, Qt::ShiftModifier);
         click(dialog.findChild<QPushButton*>("add"));
-        const QStringList everybody{"k@y.org", "John Smith, j@x.org", "Joan, joan@x.org",
-                                    "Joan, joan@home.org", "l@x.org"};
+        const QStringList everybody{"k@y.org", "John Smith, j@x.org", "l@x.org", "Joan, joan@x.org",
+                                    "Joan, joan@home.org"};
         EXPECT_EQ(field(), everybody) << "all who are selected, nobody twice";
         QTest::keyClick(chips().at(4), Qt::Key_Delete);
         picker->setFocus();
         QTest::keyClick(picker, Qt::Key_End);
+        QTest::keyClick(picker, Qt::Key_Up);
         QTest::keyClick(picker, Qt::Key_Return);
         EXPECT_EQ(field(), everybody) << "Enter adds";
         EXPECT_TRUE(dialog.isVisible()) << "and sends nothing";
