@@ -17,11 +17,11 @@ namespace {
 
 constexpr int sideMargin = 8;
 constexpr int verticalMargin = 2;
-constexpr qreal wave = 2; // height and half a length of the line below what is no address
+constexpr int wave = 2; // height and half a length of the line below what is no address
 
-void drawWave(QPainter& painter, qreal left, qreal right, qreal top) {
-    QPainterPath path({left, top});
-    for (qreal x = left; x < right; x += 2 * wave) {
+void drawWave(QPainter& painter, int left, int right, int top) {
+    QPainterPath path(QPointF(left, top));
+    for (int x = left; x < right; x += 2 * wave) {
         path.lineTo(x + wave, top + wave);
         path.lineTo(x + 2 * wave, top);
     }
