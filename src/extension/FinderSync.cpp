@@ -1,8 +1,8 @@
 #include "extension/FinderSync.h"
 
-#include "daemon_client/notification_names.h"
 #include "extension/tree_walk.h"
 #include "foundation/path_strings.h"
+#include "protocol/names.h"
 
 namespace extension {
 namespace {
@@ -55,11 +55,10 @@ void FinderSync::startUp() {
                 modelQueue.dispatch([handler, notification] { handler(notification); });
             }));
     };
-    observe(daemon_client::syncPathAddedNotification, [this](const auto&) { onSyncPathAdded(); });
-    observe(daemon_client::syncPathRemovedNotification,
+    observe(TSYNC_NOTE_SYNC_PATH_ADDED, [this](const auto&) { onSyncPathAdded(); });
+    observe(TSYNC_NOTE_SYNC_PATH_REMOVED,
             [this](const auto& notification) { onSyncPathRemoved(notification); });
-    observe(daemon_client::syncRefreshNotification,
-            [this](const auto& notification) { onSyncStatusRefresh(notification); });
+    observe(TSYNC_NOTE_SYNC_REFRESH, [this](const auto& notification) { onSyncStatusRefresh(notification); });
 
     std::set<FileURL> directories;
     const auto watch = [&directories](std::string_view path) {

@@ -1,11 +1,11 @@
 #include "extension/FinderSyncCommands.h"
 
 #include "daemon_client/CommandMessage.h"
-#include "daemon_client/notification_names.h"
 #include "extension/commands.h"
 #include "foundation/path_strings.h"
 #include "platform/Json.h"
 #include "platform/Utf8.h"
+#include "protocol/names.h"
 
 #include <array>
 #include <utility>
@@ -196,8 +196,7 @@ CommandOutcome FinderSyncCommands::startSync(const CommandRequest& request) {
     if (auto refused = refusalOfPair(*path, &*answer.path)) return std::move(*refused);
     CommandConfirmation expected = confirmation();
     expected.expectSynced(*path, *answer.path);
-    const bool isSent =
-        send(daemon_client::syncStartCommand, {{"localPath", *path}, {"remotePath", *answer.path}});
+    const bool isSent = send(TSYNC_COMMAND_SYNC_START, {{"localPath", *path}, {"remotePath", *answer.path}});
     return sent({"Asked the sync service to sync %@ with %@.", {readable(*path), readable(*answer.path)}},
                 Told::byBadges, isSent ? Skipped() : Skipped{{}, {*path}}, expected);
 }
@@ -227,7 +226,7 @@ CommandOutcome FinderSyncCommands::stopSync(const CommandRequest& request) {
     const Paths paths = pathsOf(request);
     around.log.info("Selected Item Paths ", describe(paths));
     return sendRemotePaths(
-        daemon_client::syncStopCommand, paths, &CommandConfirmation::expectNotSynced,
+        TSYNC_COMMAND_SYNC_STOP, paths, &CommandConfirmation::expectNotSynced,
         "Asked the sync service to stop syncing %@.", Told::byBadges,
         [&, selection = describeBriefly(paths)] { around.log.info("Selected Item Paths ", selection); });
 }
@@ -242,13 +241,11 @@ CommandOutcome FinderSyncCommands::exclude(const char* command, bool isExcluded,
 }
 
 CommandOutcome FinderSyncCommands::excludeSync(const CommandRequest& request) {
-    return exclude(daemon_client::excludeSyncPathCommand, true, "Asked the sync service to exclude %@.",
-                   request);
+    return exclude(TSYNC_COMMAND_EXCLUDE_SYNC_PATH, true, "Asked the sync service to exclude %@.", request);
 }
 
 CommandOutcome FinderSyncCommands::includeSync(const CommandRequest& request) {
-    return exclude(daemon_client::includeSyncPathCommand, false, "Asked the sync service to include %@.",
-                   request);
+    return exclude(TSYNC_COMMAND_INCLUDE_SYNC_PATH, false, "Asked the sync service to include %@.", request);
 }
 
 CommandOutcome FinderSyncCommands::sendToSpace(DestinationPurpose purpose, const char* command,
@@ -275,12 +272,12 @@ CommandOutcome FinderSyncCommands::sendToSpace(DestinationPurpose purpose, const
 }
 
 CommandOutcome FinderSyncCommands::moveToSpace(const CommandRequest& request) {
-    return sendToSpace(DestinationPurpose::move, daemon_client::moveToSpaceCommand, "Move",
+    return sendToSpace(DestinationPurpose::move, TSYNC_COMMAND_MOVE_TO_SPACE, "Move",
                        "Asked the sync service to move %@ to %@.", request);
 }
 
 CommandOutcome FinderSyncCommands::copyToSpace(const CommandRequest& request) {
-    return sendToSpace(DestinationPurpose::copy, daemon_client::copyToSpaceCommand, "Copy",
+    return sendToSpace(DestinationPurpose::copy, TSYNC_COMMAND_COPY_TO_SPACE, "Copy",
                        "Asked the sync service to copy %@ to %@.", request);
 }
 
@@ -331,7 +328,7 @@ CommandOutcome FinderSyncCommands::shareByEmail(const CommandRequest& request) {
     if (answer.recipients.empty()) return unanswered(answer.problem);
     const bool isSent = answer.isShown
                             ? answer.isSent
-                            : send(daemon_client::shareByEmailCommand,
+                            : send(TSYNC_COMMAND_SHARE_BY_EMAIL,
                                    daemon_client::sharePayload(*remotePath, isDirectory, answer.recipients));
     // Of shared items the daemon can be asked nothing.
     CommandConfirmation nothingToAsk = confirmation();

@@ -1,9 +1,9 @@
 #include "panels/TSFPShareByEmailController.h"
 
 #include "daemon_client/CommandMessage.h"
-#include "daemon_client/notification_names.h"
 #include "daemon_client/sync_path_mapping.h"
 #include "foundation/path_strings.h"
+#include "protocol/names.h"
 
 #include <algorithm>
 #include <utility>
@@ -161,7 +161,7 @@ void TSFPShareByEmailController::okAction() {
         sent = true;
         around.backgroundQueue.dispatch(
             [send = around.send, payload = daemon_client::sharePayload(*_path, _isDir, recipients)] {
-                send(daemon_client::shareByEmailCommand, payload);
+                send(TSYNC_COMMAND_SHARE_BY_EMAIL, payload);
             });
     }
     around.view.close();

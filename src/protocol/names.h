@@ -8,11 +8,14 @@
 #define TSYNC_INTERFACE "com.quarnhold.TovikDrive_Quen.tsync_xpcProtocol"
 /* A reply of none. Any other error reply counts as no reply. */
 #define TSYNC_ERROR_NO_VALUE "com.quarnhold.TovikDrive_Quen.Error.NoValue"
+#define TSYNC_ERROR_FAILED "com.quarnhold.TovikDrive_Quen.Error.Failed"
 
 /* Machine-wide notifications: signal Posted(s name, s object, a{sv} userInfo). */
 #define NOTIFICATIONS_OBJECT_PATH "/com/quarnhold/TovikDrive_Quen/Notifications"
 #define NOTIFICATIONS_INTERFACE "com.quarnhold.TovikDrive_Quen.DistributedNotifications"
 #define NOTIFICATIONS_SIGNAL "Posted"
+#define NOTIFICATIONS_USER_INFO "a{sv}"
+#define NOTIFICATIONS_SIGNAL_TYPES "ss" NOTIFICATIONS_USER_INFO
 
 /* The extension, as file managers and terminals speak to it. */
 #define FINDER_SYNC_BUS_NAME "com.quarnhold.TovikDrive-Quen.TSyncFinder"
@@ -40,8 +43,9 @@
 #define FINDER_SYNC_MENUS_BY_CLASS "MenusByClass"
 #define FINDER_SYNC_MENUS_BY_CLASS_OUT "a{sav}"
 #define FINDER_SYNC_ACTIVATE "Activate"
+#define FINDER_SYNC_ACTIVATE_ENVIRONMENT "a{ss}"
 #define FINDER_SYNC_ACTIVATE_OPTIONS "a{sv}"
-#define FINDER_SYNC_ACTIVATE_IN "sasa{ss}s" FINDER_SYNC_ACTIVATE_OPTIONS
+#define FINDER_SYNC_ACTIVATE_IN "sas" FINDER_SYNC_ACTIVATE_ENVIRONMENT "s" FINDER_SYNC_ACTIVATE_OPTIONS
 #define FINDER_SYNC_ACTIVATE_OUT "t"
 #define FINDER_SYNC_BEGIN_OBSERVING "BeginObserving"
 #define FINDER_SYNC_BEGIN_OBSERVING_IN "s"

@@ -8,8 +8,6 @@
 namespace backends::dbus {
 namespace {
 
-constexpr auto failed = "com.quarnhold.TovikDrive_Quen.Error.Failed";
-
 // A call that may be answered after the bus has ended: the connection goes after the message.
 struct OpenCall {
     std::shared_ptr<BusLink> link;
@@ -27,7 +25,7 @@ void answer(const sdbus::MethodCall& call, const protocol::Message& message, con
             answer.send();
         } else {
             const bool none = reply.kind == platform::Reply::Kind::none;
-            call.createErrorReply(sdbus::Error(none ? TSYNC_ERROR_NO_VALUE : failed,
+            call.createErrorReply(sdbus::Error(none ? TSYNC_ERROR_NO_VALUE : TSYNC_ERROR_FAILED,
                                                none ? "no value" : "the request failed"))
                 .send();
         }

@@ -12,7 +12,7 @@ std::optional<platform::Notification> decode(sdbus::Message& message) {
     try {
         const auto name = readValue(message, "s");
         const auto object = readValue(message, "s");
-        auto userInfo = readValue(message, "a{sv}");
+        auto userInfo = readValue(message, NOTIFICATIONS_USER_INFO);
         if (!name || !object || !userInfo) return std::nullopt;
         platform::Notification notification;
         notification.name = *name->string();
@@ -30,7 +30,7 @@ std::optional<platform::Notification> decode(sdbus::Message& message) {
 DistributedCenter::DistributedCenter(Bus& sharedBus, platform::ProcessLog& processLog)
     : bus(sharedBus), log(processLog),
       object(sdbus::createObject(bus.connection(), NOTIFICATIONS_OBJECT_PATH)) {
-    object->registerSignal(NOTIFICATIONS_INTERFACE, NOTIFICATIONS_SIGNAL, "ssa{sv}",
+    object->registerSignal(NOTIFICATIONS_INTERFACE, NOTIFICATIONS_SIGNAL, NOTIFICATIONS_SIGNAL_TYPES,
                            {"name", "object", "userInfo"});
     object->finishRegistration();
 }
@@ -60,7 +60,7 @@ bool DistributedCenter::post(const platform::Notification& notification) {
         sdbus::Signal signal = object->createSignal(NOTIFICATIONS_INTERFACE, NOTIFICATIONS_SIGNAL);
         appendValue(signal, "s", notification.name);
         appendValue(signal, "s", notification.object.value_or(""));
-        appendValue(signal, "a{sv}", notification.userInfo);
+        appendValue(signal, NOTIFICATIONS_USER_INFO, notification.userInfo);
         object->emitSignal(signal);
         bus.wake();
         return true;

@@ -201,7 +201,7 @@ void FinderSync1Service::activate(sdbus::MethodCall& call) {
     host_service::Activation activation;
     call >> activation.item;
     activation.uris = readTexts(call, mostItems);
-    if (const auto environment = readValue(call, "a{ss}", smallValueMemory))
+    if (const auto environment = readValue(call, FINDER_SYNC_ACTIVATE_ENVIRONMENT, smallValueMemory))
         for (const auto& [name, value] : *environment->dictionary())
             activation.environment.emplace(name, *value.string());
     call >> activation.activationToken;
