@@ -10,6 +10,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <map>
 #include <set>
 #include <thread>
@@ -240,6 +241,26 @@ TEST_F(ClientTest, TheBoundOfTheWaitEndsTheShortRequestsAndALateReplyChangesNoth
     }
     expectNone();
     takeHeld();
+}
+
+TEST_F(ClientTest, AWaitEndsWithTheBus) {
+    std::vector<ReplyHandler> held; // guarded by lock
+    TestDaemon daemon([&](std::string_view message, const Array&, ReplyHandler handler) {
+        const std::lock_guard guard(lock);
+        if (message == "linkForSharingFile:isDirectory:withReply:") held.push_back(std::move(handler));
+    });
+    connect();
+    auto link = std::async(std::launch::async, [this] { return client->linkForSharingFile("/a", false); });
+    ASSERT_TRUE(daemon.waitFor("linkForSharingFile:isDirectory:withReply:"));
+    sessionBus.stop();
+    ASSERT_EQ(link.wait_for(support::deadline), std::future_status::ready) << "its own bound is 30 seconds";
+    EXPECT_EQ(link.get(), std::nullopt);
+    std::vector<ReplyHandler> late;
+    {
+        const std::lock_guard guard(lock);
+        late = std::exchange(held, {});
+    }
+    late.clear();
 }
 
 TEST_F(ClientTest, FollowsNotificationsAndTheDeathOfTheDaemonOnceBound) {

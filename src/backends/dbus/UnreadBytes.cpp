@@ -43,9 +43,7 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
         const std::lock_guard guard(lock);
         const auto account = accounts.find(process);
         if (account == accounts.end() || account->second.waiting <= limit) return false;
-        const auto now = std::chrono::steady_clock::now();
-        if (now - account->second.looked < lookInterval) return true;
-        account->second.looked = now;
+        if (std::chrono::steady_clock::now() < account->second.nextLook) return true;
         before = account->second.waiting;
     }
     const std::size_t left = ask(process);
@@ -54,7 +52,9 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
     if (account == accounts.end()) return false;
     // What was sent while the bus answered may or may not be in its answer.
     account->second.waiting = left + (account->second.waiting - std::min(before, account->second.waiting));
-    return account->second.waiting > limit;
+    if (account->second.waiting <= limit) return false;
+    account->second.nextLook = std::chrono::steady_clock::now() + lookInterval;
+    return true;
 }
 
 std::size_t UnreadBytes::ask(const std::string& process) {

@@ -33,13 +33,13 @@ class UnreadBytes {
     void sent(const std::string& process, std::size_t bytes);
 
     // Whether more than that many bytes wait for the process, as far as is known. Asks the bus when it seems
-    // so, but not twice within a tenth of a second; waits for its answer.
+    // so, and waits for its answer; when it was so, not again for a tenth of a second.
     bool exceeds(const std::string& process, std::size_t limit);
 
   private:
     struct Account {
-        std::size_t waiting = 0;                      // at most so many bytes
-        std::chrono::steady_clock::time_point looked; // when the bus was asked last
+        std::size_t waiting = 0;                        // at most so many bytes
+        std::chrono::steady_clock::time_point nextLook; // not before
     };
     // What the bus holds for the process; 0 when it cannot tell.
     std::size_t ask(const std::string& process);
