@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <future>
+#include <optional>
 #include <regex>
 #include <set>
 
@@ -143,10 +144,16 @@ class Host {
 class HostsTest : public testing::Test, protected support::ExtensionParts {
   protected:
     support::PrivateBus sessionBus;
-    backends::posix::SerialQueue queue{"model"};
+    std::optional<backends::posix::SerialQueue> model{std::in_place, "model"};
+    backends::posix::SerialQueue& queue = *model;
     host_service::HostService hosts{{log, queue, queue, queue, queue}};
     daemon_client::TSyncClient client{forClient()};
     extension::FinderSync finderSync{{hosts, center, disk, images, log, clock, queue, queue}, client, &hosts};
+    // Goes after the bus, whose last words it still takes in, and before those who are told of them.
+    struct End {
+        std::optional<backends::posix::SerialQueue>& model;
+        ~End() { model.reset(); }
+    } end{model};
     backends::dbus::Bus bus{"service"};
     backends::dbus::FinderSync1Service service{bus, hosts, log, "1"};
     bool hasOtherRoot = false;
@@ -155,9 +162,6 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
         hosts.attach(finderSync, service, {});
         bus.start([] {});
         ASSERT_TRUE(service.requestName());
-    }
-    void TearDown() override {
-        queue.dispatchAndWait([] {});
     }
     void changeRoots() {
         hasOtherRoot = !hasOtherRoot;
