@@ -1,0 +1,459 @@
+#include "service/Service.h"
+
+#include "daemon_client/sync_path_mapping.h"
+#include "dirsnapshot/DirSnapshot.h"
+#include "protocol/names.h"
+#include "service/names.h"
+#include "sync_daemon/paths.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace service {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Dictionary;
+using sync_daemon::isAtOrBelow;
+using sync_daemon::plainLocalPath;
+using sync_daemon::plainPath;
+using sync_daemon::realPath;
+using Phase = PairState::Phase;
+
+fs::path createdFolder(const fs::path& folder) {
+    fs::create_directories(folder);
+    fs::permissions(folder, fs::perms::owner_all);
+    return fs::canonical(folder);
+}
+
+const char* wordOf(Phase phase) {
+    switch (phase) {
+    case Phase::looking:
+        return "looking";
+    case Phase::waiting:
+        return "waiting";
+    case Phase::working:
+        return "working";
+    case Phase::inStep:
+        return "in step";
+    case Phase::paused:
+        return "paused";
+    case Phase::failed:
+        break;
+    }
+    return "failed";
+}
+
+// FNV-1a: names the database of a pair.
+std::string nameOf(const std::string& remote, const std::string& local) {
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (const char byte : remote + '\0' + local)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
+    return std::to_string(hash);
+}
+
+bool overlap(const std::string& one, const std::string& other) {
+    return isAtOrBelow(one, other) || isAtOrBelow(other, one);
+}
+
+// The phase of them all, as the sync status names it.
+const char* statusOf(const std::vector<std::shared_ptr<const PairState>>& states) {
+    const auto any = [&states](Phase phase) {
+        return std::any_of(states.begin(), states.end(),
+                           [phase](const auto& state) { return state->phase == phase; });
+    };
+    if (any(Phase::failed) || any(Phase::paused)) return "syncStatusNotReady";
+    if (any(Phase::looking)) return "syncStatusScanning";
+    if (any(Phase::waiting) || any(Phase::working)) return "syncStatusEnqueueing";
+    return "syncStatusCompleted";
+}
+
+} // namespace
+
+Service::Service(Settings wanted, const Surroundings& everything)
+    : settings(std::move(wanted)), stateFolder(createdFolder(settings.stateFolder)),
+      stateFile(stateFolder / "state.json"), around(everything), log(everything.log),
+      state(sync_daemon::loadState(stateFile, log)), folders(around.space),
+      carrier(around.space, around.trash, log, [this] { statusChanged(); }) {
+    createdFolder(stateFolder / "pairs");
+    std::erase_if(state.pairs, [this](const auto& pair) {
+        const bool isRefused = holdsOurs(realPath(pair.second));
+        if (isRefused) refuse("sync", pair.second, "the service's own folders lie in it");
+        return isRefused;
+    });
+}
+
+Service::~Service() {
+    ending.request_stop();
+    if (around.events) around.events->stop();
+    Threads going;
+    {
+        const std::lock_guard guard(lock);
+        going.swap(threads);
+    }
+}
+
+void Service::start() {
+    post(TSYNC_NOTE_START, {});
+    if (around.events) around.events->start([this](const auto& event) { noticed(event); });
+    {
+        const std::lock_guard guard(lock);
+        for (const auto& [remote, local] : state.pairs)
+            threads[remote] = makeThread(remote, local);
+    }
+    refresh();
+}
+
+std::shared_ptr<SyncThread> Service::makeThread(const std::string& remote, const std::string& local) {
+    SyncThread::Settings wanted;
+    wanted.localRoot = local;
+    wanted.remoteRoot = remote;
+    wanted.database = databaseOf(remote, local);
+    wanted.host = settings.host;
+    wanted.isPaused = state.paused;
+    wanted.excluded = [this] {
+        const std::lock_guard guard(lock);
+        return state.excluded;
+    };
+    return std::make_shared<SyncThread>(std::move(wanted),
+                                        SyncThread::Surroundings{around.space, around.trash, around.events,
+                                                                 log, [this] { statusChanged(); }});
+}
+
+fs::path Service::databaseOf(const std::string& remote, const std::string& local) const {
+    return stateFolder / "pairs" / (nameOf(remote, local) + ".db");
+}
+
+// A pair that is made again later begins with a first sync, which deletes nothing.
+void Service::forgetDatabase(const std::string& remote, const std::string& local) const {
+    std::error_code ignored;
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+        fs::remove(databaseOf(remote, local).string() + suffix, ignored);
+}
+
+Service::Threads Service::currentThreads() const {
+    const std::lock_guard guard(lock);
+    return threads;
+}
+
+void Service::noticed(const platform::DirectoryEvent& event) {
+    const std::lock_guard guard(lock);
+    for (const auto& [remote, thread] : threads)
+        if (event.isLost || isAtOrBelow(event.directory, thread->localRoot())) thread->noticed(event);
+}
+
+void Service::post(std::string name, Dictionary userInfo) {
+    around.center.post({std::move(name), std::nullopt, std::move(userInfo)});
+}
+
+void Service::refresh() {
+    const std::lock_guard guard(postLock);
+    lastStatus = syncStatus();
+    post(TSYNC_NOTE_SYNC_REFRESH, {{"allPathsInSync", allPathsInSync()}, {"statusInfo", lastStatus}});
+}
+
+void Service::statusChanged() {
+    const std::lock_guard guard(postLock);
+    Dictionary status = syncStatus();
+    // Who shows the details asks for them when a refresh comes.
+    std::string told = platform::jsonDescription(details());
+    if (status == lastStatus && told == lastDetails) return;
+    if (status != lastStatus) log.debug("Status ", status);
+    lastStatus = std::move(status);
+    lastDetails = std::move(told);
+    post(TSYNC_NOTE_SYNC_REFRESH, {{"allPathsInSync", allPathsInSync()}, {"statusInfo", lastStatus}});
+}
+
+Dictionary Service::allPathsInSync() const {
+    const std::lock_guard guard(lock);
+    Dictionary table;
+    for (const auto& [remote, local] : state.pairs)
+        table.emplace(remote, local);
+    return table;
+}
+
+Dictionary Service::syncStatus() const {
+    std::vector<std::shared_ptr<const PairState>> states;
+    Dictionary paths;
+    const auto addUpload = [&paths](const std::optional<Transfer>& transfer) {
+        if (!transfer || !transfer->isUp || !sync_daemon::isText(transfer->localPath)) return;
+        std::error_code error;
+        const std::uint64_t size = fs::file_size(transfer->localPath, error);
+        paths.emplace(transfer->localPath, Dictionary{{"size", error ? std::uint64_t{0} : size}});
+    };
+    for (const auto& [remote, thread] : currentThreads()) {
+        states.push_back(thread->state());
+        addUpload(states.back()->transfer);
+    }
+    addUpload(carrier.transfer());
+    if (paths.empty()) return {{"status", statusOf(states)}};
+    Dictionary uploading{{"paths", std::move(paths)}};
+    return {{"status", "syncStatusTransfer"},
+            {"info", Dictionary{{"syncStatusUploading", std::move(uploading)}}}};
+}
+
+Dictionary Service::details() const {
+    platform::Array pairs;
+    for (const auto& [remote, thread] : currentThreads()) {
+        const auto now = thread->state();
+        Dictionary pair{
+            {"remotePath", remote}, {"localPath", thread->localRoot()}, {"state", wordOf(now->phase)}};
+        if (now->phase == Phase::failed) pair.emplace("reason", now->reason);
+        if (now->transfer && now->transfer->isUp) pair.emplace("uploading", now->transfer->localPath);
+        if (now->transfer && !now->transfer->isUp)
+            pair.emplace("downloading", "/" + now->transfer->remotePath);
+        platform::Array problems;
+        for (const PairSync::Problem& problem : now->problems)
+            problems.emplace_back(Dictionary{{"path", problem.path}, {"reason", problem.reason}});
+        pair.emplace("problems", std::move(problems));
+        pairs.emplace_back(std::move(pair));
+    }
+    const std::lock_guard guard(lock);
+    return {{"isPaused", state.paused}, {"pairs", std::move(pairs)}};
+}
+
+bool Service::refuse(std::string_view what, std::string_view path, std::string_view why) const {
+    log.error("Refused to ", what, " ", path, ": ", why);
+    return false;
+}
+
+bool Service::holdsOurs(const fs::path& folder) const {
+    if (overlap(folder.string(), stateFolder.string())) return true;
+    return std::any_of(
+        settings.ownFolders.begin(), settings.ownFolders.end(),
+        [&folder](const fs::path& own) { return overlap(folder.string(), realPath(own.string())); });
+}
+
+Outcome<Done> Service::checkPair(const std::string& local, const std::string& remote) const {
+    for (const auto& [otherRemote, otherLocal] : state.pairs) {
+        if (otherRemote == remote) continue;
+        if (overlap(remote, otherRemote))
+            return Failure{Trouble::refused, remote + " and " + otherRemote + " lie in one another"};
+        if (overlap(realPath(local), realPath(otherLocal)))
+            return Failure{Trouble::refused, local + " and " + otherLocal + " lie in one another"};
+    }
+    return Done{};
+}
+
+Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePath) {
+    const std::optional<std::string> remote = plainPath(remotePath);
+    if (!remote || *remote == "/" || isPrivate(fs::path(*remote).relative_path().begin()->string()))
+        return Failure{Trouble::refused, "no folder of the space: " + std::string(remotePath)};
+    if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
+        return Failure{Trouble::refused, "no absolute path in UTF-8: " + std::string(localPath)};
+    const std::string local = plainLocalPath(localPath);
+    std::error_code error;
+    if (!fs::is_directory(local, error)) return Failure{Trouble::missing, "no such folder: " + local};
+    if (holdsOurs(realPath(local)))
+        return Failure{Trouble::refused, "the service's own folders lie in it, or hold it: " + local};
+
+    std::shared_ptr<SyncThread> gone; // ends after the locks are free
+    std::optional<std::string> former;
+    {
+        const std::lock_guard guard(lock);
+        if (const auto right = checkPair(local, *remote); !right) return right.failure();
+        const auto [pair, isNew] = state.pairs.try_emplace(*remote, local);
+        if (!isNew && pair->second == local) {
+            if (threads.contains(*remote)) threads[*remote]->ask();
+            return Done{};
+        }
+        if (!isNew) former = std::exchange(pair->second, local);
+        saveState(state, stateFile, log);
+        if (const auto found = threads.find(*remote); found != threads.end()) gone = found->second;
+        threads.erase(*remote);
+    }
+    gone.reset();
+    if (former) forgetDatabase(*remote, *former);
+    {
+        const std::lock_guard guard(lock);
+        threads[*remote] = makeThread(*remote, local);
+    }
+    log.info("Syncing ", local, " with ", *remote);
+    if (former) post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", *remote}, {"localPath", *former}});
+    post(TSYNC_NOTE_SYNC_PATH_ADDED, {{"remotePath", *remote}, {"localPath", local}});
+    refresh();
+    return Done{};
+}
+
+Outcome<Done> Service::remove(std::string_view remotePath) {
+    const std::string remote = plainPath(remotePath).value_or("");
+    std::string local;
+    std::shared_ptr<SyncThread> gone;
+    {
+        const std::lock_guard guard(lock);
+        const auto pair = state.pairs.find(remote);
+        if (pair == state.pairs.end())
+            return Failure{Trouble::missing, "no folder is synced with " + std::string(remotePath)};
+        local = pair->second;
+        state.pairs.erase(pair);
+        saveState(state, stateFile, log);
+        if (const auto found = threads.find(remote); found != threads.end()) gone = found->second;
+        threads.erase(remote);
+    }
+    gone.reset();
+    forgetDatabase(remote, local);
+    log.info("No longer syncing ", local, " with ", remote);
+    post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", remote}, {"localPath", local}});
+    refresh();
+    return Done{};
+}
+
+bool Service::startSync(std::string_view localPath, std::string_view remotePath) {
+    return done("start syncing", localPath, add(localPath, remotePath));
+}
+
+bool Service::stopSync(std::string_view remotePath) {
+    return done("stop syncing", remotePath, remove(remotePath));
+}
+
+bool Service::done(std::string_view what, std::string_view path, const Outcome<Done>& outcome) const {
+    return outcome || refuse(what, path, outcome.failure().text);
+}
+
+bool Service::syncPath(std::string_view remotePath) {
+    const std::optional<std::string> path = plainPath(remotePath);
+    if (!path) return refuse("sync", remotePath, "no path in the space");
+    bool isFound = false;
+    for (const auto& [remote, thread] : currentThreads()) {
+        if (!overlap(*path, remote)) continue;
+        thread->ask();
+        isFound = true;
+    }
+    return isFound || refuse("sync", remotePath, "no pair has it");
+}
+
+bool Service::excludePath(std::string_view remotePath) {
+    const std::optional<std::string> remote = plainPath(remotePath);
+    if (!remote) return refuse("exclude", remotePath, "no path in the space");
+    {
+        const std::lock_guard guard(lock);
+        state.excluded.insert(*remote);
+        saveState(state, stateFile, log);
+    }
+    log.info("Excluded from sync: ", *remote);
+    refresh();
+    (void)syncPath(*remote);
+    return true;
+}
+
+bool Service::includePath(std::string_view remotePath) {
+    const std::string remote = plainPath(remotePath).value_or("");
+    {
+        const std::lock_guard guard(lock);
+        if (state.excluded.erase(remote) == 0)
+            return refuse("include", remotePath, "it is not excluded itself");
+        saveState(state, stateFile, log);
+    }
+    log.info("Included in sync again: ", remote);
+    refresh();
+    (void)syncPath(remote);
+    return true;
+}
+
+bool Service::localSnapshotChanged(std::string_view localPath, bool noRecursive) {
+    constexpr std::string_view what = "look for changes in";
+    if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
+        return refuse(what, localPath, "not an absolute path in UTF-8");
+    const std::string real = realPath(localPath);
+    bool isFound = false;
+    for (const auto& [remote, thread] : currentThreads()) {
+        const std::string root = realPath(thread->localRoot());
+        if (!isAtOrBelow(real, root) && (noRecursive || !isAtOrBelow(root, real))) continue;
+        thread->ask();
+        isFound = true;
+    }
+    return isFound || refuse(what, localPath, "it lies in no synced folder");
+}
+
+// A pair is looked at as a whole, so events of a pair wait as a whole.
+bool Service::setEventsPaused(std::string_view localPath, bool pause) {
+    if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
+        return refuse("pause events on", localPath, "not an absolute path in UTF-8");
+    const std::string real = realPath(localPath);
+    for (const auto& [remote, thread] : currentThreads())
+        if (overlap(real, realPath(thread->localRoot()))) thread->holdEvents(pause);
+    return true;
+}
+
+bool Service::setCacheEventsPaused(bool) {
+    return refuse("pause or resume events in", "the cache folder", "this service has none");
+}
+
+bool Service::setUploadingEventsPaused(bool) {
+    return refuse("pause or resume events in", "the uploading folder", "this service has none");
+}
+
+void Service::setPaused(bool pause) {
+    Threads all;
+    {
+        const std::lock_guard guard(lock);
+        if (state.paused == pause) return;
+        state.paused = pause;
+        saveState(state, stateFile, log);
+        all = threads;
+    }
+    log.info(pause ? "Paused" : "Going on after the pause");
+    for (const auto& [remote, thread] : all)
+        thread->setPaused(pause);
+    statusChanged();
+}
+
+Service::Exclusion Service::exclusionOfRemote(std::string_view remotePath) const {
+    const std::optional<std::string> remote = plainPath(remotePath);
+    if (!remote) return {};
+    const std::lock_guard guard(lock);
+    return {state.isExcluded(*remote), state.excluded.contains(*remote)};
+}
+
+Service::Exclusion Service::exclusionOfLocal(std::string_view localPath) const {
+    if (!localPath.starts_with('/')) return {};
+    daemon_client::SyncPathTable table;
+    {
+        const std::lock_guard guard(lock);
+        table.insert(state.pairs.begin(), state.pairs.end());
+    }
+    const std::string plain = plainLocalPath(localPath);
+    const auto remote = daemon_client::remotePathOfLocalSyncPath(table, plain);
+    if (!remote) return {};
+    if (const Exclusion chosen = exclusionOfRemote(*remote); chosen.isExcluded) return chosen;
+    for (const auto& [remoteRoot, localRoot] : table) {
+        if (plain == localRoot || !isAtOrBelow(plain, localRoot)) continue;
+        // Below the pair, as its own look applies the rules.
+        const std::string below = plain.substr(localRoot.size());
+        const bool isExcluded = dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(below);
+        const std::string above = fs::path(below).parent_path().string();
+        return {isExcluded, isExcluded && !dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(above)};
+    }
+    return {};
+}
+
+platform::Array Service::pendingOperations() const {
+    platform::Array operations;
+    for (const auto& [remote, thread] : currentThreads())
+        if (thread->state()->phase != Phase::inStep)
+            operations.emplace_back(Dictionary{
+                {"operation", "sync"}, {"localPath", thread->localRoot()}, {"remotePath", remote}});
+    for (const Carrier::Task& task : carrier.tasks())
+        operations.emplace_back(Dictionary{{"operation", task.isMove ? "move" : "copy"},
+                                           {"localPath", task.localPath},
+                                           {"remotePath", task.remoteFolder}});
+    return operations;
+}
+
+bool Service::isPendingLocally(std::string_view localPath) const {
+    if (!localPath.starts_with('/')) return false;
+    const std::string path = plainLocalPath(localPath);
+    for (const platform::Value& operation : pendingOperations())
+        if (overlap(path, *platform::textAt(*operation.dictionary(), "localPath"))) return true;
+    return false;
+}
+
+bool Service::isPendingRemotely(std::string_view remotePath) const {
+    const std::optional<std::string> path = plainPath(remotePath);
+    if (!path) return false;
+    for (const platform::Value& operation : pendingOperations())
+        if (overlap(*path, *platform::textAt(*operation.dictionary(), "remotePath"))) return true;
+    return false;
+}
+
+} // namespace service

@@ -1,0 +1,242 @@
+// What is asked about single items of the space: each waits for the storage, and is cancelled when the
+// service ends.
+#include "dirsnapshot/DirSnapshot.h"
+#include "platform/FileAttributes.h"
+#include "service/Service.h"
+#include "service/names.h"
+#include "service/pair_parts.h"
+#include "service/remote_look.h"
+#include "sync_daemon/paths.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <random>
+
+namespace service {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Dictionary;
+
+// Who asks goes on after a second.
+constexpr std::chrono::milliseconds folderLimit{900};
+
+// In the space; "" is the space itself.
+std::string inSpace(const std::string& plain) { return plain.substr(1); }
+
+Dictionary describe(const RemoteItem& item, const std::string& plain) {
+    constexpr double second = 1e9; // nanoseconds
+    const bool isFolder = item.kind == RemoteItem::Kind::folder;
+    return {{dirsnapshot::DirSnapshotNodePathKey, plain},
+            {platform::NSFileType, isFolder ? platform::NSFileTypeDirectory : platform::NSFileTypeRegular},
+            {platform::NSFileSize, item.size},
+            {platform::NSFileModificationDate, static_cast<double>(item.modified) / second}};
+}
+
+} // namespace
+
+std::vector<std::string> Service::directories(std::string_view remotePath) const {
+    const std::optional<std::string> plain = sync_daemon::plainPath(remotePath);
+    if (!plain) return {};
+    std::vector<std::string> paths;
+    for (const std::string& name :
+         folders.in(inSpace(*plain), folderLimit).value_or(std::vector<std::string>()))
+        paths.push_back(sync_daemon::remoteChild(*plain, name));
+    return paths;
+}
+
+std::vector<std::string> Service::directoriesNotInSync(std::string_view remotePath) const {
+    std::vector<std::string> paths = directories(remotePath);
+    const std::lock_guard guard(lock);
+    std::erase_if(paths, [this](const std::string& path) { return state.isInSync(path); });
+    return paths;
+}
+
+std::uint64_t Service::countDirectories(std::string_view remotePath) const {
+    return directories(remotePath).size();
+}
+
+std::optional<platform::Array> Service::contentOfDirectory(std::string_view remotePath, bool onlyFile,
+                                                           bool recursive) const {
+    const std::optional<std::string> plain = sync_daemon::plainPath(remotePath);
+    if (!plain) return std::nullopt;
+    platform::Array items;
+    const auto add = [&](const RemoteItem& item, const std::string& path) {
+        if (!onlyFile || item.kind != RemoteItem::Kind::folder) items.emplace_back(describe(item, path));
+    };
+    if (recursive) {
+        const auto all = lookAtSpace(around.space, inSpace(*plain), {}, ending.get_token());
+        if (!all) return std::nullopt;
+        for (const RemoteEntry& entry : *all)
+            add(entry.item, sync_daemon::remoteChild(*plain, entry.path));
+        return items;
+    }
+    const auto all = around.space.list(inSpace(*plain)).wait(ending.get_token());
+    if (!all) return std::nullopt;
+    for (const RemoteItem& item : *all)
+        if (!isPrivate(item.name)) add(item, sync_daemon::remoteChild(*plain, item.name));
+    return items;
+}
+
+Outcome<std::optional<RemoteItem>> Service::itemAt(const std::string& remotePath) const {
+    return around.space.look(inSpace(remotePath)).wait(ending.get_token());
+}
+
+std::optional<Dictionary> Service::fileInfo(std::string_view remotePath) const {
+    const std::optional<std::string> plain = sync_daemon::plainPath(remotePath);
+    if (!plain || *plain == "/") return std::nullopt;
+    const auto item = itemAt(*plain);
+    if (!item || !*item) return std::nullopt;
+    return describe(**item, *plain);
+}
+
+std::optional<std::string> Service::checkedItem(std::string_view what, std::string_view remotePath) const {
+    std::optional<std::string> plain = sync_daemon::plainPath(remotePath);
+    const bool isItem =
+        plain && *plain != "/" && !isPrivate(fs::path(*plain).relative_path().begin()->string());
+    if (isItem) return plain;
+    refuse(what, remotePath, "no item of the space");
+    return std::nullopt;
+}
+
+std::optional<std::string> Service::linkForSharing(std::string_view remotePath, bool isDirectory) const {
+    const auto plain = checkedItem("make a link to", remotePath);
+    if (!plain) return std::nullopt;
+    const auto features = around.space.features().wait(ending.get_token());
+    if (features && !features->publicLink) {
+        refuse("make a link to", remotePath, "this storage makes no public links");
+        return std::nullopt;
+    }
+    const auto item = itemAt(*plain);
+    const bool isThere = item && *item && ((*item)->kind == RemoteItem::Kind::folder) == isDirectory;
+    if (!isThere) return std::nullopt;
+    const auto link = around.space.publicLink(inSpace(*plain)).wait(ending.get_token());
+    if (link) return *link;
+    refuse("make a link to", remotePath, link.failure().text);
+    return std::nullopt;
+}
+
+bool Service::shareByEmail(std::string_view remotePath, bool, const std::vector<std::string>&) {
+    return refuse("share by e-mail", remotePath, "this service sends no mail; make a public link instead");
+}
+
+bool Service::deleteFile(std::string_view remotePath, bool toTrash) {
+    const auto plain = checkedItem("delete", remotePath);
+    if (!plain) return false;
+    const auto item = itemAt(*plain);
+    if (!item || !*item)
+        return refuse("delete", *plain, item ? "it is not there" : item.failure().text.c_str());
+    const bool isFolder = (*item)->kind == RemoteItem::Kind::folder;
+    const std::string path = inSpace(*plain);
+    const auto stop = ending.get_token();
+    folders.forget();
+    if (!toTrash)
+        return done("delete", *plain,
+                    (isFolder ? around.space.removeTree(path) : around.space.removeFile(path)).wait(stop));
+    std::random_device random;
+    const std::string trash = std::string(privatePrefix) + "/trash/" + std::to_string(random()) +
+                              std::to_string(random()) + "-" + std::to_string(++lastPrivate);
+    if (const auto made = around.space.makeFolder(trash).wait(stop); !made)
+        return done("delete", *plain, made);
+    const std::string place = trash + "/" + lastOf(path);
+    return done(
+        "delete", *plain,
+        (isFolder ? around.space.moveFolder(path, place) : around.space.moveFile(path, place)).wait(stop));
+}
+
+bool Service::renameFile(std::string_view remotePath, std::string_view newPath) {
+    const auto from = checkedItem("rename", remotePath);
+    const auto to = checkedItem("rename to", newPath);
+    if (!from || !to) return false;
+    if (sync_daemon::isAtOrBelow(*to, *from)) return refuse("rename", *from, "it would lie in itself");
+    const auto item = itemAt(*from);
+    if (!item || !*item)
+        return refuse("rename", *from, item ? "it is not there" : item.failure().text.c_str());
+    const auto taken = itemAt(*to);
+    if (!taken && taken.failure().trouble != Trouble::missing)
+        return refuse("rename", *from, taken.failure().text);
+    if (taken && *taken) return refuse("rename", *from, "something else has the name");
+    const auto stop = ending.get_token();
+    const std::string folder = parentOf(inSpace(*to));
+    if (!folder.empty())
+        if (const auto made = around.space.makeFolder(folder).wait(stop); !made)
+            return done("rename", *from, made);
+    folders.forget();
+    const bool isFolder = (*item)->kind == RemoteItem::Kind::folder;
+    return done("rename", *from,
+                (isFolder ? around.space.moveFolder(inSpace(*from), inSpace(*to))
+                          : around.space.moveFile(inSpace(*from), inSpace(*to)))
+                    .wait(stop));
+}
+
+bool Service::restoreFile(std::string_view remotePath) {
+    return refuse("restore", remotePath, "this service does not bring items back from the space's trash");
+}
+
+// Files only. The file arrives under a private name and never takes another one's.
+bool Service::downloadFile(std::string_view remotePath, std::string_view toDirectory) {
+    const auto plain = checkedItem("download", remotePath);
+    if (!plain) return false;
+    if (!toDirectory.starts_with('/')) return refuse("download", *plain, "not to an absolute path");
+    const auto item = itemAt(*plain);
+    if (!item || !*item || (*item)->kind != RemoteItem::Kind::file)
+        return refuse("download", *plain, "no such file");
+    const fs::path folder(toDirectory);
+    const fs::path hidden =
+        folder / (std::string(privatePrefix) + "-download-" + std::to_string(++lastPrivate));
+    const auto down =
+        around.space.bringDown(inSpace(*plain), hidden.string(), (*item)->size).wait(ending.get_token());
+    std::error_code ignored;
+    const std::string name = lastOf(*plain);
+    bool isPlaced = false;
+    for (int number = 1; down && !isPlaced && number < 1000; ++number) {
+        const fs::path wanted(name);
+        const fs::path target = number == 1
+                                    ? folder / wanted
+                                    : folder / (wanted.stem().string() + " (" + std::to_string(number) + ")" +
+                                                wanted.extension().string());
+        isPlaced = ::renameat2(AT_FDCWD, hidden.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0;
+        if (!isPlaced && errno != EEXIST) break;
+    }
+    if (isPlaced) return true;
+    const std::string why = down ? std::strerror(errno) : down.failure().text;
+    fs::remove(hidden, ignored);
+    return refuse("download", *plain, why);
+}
+
+bool Service::cacheFile(std::string_view remotePath) {
+    return refuse("cache", remotePath, "this service has no cache folder");
+}
+
+bool Service::copyToSpace(std::string_view localPath, std::string_view remoteFolder) {
+    return bringToSpace(false, localPath, remoteFolder);
+}
+
+bool Service::moveToSpace(std::string_view localPath, std::string_view remoteFolder) {
+    return bringToSpace(true, localPath, remoteFolder);
+}
+
+bool Service::bringToSpace(bool isMove, std::string_view localPath, std::string_view remoteFolder) {
+    const std::string_view what = isMove ? "move" : "copy";
+    const std::optional<std::string> folder = sync_daemon::plainPath(remoteFolder);
+    if (!folder || (*folder != "/" && !checkedItem(what, remoteFolder)))
+        return refuse(what, localPath, "its folder in the space is no such path");
+    if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
+        return refuse(what, localPath, "not an absolute path in UTF-8");
+    const std::string local = sync_daemon::plainLocalPath(localPath);
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(local, error);
+    if (!fs::is_regular_file(status) && !fs::is_directory(status))
+        return refuse(what, local, "no file or folder is there");
+    if (local == "/" || holdsOurs(sync_daemon::realPath(local)))
+        return refuse(what, local, "the service's own folders lie in it, or hold it");
+    log.info(isMove ? "Moving " : "Copying ", local, " to ", *folder);
+    carrier.add({local, *folder, isMove});
+    folders.forget();
+    return true;
+}
+
+} // namespace service

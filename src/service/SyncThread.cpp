@@ -1,0 +1,286 @@
+#include "service/SyncThread.h"
+
+#include "dirsnapshot/DirSnapshot.h"
+#include "service/names.h"
+#include "sync_daemon/paths.h"
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+namespace service {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+
+// Events come in bursts, and each look lists the space.
+constexpr milliseconds betweenEventLooks{500};
+// Of many small files each is on its way for a moment only: not every one is told.
+constexpr milliseconds betweenTransfersTold{20};
+
+std::chrono::sys_seconds localTimeNow() {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    ::localtime_r(&now, &parts);
+    return std::chrono::sys_seconds(std::chrono::seconds(now + parts.tm_gmtoff));
+}
+
+bool hasPrivateName(const std::string& path) {
+    for (const fs::path& component : fs::path(path))
+        if (component.native().starts_with(privatePrefix)) return true;
+    return false;
+}
+
+} // namespace
+
+struct SyncThread::Parts {
+    Parts(SyncThread& owner, const std::string& remoteFolder)
+        : space(owner.around.space, [&owner](const auto& transfer) { owner.tell(transfer); }),
+          local(owner.settings.localRoot), store(owner.settings.database),
+          sync({space, local, store, owner.around.trash, owner.around.log, [] { return Clock::now(); },
+                &localTimeNow},
+               settingsOf(owner, remoteFolder)) {}
+
+    static PairSync::Settings settingsOf(SyncThread& owner, const std::string& remoteFolder) {
+        PairSync::Settings settings;
+        settings.remoteFolder = remoteFolder;
+        settings.host = owner.settings.host;
+        settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
+        return settings;
+    }
+
+    WatchedSpace space;
+    LocalSide local;
+    PairStore store;
+    PairSync sync;
+};
+
+SyncThread::SyncThread(Settings wanted, Surroundings everything)
+    : settings(std::move(wanted)), around(std::move(everything)), isPaused(settings.isPaused) {
+    if (isPaused) published = std::make_shared<PairState>(PairState{PairState::Phase::paused, {}, {}, {}});
+    newFolders.insert(settings.localRoot);
+    thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
+}
+
+SyncThread::~SyncThread() {
+    thread.request_stop();
+    {
+        const std::lock_guard guard(lock);
+        current.request_stop();
+    }
+    thread.join();
+    if (around.events) around.events->forgetTree(settings.localRoot);
+}
+
+std::shared_ptr<const PairState> SyncThread::state() const {
+    const std::lock_guard guard(lock);
+    return published;
+}
+
+void SyncThread::ask() {
+    const std::lock_guard guard(lock);
+    isAsked = true;
+    waits.reset();
+    wake.notify_all();
+}
+
+void SyncThread::noticed(const platform::DirectoryEvent& event) {
+    if (!event.isLost && (hasPrivateName(event.directory) || isPrivate(event.name))) return;
+    const std::lock_guard guard(lock);
+    newFolders.insert(event.isLost ? settings.localRoot : event.directory + "/" + event.name);
+    isNoticed = true;
+    wake.notify_all();
+}
+
+void SyncThread::holdEvents(bool hold) {
+    const std::lock_guard guard(lock);
+    holdsEvents = hold;
+    wake.notify_all();
+}
+
+void SyncThread::setPaused(bool pause) {
+    {
+        const std::lock_guard guard(lock);
+        if (isPaused == pause) return;
+        isPaused = pause;
+        if (pause) current.request_stop();
+        isAsked = !pause;
+        waits.reset();
+        wake.notify_all();
+    }
+    const auto now = state();
+    publish({pause ? PairState::Phase::paused : PairState::Phase::looking, {}, {}, now->problems});
+}
+
+void SyncThread::run(const std::stop_token& stop) {
+    while (waitForTurn(stop))
+        round();
+}
+
+// False when it is over.
+bool SyncThread::waitForTurn(const std::stop_token& stop) {
+    std::unique_lock guard(lock);
+    while (!stop.stop_requested()) {
+        const bool listens = isNoticed && !holdsEvents;
+        const auto next = listens ? std::min(due, soonest) : due;
+        const bool isDue = isAsked || Clock::now() >= next;
+        if (!isPaused && isDue) {
+            if (listens) waits.reset();
+            isAsked = isNoticed = false;
+            current = std::stop_source();
+            return true;
+        }
+        const auto changes = [&] {
+            return (!isPaused && isAsked) || (isNoticed && !holdsEvents) != listens || isPaused;
+        };
+        if (isPaused)
+            wake.wait(guard, stop, [this] { return !isPaused; });
+        else
+            wake.wait_until(guard, stop, next, changes);
+    }
+    return false;
+}
+
+void SyncThread::round() {
+    std::stop_token stop;
+    {
+        const std::lock_guard guard(lock);
+        stop = current.get_token();
+    }
+    const PairState::Phase before = state()->phase;
+    if (before != PairState::Phase::inStep && before != PairState::Phase::failed) {
+        PairState looking = *state();
+        looking.phase = PairState::Phase::looking;
+        publish(std::move(looking));
+    }
+    const auto began = Clock::now();
+    const auto outcome = roundOf(stop);
+    settle(outcome, std::chrono::duration_cast<Waits::Duration>(Clock::now() - began));
+}
+
+Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
+    try {
+        if (!parts)
+            if (const auto opened = open(stop); !opened) return opened.failure();
+        watchNewFolders();
+        excludedKeys.clear();
+        for (const std::string& remote : settings.excluded())
+            if (remote != settings.remoteRoot && sync_daemon::isAtOrBelow(remote, settings.remoteRoot))
+                excludedKeys.push_back(keyOf(remote.substr(settings.remoteRoot.size() + 1), foldsCase));
+        return parts->sync.round(stop);
+    } catch (const std::exception& error) { // the folder, or the database
+        return Failure{Trouble::other, error.what()};
+    }
+}
+
+// The remote root is made once: later a missing one is trouble, and no sign to begin anew.
+Outcome<Done> SyncThread::open(const std::stop_token& stop) {
+    const auto features = around.space.features().wait(stop);
+    if (!features) return features.failure();
+    foldsCase = features->foldsCase;
+    const std::string remoteFolder = settings.remoteRoot.substr(1);
+    auto opened = std::make_unique<Parts>(*this, remoteFolder);
+    if (!opened->store.fact("remote folder made")) {
+        const auto made = around.space.makeFolder(remoteFolder).wait(stop);
+        if (!made) return made.failure();
+        opened->store.setFact("remote folder made", "yes");
+    }
+    parts = std::move(opened);
+    return Done{};
+}
+
+// Before the look: what is made in them afterwards comes as an event.
+void SyncThread::watchNewFolders() {
+    std::set<std::string> folders;
+    {
+        const std::lock_guard guard(lock);
+        folders.swap(newFolders);
+    }
+    if (!around.events) return;
+    for (const std::string& folder : folders) {
+        std::error_code error;
+        if (!fs::is_directory(fs::symlink_status(folder, error))) continue;
+        if (!around.events->watchTree(folder))
+            around.log.error("Not every folder can be watched, in ", folder,
+                             ": what changes there is seen at the next look");
+    }
+}
+
+// Asked with paths here and with keys of the space: both must give the same answer.
+bool SyncThread::isLeftOut(const std::string& path) const {
+    if (!excludedKeys.empty()) {
+        const std::string key = keyOf(path, foldsCase);
+        if (std::any_of(excludedKeys.begin(), excludedKeys.end(), [&key](const std::string& excluded) {
+                return sync_daemon::isAtOrBelow(key, excluded);
+            }))
+            return true;
+    }
+    // The built-in rules tell cases apart.
+    return !foldsCase && dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded("/" + path);
+}
+
+void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took) {
+    using Came = Waits::Came;
+    PairState next;
+    Came came = Came::trouble;
+    if (outcome) {
+        next.problems = outcome->problems;
+        if (outcome->isInStep()) {
+            came = Came::nothing;
+            next.phase = PairState::Phase::inStep;
+        } else {
+            came = outcome->done > 0 ? Came::work : outcome->postponed > 0 ? Came::trouble : Came::unrest;
+            next.phase = came == Came::work ? PairState::Phase::looking : PairState::Phase::waiting;
+        }
+    } else {
+        next.phase = PairState::Phase::failed;
+        next.reason = outcome.failure().text;
+        next.problems = state()->problems;
+    }
+    bool wasPaused = false;
+    {
+        const std::lock_guard guard(lock);
+        const Waits::Duration wait = waits.after(came, took);
+        due = Clock::now() + wait;
+        soonest = Clock::now() + std::max<Waits::Duration>(betweenEventLooks, 2 * took);
+        wasPaused = isPaused;
+    }
+    const bool isCancelled = !outcome && outcome.failure().trouble == Trouble::cancelled;
+    if (wasPaused) {
+        next = {PairState::Phase::paused, {}, {}, next.problems};
+    } else if (isCancelled) {
+        next.phase = PairState::Phase::waiting;
+    } else if (!outcome) {
+        parts.reset(); // another folder may be there next time
+        if (state()->reason != next.reason)
+            around.log.error(settings.localRoot, ": ", std::string_view(next.reason));
+    }
+    publish(std::move(next));
+}
+
+void SyncThread::publish(PairState next) {
+    {
+        const std::lock_guard guard(lock);
+        published = std::make_shared<const PairState>(std::move(next));
+    }
+    around.changed();
+}
+
+void SyncThread::tell(const std::optional<Transfer>& transfer) {
+    const auto before = state();
+    if (before->transfer == transfer) return;
+    const auto now = Clock::now();
+    if (transfer && now - lastTold < betweenTransfersTold) {
+        std::error_code error;
+        constexpr std::uintmax_t small = 1U << 20U;
+        if (!transfer->isUp || fs::file_size(transfer->localPath, error) < small) return;
+    }
+    if (transfer) lastTold = now;
+    PairState next = *before;
+    next.transfer = transfer;
+    if (transfer) next.phase = PairState::Phase::working;
+    publish(std::move(next));
+}
+
+} // namespace service

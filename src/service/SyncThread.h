@@ -1,0 +1,118 @@
+// The thread of one pair: a round at the start, when somebody asks, when something has changed here, and from
+// time to time (service/waits.h). What came of it is an immutable value that anybody may read.
+#pragma once
+
+#include "platform/DirectoryEvents.h"
+#include "platform/ProcessLog.h"
+#include "service/PairSync.h"
+#include "service/WatchedSpace.h"
+#include "service/waits.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace service {
+
+struct PairState {
+    enum class Phase {
+        looking, // for the first time, or after something was done
+        waiting, // something has changed and has to rest, or was in the way
+        working, // something is done, as `transfer` says
+        inStep,
+        paused,
+        failed,
+    };
+    Phase phase = Phase::looking;
+    std::string reason; // of a failure, for a person
+    std::optional<Transfer> transfer;
+    std::vector<PairSync::Problem> problems; // of the last round
+};
+
+class SyncThread {
+  public:
+    struct Settings {
+        std::string localRoot;  // absolute, as the table has it
+        std::string remoteRoot; // plain
+        std::filesystem::path database;
+        std::string host;
+        bool isPaused = false;
+        // The plain remote paths that are left out now, each with what lies below. Asked at each round.
+        std::function<std::set<std::string, std::less<>>()> excluded;
+    };
+    struct Surroundings {
+        RemoteSpace& space;
+        DesktopTrash& trash;
+        platform::DirectoryEvents* events; // none: what changes here is seen when it is looked at
+        platform::ProcessLog& log;
+        std::function<void()> changed; // the state is another one; on the pair's thread, no lock held
+    };
+
+    // Begins. All must outlive the object.
+    SyncThread(Settings settings, Surroundings around);
+    ~SyncThread(); // the round in hand is cancelled
+    SyncThread(const SyncThread&) = delete;
+    SyncThread& operator=(const SyncThread&) = delete;
+
+    const std::string& localRoot() const { return settings.localRoot; }
+    std::shared_ptr<const PairState> state() const;
+
+    // A round now, whatever it waits for.
+    void ask();
+    // An event of a directory at or below the local root, or that events were lost.
+    void noticed(const platform::DirectoryEvent& event);
+    // Events wait until they are released. What they told is looked at then.
+    void holdEvents(bool hold);
+    // A pause cancels the round in hand.
+    void setPaused(bool pause);
+
+  private:
+    struct Parts; // what a round needs; none while the folder is not there
+    using Clock = std::chrono::steady_clock;
+
+    void run(const std::stop_token& stop);
+    bool waitForTurn(const std::stop_token& stop);
+    void round();
+    Outcome<PairSync::Round> roundOf(const std::stop_token& stop);
+    Outcome<Done> open(const std::stop_token& stop);
+    void watchNewFolders();
+    bool isLeftOut(const std::string& path) const;
+    void settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took);
+    void publish(PairState next);
+    void tell(const std::optional<Transfer>& transfer);
+
+    const Settings settings;
+    const Surroundings around;
+
+    mutable std::mutex lock; // of all up to the next comment
+    std::condition_variable_any wake;
+    std::shared_ptr<const PairState> published = std::make_shared<PairState>();
+    Clock::time_point due = Clock::now();
+    Clock::time_point soonest = Clock::now(); // for what events ask
+    std::stop_source current;                 // of the round in hand
+    bool isAsked = false;
+    bool isNoticed = false;
+    bool holdsEvents = false;
+    bool isPaused = false;
+    Waits waits;
+    std::set<std::string> newFolders;
+
+    // Of the thread alone.
+    std::unique_ptr<Parts> parts;
+    bool foldsCase = false;
+    std::vector<std::string> excludedKeys; // relative to the pair
+    Clock::time_point lastTold;
+
+    std::jthread thread; // last: it uses the rest
+};
+
+} // namespace service
