@@ -6,6 +6,8 @@
 #define TSYNC_SERVICE_NAME "com.quarnhold.TovikDrive-Quen.tsync"
 #define TSYNC_OBJECT_PATH "/com/quarnhold/TovikDrive_Quen/tsync"
 #define TSYNC_INTERFACE "com.quarnhold.TovikDrive_Quen.tsync_xpcProtocol"
+/* The same object, for the commands of the sync service itself. */
+#define SYNC_SERVICE_INTERFACE "com.quarnhold.TovikDrive_Quen.SyncService1"
 /* A reply of none. Any other error reply counts as no reply. */
 #define TSYNC_ERROR_NO_VALUE "com.quarnhold.TovikDrive_Quen.Error.NoValue"
 #define TSYNC_ERROR_FAILED "com.quarnhold.TovikDrive_Quen.Error.Failed"

@@ -14,7 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::Dictionary;
-using sync_daemon::isAtOrBelow;
 using sync_daemon::plainLocalPath;
 using sync_daemon::plainPath;
 using sync_daemon::realPath;
@@ -52,8 +51,16 @@ std::string nameOf(const std::string& remote, const std::string& local) {
     return std::to_string(hash);
 }
 
+// A path that a message can carry: bytes that are no text are shown as "?".
+std::string shown(std::string path) {
+    if (sync_daemon::isText(path)) return path;
+    for (char& byte : path)
+        if (static_cast<unsigned char>(byte) >= 0x80) byte = '?';
+    return path;
+}
+
 bool overlap(const std::string& one, const std::string& other) {
-    return isAtOrBelow(one, other) || isAtOrBelow(other, one);
+    return sync_daemon::isAtOrBelow(one, other) || sync_daemon::isAtOrBelow(other, one);
 }
 
 // The phase of them all, as the sync status names it.
@@ -91,6 +98,8 @@ Service::~Service() {
         const std::lock_guard guard(lock);
         going.swap(threads);
     }
+    for (const auto& [remote, thread] : going)
+        thread->end();
 }
 
 void Service::start() {
@@ -139,7 +148,8 @@ Service::Threads Service::currentThreads() const {
 void Service::noticed(const platform::DirectoryEvent& event) {
     const std::lock_guard guard(lock);
     for (const auto& [remote, thread] : threads)
-        if (event.isLost || isAtOrBelow(event.directory, thread->localRoot())) thread->noticed(event);
+        if (event.isLost || sync_daemon::isAtOrBelow(event.directory, thread->localRoot()))
+            thread->noticed(event);
 }
 
 void Service::post(std::string name, Dictionary userInfo) {
@@ -198,13 +208,13 @@ Dictionary Service::details() const {
         const auto now = thread->state();
         Dictionary pair{
             {"remotePath", remote}, {"localPath", thread->localRoot()}, {"state", wordOf(now->phase)}};
-        if (now->phase == Phase::failed) pair.emplace("reason", now->reason);
-        if (now->transfer && now->transfer->isUp) pair.emplace("uploading", now->transfer->localPath);
+        if (now->phase == Phase::failed) pair.emplace("reason", shown(now->reason));
+        if (now->transfer && now->transfer->isUp) pair.emplace("uploading", shown(now->transfer->localPath));
         if (now->transfer && !now->transfer->isUp)
             pair.emplace("downloading", "/" + now->transfer->remotePath);
         platform::Array problems;
         for (const PairSync::Problem& problem : now->problems)
-            problems.emplace_back(Dictionary{{"path", problem.path}, {"reason", problem.reason}});
+            problems.emplace_back(Dictionary{{"path", shown(problem.path)}, {"reason", shown(problem.reason)}});
         pair.emplace("problems", std::move(problems));
         pairs.emplace_back(std::move(pair));
     }
@@ -247,7 +257,7 @@ Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePa
     if (holdsOurs(realPath(local)))
         return Failure{Trouble::refused, "the service's own folders lie in it, or hold it: " + local};
 
-    std::shared_ptr<SyncThread> gone; // ends after the locks are free
+    std::shared_ptr<SyncThread> gone; // ended when the lock is free
     std::optional<std::string> former;
     {
         const std::lock_guard guard(lock);
@@ -262,7 +272,7 @@ Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePa
         if (const auto found = threads.find(*remote); found != threads.end()) gone = found->second;
         threads.erase(*remote);
     }
-    gone.reset();
+    if (gone) gone->end();
     if (former) forgetDatabase(*remote, *former);
     {
         const std::lock_guard guard(lock);
@@ -290,7 +300,7 @@ Outcome<Done> Service::remove(std::string_view remotePath) {
         if (const auto found = threads.find(remote); found != threads.end()) gone = found->second;
         threads.erase(remote);
     }
-    gone.reset();
+    if (gone) gone->end();
     forgetDatabase(remote, local);
     log.info("No longer syncing ", local, " with ", remote);
     post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", remote}, {"localPath", local}});
@@ -358,7 +368,8 @@ bool Service::localSnapshotChanged(std::string_view localPath, bool noRecursive)
     bool isFound = false;
     for (const auto& [remote, thread] : currentThreads()) {
         const std::string root = realPath(thread->localRoot());
-        if (!isAtOrBelow(real, root) && (noRecursive || !isAtOrBelow(root, real))) continue;
+        if (!sync_daemon::isAtOrBelow(real, root) && (noRecursive || !sync_daemon::isAtOrBelow(root, real)))
+            continue;
         thread->ask();
         isFound = true;
     }
@@ -387,11 +398,17 @@ void Service::setPaused(bool pause) {
     Threads all;
     {
         const std::lock_guard guard(lock);
-        if (state.paused == pause) return;
-        state.paused = pause;
-        saveState(state, stateFile, log);
         all = threads;
+        if (state.paused != pause) {
+            state.paused = pause;
+            saveState(state, stateFile, log);
+        } else if (pause) {
+            return;
+        }
     }
+    if (!pause) // who says to go on waits for nothing
+        for (const auto& [remote, thread] : all)
+            thread->ask();
     log.info(pause ? "Paused" : "Going on after the pause");
     for (const auto& [remote, thread] : all)
         thread->setPaused(pause);
@@ -417,7 +434,7 @@ Service::Exclusion Service::exclusionOfLocal(std::string_view localPath) const {
     if (!remote) return {};
     if (const Exclusion chosen = exclusionOfRemote(*remote); chosen.isExcluded) return chosen;
     for (const auto& [remoteRoot, localRoot] : table) {
-        if (plain == localRoot || !isAtOrBelow(plain, localRoot)) continue;
+        if (plain == localRoot || !sync_daemon::isAtOrBelow(plain, localRoot)) continue;
         // Below the pair, as its own look applies the rules.
         const std::string below = plain.substr(localRoot.size());
         const bool isExcluded = dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(below);

@@ -53,6 +53,8 @@ class Service final : public sync_daemon::SyncDaemon {
     ~Service() override; // what is in hand is cancelled
 
     void start();
+    // Cancels what waits for the storage: to be called before the queues of the requests end.
+    void end() { ending.request_stop(); }
     // Posts the refresh. Also for an extension that has just come.
     void refresh();
 

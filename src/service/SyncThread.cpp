@@ -63,7 +63,10 @@ SyncThread::SyncThread(Settings wanted, Surroundings everything)
     thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
 }
 
-SyncThread::~SyncThread() {
+SyncThread::~SyncThread() { end(); }
+
+void SyncThread::end() {
+    if (!thread.joinable()) return;
     thread.request_stop();
     {
         const std::lock_guard guard(lock);

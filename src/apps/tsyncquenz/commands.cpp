@@ -1,0 +1,159 @@
+#include "apps/tsyncquenz/commands.h"
+
+#include "apps/usage.h"
+#include "backends/dbus/Bus.h"
+#include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/SyncServiceInterface.h"
+#include "backends/log/StandardErrorLog.h"
+#include "platform/Json.h"
+#include "protocol/names.h"
+#include "sync_daemon/paths.h"
+
+#include <condition_variable>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <mutex>
+#include <stdexcept>
+#include <vector>
+
+namespace apps::tsyncquenz {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Dictionary;
+
+std::string localPathOf(const std::string& folder) {
+    return sync_daemon::plainLocalPath(fs::absolute(folder).string());
+}
+
+std::vector<Dictionary> pairsIn(const Dictionary& status) {
+    std::vector<Dictionary> pairs;
+    const platform::Array* all = platform::arrayAt(status, "pairs");
+    for (const platform::Value& pair : all != nullptr ? *all : platform::Array())
+        if (pair.dictionary() != nullptr) pairs.push_back(*pair.dictionary());
+    return pairs;
+}
+
+std::string textIn(const Dictionary& entries, const char* key) {
+    const std::string* text = platform::textAt(entries, key);
+    return text != nullptr ? *text : std::string();
+}
+
+// For a terminal: a name must not steer it.
+std::string printable(std::string text) {
+    for (char& byte : text)
+        if (static_cast<unsigned char>(byte) < ' ' || byte == '\x7f') byte = '?';
+    return text;
+}
+
+void print(const Dictionary& status) {
+    std::cout << "Storage: " << printable(textIn(status, "storage")) << '\n';
+    if (platform::flagAt(status, "isPaused").value_or(false)) std::cout << "Paused: tsyncquenz resume\n";
+    const auto pairs = pairsIn(status);
+    if (pairs.empty()) std::cout << "No folder is synced yet: tsyncquenz add FOLDER\n";
+    for (const Dictionary& pair : pairs) {
+        std::string line =
+            textIn(pair, "localPath") + " <-> " + textIn(pair, "remotePath") + ": " + textIn(pair, "state");
+        if (const std::string reason = textIn(pair, "reason"); !reason.empty()) line += ", " + reason;
+        for (const char* key : {"uploading", "downloading"})
+            if (const std::string path = textIn(pair, key); !path.empty())
+                line += std::string(", ") + key + " " + path;
+        const platform::Array* problems = platform::arrayAt(pair, "problems");
+        if (problems != nullptr && !problems->empty())
+            line += ", " + std::to_string(problems->size()) + " left out: tsyncquenz problems";
+        std::cout << printable(line) << '\n';
+    }
+}
+
+void show(backends::dbus::SyncServiceClient& client, bool isJson) {
+    const Dictionary status = client.status();
+    if (isJson)
+        std::cout << platform::jsonDescription(status) << '\n';
+    else
+        print(status);
+}
+
+// Until the service goes or nobody reads any more.
+int watch(backends::dbus::SyncServiceClient& client, bool isJson) {
+    backends::log::StandardErrorLog log("tsyncquenz", platform::LogLevel::error);
+    backends::dbus::Bus bus("status");
+    backends::dbus::DistributedCenter center(bus, log);
+    std::mutex lock;
+    std::condition_variable changed;
+    bool isNew = false;
+    bool isLost = false;
+    const auto tell = [&](bool& what) {
+        const std::lock_guard guard(lock);
+        what = true;
+        changed.notify_all();
+    };
+    const auto subscription =
+        center.addObserver(TSYNC_NOTE_SYNC_REFRESH, [&](const platform::Notification&) { tell(isNew); });
+    bus.start([&] { tell(isLost); });
+    for (;;) {
+        show(client, isJson);
+        if (!flushOutput("tsyncquenz")) return usageTrouble;
+        std::unique_lock guard(lock);
+        changed.wait(guard, [&] { return isNew || isLost; });
+        if (isLost) throw std::runtime_error("the session bus has gone");
+        isNew = false;
+    }
+}
+
+} // namespace
+
+int addFolder(const std::string& folder, const std::string& remote) {
+    const std::string local = localPathOf(folder);
+    std::string place = remote.empty() ? fs::path(local).filename().string() : remote;
+    if (!place.starts_with('/')) place.insert(0, 1, '/');
+    backends::dbus::SyncServiceClient().add(local, place);
+    std::cout << printable(local) << " is kept in step with " << printable(place) << '\n';
+    return EXIT_SUCCESS;
+}
+
+int removeFolder(const std::string& folder) {
+    backends::dbus::SyncServiceClient client;
+    const std::string local = localPathOf(folder);
+    for (const Dictionary& pair : pairsIn(client.status())) {
+        if (textIn(pair, "localPath") != local) continue;
+        client.remove(textIn(pair, "remotePath"));
+        std::cout << printable(local) << " is synced no more; nothing was deleted\n";
+        return EXIT_SUCCESS;
+    }
+    throw std::runtime_error("no synced folder: " + local);
+}
+
+int showStatus(bool isJson, bool watches) {
+    backends::dbus::SyncServiceClient client;
+    if (watches) return watch(client, isJson);
+    show(client, isJson);
+    return EXIT_SUCCESS;
+}
+
+int setPaused(bool pause) {
+    backends::dbus::SyncServiceClient().setPaused(pause);
+    return EXIT_SUCCESS;
+}
+
+int showProblems() {
+    backends::dbus::SyncServiceClient client;
+    for (const Dictionary& pair : pairsIn(client.status())) {
+        const std::string local = textIn(pair, "localPath");
+        if (const std::string reason = textIn(pair, "reason"); !reason.empty())
+            std::cout << printable(local + ": " + reason) << '\n';
+        const platform::Array* problems = platform::arrayAt(pair, "problems");
+        for (const platform::Value& problem : problems != nullptr ? *problems : platform::Array())
+            if (const Dictionary* entry = problem.dictionary())
+                std::cout << printable(local + "/" + textIn(*entry, "path") + ": " + textIn(*entry, "reason"))
+                          << '\n';
+    }
+    return EXIT_SUCCESS;
+}
+
+int showLogLine() {
+    std::cout << "journalctl --user --unit tsyncquenz.service --follow\n";
+    return EXIT_SUCCESS;
+}
+
+} // namespace apps::tsyncquenz

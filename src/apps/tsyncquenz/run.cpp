@@ -1,0 +1,100 @@
+// The service, put together from its parts.
+#include "apps/tsyncquenz/commands.h"
+#include "apps/tsyncquenz/settings.h"
+#include "apps/usage.h"
+#include "backends/dbus/Bus.h"
+#include "backends/dbus/DaemonService.h"
+#include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/SyncServiceInterface.h"
+#include "backends/dbus/name_owner.h"
+#include "backends/gio/GioTrash.h"
+#include "backends/log/StandardErrorLog.h"
+#include "backends/posix/InotifyEvents.h"
+#include "backends/posix/SerialQueue.h"
+#include "backends/rclone/RcloneSpace.h"
+#include "protocol/names.h"
+#include "service/Service.h"
+#include "sync_daemon/Commands.h"
+#include "sync_daemon/Requests.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace apps::tsyncquenz {
+namespace {
+
+std::string hostName() {
+    char name[256] = {};
+    if (::gethostname(name, sizeof name - 1) != 0 || name[0] == '\0') return "host";
+    const std::string whole(name);
+    return whole.substr(0, whole.find('.'));
+}
+
+std::optional<std::string> reasonOf(const service::Outcome<service::Done>& outcome) {
+    return outcome ? std::nullopt : std::optional(outcome.failure().text);
+}
+
+backends::dbus::SyncServiceCalls callsOf(service::Service& service, const std::string& storage) {
+    return {
+        [&service, storage] {
+            platform::Dictionary status = service.details();
+            status["storage"] = storage;
+            return status;
+        },
+        [&service](const auto& local, const auto& remote) { return reasonOf(service.add(local, remote)); },
+        [&service](const auto& remote) { return reasonOf(service.remove(remote)); },
+        [&service](bool pause) { service.setPaused(pause); },
+    };
+}
+
+} // namespace
+
+int runService(const std::string& logLevel, const sigset_t& ending) {
+    using namespace backends;
+    log::StandardErrorLog log("tsyncquenz", *log::levelNamed(logLevel));
+    const auto storage = apps::tsyncquenz::storage();
+    if (!storage) throw std::runtime_error("no storage is set up yet: tsyncquenz setup");
+    std::atomic<bool> busLost = false;
+    dbus::Bus bus("service-bus");
+    if (!dbus::nameOwner(bus, TSYNC_SERVICE_NAME).empty())
+        throw std::runtime_error("a sync service runs in this session already");
+    dbus::DistributedCenter center(bus, log);
+    rclone::RemoteControl::Settings controlSettings;
+    controlSettings.environment = environment();
+    rclone::RemoteControl control(controlSettings, log);
+    rclone::RcloneSpace space(control, *storage, stateFolder() / "links");
+    gio::GioTrash trash;
+    posix::InotifyEvents events;
+    service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}},
+                             {space, trash, &events, center, log});
+    posix::SerialQueue quick("requests");
+    posix::SerialQueue folders("folder-lists");
+    posix::SerialQueue changes("changes");
+    posix::SerialQueue slow("slow-requests");
+    sync_daemon::Requests requests(service, {quick, folders, changes, slow}, log);
+    dbus::DaemonService protocol(bus, requests);
+    const dbus::SyncServiceInterface commandsInterface(bus, changes, callsOf(service, *storage));
+    const sync_daemon::Commands commands(service, center, quick, log);
+    const platform::Subscription extension =
+        dbus::watchNameOwner(bus, FINDER_SYNC_BUS_NAME, [&](const std::string&, const std::string& owner) {
+            if (!owner.empty()) quick.dispatch([&service] { service.refresh(); });
+        });
+    bus.start([&busLost] {
+        busLost = true;
+        ::kill(::getpid(), SIGTERM);
+    });
+    protocol.requestName();
+    log.info("The space is ", *storage);
+    service.start();
+
+    int signal = 0;
+    ::sigwait(&ending, &signal);
+    if (busLost) log.error("The session bus has gone");
+    log.info("Ending");
+    service.end();
+    requests.stop();
+    return busLost ? EXIT_FAILURE : EXIT_SUCCESS;
+}
+
+} // namespace apps::tsyncquenz

@@ -1,0 +1,24 @@
+// Where the service keeps what is the person's: tsyncquenz/settings.json in the XDG config folder,
+// {"storage": rclone's "name:path"}, and the state in the XDG state folder.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace apps::tsyncquenz {
+
+std::filesystem::path settingsFile();
+std::filesystem::path stateFolder();
+
+// The storage and the path in it that is the space; none before `setup`. Raises std::runtime_error with a
+// sentence for a person when the file cannot be understood.
+std::optional<std::string> storage();
+// Replaces the file, at once or not at all; raises std::runtime_error when it cannot be written.
+void setStorage(const std::string& storage);
+
+// This process's environment, as "NAME=value".
+std::vector<std::string> environment();
+
+} // namespace apps::tsyncquenz

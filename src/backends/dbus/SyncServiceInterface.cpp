@@ -1,0 +1,127 @@
+#include "backends/dbus/SyncServiceInterface.h"
+
+#include "backends/dbus/value_coding.h"
+#include "protocol/names.h"
+
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+namespace backends::dbus {
+namespace {
+
+constexpr auto refused = "com.quarnhold.TovikDrive_Quen.Error.Refused";
+constexpr std::chrono::seconds answerBound{30};
+
+// Whoever asked may have gone, and the bus too: then nobody is told.
+void answer(const std::shared_ptr<BusLink>& link, const sdbus::MethodCall& call,
+            const std::optional<std::string>& refusal) {
+    try {
+        if (refusal)
+            call.createErrorReply(sdbus::Error(refused, *refusal)).send();
+        else
+            call.createReply().send();
+    } catch (const sdbus::Error&) {
+        return;
+    }
+    link->wakeIfUnwritten();
+}
+
+} // namespace
+
+SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, SyncServiceCalls calls)
+    : object(sdbus::createObject(bus.connection(), TSYNC_OBJECT_PATH)) {
+    const auto link = bus.sharedLink();
+    const auto shared = std::make_shared<SyncServiceCalls>(std::move(calls));
+    object->registerMethod(SYNC_SERVICE_INTERFACE, "Status", "", "a{sv}",
+                           [link, shared, &queue](const sdbus::MethodCall& call) {
+                               queue.dispatch([link, shared, call] {
+                                   try {
+                                       auto reply = call.createReply();
+                                       appendValue(reply, "a{sv}", shared->status());
+                                       reply.send();
+                                   } catch (const sdbus::Error&) {
+                                       return; // nobody is there any more
+                                   }
+                                   link->wakeIfUnwritten();
+                               });
+                           });
+    object->registerMethod(SYNC_SERVICE_INTERFACE, "Add", "ss", "",
+                           [link, shared, &queue](sdbus::MethodCall call) {
+                               std::string local;
+                               std::string remote;
+                               call >> local >> remote;
+                               queue.dispatch([link, shared, call, local, remote] {
+                                   answer(link, call, shared->add(local, remote));
+                               });
+                           });
+    object->registerMethod(
+        SYNC_SERVICE_INTERFACE, "Remove", "s", "", [link, shared, &queue](sdbus::MethodCall call) {
+            std::string remote;
+            call >> remote;
+            queue.dispatch([link, shared, call, remote] { answer(link, call, shared->remove(remote)); });
+        });
+    object->registerMethod(SYNC_SERVICE_INTERFACE, "SetPaused", "b", "",
+                           [link, shared, &queue](sdbus::MethodCall call) {
+                               bool pause = false;
+                               call >> pause;
+                               queue.dispatch([link, shared, call, pause] {
+                                   shared->setPaused(pause);
+                                   answer(link, call, std::nullopt);
+                               });
+                           });
+    object->finishRegistration();
+}
+
+SyncServiceClient::SyncServiceClient() {
+    try {
+        connection = sdbus::createSessionBusConnection();
+        proxy = sdbus::createProxy(*connection, TSYNC_SERVICE_NAME, TSYNC_OBJECT_PATH);
+    } catch (const sdbus::Error& error) {
+        throw std::runtime_error("there is no session bus: " + error.getMessage());
+    }
+}
+
+sdbus::MethodReply SyncServiceClient::send(const sdbus::MethodCall& call) {
+    try {
+        return proxy->callMethod(call, answerBound);
+    } catch (const sdbus::Error& error) {
+        const std::string& name = error.getName();
+        if (name == refused) throw std::runtime_error(error.getMessage());
+        if (name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+            name == "org.freedesktop.DBus.Error.NameHasNoOwner")
+            throw std::runtime_error("the service does not run; start it with: tsyncquenz run");
+        if (name == "org.freedesktop.DBus.Error.UnknownMethod" ||
+            name == "org.freedesktop.DBus.Error.UnknownInterface")
+            throw std::runtime_error("another sync service runs, which has no such command");
+        throw std::runtime_error("the service does not answer: " + error.getMessage());
+    }
+}
+
+platform::Dictionary SyncServiceClient::status() {
+    auto reply = send(proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Status"));
+    const auto value = readValue(reply, "a{sv}");
+    if (!value || value->dictionary() == nullptr)
+        throw std::runtime_error("the service's answer is unreadable");
+    return *value->dictionary();
+}
+
+void SyncServiceClient::add(const std::string& localPath, const std::string& remotePath) {
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Add");
+    call << localPath << remotePath;
+    send(call);
+}
+
+void SyncServiceClient::remove(const std::string& remotePath) {
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Remove");
+    call << remotePath;
+    send(call);
+}
+
+void SyncServiceClient::setPaused(bool pause) {
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "SetPaused");
+    call << pause;
+    send(call);
+}
+
+} // namespace backends::dbus

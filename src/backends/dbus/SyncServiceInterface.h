@@ -1,0 +1,54 @@
+// The interface by which the commands of `tsyncquenz` speak to the service that runs, for what the request
+// protocol has no message for: sentences for a person. Introspection:
+// resources/dbus/com.quarnhold.TovikDrive_Quen.SyncService1.xml.
+#pragma once
+
+#include "backends/dbus/Bus.h"
+#include "platform/Queue.h"
+#include "platform/Value.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace backends::dbus {
+
+// What is asked; run on the queue, never on the bus thread. A text that is returned is the reason of a
+// refusal.
+struct SyncServiceCalls {
+    std::function<platform::Dictionary()> status;
+    std::function<std::optional<std::string>(const std::string& localPath, const std::string& remotePath)>
+        add;
+    std::function<std::optional<std::string>(const std::string& remotePath)> remove;
+    std::function<void(bool pause)> setPaused;
+};
+
+class SyncServiceInterface {
+  public:
+    // Registers the object beside the request protocol's. All must outlive it, and the queue's work with it.
+    SyncServiceInterface(Bus& sharedBus, platform::Queue& queue, SyncServiceCalls calls);
+
+  private:
+    std::unique_ptr<sdbus::IObject> object;
+};
+
+// The other end, for one thread. Each raises std::runtime_error with a sentence for a person: the service
+// does not run, does not answer, or has refused.
+class SyncServiceClient {
+  public:
+    SyncServiceClient();
+
+    platform::Dictionary status();
+    void add(const std::string& localPath, const std::string& remotePath);
+    void remove(const std::string& remotePath);
+    void setPaused(bool pause);
+
+  private:
+    sdbus::MethodReply send(const sdbus::MethodCall& call);
+
+    std::unique_ptr<sdbus::IConnection> connection;
+    std::unique_ptr<sdbus::IProxy> proxy;
+};
+
+} // namespace backends::dbus

@@ -1,0 +1,105 @@
+// The sync service as a person has it: the program on a bus of its own, a real SFTP server, the extension
+// beside it.
+#include "platform/Json.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/StorageServers.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+using support::contentOf;
+
+class SyncService : public testing::Test {
+  protected:
+    SyncService() {
+        for (const auto& [name, place] : {std::pair("HOME", ""),
+                                          {"XDG_DATA_HOME", "data"},
+                                          {"XDG_CONFIG_HOME", "config"},
+                                          {"XDG_STATE_HOME", "state"},
+                                          {"XDG_CACHE_HOME", "cache"},
+                                          {"XDG_RUNTIME_DIR", "runtime"}}) {
+            fs::create_directories(home / place);
+            ::setenv(name, home.path(place).c_str(), 1);
+        }
+        ::setenv("RCLONE_CONFIG", servers.configuration().c_str(), 1);
+        fs::create_directories(folder);
+    }
+    static support::Result command(const std::string& arguments) {
+        return support::run(std::string(SERVICE_PROGRAM) + " " + arguments);
+    }
+    // A storage has its own pace: rest before an upload, time until an error of a dead server.
+    template <typename Condition>
+    static bool eventually(const Condition& condition) {
+        return support::eventually(condition) || support::eventually(condition);
+    }
+    static bool eventuallyStatus(const std::string& text) {
+        return eventually([&text] { return command("status").output.find(text) != std::string::npos; });
+    }
+
+    const support::TemporaryFolder home;
+    support::StorageServers servers;
+    support::PrivateBus sessionBus;
+    const fs::path folder = home / "Pictures";
+    const fs::path there = servers.files("sftp") / "Pictures";
+};
+
+TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
+    EXPECT_EQ(command("run").status, 2); // nothing is set up
+    EXPECT_EQ(command("setup nowhere").status, 2);
+    const support::Result setup = command("setup " + servers.storage("sftp"));
+    ASSERT_EQ(setup.status, 0) << setup.output;
+    EXPECT_EQ(command("status").status, 2); // nothing runs
+
+    support::Program service({SERVICE_PROGRAM, "run"});
+    support::Program extension({TSYNCFINDER_PROGRAM, "run"});
+    ASSERT_TRUE(eventuallyStatus("No folder is synced yet"));
+    EXPECT_EQ(command("run").status, 2); // there is one already
+    std::ofstream(folder / "one.txt") << "one";
+    const support::Result added = command("add " + folder.string());
+    ASSERT_EQ(added.status, 0) << added.output;
+    EXPECT_EQ(command("add " + home.path("state")).status, 2);
+    EXPECT_EQ(command("add " + folder.string() + " /Pictures/in/it").status, 2);
+    EXPECT_TRUE(eventually([&] { return contentOf(there / "one.txt") == "one"; }))
+        << command("status").output;
+    EXPECT_TRUE(eventuallyStatus(": in step"));
+    const std::string badges = std::string(TSYNCFINDER_PROGRAM) + " badges --json " + folder.string();
+    EXPECT_TRUE(eventually([&] { return support::run(badges).output.find("tovik") != std::string::npos; }))
+        << support::run(badges).output;
+
+    // What changes here goes up by itself, what changes there comes down when it is looked at.
+    fs::create_directories(folder / "below");
+    std::ofstream(folder / "below/two.txt") << "two";
+    EXPECT_TRUE(eventually([&] { return contentOf(there / "below/two.txt") == "two"; }));
+    EXPECT_TRUE(eventuallyStatus(": in step"));
+    std::ofstream(there / "one.txt") << "changed there";
+    ASSERT_EQ(command("pause").status, 0);
+    EXPECT_TRUE(eventuallyStatus("paused"));
+    std::ofstream(folder / "later.txt") << "later";
+    ASSERT_EQ(command("resume").status, 0);
+    EXPECT_TRUE(eventually([&] { return contentOf(there / "later.txt") == "later"; }));
+    EXPECT_TRUE(eventually([&] { return contentOf(folder / "one.txt") == "changed there"; }));
+
+    // A restart knows the pair; a dead server is said.
+    EXPECT_EQ(service.end(SIGTERM), 0);
+    servers.stopSftp();
+    support::Program again({SERVICE_PROGRAM, "run"});
+    EXPECT_TRUE(eventually([] { return command("status").output.find("failed, ") != std::string::npos; }));
+    servers.startSftp();
+    EXPECT_EQ(command("resume").status, 0);
+    const auto status = platform::valueOfJson(command("status --json").output);
+    ASSERT_TRUE(status && status->dictionary());
+    EXPECT_EQ(platform::arrayAt(*status->dictionary(), "pairs")->size(), 1U);
+    EXPECT_EQ(command("remove " + folder.string()).status, 0);
+    EXPECT_EQ(command("remove " + folder.string()).status, 2);
+    EXPECT_EQ(contentOf(there / "later.txt"), "later");
+    EXPECT_EQ(contentOf(folder / "later.txt"), "later");
+    EXPECT_EQ(again.end(SIGTERM), 0);
+}
+
+} // namespace
