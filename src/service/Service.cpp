@@ -214,7 +214,8 @@ Dictionary Service::details() const {
             pair.emplace("downloading", "/" + now->transfer->remotePath);
         platform::Array problems;
         for (const PairSync::Problem& problem : now->problems)
-            problems.emplace_back(Dictionary{{"path", shown(problem.path)}, {"reason", shown(problem.reason)}});
+            problems.emplace_back(
+                Dictionary{{"path", shown(problem.path)}, {"reason", shown(problem.reason)}});
         pair.emplace("problems", std::move(problems));
         pairs.emplace_back(std::move(pair));
     }

@@ -63,8 +63,8 @@ class SyncThread {
     SyncThread(const SyncThread&) = delete;
     SyncThread& operator=(const SyncThread&) = delete;
 
-    // Cancels the round in hand and waits for the thread. Not to be called by `changed`, so it is to be called
-    // before the object goes where that may let go of it last.
+    // Cancels the round in hand and waits for the thread. Not to be called by `changed`, so it is to be
+    // called before the object goes where that may let go of it last.
     void end();
 
     const std::string& localRoot() const { return settings.localRoot; }
