@@ -112,16 +112,16 @@ CommandConfirmation::Replies CommandConfirmation::ask(const std::vector<Check>& 
         for (const Question& question : check.questions)
             questions.emplace(keyOf(question.message, question.arguments), &question);
     round->open = questions.size();
-    const auto store = [round](const std::string& key, Reply reply) {
+    const auto store = [round](const std::string& key, const Reply& reply) {
         const std::lock_guard guard(round->lock);
-        round->replies[key] = std::move(reply);
+        round->replies[key] = reply;
         --round->open;
         round->arrived.notify_one();
     };
     for (const auto& [key, question] : questions) {
         try {
             client.send(question->message, question->arguments,
-                        [store, key](Reply reply) { store(key, std::move(reply)); });
+                        [store, key](const Reply& reply) { store(key, reply); });
         } catch (const platform::IPCError&) {
             store(key, {}); // cannot be asked
         }

@@ -53,7 +53,7 @@ int showBadges(hosts::terminal::Extension& extension, const Arguments& arguments
         platform::Array items;
         for (const TreeNode& tree : trees)
             hosts::terminal::forEachNode(tree, [&items](const TreeNode& node) {
-                items.push_back(
+                items.emplace_back(
                     platform::Dictionary{{"path", platform::undoableText(node.path)}, {"badge", node.badge}});
             });
         std::cout << platform::jsonDescription(items) << '\n';
