@@ -163,17 +163,6 @@ TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
         return support::eventually(
             [&] { return support::contentOf(folder / "seen").find(line) != std::string::npos; });
     };
-    // New with its last badge, or with the one of its upload and then the last.
-    const auto comes = [&](const std::string& path) {
-        return support::eventually([&] {
-            const std::string text = support::contentOf(folder / "seen");
-            const auto holds = [&](const char* end) {
-                return text.find(docs + path + end) != std::string::npos;
-            };
-            return holds("  new  ✔ Status Sync\n") ||
-                   (holds("  new  ▲ Status Upload\n") && holds("  ✔ Status Sync\n"));
-        });
-    };
     EXPECT_TRUE(seen("└── sub  ✔ Status Sync\n    └── large.bin  ✔ Status Sync"));
     EXPECT_TRUE(
         support::eventually([&] { return run(finder + " status --json | grep '\"hosts\":1'").status == 0; }));
