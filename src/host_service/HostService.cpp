@@ -286,7 +286,7 @@ void HostService::catchUp() {
 
 // --- activations
 
-std::optional<std::uint64_t> HostService::activate(Activation activation, std::string& message) {
+std::optional<std::uint64_t> HostService::activate(const Activation& activation, std::string& message) {
     const extension::Command* command = extension::commandNamed(activation.item);
     if (command == nullptr) {
         message = "There is no menu item \"" + activation.item + "\".";

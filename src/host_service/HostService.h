@@ -126,7 +126,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
 
     // The number under which the outcome comes later. None, with a message, when there is no such item, or
     // when too much of this host is under way.
-    std::optional<std::uint64_t> activate(Activation activation, std::string& message);
+    std::optional<std::uint64_t> activate(const Activation& activation, std::string& message);
 
     // The menu of each class of selections, by the class's name.
     std::vector<std::pair<std::string_view, platform::MenuHandle>> menusByClass() const;

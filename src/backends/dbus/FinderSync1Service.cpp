@@ -209,7 +209,7 @@ void FinderSync1Service::activate(sdbus::MethodCall& call) {
         activation.options = std::move(*options->dictionary());
     activation.host = call.getSender();
     std::string message;
-    const auto number = service.activate(std::move(activation), message);
+    const auto number = service.activate(activation, message);
     if (!number) throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", message);
     reply(call, 0, [number](sdbus::MethodReply& answer) { answer << *number; });
 }
