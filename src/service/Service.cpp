@@ -324,13 +324,17 @@ bool Service::done(std::string_view what, std::string_view path, const Outcome<D
 bool Service::syncPath(std::string_view remotePath) {
     const std::optional<std::string> path = plainPath(remotePath);
     if (!path) return refuse("sync", remotePath, "no path in the space");
+    return askPairsAt(*path) || refuse("sync", remotePath, "no pair has it");
+}
+
+bool Service::askPairsAt(const std::string& remotePath) {
     bool isFound = false;
     for (const auto& [remote, thread] : currentThreads()) {
-        if (!overlap(*path, remote)) continue;
+        if (!overlap(remotePath, remote)) continue;
         thread->ask();
         isFound = true;
     }
-    return isFound || refuse("sync", remotePath, "no pair has it");
+    return isFound;
 }
 
 bool Service::excludePath(std::string_view remotePath) {
@@ -343,7 +347,7 @@ bool Service::excludePath(std::string_view remotePath) {
     }
     log.info("Excluded from sync: ", *remote);
     refresh();
-    (void)syncPath(*remote);
+    askPairsAt(*remote);
     return true;
 }
 
@@ -357,7 +361,7 @@ bool Service::includePath(std::string_view remotePath) {
     }
     log.info("Included in sync again: ", remote);
     refresh();
-    (void)syncPath(remote);
+    askPairsAt(remote);
     return true;
 }
 

@@ -121,6 +121,7 @@ class Service final : public sync_daemon::SyncDaemon {
     std::filesystem::path databaseOf(const std::string& remote, const std::string& local) const;
     void forgetDatabase(const std::string& remote, const std::string& local) const;
     Threads currentThreads() const;
+    bool askPairsAt(const std::string& remotePath); // those that hold it or lie below it; false: none
     void noticed(const platform::DirectoryEvent& event);
     void statusChanged();
     void post(std::string name, platform::Dictionary userInfo);

@@ -4,6 +4,8 @@
 #include "service/names.h"
 #include "sync_daemon/paths.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <ctime>
 #include <utility>
@@ -32,6 +34,13 @@ bool hasPrivateName(const std::string& path) {
     return false;
 }
 
+// Which folder stands at a path now; "" when none does.
+std::string identityOf(const std::string& folder) {
+    struct stat info {};
+    if (::stat(folder.c_str(), &info) != 0) return {};
+    return std::to_string(info.st_dev) + " " + std::to_string(info.st_ino);
+}
+
 } // namespace
 
 struct SyncThread::Parts {
@@ -40,7 +49,8 @@ struct SyncThread::Parts {
           local(owner.settings.localRoot), store(owner.settings.database),
           sync({space, local, store, owner.around.trash, owner.around.log, [] { return Clock::now(); },
                 &localTimeNow},
-               settingsOf(owner, remoteFolder)) {}
+               settingsOf(owner, remoteFolder)),
+          identity(identityOf(owner.settings.localRoot)) {}
 
     static PairSync::Settings settingsOf(SyncThread& owner, const std::string& remoteFolder) {
         PairSync::Settings settings;
@@ -54,6 +64,7 @@ struct SyncThread::Parts {
     LocalSide local;
     PairStore store;
     PairSync sync;
+    std::string identity; // of the folder that `local` holds open
 };
 
 SyncThread::SyncThread(Settings wanted, Surroundings everything)
@@ -164,15 +175,16 @@ void SyncThread::round() {
 
 Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
     try {
+        // An open folder stays the same one wherever it is moved, and whatever takes its place.
+        if (parts && parts->identity != identityOf(settings.localRoot)) parts.reset();
         if (!parts)
             if (const auto opened = open(stop); !opened) return opened.failure();
         watchNewFolders();
-        excludedKeys.clear();
-        for (const std::string& remote : settings.excluded())
-            if (remote != settings.remoteRoot && sync_daemon::isAtOrBelow(remote, settings.remoteRoot))
-                excludedKeys.push_back(keyOf(remote.substr(settings.remoteRoot.size() + 1), foldsCase));
+        readExclusions();
         return parts->sync.round(stop);
-    } catch (const std::exception& error) { // the folder, or the database
+    } catch (const fs::filesystem_error& error) {
+        return Failure{Trouble::missing, "the folder cannot be opened: " + error.code().message()};
+    } catch (const std::exception& error) { // the database
         return Failure{Trouble::other, error.what()};
     }
 }
@@ -191,6 +203,18 @@ Outcome<Done> SyncThread::open(const std::stop_token& stop) {
     }
     parts = std::move(opened);
     return Done{};
+}
+
+// What is left out is forgotten at once: when it is taken in again nothing counts as deleted meanwhile.
+void SyncThread::readExclusions() {
+    std::vector<std::string> keys;
+    for (const std::string& remote : settings.excluded())
+        if (remote != settings.remoteRoot && sync_daemon::isAtOrBelow(remote, settings.remoteRoot))
+            keys.push_back(keyOf(remote.substr(settings.remoteRoot.size() + 1), foldsCase));
+    for (const std::string& key : keys)
+        if (std::find(excludedKeys.begin(), excludedKeys.end(), key) == excludedKeys.end())
+            parts->store.forget(key);
+    excludedKeys = std::move(keys);
 }
 
 // Before the look: what is made in them afterwards comes as an event.

@@ -88,6 +88,7 @@ class SyncThread {
     void round();
     Outcome<PairSync::Round> roundOf(const std::stop_token& stop);
     Outcome<Done> open(const std::stop_token& stop);
+    void readExclusions();
     void watchNewFolders();
     bool isLeftOut(const std::string& path) const;
     void settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took);

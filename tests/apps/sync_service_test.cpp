@@ -1,6 +1,7 @@
 // The sync service as a person has it: the program on a bus of its own, a real SFTP server, the extension
 // beside it.
 #include "platform/Json.h"
+#include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/StorageServers.h"
 
@@ -84,6 +85,31 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     ASSERT_EQ(command("resume").status, 0);
     EXPECT_TRUE(eventually([&] { return contentOf(there / "later.txt") == "later"; }));
     EXPECT_TRUE(eventually([&] { return contentOf(folder / "one.txt") == "changed there"; }));
+
+    // What is taken in again after it was left out comes back: nothing was deleted.
+    const auto request = [](const std::string& method) {
+        return support::run("gdbus call --session --dest " TSYNC_SERVICE_NAME
+                            " --object-path " TSYNC_OBJECT_PATH " --method " TSYNC_INTERFACE "." +
+                            method + " /Pictures/below")
+            .status;
+    };
+    EXPECT_TRUE(eventuallyStatus(": in step"));
+    EXPECT_EQ(request("excludeSyncPath_"), 0);
+    EXPECT_TRUE(eventuallyStatus(": in step"));
+    fs::remove(folder / "below/two.txt");
+    EXPECT_EQ(request("includeSyncPath_"), 0);
+    EXPECT_TRUE(eventually([&] { return contentOf(folder / "below/two.txt") == "two"; }));
+
+    // Another folder in the place of the synced one is left alone.
+    fs::rename(folder, home / "away");
+    fs::create_directories(folder);
+    EXPECT_EQ(command("resume").status, 0);
+    EXPECT_TRUE(eventuallyStatus("not the one that was synced"));
+    EXPECT_EQ(contentOf(there / "below/two.txt"), "two");
+    fs::remove(folder);
+    fs::rename(home / "away", folder);
+    EXPECT_EQ(command("resume").status, 0);
+    EXPECT_TRUE(eventuallyStatus(": in step"));
 
     // A restart knows the pair; a dead server is said.
     EXPECT_EQ(service.end(SIGTERM), 0);
