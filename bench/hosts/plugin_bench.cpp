@@ -24,6 +24,12 @@ double workedMilliseconds() {
 
 char* uriOf(GObject* file) { return g_strdup(static_cast<const char*>(g_object_get_data(file, "uri"))); }
 
+// Large blocks that malloc maps by themselves included.
+std::size_t givenOut() {
+    const struct mallinfo2 info = ::mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
 std::size_t invalidated = 0;
 
 void row(const char* what, double value, const char* unit, double limit) {
@@ -35,9 +41,11 @@ double classifyAll(TsfBadgeKeeper* keeper, GList* selection) {
     double longest = 0;
     for (int round = 0; round < 20; ++round) {
         const double start = workedMilliseconds();
-        const char* const name = tsf_badge_keeper_selection_class(keeper, selection, TRUE, FALSE);
+        TSyncSelectionClass found{};
+        const bool isKnown =
+            tsf_badge_keeper_selection_class(keeper, selection, TRUE, FALSE, &found) != FALSE;
         longest = std::max(longest, workedMilliseconds() - start);
-        if (name == nullptr) return -1;
+        if (!isKnown) return -1;
     }
     return longest;
 }
@@ -59,7 +67,7 @@ int main(int, char** arguments) {
         return tsf_badge_keeper_emblem(keeper, file,
                                        static_cast<const char*>(g_object_get_data(file, "uri")));
     };
-    while (!tsf_link_has_appeared(tsf_badge_keeper_link(keeper)))
+    while (tsf_badge_keeper_is_there(keeper) == FALSE)
         g_main_context_iteration(nullptr, TRUE);
 
     GList* files = nullptr;
@@ -71,20 +79,21 @@ int main(int, char** arguments) {
         g_object_set_data_full(file, "uri", uri, g_free);
         files = g_list_prepend(files, file);
     }
-    const std::size_t before = mallinfo2().uordblks;
+    const std::size_t before = givenOut();
     double longestLook = 0;
     for (GList* at = files; at != nullptr; at = at->next) {
         const double start = workedMilliseconds();
         look(static_cast<GObject*>(at->data));
         longestLook = std::max(longestLook, workedMilliseconds() - start);
     }
-    const double waiting = static_cast<double>(mallinfo2().uordblks - before) / itemCount;
+    const double waiting = static_cast<double>(givenOut() - before) / itemCount;
+    TSyncSelectionClass found{};
     while (extension.asked < itemCount ||
-           tsf_badge_keeper_selection_class(keeper, files, TRUE, FALSE) == nullptr)
+           tsf_badge_keeper_selection_class(keeper, files, TRUE, FALSE, &found) == FALSE)
         g_main_context_iteration(nullptr, TRUE);
     while (g_main_context_iteration(nullptr, FALSE)) {
     }
-    const double known = static_cast<double>(mallinfo2().uordblks - before) / itemCount;
+    const double known = static_cast<double>(givenOut() - before) / itemCount;
     std::printf("%zu items; a URI of %zu bytes is part of each\n", itemCount, bytesOfUris / itemCount);
     row("memory of a shown item", known, "bytes", memoryLimit);
     row("while its answer is waited for", waiting, "bytes", memoryLimit);

@@ -27,8 +27,7 @@ platform::MenuHandle FinderSync::menuForMenuKind(platform::FIMenuKind,
     log.info("Added TovikDrive main menu");
     if (log.isOn(platform::LogLevel::info)) log.info("Selected Item URLS: ", describe(selectedItemURLs));
 
-    SelectionFacts facts;
-    facts.count = selectedItemURLs.size();
+    SelectionFacts facts = tsyncNoSelection(false, false);
     if (!selectedItemURLs.empty()) {
         if (const auto kind = fileSystem.kind(selectedItemURLs.front().path())) {
             facts.firstExists = true;
@@ -43,9 +42,7 @@ platform::MenuHandle FinderSync::menuForMenuKind(platform::FIMenuKind,
         bool isRoot = true;
         const bool isInSync = isPathInSync(item.path(), isRoot);
         log.debug("Check In Sync: ", isInSync ? 1 : 0);
-        facts.allInSync = facts.allInSync && isInSync;
-        facts.noneInSync = facts.noneInSync && !isInSync;
-        facts.allRoots = facts.allRoots && isRoot;
+        tsyncSelect(&facts, isInSync, isRoot);
     }
     log.info("All In Sync: ", facts.allInSync ? 1 : 0, ", not: ", facts.noneInSync ? 1 : 0,
              ", base: ", facts.allRoots ? 1 : 0);

@@ -15,36 +15,11 @@ const platform::MenuItemHandle& add(platform::Menu& menu, std::string_view title
 } // namespace
 
 std::string_view nameOf(SelectionClass selectionClass) {
-    switch (selectionClass) {
-    case SelectionClass::nothing:
-        break;
-    case SelectionClass::syncRoot:
-        return "sync-root";
-    case SelectionClass::syncedFolder:
-        return "synced-folder";
-    case SelectionClass::syncedFile:
-        return "synced-file";
-    case SelectionClass::syncRoots:
-        return "sync-roots";
-    case SelectionClass::unsyncedFolder:
-        return "unsynced-folder";
-    case SelectionClass::unsyncedItems:
-        return "unsynced-items";
-    }
-    return "nothing";
+    return tsyncSelectionClassName(static_cast<TSyncSelectionClass>(selectionClass));
 }
 
 SelectionClass classOf(const SelectionFacts& facts) {
-    if (facts.count == 0 || !facts.firstExists) return SelectionClass::nothing;
-    if (facts.allInSync && facts.count == 1) {
-        if (facts.allRoots) return SelectionClass::syncRoot;
-        return facts.firstIsDirectory ? SelectionClass::syncedFolder : SelectionClass::syncedFile;
-    }
-    if (facts.allInSync) return facts.allRoots ? SelectionClass::syncRoots : SelectionClass::nothing;
-    if (facts.noneInSync)
-        return facts.count == 1 && facts.firstIsDirectory ? SelectionClass::unsyncedFolder
-                                                          : SelectionClass::unsyncedItems;
-    return SelectionClass::nothing;
+    return static_cast<SelectionClass>(tsyncSelectionClass(&facts));
 }
 
 platform::MenuHandle menuOf(SelectionClass selectionClass, const platform::ImageHandle& image) {

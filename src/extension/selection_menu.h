@@ -6,21 +6,22 @@
 #pragma once
 
 #include "platform/Menu.h"
+#include "protocol/selection_class.h"
 
 #include <array>
-#include <cstddef>
 #include <string_view>
 
 namespace extension {
 
+// As the hosts know them; they have the rule too.
 enum class SelectionClass {
-    nothing,        // no selection, a vanished first item, or nothing to offer: an empty submenu
-    syncRoot,       // one item, a sync root
-    syncedFolder,   // one folder below a root
-    syncedFile,     // one file below a root
-    syncRoots,      // several items, all of them roots
-    unsyncedFolder, // one folder outside every root
-    unsyncedItems,  // one file or several items, all outside every root
+    nothing = TSYNC_CLASS_NOTHING,
+    syncRoot = TSYNC_CLASS_SYNC_ROOT,
+    syncedFolder = TSYNC_CLASS_SYNCED_FOLDER,
+    syncedFile = TSYNC_CLASS_SYNCED_FILE,
+    syncRoots = TSYNC_CLASS_SYNC_ROOTS,
+    unsyncedFolder = TSYNC_CLASS_UNSYNCED_FOLDER,
+    unsyncedItems = TSYNC_CLASS_UNSYNCED_ITEMS,
 };
 
 inline constexpr std::array selectionClasses{SelectionClass::nothing,      SelectionClass::syncRoot,
@@ -31,15 +32,7 @@ inline constexpr std::array selectionClasses{SelectionClass::nothing,      Selec
 // The name under which a class travels to the hosts. Never changes.
 std::string_view nameOf(SelectionClass selectionClass);
 
-struct SelectionFacts {
-    std::size_t count = 0;
-    bool firstExists = false;
-    bool firstIsDirectory = false; // links resolved
-    bool allInSync = true;
-    bool noneInSync = true;
-    bool allRoots = true; // what the lookup's base flag said for every item
-};
-
+using SelectionFacts = TSyncSelectionFacts;
 SelectionClass classOf(const SelectionFacts& facts);
 
 // A new menu with an empty title. The image is given to every item and may be null.

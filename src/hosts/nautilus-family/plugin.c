@@ -3,6 +3,7 @@
 #include TSYNCFINDER_SHIM
 
 #include "hosts/nautilus-family/badge_keeper.h"
+#include "protocol/names.h"
 #include "protocol/translations.h"
 
 #include <gmodule.h>
@@ -80,8 +81,7 @@ static void on_activate(G_GNUC_UNUSED FM_T(MenuItem) * item, gpointer data) {
         if (uri != NULL) g_variant_builder_add(&uris, "s", uri);
         g_free(uri);
     }
-    tsf_link_activate(tsf_badge_keeper_link(choice->plugin->keeper), choice->item,
-                      g_variant_builder_end(&uris));
+    tsf_badge_keeper_activate(choice->plugin->keeper, choice->item, g_variant_builder_end(&uris));
 }
 
 /* The place of a menu among its file manager's: the file menu and the background menu share one group of
@@ -102,8 +102,8 @@ static FM_T(MenuItem) * make_item(const MenuMaker* maker, GVariant* description,
     gboolean is_enabled = FALSE;
     gboolean has_submenu = FALSE;
     GVariant* submenu = NULL;
-    g_variant_get(description, "(&s&s&s&sbb@av)", &title, &key, &action, &image, &is_enabled, &has_submenu,
-                  &submenu);
+    g_variant_get(description, "(&s&s&s&sbb@av)", &title, &key, &action,
+                  &image, &is_enabled, &has_submenu, &submenu);
     const char* identifier = *key != '\0' ? key : *action != '\0' ? action : title;
     char* name = g_strdup_printf("TSyncFinder-%s-%s", maker->place, identifier);
     g_strcanon(name, G_CSET_A_2_Z G_CSET_a_2_z G_CSET_DIGITS "-_", '_');
@@ -139,7 +139,7 @@ static GList* make_items(const MenuMaker* maker, GVariant* menu, guint depth) {
     for (gsize i = 0; i < count; ++i) {
         GVariant* variant = g_variant_get_child_value(menu, i);
         GVariant* description = g_variant_get_variant(variant);
-        if (g_variant_is_of_type(description, G_VARIANT_TYPE("(ssssbbav)")))
+        if (g_variant_is_of_type(description, G_VARIANT_TYPE("(" FINDER_SYNC_MENU_ITEM_FIELDS ")")))
             items = g_list_prepend(items, make_item(maker, description, depth));
         g_variant_unref(description);
         g_variant_unref(variant);
@@ -149,10 +149,12 @@ static GList* make_items(const MenuMaker* maker, GVariant* menu, guint depth) {
 
 static GList* menu_for(TsfPlugin* plugin, GList* files, const char* place) {
     FM_T(FileInfo)* first = files != NULL ? files->data : NULL;
-    if (first == NULL || tsf_link_menu(tsf_badge_keeper_link(plugin->keeper), "nothing") == NULL) return NULL;
-    const char* class = tsf_badge_keeper_selection_class(plugin->keeper, files, !FM(file_info_is_gone)(first),
-                                                         FM(file_info_is_directory)(first));
-    GVariant* menu = class != NULL ? tsf_link_menu(tsf_badge_keeper_link(plugin->keeper), class) : NULL;
+    TSyncSelectionClass class = TSYNC_CLASS_NOTHING;
+    if (first == NULL || tsf_badge_keeper_menu(plugin->keeper, class) == NULL) return NULL;
+    if (!tsf_badge_keeper_selection_class(plugin->keeper, files, !FM(file_info_is_gone)(first),
+                                          FM(file_info_is_directory)(first), &class))
+        return NULL;
+    GVariant* menu = tsf_badge_keeper_menu(plugin->keeper, class);
     if (menu == NULL) return NULL;
     const MenuMaker maker = {plugin, g_ptr_array_new_with_free_func(g_object_unref), place};
     for (GList* at = files; at != NULL; at = at->next)
@@ -179,8 +181,9 @@ static GList* get_toolbar_items(FM_T(MenuProvider) * provider, FM_WINDOW FM_T(Fi
     GList files = {folder, NULL, NULL};
     TsfPlugin* plugin = (TsfPlugin*)provider;
     if (folder == NULL) return NULL; /* the window does not know it yet */
-    const char* class = tsf_badge_keeper_selection_class(plugin->keeper, &files, TRUE, TRUE);
-    if (class == NULL || !g_str_has_prefix(class, "sync")) return NULL;
+    TSyncSelectionClass class = TSYNC_CLASS_NOTHING;
+    if (!tsf_badge_keeper_selection_class(plugin->keeper, &files, TRUE, TRUE, &class)) return NULL;
+    if (class != TSYNC_CLASS_SYNC_ROOT && class != TSYNC_CLASS_SYNCED_FOLDER) return NULL;
     GList* buttons = NULL;
     GList* tops = menu_for(plugin, &files, "toolbar");
     for (GList* top = tops; top != NULL; top = top->next) {

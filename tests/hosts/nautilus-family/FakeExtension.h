@@ -53,17 +53,18 @@ class Extension {
     };
     std::size_t batches = 0; // that held a URI
     std::size_t asked = 0;   // URIs
-    std::size_t menusAsked = 0;
     std::map<std::string, int> observed;
 
     void emit(const char* signal, GVariant* arguments) {
         g_dbus_connection_emit_signal(bus, nullptr, FINDER_SYNC_OBJECT_PATH, FINDER_SYNC_INTERFACE, signal,
                                       arguments, nullptr);
     }
-    // Any item of a directory may have changed.
-    void emitChanged(const std::string& directory) {
-        GVariant* const change = g_variant_new("(s@as)", directory.c_str(), g_variant_new_strv(nullptr, 0));
-        emit("BadgesChanged",
+    // An item of a directory has changed; without one, any may have.
+    void emitChanged(const std::string& directory, const std::string& item = "") {
+        const char* const items[] = {item.c_str()};
+        GVariant* const change =
+            g_variant_new("(s@as)", directory.c_str(), g_variant_new_strv(items, item.empty() ? 0 : 1));
+        emit(FINDER_SYNC_BADGES_CHANGED,
              g_variant_new("(t@a(sas))", ++sequence, g_variant_new_array(nullptr, &change, 1)));
     }
 
@@ -74,9 +75,10 @@ class Extension {
     }
 
     void answer(const std::string& method, GVariant* arguments, GDBusMethodInvocation* invocation) {
-        const bool isHuge = mood == "huge" && (method == "BadgesForItems" || method == "WatchedDirectories");
+        const bool isHuge = mood == "huge" && (method == FINDER_SYNC_BADGES_FOR_ITEMS ||
+                                               method == FINDER_SYNC_WATCHED_DIRECTORIES);
         GVariant* reply = mood == "wrong-types" ? g_variant_new("(sa{sv})", "nonsense", nullptr)
-                          : isHuge              ? hugeReply(method == "BadgesForItems")
+                          : isHuge              ? hugeReply(method == FINDER_SYNC_BADGES_FOR_ITEMS)
                                                 : reasonableReply(method, arguments);
         if (reply != nullptr) g_variant_ref_sink(reply);
         if (reply != nullptr && mood != "silent") { // whatever the interface says of its type
@@ -91,18 +93,17 @@ class Extension {
     }
 
     GVariant* reasonableReply(const std::string& method, GVariant* arguments) {
-        if (method == "BadgesForItems") return badgesReply(arguments);
-        if (method == "WatchedDirectories") {
+        if (method == FINDER_SYNC_BADGES_FOR_ITEMS) return badgesReply(arguments);
+        if (method == FINDER_SYNC_WATCHED_DIRECTORIES) {
             const char* const directories[] = {"file:///"};
             return g_variant_new("(b@as)", TRUE, g_variant_new_strv(directories, 1));
         }
-        if (method == "MenusByClass") {
-            ++menusAsked;
+        if (method == FINDER_SYNC_MENUS_BY_CLASS) {
             return g_variant_new_parsed("({'nothing': @av [], 'synced-file': [<'Share'>]},)");
         }
         const char* uri = nullptr;
         g_variant_get(arguments, "(&s)", &uri);
-        observed[uri] += method == "BeginObserving" ? 1 : -1;
+        observed[uri] += method == FINDER_SYNC_BEGIN_OBSERVING ? 1 : -1;
         return g_variant_new_tuple(nullptr, 0);
     }
 

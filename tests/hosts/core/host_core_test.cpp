@@ -1,0 +1,335 @@
+#include "tests/hosts/core/SimulatedHost.h"
+#include "tests/hosts/core/allocations.h"
+
+namespace {
+
+using simulated::Answer;
+
+class HostCore : public testing::Test, protected simulated::Host {
+  protected:
+    void lookAt(std::size_t count, const std::string& folder = "file:///r") {
+        for (std::size_t i = 0; i < count; ++i)
+            look(folder + "/f" + std::to_string(i));
+    }
+    void start(std::size_t count = 10) {
+        come();
+        lookAt(count);
+        run();
+        ASSERT_TRUE(everythingShows("tsyncfinder-sync"));
+    }
+    TsfState state() const { return tsf_core_state(core); }
+};
+
+TEST_F(HostCore, AsksInBatchesAndForgetsWhatIsNoLongerShown) {
+    lookAt(1000); // before there is an extension
+    lookAt(1, "file:///r/other");
+    come();
+    run();
+    EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
+    EXPECT_EQ(asked, 1001U);
+    EXPECT_EQ(observed, (std::map<std::string, int>{{"file:///r", 1}, {"file:///r/other", 1}}));
+
+    // Two batches at a time, folders take turns, and what has gone meanwhile is asked for no more.
+    signalChange("file:///r");
+    signalChange("file:///r/other");
+    wire.front()();
+    wire.pop_front();
+    deliver();
+    EXPECT_EQ(batchesUnderWay(), 2U);
+    EXPECT_EQ(requests.back().uris.front(), "file:///r/other/f0");
+    dropAll();
+    lookAt(1);
+    run();
+    EXPECT_EQ(asked, 1302U);
+    EXPECT_EQ(observed, (std::map<std::string, int>{{"file:///r", 1}, {"file:///r/other", 0}}));
+    EXPECT_EQ(shown, (std::map<std::string, std::string>{{"file:///r/f0", "tsyncfinder-sync"}}));
+}
+
+TEST_F(HostCore, ForetellsBadges) {
+    start();
+    // A new item shows what its neighbours do, and not more than that once it is answered for.
+    for (const char* const answer :
+         {"upload", "unchanged", "none", "a_b", "a-name-of-more-than-32-characters"}) {
+        badge = [&](const std::string&) { return Answer{answer, true}; };
+        look("file:///r/new");
+        EXPECT_NE(shown["file:///r/new"], "") << answer;
+        run();
+        EXPECT_EQ(shown["file:///r/new"], answer == std::string("upload") ? "tsyncfinder-upload" : "")
+            << answer;
+        drop("file:///r/new");
+        badge = [](const std::string&) { return Answer{"sync", true}; };
+        signalChange("file:///r");
+        run();
+    }
+    look("file:///r/f0/first"); // in a folder that is in step
+    EXPECT_EQ(shown["file:///r/f0/first"], "tsyncfinder-sync");
+}
+
+TEST_F(HostCore, TakesNoOlderAnswer) {
+    start(1);
+    // The answer on its way is older than the change; a newer one is asked for.
+    look("file:///r/f0");
+    serve();
+    work();
+    badge = [](const std::string&) { return Answer{"upload", true}; };
+    const std::function<void()> late = wire.front();
+    wire.clear();
+    signalChange("file:///r", "file:///r/f0");
+    deliver();
+    late();
+    serve();
+    EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-sync");
+    EXPECT_EQ(requests.size(), 1U);
+    run();
+    EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-upload");
+
+    // So is that of an extension that has left.
+    look("file:///r/f0");
+    serve();
+    work();
+    badge = [](const std::string&) { return Answer{"sync", true}; };
+    come();
+    run();
+    EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-sync");
+}
+
+TEST_F(HostCore, AsksOnlyForWhatIsWatched) {
+    start(2);
+    look("file:///s/root"); // a root in a folder that is not watched
+    look("file:///s/other");
+    look("file:///top");
+    run();
+    EXPECT_EQ(asked, 2U);
+    watched = {"file:///s/root/", "file:///r/f1///"}; // however they are spelled
+    signalDirectories();
+    run();
+    EXPECT_EQ(shown, (std::map<std::string, std::string>{{"file:///r/f0", ""},
+                                                         {"file:///r/f1", "tsyncfinder-sync"},
+                                                         {"file:///s/other", ""},
+                                                         {"file:///s/root", "tsyncfinder-sync"},
+                                                         {"file:///top", ""}}));
+    EXPECT_EQ(observed["file:///r"], 0);
+    watched = {"file:///"};
+    signalDirectories();
+    run();
+    EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
+    EXPECT_EQ(observed["file:///"], 1);
+}
+
+TEST_F(HostCore, GoesQuietAfterThreeMissesAndComesBack) {
+    start();
+    tick(TSF_PAUSE_BEFORE_QUESTION - 1);
+    EXPECT_TRUE(requests.empty());
+    tick(1 + 2 * TSF_ANSWER_TIME + TSF_ANSWER_TIME - 1);
+    EXPECT_EQ(requests.size(), 3U); // and no batch meanwhile
+    EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
+    tick(1);
+    EXPECT_EQ(state(), TSF_SILENT);
+    EXPECT_TRUE(everythingShows(""));
+    lookAt(20);
+    drop("file:///r/f19");
+    tick(1'000'000);
+    EXPECT_EQ(requests.size(), 4U); // the last question is left with it
+    run();
+    EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
+    EXPECT_EQ(observed["file:///r"], 1) << "it has known that all the time";
+
+    // Calls side by side miss one answer; what was missed is asked again.
+    signalChange("file:///r");
+    deliver();
+    tsf_core_menus_changed(core);
+    tick(TSF_ANSWER_TIME);
+    EXPECT_EQ(state(), TSF_THERE);
+    requests.erase(requests.begin(), requests.end() - 1);
+    const int updates = menuUpdates;
+    const std::size_t before = asked;
+    run();
+    EXPECT_GT(menuUpdates, updates);
+    EXPECT_EQ(asked, before + 19);
+
+    // Nothing is asked while nothing is shown.
+    dropAll();
+    tick(1'000'000);
+    EXPECT_TRUE(requests.empty() || requests.front().kind == TSF_END_OBSERVING);
+}
+
+TEST_F(HostCore, BadgesOutliveTheExtensionByNineSeconds) {
+    start();
+    const std::int64_t death = now;
+    while (now - death < TSF_BADGE_LIFETIME) { // dying again without a word gives no more time
+        EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
+        leave();
+        EXPECT_FALSE(tsf_core_has_menus(core));
+        tick(500);
+        come();
+        tick(500);
+    }
+    EXPECT_TRUE(everythingShows(""));
+    run();
+    EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
+    leave();
+    tick(TSF_BADGE_LIFETIME - 1);
+    come();
+    run();
+    tick(2);
+    EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
+}
+
+TEST_F(HostCore, ShunsWhatMakesNoSense) {
+    const auto misanswer = [this](int way) {
+        const Request request = requests.back();
+        if (way == 0) tsf_core_nonsense(core, now, request.call);
+        if (way == 1) takeBadges(request, std::vector<Answer>(3), 9);
+        if (way == 2) takeDirectories(request.call, {});
+        requests.clear();
+        serve();
+    };
+    for (const int way : {0, 1, 2}) {
+        start();
+        signalChange("file:///r");
+        deliver();
+        for (int times = 0; times < TSF_MAXIMUM_NONSENSE; ++times) {
+            ASSERT_FALSE(requests.empty());
+            EXPECT_EQ(state(), TSF_THERE);
+            misanswer(way);
+        }
+        EXPECT_EQ(state(), TSF_SHUNNED);
+        EXPECT_TRUE(everythingShows("")) << way;
+        EXPECT_FALSE(isListening);
+        lookAt(20);
+        tick(1'000'000);
+        EXPECT_TRUE(requests.empty()) << "it is asked nothing more";
+    }
+    come();
+    tsf_core_menus(core, now, requests.back().call, TSF_MAXIMUM_MENUS + 1);
+    EXPECT_FALSE(tsf_core_has_menus(core));
+    tsf_core_directories(core, now, requests.front().call, nullptr, TSF_MAXIMUM_DIRECTORIES + 1);
+    EXPECT_EQ(state(), TSF_ASKING);
+    requests.clear();
+    run();
+    EXPECT_TRUE(everythingShows("tsyncfinder-sync")) << "it is given another chance";
+}
+
+TEST_F(HostCore, DoesNotListenToAFlood) {
+    start();
+    const auto flood = [this](int kind) {
+        if (kind == 0) signalChange("file:///r", "file:///r/f0", TSF_MAXIMUM_SIGNALS + 20);
+        while (!wire.empty())
+            deliver();
+        if (kind == 1) {
+            EXPECT_FALSE(tsf_core_heard(core, now, TSF_MAXIMUM_CHANGES + 1));
+        }
+        serve();
+    };
+    for (const int kind : {0, 1}) {
+        tick(TSF_FLOOD_PAUSE + 1);
+        run();
+        signalChange("file:///r", "file:///r/f0", TSF_MAXIMUM_SIGNALS);
+        run();
+        EXPECT_TRUE(isListening);
+        tick(TSF_FLOOD_PAUSE + 1);
+        const std::size_t before = asked;
+        flood(kind);
+        EXPECT_FALSE(isListening);
+        run();
+        EXPECT_LE(asked - before, 2U); // changes of an item that is being asked for are one
+        const std::string other = kind == 0 ? "upload" : "sync";
+        badge = [=](const std::string&) { return Answer{other, true}; }; // and no signal of it
+        tick(TSF_FLOOD_PAUSE - 1);
+        EXPECT_FALSE(isListening);
+        tick(1);
+        EXPECT_TRUE(isListening);
+        run();
+        EXPECT_TRUE(everythingShows("tsyncfinder-" + other)) << "anything may have changed";
+    }
+}
+
+TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
+    struct Case {
+        const char* expected;
+        bool isDirectory;
+        std::vector<std::string> uris; // "": no local file
+    };
+    const Case cases[] = {
+        {"nothing", false, {}},
+        {"sync-root", true, {"file:///root"}},
+        {"synced-folder", true, {"file:///root/a"}},
+        {"synced-file", false, {"file:///root/a"}},
+        {"sync-roots", true, {"file:///root", "file:///root2"}},
+        {"nothing", true, {"file:///root", "file:///root/a"}},
+        {"nothing", false, {"file:///root/a", "file:///root/b"}},
+        {"nothing", false, {"file:///root/a", "file:///x"}},
+        {"nothing", false, {"file:///x", "file:///root/a"}},
+        {"unsynced-folder", true, {"file:///x"}},
+        {"unsynced-items", false, {"file:///x"}},
+        {"unsynced-items", true, {"file:///x", "file:///y"}},
+        {"unsynced-items", false, {"file:///x", ""}},
+        {"nothing", true, {"file:///root", ""}},
+        {"nothing", false, {""}},
+        {"nothing", false, {"", "file:///x"}},
+    };
+    badge = [](const std::string& uri) {
+        return Answer{"sync", uri.starts_with("file:///root"),
+                      uri == "file:///root" || uri == "file:///root2"};
+    };
+    watched = {"file:///"};
+    come();
+    run();
+    const auto classify = [this](const Case& each, TSyncSelectionClass& found) {
+        TsfSelection selection;
+        tsf_selection_begin(&selection, true, each.isDirectory);
+        for (const std::string& uri : each.uris) {
+            if (!uri.empty()) items[uri] = tsf_core_item(core, uri.c_str());
+            if (!tsf_selection_add(&selection, uri.empty() ? nullptr : items[uri])) break;
+        }
+        return tsf_selection_class(core, &selection, &found);
+    };
+    for (const Case& each : cases) {
+        const std::string name =
+            each.uris.empty() ? "" : each.uris[0] + " of " + std::to_string(each.uris.size());
+        TSyncSelectionClass found{};
+        const int updates = menuUpdates;
+        const bool wasKnown = classify(each, found);
+        run();
+        EXPECT_EQ(menuUpdates, updates + (wasKnown ? 0 : 1)) << name; // when all are known
+        const std::size_t before = asked;
+        EXPECT_TRUE(classify(each, found)) << name;
+        run();
+        EXPECT_STREQ(tsyncSelectionClassName(found), each.expected) << name;
+        EXPECT_EQ(asked, before) << name << ": what is known is not asked for";
+        dropAll();
+    }
+    Case many{"", false, {}};
+    for (int i = 0; i < 1000; ++i)
+        many.uris.push_back("file:///many/" + std::to_string(i));
+    const std::size_t before = asked;
+    TSyncSelectionClass found{};
+    EXPECT_FALSE(classify(many, found));
+    run();
+    EXPECT_EQ(asked - before, std::size_t{TSF_MAXIMUM_UNKNOWN});
+}
+
+// Whatever is refused, nothing crashes, and with memory again everything ends as it should.
+TEST_F(HostCore, FailsCleanlyWithoutMemory) {
+    bool wasRefused = true;
+    for (int allowed = 0; wasRefused; ++allowed) {
+        allocations::refuseAfter(allowed);
+        simulated::Host host;
+        if (host.core == nullptr) continue;
+        host.come();
+        for (int i = 0; i < 20; ++i)
+            host.look("file:///r/f" + std::to_string(i));
+        host.run();
+        host.signalDirectories();
+        host.run();
+        wasRefused = allocations::refuseNoMore();
+        for (int i = 0; i < 20; ++i)
+            host.look("file:///r/f" + std::to_string(i));
+        host.tick(TSF_ANSWER_TIME);
+        host.run();
+        EXPECT_TRUE(host.everythingShows("tsyncfinder-sync")) << allowed;
+        EXPECT_EQ(host.shown.size(), 20U);
+    }
+}
+
+} // namespace
