@@ -91,12 +91,6 @@ void tsf_core_extension_left(TsfCore* core, int64_t now) {
     forget_observed(core);
 }
 
-static void begin_folder(TsfFolder* folder) {
-    folder->expected = 0;
-    tsf_folder_refresh(folder);
-    tsf_folder_wait(folder);
-}
-
 static void renew_folder(TsfFolder* folder) {
     tsf_folder_refresh(folder);
     tsf_folder_wait(folder);
@@ -104,7 +98,6 @@ static void renew_folder(TsfFolder* folder) {
 
 static void fade_folder(TsfFolder* folder) {
     folder->expected = 0;
-    folder->is_watched = false;
     tsf_folder_wait(folder);
 }
 
@@ -150,14 +143,10 @@ void tsf_core_directories(TsfCore* core, int64_t now, uint64_t call, const char*
     } else if (core->calls[TSF_DIRECTORIES].id != 0) {
         core->is_wanted[TSF_DIRECTORIES] = true; /* the answer that is to come may be older */
     }
-    if (core->state == TSF_THERE) {
-        tsf_foreach_folder(core, renew_folder);
-        return;
-    }
     core->state = TSF_THERE;
     core->fades_at = INT64_MAX;
     core->is_fading = false;
-    tsf_foreach_folder(core, begin_folder);
+    tsf_foreach_folder(core, renew_folder);
 }
 
 bool tsf_core_menus(TsfCore* core, int64_t now, uint64_t call, size_t count) {
@@ -261,8 +250,7 @@ void tsf_tick(TsfCore* core, int64_t now) {
     if (core->deaf_until != INT64_MIN && core->deaf_until <= now) {
         core->deaf_until = INT64_MIN;
         core->signals = 0;
-        core->is_wanted[TSF_DIRECTORIES] = core->is_wanted[TSF_MENUS] = true;
-        if (core->state == TSF_THERE) tsf_foreach_folder(core, tsf_folder_wait);
+        core->is_wanted[TSF_DIRECTORIES] = core->is_wanted[TSF_MENUS] = true; /* and thus all items */
     }
     if (core->fades_at <= now) {
         core->fades_at = INT64_MAX;

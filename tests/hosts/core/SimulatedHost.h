@@ -69,11 +69,14 @@ class Host {
             drop(items.begin()->first);
     }
 
-    // What the core wants is done.
-    void serve() {
+    // What the core wants is done, or as much of it as told.
+    void serve(int maximum = 100'000) {
         TsfOrder order;
-        while (tsf_core_next(core, now, &order))
+        while (maximum > 0 && tsf_core_next(core, now, &order)) {
             carryOut(order);
+            --maximum;
+        }
+        if (maximum == 0) return;
         EXPECT_GT(tsf_core_wakes(core, now), now) << "it would be asked for ever";
         while (TsfItem* const item = tsf_core_next_invalid(core))
             look(tsf_item_uri(item));

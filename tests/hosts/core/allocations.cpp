@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <limits>
+#include <malloc.h>
 
 namespace {
 
@@ -19,11 +20,12 @@ void __wrap_free(void* block);
 
 void* __wrap_malloc(std::size_t size) {
     if (allowed != never && --allowed < 0) return nullptr;
-    ++given;
-    return __real_malloc(size);
+    void* const block = __real_malloc(size);
+    given += static_cast<long>(malloc_usable_size(block));
+    return block;
 }
 void __wrap_free(void* block) {
-    if (block != nullptr) --given;
+    given -= static_cast<long>(malloc_usable_size(block));
     __real_free(block);
 }
 }

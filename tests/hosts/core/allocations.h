@@ -3,7 +3,7 @@
 
 namespace allocations {
 
-long live(); // blocks that were given out and not taken back
+long live(); // bytes that were given out and not taken back
 void refuseAfter(long count);
 bool refuseNoMore(); // whether any was refused
 
