@@ -178,15 +178,15 @@ void tsf_core_badges(TsfCore* core, int64_t now, uint64_t call, uint64_t sequenc
                      size_t count) {
     size_t kind = 0;
     if (call_of(core, call, &kind) == NULL) return;
-    const TsfBatch* batch = kind >= TSF_BATCH ? &core->batches[kind - TSF_BATCH] : NULL;
-    if (kind < TSF_LIFE || count != (batch != NULL ? batch->count : 0)) {
+    const size_t expected = kind >= TSF_BATCH ? core->batches[kind - TSF_BATCH].count : 0;
+    if (kind < TSF_LIFE || count != expected) {
         take_nonsense(core, now, kind);
         return;
     }
     core->calls[kind].id = 0;
     answer_came(core, now);
-    if (batch != NULL)
-        take_batch(batch, sequence, answers);
+    if (kind >= TSF_BATCH)
+        take_batch(&core->batches[kind - TSF_BATCH], sequence, answers);
     else if (core->state == TSF_SILENT)
         begin(core);
 }

@@ -1,5 +1,6 @@
 #include "hosts/core/state.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -40,7 +41,7 @@ void tsf_forget_directories(TsfCore* core) { free_texts(&core->directories); }
 
 bool tsf_take_directories(TsfCore* core, const char* const* uris, size_t count) {
     TsfTable directories = {0};
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) { // NOLINT(clang-analyzer-unix.Malloc): the table has the text
         size_t length = strlen(uris[i]);
         while (length > strlen(root) && uris[i][length - 1] == '/')
             --length;
@@ -113,8 +114,7 @@ static uint8_t badge_named(TsfCore* core, const char* name) {
         strspn(name, "abcdefghijklmnopqrstuvwxyz0123456789-") != length)
         return 0;
     char* emblem = core->emblems[core->emblem_count++];
-    memcpy(emblem, FINDER_SYNC_EMBLEM_PREFIX, prefix);
-    memcpy(emblem + prefix, name, length + 1);
+    snprintf(emblem, sizeof core->emblems[0], "%s%s", FINDER_SYNC_EMBLEM_PREFIX, name);
     return (uint8_t)core->emblem_count;
 }
 

@@ -40,8 +40,8 @@ void tsf_send_choice(GDBusConnection* bus, const char* extension, const char* it
     }
     g_dbus_connection_call(bus, extension, FINDER_SYNC_OBJECT_PATH, FINDER_SYNC_INTERFACE,
                            FINDER_SYNC_ACTIVATE,
-                           g_variant_new("(s@asa{ss}s@a{sv})", item, uris,
-                                         &environment, "", g_variant_new(FINDER_SYNC_ACTIVATE_OPTIONS, NULL)),
+                           g_variant_new("(s@asa{ss}s@a{sv})", item, uris, &environment, "",
+                                         g_variant_new(FINDER_SYNC_ACTIVATE_OPTIONS, NULL)),
                            G_VARIANT_TYPE("(" FINDER_SYNC_ACTIVATE_OUT ")"), G_DBUS_CALL_FLAGS_NO_AUTO_START,
                            -1, NULL, on_activated, NULL);
 }

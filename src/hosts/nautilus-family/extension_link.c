@@ -140,6 +140,7 @@ static gboolean is_signal(const char* member, GVariant* arguments, const char* n
     return strcmp(member, name) == 0 && g_variant_is_of_type(arguments, G_VARIANT_TYPE(types));
 }
 
+// NOLINTNEXTLINE(readability-function-size): the library's parameters
 static void on_signal(GDBusConnection* bus, const char* sender, const char* path, const char* interface,
                       const char* member, GVariant* arguments, gpointer data) {
     (void)bus, (void)sender, (void)path, (void)interface;
