@@ -64,7 +64,7 @@ class Peer {
             const protocol::Message& message = *protocol::messageNamed(name);
             object->registerMethod(TSYNC_INTERFACE, std::string(message.member),
                                    std::string(message.arguments), std::string(message.reply),
-                                   [&message, &value](sdbus::MethodCall call) {
+                                   [&message, &value = value](sdbus::MethodCall call) {
                                        auto reply = call.createReply();
                                        backends::dbus::appendValue(reply, message.reply, value);
                                        reply.send();

@@ -184,7 +184,8 @@ void edits() {
 
     const Paths deep = inADeepTree("first");
     Paths deepTargets = inADeepTree("other");
-    std::ranges::rotate(deepTargets, deepTargets.begin() + editCount / 2); // into other chains
+    std::rotate(deepTargets.begin(), deepTargets.begin() + editCount / 2,
+                deepTargets.end()); // into other chains
     editRow("add to a deep tree", {}, limit, [&](auto& subject) { addAll(subject, deep); });
     editRow("move in a deep tree", deep, limit, [&](auto& subject) { moveAll(subject, deep, deepTargets); });
 

@@ -121,7 +121,7 @@ CommandConfirmation::Replies CommandConfirmation::ask(const std::vector<Check>& 
     for (const auto& [key, question] : questions) {
         try {
             client.send(question->message, question->arguments,
-                        [store, key](const Reply& reply) { store(key, reply); });
+                        [store, name = key](const Reply& reply) { store(name, reply); });
         } catch (const platform::IPCError&) {
             store(key, {}); // cannot be asked
         }
