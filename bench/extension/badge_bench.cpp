@@ -74,6 +74,7 @@ void refreshApplied(benchmark::State& run) {
     log.lowest = platform::LogLevel::error;
     support::InlineQueue model;
     support::InlineQueue background;
+    support::InlineQueue walks;
     support::TestClock clock;
     support::LocalDistributedCenter center;
     support::MemoryFileSystem disk;
@@ -82,8 +83,8 @@ void refreshApplied(benchmark::State& run) {
     support::SilentConnections connections;
     CountingController controller;
     daemon_client::TSyncClient client({connections, center, localCenter, log, clock});
-    extension::FinderSync finderSync({controller, center, disk, images, log, clock, model, background},
-                                     client);
+    extension::FinderSync finderSync({controller, center, disk, images, log, clock, model, background, walks,
+                                      nullptr, [&]() -> daemon_client::TSyncClient& { return client; }});
 
     const auto notificationFor = [](const std::string& name, std::size_t count) {
         Dictionary paths;
@@ -109,6 +110,39 @@ void refreshApplied(benchmark::State& run) {
     run.counters["calls"] = static_cast<double>(controller.calls) / static_cast<double>(run.iterations());
 }
 BENCHMARK(refreshApplied)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
+// What a menu asks of each selected item, and the client of each path: its cost must not depend on the roots.
+void pathInSync(benchmark::State& run) {
+    daemon_client::SyncPathTable table;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(run.range(0)); ++i)
+        table.emplace("/R" + std::to_string(i), rootPath(i));
+    support::RecordingLog log;
+    log.lowest = platform::LogLevel::error;
+    support::InlineQueue queue;
+    support::TestClock clock;
+    support::LocalDistributedCenter center;
+    support::MemoryFileSystem disk;
+    support::AllImages images;
+    platform::NotificationCenter localCenter;
+    support::SilentConnections connections;
+    CountingController controller;
+    connections.reply = {platform::Reply::Kind::value, Dictionary(table.begin(), table.end()), {}};
+    daemon_client::TSyncClient client({connections, center, localCenter, log, clock});
+    extension::FinderSync finderSync({controller, center, disk, images, log, clock, queue, queue, queue,
+                                      nullptr, [&]() -> daemon_client::TSyncClient& { return client; }});
+    center.post({"TSyncQuenzSyncRefresh",
+                 std::nullopt,
+                 {{"allPathsInSync", Dictionary(table.begin(), table.end())}}});
+    const std::string path = rootPath(0) + "/area3/project17/module/source/part17/other.txt";
+    bool isBase = false;
+    const auto isInSync = [&] {
+        return run.range(1) != 0 ? client.isPathInSync(path, isBase) : finderSync.isPathInSync(path, isBase);
+    };
+    if (!isInSync()) run.SkipWithError("the path is not in sync");
+    for (auto _ : run)
+        benchmark::DoNotOptimize(isInSync());
+}
+BENCHMARK(pathInSync)->ArgNames({"roots", "client"})->ArgsProduct({{1, 10'000}, {0, 1}});
 
 } // namespace
 

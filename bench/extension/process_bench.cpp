@@ -202,6 +202,7 @@ void measureRefresh(std::size_t count, double bound) {
     backends::dbus::DistributedCenter sender(senderBus, log);
     backends::posix::SerialQueue model("model");
     support::InlineQueue background;
+    support::InlineQueue walks;
     support::TestClock clock;
     support::MemoryFileSystem disk;
     support::AllImages images;
@@ -213,8 +214,8 @@ void measureRefresh(std::size_t count, double bound) {
     std::promise<Clock::time_point> arrival;
     const auto slot = bus.connection().addMatch("type='signal',interface='" NOTIFICATIONS_INTERFACE "'",
                                                 [&](sdbus::Message&) { arrival.set_value(Clock::now()); });
-    extension::FinderSync finderSync({controller, center, disk, images, log, clock, model, background},
-                                     client);
+    extension::FinderSync finderSync({controller, center, disk, images, log, clock, model, background, walks,
+                                      nullptr, [&]() -> daemon_client::TSyncClient& { return client; }});
     std::promise<void> delivered;
     const auto observer = center.addObserver("TSyncQuenzSyncRefresh",
                                              [&](const platform::Notification&) { delivered.set_value(); });

@@ -106,6 +106,11 @@ void TSyncClient::invalidateSession() {
 }
 
 std::shared_ptr<const SyncPathTable> TSyncClient::allPathsInSync() const {
+    const auto paths = syncPaths();
+    return paths ? std::shared_ptr<const SyncPathTable>(paths, &paths->table) : nullptr;
+}
+
+std::shared_ptr<const SyncPaths> TSyncClient::syncPaths() const {
     const std::lock_guard guard(shared->clientLock);
     return shared->_cachedSyncPaths;
 }
@@ -164,26 +169,25 @@ void TSyncClient::onSyncPathAdded(const platform::Notification& notification) {
     const std::string* localPath = platform::textAt(notification.userInfo, "localPath");
     const std::lock_guard guard(shared->clientLock);
     if (!shared->_cachedSyncPaths || remotePath == nullptr) return;
-    auto table = std::make_shared<SyncPathTable>(*shared->_cachedSyncPaths);
+    SyncPathTable table = shared->_cachedSyncPaths->table;
     if (localPath != nullptr)
-        table->insert_or_assign(*remotePath, *localPath);
+        table.insert_or_assign(*remotePath, *localPath);
     else
-        table->erase(*remotePath);
-    shared->_cachedSyncPaths = std::move(table);
+        table.erase(*remotePath);
+    shared->_cachedSyncPaths = std::make_shared<const SyncPaths>(std::move(table));
 }
 
 void TSyncClient::onSyncPathRemoved(const platform::Notification& notification) {
     const std::string* remotePath = platform::textAt(notification.userInfo, "remotePath");
     const std::lock_guard guard(shared->clientLock);
     if (!shared->_cachedSyncPaths || remotePath == nullptr) return;
-    auto table = std::make_shared<SyncPathTable>(*shared->_cachedSyncPaths);
-    table->erase(*remotePath);
-    shared->_cachedSyncPaths = std::move(table);
+    SyncPathTable table = shared->_cachedSyncPaths->table;
+    table.erase(*remotePath);
+    shared->_cachedSyncPaths = std::make_shared<const SyncPaths>(std::move(table));
 }
 
 bool TSyncClient::isPathInSync(std::string_view path, bool& isBasePathOfSync) const {
-    const auto table = allPathsInSync();
-    return daemon_client::isPathInSync(table ? *table : SyncPathTable(), path, isBasePathOfSync);
+    return daemon_client::isPathInSync(syncPaths().get(), path, isBasePathOfSync);
 }
 
 std::optional<std::string> TSyncClient::remotePathOfLocalSyncPath(std::optional<std::string_view> path) {

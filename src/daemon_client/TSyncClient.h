@@ -14,6 +14,7 @@
 
 #include "daemon_client/SyncPathTable.h"
 #include "dirsnapshot/DirSnapshot.h"
+#include "platform/Clock.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/NotificationCenter.h"
 #include "platform/ProcessLog.h"
@@ -30,6 +31,8 @@
 #include <vector>
 
 namespace daemon_client {
+
+struct SyncPaths;
 
 // What the client stands on; everything outlives it.
 struct TSyncClientPlatform {
@@ -166,6 +169,7 @@ class TSyncClient {
 
     // Connects when needed; whether requests can be sent.
     bool connectIfNeeded();
+    std::shared_ptr<const SyncPaths> syncPaths() const;
     // The live connection, or null.
     std::shared_ptr<platform::RequestConnection> currentConnection() const;
     void sendIfConnected(std::string_view message, const platform::Array& arguments = {});

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "daemon_client/TSyncClient.h"
+#include "daemon_client/sync_path_mapping.h"
 
 namespace daemon_client {
 
@@ -11,7 +12,7 @@ struct TSyncClient::Shared {
     platform::ProcessLog& log;
     mutable std::recursive_mutex clientLock;
     // All below are guarded by the client lock.
-    std::shared_ptr<const SyncPathTable> _cachedSyncPaths;
+    std::shared_ptr<const SyncPaths> _cachedSyncPaths;
     std::optional<std::string> _cachedUploadingDir;
     std::optional<std::string> _cachedCacheDir;
     std::shared_ptr<dirsnapshot::DirSnapshot> _cacedSnapshot; // never emptied
@@ -23,10 +24,10 @@ struct TSyncClient::Shared {
 
     void onAllPathsInSync(const platform::Reply& reply) {
         if (reply.kind == platform::Reply::Kind::noReply) return;
-        std::shared_ptr<const SyncPathTable> table;
+        std::shared_ptr<const SyncPaths> table;
         if (reply.kind == platform::Reply::Kind::value) {
             log.info("All Paths in Sync: ", reply.value);
-            table = std::make_shared<const SyncPathTable>(tableOf(reply.value));
+            table = std::make_shared<const SyncPaths>(tableOf(reply.value));
         } else {
             log.info("All Paths in Sync: ", std::optional<std::string>());
         }

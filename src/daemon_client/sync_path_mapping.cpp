@@ -7,25 +7,12 @@
 namespace daemon_client {
 namespace {
 
-template <typename Roots>
-bool isPathInRoots(const Roots& roots, std::string_view path, bool& isBasePathOfSync) {
-    isBasePathOfSync = true;
-    while (!foundation::isRootPath(path)) {
-        if (roots.contains(path)) return true;
-        isBasePathOfSync = false;
-        path = foundation::parentPath(path);
-    }
-    return false;
-}
-
 std::string rebased(std::string_view root, std::string_view below) {
     std::vector<std::string> components;
     foundation::forEachPathComponent(below,
                                      [&](std::string_view component) { components.emplace_back(component); });
     return foundation::stringByAppendingPathComponents(root, components);
 }
-
-} // namespace
 
 LocalRoots localRootsOf(const SyncPathTable& table) {
     LocalRoots roots;
@@ -35,16 +22,18 @@ LocalRoots localRootsOf(const SyncPathTable& table) {
     return roots;
 }
 
-bool isPathInSync(const LocalRoots& localRoots, std::string_view path, bool& isBasePathOfSync) {
-    return isPathInRoots(localRoots, path, isBasePathOfSync);
-}
+} // namespace
 
-bool isPathInSync(const SyncPathTable& table, std::string_view path, bool& isBasePathOfSync) {
-    std::unordered_set<std::string_view> roots;
-    roots.reserve(table.size());
-    for (const auto& [remote, local] : table)
-        roots.insert(local);
-    return isPathInRoots(roots, path, isBasePathOfSync);
+SyncPaths::SyncPaths(SyncPathTable paths) : table(std::move(paths)), localRoots(localRootsOf(table)) {}
+
+bool isPathInSync(const SyncPaths* paths, std::string_view path, bool& isBasePathOfSync) {
+    isBasePathOfSync = true;
+    while (!foundation::isRootPath(path)) {
+        if (paths != nullptr && paths->localRoots.contains(path)) return true;
+        isBasePathOfSync = false;
+        path = foundation::parentPath(path);
+    }
+    return false;
 }
 
 std::optional<std::string> remotePathOfLocalSyncPath(const SyncPathTable& table, std::string_view path) {

@@ -21,13 +21,18 @@ struct PathHash {
 
 // The local roots of a table, for many lookups in the same table.
 using LocalRoots = std::unordered_set<std::string, PathHash, std::equal_to<>>;
-LocalRoots localRootsOf(const SyncPathTable& table);
+
+// A table that changes no more, with its local roots, made once for many lookups.
+struct SyncPaths {
+    explicit SyncPaths(SyncPathTable table);
+    const SyncPathTable table;
+    const LocalRoots localRoots;
+};
 
 // Whether the path is a local root (base flag true) or lies below one (false). By the strings as they are
 // written: "/a/b/" is not the root "/a/b". Of a path outside every root the flag ends as false, of "/" and
-// "", which are never in sync, as true. Costs one hashed lookup a level; with a table also one pass over it.
-bool isPathInSync(const LocalRoots& localRoots, std::string_view path, bool& isBasePathOfSync);
-bool isPathInSync(const SyncPathTable& table, std::string_view path, bool& isBasePathOfSync);
+// "", which are never in sync, as true. Costs one hashed lookup a level. No paths are like none in sync.
+bool isPathInSync(const SyncPaths* paths, std::string_view path, bool& isBasePathOfSync);
 
 // The remote path of a local path: the remote root of the nearest enclosing local root (compared in standard
 // form; of several with the same local root the first of the table) and below it the components as written.

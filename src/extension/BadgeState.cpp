@@ -45,14 +45,14 @@ BadgeState::Roots::Roots(WatchedPaths watched) : paths(std::move(watched)) {
 }
 
 BadgeState::BadgeState()
-    : roots(std::make_shared<const Roots>(WatchedPaths())),
-      uploading(
+    : watched_paths(std::make_shared<const Roots>(WatchedPaths())),
+      _uploading_files(
           std::make_shared<const PathsAndAncestors>(std::make_shared<const std::vector<std::string>>())),
-      working(uploading) {}
+      _working_files(_uploading_files) {}
 
 std::shared_ptr<const BadgeState> BadgeState::withRoots(WatchedPaths watched) const {
     auto next = std::make_shared<BadgeState>(*this);
-    next->roots = std::make_shared<const Roots>(std::move(watched));
+    next->watched_paths = std::make_shared<const Roots>(std::move(watched));
     ++next->number;
     return next;
 }
@@ -60,21 +60,21 @@ std::shared_ptr<const BadgeState> BadgeState::withRoots(WatchedPaths watched) co
 std::shared_ptr<const BadgeState> BadgeState::withFiles(PathList uploadingFiles,
                                                         PathList workingFiles) const {
     auto next = std::make_shared<BadgeState>(*this);
-    if (uploadingFiles != uploading->list())
-        next->uploading = std::make_shared<const PathsAndAncestors>(std::move(uploadingFiles));
-    if (workingFiles != working->list())
-        next->working = std::make_shared<const PathsAndAncestors>(std::move(workingFiles));
+    if (uploadingFiles != _uploading_files->list())
+        next->_uploading_files = std::make_shared<const PathsAndAncestors>(std::move(uploadingFiles));
+    if (workingFiles != _working_files->list())
+        next->_working_files = std::make_shared<const PathsAndAncestors>(std::move(workingFiles));
     ++next->number;
     return next;
 }
 
 BadgeRule BadgeState::rule(const platform::FileURL& item) const {
-    if (roots->paths.empty()) return BadgeRule::outside;
+    if (watched_paths->paths.empty()) return BadgeRule::outside;
     const std::string_view path = item.path();
     const Root* first = nullptr;
     BadgeRule result = BadgeRule::outside;
     forEachLevel(path, [&](const PathLevel& level) {
-        first = firstOf(first, roots->find(level));
+        first = firstOf(first, watched_paths->find(level));
         if (level.path.size() == path.size()) // the item itself; the levels above it only tell the root
             result = ruleAt(level, first);
     });
@@ -86,8 +86,8 @@ BadgeState::Explanation BadgeState::explain(const platform::FileURL& item) const
     const Root* first =
         decide(item.path(), [&](const PathLevel&, BadgeRule rule) { explanation.rule = rule; });
     if (first != nullptr) explanation.root = first->path;
-    const PathsAndAncestors* files = explanation.rule == BadgeRule::uploading ? uploading.get()
-                                     : explanation.rule == BadgeRule::working ? working.get()
+    const PathsAndAncestors* files = explanation.rule == BadgeRule::uploading ? _uploading_files.get()
+                                     : explanation.rule == BadgeRule::working ? _working_files.get()
                                                                               : nullptr;
     if (files != nullptr)
         if (const std::string* file = files->firstBeneath(item.path())) explanation.file = *file;

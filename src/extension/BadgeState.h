@@ -74,9 +74,9 @@ class BadgeState {
     std::shared_ptr<const BadgeState> withRoots(WatchedPaths roots) const;
     std::shared_ptr<const BadgeState> withFiles(PathList uploading, PathList working) const;
 
-    const WatchedPaths& watchedPaths() const { return roots->paths; }
-    const PathList& uploadingFiles() const { return uploading->list(); }
-    const PathList& workingFiles() const { return working->list(); }
+    const WatchedPaths& watchedPaths() const { return watched_paths->paths; }
+    const PathList& uploadingFiles() const { return _uploading_files->list(); }
+    const PathList& workingFiles() const { return _working_files->list(); }
 
     // Which of the states of a program's life this is: 0, and one more with each change.
     std::uint64_t sequence() const { return number; }
@@ -132,7 +132,7 @@ class BadgeState {
     const Root* decide(std::string_view path, Visit&& visit) const {
         const Root* first = nullptr;
         forEachLevel(path, [&](const PathLevel& level) {
-            first = firstOf(first, roots->find(level));
+            first = firstOf(first, watched_paths->find(level));
             visit(level, ruleAt(level, first));
         });
         return first;
@@ -140,15 +140,15 @@ class BadgeState {
     BadgeRule ruleAt(const PathLevel& level, const Root* first) const {
         if (first == nullptr) return BadgeRule::outside;
         if (first->path == level.path) return BadgeRule::root;
-        if (uploading->contain(level.standard, level.hash)) return BadgeRule::uploading;
-        if (working->contain(level.standard, level.hash)) return BadgeRule::working;
+        if (_uploading_files->contain(level.standard, level.hash)) return BadgeRule::uploading;
+        if (_working_files->contain(level.standard, level.hash)) return BadgeRule::working;
         return BadgeRule::existing;
     }
 
     std::uint64_t number = 0;
-    std::shared_ptr<const Roots> roots;
-    std::shared_ptr<const PathsAndAncestors> uploading;
-    std::shared_ptr<const PathsAndAncestors> working;
+    std::shared_ptr<const Roots> watched_paths;
+    std::shared_ptr<const PathsAndAncestors> _uploading_files;
+    std::shared_ptr<const PathsAndAncestors> _working_files; // nothing fills it so far
 };
 
 } // namespace extension

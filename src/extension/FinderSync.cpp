@@ -23,17 +23,15 @@ platform::Value describe(const WatchedPaths& roots) {
 
 } // namespace
 
-FinderSync::FinderSync(const FinderSyncPlatform& platform, daemon_client::TSyncClient& client,
-                       ModelObserver* modelObserver)
-    : controller(platform.controller), distributedCenter(platform.distributedCenter),
-      fileSystem(platform.fileSystem), resources(platform.resources), log(platform.log),
-      clock(platform.clock), modelQueue(platform.modelQueue), backgroundQueue(platform.backgroundQueue),
-      observer(modelObserver), _client(client), state(std::make_shared<const BadgeState>()) {
-    log.info("TSyncFinderSync started");
-    log.info("TSyncFinderSync Client ", _client.description());
-    waitForDaemon([this] { controller.setDirectoryURLs(std::nullopt); });
+FinderSync::FinderSync(const Surroundings& surroundings)
+    : around(surroundings),
+      // The first line of the log is the extension's own, before those of the client that it makes.
+      _client((around.log.info("TSyncFinderSync started"), around.client())),
+      state(std::make_shared<const BadgeState>()) {
+    around.log.info("TSyncFinderSync Client ", _client.description());
+    waitForDaemon([this] { around.controller.setDirectoryURLs(std::nullopt); });
     // What arrives meanwhile queues up behind.
-    modelQueue.dispatchAndWait([this] { startUp(); });
+    around.modelQueue.dispatchAndWait([this] { startUp(); });
 }
 
 FinderSync::~FinderSync() = default;
@@ -42,53 +40,57 @@ FinderSync::~FinderSync() = default;
 void FinderSync::waitForDaemon(const std::function<void()>& beforeEachPause) {
     if (_client.daemonIsReady()) return;
     do {
-        log.info("Waiting for tsyncquenz daemon");
+        around.log.info("Waiting for tsyncquenz daemon");
         beforeEachPause();
-        clock.sleepFor(waitBetweenAttempts);
+        around.clock.sleepFor(waitBetweenAttempts);
     } while (!_client.daemonIsReady());
 }
 
 void FinderSync::startUp() {
-    const auto observe = [this](const char* name, auto handler) {
-        observers.push_back(
-            distributedCenter.addObserver(name, [this, handler](const platform::Notification& notification) {
-                modelQueue.dispatch([handler, notification] { handler(notification); });
-            }));
+    const auto observe = [this](const char* name, platform::NotificationHandler handler) {
+        observers.push_back(around.distributedCenter.addObserver(name, std::move(handler)));
     };
-    observe(TSYNC_NOTE_SYNC_PATH_ADDED, [this](const auto&) { onSyncPathAdded(); });
-    observe(TSYNC_NOTE_SYNC_PATH_REMOVED,
-            [this](const auto& notification) { onSyncPathRemoved(notification); });
-    observe(TSYNC_NOTE_SYNC_REFRESH, [this](const auto& notification) { onSyncStatusRefresh(notification); });
+    observe(TSYNC_NOTE_SYNC_PATH_ADDED,
+            [this](const auto&) { around.modelQueue.dispatch([this] { onSyncPathAdded(); }); });
+    observe(TSYNC_NOTE_SYNC_PATH_REMOVED, [this](const auto& notification) {
+        around.modelQueue.dispatch([this, notification] { onSyncPathRemoved(notification); });
+    });
+    observe(TSYNC_NOTE_SYNC_REFRESH, [this](const auto& notification) {
+        around.modelQueue.dispatch([this, refresh = decodeRefresh(notification)]() mutable {
+            onSyncStatusRefresh(std::move(refresh));
+        });
+    });
 
     std::set<FileURL> directories;
     const auto watch = [&directories](std::string_view path) {
         if (const auto url = FileURL::withPath(path)) directories.insert(*url);
     };
-    for (const std::string& name : fileSystem.entryNames(volumesFolder)) {
-        log.info("Adding Volume: ", name);
+    for (const std::string& name : around.fileSystem.entryNames(volumesFolder)) {
+        around.log.info("Adding Volume: ", name);
         watch(foundation::stringByAppendingPathComponent(volumesFolder, name));
     }
     watch("/");
-    controller.setDirectoryURLs(std::move(directories));
+    around.controller.setDirectoryURLs(std::move(directories));
 
     _pauseRefreshInterface = false;
     num_of_observerd_paths = 0;
-    log.info("TSyncFinderSync connected to tsyncquenz");
+    around.log.info("TSyncFinderSync connected to tsyncquenz");
     setInclusionPaths();
     for (const Badge& badge : badges) {
-        const auto path = resources.pathForImage(badge.imageFile);
-        controller.setBadgeImage(path ? platform::imageNamed(*path) : nullptr, badge.label, badge.identifier);
+        const auto path = around.resources.pathForImage(badge.imageFile);
+        around.controller.setBadgeImage(path ? platform::imageNamed(*path) : nullptr, badge.label,
+                                        badge.identifier);
     }
 }
 
 void FinderSync::beginObservingDirectoryAtURL(const FileURL& directory) {
-    log.info("beginObservingDirectoryAtURL:", directory.path());
+    around.log.info("beginObservingDirectoryAtURL:", directory.uri());
     ++num_of_observerd_paths;
     _pauseRefreshInterface = false;
 }
 
 void FinderSync::endObservingDirectoryAtURL(const FileURL& directory) {
-    log.info("endObservingDirectoryAtURL:", directory.uri());
+    around.log.info("endObservingDirectoryAtURL:", directory.uri());
     --num_of_observerd_paths;
 }
 
@@ -109,132 +111,169 @@ std::shared_ptr<const FinderSync::Table> FinderSync::table() const {
 
 std::shared_ptr<const daemon_client::SyncPathTable> FinderSync::allPathsInSync() const {
     const auto current = table();
-    return current ? std::shared_ptr<const daemon_client::SyncPathTable>(current, &current->all) : nullptr;
+    return current ? std::shared_ptr<const daemon_client::SyncPathTable>(current, &current->paths.table)
+                   : nullptr;
 }
 
 bool FinderSync::isPathInSync(std::string_view path, bool& isBasePathOfSync) const {
     const auto current = table();
-    return daemon_client::isPathInSync(current ? current->localRoots : daemon_client::LocalRoots(), path,
-                                       isBasePathOfSync);
+    return daemon_client::isPathInSync(current ? &current->paths : nullptr, path, isBasePathOfSync);
 }
 
 std::optional<std::string> FinderSync::remotePathOfLocalSyncPath(std::optional<std::string_view> path) const {
     const auto current = table();
-    return current && path ? daemon_client::remotePathOfLocalSyncPath(current->all, *path) : std::nullopt;
+    return current && path ? daemon_client::remotePathOfLocalSyncPath(current->paths.table, *path)
+                           : std::nullopt;
 }
 
 // --- badges
 
 void FinderSync::set(std::string_view identifier, std::string_view path) {
-    if (const auto item = FileURL::withPath(path)) controller.setBadgeIdentifier(identifier, *item);
+    if (const auto item = FileURL::withPath(path)) around.controller.setBadgeIdentifier(identifier, *item);
+}
+
+bool FinderSync::tellsSingleBadges() const {
+    return around.controller.showsSingleBadges() || around.log.isOn(platform::LogLevel::debug);
+}
+
+void FinderSync::logRequest(const BadgeState& current) {
+    if (around.log.isOn(platform::LogLevel::debug))
+        around.log.debug("@requestBadgeIdentifierForURL watched Paths ", describe(current.watchedPaths()));
 }
 
 void FinderSync::requestBadgeIdentifierForURL(const FileURL& item) {
     const auto current = badgeState();
-    if (log.isOn(platform::LogLevel::debug))
-        log.debug("@requestBadgeIdentifierForURL watched Paths ", describe(current->watchedPaths()));
+    logRequest(*current);
     const BadgeRule rule = current->rule(item);
     if (rule == BadgeRule::existing) {
         const std::string_view path = item.path();
-        if (fileSystem.existence({&path, 1}).front() != Existence::exists) return;
+        if (around.fileSystem.existence({&path, 1}).front() != Existence::exists) return;
     }
-    controller.setBadgeIdentifier(badgeOf(rule), item);
+    around.controller.setBadgeIdentifier(badgeOf(rule), item);
 }
 
-std::vector<BadgeAnswer> FinderSync::badgesForItems(std::span<const FileURL> items) {
+void FinderSync::badgesForItems(std::vector<FileURL> items, BatchHandler answer) {
+    const auto batch = std::make_shared<Batch>();
+    batch->existence.resize(items.size());
+    batch->items = std::move(items);
+    batch->answer = std::move(answer);
+    const auto current = badgeState();
+    for (std::size_t i = 0; i < batch->items.size(); ++i)
+        logRequest(*current);
+    answerOrAsk(batch);
+}
+
+// By the current state each time: it may have changed while the disk was asked.
+void FinderSync::answerOrAsk(const std::shared_ptr<Batch>& batch) {
+    // A state that keeps changing must not keep a host waiting: then the rest is "unchanged", and the host is
+    // told of each change anyway.
+    constexpr int maximumQuestions = 2;
     const auto current = badgeState();
     const auto currentTable = table();
-    std::vector<BadgeAnswer> answers(items.size());
-    std::vector<std::string_view> asked; // of the disk
+    const daemon_client::SyncPaths* paths = currentTable ? &currentTable->paths : nullptr;
+    BadgeBatch answers{current->sequence(), std::vector<BadgeAnswer>(batch->items.size())};
+    std::vector<std::string> asked; // of the disk
     std::vector<std::size_t> places;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        if (log.isOn(platform::LogLevel::debug))
-            log.debug("@requestBadgeIdentifierForURL watched Paths ", describe(current->watchedPaths()));
-        const BadgeRule rule = current->rule(items[i]);
-        answers[i].identifier = badgeOf(rule);
-        if (currentTable)
-            answers[i].isInSync =
-                daemon_client::isPathInSync(currentTable->localRoots, items[i].path(), answers[i].isRoot);
-        answers[i].isRoot = answers[i].isRoot && answers[i].isInSync;
-        if (rule == BadgeRule::existing) {
-            asked.push_back(items[i].path());
-            places.push_back(i);
-        }
+    for (std::size_t i = 0; i < batch->items.size(); ++i) {
+        const FileURL& item = batch->items[i];
+        BadgeAnswer& answer = answers.answers[i];
+        const BadgeRule rule = current->rule(item);
+        answer.identifier = badgeOf(rule);
+        bool isBase = false;
+        answer.isInSync = daemon_client::isPathInSync(paths, item.path(), isBase);
+        answer.isRoot = answer.isInSync && isBase;
+        if (rule != BadgeRule::existing) continue;
+        if (batch->existence[i] != Existence::exists) answer.kind = BadgeAnswer::Kind::unchanged;
+        if (batch->existence[i] || batch->questions == maximumQuestions) continue;
+        asked.push_back(item.path());
+        places.push_back(i);
     }
-    if (asked.empty()) return answers;
-    const std::vector<Existence> existence = fileSystem.existence(asked);
-    for (std::size_t i = 0; i < places.size(); ++i)
-        if (existence[i] != Existence::exists) answers[places[i]].kind = BadgeAnswer::Kind::unchanged;
-    return answers;
+    if (asked.empty()) {
+        batch->answer(std::move(answers));
+        return;
+    }
+    ++batch->questions;
+    around.fileSystem.askExistence(
+        std::move(asked), [this, batch, places = std::move(places)](std::vector<Existence> existence) {
+            around.modelQueue.dispatch([this, batch, places, existence = std::move(existence)] {
+                for (std::size_t i = 0; i < places.size(); ++i)
+                    batch->existence[places[i]] = existence[i];
+                answerOrAsk(batch);
+            });
+        });
 }
 
 // --- watched roots
 
+FinderSync::Table::Table(daemon_client::SyncPathTable table) : paths(std::move(table)) {
+    for (const std::string& root : paths.localRoots)
+        if (auto url = FileURL::withPath(root)) watched.insert(std::move(*url));
+}
+
 void FinderSync::setInclusionPaths() {
     const auto current = table();
-    WatchedPaths roots;
-    std::vector<FileURL> badged; // one for each entry of the table
-    if (current) {
-        for (const auto& [remoteRoot, localRoot] : current->all) {
-            if (auto root = FileURL::withPath(localRoot)) {
-                roots.insert(*root);
-                badged.push_back(std::move(*root));
-            }
-        }
-    }
-    const auto before = badgeState();
-    publish(before->withRoots(std::move(roots)));
-    for (const FileURL& root : badged)
-        requestBadgeIdentifierForURL(root);
-    if (observer != nullptr) observer->rootsChanged();
+    ++inclusions;
+    publish(badgeState()->withRoots(current ? current->watched : WatchedPaths()));
+    if (current && tellsSingleBadges())
+        for (const auto& [remoteRoot, localRoot] : current->paths.table)
+            if (const auto root = FileURL::withPath(localRoot)) requestBadgeIdentifierForURL(*root);
+    if (around.observer != nullptr) around.observer->rootsChanged();
 }
 
 void FinderSync::onSyncPathAdded() {
-    log.info("TSyncFinder Received SyncPath Added Notification ===================>");
+    around.log.info("TSyncFinder Received SyncPath Added Notification ===================>");
     const std::lock_guard guard(objectLock);
     setInclusionPaths();
 }
 
 void FinderSync::onSyncPathRemoved(const platform::Notification& notification) {
-    log.info("TSyncFinder Received SyncPath Removed Notification -------------------->");
+    around.log.info("TSyncFinder Received SyncPath Removed Notification -------------------->");
     const std::string* localPath = platform::textAt(notification.userInfo, "localPath");
     if (localPath == nullptr || !FileURL::withPath(*localPath)) {
-        log.error("TSyncFinder Removed Path: the notification names no local path");
+        around.log.error("TSyncFinder Removed Path: the notification names no local path");
         return;
     }
     const std::string& removed = *localPath;
     const std::lock_guard guard(objectLock);
-    log.info("TSyncFinder Removed Path: ", removed);
+    around.log.info("TSyncFinder Removed Path: ", removed);
     set("", removed);
 
     const auto before = badgeState();
     WatchedPaths roots = before->watchedPaths();
-    if (_allPathsInSync && _allPathsInSync->localRoots.contains(removed))
+    if (_allPathsInSync && _allPathsInSync->paths.localRoots.contains(removed))
         roots.erase(*FileURL::withPath(removed));
     const auto next = before->withRoots(std::move(roots));
     publish(next);
     // The walk asks the disk, which may hang: it runs beside the queue and hands back what it finds.
-    backgroundQueue.dispatch(
-        [this, removed, sequence = next->sequence()] { clearBadgesBelow(removed, sequence); });
-    if (observer != nullptr) observer->rootsChanged();
+    if (tellsSingleBadges())
+        around.walkQueue.dispatch(
+            [this, removed, sequence = next->sequence(), inclusion = inclusions.load()] {
+                clearBadgesBelow(removed, sequence, inclusion);
+            });
+    if (around.observer != nullptr) around.observer->rootsChanged();
 }
 
 void FinderSync::removeBadgeOfChildPath(const std::string& folder) {
-    clearBadgesBelow(folder, badgeState()->sequence());
+    clearBadgesBelow(folder, badgeState()->sequence(), inclusions);
 }
 
-void FinderSync::clearBadgesBelow(const std::string& folder, std::uint64_t sequence) {
+void FinderSync::clearBadgesBelow(const std::string& folder, std::uint64_t sequence,
+                                  std::uint64_t inclusion) {
     constexpr std::size_t sliceSize = 256;
+    constexpr std::size_t maximumItems = 1'000'000;
     std::vector<std::string> slice;
+    std::size_t count = 0;
     const auto handBack = [&] {
-        modelQueue.dispatch([this, paths = std::move(slice), sequence] { clearBadges(paths, sequence); });
+        around.modelQueue.dispatchAndWait([&] { clearBadges(slice, sequence); });
         slice.clear();
     };
-    forEachItemBelow(fileSystem, folder, [&](std::string path) {
+    forEachItemBelow(around.fileSystem, folder, [&](std::string path) {
+        if (inclusions != inclusion || ++count > maximumItems) return false;
         slice.push_back(std::move(path));
         if (slice.size() == sliceSize) handBack();
+        return true;
     });
-    if (!slice.empty()) handBack();
+    if (inclusions == inclusion) handBack();
 }
 
 // On the model queue. When the state has changed since, the rules of the new one give the badge: an item may
@@ -242,7 +281,7 @@ void FinderSync::clearBadgesBelow(const std::string& folder, std::uint64_t seque
 void FinderSync::clearBadges(const std::vector<std::string>& paths, std::uint64_t sequence) {
     const bool isCurrent = badgeState()->sequence() == sequence;
     for (const std::string& path : paths) {
-        log.debug("TSyncFinder Removing child Path: ", path);
+        around.log.debug("TSyncFinder Removing child Path: ", path);
         if (isCurrent)
             set("", path);
         else if (const auto item = FileURL::withPath(path))

@@ -17,6 +17,7 @@
 #include "extension/BadgeState.h"
 #include "extension/badges.h"
 #include "extension/selection_menu.h"
+#include "platform/Clock.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FIFinderSync.h"
 #include "platform/FileSystem.h"
@@ -37,18 +38,6 @@
 
 namespace extension {
 
-// What the object stands on; everything outlives it. Both queues have run dry before it is destroyed.
-struct FinderSyncPlatform {
-    platform::FIFinderSyncController& controller;
-    platform::DistributedNotificationCenter& distributedCenter;
-    platform::FileSystem& fileSystem;
-    platform::ResourceBundle& resources;
-    platform::ProcessLog& log;
-    platform::Clock& clock;
-    platform::Queue& modelQueue;
-    platform::Queue& backgroundQueue; // walks and polling; several threads
-};
-
 // Learns what a change of the model touched, on the model queue, after the new state stands.
 class ModelObserver {
   public:
@@ -63,9 +52,25 @@ class ModelObserver {
 
 class FinderSync final : public platform::FIFinderSync {
   public:
-    // The `init`. `observer` may be null and must outlive this object.
-    FinderSync(const FinderSyncPlatform& platform, daemon_client::TSyncClient& client,
-               ModelObserver* observer = nullptr);
+    // Everything outlives this object. The queues have run dry and the file system has no question open when
+    // it is destroyed.
+    struct Surroundings {
+        platform::FIFinderSyncController& controller;
+        platform::DistributedNotificationCenter& distributedCenter;
+        platform::FileSystem& fileSystem;
+        platform::ResourceBundle& resources;
+        platform::ProcessLog& log;
+        platform::Clock& clock;
+        platform::Queue& modelQueue;
+        platform::Queue& backgroundQueue; // polling
+        platform::Queue& walkQueue;       // serial: the walks below removed roots
+        ModelObserver* observer;          // may be null
+        // Gives the client, which start-up asks for once it has said that it starts.
+        std::function<daemon_client::TSyncClient&()> client;
+    };
+
+    // The `init`.
+    explicit FinderSync(const Surroundings& surroundings);
     ~FinderSync() override;
     FinderSync(const FinderSync&) = delete;
     FinderSync& operator=(const FinderSync&) = delete;
@@ -79,8 +84,11 @@ class FinderSync final : public platform::FIFinderSync {
     // The menu that a selection of that class gets.
     platform::MenuHandle menuOfClass(SelectionClass selectionClass) const;
 
-    // The badges of many items by the same rules, without telling the controller. On the model queue.
-    std::vector<BadgeAnswer> badgesForItems(std::span<const platform::FileURL> items);
+    // The badges of many items by the same rules, without telling the controller. Called on the model queue,
+    // which goes on while the disk is asked; `answer` runs on it once, with a state that is then the current
+    // one. What the disk does not tell in time is "unchanged".
+    using BatchHandler = std::function<void(BadgeBatch batch)>;
+    void badgesForItems(std::vector<platform::FileURL> items, BatchHandler answer);
 
     // The state that decides now. Any thread.
     std::shared_ptr<const BadgeState> badgeState() const;
@@ -99,29 +107,43 @@ class FinderSync final : public platform::FIFinderSync {
     // notifications without it. Never on the model queue: it waits for it.
     void refreshInterface();
 
-    // Rebuilds the watched roots from the table, and badges each. On the model queue.
+    // Makes the watched roots anew from the table, and badges each. On the model queue.
     void setInclusionPaths();
     // Reconciles the watched roots, then applies the stored status. On the model queue.
     void refreshSyncStatus();
-    // Clears the badge of everything beneath a folder, depth first; links to directories are followed.
+    // Clears the badge of everything beneath a folder, depth first; links to directories are followed. Any
+    // thread but one on which the model queue waits. It ends early when the watched roots are made anew,
+    // since then the file managers ask anew, and after a million items.
     void removeBadgeOfChildPath(const std::string& folder);
 
     std::int32_t numberOfObservedPaths() const { return num_of_observerd_paths; }
 
   private:
-    // The table with the set of its local roots, made once for many lookups.
+    // A sync path table with what is looked up in it, made once.
     struct Table {
-        explicit Table(daemon_client::SyncPathTable paths)
-            : all(std::move(paths)), localRoots(daemon_client::localRootsOf(all)) {}
-        daemon_client::SyncPathTable all;
-        daemon_client::LocalRoots localRoots;
+        explicit Table(daemon_client::SyncPathTable table);
+        daemon_client::SyncPaths paths;
+        WatchedPaths watched; // one for each local root that names something on this machine
+    };
+    // A refresh notification, decoded before it comes to the model queue. Null, none: absent.
+    struct Refresh {
+        std::shared_ptr<const Table> allPathsInSync;
+        std::optional<daemon_client::SyncStatus> statusInfo;
+    };
+    // Items that wait for their badges.
+    struct Batch {
+        std::vector<platform::FileURL> items;
+        std::vector<std::optional<platform::Existence>> existence; // none: not asked for yet
+        BatchHandler answer;
+        int questions = 0;
     };
 
     void waitForDaemon(const std::function<void()>& beforeEachPause);
     void startUp();
     void onSyncPathAdded();
     void onSyncPathRemoved(const platform::Notification& notification);
-    void onSyncStatusRefresh(const platform::Notification& notification);
+    static Refresh decodeRefresh(const platform::Notification& notification);
+    void onSyncStatusRefresh(Refresh refresh);
     void applyStatus(const daemon_client::SyncStatus& status, bool withLogs);
     void applyTransfer(const daemon_client::SyncStatus& status);
     void applyCompleted(bool withLogs);
@@ -130,21 +152,16 @@ class FinderSync final : public platform::FIFinderSync {
                          std::string_view logText);
     void set(std::string_view identifier, std::string_view path);
     void publish(std::shared_ptr<const BadgeState> next);
-    // The walk below a removed root, for the state of that sequence number.
-    void clearBadgesBelow(const std::string& folder, std::uint64_t sequence);
+    void answerOrAsk(const std::shared_ptr<Batch>& batch);
+    // Whether anybody sees single badges, or the log's lines about them.
+    bool tellsSingleBadges() const;
+    void logRequest(const BadgeState& current);
+    // The walk below a removed root, for the state of that sequence number and the roots made at that time.
+    void clearBadgesBelow(const std::string& folder, std::uint64_t sequence, std::uint64_t inclusion);
     void clearBadges(const std::vector<std::string>& paths, std::uint64_t sequence);
     std::shared_ptr<const Table> table() const;
 
-    platform::FIFinderSyncController& controller;
-    platform::DistributedNotificationCenter& distributedCenter;
-    platform::FileSystem& fileSystem;
-    platform::ResourceBundle& resources;
-    platform::ProcessLog& log;
-    platform::Clock& clock;
-    platform::Queue& modelQueue;
-    platform::Queue& backgroundQueue;
-    ModelObserver* observer;
-
+    Surroundings around;
     daemon_client::TSyncClient& _client;
     std::atomic<bool> _pauseRefreshInterface = false;
     std::atomic<std::int32_t> num_of_observerd_paths = 0;
@@ -152,6 +169,7 @@ class FinderSync final : public platform::FIFinderSync {
     mutable std::recursive_mutex objectLock;
     std::shared_ptr<const Table> _allPathsInSync;             // guarded by the object's lock; null: none yet
     std::optional<daemon_client::SyncStatus> _syncStatusInfo; // model queue only
+    std::atomic<std::uint64_t> inclusions = 0; // how often the watched roots were made from a table
 
     mutable std::mutex stateLock;
     std::shared_ptr<const BadgeState> state; // guarded by the state lock; written on the model queue only

@@ -16,36 +16,36 @@ platform::Value describe(const std::vector<platform::FileURL>& urls) {
 } // namespace
 
 platform::MenuHandle FinderSync::menuOfClass(SelectionClass selectionClass) const {
-    return menuOf(selectionClass,
-                  resources.pathForImage(menuImage) ? platform::imageNamed(std::string(menuImage)) : nullptr);
+    return menuOf(selectionClass, around.resources.pathForImage(menuImage)
+                                      ? platform::imageNamed(std::string(menuImage))
+                                      : nullptr);
 }
 
 platform::MenuHandle FinderSync::menuForMenuKind(platform::FIMenuKind,
                                                  const std::vector<platform::FileURL>& selectedItemURLs) {
-    const auto image =
-        resources.pathForImage(menuImage) ? platform::imageNamed(std::string(menuImage)) : nullptr;
-    log.info("Added TovikDrive main menu");
-    if (log.isOn(platform::LogLevel::info)) log.info("Selected Item URLS: ", describe(selectedItemURLs));
+    around.log.info("Added TovikDrive main menu");
+    if (around.log.isOn(platform::LogLevel::info))
+        around.log.info("Selected Item URLS: ", describe(selectedItemURLs));
 
     SelectionFacts facts = tsyncNoSelection(false, false);
     if (!selectedItemURLs.empty()) {
-        if (const auto kind = fileSystem.kind(selectedItemURLs.front().path())) {
+        if (const auto kind = around.fileSystem.kind(selectedItemURLs.front().path())) {
             facts.firstExists = true;
             facts.firstIsDirectory = kind->isDirectory;
         }
     }
     if (!facts.firstExists) {
-        log.info("Selected Item not exists");
+        around.log.info("Selected Item not exists");
         return menuOfClass(SelectionClass::nothing);
     }
     for (const platform::FileURL& item : selectedItemURLs) {
         bool isRoot = true;
         const bool isInSync = isPathInSync(item.path(), isRoot);
-        log.debug("Check In Sync: ", isInSync ? 1 : 0);
+        around.log.debug("Check In Sync: ", isInSync ? 1 : 0);
         tsyncSelect(&facts, isInSync, isRoot);
     }
-    log.info("All In Sync: ", facts.allInSync ? 1 : 0, ", not: ", facts.noneInSync ? 1 : 0,
-             ", base: ", facts.allRoots ? 1 : 0);
+    around.log.info("All In Sync: ", facts.allInSync ? 1 : 0, ", not: ", facts.noneInSync ? 1 : 0,
+                    ", base: ", facts.allRoots ? 1 : 0);
     return menuOfClass(classOf(facts));
 }
 

@@ -29,31 +29,34 @@ std::vector<std::string> difference(const std::vector<std::string>& of,
 
 } // namespace
 
-void FinderSync::onSyncStatusRefresh(const platform::Notification& notification) {
+// On the centre's delivery thread: with many files in flight this takes longer than all that comes after.
+FinderSync::Refresh FinderSync::decodeRefresh(const platform::Notification& notification) {
     const platform::Dictionary* paths = platform::dictionaryAt(notification.userInfo, "allPathsInSync");
     const platform::Dictionary* status = platform::dictionaryAt(notification.userInfo, "statusInfo");
-    auto table =
-        paths != nullptr ? std::make_shared<const Table>(daemon_client::syncPathTableOf(*paths)) : nullptr;
+    Refresh refresh;
+    if (paths != nullptr)
+        refresh.allPathsInSync = std::make_shared<const Table>(daemon_client::syncPathTableOf(*paths));
+    if (status != nullptr) refresh.statusInfo = daemon_client::syncStatusOf(*status);
+    return refresh;
+}
+
+void FinderSync::onSyncStatusRefresh(Refresh refresh) {
     {
         const std::lock_guard guard(objectLock);
-        _allPathsInSync = std::move(table);
+        _allPathsInSync = std::move(refresh.allPathsInSync);
     }
-    _syncStatusInfo = status != nullptr ? std::optional(daemon_client::syncStatusOf(*status)) : std::nullopt;
+    _syncStatusInfo = std::move(refresh.statusInfo);
     refreshSyncStatus();
 }
 
 void FinderSync::refreshSyncStatus() {
     const auto current = table();
-    WatchedPaths wanted;
-    if (current)
-        for (const auto& [remoteRoot, localRoot] : current->all)
-            if (auto root = platform::FileURL::withPath(localRoot)) wanted.insert(std::move(*root));
     const WatchedPaths& watched = badgeState()->watchedPaths();
-    const std::size_t values = current ? current->all.size() : 0;
-    if (watched.empty() || values != watched.size() || watched != wanted) setInclusionPaths();
+    const std::size_t values = current ? current->paths.table.size() : 0;
+    if (watched.empty() || values != watched.size() || watched != current->watched) setInclusionPaths();
     if (badgeState()->watchedPaths().empty()) return;
     if (_pauseRefreshInterface) {
-        log.info("pauseRefreshInterface");
+        around.log.info("pauseRefreshInterface");
         return;
     }
     if (_syncStatusInfo) applyStatus(*_syncStatusInfo, true);
@@ -74,9 +77,9 @@ void FinderSync::applyCompleted(bool withLogs) {
     publish(before->withFiles(noPaths(), noPaths()));
     setBadgeAndWalk("sync", *working, withLogs ? "Set Badge to working Path =======> " : "");
     setBadgeAndWalk("sync", *uploading, withLogs ? "Set Badge to uploading Path =======> " : "");
-    if (observer != nullptr) {
-        observer->filesChanged(*working);
-        observer->filesChanged(*uploading);
+    if (around.observer != nullptr) {
+        around.observer->filesChanged(*working);
+        around.observer->filesChanged(*uploading);
     }
 }
 
@@ -88,21 +91,22 @@ void FinderSync::applyTransfer(const SyncStatus& status) {
                               : std::make_shared<const std::vector<std::string>>(status.uploadingPaths);
     const std::vector<std::string> finished = difference(*old, *next);
     if (next != old) publish(before->withFiles(next, before->workingFiles()));
-    for (const std::string& path : finished)
-        set("sync", path);
+    if (around.controller.showsSingleBadges())
+        for (const std::string& path : finished)
+            set("sync", path);
     setBadgeAndWalk("upload", *next, "");
-    if (next != old && observer != nullptr) {
-        observer->filesChanged(finished);
-        observer->filesChanged(difference(*next, *old));
+    if (next != old && around.observer != nullptr) {
+        around.observer->filesChanged(finished);
+        around.observer->filesChanged(difference(*next, *old));
     }
 }
 
 void FinderSync::setBadgeAndWalk(std::string_view identifier, std::span<const std::string> paths,
                                  std::string_view logText) {
+    if (!tellsSingleBadges()) return;
     struct Step {
         std::string_view path;
-        BadgeRule rule;
-        bool isStart; // of a path's walk: the badge itself is set first
+        std::optional<BadgeRule> rule; // none: a path's walk starts, and gives it the badge itself
     };
     const auto current = badgeState();
     std::vector<Step> steps;
@@ -111,45 +115,48 @@ void FinderSync::setBadgeAndWalk(std::string_view identifier, std::span<const st
         steps.clear();
         asked.clear();
         for (const std::string& path : paths.first(std::min(pathsAtATime, paths.size()))) {
-            bool isStart = true;
-            current->forEachUpwards(path, [&](std::string_view level, BadgeRule rule) {
-                steps.push_back({level, rule, isStart});
-                isStart = false;
-                if (rule == BadgeRule::existing) asked.push_back(level);
-            });
+            steps.push_back({path, std::nullopt});
+            current->forEachUpwards(platform::FileURL::withoutEndingSeparators(path),
+                                    [&](std::string_view level, BadgeRule rule) {
+                                        steps.push_back({level, rule});
+                                        if (rule == BadgeRule::existing) asked.push_back(level);
+                                    });
         }
         const std::vector<platform::Existence> existence =
-            asked.empty() ? std::vector<platform::Existence>() : fileSystem.existence(asked);
+            asked.empty() ? std::vector<platform::Existence>() : around.fileSystem.existence(asked);
         auto answer = existence.begin();
         for (const Step& step : steps) {
-            if (step.isStart) {
-                if (!logText.empty()) log.debug(logText, step.path);
+            if (!step.rule) {
+                if (!logText.empty()) around.log.debug(logText, step.path);
                 set(identifier, step.path);
+                continue;
             }
+            logRequest(*current);
             if (step.rule != BadgeRule::existing || *answer++ == platform::Existence::exists)
-                set(badgeOf(step.rule), step.path);
+                set(badgeOf(*step.rule), step.path);
         }
     }
 }
 
 void FinderSync::refreshInterface() {
-    waitForDaemon([this] { modelQueue.dispatchAndWait([this] { publish(badgeState()->withRoots({})); }); });
+    waitForDaemon(
+        [this] { around.modelQueue.dispatchAndWait([this] { publish(badgeState()->withRoots({})); }); });
     bool goesOn = true;
-    modelQueue.dispatchAndWait([this, &goesOn] {
+    around.modelQueue.dispatchAndWait([this, &goesOn] {
         if (badgeState()->watchedPaths().empty()) setInclusionPaths();
         goesOn = !badgeState()->watchedPaths().empty();
     });
     if (!goesOn) return;
     if (_pauseRefreshInterface) {
-        log.info("pauseRefreshInterface");
+        around.log.info("pauseRefreshInterface");
     } else {
         const auto status = _client.getSyncStatus();
-        log.info("TSyncFinder tsync status ", status);
-        modelQueue.dispatchAndWait([this, &status] {
+        around.log.info("TSyncFinder tsync status ", status);
+        around.modelQueue.dispatchAndWait([this, &status] {
             if (status) applyStatus(daemon_client::syncStatusOf(*status), false);
         });
     }
-    backgroundQueue.dispatchAfter(std::chrono::seconds(1), [this] { refreshInterface(); });
+    around.backgroundQueue.dispatchAfter(std::chrono::seconds(1), [this] { refreshInterface(); });
 }
 
 } // namespace extension

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace extension {
 
@@ -58,6 +60,11 @@ struct BadgeAnswer {
     std::string_view identifier; // of the badge table; static
     bool isInSync = false;       // as the menus see it
     bool isRoot = false;
+};
+
+struct BadgeBatch {
+    std::uint64_t sequence = 0; // of the state that the answers come from
+    std::vector<BadgeAnswer> answers;
 };
 
 } // namespace extension

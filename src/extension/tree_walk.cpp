@@ -19,7 +19,7 @@ struct OpenFolder {
 } // namespace
 
 void forEachItemBelow(platform::FileSystem& fileSystem, const std::string& folder,
-                      const std::function<void(std::string path)>& visit) {
+                      const std::function<bool(std::string path)>& visit) {
     std::set<platform::FileIdentity> enteredBehindLinks;
     std::vector<OpenFolder> open;
     open.push_back({folder, fileSystem.entryNames(folder), 0, false});
@@ -33,7 +33,7 @@ void forEachItemBelow(platform::FileSystem& fileSystem, const std::string& folde
             foundation::stringByAppendingPathComponent(current.path, current.names[current.next]);
         const bool parentIsBehindLink = current.isBehindLink;
         ++current.next;
-        visit(path);
+        if (!visit(path)) return;
         const auto kind = fileSystem.kind(path);
         if (!kind || !kind->isDirectory) continue;
         const bool isBehindLink = parentIsBehindLink || kind->isLink;

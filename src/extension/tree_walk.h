@@ -8,11 +8,11 @@
 
 namespace extension {
 
-// Calls visit(path) for each item beneath the folder, depth first, each folder before what is in it, in the
-// order in which the folder lists them. Links to directories are followed; a directory reached through a
-// link is entered once, so that a cycle of links ends and crossing links cost no more than one more visit of
-// each directory. What cannot be read has no items. Asks the disk on the caller's thread.
+// Calls visit(path) for each item beneath the folder until it returns false, depth first, each folder before
+// what is in it, in the order in which the folder lists them. Links to directories are followed; a directory
+// reached through a link is entered once, so that a cycle of links ends and crossing links cost no more than
+// one more visit of each directory. What cannot be read has no items. Asks the disk on the caller's thread.
 void forEachItemBelow(platform::FileSystem& fileSystem, const std::string& folder,
-                      const std::function<void(std::string path)>& visit);
+                      const std::function<bool(std::string path)>& visit);
 
 } // namespace extension

@@ -24,11 +24,15 @@ constexpr std::chrono::seconds catchUpInterval{1};
 constexpr unsigned maximumCatchUps = 30;
 constexpr unsigned maximumActivationsPerHost = 16;
 
-std::vector<FileURL> fileURLs(const std::vector<std::string>& uris) {
+// None when one of them is no file URI.
+std::optional<std::vector<FileURL>> fileURLs(const std::vector<std::string>& uris) {
     std::vector<FileURL> urls;
     urls.reserve(uris.size());
-    for (const std::string& uri : uris)
-        if (auto url = FileURL::withURI(uri)) urls.push_back(std::move(*url));
+    for (const std::string& uri : uris) {
+        auto url = FileURL::withURI(uri);
+        if (!url) return std::nullopt;
+        urls.push_back(std::move(*url));
+    }
     return urls;
 }
 
@@ -72,50 +76,64 @@ void HostService::setShown(Shown shown) {
     });
 }
 
-void HostService::badges(std::vector<std::string> uris, std::function<void(BadgeBatch)> answer) {
+void HostService::badges(std::vector<std::string> uris, std::function<void(extension::BadgeBatch)> answer) {
     modelQueue.dispatch([this, uris = std::move(uris), answer = std::move(answer)] {
-        BadgeBatch batch;
-        batch.sequence = finderSync->badgeState()->sequence();
-        const std::vector<FileURL> items = fileURLs(uris);
-        std::vector<BadgeAnswer> answers = finderSync->badgesForItems(items);
-        if (items.size() == uris.size()) {
-            batch.answers = std::move(answers);
-        } else {
-            auto next = answers.begin();
-            for (const std::string& uri : uris)
-                batch.answers.push_back(FileURL::withURI(uri) ? *next++ : BadgeAnswer());
+        std::vector<FileURL> items;
+        std::vector<std::size_t> places; // of each item that is a local file
+        items.reserve(uris.size());
+        for (std::size_t i = 0; i < uris.size(); ++i) {
+            if (auto url = FileURL::withURI(uris[i])) {
+                items.push_back(std::move(*url));
+                places.push_back(i);
+            }
         }
-        if (!showsBadges)
-            for (BadgeAnswer& each : batch.answers)
-                each = {BadgeAnswer::Kind::badge, {}, each.isInSync, each.isRoot};
-        answer(std::move(batch));
+        finderSync->badgesForItems(std::move(items), [this, answer, places = std::move(places),
+                                                      count = uris.size()](extension::BadgeBatch batch) {
+            if (!showsBadges)
+                for (BadgeAnswer& each : batch.answers)
+                    each = {BadgeAnswer::Kind::badge, {}, each.isInSync, each.isRoot};
+            if (places.size() != count) {
+                std::vector<BadgeAnswer> all(count);
+                for (std::size_t i = 0; i < places.size(); ++i)
+                    all[places[i]] = batch.answers[i];
+                batch.answers = std::move(all);
+            }
+            answer(std::move(batch));
+        });
     });
 }
 
 void HostService::menu(platform::FIMenuKind kind, std::vector<std::string> uris,
                        std::function<void(platform::MenuHandle)> answer) {
     backgroundQueue.dispatch([this, kind, uris = std::move(uris), answer = std::move(answer)] {
-        answer(showsMenu ? finderSync->menuForMenuKind(kind, fileURLs(uris)) : noMenu());
+        const auto selection = fileURLs(uris);
+        if (!showsMenu)
+            answer(noMenu());
+        else if (!selection)
+            answer(finderSync->menuOfClass(extension::SelectionClass::nothing));
+        else
+            answer(finderSync->menuForMenuKind(kind, *selection));
     });
 }
 
 void HostService::explain(std::string uri, std::function<void(Explanation)> answer) {
     modelQueue.dispatch([this, uri = std::move(uri), answer = std::move(answer)] {
-        Explanation explanation{"none", "outside", "", ""};
-        if (const auto item = FileURL::withURI(uri)) {
-            const BadgeAnswer badge = finderSync->badgesForItems({&*item, 1}).front();
+        const auto item = FileURL::withURI(uri);
+        if (!item) {
+            answer({"none", "outside", "", ""});
+            return;
+        }
+        finderSync->badgesForItems({*item}, [this, item, answer](const extension::BadgeBatch& batch) {
+            const BadgeAnswer& badge = batch.answers.front();
             const auto reason = finderSync->badgeState()->explain(*item);
+            Explanation explanation{"none", std::string(nameOf(reason.rule)), reason.root, reason.file};
             if (badge.kind == BadgeAnswer::Kind::unchanged)
-                explanation.badge = "unchanged";
+                explanation = {"unchanged", "missing", reason.root, reason.file};
             else if (!badge.identifier.empty())
                 explanation.badge = badge.identifier;
-            explanation.rule = badge.kind == BadgeAnswer::Kind::unchanged ? std::string_view("missing")
-                                                                          : nameOf(reason.rule);
-            explanation.root = reason.root;
-            explanation.file = reason.file;
             if (!showsBadges) explanation = {"none", "off", reason.root, reason.file};
-        }
-        answer(explanation);
+            answer(explanation);
+        });
     });
 }
 
@@ -200,17 +218,36 @@ void HostService::filesChanged(std::span<const std::string> paths) {
     for (const std::string& path : paths) {
         std::string parent;
         extension::forEachLevel(path, [&](const extension::PathLevel& level) {
-            if (!parent.empty()) {
-                const auto entry = observed.find(parent);
-                if (entry != observed.end() && !entry->second.everyItem) {
-                    entry->second.itemNames.emplace(level.standard.substr(level.standard.rfind('/') + 1));
-                    entry->second.everyItem = entry->second.itemNames.size() > maximumNamedItems;
-                }
-            }
+            if (!parent.empty()) note(parent, level.standard);
             parent = level.standard;
         });
     }
     announceLater();
+}
+
+void HostService::itemsAnswered(std::vector<std::string> paths) {
+    modelQueue.dispatch([this, paths = std::move(paths)] {
+        if (paths.empty()) {
+            rootsChanged();
+            return;
+        }
+        for (const std::string& path : paths) {
+            std::string parent;
+            std::string item;
+            extension::forEachLevel(path, [&](const extension::PathLevel& level) {
+                parent = std::exchange(item, std::string(level.standard));
+            });
+            note(parent, item);
+        }
+        announceLater();
+    });
+}
+
+void HostService::note(const std::string& directory, std::string_view item) {
+    const auto entry = observed.find(directory);
+    if (entry == observed.end() || entry->second.everyItem) return;
+    entry->second.itemNames.emplace(item.substr(item.rfind('/') + 1));
+    entry->second.everyItem = entry->second.itemNames.size() > maximumNamedItems;
 }
 
 void HostService::announceLater() {
@@ -292,7 +329,12 @@ std::optional<std::uint64_t> HostService::activate(const Activation& activation,
         message = "There is no menu item \"" + activation.item + "\".";
         return std::nullopt;
     }
-    extension::CommandRequest request = requestOf(activation);
+    auto selection = fileURLs(activation.uris);
+    if (!selection) {
+        message = "Something that is selected is no local file.";
+        return std::nullopt;
+    }
+    extension::CommandRequest request = requestOf(activation, std::move(*selection));
     const bool isAsked = extension::asksPerson(*command, request);
     bool startsAsking = false;
     std::uint64_t number = 0;

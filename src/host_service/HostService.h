@@ -41,11 +41,6 @@ struct DirectoryChange {
     std::vector<std::string> items; // URIs below it; empty: any item may have changed
 };
 
-struct BadgeBatch {
-    std::uint64_t sequence = 0; // of the state that the answers come from
-    std::vector<extension::BadgeAnswer> answers;
-};
-
 // What a host is told without asking.
 class HostSink {
   public:
@@ -114,7 +109,8 @@ class HostService final : public platform::FIFinderSyncController, public extens
     void setShown(Shown shown);
 
     // One answer for each URI, in order; what is no file URI has no badge.
-    void badges(std::vector<std::string> uris, std::function<void(BadgeBatch)> answer);
+    void badges(std::vector<std::string> uris, std::function<void(extension::BadgeBatch)> answer);
+    // An item that is no local file makes the menu one without offers.
     void menu(platform::FIMenuKind kind, std::vector<std::string> uris,
               std::function<void(platform::MenuHandle)> answer);
     void explain(std::string uri, std::function<void(Explanation)> answer);
@@ -125,7 +121,7 @@ class HostService final : public platform::FIFinderSyncController, public extens
     void hostGone(const HostName& host);
 
     // The number under which the outcome comes later. None, with a message, when there is no such item, or
-    // when too much of this host is under way.
+    // when something was selected that is no local file, or when too much of this host is under way.
     std::optional<std::uint64_t> activate(const Activation& activation, std::string& message);
 
     // The menu of each class of selections, by the class's name.
@@ -139,10 +135,14 @@ class HostService final : public platform::FIFinderSyncController, public extens
     void setBadgeImage(const platform::ImageHandle& image, std::string_view label,
                        std::string_view identifier) override;
     void setBadgeIdentifier(std::string_view, const platform::FileURL&) override {}
+    bool showsSingleBadges() const override { return false; }
 
     // The model's changes, on the model queue.
     void rootsChanged() override;
     void filesChanged(std::span<const std::string> paths) override;
+
+    // The disk has answered late: these items may have another badge now, or, when none is given, any may.
+    void itemsAnswered(std::vector<std::string> paths);
 
   private:
     // A directory that at least one host shows. Hosts may spell it differently.
@@ -172,6 +172,8 @@ class HostService final : public platform::FIFinderSyncController, public extens
     void forget(const HostName& host);
     void release(Host& host, const HostName& name, Directories::value_type& directory, const std::string& uri,
                  unsigned count);
+    // Notes that an item of that directory, both in standard form, may have another badge.
+    void note(const std::string& directory, std::string_view item);
     void announceLater();
     void announce();
     void catchUpLater();

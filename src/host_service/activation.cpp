@@ -12,11 +12,10 @@ std::string textIn(const platform::Dictionary& options, std::string_view key) {
 
 } // namespace
 
-extension::CommandRequest requestOf(const Activation& activation) {
+extension::CommandRequest requestOf(const Activation& activation, std::vector<platform::FileURL> selection) {
     extension::CommandRequest request;
     request.sender = activation.item;
-    for (const std::string& uri : activation.uris)
-        if (auto url = platform::FileURL::withURI(uri)) request.selection.push_back(std::move(*url));
+    request.selection = std::move(selection);
     request.display = {activation.environment, activation.activationToken,
                        textIn(activation.options, "parentWindow")};
     if (platform::find(activation.options, "destination") != nullptr)

@@ -23,7 +23,7 @@ struct Activation {
     platform::Dictionary options;
 };
 
-// The selection is what of the URIs names local files.
-extension::CommandRequest requestOf(const Activation& activation);
+// The selection is the activation's URIs.
+extension::CommandRequest requestOf(const Activation& activation, std::vector<platform::FileURL> selection);
 
 } // namespace host_service

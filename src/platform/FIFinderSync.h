@@ -36,6 +36,10 @@ class FIFinderSyncController {
                                std::string_view identifier) = 0;
 
     virtual void setBadgeIdentifier(std::string_view identifier, const FileURL& item) = 0;
+
+    // Whether anybody sees what setBadgeIdentifier() sets. Where nobody does, the extension saves itself the
+    // work of finding out.
+    virtual bool showsSingleBadges() const { return true; }
 };
 
 // What the file manager calls. The selection belongs to one request and is passed along with it, so that

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -38,14 +39,20 @@ class FileSystem {
   public:
     virtual ~FileSystem() = default;
 
-    // One answer for each path, in order. The answers are made afresh each time.
+    // One answer for each path, in order. They are made afresh each time, but for a disk that was too slow
+    // the last time.
     virtual std::vector<Existence> existence(std::span<const std::string_view> paths) = 0;
+
+    // The same for a caller that does not wait. `answered` is called once, soon, on any thread, maybe before
+    // this returns; it hands on to a queue.
+    using ExistenceHandler = std::function<void(std::vector<Existence> answers)>;
+    virtual void askExistence(std::vector<std::string> paths, ExistenceHandler answered) = 0;
 
     // None when nothing exists there (or when it is not known in time).
     virtual std::optional<FileKind> kind(std::string_view path) = 0;
 
     // The names in a directory without "." and "..", in the directory's own order; empty when it cannot
-    // be read. May take as long as the disk takes.
+    // be read. May take some seconds.
     virtual std::vector<std::string> entryNames(std::string_view path) = 0;
 };
 

@@ -46,7 +46,7 @@ bool takeSchemeIgnoringCase(std::string_view& uri) {
 std::optional<FileURL> FileURL::withPath(std::string_view path) {
     if (!path.starts_with('/') || path.size() > maximumPathLength || path.find('\0') != path.npos)
         return std::nullopt;
-    return FileURL(std::string(path));
+    return FileURL(std::string(withoutEndingSeparators(path)));
 }
 
 std::optional<FileURL> FileURL::withURI(std::string_view uri) {

@@ -22,11 +22,4 @@ class Queue {
     virtual void dispatchAndWait(Work work) = 0;
 };
 
-// Time as the program spends it; a test ticks its own.
-class Clock {
-  public:
-    virtual ~Clock() = default;
-    virtual void sleepFor(std::chrono::milliseconds duration) = 0;
-};
-
 } // namespace platform

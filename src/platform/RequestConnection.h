@@ -39,9 +39,8 @@ class RequestConnection {
   public:
     virtual ~RequestConnection() = default;
 
-    // A connection starts suspended: nothing may be sent before it is resumed.
+    // Nothing may be sent before the connection is resumed.
     virtual void resume() = 0;
-    virtual void suspend() = 0;
     // Ends the generation. Sending afterwards raises IPCError.
     virtual void invalidate() = 0;
 

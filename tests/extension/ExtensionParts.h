@@ -12,6 +12,7 @@ struct ExtensionParts {
     RecordingLog log;
     InlineQueue model;
     InlineQueue background;
+    InlineQueue walks;
     TestClock clock;
     LocalDistributedCenter center;
     MemoryFileSystem disk;
@@ -20,8 +21,30 @@ struct ExtensionParts {
     SilentConnections connections;
 
     daemon_client::TSyncClientPlatform forClient() { return {connections, center, localCenter, log, clock}; }
-    extension::FinderSyncPlatform forFinderSync(platform::FIFinderSyncController& controller) {
-        return {controller, center, disk, images, log, clock, model, background};
+    // The client is made when the extension asks for it.
+    extension::FinderSync::Surroundings forFinderSync(platform::FIFinderSyncController& controller,
+                                                      std::unique_ptr<daemon_client::TSyncClient>& client,
+                                                      extension::ModelObserver* observer = nullptr) {
+        return forFinderSync(controller, client, observer, model);
+    }
+    extension::FinderSync::Surroundings forFinderSync(platform::FIFinderSyncController& controller,
+                                                      std::unique_ptr<daemon_client::TSyncClient>& client,
+                                                      extension::ModelObserver* observer,
+                                                      platform::Queue& modelQueue) {
+        return {controller,
+                center,
+                disk,
+                images,
+                log,
+                clock,
+                modelQueue,
+                background,
+                walks,
+                observer,
+                [&]() -> daemon_client::TSyncClient& {
+                    client = std::make_unique<daemon_client::TSyncClient>(forClient());
+                    return *client;
+                }};
     }
     void post(const char* name, platform::Dictionary userInfo = {}) {
         center.post({name, std::nullopt, std::move(userInfo)});

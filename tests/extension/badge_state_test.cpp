@@ -71,7 +71,7 @@ TEST(BadgeState, DecidesAsThePlainRulesDo) {
         const auto working = std::make_shared<const std::vector<std::string>>(maker.paths(2, 5, isOdd));
         const auto state = extension::BadgeState().withRoots(roots)->withFiles(uploading, working);
         for (int i = 0; i < 30; ++i) {
-            const std::string path = maker.path(6, isOdd);
+            const std::string path = url(maker.path(6, isOdd)).path();
             const BadgeRule plain = plainRule(roots, *uploading, *working, path);
             ASSERT_EQ(state->rule(url(path)), plain) << "seed " << seed << ", item " << path;
             ASSERT_EQ(state->explain(url(path)).rule, plain) << "seed " << seed << ", item " << path;

@@ -60,17 +60,17 @@ class FinderSyncCommandsTest : public testing::Test, protected support::Extensio
     RecordingNotifier notifier;
     Presence daemon = Presence::answering;
     std::map<std::string, Reply> replies; // by message, up to its first colon; otherwise no reply
-    daemon_client::TSyncClient client{forClient()};
+    std::unique_ptr<daemon_client::TSyncClient> client;
     std::unique_ptr<extension::FinderSync> finderSync;
     std::unique_ptr<extension::FinderSyncCommands> commands;
 
     void SetUp() override {
         disk.folders = {{"/", {}}, {"/r", {"d"}}, {"/r/d", {}}, {"/o", {"x"}}};
         disk.files = {"/o/x", "/o/y"};
-        finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller), client);
+        finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller, client));
         commands =
             std::make_unique<extension::FinderSyncCommands>(extension::FinderSyncCommands::Surroundings{
-                *finderSync, client, center, disk, log, clock, links, panels, pasteboard, notifier,
+                *finderSync, *client, center, disk, log, clock, links, panels, pasteboard, notifier,
                 [this] { return daemon; }});
         connections.onSend = [this](std::string_view message) {
             const auto reply = replies.find(std::string(message.substr(0, message.find(':'))));

@@ -22,10 +22,7 @@ class FinderSyncTest : public testing::Test, protected support::ExtensionParts {
     std::unique_ptr<daemon_client::TSyncClient> client;
     std::unique_ptr<extension::FinderSync> finderSync;
 
-    void start() {
-        client = std::make_unique<daemon_client::TSyncClient>(forClient());
-        finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller), *client);
-    }
+    void start() { finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller, client)); }
     void SetUp() override {
         disk.folders = {
             {"/", {"r", "s", "o"}}, {"/r", {"d", "f"}}, {"/r/d", {"g"}}, {"/s", {}}, {"/o", {"x"}}};
@@ -53,7 +50,7 @@ TEST_F(FinderSyncTest, StartsInTheDocumentedOrder) {
                             "register upload note_upload.png Status Upload",
                             "register tovik FolderBadgeTovik.png Tovik Icon"));
     EXPECT_THAT(log.lines(),
-                ElementsAre("Initializing TSyncClient ....", "Exception: no bus", "TSyncFinderSync started",
+                ElementsAre("TSyncFinderSync started", "Initializing TSyncClient ....", "Exception: no bus",
                             "TSyncFinderSync Client <TSyncClient>", "Exception: no bus",
                             "Waiting for tsyncquenz daemon", "Exception: no bus",
                             "Waiting for tsyncquenz daemon", "Connecting TSync XPC! .... <silent>",
@@ -86,9 +83,16 @@ TEST_F(FinderSyncTest, FollowsATransferFromItsStartToItsEnd) {
     EXPECT_THAT(controller.take(),
                 ElementsAre("badge sync /r/d/g", // dropped: no walk
                             "badge upload /r/f", "badge upload /r/f", "badge tovik /r"));
+    log.take();
     refresh({{"/R", "/r"}}, status("syncStatusCompleted"));
     EXPECT_THAT(controller.take(), ElementsAre("badge sync /r/f", "badge sync /r/f", "badge tovik /r"));
-    EXPECT_EQ(log.count("Set Badge to uploading Path =======> /r/f"), 1U);
+    const std::string request = "@requestBadgeIdentifierForURL watched Paths [\"file:///r\"]";
+    EXPECT_THAT(log.take(), ElementsAre("Set Badge to uploading Path =======> /r/f", request, request))
+        << "each step of the walk is a request";
+    // The root of the file system gets its badge though it has no walk.
+    refresh({{"/R", "/r"}}, transfer({"/", "/r/d/"}));
+    EXPECT_THAT(controller.take(),
+                ElementsAre("badge upload /", "badge upload /r/d", "badge upload /r/d", "badge tovik /r"));
 
     // A record without paths ends every upload; a refresh without a table empties the roots at once.
     refresh({{"/R", "/r"}}, transfer({"/r/f"}));
@@ -122,6 +126,7 @@ TEST_F(FinderSyncTest, ReconcilesTheRootsWithTheTable) {
     finderSync->beginObservingDirectoryAtURL(FileURL::withPath("/r").value());
     EXPECT_FALSE(finderSync->pauseRefreshInterface());
     EXPECT_EQ(finderSync->numberOfObservedPaths(), 1);
+    EXPECT_EQ(log.count("beginObservingDirectoryAtURL:file:///r"), 1U);
     finderSync->refreshInterface();
     EXPECT_EQ(background.delayed.size(), 1U) << "only this polls";
     EXPECT_EQ(log.count("TSyncFinder tsync status (null)"), 1U);
@@ -143,6 +148,60 @@ TEST_F(FinderSyncTest, ClearsEverythingBelowARemovedRootAndEndsInACycle) {
     EXPECT_LT(calls.size(), 20U) << "the cycle of links ends";
     EXPECT_EQ(log.count("TSyncFinder Removing child Path: /r/d/g"), 1U);
     EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f"));
+
+    // The whole disk, on a queue of its own; the walk ends when the next table makes other roots.
+    walks.isHeld = true;
+    refresh({{"/R", "/r"}});
+    removed("/");
+    EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge sync /r/f")) << "nothing waits for the walk";
+    refresh({{"/S", "/s"}});
+    controller.take();
+    walks.release();
+    EXPECT_THAT(controller.take(), IsEmpty());
+}
+
+TEST_F(FinderSyncTest, DoesNoWorkForAControllerThatShowsNothing) {
+    controller.isShowing = false;
+    log.lowest = platform::LogLevel::info;
+    start();
+    refresh({{"/R", "/r"}}, transfer({"/r/d/g"}));
+    refresh({{"/R", "/r"}}, transfer({"/r/f"}));
+    refresh({{"/R", "/r"}}, status("syncStatusCompleted"));
+    disk.questions = 0;
+    controller.take();
+    removed("/r");
+    EXPECT_EQ(disk.questions, 0U);
+    EXPECT_THAT(controller.take(), ElementsAre("badge none /r"));
+}
+
+// A batch that waits for its disk holds up no other, and is answered by the state that stands then.
+TEST_F(FinderSyncTest, AnswersOtherBatchesWhileADiskIsSlow) {
+    start();
+    refresh({{"/R", "/r"}}, transfer({"/r/d/g"}));
+    Calls answers;
+    const auto ask = [&](const Calls& paths) {
+        std::vector<FileURL> items;
+        for (const std::string& path : paths)
+            items.push_back(FileURL::withPath(path).value());
+        finderSync->badgesForItems(items, [&](const extension::BadgeBatch& batch) {
+            std::string text = std::to_string(batch.sequence - finderSync->badgeState()->sequence());
+            for (const auto& each : batch.answers)
+                text += each.kind == extension::BadgeAnswer::Kind::unchanged
+                            ? " unchanged"
+                            : " " + std::string(each.identifier);
+            answers.push_back(text);
+        });
+    };
+    disk.isSlow = true;
+    ask({"/r/f", "/r/d/g", "/r/gone"});
+    ask({"/r", "/o/x"});
+    EXPECT_THAT(answers, ElementsAre("0 tovik ")) << "needs no disk";
+    refresh({{"/R", "/r"}}, transfer({"/r/f"})); // meanwhile
+    for (int questions = 0; questions < 2; ++questions) {
+        ASSERT_EQ(disk.waiting.size(), 1U) << "the second time for what the new state shows otherwise";
+        std::exchange(disk.waiting, {}).front()();
+    }
+    EXPECT_THAT(answers, ElementsAre("0 tovik ", "0 upload sync unchanged"));
 }
 
 TEST_F(FinderSyncTest, LetsAHostileNotificationChangeNothing) {

@@ -47,8 +47,8 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
     std::vector<extension::CommandRequest> performed;
     std::function<void()> duringThePanel;
     host_service::HostService service{{log, model, background, commands, panels}};
-    daemon_client::TSyncClient client{forClient()};
-    extension::FinderSync finderSync{forFinderSync(service), client, &service};
+    std::unique_ptr<daemon_client::TSyncClient> client;
+    extension::FinderSync finderSync{forFinderSync(service, client, &service)};
 
     void SetUp() override {
         disk.folders = {{"/r", {"d"}}, {"/r/d", {"f"}}};
@@ -69,7 +69,7 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
     // Each answer as one text, by its place.
     std::vector<std::string> badges(const std::vector<std::string>& uris) {
         std::vector<std::string> answers;
-        service.badges(uris, [&](const host_service::BadgeBatch& batch) {
+        service.badges(uris, [&](const extension::BadgeBatch& batch) {
             for (const auto& each : batch.answers)
                 answers.push_back((each.kind == extension::BadgeAnswer::Kind::unchanged
                                        ? "unchanged"
@@ -139,6 +139,8 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
     EXPECT_EQ(count("hosts"), 1);
     post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"localPath", "/r"}});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+    service.itemsAnswered({"/r/d", "/r/d/f", "/o/x"});
+    EXPECT_THAT(announced(), ElementsAre("A: file:///r: file:///r/d")) << "a late disk: just these items";
 }
 
 TEST_F(HostServiceTest, TellsAHostThatDoesNotListenOnceItDoesOrDropsIt) {
@@ -187,6 +189,9 @@ TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
     };
     service.beginObserving("A", "file:///r");
     EXPECT_EQ(items(), 8U);
+    service.menu({}, {"http://x/", "file:///r"}, [](const auto& menu) {
+        EXPECT_EQ(menu->itemAtIndex(0)->submenu()->numberOfItems(), 0U) << "not all are local files";
+    });
     service.setShown({.badges = false, .menu = true});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
     // The flags decide the menu; an item that keeps its badge would keep it.
@@ -205,7 +210,9 @@ TEST_F(HostServiceTest, RunsAChosenItemAndTellsItsOutcome) {
     std::string message;
     EXPECT_FALSE(service.activate({"A", "No such item", {}, {}, "", {}}, message));
     EXPECT_EQ(message, "There is no menu item \"No such item\".");
-    EXPECT_EQ(service.activate({"A", "Stop sync", {"file:///r", "nonsense"}, {}, "", {}}, message), 1U);
+    EXPECT_FALSE(service.activate({"A", "Stop sync", {"http://x/", "file:///r"}, {}, "", {}}, message));
+    EXPECT_EQ(message, "Something that is selected is no local file.");
+    EXPECT_EQ(service.activate({"A", "Stop sync", {"file:///r"}, {}, "", {}}, message), 1U);
     EXPECT_THAT(announced(), ElementsAre("A: 1 done stopSync:1"));
     const platform::Dictionary options{{"destination", 7},
                                        {"recipients", platform::Array{"a@b.org", 7}},

@@ -2,6 +2,7 @@
 // is set by the test.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FIFinderSync.h"
 #include "platform/FileSystem.h"
@@ -10,6 +11,7 @@
 #include "platform/ResourceBundle.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -78,14 +80,11 @@ class InlineQueue final : public platform::Queue {
   public:
     void dispatch(Work work) override {
         ready.push_back(std::move(work));
-        if (isRunning) return;
-        isRunning = true;
-        while (!ready.empty()) {
-            const Work next = std::move(ready.front());
-            ready.pop_front();
-            next();
-        }
-        isRunning = false;
+        if (!isRunning && !isHeld) run();
+    }
+    void release() {
+        isHeld = false;
+        run();
     }
     void dispatchAfter(std::chrono::milliseconds, Work work) override { delayed.push_back(std::move(work)); }
     void dispatchAndWait(Work work) override { work(); }
@@ -95,17 +94,56 @@ class InlineQueue final : public platform::Queue {
             dispatch(work);
     }
     std::vector<Work> delayed;
+    bool isHeld = false; // until released
 
   private:
+    void run() {
+        isRunning = true;
+        while (!ready.empty()) {
+            const Work next = std::move(ready.front());
+            ready.pop_front();
+            next();
+        }
+        isRunning = false;
+    }
     std::deque<Work> ready;
     bool isRunning = false;
 };
 
-// Time that passes at once; what it was asked to sleep is kept.
+// Time that passes at once, or when the test says so; what it was asked to sleep is kept.
 class TestClock final : public platform::Clock {
   public:
-    void sleepFor(std::chrono::milliseconds duration) override { slept.push_back(duration); }
+    TimePoint now() const override { return time; }
+    void sleepFor(std::chrono::milliseconds duration) override {
+        slept.push_back(duration);
+        tick(duration);
+    }
+    void tick(std::chrono::milliseconds duration) { time = time.load() + duration; }
     std::vector<std::chrono::milliseconds> slept;
+
+  private:
+    std::atomic<TimePoint> time{TimePoint(std::chrono::hours(1))};
+};
+
+// What other threads hand over; a test waits for so many.
+template <typename Item>
+class Collected {
+  public:
+    void add(std::vector<Item> more) {
+        const std::lock_guard guard(lock);
+        items.insert(items.end(), more.begin(), more.end());
+        changed.notify_all();
+    }
+    std::vector<Item> wait(std::size_t count) {
+        std::unique_lock guard(lock);
+        changed.wait_for(guard, deadline, [&] { return items.size() >= count; });
+        return items;
+    }
+
+  private:
+    std::mutex lock;
+    std::condition_variable changed;
+    std::vector<Item> items;
 };
 
 // Delivers what is posted to its observers at once.
@@ -149,6 +187,8 @@ class RecordingController final : public platform::FIFinderSyncController {
     void setBadgeIdentifier(std::string_view identifier, const platform::FileURL& item) override {
         calls.push_back("badge " + std::string(identifier.empty() ? "none" : identifier) + " " + item.path());
     }
+    bool showsSingleBadges() const override { return isShowing; }
+    bool isShowing = true;
     std::vector<std::string> take() { return std::exchange(calls, {}); }
     std::vector<std::string> calls;
 };
@@ -159,7 +199,10 @@ class MemoryFileSystem final : public platform::FileSystem {
     std::map<std::string, std::vector<std::string>> folders;
     std::set<std::string> files;
     std::map<std::string, std::string> links;
-    std::set<std::string> hanging; // on a disk that does not answer in time
+    std::set<std::string> hanging;              // on a disk that does not answer in time
+    bool isSlow = false;                        // askExistence() is answered when the test says so
+    std::vector<std::function<void()>> waiting; // the answers
+    std::size_t questions = 0;                  // but for kinds
 
     std::string resolve(std::string path) const {
         for (int hops = 0; hops < 40; ++hops) {
@@ -172,12 +215,22 @@ class MemoryFileSystem final : public platform::FileSystem {
         return path;
     }
     std::vector<platform::Existence> existence(std::span<const std::string_view> paths) override {
+        ++questions;
         std::vector<platform::Existence> answers;
         for (const std::string_view path : paths)
             answers.push_back(hanging.contains(std::string(path)) ? platform::Existence::unknown
                               : kind(path)                        ? platform::Existence::exists
                                                                   : platform::Existence::missing);
         return answers;
+    }
+    void askExistence(std::vector<std::string> paths, ExistenceHandler answered) override {
+        const auto answer = [this, paths = std::move(paths), answered = std::move(answered)] {
+            answered(existence(std::vector<std::string_view>(paths.begin(), paths.end())));
+        };
+        if (isSlow)
+            waiting.push_back(answer);
+        else
+            answer();
     }
     std::optional<platform::FileKind> kind(std::string_view path) override {
         const std::string target = resolve(std::string(path));
@@ -188,6 +241,7 @@ class MemoryFileSystem final : public platform::FileSystem {
         return platform::FileKind{folder != folders.end(), isLink, {1, std::hash<std::string>()(target)}};
     }
     std::vector<std::string> entryNames(std::string_view path) override {
+        ++questions;
         const auto folder = folders.find(resolve(std::string(path)));
         return folder == folders.end() ? std::vector<std::string>() : folder->second;
     }

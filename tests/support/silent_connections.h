@@ -24,7 +24,6 @@ class SilentConnections final : public platform::RequestConnectionFactory {
       public:
         explicit Silent(SilentConnections& connections) : all(connections) {}
         void resume() override {}
-        void suspend() override {}
         void invalidate() override {}
         std::string remoteObjectProxy() const override { return "<silent>"; }
         void send(std::string_view message, const platform::Array&, std::chrono::milliseconds,

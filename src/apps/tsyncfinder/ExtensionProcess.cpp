@@ -68,6 +68,7 @@ struct Process {
     backends::posix::SerialQueue panels{"panels"}; // one panel at a time
     backends::posix::ConcurrentQueue background{"background", backgroundThreads};
     backends::posix::ConcurrentQueue links{"links", linkThreads}; // each may wait for the daemon's server
+    backends::posix::ConcurrentQueue walks{"walks", 1};           // below removed roots, one after the other
     backends::posix::GuardedFileSystem fileSystem;
     platform::NotificationCenter localCenter;
     backends::dbus::Bus bus;
@@ -105,13 +106,12 @@ int runExtension(const RunOptions& options) {
 
     // Start-up waits for the daemon as long as it takes; a signal ends it at any time.
     std::thread([process] {
-        process->fileSystem.setRecovered([process](const std::string&) {
-            process->model.dispatch([process] { process->service.rootsChanged(); });
-        });
+        process->fileSystem.setAnsweredLate(
+            [process](std::vector<std::string> paths) { process->service.itemsAnswered(std::move(paths)); });
         auto* const finderSync = new extension::FinderSync(
             {process->service, process->center, process->fileSystem, process->resources, process->log,
-             process->clock, process->model, process->background},
-            daemon_client::TSyncClient::sharedInstance(), &process->service);
+             process->clock, process->model, process->background, process->walks, &process->service,
+             daemon_client::TSyncClient::sharedInstance});
         auto* const actions = new extension::FinderSyncCommands(
             {*finderSync, daemon_client::TSyncClient::sharedInstance(), process->center, process->fileSystem,
              process->log, process->clock, process->links, process->panelProcess, process->panelProcess,

@@ -160,7 +160,7 @@ void FinderSync1Service::emit(const char* name, const std::string& destination, 
 // --- calls, on the bus thread
 
 void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
-    service.badges(readTexts(call, mostItems), [this, call](const host_service::BadgeBatch& batch) {
+    service.badges(readTexts(call, mostItems), [this, call](const extension::BadgeBatch& batch) {
         reply(call, batch.answers.size() * (3 * textFrame), [&batch](sdbus::MethodReply& answer) {
             answer << batch.sequence;
             answer.openContainer("(" FINDER_SYNC_ANSWER_FIELDS ")");

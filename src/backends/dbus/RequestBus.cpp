@@ -92,7 +92,6 @@ class RequestBus::Connection final : public platform::RequestConnection {
     ~Connection() override { dropHandlers(); }
 
     void resume() override { suspended = false; }
-    void suspend() override { suspended = true; }
     void invalidate() override {
         invalid = true;
         dropHandlers();

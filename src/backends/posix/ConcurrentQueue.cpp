@@ -7,14 +7,17 @@
 
 namespace backends::posix {
 
-ConcurrentQueue::ConcurrentQueue(std::string queueName, unsigned threadLimit)
-    : name(std::move(queueName)), maximumThreads(threadLimit) {}
+ConcurrentQueue::ConcurrentQueue(std::string name, unsigned maximumThreads) {
+    state->name = std::move(name);
+    state->maximumThreads = maximumThreads;
+}
 
 ConcurrentQueue::~ConcurrentQueue() {
     {
         const std::lock_guard guard(state->lock);
         state->ending = true;
         state->ready.clear();
+        state->delayed.clear();
     }
     state->changed.notify_all();
 }
@@ -22,24 +25,27 @@ ConcurrentQueue::~ConcurrentQueue() {
 void ConcurrentQueue::dispatch(Work work) {
     const std::lock_guard guard(state->lock);
     state->ready.push_back(std::move(work));
-    if (state->ready.size() <= state->idle) {
-        state->changed.notify_one();
-    } else if (state->threads < maximumThreads) {
-        ++state->threads;
-        std::thread thread([shared = state] { run(shared); });
-        pthread_setname_np(thread.native_handle(), name.substr(0, 15).c_str());
-        thread.detach();
-    }
+    wakeThread(state);
 }
 
 void ConcurrentQueue::dispatchAfter(std::chrono::milliseconds delay, Work work) {
-    dispatch([delay, shared = state, late = std::move(work)] {
-        std::unique_lock guard(shared->lock);
-        shared->changed.wait_for(guard, delay, [&] { return shared->ending; });
-        const bool ending = shared->ending;
-        guard.unlock();
-        if (!ending) late();
-    });
+    const std::lock_guard guard(state->lock);
+    state->delayed.emplace(std::chrono::steady_clock::now() + delay, std::move(work));
+    if (state->isTimed)
+        state->changed.notify_all(); // it may be the first one now
+    else
+        wakeThread(state);
+}
+
+void ConcurrentQueue::wakeThread(const std::shared_ptr<State>& state) {
+    if (state->idle != 0 && state->ready.size() <= state->idle) {
+        state->changed.notify_one();
+    } else if (state->threads < state->maximumThreads) {
+        ++state->threads;
+        std::thread thread([state] { run(state); });
+        pthread_setname_np(thread.native_handle(), state->name.substr(0, 15).c_str());
+        thread.detach();
+    }
 }
 
 void ConcurrentQueue::dispatchAndWait(Work work) {
@@ -54,14 +60,25 @@ void ConcurrentQueue::dispatchAndWait(Work work) {
 void ConcurrentQueue::run(const std::shared_ptr<State>& state) {
     std::unique_lock guard(state->lock);
     while (!state->ending) {
+        const auto now = std::chrono::steady_clock::now();
+        while (!state->delayed.empty() && state->delayed.begin()->first <= now)
+            state->ready.push_back(std::move(state->delayed.extract(state->delayed.begin()).mapped()));
         if (state->ready.empty()) {
             ++state->idle;
-            state->changed.wait(guard);
+            if (state->delayed.empty() || state->isTimed) {
+                state->changed.wait(guard);
+            } else {
+                state->isTimed = true;
+                state->changed.wait_until(guard, state->delayed.begin()->first);
+                state->isTimed = false;
+            }
             --state->idle;
             continue;
         }
         Work work = std::move(state->ready.front());
         state->ready.pop_front();
+        // What else is due, and the wait for what is not yet, pass to another thread.
+        if (!state->ready.empty() || (!state->delayed.empty() && !state->isTimed)) wakeThread(state);
         guard.unlock();
         work();
         work = nullptr;

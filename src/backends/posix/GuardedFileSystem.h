@@ -1,49 +1,66 @@
-// The file system, so asked that a dead mount cannot stop the caller.
+// The file system, so asked that neither a dead nor a slow mount holds up the caller or another mount.
 //
-// Tests run on helper threads, one job for each mount that the paths lie on, and the caller waits only
-// while answers still come back: when none has come for the patience, the open ones are "unknown". A mount
-// that hangs answers "unknown" at once until it is back, so that it costs its patience once and not once
-// for each item. Threads sleep without a timer.
+// Each mount is asked on helper threads of its own, one at a time. A question has one deadline for all its
+// paths: what has not been answered by then is "unknown". The helper goes on with these paths, after all that
+// is asked meanwhile; what it finds is remembered for some seconds and its paths are announced, so that
+// whoever asks again then gets the answer at once.
 //
-// Any thread may ask. Everything that a helper thread uses is copied or shared with it.
+// A helper that hangs in a path (a link to a dead mount) is left there and another takes over. A mount on
+// which several hang is dead: it answers "unknown" at once until one of them comes back.
+//
+// Threads sleep without a timer, but for the deadline of a question. Any thread may ask. Everything that a
+// helper uses is copied or shared with it: it may hang past our end.
 #pragma once
 
+#include "backends/posix/Disk.h"
+#include "platform/Clock.h"
 #include "platform/FileSystem.h"
+#include "platform/Queue.h"
 
-#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace backends::posix {
 
 class GuardedFileSystem final : public platform::FileSystem {
   public:
-    // How a single path is asked for; replaced only to inject a disk that hangs.
-    using Probe = std::function<std::optional<platform::FileKind>(const std::string& path)>;
-    static std::optional<platform::FileKind> probeDisk(const std::string& path);
-
-    explicit GuardedFileSystem(std::chrono::milliseconds patience = std::chrono::milliseconds(250),
-                               Probe probe = probeDisk);
+    // The clock and the queue outlive this object. The queue's delays are the deadlines, so nothing may hold
+    // it up.
+    struct Surroundings {
+        std::shared_ptr<const Disk> disk;
+        const platform::Clock& clock;
+        platform::Queue& deadlines;
+    };
+    explicit GuardedFileSystem(const Surroundings& surroundings);
+    // The machine's disk and clock, and a queue of its own.
+    GuardedFileSystem();
     ~GuardedFileSystem() override;
     GuardedFileSystem(const GuardedFileSystem&) = delete;
     GuardedFileSystem& operator=(const GuardedFileSystem&) = delete;
 
     std::vector<platform::Existence> existence(std::span<const std::string_view> paths) override;
+    void askExistence(std::vector<std::string> paths, ExistenceHandler answered) override;
     std::optional<platform::FileKind> kind(std::string_view path) override;
     std::vector<std::string> entryNames(std::string_view path) override;
 
-    // Called on a helper thread, with the mount point, when a mount that hung answers again. Set before
-    // the first question.
-    void setRecovered(std::function<void(const std::string& mountPoint)> handler);
+    // Called on a helper thread with paths that were "unknown" and are known now; none given: any path may
+    // be. Set before the first question.
+    using LateHandler = std::function<void(std::vector<std::string> paths)>;
+    void setAnsweredLate(LateHandler handler);
 
   private:
+    struct Question;
     struct Job;
+    struct Mount;
     struct State;
-    std::shared_ptr<Job> start(const std::string& mountPoint, std::vector<std::string> paths, bool kinds);
-    void wait(Job& job);
 
-    std::chrono::milliseconds patience;
-    std::shared_ptr<State> state; // shared with the helper threads, which may hang past our end
+    std::unique_ptr<platform::Queue> ownQueue; // null: the surroundings' one serves
+    std::shared_ptr<State> state;              // shared with the helpers
 };
 
 } // namespace backends::posix

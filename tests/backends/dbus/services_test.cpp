@@ -147,8 +147,8 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
     std::optional<backends::posix::SerialQueue> model{std::in_place, "model"};
     backends::posix::SerialQueue& queue = *model;
     host_service::HostService hosts{{log, queue, queue, queue, queue}};
-    daemon_client::TSyncClient client{forClient()};
-    extension::FinderSync finderSync{{hosts, center, disk, images, log, clock, queue, queue}, client, &hosts};
+    std::unique_ptr<daemon_client::TSyncClient> client;
+    extension::FinderSync finderSync{forFinderSync(hosts, client, &hosts, queue)};
     // Goes after the bus, whose last words it still takes in, and before those who are told of them.
     struct End {
         std::optional<backends::posix::SerialQueue>& model;

@@ -1,9 +1,11 @@
 // Queues, and a disk that hangs.
+#include "backends/posix/ConcurrentQueue.h"
 #include "backends/posix/FileWatch.h"
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/posix/InotifyEvents.h"
 #include "backends/posix/SerialQueue.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,37 +49,96 @@ TEST(GuardedFileSystem, TellsWhatExists) {
     EXPECT_THAT(disk.entryNames("/no such item"), testing::IsEmpty());
 }
 
-// A mount that hangs is left after the patience, costs nothing while it hangs, and is announced when it is
-// back; another mount goes on answering.
-TEST(GuardedFileSystem, LeavesAMountThatHangs) {
-    std::mutex lock;
-    std::condition_variable freed;
-    bool isFree = false;
-    int probes = 0;
-    std::promise<std::string> recovered;
-    {
-        backends::posix::GuardedFileSystem disk(
-            std::chrono::milliseconds(20), [&](const std::string& path) -> std::optional<platform::FileKind> {
-                if (path.starts_with("/proc")) return platform::FileKind{};
-                std::unique_lock guard(lock);
-                ++probes;
-                freed.wait(guard, [&] { return isFree; });
-                return platform::FileKind{};
-            });
-        disk.setRecovered([&](const std::string& mountPoint) { recovered.set_value(mountPoint); });
-        const std::vector<std::string_view> both{"/x", "/proc/x"};
-        EXPECT_THAT(disk.existence(both), testing::ElementsAre(Existence::unknown, Existence::exists));
-        EXPECT_THAT(disk.existence(both), testing::ElementsAre(Existence::unknown, Existence::exists));
-        EXPECT_EQ(disk.kind("/x"), std::nullopt);
-        {
-            const std::lock_guard guard(lock);
-            EXPECT_EQ(probes, 1);
-            isFree = true;
-        }
-        freed.notify_all();
-        EXPECT_EQ(recovered.get_future().get(), "/");
-        EXPECT_THAT(disk.existence(both), testing::ElementsAre(Existence::exists, Existence::exists));
+// Answers on "/proc" at once; everything else waits to be let through.
+class SlowDisk final : public backends::posix::Disk {
+  public:
+    bool exists(const std::string& path) const override {
+        if (path.starts_with("/proc")) return true;
+        std::unique_lock guard(lock);
+        ++hanging;
+        hangs.notify_all();
+        freed.wait(guard, [&] { return passes > 0; });
+        --hanging;
+        --passes;
+        return true;
     }
+    std::optional<platform::FileKind> kind(const std::string& path) const override {
+        return exists(path) ? std::optional(platform::FileKind()) : std::nullopt;
+    }
+    std::vector<std::string> entryNames(const std::string&) const override { return {}; }
+
+    void letThrough(int count) const {
+        const std::lock_guard guard(lock);
+        passes += count;
+        freed.notify_all();
+    }
+    // Until one waits that is not let through: then all before it are done.
+    void waitUntilItHangs() const {
+        std::unique_lock guard(lock);
+        EXPECT_TRUE(hangs.wait_for(guard, support::deadline, [&] { return passes == 0 && hanging > 0; }));
+    }
+
+  private:
+    mutable std::mutex lock;
+    mutable std::condition_variable freed;
+    mutable std::condition_variable hangs;
+    mutable int passes = 0;
+    mutable int hanging = 0;
+};
+
+// One deadline for a whole batch, though the disk goes on answering; other mounts are answered meanwhile, and
+// what comes late is announced and remembered. A mount that hangs costs nothing after a few deadlines.
+TEST(GuardedFileSystem, IsHeldUpByNoSlowOrDeadMount) {
+    const auto disk = std::make_shared<const SlowDisk>();
+    support::TestClock clock;
+    support::InlineQueue deadlines;
+    backends::posix::GuardedFileSystem fileSystem({disk, clock, deadlines});
+    support::Collected<std::string> late;
+    fileSystem.setAnsweredLate([&](std::vector<std::string> paths) { late.add(std::move(paths)); });
+    std::vector<std::string> batch{"/proc/x"};
+    for (int i = 0; i < 20; ++i)
+        batch.push_back("/slow" + std::to_string(i));
+    const auto ask = [&](std::vector<std::string> paths) {
+        auto answers = std::make_shared<std::promise<std::vector<Existence>>>();
+        fileSystem.askExistence(std::move(paths),
+                                [answers](auto all) { answers->set_value(std::move(all)); });
+        return answers->get_future();
+    };
+    const auto existing = [](const std::vector<Existence>& answers) {
+        return std::count(answers.begin(), answers.end(), Existence::exists);
+    };
+
+    auto first = ask(batch);
+    disk->letThrough(2);
+    disk->waitUntilItHangs();
+    EXPECT_EQ(existing(ask({"/proc/a", "/proc/b"}).get()), 2) << "another mount goes on";
+    deadlines.runDelayed();
+    EXPECT_EQ(existing(first.get()), 3) << "what was answered by the deadline";
+    EXPECT_EQ(existing(ask({batch.begin() + 3, batch.end()}).get()), 0) << "looked for already";
+    disk->letThrough(18);
+    EXPECT_EQ(late.wait(18).size(), 18U);
+    EXPECT_EQ(existing(ask({batch.begin() + 3, batch.end()}).get()), 18) << "known without the disk";
+
+    for (int i = 0; i < 5; ++i) { // a few helpers hang, then the mount counts as dead
+        auto hanging = ask({"/dead" + std::to_string(i)});
+        deadlines.runDelayed();
+        EXPECT_EQ(existing(hanging.get()), 0);
+    }
+    EXPECT_EQ(existing(ask({"/dead", "/proc/a"}).get()), 1);
+    EXPECT_EQ(fileSystem.kind("/dead"), std::nullopt);
+    disk->letThrough(100);
+    EXPECT_THAT(late.wait(24), testing::Contains("/dead")) << "asked for though nothing answered";
+    clock.tick(std::chrono::minutes(1));
+    EXPECT_EQ(existing(ask({"/dead"}).get()), 1) << "asked anew after a while";
+}
+
+TEST(ConcurrentQueue, IsNotHeldUpByWorkThatWaitsForItsTime) {
+    backends::posix::ConcurrentQueue queue("test", 1);
+    queue.dispatchAfter(std::chrono::hours(1), [] { ADD_FAILURE() << "an hour too early"; });
+    std::promise<void> later;
+    queue.dispatchAfter(std::chrono::milliseconds(1), [&] { later.set_value(); });
+    queue.dispatchAndWait([] {});
+    later.get_future().wait();
 }
 
 TEST(FileWatch, SeesTheFileComeChangeAndGo) {

@@ -1,0 +1,34 @@
+#include "backends/posix/Disk.h"
+
+#include <sys/stat.h>
+
+#include <dirent.h>
+#include <string_view>
+
+namespace backends::posix {
+
+bool PosixDisk::exists(const std::string& path) const {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0;
+}
+
+std::optional<platform::FileKind> PosixDisk::kind(const std::string& path) const {
+    struct stat target;
+    struct stat item;
+    if (::stat(path.c_str(), &target) != 0 || ::lstat(path.c_str(), &item) != 0) return std::nullopt;
+    return platform::FileKind{S_ISDIR(target.st_mode), S_ISLNK(item.st_mode), {target.st_dev, target.st_ino}};
+}
+
+std::vector<std::string> PosixDisk::entryNames(const std::string& path) const {
+    std::vector<std::string> names;
+    DIR* const directory = ::opendir(path.c_str());
+    if (directory == nullptr) return names;
+    while (const dirent* entry = ::readdir(directory)) {
+        const std::string_view name(entry->d_name);
+        if (name != "." && name != "..") names.emplace_back(name);
+    }
+    ::closedir(directory);
+    return names;
+}
+
+} // namespace backends::posix
