@@ -75,7 +75,7 @@ class Reader {
     void count(std::size_t wireBytes, std::size_t valueBytes) {
         wire += wireBytes;
         held += valueBytes;
-        if (held > allowance + wire * 5 / 2)
+        if (held > std::max(allowance, 3 * wire))
             throw sdbus::Error(limitsExceededError, "the message would take too much memory");
     }
 
@@ -101,7 +101,8 @@ class Reader {
     }
 
     Value readDictionary(const char* contents, int depth) {
-        constexpr std::size_t node = sizeof(Dictionary::value_type) + 5 * sizeof(void*) - sizeof(Value);
+        // Of the map, with the allocator's word; key and value have been counted as two values.
+        constexpr std::size_t node = sizeof(Dictionary::value_type) + 5 * sizeof(void*) - 2 * sizeof(Value);
         Dictionary entries;
         checked(sd_bus_message_enter_container(source, 'a', contents));
         char type = 0;

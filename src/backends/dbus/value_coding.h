@@ -25,9 +25,10 @@ namespace backends::dbus {
 // The error of a message that would take too much memory.
 inline constexpr const char* limitsExceededError = "org.freedesktop.DBus.Error.LimitsExceeded";
 
-// The memory that values may take: so much whatever they are, and beyond it two and a half times what was
-// read. With the message itself, 32 MiB of anything take at most 128 MiB.
-inline constexpr std::size_t freeValueMemory = std::size_t{16} << 20;
+// The memory that values may take: so much whatever they are, and otherwise three times what was read. With
+// the message itself, 32 MiB of anything take at most 128 MiB. A status with 100,000 files in flight and
+// details of each takes 45 MiB.
+inline constexpr std::size_t freeValueMemory = std::size_t{64} << 20;
 // The same for what can only be small: options, an environment.
 inline constexpr std::size_t smallValueMemory = std::size_t{1} << 20;
 
