@@ -235,9 +235,9 @@ static inline const char* tsyncTranslated(const char* english, const char* local
     return english;
 }
 
-/* The session's locale for messages, as POSIX orders the variables, and as gettext reads LANGUAGE: in a locale
- * other than C it is a list of languages, of which the first counts that there are texts in, English among
- * them. "" when there is none. The result may be the beginning of such a list. */
+/* The session's locale for messages, as POSIX orders the variables, and as gettext reads LANGUAGE: in a
+ * locale other than C it is a list of languages, of which the first counts that there are texts in, English
+ * among them. "" when there is none. The result may be the beginning of such a list. */
 static inline const char* tsyncMessageLocale(void) {
     static const char* const variables[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
     static const char* const languages[] = {"en", "de", "fr", "it", "es"};
@@ -249,7 +249,8 @@ static inline const char* tsyncMessageLocale(void) {
         if (value) locale = value;
     }
     if (locale[0] == '\0' || strcmp(locale, "C") == 0 || strncmp(locale, "C.", 2) == 0 ||
-         strcmp(locale, "POSIX") == 0) return locale;
+        strcmp(locale, "POSIX") == 0)
+        return locale;
     if (!list || list[0] == '\0') return locale;
     while (list) {
         for (index = 0; index < sizeof languages / sizeof languages[0]; ++index)
