@@ -88,6 +88,17 @@ struct GuardedFileSystem::Mount {
 
     bool isDead() const { return isHeldUp && helpers == maximumHelpersPerMount; }
 
+    // A kind is asked for by an open menu and comes first; the others behind those that are waited for,
+    // before those that nobody waits for any more.
+    void take(const std::shared_ptr<Job>& job) {
+        if (job->about == Question::About::kind) {
+            jobs.push_front(job);
+            return;
+        }
+        jobs.insert(std::find_if(jobs.begin(), jobs.end(), [](const auto& each) { return !each->question; }),
+                    job);
+    }
+
     void wantLate(const std::shared_ptr<Job>& job) {
         if (late.size() + job->paths.size() > maximumLatePaths) {
             isIncomplete = true;
@@ -143,8 +154,9 @@ struct GuardedFileSystem::State : std::enable_shared_from_this<State> {
         if (!hasEnded) callback();
     }
 
-    void ask(const std::shared_ptr<Question>& question, std::vector<std::string> paths,
-             std::chrono::milliseconds wait);
+    bool ask(const std::shared_ptr<Question>& question, std::vector<std::string> paths);
+    std::shared_ptr<Question> answerOf(Question::About about, std::vector<std::string> paths,
+                                       std::chrono::milliseconds wait);
     void giveUp(Question& question);
     void help(const std::shared_ptr<Mount>& mount);
 
@@ -276,8 +288,9 @@ std::shared_ptr<GuardedFileSystem::Job> GuardedFileSystem::State::plan(Mount& mo
     return job->paths.empty() ? nullptr : job;
 }
 
-void GuardedFileSystem::State::ask(const std::shared_ptr<Question>& question, std::vector<std::string> paths,
-                                   std::chrono::milliseconds wait) {
+// Whether there is something to wait for.
+bool GuardedFileSystem::State::ask(const std::shared_ptr<Question>& question,
+                                   std::vector<std::string> paths) {
     struct Share {
         std::vector<std::string> paths;
         std::vector<std::size_t> places;
@@ -308,20 +321,14 @@ void GuardedFileSystem::State::ask(const std::shared_ptr<Question>& question, st
             if (!job) continue;
             job->question = question;
             question->open.push_back({mount, job, mount->probes});
-            mount->jobs.push_front(job);
+            mount->take(job);
             startHelper(mount);
         }
         question->isOver = question->open.empty();
-        if (!question->isOver) {
-            deadlines.dispatchAfter(wait, [weakState = weak_from_this(), weak = std::weak_ptr(question)] {
-                const auto shared = weakState.lock();
-                const auto open = weak.lock();
-                if (shared && open) shared->giveUp(*open);
-            });
-            return;
-        }
+        if (!question->isOver) return true;
     }
     question->answered(*question);
+    return false;
 }
 
 void GuardedFileSystem::State::giveUp(Question& question) {
@@ -342,38 +349,49 @@ void GuardedFileSystem::State::giveUp(Question& question) {
     deliver([&] { question.answered(question); });
 }
 
+// For a caller that waits: it keeps the deadline itself.
+std::shared_ptr<GuardedFileSystem::Question>
+GuardedFileSystem::State::answerOf(Question::About about, std::vector<std::string> paths,
+                                   std::chrono::milliseconds wait) {
+    const auto question = std::make_shared<Question>();
+    question->about = about;
+    question->existence.resize(paths.size(), Existence::unknown);
+    const auto over = std::make_shared<std::promise<void>>();
+    const auto isOver = over->get_future();
+    question->answered = [over](Question&) { over->set_value(); };
+    ask(question, std::move(paths));
+    if (isOver.wait_for(wait) == std::future_status::timeout) giveUp(*question);
+    isOver.wait();
+    return question;
+}
+
 void GuardedFileSystem::askExistence(std::vector<std::string> paths, ExistenceHandler answered) {
     const auto question = std::make_shared<Question>();
     question->existence.resize(paths.size(), Existence::unknown);
     question->answered = [answered = std::move(answered)](Question& over) {
         answered(std::move(over.existence));
     };
-    state->ask(question, std::move(paths), patience);
+    if (!state->ask(question, std::move(paths))) return;
+    state->deadlines.dispatchAfter(patience,
+                                   [weakState = std::weak_ptr(state), weak = std::weak_ptr(question)] {
+                                       const auto shared = weakState.lock();
+                                       const auto open = weak.lock();
+                                       if (shared && open) shared->giveUp(*open);
+                                   });
 }
 
 std::vector<Existence> GuardedFileSystem::existence(std::span<const std::string_view> paths) {
-    std::promise<std::vector<Existence>> answers;
-    askExistence({paths.begin(), paths.end()},
-                 [&answers](std::vector<Existence> all) { answers.set_value(std::move(all)); });
-    return answers.get_future().get();
+    return std::move(
+        state->answerOf(Question::About::existence, {paths.begin(), paths.end()}, patience)->existence);
 }
 
 std::optional<platform::FileKind> GuardedFileSystem::kind(std::string_view path) {
-    const auto question = std::make_shared<Question>();
-    question->about = Question::About::kind;
-    std::promise<std::optional<platform::FileKind>> answer;
-    question->answered = [&answer](Question& over) { answer.set_value(over.kind); };
-    state->ask(question, {std::string(path)}, patience);
-    return answer.get_future().get();
+    return state->answerOf(Question::About::kind, {std::string(path)}, patience)->kind;
 }
 
 std::vector<std::string> GuardedFileSystem::entryNames(std::string_view path) {
-    const auto question = std::make_shared<Question>();
-    question->about = Question::About::entryNames;
-    std::promise<std::vector<std::string>> answer;
-    question->answered = [&answer](Question& over) { answer.set_value(std::move(over.entryNames)); };
-    state->ask(question, {std::string(path)}, patienceForListings);
-    return answer.get_future().get();
+    return std::move(
+        state->answerOf(Question::About::entryNames, {std::string(path)}, patienceForListings)->entryNames);
 }
 
 } // namespace backends::posix
