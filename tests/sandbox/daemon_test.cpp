@@ -96,6 +96,11 @@ TEST_F(DaemonTest, StopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
     EXPECT_TRUE(daemon->allPathsInSync().empty());
 }
 
+TEST_F(DaemonTest, DoesNotBelieveAStateThatHoldsItself) {
+    temporary.write("state/state.json", R"({"version":1,"pairs":{"/Docs":")" + temporary.path() + "\"}}");
+    EXPECT_TRUE(run().allPathsInSync().empty());
+}
+
 TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
     temporary.write("docs/closed/kept", "1");
     temporary.write("docs/gone", "");

@@ -163,6 +163,10 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
         bus.start([] {});
         ASSERT_TRUE(service.requestName());
     }
+    // What is still said of them would reach objects that are going.
+    void TearDown() override {
+        EXPECT_TRUE(support::eventually([&] { return count("hosts") == 0; }));
+    }
     void changeRoots() {
         hasOtherRoot = !hasOtherRoot;
         refresh({{"/R", "/r"}, {"/S", hasOtherRoot ? "/s" : "/t"}});
