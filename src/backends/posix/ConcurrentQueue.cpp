@@ -69,7 +69,8 @@ void ConcurrentQueue::run(const std::shared_ptr<State>& state) {
                 state->changed.wait(guard);
             } else {
                 state->isTimed = true;
-                state->changed.wait_until(guard, state->delayed.begin()->first);
+                const auto due = state->delayed.begin()->first; // whose entry may go meanwhile
+                state->changed.wait_until(guard, due);
                 state->isTimed = false;
             }
             --state->idle;
