@@ -1,9 +1,9 @@
 // Path utilities and lookup. Input: paths, one a line. The loaders' builder, the plain lookup and a map from
 // path to node must agree, and so must the utilities with what they are documented to be in terms of another.
 #include "fuzz/require.h"
+#include "snapshot/tree/TreeBuilder.h"
 #include "snapshot/tree/lookup.h"
 #include "snapshot/tree/path_utils.h"
-#include "snapshot/tree/tree_builder.h"
 
 #include <cstdint>
 #include <cstring>

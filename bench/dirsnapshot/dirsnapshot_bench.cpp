@@ -7,7 +7,7 @@
 // Rows are edit and compare (both when none is given). Ends with 1 when a figure misses its limit.
 #include "bench/snapshot/measure.h"
 #include "dirsnapshot/DirSnapshot.h"
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "snapshot/DSDigest.h"
 
 #include <algorithm>

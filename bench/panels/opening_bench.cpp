@@ -5,7 +5,7 @@
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/name_owner.h"
 #include "backends/posix/ChildProcess.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"

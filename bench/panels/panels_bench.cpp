@@ -1,8 +1,8 @@
 // The two places where the panels compute while a person waits: the layout of a bar and the completion of a
 // keystroke. Each stands beside a lower bound measured in the same run.
-#include "jumpbar/IndexPathHelpers.h"
 #include "jumpbar/VxJumpBar.h"
-#include "panels/EmailEntry.h"
+#include "jumpbar/index_path_helpers.h"
+#include "panels/email_entry.h"
 
 #include <benchmark/benchmark.h>
 

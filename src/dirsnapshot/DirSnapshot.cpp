@@ -2,7 +2,7 @@
 
 #include "dirsnapshot/item_kinds.h"
 #include "foundation/path_strings.h"
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDatabase.h"
 #include "snapshot/DSFlatFile.h"

@@ -6,7 +6,7 @@
 // Values: a snapshot owns its tree; copying copies the tree, moving hands it over. A snapshot without a tree
 // (nothing was loaded) answers none or 0, compares like an empty root, and refuses every edit.
 //
-// Results are property lists: an item's attributes under the keys of platform/FileAttributes.h, dates as
+// Results are property lists: an item's attributes under the keys of platform/file_attributes.h, dates as
 // whole seconds since 1970, and its path under DirSnapshotNodePathKey.
 //
 // What is refused is said in the log, in one line, and why in the next; nothing is raised. The log must

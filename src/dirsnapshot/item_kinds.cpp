@@ -1,6 +1,6 @@
 #include "dirsnapshot/item_kinds.h"
 
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 
 #include <cmath>
 #include <limits>

@@ -1,7 +1,7 @@
 #include "extension/CommandConfirmation.h"
 
 #include "foundation/path_strings.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <array>
 #include <condition_variable>

@@ -1,10 +1,10 @@
 #include "extension/FinderSyncCommands.h"
 
-#include "daemon_client/CommandMessage.h"
+#include "daemon_client/command_message.h"
 #include "extension/commands.h"
 #include "foundation/path_strings.h"
-#include "platform/Json.h"
-#include "platform/Utf8.h"
+#include "platform/json.h"
+#include "platform/utf8.h"
 #include "protocol/names.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "foundation/keychain.h"
 
-#include "platform/Utf8.h"
+#include "platform/utf8.h"
 
 namespace foundation {
 namespace {

@@ -1,6 +1,6 @@
 #include "jumpbar/VxJumpBar.h"
 
-#include "jumpbar/IndexPathHelpers.h"
+#include "jumpbar/index_path_helpers.h"
 
 #include <algorithm>
 #include <cctype>

@@ -13,9 +13,9 @@
 
 #include "jumpbar/VxJumpBarLabel.h"
 #include "jumpbar/VxJumpBarView.h"
-#include "platform/Geometry.h"
 #include "platform/IndexPath.h"
 #include "platform/Menu.h"
+#include "platform/geometry.h"
 
 #include <array>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #include "jumpbar/VxJumpBarLabel.h"
 
-#include "jumpbar/IndexPathHelpers.h"
+#include "jumpbar/index_path_helpers.h"
 
 #include <cmath>
 #include <utility>

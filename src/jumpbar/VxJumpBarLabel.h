@@ -7,9 +7,9 @@
 #pragma once
 
 #include "jumpbar/VxJumpBarView.h"
-#include "platform/Geometry.h"
 #include "platform/IndexPath.h"
 #include "platform/Menu.h"
+#include "platform/geometry.h"
 
 #include <cstddef>
 #include <memory>

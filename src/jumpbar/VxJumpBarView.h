@@ -4,9 +4,9 @@
 #pragma once
 
 #include "platform/Font.h"
-#include "platform/Geometry.h"
 #include "platform/Image.h"
 #include "platform/Menu.h"
+#include "platform/geometry.h"
 
 #include <cstddef>
 #include <string>

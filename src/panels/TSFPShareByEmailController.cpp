@@ -1,6 +1,6 @@
 #include "panels/TSFPShareByEmailController.h"
 
-#include "daemon_client/CommandMessage.h"
+#include "daemon_client/command_message.h"
 #include "daemon_client/sync_path_mapping.h"
 #include "foundation/path_strings.h"
 #include "protocol/names.h"

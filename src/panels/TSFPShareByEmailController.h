@@ -11,8 +11,8 @@
 #pragma once
 
 #include "daemon_client/SyncPathTable.h"
-#include "panels/EmailEntry.h"
 #include "panels/TSFPEmailToken.h"
+#include "panels/email_entry.h"
 #include "platform/AddressBook.h"
 #include "platform/DisplayText.h"
 #include "platform/FileSystem.h"

@@ -5,7 +5,7 @@
 // is given another object). Main thread only once an image is shown.
 #pragma once
 
-#include "platform/Geometry.h"
+#include "platform/geometry.h"
 
 #include <memory>
 #include <string>

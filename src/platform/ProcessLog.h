@@ -4,8 +4,8 @@
 // is escaped by the real log. Nothing is formatted for a level that is off. Any thread may write.
 #pragma once
 
-#include "platform/Json.h"
 #include "platform/Value.h"
+#include "platform/json.h"
 
 #include <concepts>
 #include <optional>

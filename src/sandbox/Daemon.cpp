@@ -2,7 +2,7 @@
 
 #include "daemon_client/sync_path_mapping.h"
 #include "dirsnapshot/DirSnapshot.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/names.h"
 #include "sandbox/paths.h"
 

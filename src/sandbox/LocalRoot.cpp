@@ -1,6 +1,6 @@
 #include "sandbox/LocalRoot.h"
 
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "sandbox/paths.h"
 #include "sandbox/placement.h"
 

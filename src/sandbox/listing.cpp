@@ -1,7 +1,7 @@
 #include "sandbox/listing.h"
 
 #include "dirsnapshot/DirSnapshot.h"
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "sandbox/paths.h"
 
 #include <sys/stat.h>

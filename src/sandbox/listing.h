@@ -1,7 +1,7 @@
 // What lies in the space, as property lists and as a snapshot: read with the snapshot engine.
 //
 // An item is a dictionary of type, size, modification date and path, under the keys of
-// platform/FileAttributes.h and DirSnapshotNodePathKey; the path is the full remote one. Links and the
+// platform/file_attributes.h and DirSnapshotNodePathKey; the path is the full remote one. Links and the
 // space's private folder are no items.
 #pragma once
 

@@ -1,7 +1,7 @@
 // What is asked about single items of the space: each waits for the storage, and is cancelled when the
 // service ends.
 #include "dirsnapshot/DirSnapshot.h"
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "service/Service.h"
 #include "service/names.h"
 #include "service/pair_parts.h"

@@ -1,12 +1,12 @@
 // The thread of one pair: a round at the start, when somebody asks, when something has changed here, and from
-// time to time (service/waits.h). What came of it is an immutable value that anybody may read.
+// time to time (service/Waits.h). What came of it is an immutable value that anybody may read.
 #pragma once
 
 #include "platform/DirectoryEvents.h"
 #include "platform/ProcessLog.h"
 #include "service/PairSync.h"
+#include "service/Waits.h"
 #include "service/WatchedSpace.h"
-#include "service/waits.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -1,6 +1,6 @@
 #include "sync_daemon/Commands.h"
 
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/names.h"
 
 #include <array>

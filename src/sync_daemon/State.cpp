@@ -1,6 +1,6 @@
 #include "sync_daemon/State.h"
 
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "sync_daemon/paths.h"
 #include "sync_daemon/writing.h"
 

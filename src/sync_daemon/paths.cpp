@@ -1,6 +1,6 @@
 #include "sync_daemon/paths.h"
 
-#include "platform/Utf8.h"
+#include "platform/utf8.h"
 
 #include <filesystem>
 #include <system_error>

@@ -1,6 +1,6 @@
 // The commands from outside: the stand-in daemon and the extension process on a private bus, a terminal that
 // chooses menu items, and a program of the test's in the place of the panel program.
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "tests/support/CommandRecorder.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"

@@ -1,6 +1,6 @@
 // The programs from outside: the stand-in daemon and the extension process on a private bus, a real folder,
 // and a terminal as the file manager.
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"
 #include "tests/support/TemporaryFolder.h"

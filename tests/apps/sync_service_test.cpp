@@ -1,6 +1,6 @@
 // The sync service as a person has it: the program on a bus of its own, a real SFTP server, the extension
 // beside it.
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/StorageServers.h"

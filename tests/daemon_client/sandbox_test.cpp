@@ -1,6 +1,6 @@
 // The client against the real stand-in daemon: every message of the protocol, with what it does to real
 // files.
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/BusClient.h"

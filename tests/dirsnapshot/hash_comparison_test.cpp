@@ -1,4 +1,4 @@
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "snapshot/exclusion/scan_utils.h"
 #include "tests/dirsnapshot/support.h"
 

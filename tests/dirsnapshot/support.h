@@ -2,7 +2,7 @@
 #pragma once
 
 #include "dirsnapshot/DirSnapshot.h"
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "tests/snapshot/support.h"
 #include "tests/support/fakes.h"
 

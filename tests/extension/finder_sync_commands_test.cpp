@@ -1,7 +1,7 @@
 // The actions by themselves: what they ask, post, tell and come to, against a daemon whose every answer the
 // test decides.
 #include "extension/commands.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "tests/extension/ExtensionParts.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // The text between the extension and the panel program, against literal JSON, and against the page that
 // describes it.
-#include "panels/PanelMessages.h"
-#include "platform/Json.h"
+#include "panels/panel_messages.h"
+#include "platform/json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "service/waits.h"
+#include "service/Waits.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The command-line tool from outside: arguments in, exit code, output and files out.
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "tests/snapshot/support.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 // The tree and its lists: single cases, then random operations beside a plain model.
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
+#include "snapshot/tree/TreeBuilder.h"
 #include "snapshot/tree/lookup.h"
-#include "snapshot/tree/tree_builder.h"
 #include "tests/snapshot/support.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DistributedCenter.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>

@@ -2,12 +2,12 @@
 
 #include "apps/dirsnapshot/output.h"
 #include "dirsnapshot/DirSnapshot.h"
-#include "platform/FileAttributes.h"
-#include "platform/Utf8.h"
+#include "platform/file_attributes.h"
+#include "platform/utf8.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/exclusion/scan_utils.h"
-#include "snapshot/stores/stored_items.h"
+#include "snapshot/stores/StoredItems.h"
 
 #include <cerrno>
 #include <cstdio>

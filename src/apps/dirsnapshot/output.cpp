@@ -1,8 +1,8 @@
 #include "apps/dirsnapshot/output.h"
 
 #include "apps/dirsnapshot/trees.h"
-#include "platform/Json.h"
-#include "platform/Utf8.h"
+#include "platform/json.h"
+#include "platform/utf8.h"
 
 #include <cerrno>
 #include <cstdio>

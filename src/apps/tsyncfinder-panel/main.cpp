@@ -4,7 +4,7 @@
 #include "backends/log/StandardErrorLog.h"
 #include "backends/qt/drawing.h"
 #include "backends/qt/texts.h"
-#include "panels/PanelMessages.h"
+#include "panels/panel_messages.h"
 
 #include <QApplication>
 #include <QIcon>

@@ -10,7 +10,7 @@
 #include "backends/qt/MainQueue.h"
 #include "backends/qt/SavePanelDialog.h"
 #include "backends/qt/ShareByEmailDialog.h"
-#include "daemon_client/CommandMessage.h"
+#include "daemon_client/command_message.h"
 #include "platform/NotificationCenter.h"
 #ifdef TSYNCFINDER_CONTACTS
 #include "backends/contacts/VCardFolder.h"

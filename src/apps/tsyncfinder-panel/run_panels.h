@@ -1,7 +1,7 @@
 // One panel from its request to its answer. The application exists; each returns the program's exit status.
 #pragma once
 
-#include "panels/PanelMessages.h"
+#include "panels/panel_messages.h"
 #include "platform/ProcessLog.h"
 
 namespace apps::panel {

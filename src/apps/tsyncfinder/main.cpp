@@ -1,7 +1,7 @@
 // tsyncfinder: the extension process, and a terminal as a file manager.
-#include "apps/tsyncfinder/ExtensionProcess.h"
 #include "apps/tsyncfinder/config_command.h"
 #include "apps/tsyncfinder/doctor/doctor_command.h"
+#include "apps/tsyncfinder/extension_process.h"
 #include "apps/tsyncfinder/installation.h"
 #include "apps/tsyncfinder/secret_command.h"
 #include "apps/tsyncfinder/settings.h"

@@ -1,6 +1,6 @@
 #include "apps/tsyncfinder/settings.h"
 
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <sys/file.h>
 

@@ -7,7 +7,7 @@
 #include "backends/log/StandardErrorLog.h"
 #include "backends/posix/InotifyEvents.h"
 #include "backends/posix/SerialQueue.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "sandbox/Daemon.h"

@@ -5,7 +5,7 @@
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/SyncServiceInterface.h"
 #include "backends/log/StandardErrorLog.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/names.h"
 #include "sync_daemon/paths.h"
 

@@ -1,6 +1,6 @@
 #include "apps/tsyncquenz/settings.h"
 
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "sync_daemon/writing.h"
 
 #include <cstdlib>

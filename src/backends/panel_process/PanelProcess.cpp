@@ -1,8 +1,8 @@
 #include "backends/panel_process/PanelProcess.h"
 
 #include "backends/panel_process/given_answers.h"
-#include "platform/Json.h"
-#include "platform/Utf8.h"
+#include "platform/json.h"
+#include "platform/utf8.h"
 #include "protocol/names.h"
 
 #include <algorithm>

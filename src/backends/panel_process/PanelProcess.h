@@ -10,7 +10,7 @@
 
 #include "backends/posix/ChildProcess.h"
 #include "extension/Panels.h"
-#include "panels/PanelMessages.h"
+#include "panels/panel_messages.h"
 #include "platform/Pasteboard.h"
 #include "platform/ProcessLog.h"
 #include "platform/Value.h"

@@ -1,9 +1,9 @@
 #include "backends/panel_process/given_answers.h"
 
 #include "foundation/path_strings.h"
-#include "panels/EmailEntry.h"
 #include "panels/TSFPSavePanel.h"
-#include "platform/Utf8.h"
+#include "panels/email_entry.h"
+#include "platform/utf8.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,8 +1,8 @@
 #include "backends/qt/JumpBarLabelWidget.h"
 
-#include "backends/qt/Images.h"
 #include "backends/qt/JumpBarWidget.h"
 #include "backends/qt/drawing.h"
+#include "backends/qt/images.h"
 #include "backends/qt/texts.h"
 
 #include <QKeyEvent>

@@ -1,9 +1,9 @@
 #include "backends/qt/JumpBarWidget.h"
 
-#include "backends/qt/Images.h"
 #include "backends/qt/JumpBarLabelWidget.h"
 #include "backends/qt/accessibility.h"
 #include "backends/qt/drawing.h"
+#include "backends/qt/images.h"
 #include "backends/qt/texts.h"
 
 #include <QContextMenuEvent>

@@ -1,8 +1,8 @@
 #include "backends/qt/MenuItemPainter.h"
 
-#include "backends/qt/Images.h"
 #include "backends/qt/MenuModel.h"
 #include "backends/qt/drawing.h"
+#include "backends/qt/images.h"
 #include "jumpbar/VxJumpBar.h"
 
 #include <QApplication>

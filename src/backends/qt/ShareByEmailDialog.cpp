@@ -1,8 +1,8 @@
 #include "backends/qt/ShareByEmailDialog.h"
 
-#include "backends/qt/Images.h"
 #include "backends/qt/PeopleModel.h"
 #include "backends/qt/drawing.h"
+#include "backends/qt/images.h"
 #include "backends/qt/mnemonics.h"
 #include "backends/qt/texts.h"
 

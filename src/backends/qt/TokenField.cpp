@@ -3,7 +3,7 @@
 #include "backends/qt/FlowLayout.h"
 #include "backends/qt/TokenChip.h"
 #include "backends/qt/texts.h"
-#include "panels/EmailEntry.h"
+#include "panels/email_entry.h"
 
 #include <QAbstractItemView>
 #include <QAccessibleWidget>

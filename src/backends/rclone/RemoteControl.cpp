@@ -2,7 +2,7 @@
 
 #include "backends/posix/ChildProcess.h"
 #include "backends/rclone/replies.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <curl/curl.h>
 #include <sys/random.h>

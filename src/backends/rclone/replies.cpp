@@ -1,6 +1,6 @@
 #include "backends/rclone/replies.h"
 
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #include "backends/secret/secret_service.h"
 
 #include "backends/secret/secret_errors.h"
-#include "platform/Utf8.h"
+#include "platform/utf8.h"
 
 #include <libsecret/secret.h>
 

@@ -3,7 +3,7 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "snapshot/DSDigest.h"
-#include "snapshot/tree/digest_store.h"
+#include "snapshot/tree/DigestStore.h"
 #include "snapshot/tree/list_private.h"
 #include "snapshot/tree/name_order.h"
 #include "snapshot/tree/path_utils.h"

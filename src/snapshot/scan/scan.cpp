@@ -1,9 +1,9 @@
 #include "snapshot/scan/scan.h"
 
-#include "snapshot/scan/directory_listing.h"
-#include "snapshot/scan/work_ahead.h"
+#include "snapshot/scan/DirectoryListing.h"
+#include "snapshot/scan/WorkAhead.h"
+#include "snapshot/tree/NodeStore.h"
 #include "snapshot/tree/list_private.h"
-#include "snapshot/tree/node_store.h"
 #include "snapshot/tree/path_utils.h"
 
 #include <cerrno>

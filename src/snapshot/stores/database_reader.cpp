@@ -1,7 +1,7 @@
 #include "snapshot/DSDatabase.h"
+#include "snapshot/stores/Decimal.h"
 #include "snapshot/stores/database.h"
-#include "snapshot/stores/decimal.h"
-#include "snapshot/tree/tree_builder.h"
+#include "snapshot/tree/TreeBuilder.h"
 
 #include <sys/stat.h>
 

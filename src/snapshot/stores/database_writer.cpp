@@ -1,6 +1,6 @@
 #include "snapshot/DSDatabase.h"
+#include "snapshot/stores/StoredItems.h"
 #include "snapshot/stores/database.h"
-#include "snapshot/stores/stored_items.h"
 
 #include <cstdio>
 #include <ctime>

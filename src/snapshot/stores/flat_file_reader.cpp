@@ -1,8 +1,8 @@
 #include "snapshot/DSDatabase.h"
 #include "snapshot/DSFlatFile.h"
-#include "snapshot/stores/decimal.h"
+#include "snapshot/stores/Decimal.h"
 #include "snapshot/stores/flat_file.h"
-#include "snapshot/tree/tree_builder.h"
+#include "snapshot/tree/TreeBuilder.h"
 
 #include <sys/stat.h>
 

@@ -1,7 +1,7 @@
 #include "snapshot/DSFlatFile.h"
+#include "snapshot/stores/ReplacedFile.h"
+#include "snapshot/stores/StoredItems.h"
 #include "snapshot/stores/flat_file.h"
-#include "snapshot/stores/replaced_file.h"
-#include "snapshot/stores/stored_items.h"
 
 #include <charconv>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "snapshot/DSList.h"
 
+#include "snapshot/tree/NameIndex.h"
 #include "snapshot/tree/allocation.h"
 #include "snapshot/tree/list_private.h"
-#include "snapshot/tree/name_index.h"
 #include "snapshot/tree/name_order.h"
 
 #include <algorithm>

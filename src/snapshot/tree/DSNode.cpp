@@ -1,10 +1,10 @@
 #include "snapshot/DSNode.h"
 
+#include "snapshot/tree/DigestStore.h"
+#include "snapshot/tree/NodeStore.h"
 #include "snapshot/tree/allocation.h"
-#include "snapshot/tree/digest_store.h"
 #include "snapshot/tree/list_private.h"
 #include "snapshot/tree/lookup.h"
-#include "snapshot/tree/node_store.h"
 #include "snapshot/tree/path_utils.h"
 
 #include <cstdlib>

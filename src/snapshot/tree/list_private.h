@@ -1,6 +1,6 @@
 // The private side of DSList and DSNode: how their memory lies, shared by the engine's own sources.
 //
-// A node is one piece of memory (see node_store.h), so that a tree of a million items costs few calls of the
+// A node is one piece of memory (see NodeStore.h), so that a tree of a million items costs few calls of the
 // allocator and little memory:
 //
 //     DSListNode  the link that stands for the node in its parent's children
@@ -31,8 +31,8 @@ enum ListFlag : uint32_t {
 // What DSNode::_flags holds in its lowest bits. The bits above are the slot, counted from the start of the
 // list's allocation, at which the parent's children last knew the node to be: a removal looks near it.
 enum NodeFlag : uint32_t {
-    kDigestInBlock = 1, // the digest is part of a block; see digest_store.h
-    kInChunk = 2,       // the node is part of a chunk; see node_store.h
+    kDigestInBlock = 1, // the digest is part of a block; see DigestStore.h
+    kInChunk = 2,       // the node is part of a chunk; see NodeStore.h
 };
 inline constexpr uint32_t kNodeFlags = kDigestInBlock | kInChunk;
 inline constexpr unsigned kSlotShift = 2;

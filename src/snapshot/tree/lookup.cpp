@@ -1,9 +1,9 @@
 #include "snapshot/tree/lookup.h"
 
+#include "snapshot/tree/NameIndex.h"
+#include "snapshot/tree/NodeStore.h"
 #include "snapshot/tree/list_private.h"
-#include "snapshot/tree/name_index.h"
 #include "snapshot/tree/name_order.h"
-#include "snapshot/tree/node_store.h"
 #include "snapshot/tree/path_utils.h"
 
 #include <cstring>

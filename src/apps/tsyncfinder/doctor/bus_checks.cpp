@@ -2,7 +2,7 @@
 #include "apps/tsyncfinder/doctor/processes.h"
 #include "backends/dbus/BusNames.h"
 #include "backends/dbus/FinderSync1Client.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/names.h"
 
 #include <cstdlib>

@@ -2,7 +2,7 @@
 
 #include "apps/tsyncfinder/doctor/checks.h"
 #include "apps/usage.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <algorithm>
 #include <chrono>

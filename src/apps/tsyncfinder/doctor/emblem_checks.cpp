@@ -1,5 +1,5 @@
+#include "apps/tsyncfinder/doctor/IconThemes.h"
 #include "apps/tsyncfinder/doctor/checks.h"
-#include "apps/tsyncfinder/doctor/icon_theme.h"
 #include "apps/tsyncfinder/doctor/run_program.h"
 #include "extension/badges.h"
 #include "protocol/names.h"

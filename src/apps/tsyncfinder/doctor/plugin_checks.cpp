@@ -4,7 +4,7 @@
 #include "apps/tsyncfinder/installation.h"
 #include "backends/dbus/BusNames.h"
 #include "backends/dbus/FinderSync1Client.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 #include "protocol/names.h"
 
 #include <algorithm>

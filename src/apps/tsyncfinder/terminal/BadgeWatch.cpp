@@ -3,8 +3,8 @@
 #include "apps/tsyncfinder/terminal/paths.h"
 #include "extension/badges.h"
 #include "platform/FileURL.h"
-#include "platform/Json.h"
-#include "platform/Utf8.h"
+#include "platform/json.h"
+#include "platform/utf8.h"
 #include "protocol/names.h"
 
 #include <sys/stat.h>

@@ -4,8 +4,8 @@
 #include "apps/tsyncfinder/terminal/paths.h"
 #include "backends/dbus/DaemonProbe.h"
 #include "hosts/terminal/badge_tree.h"
-#include "platform/Json.h"
-#include "platform/Utf8.h"
+#include "platform/json.h"
+#include "platform/utf8.h"
 
 #include <cstdlib>
 #include <iostream>

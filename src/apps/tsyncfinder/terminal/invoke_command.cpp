@@ -2,8 +2,8 @@
 #include "apps/tsyncfinder/terminal/paths.h"
 #include "extension/commands.h"
 #include "hosts/terminal/menu_text.h"
-#include "platform/Json.h"
-#include "platform/Utf8.h"
+#include "platform/json.h"
+#include "platform/utf8.h"
 #include "protocol/translations.h"
 
 #include <cstdlib>

@@ -6,7 +6,7 @@
 #include "daemon_client/SyncStatus.h"
 #include "hosts/terminal/drawing.h"
 #include "platform/FileURL.h"
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -4,8 +4,8 @@
 #include "backends/dbus/DaemonProbe.h"
 #include "dirsnapshot/DirSnapshot.h"
 #include "hosts/terminal/drawing.h"
-#include "platform/Json.h"
-#include "platform/Utf8.h"
+#include "platform/json.h"
+#include "platform/utf8.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,6 +1,5 @@
 #include "jumpbar/VxJumpBar.h"
-
-#include "jumpbar/IndexPathHelpers.h"
+#include "jumpbar/index_path_helpers.h"
 #include "tests/jumpbar/RecordingView.h"
 
 #include <gtest/gtest.h>

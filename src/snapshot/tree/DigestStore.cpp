@@ -1,4 +1,4 @@
-#include "snapshot/tree/digest_store.h"
+#include "snapshot/tree/DigestStore.h"
 
 #include "snapshot/tree/allocation.h"
 #include "snapshot/tree/list_private.h"

@@ -1,7 +1,6 @@
-#include "panels/TSFPShareByEmailController.h"
-
 #include "backends/posix/GuardedFileSystem.h"
-#include "platform/Json.h"
+#include "panels/TSFPShareByEmailController.h"
+#include "platform/json.h"
 #include "tests/panels/SteppedQueue.h"
 #include "tests/support/fakes.h"
 

@@ -1,6 +1,5 @@
+#include "jumpbar/index_path_helpers.h"
 #include "panels/TSFPSavePanel.h"
-
-#include "jumpbar/IndexPathHelpers.h"
 #include "tests/jumpbar/RecordingView.h"
 #include "tests/panels/SteppedQueue.h"
 #include "tests/panels/StubbornSpace.h"

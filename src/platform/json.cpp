@@ -1,4 +1,4 @@
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,5 +1,4 @@
 #include "backends/contacts/VCardFolder.h"
-
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakes.h"
 

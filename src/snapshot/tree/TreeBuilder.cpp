@@ -1,4 +1,4 @@
-#include "snapshot/tree/tree_builder.h"
+#include "snapshot/tree/TreeBuilder.h"
 
 #include "snapshot/tree/list_private.h"
 #include "snapshot/tree/lookup.h"

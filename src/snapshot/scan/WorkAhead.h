@@ -6,7 +6,7 @@
 // helper is at the one it needs. No helper is started before a tree has shown some size.
 #pragma once
 
-#include "snapshot/scan/directory_listing.h"
+#include "snapshot/scan/DirectoryListing.h"
 
 #include <condition_variable>
 #include <memory>

@@ -1,6 +1,6 @@
-#include "daemon_client/CommandMessage.h"
+#include "daemon_client/command_message.h"
 
-#include "platform/Json.h"
+#include "platform/json.h"
 
 namespace daemon_client {
 

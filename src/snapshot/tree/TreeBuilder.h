@@ -2,7 +2,7 @@
 #pragma once
 
 #include "snapshot/DSNode.h"
-#include "snapshot/tree/node_store.h"
+#include "snapshot/tree/NodeStore.h"
 
 #include <string_view>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "apps/tsyncfinder/ExtensionProcess.h"
+#include "apps/tsyncfinder/extension_process.h"
 
 #include "apps/tsyncfinder/SettingsFollower.h"
 #include "backends/dbus/Bus.h"

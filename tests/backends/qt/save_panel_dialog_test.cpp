@@ -1,8 +1,7 @@
-#include "backends/qt/SavePanelDialog.h"
-
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/qt/JumpBarWidget.h"
 #include "backends/qt/MainQueue.h"
+#include "backends/qt/SavePanelDialog.h"
 #include "tests/backends/qt/finding.h"
 #include "tests/panels/SteppedQueue.h"
 #include "tests/panels/StubbornSpace.h"

@@ -2,7 +2,7 @@
 #include "dirsnapshot/DirSnapshot.h"
 #include "dirsnapshot/item_kinds.h"
 #include "foundation/path_strings.h"
-#include "platform/FileAttributes.h"
+#include "platform/file_attributes.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/tree/lookup.h"
 

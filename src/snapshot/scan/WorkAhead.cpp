@@ -1,4 +1,4 @@
-#include "snapshot/scan/work_ahead.h"
+#include "snapshot/scan/WorkAhead.h"
 
 #include "snapshot/DSNode.h"
 

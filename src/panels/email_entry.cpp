@@ -1,6 +1,6 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 
-#include "panels/EmailEntry.h"
+#include "panels/email_entry.h"
 
 #include <pcre2.h>
 

@@ -1,4 +1,4 @@
-#include "panels/EmailEntry.h"
+#include "panels/email_entry.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "snapshot/scan/directory_listing.h"
+#include "snapshot/scan/DirectoryListing.h"
 
 #include "snapshot/DSNode.h"
 #include "snapshot/scan/directory_entries.h"

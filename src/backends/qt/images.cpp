@@ -1,4 +1,4 @@
-#include "backends/qt/Images.h"
+#include "backends/qt/images.h"
 
 #include <QFile>
 #include <QMimeDatabase>

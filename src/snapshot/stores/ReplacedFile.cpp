@@ -1,4 +1,4 @@
-#include "snapshot/stores/replaced_file.h"
+#include "snapshot/stores/ReplacedFile.h"
 
 #include <sys/stat.h>
 #include <sys/xattr.h>

@@ -1,5 +1,4 @@
 #include "backends/qt/JumpBarWidget.h"
-
 #include "tests/backends/qt/finding.h"
 
 #include <gtest/gtest.h>

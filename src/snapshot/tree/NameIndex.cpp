@@ -1,4 +1,4 @@
-#include "snapshot/tree/name_index.h"
+#include "snapshot/tree/NameIndex.h"
 
 #include "snapshot/tree/list_private.h"
 

@@ -1,4 +1,4 @@
-#include "snapshot/tree/node_store.h"
+#include "snapshot/tree/NodeStore.h"
 
 #include "snapshot/tree/allocation.h"
 #include "snapshot/tree/list_private.h"

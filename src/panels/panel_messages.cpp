@@ -1,6 +1,6 @@
-#include "panels/PanelMessages.h"
+#include "panels/panel_messages.h"
 
-#include "platform/Json.h"
+#include "platform/json.h"
 
 #include <cstdlib>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "platform/Utf8.h"
+#include "platform/utf8.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "apps/tsyncfinder/doctor/icon_theme.h"
+#include "apps/tsyncfinder/doctor/IconThemes.h"
 
 #include <algorithm>
 #include <cstdlib>

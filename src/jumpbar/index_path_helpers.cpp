@@ -1,4 +1,4 @@
-#include "jumpbar/IndexPathHelpers.h"
+#include "jumpbar/index_path_helpers.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,7 +1,6 @@
-#include "backends/qt/ShareByEmailDialog.h"
-
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/qt/MainQueue.h"
+#include "backends/qt/ShareByEmailDialog.h"
 #include "backends/qt/texts.h"
 #include "tests/backends/qt/finding.h"
 #include "tests/panels/SteppedQueue.h"
