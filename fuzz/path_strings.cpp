@@ -1,6 +1,6 @@
 // Path operations on strings and the levels of a path. Input: a path, a line break, another path. Every
 // function must agree with its definition, written out here with a string for each step.
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include "extension/path_levels.h"
 #include "fuzz/require.h"
@@ -16,7 +16,7 @@
 
 namespace {
 
-using namespace foundation;
+using namespace paths;
 using Strings = std::vector<std::string>;
 
 Strings componentsOf(const std::string& path) {

@@ -5,7 +5,7 @@
 // in turn) at the same sizes, and with itself at one root and one file: its cost must not depend on them.
 #include "extension/BadgeState.h"
 #include "extension/FinderSync.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "tests/support/fakes.h"
 #include "tests/support/silent_connections.h"
 
@@ -53,9 +53,9 @@ void literalDecision(benchmark::State& run) {
     const std::string path = rootPath(0) + "/area3/project17/module/source/part17/other.txt";
     for (auto _ : run) {
         for (const FileURL& root : state->watchedPaths())
-            if (foundation::isChildOfPath(path, root.path())) break;
+            if (paths::isChildOfPath(path, root.path())) break;
         for (const std::string& file : *state->uploadingFiles())
-            benchmark::DoNotOptimize(foundation::isChildOfPath(file, path));
+            benchmark::DoNotOptimize(paths::isChildOfPath(file, path));
     }
 }
 BENCHMARK(literalDecision)->Args({1000, 10'000});

@@ -1,6 +1,6 @@
 #include "daemon_client/sync_path_mapping.h"
 
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include <vector>
 
@@ -9,9 +9,9 @@ namespace {
 
 std::string rebased(std::string_view root, std::string_view below) {
     std::vector<std::string> components;
-    foundation::forEachPathComponent(below,
-                                     [&](std::string_view component) { components.emplace_back(component); });
-    return foundation::stringByAppendingPathComponents(root, components);
+    paths::forEachPathComponent(below,
+                                [&](std::string_view component) { components.emplace_back(component); });
+    return paths::stringByAppendingPathComponents(root, components);
 }
 
 LocalRoots localRootsOf(const SyncPathTable& table) {
@@ -28,10 +28,10 @@ SyncPaths::SyncPaths(SyncPathTable paths) : table(std::move(paths)), localRoots(
 
 bool isPathInSync(const SyncPaths* paths, std::string_view path, bool& isBasePathOfSync) {
     isBasePathOfSync = true;
-    while (!foundation::isRootPath(path)) {
+    while (!paths::isRootPath(path)) {
         if (paths != nullptr && paths->localRoots.contains(path)) return true;
         isBasePathOfSync = false;
-        path = foundation::parentPath(path);
+        path = paths::parentPath(path);
     }
     return false;
 }
@@ -42,9 +42,9 @@ std::optional<std::string> remotePathOfLocalSyncPath(const SyncPathTable& table,
     std::string standardised;
     for (const auto& [remote, local] : table) {
         std::string_view root = local;
-        if (!foundation::isStandardForm(root)) root = standardised = foundation::standardisedPath(root);
-        if (foundation::isRootPath(root)) continue;
-        const std::optional<std::size_t> length = foundation::lengthOfNearestMatch(path, root);
+        if (!paths::isStandardForm(root)) root = standardised = paths::standardisedPath(root);
+        if (paths::isRootPath(root)) continue;
+        const std::optional<std::size_t> length = paths::lengthOfNearestMatch(path, root);
         if (length && *length > nearest) {
             nearest = *length;
             remoteRoot = &remote;
@@ -55,12 +55,12 @@ std::optional<std::string> remotePathOfLocalSyncPath(const SyncPathTable& table,
 }
 
 std::optional<std::string> localSyncPathOfRemotePath(const SyncPathTable& table, std::string_view path) {
-    const std::string standard = foundation::standardisedPath(path);
+    const std::string standard = paths::standardisedPath(path);
     std::string root = standard;
-    while (!foundation::isRootPath(root)) {
+    while (!paths::isRootPath(root)) {
         if (const auto entry = table.find(root); entry != table.end())
             return rebased(entry->second, std::string_view(standard).substr(root.size()));
-        root.resize(foundation::parentPath(root).size());
+        root.resize(paths::parentPath(root).size());
     }
     return std::nullopt;
 }

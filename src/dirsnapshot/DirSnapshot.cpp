@@ -1,7 +1,7 @@
 #include "dirsnapshot/DirSnapshot.h"
 
 #include "dirsnapshot/item_kinds.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "platform/file_attributes.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDatabase.h"
@@ -205,7 +205,7 @@ std::optional<platform::Array> DirSnapshot::contentsOfDirectoryAtPath(const std:
     for (std::uint64_t i = 0; i < node->children->count; ++i) {
         const DSNode* child = snapshot::childAt(node, i);
         platform::Dictionary item{
-            {DirSnapshotNodePathKey, foundation::stringByAppendingPathComponent(path, child->name)}};
+            {DirSnapshotNodePathKey, paths::stringByAppendingPathComponent(path, child->name)}};
         if (child->type == DSNodeTypeDirectory || child->type == DSNodeTypeFile ||
             child->type == DSNodeTypeSymlink) {
             item.emplace(platform::NSFileType, fileTypeOf(child->type));

@@ -1,7 +1,7 @@
 // The part of DirSnapshot that changes the tree in place.
 #include "dirsnapshot/DirSnapshot.h"
 #include "dirsnapshot/item_kinds.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "platform/file_attributes.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/tree/lookup.h"
@@ -88,8 +88,7 @@ std::optional<std::string> DirSnapshot::editablePath(std::string_view path, cons
         refuse(*log, what, "not an absolute path: ", path);
         return std::nullopt;
     }
-    std::string standard =
-        foundation::isStandardForm(path) ? std::string(path) : foundation::standardisedPath(path);
+    std::string standard = paths::isStandardForm(path) ? std::string(path) : paths::standardisedPath(path);
     if (standard.size() >= DSNodePathCapacity) {
         refuse(*log, what, "the path is too long: ", path);
         return std::nullopt;
@@ -130,7 +129,7 @@ void DirSnapshot::moveItemAtPath(std::string_view path, std::string_view toNewPa
     const Place place(_root.get(), *from);
     if (!place.missing.empty()) return;
     DSNode* node = place.node;
-    Place parent(_root.get(), foundation::parentPath(*to));
+    Place parent(_root.get(), paths::parentPath(*to));
     if (!parent.missing.empty()) {
         for (DSNode* above = parent.node; above->parent != nullptr; above = above->parent) {
             above->size = 0;
@@ -140,7 +139,7 @@ void DirSnapshot::moveItemAtPath(std::string_view path, std::string_view toNewPa
             parent.makeDirectory();
     }
     detach(node);
-    DSNodeSetName(node, std::string(foundation::lastPathComponent(*to)).c_str());
+    DSNodeSetName(node, std::string(paths::lastPathComponent(*to)).c_str());
     DSNodeAppendChild(node, parent.node);
 }
 
@@ -177,7 +176,7 @@ void DirSnapshot::addContents(const DirSnapshot& partial, const std::string& dir
     if (!items) return;
     for (const platform::Value& item : *items) {
         const std::string& path = *item.dictionary()->at(DirSnapshotNodePathKey).string();
-        if (path == directory || !foundation::isStandardForm(path))
+        if (path == directory || !paths::isStandardForm(path))
             refuse(*log, cannotAdd, "not a name for an item: ", path);
         else
             addNode(*item.dictionary(), *this, partial, below);
@@ -192,7 +191,7 @@ void DirSnapshot::addNode(const platform::Dictionary& item, DirSnapshot& /*toSna
         refuse(*log, cannotAdd, "the item has no path");
         return;
     }
-    addItemAtPath(foundation::stringByAppendingPathComponent(relativeTo, *itemPath), item);
+    addItemAtPath(paths::stringByAppendingPathComponent(relativeTo, *itemPath), item);
     if (kindOf(item) == DSNodeTypeDirectory) addContents(fromPartial, *itemPath, relativeTo);
 }
 
@@ -221,7 +220,7 @@ void DirSnapshot::reloadSnapshotPart(const std::string& path) {
     if (!standard) return;
     const auto relative = editablePath(replaceEvery(path, this->path().value_or(""), "/"), cannotReload);
     if (!relative) return;
-    DSNode* parent = nodeAtFullpath(std::string(foundation::parentPath(*relative)));
+    DSNode* parent = nodeAtFullpath(std::string(paths::parentPath(*relative)));
     if (parent == nullptr) {
         refuse(*log, cannotReload, "the directory above ", *relative, " is not in it");
         return;
@@ -232,7 +231,7 @@ void DirSnapshot::reloadSnapshotPart(const std::string& path) {
         return;
     }
     DSNodeDestroy(nodeAtFullpath(*relative));
-    DSNodeSetName(fresh.get(), std::string(foundation::lastPathComponent(*standard)).c_str());
+    DSNodeSetName(fresh.get(), std::string(paths::lastPathComponent(*standard)).c_str());
     DSNodeAppendChild(fresh.release(), parent);
 }
 

@@ -2,7 +2,7 @@
 // more than its two digest passes.
 #include "dirsnapshot/DirSnapshot.h"
 #include "dirsnapshot/item_kinds.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "platform/file_attributes.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/DSExclusion.h"
@@ -243,7 +243,7 @@ DirSnapshot::compareWithSnapshotUsingHashes(DirSnapshot* other, const std::strin
                                             const std::vector<std::string>& withExclusions) {
     if (other == nullptr) return std::nullopt;
     const auto nodeBelow = [](const DirSnapshot& snapshot, const std::string& absolutePath) -> DSNode* {
-        const auto relative = foundation::pathRelativeToPath(absolutePath, snapshot.path().value_or(""));
+        const auto relative = paths::pathRelativeToPath(absolutePath, snapshot.path().value_or(""));
         return relative ? snapshot.nodeAtFullpath(*relative) : nullptr;
     };
     return compareWithSnapshotUsingHashes(nodeBelow(*this, nodeInOriginal), nodeBelow(*other, nodeInCfr),
@@ -251,11 +251,11 @@ DirSnapshot::compareWithSnapshotUsingHashes(DirSnapshot* other, const std::strin
 }
 
 bool DirSnapshot::isNodeAtFullPathExcluded(std::string_view path) {
-    for (; !foundation::isRootPath(path); path = foundation::parentPath(path)) {
-        const std::string_view parent = foundation::parentPath(path);
-        const std::string name(foundation::lastPathComponent(path));
-        const std::string parentName(foundation::lastPathComponent(parent));
-        const std::string grandparentName(foundation::lastPathComponent(foundation::parentPath(parent)));
+    for (; !paths::isRootPath(path); path = paths::parentPath(path)) {
+        const std::string_view parent = paths::parentPath(path);
+        const std::string name(paths::lastPathComponent(path));
+        const std::string parentName(paths::lastPathComponent(parent));
+        const std::string grandparentName(paths::lastPathComponent(paths::parentPath(parent)));
         if (checkForExclusion(name.c_str(), parentName.c_str(), grandparentName.c_str()) != 0) return true;
     }
     return false;

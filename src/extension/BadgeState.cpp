@@ -1,6 +1,6 @@
 #include "extension/BadgeState.h"
 
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 namespace extension {
 
@@ -10,8 +10,8 @@ PathsAndAncestors::PathsAndAncestors(PathList pathList) : paths(std::move(pathLi
     for (const std::string& path : *paths) {
         if (!path.starts_with('/')) continue; // names no item
         std::string_view standard = path;
-        if (!foundation::isStandardForm(path))
-            standard = standardForms.emplace_back(foundation::standardisedPath(path));
+        if (!paths::isStandardForm(path))
+            standard = standardForms.emplace_back(paths::standardisedPath(path));
         levels.clear();
         forEachLevel(standard, [&levels](const PathLevel& level) {
             levels.push_back({level.hash, level.standard});
@@ -23,16 +23,16 @@ PathsAndAncestors::PathsAndAncestors(PathList pathList) : paths(std::move(pathLi
 }
 
 const std::string* PathsAndAncestors::firstBeneath(std::string_view path) const {
-    const std::string standard = foundation::standardisedPath(path);
+    const std::string standard = paths::standardisedPath(path);
     for (const std::string& candidate : *paths)
-        if (foundation::isChildOfPath(foundation::standardisedPath(candidate), standard)) return &candidate;
+        if (paths::isChildOfPath(paths::standardisedPath(candidate), standard)) return &candidate;
     return nullptr;
 }
 
 BadgeState::Roots::Roots(WatchedPaths watched) : paths(std::move(watched)) {
     std::size_t rank = 0;
     for (const platform::FileURL& root : paths) {
-        const std::string standard = foundation::standardisedPath(root.path());
+        const std::string standard = paths::standardisedPath(root.path());
         std::uint64_t hash = 0;
         forEachLevel(standard, [&hash](const PathLevel& level) { hash = level.hash; });
         // Of roots that differ only in spelling the first decides wherever any of them would.

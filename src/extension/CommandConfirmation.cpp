@@ -1,6 +1,6 @@
 #include "extension/CommandConfirmation.h"
 
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "platform/json.h"
 
 #include <array>
@@ -47,8 +47,8 @@ void CommandConfirmation::expectSynced(const std::string& localPath, const std::
     const auto holdsPair = [localPath, remotePath](const Reply& reply) {
         if (const auto* table = reply.value.dictionary())
             for (const auto& [remote, local] : *table)
-                if (local.string() != nullptr && foundation::isEqualToPath(remote, remotePath) &&
-                    foundation::isEqualToPath(*local.string(), localPath))
+                if (local.string() != nullptr && paths::isEqualToPath(remote, remotePath) &&
+                    paths::isEqualToPath(*local.string(), localPath))
                     return Verdict::yes;
         return Verdict::no;
     };
@@ -86,7 +86,7 @@ void CommandConfirmation::expectBrought(const std::string& localPath, const std:
         return reply.kind == Reply::Kind::value ? Verdict::yes : Verdict::no;
     };
     const std::string arrival =
-        foundation::stringByAppendingPathComponent(remoteFolder, foundation::lastPathComponent(localPath));
+        paths::stringByAppendingPathComponent(remoteFolder, paths::lastPathComponent(localPath));
     checks.push_back({localPath,
                       {{isPendingMessage, {localPath}, isPending}, {fileInfoMessage, {arrival}, hasArrived}},
                       isMoved});

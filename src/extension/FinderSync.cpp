@@ -1,7 +1,7 @@
 #include "extension/FinderSync.h"
 
 #include "extension/tree_walk.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "protocol/names.h"
 
 namespace extension {
@@ -67,7 +67,7 @@ void FinderSync::startUp() {
     };
     for (const std::string& name : around.fileSystem.entryNames(volumesFolder)) {
         around.log.info("Adding Volume: ", name);
-        watch(foundation::stringByAppendingPathComponent(volumesFolder, name));
+        watch(paths::stringByAppendingPathComponent(volumesFolder, name));
     }
     watch("/");
     around.controller.setDirectoryURLs(std::move(directories));

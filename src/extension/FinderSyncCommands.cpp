@@ -2,7 +2,7 @@
 
 #include "daemon_client/command_message.h"
 #include "extension/commands.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "platform/json.h"
 #include "platform/utf8.h"
 #include "protocol/names.h"
@@ -113,8 +113,8 @@ std::optional<CommandOutcome> FinderSyncCommands::refusalOfPair(const std::strin
     const auto table = around.finderSync.allPathsInSync();
     if (!table) return std::nullopt;
     for (const auto& [remote, local] : *table) {
-        const bool isTaken = remotePath == nullptr ? foundation::isEqualToPath(local, path)
-                                                   : foundation::isEqualToPath(remote, *remotePath);
+        const bool isTaken = remotePath == nullptr ? paths::isEqualToPath(local, path)
+                                                   : paths::isEqualToPath(remote, *remotePath);
         if (isTaken) return failed({"%@ is already synced with %@.", {readable(local), readable(remote)}});
     }
     return std::nullopt;

@@ -6,7 +6,7 @@
 // level, so that a path is neither standardised nor hashed anew for each: hot, once for every badge.
 #pragma once
 
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -39,7 +39,7 @@ void forEachLevel(std::string_view path, Visit&& visit) {
 
     // The standard form is the path's own prefix for as long as the path is written in standard form. From
     // there on it is kept apart, with the hash of each of its levels, for ".." to go back to.
-    std::optional<foundation::StandardForm> form;
+    std::optional<paths::StandardForm> form;
     std::vector<std::uint64_t> hashes;
     std::size_t plainLength = 0;
 
@@ -53,7 +53,7 @@ void forEachLevel(std::string_view path, Visit&& visit) {
         if (!form && (isDot || isDotDot || at != plainLength + 1)) {
             form.emplace(plainLength == 0 ? std::string_view("/") : path.substr(0, plainLength));
             hashes.push_back(hashOfRootPath);
-            foundation::forEachPathComponent(path.substr(0, plainLength), [&hashes](std::string_view name) {
+            paths::forEachPathComponent(path.substr(0, plainLength), [&hashes](std::string_view name) {
                 hashes.push_back(hashBelow(hashes.back(), name));
             });
         }

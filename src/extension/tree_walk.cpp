@@ -1,6 +1,6 @@
 #include "extension/tree_walk.h"
 
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include <set>
 #include <vector>
@@ -29,8 +29,7 @@ void forEachItemBelow(platform::FileSystem& fileSystem, const std::string& folde
             open.pop_back();
             continue;
         }
-        std::string path =
-            foundation::stringByAppendingPathComponent(current.path, current.names[current.next]);
+        std::string path = paths::stringByAppendingPathComponent(current.path, current.names[current.next]);
         const bool parentIsBehindLink = current.isBehindLink;
         ++current.next;
         if (!visit(path)) return;

@@ -1,6 +1,6 @@
 #include "panels/TSFPSavePanel.h"
 
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include <algorithm>
 #include <chrono>
@@ -12,9 +12,7 @@ namespace {
 // A service that answers as it should does so before anybody reads that it is waited for.
 constexpr std::chrono::milliseconds waitUntold{700};
 
-std::string lastComponent(const std::string& path) {
-    return std::string(foundation::lastPathComponent(path));
-}
+std::string lastComponent(const std::string& path) { return std::string(paths::lastPathComponent(path)); }
 
 } // namespace
 
@@ -44,7 +42,7 @@ void TSFPSavePanel::setLocalPathVariables(const std::vector<std::string>& localP
     // folder.
     _possibleRemoteFolderName = platform::isDirectoryItself(around.fileSystem, path).value_or(true)
                                     ? lastComponent(path)
-                                    : lastComponent(std::string(foundation::parentPath(path)));
+                                    : lastComponent(std::string(paths::parentPath(path)));
 }
 
 void TSFPSavePanel::setMessage(platform::DisplayText text) {
@@ -163,7 +161,7 @@ void TSFPSavePanel::putInPlace(Fetch& fetch) {
         level.addItem(platform::MenuItem::separatorItem());
         proposed = level.addItem(lastComponent(*_possibleRemoteFolderName));
         proposed->representedObject =
-            foundation::stringByAppendingPathComponent(fetch.remotePath, *_possibleRemoteFolderName);
+            paths::stringByAppendingPathComponent(fetch.remotePath, *_possibleRemoteFolderName);
         proposed->image = newFolderImage;
     }
     jumpbar::VxJumpBar::changeFontAndImageInMenu(level);

@@ -2,7 +2,7 @@
 
 #include "daemon_client/command_message.h"
 #include "daemon_client/sync_path_mapping.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 #include "protocol/names.h"
 
 #include <algorithm>
@@ -48,7 +48,7 @@ void TSFPShareByEmailController::readAddressBook() {
 }
 
 void TSFPShareByEmailController::showItem() {
-    const std::string name(foundation::lastPathComponent(*_path));
+    const std::string name(paths::lastPathComponent(*_path));
     // One text for each kind: a language may need another article, gender or word order.
     around.view.setInfo({_isDir ? "Share folder '%@' with" : "Share file '%@' with", {name}});
     around.view.setIcon(getIconForFile());
@@ -73,7 +73,7 @@ void TSFPShareByEmailController::shareFile(const platform::Dictionary& file) {
         if (isRemote) {
             showItem();
         } else {
-            const std::string name(foundation::lastPathComponent(local == nullptr ? "" : *local));
+            const std::string name(paths::lastPathComponent(local == nullptr ? "" : *local));
             around.view.setInfo({"'%@' is not in a synced folder and cannot be shared", {name}});
         }
     });
@@ -97,7 +97,7 @@ TSFPEmailToken TSFPShareByEmailController::tokenFromEmail(const std::string& add
 
 platform::ImageHandle TSFPShareByEmailController::getIconForFile() const {
     if (_isDir) return platform::imageNamed("fldr");
-    const std::string_view name = foundation::lastPathComponent(_path ? std::string_view(*_path) : "");
+    const std::string_view name = paths::lastPathComponent(_path ? std::string_view(*_path) : "");
     const std::size_t dot = name.rfind('.');
     return platform::imageNamed(dot == std::string_view::npos || dot == 0 ? "."
                                                                           : std::string(name.substr(dot)));

@@ -1,6 +1,6 @@
 // The fast badge decision against the rules as a person would write them down.
 #include "extension/BadgeState.h"
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include <gtest/gtest.h>
 
@@ -20,15 +20,15 @@ BadgeRule plainRule(const extension::WatchedPaths& roots, const std::vector<std:
     bool isInside = false;
     for (const FileURL& root : roots) {
         if (root.path() == path) return BadgeRule::root;
-        if (foundation::isChildOfPath(path, root.path())) {
+        if (paths::isChildOfPath(path, root.path())) {
             isInside = true;
             break;
         }
     }
     if (!isInside) return BadgeRule::outside;
-    const std::string standard = foundation::standardisedPath(path);
+    const std::string standard = paths::standardisedPath(path);
     const auto matches = [&standard](const std::string& file) {
-        return foundation::isChildOfPath(foundation::standardisedPath(file), standard);
+        return paths::isChildOfPath(paths::standardisedPath(file), standard);
     };
     if (std::any_of(uploading.begin(), uploading.end(), matches)) return BadgeRule::uploading;
     return std::any_of(working.begin(), working.end(), matches) ? BadgeRule::working : BadgeRule::existing;
@@ -78,8 +78,7 @@ TEST(BadgeState, DecidesAsThePlainRulesDo) {
 
             // The walk upwards visits the same paths as taking the parent path again and again.
             std::vector<std::pair<std::string, BadgeRule>> expected;
-            for (std::string_view at = path; foundation::parentPath(at) != at;
-                 at = foundation::parentPath(at))
+            for (std::string_view at = path; paths::parentPath(at) != at; at = paths::parentPath(at))
                 expected.emplace_back(at, plainRule(roots, *uploading, *working, std::string(at)));
             std::vector<std::pair<std::string, BadgeRule>> walked;
             state->forEachUpwards(

@@ -1,7 +1,7 @@
 #include "apps/tsyncfinder/secret_command.h"
 
 #include "apps/tsyncfinder/secret_input.h"
-#include "foundation/keychain.h"
+#include "keychain/keychain.h"
 
 #include <sys/prctl.h>
 
@@ -46,7 +46,7 @@ class PlainLog final : public platform::ProcessLog {
 };
 
 struct Arguments {
-    foundation::KeychainRef collection;
+    keychain::KeychainRef collection;
     std::string service;
     std::string newService;
     std::string field = "password";
@@ -66,7 +66,7 @@ bool writeOut(std::string_view bytes) {
 struct Store {
     platform::SecretStore& secrets;
     PlainLog& log;
-    foundation::KeychainServices services() const { return {secrets, log}; }
+    keychain::KeychainServices services() const { return {secrets, log}; }
 };
 
 int add(const Store& store, const Arguments& arguments) {
@@ -74,7 +74,7 @@ int add(const Store& store, const Arguments& arguments) {
 }
 
 int get(const Store& store, const Arguments& arguments) {
-    const foundation::KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(
+    const keychain::KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(
         store.services(), arguments.collection, arguments.service);
     if (!item) return 1;
     std::optional<platform::SecretBytes> bytes;
@@ -98,9 +98,9 @@ int set(const Store& store, const Arguments& arguments) {
     const std::string prompt = arguments.field + " of " + arguments.service + ": ";
     const std::optional<platform::SecretBytes> bytes = readSecret(STDIN_FILENO, prompt, !isPassword);
     if (!bytes) return complain("no " + arguments.field + " on standard input, or more than 1 MiB");
-    const auto setField = isPassword                      ? foundation::QkKeychainSetGenericPassword
-                          : arguments.field == "username" ? foundation::QkKeychainSetGenericUsername
-                                                          : foundation::QkKeychainSetGenericComment;
+    const auto setField = isPassword                      ? keychain::QkKeychainSetGenericPassword
+                          : arguments.field == "username" ? keychain::QkKeychainSetGenericUsername
+                                                          : keychain::QkKeychainSetGenericComment;
     return setField(store.services(), arguments.collection, arguments.service, bytes->view()) ? 0 : 1;
 }
 
@@ -112,8 +112,7 @@ int rename(const Store& store, const Arguments& arguments) {
 }
 
 int exists(const Store& store, const Arguments& arguments) {
-    if (foundation::QkKeychainDoesGenericEntryExist(store.services(), arguments.collection,
-                                                    arguments.service))
+    if (keychain::QkKeychainDoesGenericEntryExist(store.services(), arguments.collection, arguments.service))
         return 0;
     return store.log.hasError ? 2 : 1;
 }

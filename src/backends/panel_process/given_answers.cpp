@@ -1,8 +1,8 @@
 #include "backends/panel_process/given_answers.h"
 
-#include "foundation/path_strings.h"
 #include "panels/TSFPSavePanel.h"
 #include "panels/email_entry.h"
+#include "paths/path_strings.h"
 #include "platform/utf8.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ std::optional<extension::DestinationAnswer> givenDestination(bool forArchive,
     const std::string& given = *request.destination;
     if (!given.starts_with('/') || !platform::isUtf8(given))
         return extension::DestinationAnswer{{}, {{"\"%@\" is no path in the space.", {given}}}};
-    std::string path = foundation::standardisedPath(given);
+    std::string path = paths::standardisedPath(given);
     if (!panels::TSFPSavePanel::isAcceptable(!forArchive, path))
         return extension::DestinationAnswer{{},
                                             {{"A folder cannot be synced with the root of the space.", {}}}};

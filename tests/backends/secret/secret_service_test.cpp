@@ -1,5 +1,5 @@
 #include "backends/secret/secret_service.h"
-#include "foundation/keychain.h"
+#include "keychain/keychain.h"
 #include "tests/backends/secret/PrivateKeyring.h"
 #include "tests/support/fakes.h"
 
@@ -9,7 +9,7 @@
 
 #include <map>
 
-using namespace foundation;
+using namespace keychain;
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-namespace foundation {
+namespace paths {
 
 // The path without its last component and the separators before it; trailing separators are ignored first.
 // "/" gives "/", a single relative component and "" give "". Always a prefix of the path, and borrowed from
@@ -96,4 +96,4 @@ std::optional<std::size_t> lengthOfNearestMatch(std::string_view path, std::stri
 // system refuses to tell.
 std::optional<std::string> stringByGeneratingTempPath(std::string_view pathTemplate);
 
-} // namespace foundation
+} // namespace paths

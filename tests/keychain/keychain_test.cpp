@@ -1,4 +1,4 @@
-#include "foundation/keychain.h"
+#include "keychain/keychain.h"
 #include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
@@ -6,7 +6,7 @@
 
 #include <vector>
 
-namespace foundation {
+namespace keychain {
 namespace {
 
 using namespace platform;
@@ -100,4 +100,4 @@ TEST_F(KeychainTest, WhatIsWrittenAndWhatCountsAsNone) {
 }
 
 } // namespace
-} // namespace foundation
+} // namespace keychain

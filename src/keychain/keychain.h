@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-namespace foundation {
+namespace keychain {
 
 using KeychainRef = platform::SecretCollection;
 using KeychainItemRef = std::optional<platform::SecretItem>;
@@ -83,4 +83,4 @@ bool QkKeychainSetItemAttributeTagForKeychainItemRef(KeychainServices services, 
                                                      std::uint32_t tag,
                                                      std::optional<std::string_view> bytes);
 
-} // namespace foundation
+} // namespace keychain

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace foundation {
+namespace collections {
 
 template <typename Element>
 std::vector<Element> reversedArray(const std::vector<Element>& array) {
@@ -54,4 +54,4 @@ Result dictionaryWithObjectsAndKeysIngnoringNull(std::initializer_list<ObjectAnd
     return dictionary;
 }
 
-} // namespace foundation
+} // namespace collections

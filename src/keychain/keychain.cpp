@@ -1,8 +1,8 @@
-#include "foundation/keychain.h"
+#include "keychain/keychain.h"
 
 #include "platform/utf8.h"
 
-namespace foundation {
+namespace keychain {
 namespace {
 
 using platform::SecretAttribute;
@@ -141,4 +141,4 @@ bool QkKeychainSetItemAttributeTagForKeychainItemRef(KeychainServices services, 
                                                          bytes.value_or("")));
 }
 
-} // namespace foundation
+} // namespace keychain

@@ -1,8 +1,8 @@
-#include "foundation/collections.h"
+#include "collections/collections.h"
 
 #include <gtest/gtest.h>
 
-namespace foundation {
+namespace collections {
 namespace {
 
 using namespace platform;
@@ -32,4 +32,4 @@ TEST(Collections, NullsAreMadeReplacedAndLeftOut) {
 }
 
 } // namespace
-} // namespace foundation
+} // namespace collections

@@ -1,4 +1,4 @@
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <random>
 #include <set>
 
-namespace foundation {
+namespace paths {
 namespace {
 
 using Optional = std::optional<std::string>;
@@ -132,4 +132,4 @@ TEST(PathStrings, TempPathIsFreeAndNotMade) {
 }
 
 } // namespace
-} // namespace foundation
+} // namespace paths

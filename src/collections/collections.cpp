@@ -1,6 +1,6 @@
-#include "foundation/collections.h"
+#include "collections/collections.h"
 
-namespace foundation {
+namespace collections {
 
 platform::Value nullWhenNil(std::optional<platform::Value> value) {
     return value ? std::move(*value) : platform::Value();
@@ -16,4 +16,4 @@ platform::Dictionary dictionaryByReplacingNullsWithStrings(platform::Dictionary 
     return dictionary;
 }
 
-} // namespace foundation
+} // namespace collections

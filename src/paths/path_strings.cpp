@@ -1,4 +1,4 @@
-#include "foundation/path_strings.h"
+#include "paths/path_strings.h"
 
 #include <sys/stat.h>
 
@@ -11,7 +11,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace foundation {
+namespace paths {
 namespace {
 
 bool isAbsolute(std::string_view path) { return path.starts_with('/'); }
@@ -225,4 +225,4 @@ std::optional<std::string> stringByGeneratingTempPath(std::string_view pathTempl
     return std::nullopt;
 }
 
-} // namespace foundation
+} // namespace paths
