@@ -1,4 +1,5 @@
 #include "snapshot/DSDigest.h"
+#include "snapshot/digest/sha1_blocks.h"
 #include "snapshot/tree/lookup.h"
 #include "tests/snapshot/support.h"
 
@@ -56,6 +57,28 @@ TEST(Digest, CoversMetadata) {
     EXPECT_EQ(hex(DSNodeComputeHashes(makeRoot().get())), "872138597c35473177c91c67544c0125f5a5820e");
     Tree unknown(DSNodeCreate("u", 1, 2, 3, 77));
     EXPECT_EQ(hex(DSNodeComputeHashes(unknown.get())), std::string(40, '0'));
+}
+
+// FIPS 180-4's own example "abc", and bytes of every value, on both ways.
+TEST(Digest, IsTheSameWithAndWithoutInstructions) {
+    std::vector<snapshot::DigestPair> ways{snapshot::digestPairPlainly};
+    if (snapshot::digestPairByInstructions()) ways.push_back(snapshot::digestPairByInstructions());
+    uint8_t blocks[2][snapshot::kBlock] = {{'a', 'b', 'c', 0x80}};
+    blocks[0][63] = 24;
+    uint8_t first[DSNodeHashLength], second[DSNodeHashLength], expected[DSNodeHashLength];
+    for (int round = 0; round < 1000; round++) {
+        for (size_t i = 0; i < 55; i++)
+            blocks[1][i] = static_cast<uint8_t>(round * 131 + static_cast<int>(i * i) * 7);
+        blocks[1][55] = 0x80;
+        blocks[1][62] = 1;
+        blocks[1][63] = 55 * 8 - 256;
+        SHA1(blocks[1], 55, expected);
+        for (snapshot::DigestPair way : ways) {
+            way(blocks, first, second);
+            ASSERT_EQ(hex(first), "a9993e364706816aba3e25717850c26c9cd0d89d");
+            ASSERT_EQ(hex(second), hex(expected)) << round;
+        }
+    }
 }
 
 TEST(Digest, FindsFirstInOrder) {

@@ -1,8 +1,9 @@
 // OpenSSL's streaming SHA-1 calls are deprecated in favour of the EVP interface, which costs several times as
-// much for messages as short as these (see bench/snapshot); this is the one file that uses them.
+// much for messages as short as these (see bench/snapshot); this folder is the only one that uses them.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "snapshot/DSDigest.h"
+#include "snapshot/digest/sha1_blocks.h"
 #include "snapshot/tree/DigestStore.h"
 #include "snapshot/tree/list_private.h"
 #include "snapshot/tree/name_order.h"
@@ -27,54 +28,98 @@ namespace {
 
 constexpr uint32_t kAscendingFlags = kListAscending | kListAscendingSigned;
 
-constexpr size_t kBlock = SHA_CBLOCK; // bytes of SHA-1's block
+constexpr size_t kStampLength = 16;            // modifiedTime and size before the name
+constexpr size_t kLongestInBlock = kBlock - 9; // beside 0x80 and the length
 
 void storeLittleEndian(uint8_t* to, uint64_t value) {
     for (unsigned i = 0; i < 8; i++)
         to[i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-void storeBigEndian(uint8_t* to, uint32_t value) {
-    for (unsigned i = 0; i < 4; i++)
-        to[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+void storeStamp(uint8_t* to, const DSNode* node) {
+    storeLittleEndian(to, static_cast<uint64_t>(node->modifiedTime));
+    storeLittleEndian(to + 8, static_cast<uint64_t>(node->size));
 }
 
-// SHA-1 of a message that is one block together with its padding (FIPS 180-4, 5.1.1): its bytes, 0x80, zeros,
-// and its length in bits. The general calls cost a third more.
-void digestBlock(uint8_t (&block)[kBlock], size_t length, uint8_t* digest) {
+bool isKnownItem(const DSNode* node) {
+    return node->type == DSNodeTypeFile || node->type == DSNodeTypeSymlink || node->type == DSNodeTypeOther;
+}
+
+// Whether the message of an item is one block together with its padding (FIPS 180-4, 5.1.1): its bytes, 0x80,
+// zeros, and its length in bits.
+bool isOneBlock(const DSNode* node) { return kStampLength + node->_nameLength <= kLongestInBlock; }
+
+void storeBlock(uint8_t (&block)[kBlock], const DSNode* node) {
+    const size_t length = kStampLength + node->_nameLength;
+    storeStamp(block, node);
+    memcpy(block + kStampLength, node->name, node->_nameLength);
     block[length] = 0x80;
-    storeBigEndian(block + kBlock - 4, static_cast<uint32_t>(8 * length));
-    SHA_CTX context;
-    SHA1_Init(&context);
-    SHA1_Transform(&context, block);
-    storeBigEndian(digest, context.h0);
-    storeBigEndian(digest + 4, context.h1);
-    storeBigEndian(digest + 8, context.h2);
-    storeBigEndian(digest + 12, context.h3);
-    storeBigEndian(digest + 16, context.h4);
+    memset(block + length + 1, 0, kBlock - length - 1);
+    block[kBlock - 2] = static_cast<uint8_t>(8 * length >> 8);
+    block[kBlock - 1] = static_cast<uint8_t>(8 * length);
 }
 
-// The node has a digest; one of a kind that is not known keeps it at zero bytes.
-void computeItem(DSNode* node) {
-    if (node->type != DSNodeTypeFile && node->type != DSNodeTypeSymlink && node->type != DSNodeTypeOther)
-        return;
-    constexpr size_t stampLength = 16;
-    constexpr size_t longestInBlock = kBlock - 9;
-    uint8_t block[kBlock] = {};
-    storeLittleEndian(block, static_cast<uint64_t>(node->modifiedTime));
-    storeLittleEndian(block + 8, static_cast<uint64_t>(node->size));
-    size_t length = stampLength + node->_nameLength;
-    if (length <= longestInBlock) {
-        memcpy(block + stampLength, node->name, node->_nameLength);
-        digestBlock(block, length, node->hash);
-        return;
-    }
+void computeLongItem(DSNode* node) {
+    uint8_t stamp[kStampLength];
+    storeStamp(stamp, node);
     SHA_CTX context;
     SHA1_Init(&context);
-    SHA1_Update(&context, block, stampLength);
+    SHA1_Update(&context, stamp, sizeof(stamp));
     SHA1_Update(&context, node->name, node->_nameLength);
     SHA1_Final(node->hash, &context);
 }
+
+// Items of one directory, in order, each of which has room for its digest: they are computed two by two, and
+// handed on to the directory's own digest in pieces.
+class Items {
+  public:
+    void add(DSNode* node, SHA_CTX& directory) {
+        if (isKnownItem(node) && isOneBlock(node)) {
+            storeBlock(_blocks[_waiting != nullptr], node);
+            if (_waiting == nullptr) {
+                _waiting = node;
+                return;
+            }
+            _pair(_blocks, _waiting->hash, node->hash);
+            gather(std::exchange(_waiting, nullptr)->hash, directory);
+        } else {
+            computeWaiting(directory);
+            if (isKnownItem(node)) computeLongItem(node); // one of a kind that is not known keeps zero bytes
+        }
+        gather(node->hash, directory);
+    }
+
+    // What was added is in the directory's digest afterwards.
+    void flush(SHA_CTX& directory) {
+        computeWaiting(directory);
+        handOn(directory);
+    }
+
+  private:
+    static constexpr size_t kPiece = 16 * size_t{DSNodeHashLength}; // whole blocks of SHA-1
+
+    void computeWaiting(SHA_CTX& directory) {
+        if (_waiting == nullptr) return;
+        uint8_t unused[DSNodeHashLength];
+        _pair(_blocks, _waiting->hash, unused);
+        gather(std::exchange(_waiting, nullptr)->hash, directory);
+    }
+    void gather(const uint8_t* digest, SHA_CTX& directory) {
+        memcpy(_gathered + _length, digest, DSNodeHashLength);
+        _length += DSNodeHashLength;
+        if (_length == kPiece) handOn(directory);
+    }
+    void handOn(SHA_CTX& directory) {
+        if (_length > 0) SHA1_Update(&directory, _gathered, _length);
+        _length = 0;
+    }
+
+    const DigestPair _pair = digestPairByInstructions() ? digestPairByInstructions() : digestPairPlainly;
+    DSNode* _waiting = nullptr; // its message is the first block
+    uint8_t _blocks[2][kBlock] = {};
+    uint8_t _gathered[kPiece];
+    size_t _length = 0; // of what is gathered
+};
 
 void sortByName(DSList* children) {
     if (children->count == 0 || (children->_flags & kListAscendingSigned) != 0) return;
@@ -91,8 +136,11 @@ class Computation {
   public:
     uint8_t* run(DSNode* top) {
         if (top->type != DSNodeTypeDirectory) {
+            SHA_CTX none;
+            SHA1_Init(&none);
             _digests.provide(top);
-            computeItem(top);
+            _items.add(top, none);
+            _items.flush(none);
             return top->hash;
         }
         enter(top, pathOf(top));
@@ -101,11 +149,11 @@ class Computation {
             if (level.next < level.node->children->count) {
                 DSNode* child = childAt(level.node, level.next++);
                 if (child->type == DSNodeTypeDirectory) {
+                    _items.flush(level.context);
                     enter(child, extend(level.pathEnd, child));
                 } else {
                     _digests.provide(child);
-                    computeItem(child);
-                    SHA1_Update(&level.context, child->hash, DSNodeHashLength);
+                    _items.add(child, level.context);
                 }
                 continue;
             }
@@ -133,6 +181,7 @@ class Computation {
     }
 
     const uint8_t* finish(Level& level) {
+        _items.flush(level.context);
         uint8_t count[8];
         storeLittleEndian(count, level.node->children->count);
         SHA1_Update(&level.context, count, sizeof(count));
@@ -168,6 +217,7 @@ class Computation {
     }
 
     DigestStore _digests;
+    Items _items; // of the last level
     std::vector<Level> _levels;
     char _path[DSNodePathCapacity];
     bool _reported = false;
