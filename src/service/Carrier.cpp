@@ -2,12 +2,17 @@
 
 #include "service/names.h"
 #include "service/pair_parts.h"
+#include "service/remote_look.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <random>
+#include <system_error>
 
 namespace service {
 namespace {
@@ -45,8 +50,14 @@ std::string newWord() {
 
 } // namespace
 
+std::string numberedName(const std::string& name, int number) {
+    if (number == 1) return name;
+    const fs::path wanted(name);
+    return wanted.stem().string() + " (" + std::to_string(number) + ")" + wanted.extension().string();
+}
+
 Carrier::Carrier(RemoteSpace& realSpace, DesktopTrash& desktopTrash, platform::ProcessLog& processLog,
-                 std::function<void()> hasChanged)
+                 std::function<void()> hasChanged, bool isPaused)
     : space(realSpace,
             [this](const std::optional<Transfer>& transfer) {
                 {
@@ -57,16 +68,28 @@ Carrier::Carrier(RemoteSpace& realSpace, DesktopTrash& desktopTrash, platform::P
                 changed();
             }),
       trash(desktopTrash), log(processLog), changed(std::move(hasChanged)), privateWord(newWord()),
-      thread([this](const std::stop_token& stop) { run(stop); }) {}
+      paused(isPaused), thread([this](const std::stop_token& stop) { run(stop); }) {}
 
 Carrier::~Carrier() {
     thread.request_stop();
+    {
+        const std::lock_guard guard(lock);
+        current.request_stop();
+    }
     thread.join();
 }
 
 void Carrier::add(Task task) {
     const std::lock_guard guard(lock);
-    if (std::find(waiting.begin(), waiting.end(), task) == waiting.end()) waiting.push_back(std::move(task));
+    if (inHand == task || std::find(waiting.begin(), waiting.end(), task) != waiting.end()) return;
+    waiting.push_back(std::move(task));
+    wake.notify_all();
+}
+
+void Carrier::setPaused(bool pause) {
+    const std::lock_guard guard(lock);
+    paused = pause;
+    if (pause) current.request_stop();
     wake.notify_all();
 }
 
@@ -84,17 +107,24 @@ std::optional<Transfer> Carrier::transfer() const {
 }
 
 void Carrier::run(const std::stop_token& stop) {
+    ending = stop;
     std::unique_lock guard(lock);
-    while (wake.wait(guard, stop, [this] { return !waiting.empty(); })) {
+    while (wake.wait(guard, stop, [this] { return !waiting.empty() && !paused; })) {
         inHand = waiting.front();
         waiting.pop_front();
+        current = std::stop_source();
+        transferring = current.get_token();
         const Task task = *inHand;
         guard.unlock();
-        const auto done = carry(task, stop);
-        if (!done)
-            log.error("Could not ", task.isMove ? "move " : "copy ", task.localPath, " to ",
-                      task.remoteFolder, ": ", std::string_view(done.failure().text));
+        const auto done = carry(task);
+        const bool isCancelled = !done && done.failure().trouble == Trouble::cancelled;
+        if (!done && !isCancelled)
+            log.error(task.kind == Kind::download ? "Could not download " : "Could not bring up ",
+                      task.kind == Kind::download ? task.remotePath : task.localPath, " to ",
+                      task.kind == Kind::download ? task.localPath : task.remotePath, ": ",
+                      std::string_view(done.failure().text));
         guard.lock();
+        if (isCancelled && paused) waiting.push_front(task);
         inHand.reset();
         onItsWay.reset();
         guard.unlock();
@@ -103,67 +133,144 @@ void Carrier::run(const std::stop_token& stop) {
     }
 }
 
-Outcome<Done> Carrier::carry(const Task& task, const std::stop_token& stop) {
+Outcome<Done> Carrier::carry(const Task& task) {
+    switch (task.kind) {
+    case Kind::download:
+        return bringOneDown(task);
+    case Kind::folder:
+        return makeOneFolder(task);
+    case Kind::copy:
+    case Kind::move:
+        break;
+    }
+    return bringOneUp(task);
+}
+
+Outcome<Done> Carrier::bringOneUp(const Task& task) {
     const std::string name = lastOf(task.localPath);
     if (faultOf(name)) return Failure{Trouble::impossible, "no storage can hold its name"};
-    const std::string before = recordOfTree(task.localPath);
-    const std::string folder = task.remoteFolder.substr(1);
+    const std::string folder = task.remotePath.substr(1);
     if (!folder.empty())
-        if (const auto made = space.makeFolder(folder).wait(stop); !made) return made.failure();
+        if (const auto made = space.makeFolder(folder).wait(ending); !made) return made.failure();
 
-    const std::string privatePath =
-        std::string(privatePrefix) + "/up/" + privateWord + "-" + std::to_string(++lastPrivate);
     const bool isFolder = fs::is_directory(fs::symlink_status(task.localPath));
-    const auto up = bringUp(task.localPath, privatePath, stop);
-    const auto giveUp = [&](Failure failure) {
-        (void)(isFolder ? space.removeTree(privatePath) : space.removeFile(privatePath)).wait(stop);
-        return failure;
-    };
-    if (!up) return giveUp(up.failure());
-    const auto place = freePath(folder, name, stop);
-    if (!place) return giveUp(place.failure());
-    const auto placed =
-        (isFolder ? space.moveFolder(privatePath, *place) : space.moveFile(privatePath, *place)).wait(stop);
+    const auto up = bringUpUnchanged(task.localPath, isFolder);
+    if (!up) return up.failure();
+    const std::string before = recordOfTree(task.localPath);
+    const auto place = freePath(folder, name);
+    if (!place) {
+        (void)(isFolder ? space.removeTree(*up) : space.removeFile(*up)).wait(ending);
+        return place.failure();
+    }
+    const auto placed = (isFolder ? space.moveFolder(*up, *place) : space.moveFile(*up, *place)).wait(ending);
     if (!placed) return placed.failure(); // where it is now nobody knows: it stays
     log.info(task.localPath, " lies in the space as /", *place);
-    if (!task.isMove) return Done{};
+    if (task.kind == Kind::copy) return Done{};
     if (recordOfTree(task.localPath) != before)
         return Failure{Trouble::missing, "it changed while it went up, and stays here too"};
     return trash.trash(task.localPath);
 }
 
+// Under a private name, the path of which is the outcome. What changes meanwhile goes up again.
+Outcome<std::string> Carrier::bringUpUnchanged(const std::string& localPath, bool isFolder) {
+    constexpr int tries = 3;
+    for (int number = 0; number < tries; ++number) {
+        const std::string before = recordOfTree(localPath);
+        const std::string privatePath =
+            std::string(privatePrefix) + "/up/" + privateWord + "-" + std::to_string(++lastPrivate);
+        const auto up = bringUp(localPath, privatePath);
+        if (up && recordOfTree(localPath) == before) return privatePath;
+        (void)(isFolder ? space.removeTree(privatePath) : space.removeFile(privatePath)).wait(ending);
+        if (!up) return up.failure();
+    }
+    return Failure{Trouble::other, "it changes all the time"};
+}
+
+Outcome<Done> Carrier::makeOneFolder(const Task& task) {
+    if (faultOf(lastOf(task.localPath))) return Failure{Trouble::impossible, "no storage can hold its name"};
+    const std::string folder = task.remotePath.substr(1);
+    const auto made = space.makeFolder(joined(folder, lastOf(task.localPath))).wait(ending);
+    std::error_code ignored; // something may have come into it
+    if (made) fs::remove(task.localPath, ignored);
+    return made;
+}
+
+Outcome<Done> Carrier::bringOneDown(const Task& task) {
+    const fs::path folder(task.localPath);
+    const std::string path = task.remotePath.substr(1);
+    const auto item = space.look(path, false).wait(ending);
+    if (!item) return item.failure();
+    if (!*item) return Failure{Trouble::missing, "nothing is there"};
+    const fs::path hidden =
+        folder / (std::string(privatePrefix) + "-in-" + privateWord + "-" + std::to_string(++lastPrivate));
+    const auto down = (*item)->kind == RemoteItem::Kind::folder
+                          ? bringTreeDown(path, hidden)
+                          : space.bringDown(path, hidden.string(), (*item)->size).wait(transferring);
+    const std::string name = lastOf(path);
+    int error = EEXIST;
+    constexpr int tries = 1000;
+    for (int number = 1; down && error == EEXIST && number < tries; ++number) {
+        const fs::path target = folder / numberedName(name, number);
+        error = ::renameat2(AT_FDCWD, hidden.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0 ? 0
+                                                                                                      : errno;
+        if (error == 0) log.info(task.remotePath, " was downloaded to ", target.string());
+    }
+    if (down && error == 0) return Done{};
+    std::error_code ignored;
+    fs::remove_all(hidden, ignored);
+    if (!down) return down.failure();
+    return Failure{Trouble::other, std::generic_category().message(error)};
+}
+
+Outcome<Done> Carrier::bringTreeDown(const std::string& remotePath, const fs::path& folder) {
+    const auto all = lookAtSpace(space, remotePath, {}, transferring);
+    if (!all) return all.failure();
+    std::error_code error;
+    fs::create_directory(folder, error);
+    for (const RemoteEntry& entry : *all) {
+        if (error) return Failure{Trouble::other, folder.string() + ": " + error.message()};
+        if (entry.shape == Shape::unknown) {
+            log.error("Not downloaded: /", remotePath, "/", entry.path, ": ", std::string_view(entry.reason));
+        } else if (entry.shape == Shape::folder) {
+            fs::create_directory(folder / entry.path, error);
+        } else {
+            const auto down = space.bringDown(joined(remotePath, entry.path), (folder / entry.path).string(),
+                                              entry.item.size)
+                                  .wait(transferring);
+            if (!down) return down.failure();
+        }
+    }
+    if (error) return Failure{Trouble::other, folder.string() + ": " + error.message()};
+    return Done{};
+}
+
 // Regular files and folders; a move of anything else would lose it.
-Outcome<Done> Carrier::bringUp(const std::string& localPath, const std::string& remotePath,
-                               const std::stop_token& stop) {
+Outcome<Done> Carrier::bringUp(const std::string& localPath, const std::string& remotePath) {
     std::error_code error;
     const auto kind = fs::symlink_status(localPath, error).type();
-    if (kind == fs::file_type::regular) return space.bringUp(localPath, remotePath).wait(stop);
+    if (kind == fs::file_type::regular) return space.bringUp(localPath, remotePath).wait(transferring);
     if (kind != fs::file_type::directory)
         return Failure{Trouble::impossible, localPath + " is no regular file and no folder"};
-    if (const auto made = space.makeFolder(remotePath).wait(stop); !made) return made.failure();
+    if (const auto made = space.makeFolder(remotePath).wait(ending); !made) return made.failure();
     std::vector<std::string> names;
     for (auto at = fs::directory_iterator(localPath, error); !error && at != fs::directory_iterator();
          at.increment(error))
         names.push_back(at->path().filename().string());
     if (error) return Failure{Trouble::refused, localPath + ": " + error.message()};
     for (const std::string& name : names) {
-        if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
+        if (transferring.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
         const std::string below = localPath + "/" + name;
         if (faultOf(name)) return Failure{Trouble::impossible, "no storage can hold the name of " + below};
-        if (const auto up = bringUp(below, remotePath + "/" + name, stop); !up) return up.failure();
+        if (const auto up = bringUp(below, remotePath + "/" + name); !up) return up.failure();
     }
     return Done{};
 }
 
-Outcome<std::string> Carrier::freePath(const std::string& folder, const std::string& name,
-                                       const std::stop_token& stop) {
-    const fs::path wanted(name);
+Outcome<std::string> Carrier::freePath(const std::string& folder, const std::string& name) {
     constexpr int tries = 1000;
     for (int number = 1; number < tries; ++number) {
-        const std::string numbered =
-            wanted.stem().string() + " (" + std::to_string(number) + ")" + wanted.extension().string();
-        const std::string path = joined(folder, number == 1 ? name : numbered);
-        const auto item = space.look(path, false).wait(stop);
+        const std::string path = joined(folder, numberedName(name, number));
+        const auto item = space.look(path, false).wait(ending);
         if (!item && item.failure().trouble != Trouble::missing) return item.failure();
         if (!item || !*item) return path;
     }

@@ -1,8 +1,8 @@
-// Brings single items of this machine into the space, one after the other, on a thread of its own: copies,
-// and moves, which end in the desktop's trash here.
+// Brings single items into the space and down from it, one after the other, on a thread of its own: copies,
+// moves, which end in the desktop's trash here, empty folders of the uploading folder, and downloads.
 //
 // An item lies complete under a private name before it gets its own, and never another one's: a taken name
-// gets a number. What changed while it went up is not thrown away here.
+// gets a number. What changes while it goes up is not placed and not thrown away.
 #pragma once
 
 #include "platform/ProcessLog.h"
@@ -22,29 +22,40 @@ namespace service {
 
 class Carrier {
   public:
+    enum class Kind {
+        copy,     // into a folder of the space
+        move,     // the same, and away from here
+        folder,   // an empty folder, made in the space and removed here
+        download, // an item of the space into a folder here
+    };
     struct Task {
-        std::string localPath;    // absolute
-        std::string remoteFolder; // plain
-        bool isMove = false;
+        Kind kind = Kind::copy;
+        std::string localPath;  // absolute; of a download the folder that it goes to
+        std::string remotePath; // plain; the folder that it goes to, of a download the item
         friend bool operator==(const Task&, const Task&) = default;
     };
 
     // `changed` is called on the carrier's thread, no lock held. All must outlive the object.
     Carrier(RemoteSpace& realSpace, DesktopTrash& desktopTrash, platform::ProcessLog& processLog,
-            std::function<void()> changed);
+            std::function<void()> changed, bool isPaused);
     ~Carrier(); // what is in hand is cancelled, and what waits is lost
 
-    void add(Task task);
+    void add(Task task); // unless an equal one waits or is in hand
+    // A pause ends the transfer in hand, which begins anew after it.
+    void setPaused(bool pause);
     std::vector<Task> tasks() const; // the one in hand first
     std::optional<Transfer> transfer() const;
 
   private:
     void run(const std::stop_token& stop);
-    Outcome<Done> carry(const Task& task, const std::stop_token& stop);
-    Outcome<Done> bringUp(const std::string& localPath, const std::string& remotePath,
-                          const std::stop_token& stop);
-    Outcome<std::string> freePath(const std::string& folder, const std::string& name,
-                                  const std::stop_token& stop);
+    Outcome<Done> carry(const Task& task);
+    Outcome<Done> bringOneUp(const Task& task);
+    Outcome<Done> makeOneFolder(const Task& task);
+    Outcome<Done> bringOneDown(const Task& task);
+    Outcome<std::string> bringUpUnchanged(const std::string& localPath, bool isFolder);
+    Outcome<Done> bringUp(const std::string& localPath, const std::string& remotePath);
+    Outcome<Done> bringTreeDown(const std::string& remotePath, const std::filesystem::path& folder);
+    Outcome<std::string> freePath(const std::string& folder, const std::string& name);
 
     WatchedSpace space;
     DesktopTrash& trash;
@@ -52,13 +63,20 @@ class Carrier {
     const std::function<void()> changed;
     const std::string privateWord; // makes this process's private names its own
     std::uint64_t lastPrivate = 0;
+    std::stop_token ending;       // of the thread
+    std::stop_token transferring; // of the transfer in hand: also a pause ends it
 
     mutable std::mutex lock; // of all below
     std::condition_variable_any wake;
     std::deque<Task> waiting;
     std::optional<Task> inHand;
     std::optional<Transfer> onItsWay;
+    std::stop_source current;
+    bool paused;
     std::jthread thread; // last: it uses the rest
 };
+
+// A name for the n-th attempt: "a.txt", "a (2).txt", ….
+std::string numberedName(const std::string& name, int number);
 
 } // namespace service

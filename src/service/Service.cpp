@@ -43,6 +43,20 @@ const char* wordOf(Phase phase) {
     return "failed";
 }
 
+const char* wordOf(Carrier::Kind kind) {
+    switch (kind) {
+    case Carrier::Kind::copy:
+        return "copy";
+    case Carrier::Kind::move:
+        return "move";
+    case Carrier::Kind::folder:
+        return "make folder";
+    case Carrier::Kind::download:
+        break;
+    }
+    return "download";
+}
+
 // FNV-1a: names the database of a pair.
 std::string nameOf(const std::string& remote, const std::string& local) {
     std::uint64_t hash = 0xcbf29ce484222325U;
@@ -81,7 +95,10 @@ Service::Service(Settings wanted, const Surroundings& everything)
     : settings(std::move(wanted)), stateFolder(createdFolder(settings.stateFolder)),
       stateFile(stateFolder / "state.json"), around(everything), log(everything.log),
       state(sync_daemon::loadState(stateFile, log)), folders(around.space),
-      carrier(around.space, around.trash, log, [this] { statusChanged(); }) {
+      carrier(around.space, around.trash, log, [this] { statusChanged(); }, state.paused),
+      uploads(createdFolder(stateFolder / "uploading"), carrier, around.events),
+      cache(stateFolder / "cache.json", cacheSettings(), threadSurroundings()),
+      spaceSnapshot(around.space, stateFolder / "remote-snapshot", log) {
     createdFolder(stateFolder / "pairs");
     std::erase_if(state.pairs, [this](const auto& pair) {
         const bool isRefused = holdsOurs(realPath(pair.second));
@@ -98,6 +115,7 @@ Service::~Service() {
         const std::lock_guard guard(lock);
         going.swap(threads);
     }
+    cache.end();
     for (const auto& [remote, thread] : going)
         thread->end();
 }
@@ -110,23 +128,38 @@ void Service::start() {
         for (const auto& [remote, local] : state.pairs)
             threads[remote] = makeThread(remote, local);
     }
+    cache.start();
+    uploads.noticed(); // now it can be watched
     refresh();
 }
 
-std::shared_ptr<SyncThread> Service::makeThread(const std::string& remote, const std::string& local) {
+SyncThread::Settings Service::threadSettings(fs::path database) const {
     SyncThread::Settings wanted;
-    wanted.localRoot = local;
-    wanted.remoteRoot = remote;
-    wanted.database = databaseOf(remote, local);
+    wanted.database = std::move(database);
     wanted.host = settings.host;
     wanted.isPaused = state.paused;
     wanted.excluded = [this] {
         const std::lock_guard guard(lock);
         return state.excluded;
     };
-    return std::make_shared<SyncThread>(std::move(wanted),
-                                        SyncThread::Surroundings{around.space, around.trash, around.events,
-                                                                 log, [this] { statusChanged(); }});
+    return wanted;
+}
+
+SyncThread::Settings Service::cacheSettings() const {
+    SyncThread::Settings wanted = threadSettings(stateFolder / "cache.db");
+    wanted.localRoot = createdFolder(stateFolder / "cache").string();
+    return wanted;
+}
+
+SyncThread::Surroundings Service::threadSurroundings() {
+    return {around.space, around.trash, around.events, log, [this] { statusChanged(); }};
+}
+
+std::shared_ptr<SyncThread> Service::makeThread(const std::string& remote, const std::string& local) {
+    SyncThread::Settings wanted = threadSettings(databaseOf(remote, local));
+    wanted.localRoot = local;
+    wanted.remoteRoot = remote;
+    return std::make_shared<SyncThread>(std::move(wanted), threadSurroundings());
 }
 
 fs::path Service::databaseOf(const std::string& remote, const std::string& local) const {
@@ -146,9 +179,14 @@ Service::Threads Service::currentThreads() const {
 }
 
 void Service::noticed(const platform::DirectoryEvent& event) {
+    const auto concerns = [&event](const std::string& folder) {
+        return event.isLost || sync_daemon::isAtOrBelow(event.directory, folder);
+    };
+    if (concerns(uploads.folder().string())) uploads.noticed();
+    if (const auto thread = cache.thread(); thread && concerns(cache.folder())) thread->noticed(event);
     const std::lock_guard guard(lock);
     for (const auto& [remote, thread] : threads)
-        if (event.isLost || sync_daemon::isAtOrBelow(event.directory, thread->localRoot()))
+        if (concerns(thread->localRoot()))
             thread->noticed(event);
 }
 
@@ -192,6 +230,10 @@ Dictionary Service::syncStatus() const {
         paths.emplace(transfer->localPath, Dictionary{{"size", error ? std::uint64_t{0} : size}});
     };
     for (const auto& [remote, thread] : currentThreads()) {
+        states.push_back(thread->state());
+        addUpload(states.back()->transfer);
+    }
+    if (const auto thread = cache.thread()) {
         states.push_back(thread->state());
         addUpload(states.back()->transfer);
     }
@@ -391,12 +433,14 @@ bool Service::setEventsPaused(std::string_view localPath, bool pause) {
     return true;
 }
 
-bool Service::setCacheEventsPaused(bool) {
-    return refuse("pause or resume events in", "the cache folder", "this service has none");
+bool Service::setCacheEventsPaused(bool pause) {
+    cache.holdEvents(pause);
+    return true;
 }
 
-bool Service::setUploadingEventsPaused(bool) {
-    return refuse("pause or resume events in", "the uploading folder", "this service has none");
+bool Service::setUploadingEventsPaused(bool pause) {
+    uploads.holdEvents(pause);
+    return true;
 }
 
 void Service::setPaused(bool pause) {
@@ -417,6 +461,8 @@ void Service::setPaused(bool pause) {
     log.info(pause ? "Paused" : "Going on after the pause");
     for (const auto& [remote, thread] : all)
         thread->setPaused(pause);
+    cache.setPaused(pause);
+    carrier.setPaused(pause);
     statusChanged();
 }
 
@@ -456,9 +502,12 @@ platform::Array Service::pendingOperations() const {
             operations.emplace_back(Dictionary{
                 {"operation", "sync"}, {"localPath", thread->localRoot()}, {"remotePath", remote}});
     for (const Carrier::Task& task : carrier.tasks())
-        operations.emplace_back(Dictionary{{"operation", task.isMove ? "move" : "copy"},
+        operations.emplace_back(Dictionary{{"operation", wordOf(task.kind)},
                                            {"localPath", task.localPath},
-                                           {"remotePath", task.remoteFolder}});
+                                           {"remotePath", task.remotePath}});
+    for (const std::string& remote : cache.awaited())
+        operations.emplace_back(Dictionary{
+            {"operation", "cache"}, {"localPath", cache.folder() + remote}, {"remotePath", remote}});
     return operations;
 }
 

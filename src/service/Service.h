@@ -4,18 +4,21 @@
 //
 // What it remembers lies in its state folder: the pairs, what is excluded and whether it is paused
 // (sync_daemon/State.h), and one database for each pair. Pairs that lie in one another are refused.
+// The cache folder, the uploading folder and the snapshot of the space lie there too.
 //
-// Not there: the cache folder, the uploading folder, a snapshot of the space, and bringing items back from
-// the space's trash. Requests for them are refused or answered with none.
+// Not there: bringing items back from the space's trash. A request for that is refused.
 #pragma once
 
 #include "platform/DirectoryEvents.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/ProcessLog.h"
+#include "service/CacheFolder.h"
 #include "service/Carrier.h"
 #include "service/FolderLists.h"
 #include "service/RemoteSpace.h"
+#include "service/SpaceSnapshot.h"
 #include "service/SyncThread.h"
+#include "service/UploadingFolder.h"
 #include "sync_daemon/State.h"
 #include "sync_daemon/SyncDaemon.h"
 
@@ -85,7 +88,8 @@ class Service final : public sync_daemon::SyncDaemon {
     platform::Dictionary syncStatus() const override;
     Exclusion exclusionOfRemote(std::string_view remotePath) const override;
     Exclusion exclusionOfLocal(std::string_view localPath) const override;
-    // A pair that is not in step counts as one operation, "sync".
+    // A pair that is not in step counts as one operation, "sync", an item that is to come into the cache folder
+    // as "cache".
     platform::Array pendingOperations() const override;
     bool isPendingLocally(std::string_view localPath) const override;
     bool isPendingRemotely(std::string_view remotePath) const override;
@@ -103,9 +107,9 @@ class Service final : public sync_daemon::SyncDaemon {
     bool restoreFile(std::string_view remotePath) override;
     bool downloadFile(std::string_view remotePath, std::string_view toDirectory) override;
     bool cacheFile(std::string_view remotePath) override;
-    std::optional<std::string> cacheFolder() const override { return std::nullopt; }
-    std::optional<std::string> uploadingFolder() const override { return std::nullopt; }
-    std::optional<std::string> remoteSnapshot() const override { return std::nullopt; }
+    std::optional<std::string> cacheFolder() const override { return cache.folder(); }
+    std::optional<std::string> uploadingFolder() const override { return uploads.folder().string(); }
+    std::optional<std::string> remoteSnapshot() const override;
 
   private:
     using Threads = std::map<std::string, std::shared_ptr<SyncThread>, std::less<>>; // by remote root
@@ -117,6 +121,9 @@ class Service final : public sync_daemon::SyncDaemon {
     bool holdsOurs(const std::filesystem::path& folder) const;
     bool bringToSpace(bool isMove, std::string_view localPath, std::string_view remoteFolder);
     Outcome<std::optional<RemoteItem>> itemAt(const std::string& remotePath) const;
+    SyncThread::Settings threadSettings(std::filesystem::path database) const; // with the lock
+    SyncThread::Settings cacheSettings() const;
+    SyncThread::Surroundings threadSurroundings();
     std::shared_ptr<SyncThread> makeThread(const std::string& remote, const std::string& local);
     std::filesystem::path databaseOf(const std::string& remote, const std::string& local) const;
     void forgetDatabase(const std::string& remote, const std::string& local) const;
@@ -144,6 +151,9 @@ class Service final : public sync_daemon::SyncDaemon {
     mutable FolderLists folders;
     std::atomic<std::uint64_t> lastPrivate = 0;
     Carrier carrier;
+    UploadingFolder uploads;
+    CacheFolder cache;
+    mutable SpaceSnapshot spaceSnapshot;
 };
 
 } // namespace service

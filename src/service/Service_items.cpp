@@ -8,12 +8,6 @@
 #include "service/remote_look.h"
 #include "sync_daemon/paths.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fcntl.h>
 #include <random>
 
 namespace service {
@@ -177,39 +171,37 @@ bool Service::restoreFile(std::string_view remotePath) {
     return refuse("restore", remotePath, "this service does not bring items back from the space's trash");
 }
 
-// Files only. The file arrives under a private name and never takes another one's.
 bool Service::downloadFile(std::string_view remotePath, std::string_view toDirectory) {
-    const auto plain = checkedItem("download", remotePath);
+    constexpr std::string_view what = "download";
+    const auto plain = checkedItem(what, remotePath);
     if (!plain) return false;
-    if (!toDirectory.starts_with('/')) return refuse("download", *plain, "not to an absolute path");
+    std::error_code error;
+    const fs::path folder = fs::canonical(toDirectory, error);
+    if (!toDirectory.starts_with('/') || error || !fs::is_directory(folder, error))
+        return refuse(what, *plain, "its destination is no absolute path of a folder");
+    if (sync_daemon::isAtOrBelow(folder.native(), stateFolder.native()))
+        return refuse(what, *plain, "its destination is one of the service's own folders");
     const auto item = itemAt(*plain);
-    if (!item || !*item || (*item)->kind != RemoteItem::Kind::file)
-        return refuse("download", *plain, "no such file");
-    const fs::path folder(toDirectory);
-    const fs::path hidden =
-        folder / (std::string(privatePrefix) + "-download-" + std::to_string(++lastPrivate));
-    const auto down =
-        around.space.bringDown(inSpace(*plain), hidden.string(), (*item)->size).wait(ending.get_token());
-    std::error_code ignored;
-    const std::string name = lastOf(*plain);
-    bool isPlaced = false;
-    for (int number = 1; down && !isPlaced && number < 1000; ++number) {
-        const fs::path wanted(name);
-        const fs::path target = number == 1
-                                    ? folder / wanted
-                                    : folder / (wanted.stem().string() + " (" + std::to_string(number) + ")" +
-                                                wanted.extension().string());
-        isPlaced = ::renameat2(AT_FDCWD, hidden.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0;
-        if (!isPlaced && errno != EEXIST) break;
-    }
-    if (isPlaced) return true;
-    const std::string why = down ? std::strerror(errno) : down.failure().text;
-    fs::remove(hidden, ignored);
-    return refuse("download", *plain, why);
+    if (!item || !*item) return refuse(what, *plain, item ? "it is not there" : item.failure().text.c_str());
+    log.info("Downloading ", *plain, " to ", folder.string());
+    carrier.add({Carrier::Kind::download, folder.string(), *plain});
+    return true;
 }
 
 bool Service::cacheFile(std::string_view remotePath) {
-    return refuse("cache", remotePath, "this service has no cache folder");
+    const auto plain = checkedItem("cache", remotePath);
+    if (!plain) return false;
+    const auto item = itemAt(*plain);
+    if (!item || !*item)
+        return refuse("cache", *plain, item ? "it is not there" : item.failure().text.c_str());
+    log.info("Caching ", *plain);
+    cache.add(*plain);
+    return true;
+}
+
+// Who asks goes on without an answer after thirty seconds.
+std::optional<std::string> Service::remoteSnapshot() const {
+    return spaceSnapshot.take(std::chrono::seconds(25));
 }
 
 bool Service::copyToSpace(std::string_view localPath, std::string_view remoteFolder) {
@@ -235,7 +227,7 @@ bool Service::bringToSpace(bool isMove, std::string_view localPath, std::string_
     if (local == "/" || holdsOurs(sync_daemon::realPath(local)))
         return refuse(what, local, "the service's own folders lie in it, or hold it");
     log.info(isMove ? "Moving " : "Copying ", local, " to ", *folder);
-    carrier.add({local, *folder, isMove});
+    carrier.add({isMove ? Carrier::Kind::move : Carrier::Kind::copy, local, *folder});
     folders.forget();
     return true;
 }

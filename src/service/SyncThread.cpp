@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <map>
 #include <utility>
 
 namespace service {
@@ -181,6 +182,7 @@ Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
             if (const auto opened = open(stop); !opened) return opened.failure();
         watchNewFolders();
         readExclusions();
+        readWanted();
         return parts->sync.round(stop);
     } catch (const fs::filesystem_error& error) {
         return Failure{Trouble::missing, "the folder cannot be opened: " + error.code().message()};
@@ -205,16 +207,48 @@ Outcome<Done> SyncThread::open(const std::stop_token& stop) {
     return Done{};
 }
 
+// Of what lies below the remote root.
+std::optional<std::string> SyncThread::keyOfRemote(const std::string& remotePath) const {
+    const std::string& root = settings.remoteRoot;
+    if (remotePath == root || !sync_daemon::isAtOrBelow(remotePath, root)) return std::nullopt;
+    return keyOf(remotePath.substr(root == "/" ? 1 : root.size() + 1), foldsCase);
+}
+
 // What is left out is forgotten at once: when it is taken in again nothing counts as deleted meanwhile.
 void SyncThread::readExclusions() {
     std::vector<std::string> keys;
     for (const std::string& remote : settings.excluded())
-        if (remote != settings.remoteRoot && sync_daemon::isAtOrBelow(remote, settings.remoteRoot))
-            keys.push_back(keyOf(remote.substr(settings.remoteRoot.size() + 1), foldsCase));
+        if (const auto key = keyOfRemote(remote)) keys.push_back(*key);
     for (const std::string& key : keys)
         if (std::find(excludedKeys.begin(), excludedKeys.end(), key) == excludedKeys.end())
             parts->store.forget(key);
     excludedKeys = std::move(keys);
+}
+
+void SyncThread::readWanted() {
+    if (!settings.wanted) return;
+    wantedKeys.clear();
+    for (const std::string& remote : settings.wanted())
+        if (auto key = keyOfRemote(remote)) wantedKeys.insert(std::move(*key));
+    forgetMissing();
+}
+
+// What is wanted no more, and what is no longer here.
+void SyncThread::forgetMissing() {
+    std::map<std::string, std::string> places; // here, by key; a folder comes before what is in it
+    std::vector<std::string> gone;
+    parts->store.forEach([&](const std::string& key, const AgreedItem& item) {
+        if (!gone.empty() && sync_daemon::isAtOrBelow(key, gone.back())) return;
+        const std::size_t slash = key.rfind('/');
+        std::string place = item.hereName;
+        if (slash != std::string::npos) place = places[key.substr(0, slash)] + "/" + place;
+        if (isLeftOut(key) || !parts->local.lookAt(place))
+            gone.push_back(key);
+        else
+            places.emplace(key, std::move(place));
+    });
+    for (const std::string& key : gone)
+        parts->store.forget(key);
 }
 
 // Before the look: what is made in them afterwards comes as an event.
@@ -242,6 +276,15 @@ bool SyncThread::isLeftOut(const std::string& path) const {
                 return sync_daemon::isAtOrBelow(key, excluded);
             }))
             return true;
+    }
+    if (settings.wanted) {
+        const std::string key = keyOf(path, foldsCase);
+        const auto next = wantedKeys.lower_bound(key + "/");
+        bool isWanted = next != wantedKeys.end() && next->starts_with(key + "/");
+        for (std::size_t end = key.size(); !isWanted && end != std::string::npos && end > 0;
+             end = key.rfind('/', end - 1))
+            isWanted = wantedKeys.contains(std::string_view(key).substr(0, end));
+        if (!isWanted) return true;
     }
     // The built-in rules tell cases apart.
     return !foldsCase && dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded("/" + path);

@@ -48,6 +48,9 @@ class SyncThread {
         bool isPaused = false;
         // The plain remote paths that are left out now, each with what lies below. Asked at each round.
         std::function<std::set<std::string, std::less<>>()> excluded;
+        // The plain remote paths that alone are synced, each with what lies below. Asked at each round. None:
+        // all. What goes here of those is then no deletion: it is forgotten.
+        std::function<std::set<std::string, std::less<>>()> wanted;
     };
     struct Surroundings {
         RemoteSpace& space;
@@ -89,6 +92,9 @@ class SyncThread {
     Outcome<PairSync::Round> roundOf(const std::stop_token& stop);
     Outcome<Done> open(const std::stop_token& stop);
     void readExclusions();
+    void readWanted();
+    void forgetMissing();
+    std::optional<std::string> keyOfRemote(const std::string& remotePath) const;
     void watchNewFolders();
     bool isLeftOut(const std::string& path) const;
     void settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took);
@@ -115,6 +121,7 @@ class SyncThread {
     std::unique_ptr<Parts> parts;
     bool foldsCase = false;
     std::vector<std::string> excludedKeys; // relative to the pair
+    std::set<std::string, std::less<>> wantedKeys;
     Clock::time_point lastTold;
 
     std::jthread thread; // last: it uses the rest

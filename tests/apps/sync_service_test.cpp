@@ -1,5 +1,7 @@
 // The sync service as a person has it: the program on a bus of its own, a real SFTP server, the extension
 // beside it.
+#include "dirsnapshot/DirSnapshot.h"
+#include "platform/file_attributes.h"
 #include "platform/json.h"
 #include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
@@ -33,6 +35,13 @@ class SyncService : public testing::Test {
     }
     static support::Result command(const std::string& arguments) {
         return support::run(std::string(SERVICE_PROGRAM) + " " + arguments);
+    }
+    // What the service answered, without the brackets; empty: nothing.
+    static std::string request(const std::string& method, const std::string& arguments = {}) {
+        return support::run("gdbus call --session --dest " TSYNC_SERVICE_NAME
+                            " --object-path " TSYNC_OBJECT_PATH " --method " TSYNC_INTERFACE "." +
+                            method + " " + arguments)
+            .output;
     }
     // A storage has its own pace: rest before an upload, time until an error of a dead server.
     template <typename Condition>
@@ -87,17 +96,11 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     EXPECT_TRUE(eventually([&] { return contentOf(folder / "one.txt") == "changed there"; }));
 
     // What is taken in again after it was left out comes back: nothing was deleted.
-    const auto request = [](const std::string& method) {
-        return support::run("gdbus call --session --dest " TSYNC_SERVICE_NAME
-                            " --object-path " TSYNC_OBJECT_PATH " --method " TSYNC_INTERFACE "." +
-                            method + " /Pictures/below")
-            .status;
-    };
     EXPECT_TRUE(eventuallyStatus(": in step"));
-    EXPECT_EQ(request("excludeSyncPath_"), 0);
+    EXPECT_EQ(request("excludeSyncPath_", "/Pictures/below"), "()\n");
     EXPECT_TRUE(eventuallyStatus(": in step"));
     fs::remove(folder / "below/two.txt");
-    EXPECT_EQ(request("includeSyncPath_"), 0);
+    EXPECT_EQ(request("includeSyncPath_", "/Pictures/below"), "()\n");
     EXPECT_TRUE(eventually([&] { return contentOf(folder / "below/two.txt") == "two"; }));
 
     // Another folder in the place of the synced one is left alone.
@@ -126,6 +129,53 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     EXPECT_EQ(contentOf(there / "later.txt"), "later");
     EXPECT_EQ(contentOf(folder / "later.txt"), "later");
     EXPECT_EQ(again.end(SIGTERM), 0);
+}
+
+TEST_F(SyncService, BringsSingleItemsUpAndDownAndWritesASnapshotOfTheSpace) {
+    const fs::path docs = servers.files("sftp") / "Docs";
+    const fs::path own = home / "state/tsyncquenz";
+    const std::string downloads = home.path("Downloads");
+    fs::create_directories(docs / "below");
+    fs::create_directories(downloads);
+    std::ofstream(docs / "below/one.txt") << "one";
+    std::ofstream(docs / "two.txt") << "two";
+    ASSERT_EQ(command("setup " + servers.storage("sftp")).status, 0);
+    support::Program service({SERVICE_PROGRAM, "run"});
+    ASSERT_TRUE(eventuallyStatus("No folder is synced yet"));
+
+    // A cached copy is kept in step both ways; without it the space keeps the item.
+    EXPECT_EQ(request("cacheFile_withOperationOptions_", "/Docs/below {}"), "()\n");
+    const fs::path copy = own / "cache/Docs/below/one.txt";
+    EXPECT_TRUE(eventually([&] { return contentOf(copy) == "one"; }));
+    EXPECT_FALSE(fs::exists(own / "cache/Docs/two.txt"));
+    std::ofstream(copy) << "edited here";
+    EXPECT_TRUE(eventually([&] { return contentOf(docs / "below/one.txt") == "edited here"; }));
+    fs::remove_all(own / "cache/Docs");
+
+    // What is laid into the uploading folder moves into the space and replaces nothing.
+    fs::create_directories(own / "uploading/Docs/empty");
+    std::ofstream(own / "uploading/Docs/two.txt") << "another two";
+    EXPECT_TRUE(eventually([&] { return contentOf(docs / "two (2).txt") == "another two"; }));
+    EXPECT_TRUE(eventually([&] { return fs::is_empty(own / "uploading"); }));
+    EXPECT_TRUE(fs::is_directory(docs / "empty"));
+    EXPECT_EQ(contentOf(docs / "two.txt"), "two");
+
+    std::ofstream(home / "Downloads/Docs") << "mine";
+    EXPECT_EQ(request("downloadFile_toDirectory_", "/Docs " + downloads), "()\n");
+    EXPECT_TRUE(eventually([&] { return contentOf(downloads + "/Docs (2)/below/one.txt") == "edited here"; }));
+    EXPECT_EQ(contentOf(downloads + "/Docs"), "mine");
+    EXPECT_NE(request("downloadFile_toDirectory_", "/None " + downloads), "()\n");
+
+    const std::string answer = request("remoteSnapshot_");
+    ASSERT_EQ(answer, "('" + (own / "remote-snapshot").string() + "',)\n");
+    support::RecordingLog log;
+    const auto snapshot = dirsnapshot::DirSnapshot::initWithContentsOfFile(
+        log, (own / "remote-snapshot").string(), "/", "sync");
+    EXPECT_EQ(snapshot.countFilesAtPath("/", true, true), 3U);
+    const auto two = snapshot.attributesOfItemAtPath("/Docs/two (2).txt");
+    ASSERT_TRUE(two);
+    EXPECT_EQ(two->at(platform::NSFileSize), platform::Value(11));
+    EXPECT_EQ(service.end(SIGTERM), 0);
 }
 
 } // namespace
