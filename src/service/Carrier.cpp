@@ -211,8 +211,9 @@ Outcome<Done> Carrier::bringOneDown(const Task& task) {
     constexpr int tries = 1000;
     for (int number = 1; down && error == EEXIST && number < tries; ++number) {
         const fs::path target = folder / numberedName(name, number);
-        error = ::renameat2(AT_FDCWD, hidden.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0 ? 0
-                                                                                                      : errno;
+        error = ::renameat2(AT_FDCWD, hidden.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0
+                    ? 0
+                    : errno;
         if (error == 0) log.info(task.remotePath, " was downloaded to ", target.string());
     }
     if (down && error == 0) return Done{};
@@ -234,8 +235,9 @@ Outcome<Done> Carrier::bringTreeDown(const std::string& remotePath, const fs::pa
         } else if (entry.shape == Shape::folder) {
             fs::create_directory(folder / entry.path, error);
         } else {
-            const auto down = space.bringDown(joined(remotePath, entry.path), (folder / entry.path).string(),
-                                              entry.item.size)
+            const auto down = space
+                                  .bringDown(joined(remotePath, entry.path), (folder / entry.path).string(),
+                                             entry.item.size)
                                   .wait(transferring);
             if (!down) return down.failure();
         }

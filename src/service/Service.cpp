@@ -95,7 +95,8 @@ Service::Service(Settings wanted, const Surroundings& everything)
     : settings(std::move(wanted)), stateFolder(createdFolder(settings.stateFolder)),
       stateFile(stateFolder / "state.json"), around(everything), log(everything.log),
       state(sync_daemon::loadState(stateFile, log)), folders(around.space),
-      carrier(around.space, around.trash, log, [this] { statusChanged(); }, state.paused),
+      carrier(
+          around.space, around.trash, log, [this] { statusChanged(); }, state.paused),
       uploads(createdFolder(stateFolder / "uploading"), carrier, around.events),
       cache(stateFolder / "cache.json", cacheSettings(), threadSurroundings()),
       spaceSnapshot(around.space, stateFolder / "remote-snapshot", log) {
@@ -186,8 +187,7 @@ void Service::noticed(const platform::DirectoryEvent& event) {
     if (const auto thread = cache.thread(); thread && concerns(cache.folder())) thread->noticed(event);
     const std::lock_guard guard(lock);
     for (const auto& [remote, thread] : threads)
-        if (concerns(thread->localRoot()))
-            thread->noticed(event);
+        if (concerns(thread->localRoot())) thread->noticed(event);
 }
 
 void Service::post(std::string name, Dictionary userInfo) {

@@ -22,7 +22,8 @@ constexpr std::chrono::seconds longestWait{300};
 // A lease on reading is granted when nobody has the file open for writing; where there are no leases nothing
 // is known, and the rest has to do.
 bool isWrittenTo(const fs::path& file) {
-    const sync_daemon::Descriptor opened(::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const sync_daemon::Descriptor opened(
+        ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!opened) return false;
     if (::fcntl(opened.get(), F_SETLEASE, F_RDLCK) != 0) return errno == EAGAIN;
     ::fcntl(opened.get(), F_SETLEASE, F_UNLCK);
@@ -77,10 +78,10 @@ void UploadingFolder::run(const std::stop_token& stop) {
 bool UploadingFolder::hasRested(const fs::path& item, std::map<std::string, Rest>& now) const {
     struct stat info {};
     if (::lstat(item.c_str(), &info) != 0) return false;
-    const std::string record = std::to_string(info.st_ino) + " " + std::to_string(info.st_size) + " " +
-                               std::to_string(info.st_mtim.tv_sec) + "." +
-                               std::to_string(info.st_mtim.tv_nsec) + " " +
-                               std::to_string(info.st_ctim.tv_sec) + "." + std::to_string(info.st_ctim.tv_nsec);
+    const std::string record =
+        std::to_string(info.st_ino) + " " + std::to_string(info.st_size) + " " +
+        std::to_string(info.st_mtim.tv_sec) + "." + std::to_string(info.st_mtim.tv_nsec) + " " +
+        std::to_string(info.st_ctim.tv_sec) + "." + std::to_string(info.st_ctim.tv_nsec);
     const auto former = rests.find(item.string());
     const bool isSame = former != rests.end() && former->second.record == record;
     const Rest found = isSame ? former->second : Rest{record, Clock::now()};
