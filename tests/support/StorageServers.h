@@ -72,6 +72,10 @@ class StorageServers {
     // Where its files lie; of an encrypted storage nothing that can be read.
     std::filesystem::path files(const std::string& name) const { return folder / name; }
     std::string configuration() const { return folder.path("rclone.conf"); }
+    std::string sshOptions() const {
+        return "-p " + std::to_string(sftpPort) + " -i " + folder.path("key") +
+               " -o UserKnownHostsFile=" + folder.path("known_hosts");
+    }
 
     void stopSftp() { sftp.reset(); }
     void startSftp() {

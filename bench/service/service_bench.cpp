@@ -1,0 +1,345 @@
+// The sync service beside its peers, with OpenSSH's server on the loopback: bringing up and down, the way of
+// one saved file, a look at a large pair in which nothing changed, memory and rest.
+//
+//   service_bench [SECTION…]      each runs in a process of its own; all of them without one
+//
+// The time for which files have to rest before they count is not in the figures of bringing up and down.
+#include "backends/posix/InotifyEvents.h"
+#include "bench/service/Pair.h"
+#include "dirsnapshot/DirSnapshot.h"
+#include "service/SyncThread.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace bench;
+
+constexpr std::size_t many = 10'000;
+constexpr std::size_t some = 2'000;
+constexpr std::size_t lots = 100'000;
+constexpr int rounds = 3;
+
+// Equal footing: without the digest that a shell of the server would take of each file.
+std::string copying(const fs::path& from, const fs::path& to) {
+    return "copy --ignore-checksum --transfers 4 " + from.string() + " " + to.string();
+}
+
+std::string there(const support::StorageServers& servers, const std::string& name) {
+    return servers.storage("sftp") + "/" + name;
+}
+
+void upload() {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    std::vector<double> own;
+    std::vector<double> peers;
+    for (int turn = 0; turn < rounds; ++turn) {
+        const std::string number = std::to_string(turn);
+        Pair pair(servers, disk, "up" + number);
+        pair.settle();
+        makeFiles(pair.folder, many);
+        own.push_back(pair.settle());
+        peers.push_back(rclone(servers, copying(pair.folder, there(servers, "peer" + number))));
+    }
+    printRatio("10,000 files of 1 KiB up, in new folders", median(own), "rclone copy", median(peers), 1.15);
+}
+
+void existing() {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    std::vector<double> own;
+    std::vector<double> peers;
+    Pair pair(servers, disk, "up");
+    makeFiles(pair.folder, some, "old");
+    pair.settle();
+    rclone(servers, copying(pair.folder, there(servers, "peer")));
+    for (int turn = 0; turn < rounds; ++turn) {
+        makeFiles(pair.folder, some, "new" + std::to_string(turn) + "-");
+        own.push_back(pair.settle());
+        peers.push_back(rclone(servers, copying(pair.folder, there(servers, "peer"))));
+    }
+    printRatio("2,000 files up, into folders that exist", median(own), "rclone copy", median(peers), 2.5);
+    own.clear();
+    peers.clear();
+    for (int turn = 0; turn < rounds; ++turn) {
+        makeFiles(servers.files("sftp") / "up", some, "down" + std::to_string(turn) + "-");
+        const fs::path target = disk / "peer-down";
+        if (turn == 0) fs::copy(pair.folder, target, fs::copy_options::recursive);
+        own.push_back(pair.settle());
+        peers.push_back(rclone(servers, copying(there(servers, "up"), target)));
+    }
+    printRatio("2,000 files down, into folders that exist", median(own), "rclone copy", median(peers), 2.5);
+}
+
+void download() {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    std::vector<double> own;
+    std::vector<double> peers;
+    for (int turn = 0; turn < rounds; ++turn) {
+        const std::string number = std::to_string(turn);
+        const std::string name = "down" + number;
+        Pair pair(servers, disk, name);
+        pair.settle();
+        makeFiles(servers.files("sftp") / name, many);
+        own.push_back(pair.settle());
+        peers.push_back(rclone(servers, copying(there(servers, name), disk / ("peer" + number))));
+    }
+    printRatio("10,000 files of 1 KiB down, in new folders", median(own), "rclone copy", median(peers), 1.15);
+}
+
+void largeFile(std::uint64_t mebibytes) {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    Pair pair(servers, disk, "large");
+    pair.settle();
+    const std::string size = std::to_string(mebibytes) + " MiB";
+    std::vector<double> own;
+    std::vector<double> peers;
+    for (int turn = 0; turn < rounds; ++turn) {
+        const std::string name = "file" + std::to_string(turn);
+        makeFile(pair.folder / name, mebibytes << 20U);
+        peers.push_back(rclone(servers, copying(pair.folder / name, there(servers, "peer"))));
+        own.push_back(pair.settle());
+    }
+    printRatio("a file of " + size + " up", median(own), "rclone copy", median(peers), 1.05);
+    own.clear();
+    peers.clear();
+    for (int turn = 0; turn < rounds; ++turn) {
+        const std::string name = "other" + std::to_string(turn);
+        makeFile(servers.files("sftp") / "large" / name, mebibytes << 20U);
+        ::sync();
+        peers.push_back(rclone(servers, copying(there(servers, "large/" + name), disk / "peer")));
+        ::sync();
+        own.push_back(pair.settle());
+    }
+    printRatio("a file of " + size + " down", median(own), "rclone copy", median(peers), 1.05);
+}
+
+void large() { largeFile(256); }
+void gigabyte() { largeFile(1024); }
+
+// A pair as the daemon has it, with its own clock and its own events.
+class LivingPair {
+  public:
+    LivingPair(const support::StorageServers& servers, const DiskFolder& disk, const std::string& name)
+        : folder(disk / name), control(controlSettings(servers), log),
+          space(control, servers.storage("sftp"), disk / (name + "-links")) {
+        fs::create_directories(folder);
+        events.start([this](const platform::DirectoryEvent& event) { sync->noticed(event); });
+        service::SyncThread::Settings settings;
+        settings.localRoot = folder;
+        settings.remoteRoot = "/" + name;
+        settings.database = disk / (name + ".db");
+        settings.host = "bench";
+        settings.excluded = [] { return std::set<std::string, std::less<>>(); };
+        sync.emplace(std::move(settings),
+                     service::SyncThread::Surroundings{space, trash, &events, log, [] {}});
+    }
+    ~LivingPair() {
+        events.stop();
+        sync->end();
+    }
+    void settle() {
+        while (sync->state()->phase != service::PairState::Phase::inStep)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+
+    const fs::path folder;
+    Log log;
+    NoTrash trash;
+    backends::rclone::RemoteControl control;
+    backends::rclone::RcloneSpace space;
+    backends::posix::InotifyEvents events;
+    std::optional<service::SyncThread> sync;
+};
+
+void waitFor(const fs::path& file, const std::string& content) {
+    while (support::contentOf(file) != content)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void latency() {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    LivingPair pair(servers, disk, "living");
+    makeFiles(pair.folder, some);
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    pair.settle();
+    const fs::path file = pair.folder / "above0/below7/file700";
+    const fs::path arrived = servers.files("sftp") / "living/above0/below7/file700";
+    std::vector<double> own;
+    std::vector<double> bare;
+    for (int turn = 0; turn < 5; ++turn) {
+        std::this_thread::sleep_for(std::chrono::seconds(12)); // a person saves now and then
+        std::string content(1024, static_cast<char>('a' + turn));
+        std::ofstream(file, std::ios::binary) << content;
+        const auto saved = Clock::now();
+        waitFor(arrived, content);
+        own.push_back(since(saved));
+        content.back() = '!';
+        std::ofstream(disk / "bare", std::ios::binary) << content;
+        bare.push_back(timeOf([&] { (void)pair.space.bringUp(disk / "bare", "bare").wait(); }));
+    }
+    printFigure("a bare copyfile of 1 KiB", median(bare), "s");
+    printFigure("a saved file of 1 KiB, until it is there", median(own), "s");
+    printFigure("what that is more", median(own) - median(bare), "s", 0.4);
+    own.clear();
+    for (int turn = 0; turn < 3; ++turn) {
+        const std::string name = "fresh" + std::to_string(turn);
+        std::ofstream(pair.folder / "above0/below7" / name, std::ios::binary) << name;
+        const auto saved = Clock::now();
+        waitFor(servers.files("sftp") / "living/above0/below7" / name, name);
+        own.push_back(since(saved));
+    }
+    printFigure("a new file of 1 KiB, with its rest of 2 s", median(own), "s");
+}
+
+// The look, its memory, and the peers that look at the same two trees.
+void look() {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    Pair pair(servers, disk, "look");
+    makeFiles(pair.folder, lots);
+    fs::copy(pair.folder, servers.files("sftp") / "look", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    // The times too, so that the first sync of both full sides has only digests to compare.
+    peer("cp -a " + pair.folder.string() + "/. " + (servers.files("sftp") / "look").string());
+    std::printf("first sync of two equal sides: %.1f s\n", pair.settle());
+    std::vector<double> own;
+    std::vector<double> scans;
+    std::vector<double> lists;
+    for (int turn = 0; turn < 5; ++turn) {
+        own.push_back(timeOf([&] { pair.round(); }));
+        scans.push_back(timeOf([&] {
+            Log log;
+            (void)dirsnapshot::DirSnapshot::initWithDirectoryPath(log, pair.folder);
+        }));
+        lists.push_back(rclone(servers, "lsf -R " + there(servers, "look") + " > /dev/null"));
+    }
+    std::printf("scan of the engine %.3f s, rclone lsf -R %.3f s\n", median(scans), median(lists));
+    printRatio("a look at 100,000 items, nothing changed", median(own), "scan + rclone lsf -R",
+               median(scans) + median(lists), 1.2);
+    const std::string bisync = "bisync --workdir " + (disk / "bisync").string() + " " +
+                               pair.folder.string() + " " + there(servers, "look");
+    rclone(servers, bisync + " --resync");
+    printRatio("the same", median(own), "rclone bisync", rclone(servers, bisync), 0);
+    if (support::run("which unison").status != 0) return;
+    const std::string unison = "UNISON=" + (disk / "unison").string() + " unison -batch -silent " +
+                               "-sshargs '" + servers.sshOptions() + "' " + pair.folder.string() +
+                               " ssh://127.0.0.1/" + (servers.files("sftp") / "look").string();
+    peer(unison);
+    printRatio("the same", median(own), "unison", peer(unison), 0);
+}
+
+unsigned long contextSwitches() {
+    unsigned long sum = 0;
+    for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+        std::ifstream status(task.path() / "status");
+        for (std::string line; std::getline(status, line);)
+            if (line.find("ctxt_switches") != std::string::npos) sum += std::stoul(line.substr(line.find(':') + 1));
+    }
+    return sum;
+}
+
+void memory() {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    const std::string name = "living";
+    makeFiles(disk / name, lots);
+    peer("cp -a " + (disk / name).string() + " " + servers.files("sftp").string());
+    {
+        Pair pair(servers, disk, name); // agrees on everything
+        pair.settle();
+    }
+    // From here on a process like the daemon's after its start.
+    std::fflush(stdout);
+    const pid_t daemon = ::fork();
+    if (daemon == 0) {
+        double base = 0;
+        {
+            const DiskFolder small;
+            LivingPair empty(servers, small, "empty");
+            empty.settle();
+            base = ownMemory("VmHWM");
+            printFigure("daemon at rest, an empty pair", ownMemory("VmRSS"), "MiB");
+            printFigure("rclone at rest", helperMemory("VmRSS"), "MiB");
+        }
+        {
+            LivingPair pair(servers, disk, name);
+            pair.settle();
+            const double bytes = (1U << 20U) / static_cast<double>(lots + 1100);
+            printFigure("memory an item, the peak of a look", (ownMemory("VmHWM") - base) * bytes, "B", 300);
+            printFigure("memory an item, at rest", (ownMemory("VmRSS") - base) * bytes, "B", 300);
+            printFigure("rclone in a look at 100,000 items", helperMemory("VmHWM"), "MiB", 110);
+            std::this_thread::sleep_for(std::chrono::seconds(2));
+            const unsigned long before = contextSwitches();
+            std::this_thread::sleep_for(std::chrono::seconds(20));
+            // One of them is this thread's own.
+            printFigure("wake-ups in 20 s between two looks",
+                        static_cast<double>(contextSwitches() - before) - 1, "", 0.5);
+        }
+        std::_Exit(std::min(missed(), 100));
+    }
+    int status = 0;
+    ::waitpid(daemon, &status, 0);
+    if (status != 0) std::exit(1);
+}
+
+void moved() {
+    const support::StorageServers servers;
+    const DiskFolder disk;
+    Pair pair(servers, disk, "moved");
+    makeFiles(pair.folder / "one", many);
+    pair.settle();
+    fs::rename(pair.folder / "one", pair.folder / "two");
+    std::size_t changes = 0;
+    double seconds = 0;
+    for (int turn = 0; turn < 10; ++turn) {
+        service::PairSync::Round round;
+        seconds += timeOf([&] { round = pair.round(); });
+        changes += round.done;
+        if (round.isInStep()) break;
+    }
+    printFigure("changes there for a moved folder of 10,000 files", static_cast<double>(changes), "", 1);
+    printFigure("until it is agreed on", seconds, "s");
+}
+
+struct Section {
+    const char* name;
+    void (*run)();
+    bool isRoutine = true;
+};
+constexpr Section sections[] = {{"upload", upload},   {"existing", existing}, {"download", download},
+                                {"large", large},     {"latency", latency},   {"look", look},
+                                {"memory", memory},   {"moved", moved},       {"gigabyte", gigabyte, false}};
+
+} // namespace
+
+int main(int count, char** arguments) {
+    int failed = 0;
+    for (const Section& section : sections) {
+        bool isChosen = count == 1 && section.isRoutine;
+        for (int i = 1; i < count; ++i)
+            isChosen = isChosen || std::strcmp(arguments[i], section.name) == 0;
+        if (!isChosen) continue;
+        const pid_t process = ::fork();
+        if (process == 0) {
+            try {
+                section.run();
+            } catch (const std::exception& error) {
+                std::fprintf(stderr, "%s: %s\n", section.name, error.what());
+                return 2;
+            }
+            return missed() > 0 ? 1 : 0;
+        }
+        int status = 0;
+        ::waitpid(process, &status, 0);
+        if (status != 0) failed = 1;
+    }
+    return failed;
+}
