@@ -80,7 +80,8 @@ void makeFiles(const fs::path& folder, std::size_t count, const std::string& wor
     constexpr std::size_t inFolder = 100;
     for (std::size_t number = 0; number < count; ++number) {
         const std::size_t below = number / inFolder;
-        const fs::path place = folder / ("above" + std::to_string(below / 10)) / ("below" + std::to_string(below));
+        const fs::path place =
+            folder / ("above" + std::to_string(below / 10)) / ("below" + std::to_string(below));
         if (number % inFolder == 0) fs::create_directories(place);
         const std::string name = word + std::to_string(number);
         content.replace(0, name.size(), name);
@@ -100,7 +101,8 @@ void makeFile(const fs::path& file, std::uint64_t bytes) {
             word ^= word << 17U;
             std::copy_n(reinterpret_cast<const char*>(&word), sizeof word, block.data() + at);
         }
-        stream.write(block.data(), static_cast<std::streamsize>(std::min<std::uint64_t>(block.size(), bytes - done)));
+        stream.write(block.data(),
+                     static_cast<std::streamsize>(std::min<std::uint64_t>(block.size(), bytes - done)));
     }
 }
 
@@ -166,7 +168,8 @@ double helperMemory(const char* field) {
         std::string state;
         std::string parent;
         stat >> number >> name >> state >> parent;
-        if (parent == self && name == "(rclone)" && support::contentOf(process.path() / "cmdline").find("rcd") != std::string::npos)
+        if (parent == self && name == "(rclone)" &&
+            support::contentOf(process.path() / "cmdline").find("rcd") != std::string::npos)
             return memoryOf(number, field);
     }
     return 0;

@@ -206,7 +206,8 @@ void look() {
     const DiskFolder disk;
     Pair pair(servers, disk, "look");
     makeFiles(pair.folder, lots);
-    fs::copy(pair.folder, servers.files("sftp") / "look", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    fs::copy(pair.folder, servers.files("sftp") / "look",
+             fs::copy_options::recursive | fs::copy_options::overwrite_existing);
     // The times too, so that the first sync of both full sides has only digests to compare.
     peer("cp -a " + pair.folder.string() + "/. " + (servers.files("sftp") / "look").string());
     std::printf("first sync of two equal sides: %.1f s\n", pair.settle());
@@ -224,8 +225,8 @@ void look() {
     std::printf("scan of the engine %.3f s, rclone lsf -R %.3f s\n", median(scans), median(lists));
     printRatio("a look at 100,000 items, nothing changed", median(own), "scan + rclone lsf -R",
                median(scans) + median(lists), 1.2);
-    const std::string bisync = "bisync --workdir " + (disk / "bisync").string() + " " +
-                               pair.folder.string() + " " + there(servers, "look");
+    const std::string bisync = "bisync --workdir " + (disk / "bisync").string() + " " + pair.folder.string() +
+                               " " + there(servers, "look");
     rclone(servers, bisync + " --resync");
     printRatio("the same", median(own), "rclone bisync", rclone(servers, bisync), 0);
     if (support::run("which unison").status != 0) return;
@@ -241,7 +242,8 @@ unsigned long contextSwitches() {
     for (const auto& task : fs::directory_iterator("/proc/self/task")) {
         std::ifstream status(task.path() / "status");
         for (std::string line; std::getline(status, line);)
-            if (line.find("ctxt_switches") != std::string::npos) sum += std::stoul(line.substr(line.find(':') + 1));
+            if (line.find("ctxt_switches") != std::string::npos)
+                sum += std::stoul(line.substr(line.find(':') + 1));
     }
     return sum;
 }
@@ -314,9 +316,9 @@ struct Section {
     void (*run)();
     bool isRoutine = true;
 };
-constexpr Section sections[] = {{"upload", upload},   {"existing", existing}, {"download", download},
-                                {"large", large},     {"latency", latency},   {"look", look},
-                                {"memory", memory},   {"moved", moved},       {"gigabyte", gigabyte, false}};
+constexpr Section sections[] = {{"upload", upload}, {"existing", existing}, {"download", download},
+                                {"large", large},   {"latency", latency},   {"look", look},
+                                {"memory", memory}, {"moved", moved},       {"gigabyte", gigabyte, false}};
 
 } // namespace
 

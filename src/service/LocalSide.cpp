@@ -9,11 +9,13 @@
 #include <sys/syscall.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <dirent.h>
 #include <fcntl.h>
+#include <iterator>
 #include <memory>
 #include <system_error>
 #include <unistd.h>
@@ -196,48 +198,43 @@ Outcome<std::string> LocalSide::setMark() {
 
 Outcome<std::vector<LocalItem>> LocalSide::look(const std::string& below, const IsLeftOut& isLeftOut,
                                                 const std::stop_token& stop) const {
-    std::vector<LocalItem> items;
-    // A folder that cannot be read, or not to its end, is unknown with all below it.
-    const auto becomesUnknown = [&items](std::size_t index, int error) {
-        items[index].shape = Shape::unknown;
-        items[index].reason = std::generic_category().message(error);
-    };
-    constexpr std::size_t top = static_cast<std::size_t>(-1);
-    std::vector<std::size_t> folders{top}; // by their indexes
-    while (!folders.empty()) {
+    auto items = list(below, isLeftOut);
+    if (!items) return items;
+    for (std::size_t index = 0; index < items->size(); ++index) {
+        if ((*items)[index].shape != Shape::folder) continue;
         if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
-        const std::size_t index = folders.back();
-        folders.pop_back();
-        const std::string folder = index == top ? below : items[index].path;
-        File opened = openBelow(rootFile, folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
-        std::unique_ptr<DIR, DirectoryCloser> stream(opened ? ::fdopendir(*opened) : nullptr);
-        if (!stream) {
-            if (index == top) return failureOf(errno, folder);
-            becomesUnknown(index, errno);
+        auto deeper = list((*items)[index].path, isLeftOut);
+        if (deeper) {
+            std::move(deeper->begin(), deeper->end(), std::back_inserter(*items));
             continue;
         }
-        const int number = opened.release();
-        for (;;) {
-            errno = 0;
-            const dirent* const entry = ::readdir(stream.get());
-            if (!entry) {
-                if (errno != 0 && index == top) return failureOf(errno, folder);
-                if (errno != 0) becomesUnknown(index, errno);
-                break;
-            }
-            const std::string_view name = entry->d_name;
-            if (name == "." || name == ".." || isPrivate(name)) continue;
-            std::string path = joined(folder, name);
-            if (isLeftOut && isLeftOut(path)) continue;
-            struct statx status {};
-            const int error = statusOf(number, entry->d_name, status);
-            if (error == ENOENT) continue; // gone meanwhile
-            items.push_back(error != 0 ? unknownItem(std::move(path), error)
-                                       : itemOf(std::move(path), status));
-            if (items.back().shape == Shape::folder) folders.push_back(items.size() - 1);
-        }
+        // A folder that cannot be read, or not to its end, is unknown with all below it.
+        (*items)[index].shape = Shape::unknown;
+        (*items)[index].reason = deeper.failure().text;
     }
     return items;
+}
+
+Outcome<std::vector<LocalItem>> LocalSide::list(const std::string& folder, const IsLeftOut& isLeftOut) const {
+    File opened = openBelow(rootFile, folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
+    const std::unique_ptr<DIR, DirectoryCloser> stream(opened ? ::fdopendir(*opened) : nullptr);
+    if (!stream) return failureOf(errno, folder);
+    const int number = opened.release();
+    std::vector<LocalItem> items;
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = ::readdir(stream.get());
+        if (!entry && errno != 0) return failureOf(errno, folder);
+        if (!entry) return items;
+        const std::string_view name = entry->d_name;
+        if (name == "." || name == ".." || isPrivate(name)) continue;
+        std::string path = joined(folder, name);
+        if (isLeftOut && isLeftOut(path)) continue;
+        struct statx status {};
+        const int error = statusOf(number, entry->d_name, status);
+        if (error == ENOENT) continue; // gone meanwhile
+        items.push_back(error != 0 ? unknownItem(std::move(path), error) : itemOf(std::move(path), status));
+    }
 }
 
 std::optional<LocalItem> LocalSide::lookAt(const std::string& path) const {
@@ -265,7 +262,9 @@ Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& ex
     const std::unique_ptr<EVP_MD_CTX, decltype(&::EVP_MD_CTX_free)> context(::EVP_MD_CTX_new(),
                                                                             ::EVP_MD_CTX_free);
     ::EVP_DigestInit_ex(context.get(), ::EVP_sha1(), nullptr);
-    std::vector<unsigned char> buffer(std::size_t{1} << 18);
+    // Most files are small; the room for a large one is not to be cleared for each of them.
+    constexpr std::size_t most = std::size_t{1} << 18U;
+    std::vector<unsigned char> buffer(std::min<std::size_t>(most, expected.size + 1));
     for (;;) {
         const ssize_t count = ::read(number, buffer.data(), buffer.size());
         if (count < 0 && errno == EINTR) continue;

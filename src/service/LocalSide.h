@@ -61,6 +61,9 @@ class LocalSide {
     // be read is unknown.
     Outcome<std::vector<LocalItem>> look(const std::string& below, const IsLeftOut& isLeftOut,
                                          const std::stop_token& stop) const;
+    // What is directly in a folder; private names are left out. A failure is one of reading the folder, to
+    // its end.
+    Outcome<std::vector<LocalItem>> list(const std::string& folder, const IsLeftOut& isLeftOut) const;
     // One item; none when it is not there. An error is unknown.
     std::optional<LocalItem> lookAt(const std::string& path) const;
 

@@ -42,6 +42,11 @@ class Statement {
         ::sqlite3_bind_int64(statement, ++position, number);
         return *this;
     }
+    // For the next values.
+    void reset() {
+        ::sqlite3_reset(statement);
+        position = 0;
+    }
     bool step() {
         const int result = ::sqlite3_step(statement);
         column = -1;
@@ -145,6 +150,10 @@ PairStore::PairStore(const std::filesystem::path& file) {
         " here_changed INTEGER, here_inode INTEGER, here_born INTEGER, there_size INTEGER, there_modified "
         "INTEGER,"
         " there_id BLOB, here_name BLOB, there_name BLOB)");
+    run("CREATE TABLE IF NOT EXISTS journal_items (number INTEGER, path BLOB, remote_path BLOB, "
+        "shape INTEGER, digest BLOB, here_size INTEGER, here_modified INTEGER, here_changed INTEGER, "
+        "here_inode INTEGER, here_born INTEGER, there_size INTEGER, there_modified INTEGER, there_id BLOB, "
+        "here_name BLOB, there_name BLOB, PRIMARY KEY (number, path)) WITHOUT ROWID");
     run("CREATE TABLE IF NOT EXISTS facts (name BLOB PRIMARY KEY, value BLOB) WITHOUT ROWID");
 }
 
@@ -154,13 +163,40 @@ void PairStore::run(const char* sql) const {
     if (::sqlite3_exec(database.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(database.get());
 }
 
-void PairStore::forEach(const std::function<void(const std::string&, const AgreedItem&)>& visit) const {
-    Statement rows(database.get(),
-                   (std::string("SELECT path, ") + itemColumns + " FROM agreed ORDER BY path").c_str());
-    while (rows.step()) {
-        const std::string path = loaded(rows.bytes());
-        visit(path, readItem(rows));
-    }
+struct PairStore::Items::Rows {
+    Statement statement;
+};
+
+PairStore::Items::Items(const PairStore& store, const std::string& top)
+    : rows(new Rows{{store.database.get(), (std::string("SELECT path, ") + itemColumns +
+                                            " FROM agreed WHERE path >= ? AND path < ? ORDER BY path")
+                                               .c_str()}}) {
+    const std::string key = stored(top);
+    rows->statement.bind(key).bind(top.empty() ? std::string("\xFF")
+                                               : key + static_cast<char>(storedSeparator + 1));
+}
+
+PairStore::Items::~Items() = default;
+
+bool PairStore::Items::next(std::string& path, AgreedItem& item) {
+    if (!rows->statement.step()) return false;
+    path = loaded(rows->statement.bytes());
+    item = readItem(rows->statement);
+    return true;
+}
+
+bool PairStore::hasBelow(const std::string& path) const {
+    const std::string key = stored(path);
+    Statement row(database.get(), "SELECT 1 FROM agreed WHERE path > ? AND path < ? LIMIT 1");
+    row.bind(path.empty() ? key : key + storedSeparator)
+        .bind(path.empty() ? std::string("\xFF") : key + static_cast<char>(storedSeparator + 1));
+    return row.step();
+}
+
+std::uint64_t PairStore::count() const {
+    Statement row(database.get(), "SELECT count(*) FROM agreed");
+    row.step();
+    return static_cast<std::uint64_t>(row.number());
 }
 
 std::optional<AgreedItem> PairStore::at(const std::string& path) const {
@@ -171,23 +207,40 @@ std::optional<AgreedItem> PairStore::at(const std::string& path) const {
     return readItem(row);
 }
 
-void PairStore::agreeNow(const std::string& path, const AgreedItem& item) {
-    const std::string key = stored(path);
-    if (item.shape != Shape::folder)
-        Statement(database.get(), "DELETE FROM agreed WHERE path > ? AND path < ?")
-            .bind(key + storedSeparator)
-            .bind(key + static_cast<char>(storedSeparator + 1))
-            .step();
-    Statement row(database.get(),
-                  "INSERT OR REPLACE INTO agreed VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-    row.bind(key);
-    bindItem(row, item);
-    row.step();
-}
+// What agreeing takes, prepared once for many items.
+struct PairStore::Agreeing {
+    explicit Agreeing(sqlite3* database)
+        : forgetBelow(database, "DELETE FROM agreed WHERE path > ? AND path < ?"),
+          insert(database, "INSERT OR REPLACE INTO agreed VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") {}
+
+    void agree(const std::string& path, const AgreedItem& item) {
+        const std::string key = stored(path);
+        if (item.shape != Shape::folder) {
+            forgetBelow.bind(key + storedSeparator).bind(key + static_cast<char>(storedSeparator + 1)).step();
+            forgetBelow.reset();
+        }
+        insert.bind(key);
+        bindItem(insert, item);
+        insert.step();
+        insert.reset();
+    }
+
+    Statement forgetBelow;
+    Statement insert;
+};
 
 void PairStore::agree(const std::string& path, const AgreedItem& item) {
     Transaction change(database.get());
-    agreeNow(path, item);
+    Agreeing(database.get()).agree(path, item);
+    change.commit();
+}
+
+void PairStore::agree(const std::vector<PathAndItem>& items) {
+    if (items.empty()) return;
+    Transaction change(database.get());
+    Agreeing agreeing(database.get());
+    for (const PathAndItem& item : items)
+        agreeing.agree(item.path, item.item);
     change.commit();
 }
 
@@ -214,6 +267,7 @@ void PairStore::rename(const std::string& path, const std::string& to) {
 }
 
 std::int64_t PairStore::begin(const JournalEntry& entry) {
+    Transaction change(database.get());
     Statement row(database.get(),
                   "INSERT INTO journal VALUES (NULL, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     row.bind(static_cast<std::int64_t>(entry.step))
@@ -223,13 +277,30 @@ std::int64_t PairStore::begin(const JournalEntry& entry) {
         .bind(entry.trashPath);
     bindItem(row, entry.item);
     row.step();
-    return ::sqlite3_last_insert_rowid(database.get());
+    const std::int64_t number = ::sqlite3_last_insert_rowid(database.get());
+    Statement part(database.get(),
+                   "INSERT INTO journal_items VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    for (const JournalEntry::Placed& placed : entry.many) {
+        part.bind(number).bind(placed.path).bind(placed.remotePath);
+        bindItem(part, placed.item);
+        part.step();
+        part.reset();
+    }
+    change.commit();
+    return number;
 }
 
 void PairStore::finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item) {
+    finish(number, item ? std::vector<PathAndItem>{{path, *item}} : std::vector<PathAndItem>{});
+}
+
+void PairStore::finish(std::int64_t number, const std::vector<PathAndItem>& items) {
     Transaction change(database.get());
-    if (item) agreeNow(path, *item);
+    Agreeing agreeing(database.get());
+    for (const PathAndItem& item : items)
+        agreeing.agree(item.path, item.item);
     Statement(database.get(), "DELETE FROM journal WHERE number = ?").bind(number).step();
+    Statement(database.get(), "DELETE FROM journal_items WHERE number = ?").bind(number).step();
     change.commit();
 }
 
@@ -248,6 +319,17 @@ std::vector<JournalEntry> PairStore::unfinished() const {
         entry.privatePath = rows.bytes();
         entry.trashPath = rows.bytes();
         entry.item = readItem(rows);
+        Statement parts(database.get(), (std::string("SELECT path, remote_path, ") + itemColumns +
+                                         " FROM journal_items WHERE number = ? ORDER BY path")
+                                            .c_str());
+        parts.bind(entry.number);
+        while (parts.step()) {
+            JournalEntry::Placed placed;
+            placed.path = parts.bytes();
+            placed.remotePath = parts.bytes();
+            placed.item = readItem(parts);
+            entry.many.push_back(std::move(placed));
+        }
         entries.push_back(std::move(entry));
     }
     return entries;

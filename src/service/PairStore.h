@@ -40,10 +40,16 @@ struct AgreedItem {
     friend bool operator==(const AgreedItem&, const AgreedItem&) = default;
 };
 
+struct PathAndItem {
+    std::string path;
+    AgreedItem item;
+};
+
 // A change of something that is there, written down before it begins. What its fields say depends on the
 // change; `path` is the key.
 struct JournalEntry {
-    enum class Step : int { replaceThere = 1, placeThere = 2 }; // numbers are on disks: they never change
+    // Numbers are on disks: they never change.
+    enum class Step : int { replaceThere = 1, placeThere = 2, placeManyThere = 3 };
     std::int64_t number = 0;
     Step step = Step::placeThere;
     std::string path;
@@ -51,6 +57,13 @@ struct JournalEntry {
     std::string privatePath; // where the new version lies until then
     std::string trashPath;   // where the old one goes
     AgreedItem item;         // what is agreed on when it is done
+    // Of many: the private path is a folder, and each item has its own place.
+    struct Placed {
+        std::string path;
+        std::string remotePath;
+        AgreedItem item;
+    };
+    std::vector<Placed> many;
 };
 
 class PairStore {
@@ -60,17 +73,33 @@ class PairStore {
     PairStore(const PairStore&) = delete;
     PairStore& operator=(const PairStore&) = delete;
 
-    void forEach(const std::function<void(const std::string& path, const AgreedItem& item)>& visit) const;
+    // The items at and below a path, all of them with "", one after the other. Nothing is changed in the
+    // store while one is in use.
+    class Items {
+      public:
+        Items(const PairStore& store, const std::string& top);
+        ~Items();
+        // The next; false when there is none.
+        bool next(std::string& path, AgreedItem& item);
+
+      private:
+        struct Rows;
+        std::unique_ptr<Rows> rows;
+    };
     std::optional<AgreedItem> at(const std::string& path) const;
+    bool hasBelow(const std::string& path) const; // anything below, or at all with ""
+    std::uint64_t count() const;
 
     // An item that is no folder has nothing below it: that is forgotten.
     void agree(const std::string& path, const AgreedItem& item);
+    void agree(const std::vector<PathAndItem>& items);           // all or none
     void forget(const std::string& path);                        // with all below it
     void rename(const std::string& path, const std::string& to); // with all below it; nothing is at `to`
 
     std::int64_t begin(const JournalEntry& entry);
     // The change is over: what is agreed now, if anything, in one step with the end of the entry.
     void finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item);
+    void finish(std::int64_t number, const std::vector<PathAndItem>& items);
     std::vector<JournalEntry> unfinished() const;
 
     // Small facts of the pair: the marks of both roots, the version of the rules.
@@ -78,11 +107,11 @@ class PairStore {
     void setFact(const std::string& name, const std::string& value);
 
   private:
+    struct Agreeing;
     struct Closer {
         void operator()(sqlite3* database) const;
     };
     void run(const char* sql) const;
-    void agreeNow(const std::string& path, const AgreedItem& item);
 
     std::unique_ptr<sqlite3, Closer> database;
 };

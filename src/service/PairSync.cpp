@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <random>
+#include <utility>
 
 namespace service {
 namespace {
@@ -45,20 +46,6 @@ std::optional<Digest> digestOf(const RemoteItem& item) {
     return digest;
 }
 
-const char* wordOf(NameFault fault) {
-    switch (fault) {
-    case NameFault::notText:
-        return "its name is not UTF-8";
-    case NameFault::control:
-        return "its name holds a control character or a sign that stands for one";
-    case NameFault::tooLong:
-        return "its name has more than 255 bytes";
-    case NameFault::emptyOrDot:
-        break;
-    }
-    return "its name cannot be held";
-}
-
 } // namespace
 
 PairSync::PairSync(Surroundings everything, Settings wanted)
@@ -76,9 +63,10 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
     }
     if (const auto right = checkMarks(); !right) return right.failure();
     recover(stop);
-    if (const auto looked = look(stop); !looked) return looked.failure();
     Round result;
-    for (const Operation& operation : plan(names(result))) {
+    const auto names = look(result, stop);
+    if (!names) return names.failure();
+    for (const Operation& operation : plan(*names)) {
         if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
         if (operation.what == What::hold) continue; // said with its reason when its name was read
         const auto done = perform(operation, stop);
@@ -131,86 +119,148 @@ void PairSync::recover(const std::stop_token& stop) {
     }
 }
 
-Outcome<Done> PairSync::look(const std::stop_token& stop) {
-    view.clear();
-    RemoteLookOptions options;
-    options.foldsCase = features.foldsCase;
-    options.isLeftOut = settings.isLeftOut;
-    options.hadItems = [this](const std::string& key) {
-        bool had = false;
-        around.store.forEach([&](const std::string& path, const AgreedItem&) {
-            had = had || (path != key && (key.empty() || isAtOrBelow(path, key)));
-        });
-        return had;
-    };
-    auto there = lookAtSpace(around.space, settings.remoteFolder, options, stop);
-    if (!there) return there.failure();
-    auto here = around.local.look("", settings.isLeftOut, stop);
-    if (!here) return here.failure();
-    for (RemoteEntry& entry : *there)
-        view[entry.key].there = std::move(entry);
-    std::unordered_map<std::string, std::string> keys{{"", ""}}; // of folders, by path
-    for (LocalItem& item : *here) {
-        const auto above = keys.find(parentOf(item.path));
-        if (above == keys.end()) continue; // below something unknown
-        const std::string name = lastOf(item.path);
-        const auto fault = faultOf(name);
-        if (fault && item.shape != Shape::unknown) item.reason = wordOf(*fault);
-        if (fault) item.shape = Shape::unknown;
-        const std::string key = joined(above->second, fault ? name : keyOf(name, features.foldsCase));
-        Held& held = view[key];
-        if (held.here) {
-            held.here->shape = Shape::unknown;
-            held.here->reason =
-                "its name differs from another's only in a way that the storage does not tell apart";
-            continue;
-        }
-        if (item.shape == Shape::folder) keys.emplace(item.path, key);
-        held.here = std::move(item);
+// Takes the names that a look comes across, in their order, beside what was agreed on, and keeps those where
+// something follows, with the folders above them. Of all others nothing is kept: most names of a large pair
+// are as they were agreed on.
+class PairSync::Compared {
+  public:
+    Compared(PairSync& owner, Round& result) : sync(owner), round(result), items(owner.around.store, "") {
+        advance();
     }
-    return Done{};
+
+    void take(OnBothSides&& name) {
+        takeGoneBefore(&name.key);
+        if (hasNext && nextPath == name.key) {
+            consider(std::move(name), std::move(next));
+            advance();
+        } else {
+            consider(std::move(name), std::nullopt);
+        }
+    }
+    std::vector<Name> finish() {
+        takeGoneBefore(nullptr);
+        return std::move(names);
+    }
+
+  private:
+    struct Above {
+        OnBothSides sides;
+        std::optional<AgreedItem> agreed;
+        bool isKept;
+    };
+
+    void advance() { hasNext = items.next(nextPath, next); }
+
+    void takeGoneBefore(const std::string* key) {
+        while (hasNext && (!key || pathBefore(nextPath, *key))) {
+            consider({nextPath, {}, {}}, std::move(next));
+            advance();
+        }
+    }
+
+    void consider(OnBothSides&& sides, std::optional<AgreedItem>&& agreed) {
+        while (!above.empty() && !isAtOrBelow(sides.key, above.back().sides.key))
+            above.pop_back();
+        const bool isKept = !isAsAgreed(sides, agreed);
+        if (isKept) {
+            for (Above& folder : above)
+                if (!std::exchange(folder.isKept, true)) keep(folder.sides, folder.agreed);
+            keep(sides, agreed);
+        } else if (!sync.rests.empty()) {
+            sync.rests.erase(sides.key);
+        }
+        const bool isFolder = (sides.here && sides.here->shape == Shape::folder) ||
+                              (sides.there && sides.there->shape == Shape::folder) ||
+                              (agreed && agreed->shape == Shape::folder);
+        if (isFolder) above.push_back({std::move(sides), std::move(agreed), isKept});
+    }
+
+    void keep(const OnBothSides& sides, const std::optional<AgreedItem>& agreed) {
+        names.push_back(sync.nameOf(sides, agreed, round));
+        sync.view[sides.key] = {sides.here, sides.there};
+    }
+
+    static bool isAsAgreed(const OnBothSides& sides, const std::optional<AgreedItem>& agreed) {
+        if (!agreed || !sides.here || !sides.there || sides.here->shape != agreed->shape ||
+            sides.there->shape != agreed->shape)
+            return false;
+        if (agreed->shape == Shape::file &&
+            (!(agreed->here == sides.here->record) || !(agreed->there == recordOf(sides.there->item))))
+            return false;
+        // A folder of another identity may be one that was moved here.
+        if (agreed->shape == Shape::folder &&
+            (!(agreed->here == folderRecord(sides.here->record)) || agreed->there.id != sides.there->item.id))
+            return false;
+        return nameIs(sides.here->path, agreed->hereName) && nameIs(sides.there->path, agreed->thereName);
+    }
+    static bool nameIs(std::string_view path, std::string_view name) {
+        return path.ends_with(name) &&
+               (path.size() == name.size() || path[path.size() - name.size() - 1] == '/');
+    }
+
+    PairSync& sync;
+    Round& round;
+    PairStore::Items items;
+    std::string nextPath;
+    AgreedItem next;
+    bool hasNext = false;
+    std::vector<Above> above; // folders above the name in hand
+    std::vector<Name> names;
+};
+
+Outcome<std::vector<Name>> PairSync::look(Round& round, const std::stop_token& stop) {
+    view.clear();
+    PairWalkOptions options;
+    options.remoteFolder = settings.remoteFolder;
+    options.remote.foldsCase = features.foldsCase;
+    options.remote.isLeftOut = settings.isLeftOut;
+    options.remote.hadItems = [this](const std::string& key) { return around.store.hasBelow(key); };
+    std::vector<Name> names;
+    {
+        Compared compared(*this, round);
+        const auto walked = walkPair(around.local, around.space, options, rootOfPair(), stop,
+                                     [&compared](OnBothSides&& name) { compared.take(std::move(name)); });
+        if (!walked) return walked.failure();
+        names = compared.finish();
+    }
+    around.store.agree(std::exchange(renewed, {}));
+    return names;
 }
 
-std::vector<Name> PairSync::names(Round& round) {
-    std::map<std::string, AgreedItem, bool (*)(std::string_view, std::string_view)> agreed(&pathBefore);
-    around.store.forEach([&](const std::string& path, const AgreedItem& item) {
-        agreed.emplace(path, item);
-        view[path];
-    });
-    std::vector<Name> all;
-    all.reserve(view.size());
-    for (const auto& [key, held] : view) {
-        Name name;
-        name.path = key;
-        std::optional<AgreedItem> known;
-        if (const auto found = agreed.find(key); found != agreed.end()) known = found->second;
-        if (known) {
-            name.agreed.emplace();
-            name.agreed->shape = known->shape;
-            name.agreed->digest = known->digest;
-            name.agreed->empty = known->here.size == 0;
-            name.agreed->identity = {identityOf(known->here), identityOf(known->there)};
-            name.agreed->record = {0, known->shape == Shape::file ? hashOf(known->there) : 0};
-            name.agreed->spelling = {known->hereName, known->thereName};
-        }
-        if (held.here) name.seen[0] = seenHere(key, *held.here, known);
-        if (held.there) name.seen[1] = seenThere(key, *held.there, known);
-        for (const std::string& reason :
-             {held.here ? held.here->reason : "", held.there ? held.there->reason : ""})
-            if (!reason.empty()) round.problems.push_back({key, reason});
-        const auto isAsAgreed = [&](std::size_t side) {
-            return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
-        };
-        const bool isDeletion = known && (!held.here || !held.there);
-        if (isAsAgreed(0) && isAsAgreed(1)) {
-            rests.erase(key);
-        } else if (!isRested(key, held, isDeletion)) {
-            name.seen[held.here ? 0 : 1].shape = Shape::unknown;
-            round.restless = true;
-        }
-        all.push_back(std::move(name));
+Name PairSync::nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& known, Round& round) {
+    Name name;
+    const std::string& key = sides.key;
+    name.path = key;
+    if (known) {
+        name.agreed.emplace();
+        name.agreed->shape = known->shape;
+        name.agreed->digest = known->digest;
+        name.agreed->empty = known->here.size == 0;
+        name.agreed->identity = {identityOf(known->here), identityOf(known->there)};
+        name.agreed->record = {0, known->shape == Shape::file ? hashOf(known->there) : 0};
+        name.agreed->spelling = {known->hereName, known->thereName};
     }
-    return all;
+    if (sides.here) name.seen[0] = seenHere(key, *sides.here, known);
+    if (sides.there) name.seen[1] = seenThere(key, *sides.there, known);
+    for (const std::string& reason :
+         {sides.here ? sides.here->reason : "", sides.there ? sides.there->reason : ""})
+        if (!reason.empty()) round.problems.push_back({key, reason});
+    const auto isAsAgreed = [&](std::size_t side) {
+        return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
+    };
+    const bool isDeletion = known && (!sides.here || !sides.there);
+    if (isAsAgreed(0) && isAsAgreed(1)) {
+        rests.erase(key);
+    } else if (!isRested(key, {sides.here, sides.there}, isDeletion)) {
+        name.seen[sides.here ? 0 : 1].shape = Shape::unknown;
+        round.restless = true;
+    }
+    return name;
+}
+
+AgreedItem& PairSync::renewedOf(const std::string& key, const AgreedItem& agreed) {
+    if (renewed.empty() || renewed.back().path != key) renewed.push_back({key, agreed});
+    return renewed.back().item;
 }
 
 bool PairSync::isRested(const std::string& key, const Held& held, bool isDeletion) {
@@ -258,9 +308,7 @@ Seen PairSync::seenHere(const std::string& key, const LocalItem& item,
     if (found != learnedHere.end() && found->second.here == item.record) seen.digest = found->second.digest;
     seen.differs = !agreed || agreed->shape != Shape::file || seen.digest != agreed->digest;
     if (!seen.differs) { // the same content: its record is renewed
-        AgreedItem renewed = *agreed;
-        renewed.here = item.record;
-        around.store.agree(key, renewed);
+        renewedOf(key, *agreed).here = item.record;
     }
     return seen;
 }
@@ -285,9 +333,7 @@ Seen PairSync::seenThere(const std::string& key, const RemoteEntry& entry,
         seen.digest = found->second.digest;
     seen.differs = !agreed || agreed->shape != Shape::file || seen.digest != agreed->digest;
     if (!seen.differs) {
-        AgreedItem renewed = *agreed;
-        renewed.there = record;
-        around.store.agree(key, renewed);
+        renewedOf(key, *agreed).there = record;
     }
     return seen;
 }

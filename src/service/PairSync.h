@@ -12,6 +12,7 @@
 #include "service/LocalSide.h"
 #include "service/PairStore.h"
 #include "service/RemoteSpace.h"
+#include "service/pair_walk.h"
 #include "service/remote_look.h"
 
 #include <chrono>
@@ -68,6 +69,7 @@ class PairSync {
     Outcome<Round> round(const std::stop_token& stop);
 
   private:
+    class Compared;
     struct Held { // a name as the last look found it
         std::optional<LocalItem> here;
         std::optional<RemoteEntry> there;
@@ -85,8 +87,9 @@ class PairSync {
 
     Outcome<Done> checkMarks();
     void recover(const std::stop_token& stop);
-    Outcome<Done> look(const std::stop_token& stop);
-    std::vector<Name> names(Round& round);
+    Outcome<std::vector<Name>> look(Round& round, const std::stop_token& stop);
+    Name nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& agreed, Round& round);
+    AgreedItem& renewedOf(const std::string& key, const AgreedItem& agreed);
     Seen seenHere(const std::string& key, const LocalItem& item, const std::optional<AgreedItem>& agreed);
     Seen seenThere(const std::string& key, const RemoteEntry& entry, const std::optional<AgreedItem>& agreed);
     bool isRested(const std::string& key, const Held& held, bool isDeletion);
@@ -118,7 +121,8 @@ class PairSync {
     const Settings settings;
     Features features;
     bool knowsFeatures = false;
-    View view;
+    View view; // what the last look found that is not as it was agreed on, and the folders above it
+    std::vector<PathAndItem> renewed; // records that tell an agreed content anew
     std::unordered_map<std::string, Learned> learnedHere;
     std::unordered_map<std::string, Learned> learnedThere;
     std::unordered_map<std::string, Rest> rests;

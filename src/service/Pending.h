@@ -63,6 +63,11 @@ class [[nodiscard]] Pending {
         return *this;
     }
 
+    // Whether `wait` would return at once.
+    bool isOver() const {
+        const std::lock_guard guard(shared->lock);
+        return shared->outcome.has_value();
+    }
     // The outcome; a request to stop ends the wait and cancels the operation. Once.
     Outcome<T> wait(const std::stop_token& stop = {}) {
         {

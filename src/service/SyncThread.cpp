@@ -237,8 +237,11 @@ void SyncThread::readWanted() {
 void SyncThread::forgetMissing() {
     std::map<std::string, std::string> places; // here, by key; a folder comes before what is in it
     std::vector<std::string> gone;
-    parts->store.forEach([&](const std::string& key, const AgreedItem& item) {
-        if (!gone.empty() && sync_daemon::isAtOrBelow(key, gone.back())) return;
+    PairStore::Items items(parts->store, "");
+    std::string key;
+    AgreedItem item;
+    while (items.next(key, item)) {
+        if (!gone.empty() && sync_daemon::isAtOrBelow(key, gone.back())) continue;
         const std::size_t slash = key.rfind('/');
         std::string place = item.hereName;
         if (slash != std::string::npos) place = places[key.substr(0, slash)] + "/" + place;
@@ -246,7 +249,7 @@ void SyncThread::forgetMissing() {
             gone.push_back(key);
         else
             places.emplace(key, std::move(place));
-    });
+    }
     for (const std::string& key : gone)
         parts->store.forget(key);
 }

@@ -1,5 +1,6 @@
 #include "service/names.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -55,6 +56,9 @@ std::optional<NameFault> faultOf(std::string_view name) {
 }
 
 std::string keyOf(std::string_view name, bool foldsCase) {
+    const bool isPlain = std::all_of(name.begin(), name.end(),
+                                     [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+    if (isPlain && !foldsCase) return std::string(name);
     const auto size = static_cast<gssize>(name.size());
     OwnedText key(::g_utf8_normalize(name.data(), size, G_NORMALIZE_NFC));
     if (!key) return std::string(name);

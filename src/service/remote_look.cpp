@@ -32,7 +32,8 @@ class Look {
             const auto list = listing.answer.wait(stop);
             if (!list) return list.failure();
             if (list->empty() && options.hadItems && options.hadItems(listing.key))
-                if (const auto failure = confirmEmpty(listing.path)) return *failure;
+                if (const auto failure = confirmEmptyFolder(space, pathOf(listing.path), stop))
+                    return *failure;
             take(listing, *list);
             while (!folders.empty() && underWay.size() < listsAtOnce) {
                 const std::size_t index = folders.front();
@@ -44,49 +45,16 @@ class Look {
     }
 
   private:
+    std::string pathOf(const std::string& path) const { return path.empty() ? folder : joined(folder, path); }
     void start(const std::string& key, const std::string& path) {
-        underWay.push_back({key, path, space.list(path.empty() ? folder : joined(folder, path), false)});
-    }
-
-    std::optional<Failure> confirmEmpty(const std::string& path) {
-        const auto item = space.look(path.empty() ? folder : joined(folder, path), false).wait(stop);
-        if (!item) return item.failure();
-        if (*item && (*item)->kind == RemoteItem::Kind::folder) return std::nullopt;
-        return Failure{Trouble::missing, path + " was listed as an empty folder and is none"};
+        underWay.push_back({key, path, space.list(pathOf(path), false)});
     }
 
     void take(const Listing& listing, const std::vector<RemoteItem>& list) {
-        std::unordered_map<std::string, std::size_t> known;
-        for (const RemoteItem& item : list) {
-            if (isPrivate(item.name)) continue;
-            RemoteEntry entry;
-            entry.item = item;
-            entry.path = joined(listing.path, item.name);
-            if (faultOf(item.name)) {
-                entry.key = entry.path;
-                entry.shape = Shape::unknown;
-                entry.reason = "a name that this machine or the next storage may not hold";
-                if (item.name.find('\0') == std::string::npos && faultOf(item.name) != NameFault::notText)
-                    entries.push_back(std::move(entry));
-                continue;
-            }
-            entry.key = joined(listing.key, keyOf(item.name, options.foldsCase));
-            if (options.isLeftOut && options.isLeftOut(entry.key)) continue;
-            if (const auto [place, isNew] = known.emplace(entry.key, entries.size()); !isNew) {
-                entries[place->second].shape = Shape::unknown;
-                entries[place->second].reason = "two items of this name";
-                continue;
-            }
-            if (item.kind == RemoteItem::Kind::sizeless) {
-                entry.shape = Shape::unknown;
-                entry.reason = "a document without bytes of its own";
-            } else if (item.kind == RemoteItem::Kind::folder) {
-                entry.shape = Shape::folder;
-            }
+        for (RemoteEntry& entry : entriesOf(list, listing.key, listing.path, options)) {
+            if (entry.shape == Shape::folder) folders.push_back(entries.size());
             entries.push_back(std::move(entry));
         }
-        for (const auto& [key, index] : known)
-            if (entries[index].shape == Shape::folder) folders.push_back(index);
     }
 
     RemoteSpace& space;
@@ -99,6 +67,50 @@ class Look {
 };
 
 } // namespace
+
+std::vector<RemoteEntry> entriesOf(const std::vector<RemoteItem>& list, const std::string& key,
+                                   const std::string& path, const RemoteLookOptions& options) {
+    std::vector<RemoteEntry> entries;
+    entries.reserve(list.size());
+    std::unordered_map<std::string, std::size_t> known;
+    for (const RemoteItem& item : list) {
+        if (isPrivate(item.name)) continue;
+        RemoteEntry entry;
+        entry.item = item;
+        entry.path = joined(path, item.name);
+        if (faultOf(item.name)) {
+            entry.key = joined(key, item.name);
+            entry.shape = Shape::unknown;
+            entry.reason = "a name that this machine or the next storage may not hold";
+            if (item.name.find('\0') == std::string::npos && faultOf(item.name) != NameFault::notText)
+                entries.push_back(std::move(entry));
+            continue;
+        }
+        entry.key = joined(key, keyOf(item.name, options.foldsCase));
+        if (options.isLeftOut && options.isLeftOut(entry.key)) continue;
+        if (const auto [place, isNew] = known.emplace(entry.key, entries.size()); !isNew) {
+            entries[place->second].shape = Shape::unknown;
+            entries[place->second].reason = "two items of this name";
+            continue;
+        }
+        if (item.kind == RemoteItem::Kind::sizeless) {
+            entry.shape = Shape::unknown;
+            entry.reason = "a document without bytes of its own";
+        } else if (item.kind == RemoteItem::Kind::folder) {
+            entry.shape = Shape::folder;
+        }
+        entries.push_back(std::move(entry));
+    }
+    return entries;
+}
+
+std::optional<Failure> confirmEmptyFolder(RemoteSpace& space, const std::string& path,
+                                          const std::stop_token& stop) {
+    const auto item = space.look(path, false).wait(stop);
+    if (!item) return item.failure();
+    if (*item && (*item)->kind == RemoteItem::Kind::folder) return std::nullopt;
+    return Failure{Trouble::missing, path + " was listed as an empty folder and is none"};
+}
 
 Outcome<std::vector<RemoteEntry>> lookAtSpace(RemoteSpace& space, const std::string& folder,
                                               const RemoteLookOptions& options, const std::stop_token& stop) {

@@ -5,6 +5,7 @@
 #include "service/plan.h"
 
 #include <functional>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -32,6 +33,13 @@ struct RemoteLookOptions {
     // By key: left out with all below it.
     std::function<bool(const std::string& key)> isLeftOut;
 };
+
+// What a list of the folder of that key and path says of each of its items.
+std::vector<RemoteEntry> entriesOf(const std::vector<RemoteItem>& list, const std::string& key,
+                                   const std::string& path, const RemoteLookOptions& options);
+// Whether a folder of the space that was listed empty is a folder at all; none: it is.
+std::optional<Failure> confirmEmptyFolder(RemoteSpace& space, const std::string& path,
+                                          const std::stop_token& stop);
 
 // In no particular order but a folder before what is in it. Any list that fails makes the whole a failure:
 // half a look would look like deletions.

@@ -5,6 +5,7 @@
 
 #include "service/plan.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <map>
@@ -50,7 +51,10 @@ class PairModel {
         for (int round = 0;; ++round) {
             if (round > 60) fail("does not end");
             bool did = false;
-            for (const Operation& operation : plan(names())) {
+            const std::vector<Name> all = names();
+            const std::vector<Operation> operations = plan(all);
+            if (plan(withoutAgreed(all)) != operations) fail("what is as agreed on changes the plan");
+            for (const Operation& operation : operations) {
                 if (operation.what != What::hold) did = true;
                 perform(operation);
                 ++done;
@@ -173,6 +177,24 @@ class PairModel {
     }
 
   private:
+    // What a look hands on: names where something follows, and the folders above them.
+    static std::vector<Name> withoutAgreed(const std::vector<Name>& all) {
+        std::vector<Name> some;
+        for (std::size_t i = all.size(); i-- > 0;) {
+            const Name& name = all[i];
+            const auto isAsAgreed = [&name](std::size_t side) {
+                const Seen& seen = name.seen[side];
+                return seen.shape == name.agreed->shape && !seen.differs &&
+                       seen.identity == name.agreed->identity[side] &&
+                       seen.spelling == name.agreed->spelling[side];
+            };
+            const bool isAbove = !some.empty() && isAtOrBelow(some.back().path, name.path);
+            if (isAbove || !name.agreed || !isAsAgreed(0) || !isAsAgreed(1)) some.push_back(name);
+        }
+        std::reverse(some.begin(), some.end());
+        return some;
+    }
+
     [[noreturn]] void fail(const std::string& why) const { throw std::runtime_error(why); }
 
     Seen seenAs(const Thing& thing, const std::optional<Agreed>& known, std::size_t which) const {
