@@ -250,8 +250,8 @@ void SyncThread::forgetMissing() {
         else
             places.emplace(key, std::move(place));
     }
-    for (const std::string& key : gone)
-        parts->store.forget(key);
+    for (const std::string& each : gone)
+        parts->store.forget(each);
 }
 
 // Before the look: what is made in them afterwards comes as an event.
