@@ -46,6 +46,17 @@ macro(tsf_package component name section)
         DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${name}" COMPONENT ${component})
 endmacro()
 
+# tsf_package_with_unit(COMPONENT): its package enables the user unit of its name, and has an autostart entry.
+macro(tsf_package_with_unit component)
+    set(unit ${component}.service)
+    string(TOUPPER "${component}" key)
+    set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA)
+    foreach(file postinst postrm conffiles)
+        configure_file("debian/${file}.in" "debian/${component}/${file}" @ONLY)
+        list(APPEND CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_BINARY_DIR}/debian/${component}/${file}")
+    endforeach()
+endmacro()
+
 set(panel)
 if(TARGET tsyncfinder-panel)
     set(panel tsyncfinder-panel)
@@ -68,7 +79,7 @@ panels. A package for each file manager brings the plugin."
     FIELDS DEPENDS "default-dbus-session-bus | dbus-session-bus, hicolor-icon-theme"
            SUGGESTS "nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, gnome-keyring"
            RECOMMENDS "qt6-wayland, qt6-translations-l10n")
-set(CPACK_DEBIAN_TSYNCFINDER_PACKAGE_CONTROL_EXTRA "${debian}/postinst" "${debian}/postrm" "${debian}/conffiles")
+tsf_package_with_unit(tsyncfinder)
 
 foreach(row IN LISTS TSYNCFINDER_FILE_MANAGERS)
     tsf_file_manager("${row}")
@@ -100,6 +111,17 @@ tsf_package(dirsnapshot dirsnapshot utils
     TARGETS dirsnapshot
     SUMMARY "take, list, compare and hash directory snapshots"
     DESCRIPTION "${snapshots}\n\nThis package holds the program for the command line.")
+if(TARGET tsyncquenz)
+    tsf_package(tsyncquenz tsyncquenz net
+        TARGETS tsyncquenz
+        SUMMARY "keeps folders in step with a storage of one's own"
+        DESCRIPTION "A sync service over rclone: a folder of this machine and a folder of an
+SFTP, WebDAV, S3 or cloud storage are kept in step, both ways. With
+tsyncfinder its work is seen and commanded in file managers."
+        FIELDS DEPENDS "rclone (>= 1.60), default-dbus-session-bus | dbus-session-bus" ENHANCES tsyncfinder
+               RECOMMENDS tsyncfinder SUGGESTS "gnome-keyring, xdg-utils")
+    tsf_package_with_unit(tsyncquenz)
+endif()
 tsf_package(tsyncquenz-sandbox tsyncquenz-sandbox devel
     TARGETS tsyncquenz-sandbox
     SUMMARY "stand-in for the sync daemon, for development"

@@ -2,6 +2,8 @@
 // standard error that begins with the program's name.
 #pragma once
 
+#include "apps/completion.h"
+
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
@@ -27,9 +29,14 @@ inline bool flushOutput(const std::string& program) {
 
 // Parses the arguments and with it runs what they ask for, and returns the exit status: that of the help or
 // of the version, `usageTrouble` for arguments that make no sense, or `exitStatus`, which the chosen command
-// has set. A word where a command belongs is named.
+// has set. A word where a command belongs is named. A shell that asks what to offer gets its answer.
 inline int parseAndRun(CLI::App& app, int count, char** words, const int& exitStatus) {
     const std::string program = app.get_name();
+    if (asksForCompletions(count, words)) {
+        for (const std::string& line : completions(app, {words + 2, words + count}))
+            std::cout << line << '\n';
+        return flushOutput(program) ? EXIT_SUCCESS : usageTrouble;
+    }
     int status = usageTrouble;
     const auto complain = [&program](const std::string& text) {
         std::cerr << program + ": " + text + "\n" + program + ": try --help\n";

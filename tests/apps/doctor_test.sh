@@ -49,6 +49,24 @@ expect activation 'warning *'
 expect extension 'problem The extension does not run *'
 expect daemon 'warning Nobody owns *'
 
+# The service: not there, without a storage, without its rclone, with one that answers and one that does not.
+mkdir "$work/bin"
+export PATH=$work/bin:$PATH
+command -v tsyncquenz >/dev/null || expect service 'warning *is not installed.'
+printf '#!/bin/sh\nexit 0\n' >"$work/bin/tsyncquenz"
+chmod +x "$work/bin/tsyncquenz"
+expect service 'warning *no storage is set up.'
+mkdir -p "$work/config/tsyncquenz"
+echo '{"storage":"mine:sync"}' >"$work/config/tsyncquenz/settings.json"
+for world in 'ok:ok:rclone v1.60.1-DEV' 'problem:ok:rclone v1.53.3' 'warning:problem:nonsense' 'problem:problem:'; do
+    IFS=: read -r version storage line <<<"$world"
+    printf '#!/bin/sh\n[ -n "%s" ] || exit 1\n[ $1 = version ] && echo "%s" || [ %s = ok ]\n' "$line" "$line" "$storage" >"$work/bin/rclone"
+    chmod +x "$work/bin/rclone"
+    expect rclone "$version *"
+    expect storage "$storage mine:sync *"
+done
+expect service 'warning tsyncquenz is set up and does not run.'
+
 "$program" run --log-level error &
 extension=$!
 started+=("$extension")
@@ -65,8 +83,6 @@ printf '[Settings]\ngtk-icon-theme-name=Fancy\n' >"$work/config/gtk-3.0/settings
 mkdir -p "$work/share/icons/Fancy" "$work/share/icons/Plain/16/emblems"
 printf '[Icon Theme]\nInherits=Plain,Gone\n' >"$work/share/icons/Fancy/index.theme"
 printf '[Icon Theme]\nInherits=Fancy\nDirectories=8,16/emblems\n[8]\nSize=8\n' >"$work/share/icons/Plain/index.theme"
-export PATH=$work/bin:$PATH
-mkdir "$work/bin"
 ln -s /bin/false "$work/bin/gsettings"
 expect emblems 'problem Not found from the icon theme Fancy (*gtk-3.0/settings.ini): emblem-tsyncfinder-update, *'
 for badge in update sync error upload tovik; do touch "$work/share/icons/Plain/16/emblems/emblem-tsyncfinder-$badge.png"; done

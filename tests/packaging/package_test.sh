@@ -45,9 +45,12 @@ echo "package: installed ${names[*]}"
 # ---- started: by the unit, by the bus, and by neither when it is masked
 mkdir "$layer/root/tmp/home"
 if command -v systemd-analyze >/dev/null; then
-    inside HOME=/tmp/home XDG_RUNTIME_DIR=/tmp/home systemd-analyze verify --user /usr/lib/systemd/user/tsyncfinder.service ||
-        fail "the unit"
+    inside HOME=/tmp/home XDG_RUNTIME_DIR=/tmp/home systemd-analyze verify --user \
+        /usr/lib/systemd/user/tsyncfinder.service /usr/lib/systemd/user/tsyncquenz.service || fail "the units"
 fi
+for link in graphical-session.target.wants/tsyncquenz.service dbus-com.quarnhold.TovikDrive-Quen.tsync.service; do
+    [ -L "$layer/root/etc/systemd/user/$link" ] || fail "the service's unit is not enabled: $link"
+done
 links=(etc/systemd/user/graphical-session.target.wants/tsyncfinder.service
     etc/systemd/user/dbus-com.quarnhold.TovikDrive-Quen.TSyncFinder.service)
 for link in "${links[@]}"; do [ -L "$layer/root/$link" ] || fail "the unit is not enabled: $link"; done
@@ -70,6 +73,12 @@ masked)
     ask | grep -q string || { echo "the bus does not start it"; exit 1; }
     tsyncfinder doctor || exit 1
     tsyncfinder run 2>&1 | grep -q "already running" || { echo "a second one"; exit 1; }
+    # The service: nothing starts before it is set up, then the bus does.
+    tsyncquenz status 2>&1 | grep -q "tsyncquenz setup" || { echo "the service is set up already"; exit 1; }
+    mkdir -p $HOME/.config/rclone $HOME/space $HOME/Pictures
+    printf '[mine]\ntype = alias\nremote = %s\n' $HOME/space >$HOME/.config/rclone/rclone.conf
+    tsyncquenz setup mine: && tsyncquenz add $HOME/Pictures && tsyncquenz status || exit 1
+    tsyncquenz-sandbox 2>&1 | grep -q "only one at a time" || { echo "the stand-in beside the service"; exit 1; }
     ;;
 esac
 END
@@ -108,7 +117,7 @@ inside sh -ec 'cc -std=c11 -Wall -Wextra -Wpedantic -Werror /tmp/c_client.c -o /
     done' || fail "the library"
 "$sources/../snapshot/exports.sh" "$layer"/root/usr/lib/*/libdssnapshot.so.0 "$layer"/root/usr/include/dssnapshot/snapshot/*.h ||
     fail "a public header is not installed"
-for page in tsyncfinder tsyncfinder-panel dirsnapshot tsyncquenz-sandbox; do
+for page in tsyncfinder tsyncfinder-panel dirsnapshot tsyncquenz tsyncquenz-sandbox; do
     [ -f "$layer/root/usr/share/man/man1/$page.1.gz" ] || fail "no man page: $page"
 done
 

@@ -1,11 +1,13 @@
 // dirsnapshot: the snapshot engine on the command line. Arguments and wiring; commands.h does the work.
 
+#include "apps/completion.h"
 #include "apps/dirsnapshot/commands.h"
 #include "apps/dirsnapshot/output.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <iostream>
 
 using namespace dirsnapshot_tool;
 
@@ -65,6 +67,11 @@ class CommandLine {
     }
 
     ExitCode run(int count, char** words) {
+        if (apps::asksForCompletions(count, words)) {
+            for (const std::string& line : apps::completions(_app, {words + 2, words + count}))
+                std::cout << line << '\n';
+            return flushOutput() ? kSame : kTrouble;
+        }
         if (count > 1 && words[1][0] != '-' && !isCommand(words[1])) {
             complain(words[1], "no such command; see dirsnapshot --help");
             return kTrouble;

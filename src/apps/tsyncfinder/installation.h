@@ -5,6 +5,8 @@
 
 namespace apps::tsyncfinder {
 
+inline constexpr auto unitName = "tsyncfinder.service"; // systemd's, of the person
+
 std::string resourceFolder();     // the images
 std::string installationPrefix(); // what this program's own folder lies in
 std::string panelProgram();       // whether it exists or not

@@ -6,7 +6,7 @@
 #include "apps/tsyncfinder/secret_command.h"
 #include "apps/tsyncfinder/settings.h"
 #include "apps/tsyncfinder/terminal/terminal_commands.h"
-#include "apps/tsyncfinder/unit.h"
+#include "apps/unit.h"
 #include "apps/usage.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/secret/secret_service.h"
@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
             std::cerr << "tsyncfinder: the settings say not to start by itself\n";
             return;
         }
-        if (const std::string mask = maskOfUnit(); isAutomatic && !mask.empty()) {
+        if (const std::string mask = apps::maskOfUnit(unitName); isAutomatic && !mask.empty()) {
             std::cerr << "tsyncfinder: the unit is masked: " << mask << '\n';
             return;
         }

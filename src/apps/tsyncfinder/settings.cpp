@@ -1,5 +1,6 @@
 #include "apps/tsyncfinder/settings.h"
 
+#include "apps/user_folders.h"
 #include "platform/json.h"
 
 #include <sys/file.h>
@@ -64,13 +65,6 @@ const Setting* settingNamed(std::string_view key) {
 bool allows(const Setting& setting, std::string_view value) {
     return !value.empty() &&
            std::find(setting.values.begin(), setting.values.end(), value) != setting.values.end();
-}
-
-fs::path configFolder() {
-    const char* config = std::getenv("XDG_CONFIG_HOME");
-    const char* home = std::getenv("HOME");
-    return config != nullptr && *config == '/' ? fs::path(config)
-                                               : fs::path(home != nullptr ? home : "/") / ".config";
 }
 
 std::string settingsFile() { return (configFolder() / "tsyncfinder" / "settings.json").string(); }

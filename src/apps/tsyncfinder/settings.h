@@ -35,9 +35,6 @@ const Setting* settingNamed(std::string_view key);
 bool allows(const Setting& setting, std::string_view value);
 std::string valuesOf(const Setting& setting); // "on, off"
 
-// $XDG_CONFIG_HOME or ~/.config.
-std::filesystem::path configFolder();
-
 // The file, in the config folder.
 std::string settingsFile();
 

@@ -146,6 +146,10 @@ int serve(const Arguments& arguments, const sigset_t& ending, platform::ProcessL
     using namespace backends;
     std::atomic<bool> busLost = false;
     dbus::Bus bus("sandbox-bus");
+    if (!dbus::nameOwner(bus, TSYNC_SERVICE_NAME).empty())
+        throw std::runtime_error(
+            "a sync service, or another stand-in, runs in this session already; there can be "
+            "only one at a time");
     dbus::DistributedCenter center(bus, log);
     posix::InotifyEvents events;
     sandbox::Daemon::Settings settings = arguments.settings;

@@ -1,5 +1,6 @@
 #include "apps/tsyncquenz/commands.h"
 
+#include "apps/tsyncquenz/settings.h"
 #include "apps/usage.h"
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DistributedCenter.h"
@@ -22,6 +23,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::Dictionary;
+
+// The bus would start a service that ends at once.
+backends::dbus::SyncServiceClient connected() {
+    if (!storage()) throw std::runtime_error(notSetUp);
+    return {};
+}
 
 std::string localPathOf(const std::string& folder) {
     return sync_daemon::plainLocalPath(fs::absolute(folder).string());
@@ -107,13 +114,13 @@ int addFolder(const std::string& folder, const std::string& remote) {
     const std::string local = localPathOf(folder);
     std::string place = remote.empty() ? fs::path(local).filename().string() : remote;
     if (!place.starts_with('/')) place.insert(0, 1, '/');
-    backends::dbus::SyncServiceClient().add(local, place);
+    connected().add(local, place);
     std::cout << printable(local) << " is kept in step with " << printable(place) << '\n';
     return EXIT_SUCCESS;
 }
 
 int removeFolder(const std::string& folder) {
-    backends::dbus::SyncServiceClient client;
+    auto client = connected();
     const std::string local = localPathOf(folder);
     for (const Dictionary& pair : pairsIn(client.status())) {
         if (textIn(pair, "localPath") != local) continue;
@@ -125,19 +132,19 @@ int removeFolder(const std::string& folder) {
 }
 
 int showStatus(bool isJson, bool watches) {
-    backends::dbus::SyncServiceClient client;
+    auto client = connected();
     if (watches) return watch(client, isJson);
     show(client, isJson);
     return EXIT_SUCCESS;
 }
 
 int setPaused(bool pause) {
-    backends::dbus::SyncServiceClient().setPaused(pause);
+    connected().setPaused(pause);
     return EXIT_SUCCESS;
 }
 
 int showProblems() {
-    backends::dbus::SyncServiceClient client;
+    auto client = connected();
     for (const Dictionary& pair : pairsIn(client.status())) {
         const std::string local = textIn(pair, "localPath");
         if (const std::string reason = textIn(pair, "reason"); !reason.empty())

@@ -7,8 +7,11 @@
 
 namespace apps::tsyncquenz {
 
+inline constexpr auto unitName = "tsyncquenz.service"; // systemd's, of the person
+
 // The service itself, until one of the signals, which are blocked in every thread, or the loss of the bus.
-int runService(const std::string& logLevel, const sigset_t& ending);
+// When nobody asked for it, it ends at once, and well, where no storage is set up or the unit is masked.
+int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& ending);
 
 // Without a storage the ones that rclone knows are listed; else it is tried and written into the settings.
 int setUp(const std::string& storage);

@@ -35,9 +35,11 @@ int main(int count, char** words) {
     CLI::App* run = app.add_subcommand("run", "The service itself");
     run->add_option("--log-level", level, "debug, info or error")
         ->check(CLI::IsMember({"debug", "info", "error"}));
+    bool isAutomatic = false;
+    run->add_flag("--automatic", isAutomatic, "Nobody asked for it: end at once where no storage is set up");
     on(run, [&] {
         pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-        return runService(level, ending);
+        return runService(level, isAutomatic, ending);
     });
 
     std::string storage;

@@ -1,8 +1,10 @@
 // The service, put together from its parts.
 #include "apps/tsyncquenz/commands.h"
 #include "apps/tsyncquenz/settings.h"
+#include "apps/unit.h"
 #include "apps/usage.h"
 #include "backends/dbus/Bus.h"
+#include "backends/dbus/BusNames.h"
 #include "backends/dbus/DaemonService.h"
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/SyncServiceInterface.h"
@@ -19,16 +21,27 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <unistd.h>
 
 namespace apps::tsyncquenz {
 namespace {
+
+namespace fs = std::filesystem;
 
 std::string hostName() {
     char name[256] = {};
     if (::gethostname(name, sizeof name - 1) != 0 || name[0] == '\0') return "host";
     const std::string whole(name);
     return whole.substr(0, whole.find('.'));
+}
+
+// "name (process 123)"; the stand-in for development has the same name on the bus.
+std::string described(pid_t process) {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/" + std::to_string(process) + "/exe", error);
+    const std::string name = error ? std::string("a program") : program.filename().string();
+    return name + " (process " + std::to_string(process) + ")";
 }
 
 std::optional<std::string> reasonOf(const service::Outcome<service::Done>& outcome) {
@@ -50,15 +63,24 @@ backends::dbus::SyncServiceCalls callsOf(service::Service& service, const std::s
 
 } // namespace
 
-int runService(const std::string& logLevel, const sigset_t& ending) {
+int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& ending) {
     using namespace backends;
     log::StandardErrorLog log("tsyncquenz", *log::levelNamed(logLevel));
+    if (const std::string mask = apps::maskOfUnit(unitName); isAutomatic && !mask.empty()) {
+        log.info("The unit is masked: ", mask);
+        return EXIT_SUCCESS;
+    }
     const auto storage = apps::tsyncquenz::storage();
-    if (!storage) throw std::runtime_error("no storage is set up yet: tsyncquenz setup");
+    if (!storage && isAutomatic) {
+        log.info("No storage is set up yet: tsyncquenz setup");
+        return EXIT_SUCCESS;
+    }
+    if (!storage) throw std::runtime_error(notSetUp);
     std::atomic<bool> busLost = false;
     dbus::Bus bus("service-bus");
-    if (!dbus::nameOwner(bus, TSYNC_SERVICE_NAME).empty())
-        throw std::runtime_error("a sync service runs in this session already");
+    if (const auto other = dbus::BusNames().owner(TSYNC_SERVICE_NAME))
+        throw std::runtime_error("a sync service runs in this session already, " + described(other->process) +
+                                 "; there can be only one at a time");
     dbus::DistributedCenter center(bus, log);
     rclone::RemoteControl::Settings controlSettings;
     controlSettings.environment = environment();

@@ -1,5 +1,6 @@
 #include "apps/tsyncquenz/settings.h"
 
+#include "apps/user_folders.h"
 #include "platform/json.h"
 #include "sync_daemon/writing.h"
 
@@ -14,13 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path userFolder(const char* variable, const char* fallback) {
-    const char* base = std::getenv(variable);
-    if (base != nullptr && *base == '/') return fs::path(base) / "tsyncquenz";
-    const char* home = std::getenv("HOME");
-    return fs::path(home != nullptr ? home : "/") / fallback / "tsyncquenz";
-}
-
 // None: there is no file.
 std::optional<platform::Dictionary> entries() {
     std::ifstream file(settingsFile(), std::ios::binary);
@@ -34,8 +28,8 @@ std::optional<platform::Dictionary> entries() {
 
 } // namespace
 
-fs::path settingsFile() { return userFolder("XDG_CONFIG_HOME", ".config") / "settings.json"; }
-fs::path stateFolder() { return userFolder("XDG_STATE_HOME", ".local/state"); }
+fs::path settingsFile() { return configFolder() / "tsyncquenz/settings.json"; }
+fs::path stateFolder() { return userFolder("XDG_STATE_HOME", ".local/state") / "tsyncquenz"; }
 
 std::optional<std::string> storage() {
     const auto all = entries();

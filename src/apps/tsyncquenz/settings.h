@@ -15,6 +15,7 @@ std::filesystem::path stateFolder();
 // The storage and the path in it that is the space; none before `setup`. Raises std::runtime_error with a
 // sentence for a person when the file cannot be understood.
 std::optional<std::string> storage();
+inline constexpr auto notSetUp = "no storage is set up yet: tsyncquenz setup";
 // Replaces the file, at once or not at all; raises std::runtime_error when it cannot be written.
 void setStorage(const std::string& storage);
 

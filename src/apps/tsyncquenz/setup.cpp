@@ -1,9 +1,11 @@
 // Choosing a storage: it is tried with a small file in a folder of the try's own.
 #include "apps/tsyncquenz/commands.h"
 #include "apps/tsyncquenz/settings.h"
+#include "backends/dbus/BusNames.h"
 #include "backends/log/StandardErrorLog.h"
 #include "backends/posix/ChildProcess.h"
 #include "backends/rclone/RcloneSpace.h"
+#include "protocol/names.h"
 #include "service/names.h"
 
 #include <cstdlib>
@@ -66,6 +68,15 @@ void tryStorage(service::RemoteSpace& space, const fs::path& work) {
     std::cout << "  public links: " << (features.publicLink ? "yes" : "no") << '\n';
 }
 
+// Also where there is no bus to ask: then none does.
+bool isServiceRunning() {
+    try {
+        return backends::dbus::BusNames().owner(TSYNC_SERVICE_NAME).has_value();
+    } catch (const sdbus::Error&) {
+        return false;
+    }
+}
+
 } // namespace
 
 int setUp(const std::string& storage) {
@@ -89,7 +100,12 @@ int setUp(const std::string& storage) {
     }
     fs::remove_all(work);
     setStorage(storage);
-    std::cout << "Chosen. A service that runs takes it at its next start.\n";
+    std::cout << "Chosen. ";
+    if (isServiceRunning())
+        std::cout
+            << "The service that runs takes it at its next start: systemctl --user restart tsyncquenz\n";
+    else
+        std::cout << "Next: tsyncquenz add FOLDER\n";
     return EXIT_SUCCESS;
 }
 

@@ -11,7 +11,6 @@ namespace backends::dbus {
 namespace {
 
 constexpr auto refused = "com.quarnhold.TovikDrive_Quen.Error.Refused";
-constexpr std::chrono::seconds answerBound{30};
 
 // Whoever asked may have gone, and the bus too: then nobody is told.
 void answer(const std::shared_ptr<BusLink>& link, const sdbus::MethodCall& call,
@@ -73,7 +72,7 @@ SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, Syn
     object->finishRegistration();
 }
 
-SyncServiceClient::SyncServiceClient() {
+SyncServiceClient::SyncServiceClient(std::chrono::milliseconds limit) : answerLimit(limit) {
     try {
         connection = sdbus::createSessionBusConnection();
         proxy = sdbus::createProxy(*connection, TSYNC_SERVICE_NAME, TSYNC_OBJECT_PATH);
@@ -84,7 +83,7 @@ SyncServiceClient::SyncServiceClient() {
 
 sdbus::MethodReply SyncServiceClient::send(const sdbus::MethodCall& call) {
     try {
-        return proxy->callMethod(call, answerBound);
+        return proxy->callMethod(call, answerLimit);
     } catch (const sdbus::Error& error) {
         const std::string& name = error.getName();
         if (name == refused) throw std::runtime_error(error.getMessage());
@@ -93,7 +92,14 @@ sdbus::MethodReply SyncServiceClient::send(const sdbus::MethodCall& call) {
             throw std::runtime_error("the service does not run; start it with: tsyncquenz run");
         if (name == "org.freedesktop.DBus.Error.UnknownMethod" ||
             name == "org.freedesktop.DBus.Error.UnknownInterface")
-            throw std::runtime_error("another sync service runs, which has no such command");
+            throw std::runtime_error(
+                "another program has the sync service's name on the bus and knows no such "
+                "command: the stand-in for development, tsyncquenz-sandbox? End it, then "
+                "start the service with: tsyncquenz run");
+        if (name.starts_with("org.freedesktop.DBus.Error.Spawn.") ||
+            name.starts_with("org.freedesktop.systemd1."))
+            throw std::runtime_error("the service cannot be started (" + error.getMessage() +
+                                     "): systemctl --user enable --now tsyncquenz, or: tsyncquenz run");
         throw std::runtime_error("the service does not answer: " + error.getMessage());
     }
 }

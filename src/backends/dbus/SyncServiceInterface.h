@@ -7,6 +7,7 @@
 #include "platform/Queue.h"
 #include "platform/Value.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -33,11 +34,12 @@ class SyncServiceInterface {
     std::unique_ptr<sdbus::IObject> object;
 };
 
-// The other end, for one thread. Each raises std::runtime_error with a sentence for a person: the service
-// does not run, does not answer, or has refused.
+// The other end, for one thread. The bus starts the service where it is installed. Each raises
+// std::runtime_error with a sentence for a person: the service does not run, does not answer, or has refused.
 class SyncServiceClient {
   public:
-    SyncServiceClient();
+    // `limit` is how long an answer may take.
+    explicit SyncServiceClient(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
     platform::Dictionary status();
     void add(const std::string& localPath, const std::string& remotePath);
@@ -47,6 +49,7 @@ class SyncServiceClient {
   private:
     sdbus::MethodReply send(const sdbus::MethodCall& call);
 
+    const std::chrono::milliseconds answerLimit;
     std::unique_ptr<sdbus::IConnection> connection;
     std::unique_ptr<sdbus::IProxy> proxy;
 };

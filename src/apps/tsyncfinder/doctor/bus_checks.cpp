@@ -1,5 +1,6 @@
 #include "apps/tsyncfinder/doctor/checks.h"
 #include "apps/tsyncfinder/doctor/processes.h"
+#include "apps/tsyncfinder/sync_service.h"
 #include "backends/dbus/BusNames.h"
 #include "backends/dbus/FinderSync1Client.h"
 #include "platform/json.h"
@@ -14,8 +15,6 @@ using backends::dbus::BusNames;
 using Owner = BusNames::Owner;
 
 constexpr std::chrono::seconds answerBound{2};
-constexpr auto howToStartDaemon =
-    "Start the sync service, tsyncquenz, which comes with a package of its own.";
 constexpr auto howToRestart =
     "Start it again: systemctl --user restart tsyncfinder, or end it and run: tsyncfinder run";
 
@@ -41,7 +40,7 @@ void checkExtension(const Owner& owner, Findings& findings) {
         if (!platform::flagAt(status, "tableKnown").value_or(true))
             findings.push_back({State::warning, "sync-paths",
                                 "The daemon has not told yet which folders are synced: nothing has a badge.",
-                                howToStartDaemon});
+                                lookAtSyncService().advice});
     } catch (const hosts::terminal::ExtensionError& error) {
         findings.push_back({State::problem, "extension", describeProcess(owner.process) + ": " + error.what(),
                             howToRestart});
@@ -90,7 +89,7 @@ Findings checkBus() {
         findings.push_back({State::warning, "daemon",
                             "Nobody owns the sync daemon's name, " TSYNC_SERVICE_NAME
                             ": badges show what was known last.",
-                            howToStartDaemon});
+                            lookAtSyncService().advice});
     return findings;
 }
 

@@ -10,6 +10,9 @@ namespace apps::tsyncfinder::doctor {
 // extension.
 Findings checkBus();
 
+// The sync service: is it installed, set up and running, is its storage reached, and rclone's version.
+Findings checkService();
+
 // Of each file manager of the Nautilus family: is the plugin there, of this version, and in the process that
 // runs now.
 Findings checkPlugins();

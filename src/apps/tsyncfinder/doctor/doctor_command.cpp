@@ -24,8 +24,9 @@ struct Check {
     Findings (*run)();
 };
 
-constexpr Check checks[] = {{"bus", checkBus},     {"plugins", checkPlugins},   {"emblems", checkEmblems},
-                            {"start", checkStart}, {"settings", checkSettings}, {"panel", checkPanel}};
+constexpr Check checks[] = {{"bus", checkBus},         {"service", checkService}, {"plugins", checkPlugins},
+                            {"emblems", checkEmblems}, {"start", checkStart},     {"settings", checkSettings},
+                            {"panel", checkPanel}};
 
 // Begins the check on a thread that nobody waits for at the end.
 std::future<Findings> begin(const Check& check) {

@@ -2,7 +2,8 @@
 #include "apps/tsyncfinder/doctor/run_program.h"
 #include "apps/tsyncfinder/installation.h"
 #include "apps/tsyncfinder/settings.h"
-#include "apps/tsyncfinder/unit.h"
+#include "apps/unit.h"
+#include "apps/user_folders.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -28,7 +29,7 @@ bool hasUserManager() {
 }
 
 Finding checkUnit(bool hasManager) {
-    if (const std::string mask = maskOfUnit(); !mask.empty())
+    if (const std::string mask = maskOfUnit(unitName); !mask.empty())
         return {State::warning, "unit", "The unit is masked, by " + mask + ": the extension does not start.",
                 "If that is not wanted: systemctl --user unmask " + std::string(unitName)};
     if (!hasManager)

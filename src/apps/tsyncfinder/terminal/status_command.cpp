@@ -1,4 +1,5 @@
 #include "apps/tsyncfinder/doctor/processes.h"
+#include "apps/tsyncfinder/sync_service.h"
 #include "apps/tsyncfinder/terminal/commands.h"
 #include "apps/tsyncfinder/terminal/daemon_notice.h"
 #include "apps/tsyncfinder/terminal/paths.h"
@@ -91,6 +92,30 @@ const char* describe(Presence daemon) {
     return "not running; what follows is what was known last";
 }
 
+// With what the service tells of itself, or the one thing to do.
+Lines serviceLines(Presence daemon) {
+    Lines lines{describe(daemon)};
+    if (daemon == Presence::silent) return lines;
+    const SyncService service = lookAtSyncService();
+    if (service.status) {
+        if (const std::string* storage = platform::textAt(*service.status, "storage"))
+            lines.front() += ", with " + *storage;
+        if (platform::flagAt(*service.status, "isPaused").value_or(false))
+            lines.emplace_back("paused: tsyncquenz resume");
+        const platform::Array* pairs = platform::arrayAt(*service.status, "pairs");
+        std::size_t problems = 0;
+        for (const platform::Value& value : pairs != nullptr ? *pairs : platform::Array()) {
+            const Dictionary* pair = value.dictionary();
+            const std::string* reason = pair != nullptr ? platform::textAt(*pair, "reason") : nullptr;
+            const platform::Array* leftOut = pair != nullptr ? platform::arrayAt(*pair, "problems") : nullptr;
+            problems += (reason != nullptr ? 1 : 0) + (leftOut != nullptr ? leftOut->size() : 0);
+        }
+        if (problems > 0) lines.push_back(std::to_string(problems) + " problems: tsyncquenz problems");
+    }
+    if (daemon == Presence::absent && !service.advice.empty()) lines.push_back(service.advice);
+    return lines;
+}
+
 } // namespace
 
 int showStatus(hosts::terminal::Extension& extension, const Arguments& arguments) {
@@ -104,7 +129,7 @@ int showStatus(hosts::terminal::Extension& extension, const Arguments& arguments
         return EXIT_SUCCESS;
     }
     print("Extension:", {"running, version " + version});
-    print("Sync service:", {describe(daemon.presence())});
+    print("Sync service:", serviceLines(daemon.presence()));
     print("Synced folders:", rootsIn(status));
     print("Under way:", underWay(daemon.syncStatus()));
     print("File managers:", fileManagers(status));
