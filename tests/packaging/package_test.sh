@@ -84,7 +84,7 @@ esac
 END
 # The bus's programs write into its own error output.
 # shellcheck disable=SC2016
-session() { inside sh -c 'mkdir -p /tmp/home; dbus-run-session -- sh /tmp/session "$1" 2>>/tmp/home/log' sh "$1"; }
+session() { inside sh -c 'mkdir -p /tmp/home; HOME=/tmp/home dbus-run-session -- sh /tmp/session "$1" 2>>/tmp/home/log' sh "$1"; }
 session masked || fail "a masked unit: $(cat "$layer/root/tmp/home/log")"
 inside systemctl --quiet --global unmask tsyncfinder.service 2>/dev/null
 inside systemctl --quiet --global enable tsyncfinder.service 2>/dev/null

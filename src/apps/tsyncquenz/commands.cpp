@@ -27,7 +27,7 @@ using platform::Dictionary;
 // The bus would start a service that ends at once.
 backends::dbus::SyncServiceClient connected() {
     if (!storage()) throw std::runtime_error(notSetUp);
-    return {};
+    return backends::dbus::SyncServiceClient();
 }
 
 std::string localPathOf(const std::string& folder) {
