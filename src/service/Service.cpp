@@ -126,8 +126,9 @@ void Service::start() {
     if (around.events) around.events->start([this](const auto& event) { noticed(event); });
     {
         const std::lock_guard guard(lock);
+        // A request may have been first: its thread is not to be replaced with the lock held.
         for (const auto& [remote, local] : state.pairs)
-            threads[remote] = makeThread(remote, local);
+            if (!threads.contains(remote)) threads[remote] = makeThread(remote, local);
     }
     cache.start();
     uploads.noticed(); // now it can be watched
