@@ -60,6 +60,7 @@ mkdir -p "$work/config/tsyncquenz"
 echo '{"storage":"mine:sync"}' >"$work/config/tsyncquenz/settings.json"
 for world in 'ok:ok:rclone v1.60.1-DEV' 'problem:ok:rclone v1.53.3' 'warning:problem:nonsense' 'problem:problem:'; do
     IFS=: read -r version storage line <<<"$world"
+    # shellcheck disable=SC2016 # for the script
     printf '#!/bin/sh\n[ -n "%s" ] || exit 1\n[ $1 = version ] && echo "%s" || [ %s = ok ]\n' "$line" "$line" "$storage" >"$work/bin/rclone"
     chmod +x "$work/bin/rclone"
     expect rclone "$version *"
