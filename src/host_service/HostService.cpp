@@ -1,6 +1,7 @@
 #include "host_service/HostService.h"
 
 #include "extension/path_levels.h"
+#include "protocol/names.h"
 
 #include <utility>
 
@@ -120,18 +121,19 @@ void HostService::explain(std::string uri, std::function<void(Explanation)> answ
     modelQueue.dispatch([this, uri = std::move(uri), answer = std::move(answer)] {
         const auto item = FileURL::withURI(uri);
         if (!item) {
-            answer({"none", "outside", "", ""});
+            answer({FINDER_SYNC_BADGE_NONE, "outside", "", ""});
             return;
         }
         finderSync->badgesForItems({*item}, [this, item, answer](const extension::BadgeBatch& batch) {
             const BadgeAnswer& badge = batch.answers.front();
             const auto reason = finderSync->badgeState()->explain(*item);
-            Explanation explanation{"none", std::string(nameOf(reason.rule)), reason.root, reason.file};
+            Explanation explanation{FINDER_SYNC_BADGE_NONE, std::string(nameOf(reason.rule)), reason.root,
+                                    reason.file};
             if (badge.kind == BadgeAnswer::Kind::unchanged)
-                explanation = {"unchanged", "missing", reason.root, reason.file};
+                explanation = {FINDER_SYNC_BADGE_UNCHANGED, "missing", reason.root, reason.file};
             else if (!badge.identifier.empty())
                 explanation.badge = badge.identifier;
-            if (!showsBadges) explanation = {"none", "off", reason.root, reason.file};
+            if (!showsBadges) explanation = {FINDER_SYNC_BADGE_NONE, "off", reason.root, reason.file};
             answer(explanation);
         });
     });

@@ -76,7 +76,7 @@ struct Shown {
 
 // Why an item has its badge.
 struct Explanation {
-    std::string badge; // identifier, "none" or "unchanged"
+    std::string badge; // identifier, FINDER_SYNC_BADGE_NONE or …_UNCHANGED
     std::string rule;  // one word for the rule that decided
     std::string root;  // the deciding sync root, a path; empty: none
     std::string file;  // the file in flight that decides, a path; empty: none

@@ -6,8 +6,18 @@
 #define TSYNC_SERVICE_NAME "com.quarnhold.TovikDrive-Quen.tsync"
 #define TSYNC_OBJECT_PATH "/com/quarnhold/TovikDrive_Quen/tsync"
 #define TSYNC_INTERFACE "com.quarnhold.TovikDrive_Quen.tsync_xpcProtocol"
-/* The same object, for the commands of the sync service itself. */
+/* The same object, for the commands of the sync service itself. …_IN and …_OUT as below. */
 #define SYNC_SERVICE_INTERFACE "com.quarnhold.TovikDrive_Quen.SyncService1"
+#define SYNC_SERVICE_STATUS "Status"
+#define SYNC_SERVICE_STATUS_OUT "a{sv}"
+#define SYNC_SERVICE_ADD "Add"
+#define SYNC_SERVICE_ADD_IN "ss"
+#define SYNC_SERVICE_REMOVE "Remove"
+#define SYNC_SERVICE_REMOVE_IN "s"
+#define SYNC_SERVICE_SET_PAUSED "SetPaused"
+#define SYNC_SERVICE_SET_PAUSED_IN "b"
+/* The error of a command that is refused; its message says why. */
+#define SYNC_SERVICE_ERROR_REFUSED "com.quarnhold.TovikDrive_Quen.Error.Refused"
 /* A reply of none. Any other error reply counts as no reply. */
 #define TSYNC_ERROR_NO_VALUE "com.quarnhold.TovikDrive_Quen.Error.NoValue"
 #define TSYNC_ERROR_FAILED "com.quarnhold.TovikDrive_Quen.Error.Failed"
@@ -29,7 +39,7 @@
 /* The fields of the structures that its messages carry; "(" … ")" around them is the structure.
  * A badge answer: badge, is in sync, is a root. A menu item: title, key, action, image, enabled, has a
  * submenu, the submenu's items. A row of the badge table: identifier, label, image's path. A change:
- * directory, items. */
+ * directory, items. An entry of the menus: selection class, items. */
 #define FINDER_SYNC_ANSWER_FIELDS "sbb"
 #define FINDER_SYNC_MENU_ITEM_FIELDS "ssssbbav"
 #define FINDER_SYNC_BADGE_FIELDS "sss"
@@ -43,9 +53,11 @@
 #define FINDER_SYNC_MENU_FOR_ITEMS_IN "uas"
 #define FINDER_SYNC_MENU_FOR_ITEMS_OUT "av"
 #define FINDER_SYNC_MENUS_BY_CLASS "MenusByClass"
-#define FINDER_SYNC_MENUS_BY_CLASS_OUT "a{sav}"
+#define FINDER_SYNC_MENUS_ENTRY_FIELDS "sav"
+#define FINDER_SYNC_MENUS_BY_CLASS_OUT "a{" FINDER_SYNC_MENUS_ENTRY_FIELDS "}"
 #define FINDER_SYNC_ACTIVATE "Activate"
-#define FINDER_SYNC_ACTIVATE_ENVIRONMENT "a{ss}"
+#define FINDER_SYNC_ACTIVATE_VARIABLE "{ss}"
+#define FINDER_SYNC_ACTIVATE_ENVIRONMENT "a" FINDER_SYNC_ACTIVATE_VARIABLE
 #define FINDER_SYNC_ACTIVATE_OPTIONS "a{sv}"
 #define FINDER_SYNC_ACTIVATE_IN "sas" FINDER_SYNC_ACTIVATE_ENVIRONMENT "s" FINDER_SYNC_ACTIVATE_OPTIONS
 #define FINDER_SYNC_ACTIVATE_OUT "t"
@@ -79,9 +91,10 @@
 #define FINDER_SYNC_BADGE_UNCHANGED "unchanged"
 /* The badge of what is in step, as most of a synced folder is. */
 #define FINDER_SYNC_BADGE_SYNC "sync"
-/* A badge's emblem is named so, followed by the badge's identifier; its drawings in an icon theme have
- * "emblem-" before that. */
+/* A badge's emblem is named so, followed by the badge's identifier, and so are its drawings in an icon theme.
+ */
 #define FINDER_SYNC_EMBLEM_PREFIX "tsyncfinder-"
+#define FINDER_SYNC_EMBLEM_ICON_PREFIX "emblem-" FINDER_SYNC_EMBLEM_PREFIX
 
 /* What a host passes on of its environment, so that a panel appears where the person is. */
 #define FINDER_SYNC_DISPLAY_VARIABLES                                                                        \

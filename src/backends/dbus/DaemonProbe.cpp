@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::chrono::seconds answerBound{2};
 
+const protocol::Message& statusMessage() { return *protocol::messageNamed("getSyncStatus:"); }
+
 std::string memberOf(std::string_view message) {
     return std::string(protocol::messageNamed(message)->member);
 }
@@ -29,9 +31,9 @@ DaemonProbe::DaemonProbe() {
 std::optional<platform::Dictionary> DaemonProbe::syncStatus() {
     if (!daemon) return std::nullopt;
     try {
-        auto reply = daemon->callMethod(daemon->createMethodCall(TSYNC_INTERFACE, memberOf("getSyncStatus:")),
-                                        answerBound);
-        const auto value = readValue(reply, "a{sv}");
+        auto reply = daemon->callMethod(
+            daemon->createMethodCall(TSYNC_INTERFACE, std::string(statusMessage().member)), answerBound);
+        const auto value = readValue(reply, statusMessage().reply);
         if (!value || value->dictionary() == nullptr) return std::nullopt;
         return *value->dictionary();
     } catch (const sdbus::Error&) {

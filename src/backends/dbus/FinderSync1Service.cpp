@@ -186,9 +186,9 @@ void FinderSync1Service::menuForItems(sdbus::MethodCall& call) {
 
 void FinderSync1Service::menusByClass(sdbus::MethodCall& call) {
     reply(call, 7 * menuMessage, [this](sdbus::MethodReply& answer) {
-        answer.openContainer("{sav}");
+        answer.openContainer("{" FINDER_SYNC_MENUS_ENTRY_FIELDS "}");
         for (const auto& [name, menu] : service.menusByClass()) {
-            answer.openDictEntry("sav");
+            answer.openDictEntry(FINDER_SYNC_MENUS_ENTRY_FIELDS);
             answer << std::string(name);
             appendMenuItems(answer, *menu);
             answer.closeDictEntry();

@@ -10,14 +10,12 @@
 namespace backends::dbus {
 namespace {
 
-constexpr auto refused = "com.quarnhold.TovikDrive_Quen.Error.Refused";
-
 // Whoever asked may have gone, and the bus too: then nobody is told.
 void answer(const std::shared_ptr<BusLink>& link, const sdbus::MethodCall& call,
             const std::optional<std::string>& refusal) {
     try {
         if (refusal)
-            call.createErrorReply(sdbus::Error(refused, *refusal)).send();
+            call.createErrorReply(sdbus::Error(SYNC_SERVICE_ERROR_REFUSED, *refusal)).send();
         else
             call.createReply().send();
     } catch (const sdbus::Error&) {
@@ -32,12 +30,12 @@ SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, Syn
     : object(sdbus::createObject(bus.connection(), TSYNC_OBJECT_PATH)) {
     const auto link = bus.sharedLink();
     const auto shared = std::make_shared<SyncServiceCalls>(std::move(calls));
-    object->registerMethod(SYNC_SERVICE_INTERFACE, "Status", "", "a{sv}",
+    object->registerMethod(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_STATUS, "", SYNC_SERVICE_STATUS_OUT,
                            [link, shared, &queue](const sdbus::MethodCall& call) {
                                queue.dispatch([link, shared, call] {
                                    try {
                                        auto reply = call.createReply();
-                                       appendValue(reply, "a{sv}", shared->status());
+                                       appendValue(reply, SYNC_SERVICE_STATUS_OUT, shared->status());
                                        reply.send();
                                    } catch (const sdbus::Error&) {
                                        return; // nobody is there any more
@@ -45,7 +43,7 @@ SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, Syn
                                    link->wakeIfUnwritten();
                                });
                            });
-    object->registerMethod(SYNC_SERVICE_INTERFACE, "Add", "ss", "",
+    object->registerMethod(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_ADD, SYNC_SERVICE_ADD_IN, "",
                            [link, shared, &queue](sdbus::MethodCall call) {
                                std::string local;
                                std::string remote;
@@ -55,12 +53,13 @@ SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, Syn
                                });
                            });
     object->registerMethod(
-        SYNC_SERVICE_INTERFACE, "Remove", "s", "", [link, shared, &queue](sdbus::MethodCall call) {
+        SYNC_SERVICE_INTERFACE, SYNC_SERVICE_REMOVE, SYNC_SERVICE_REMOVE_IN, "",
+        [link, shared, &queue](sdbus::MethodCall call) {
             std::string remote;
             call >> remote;
             queue.dispatch([link, shared, call, remote] { answer(link, call, shared->remove(remote)); });
         });
-    object->registerMethod(SYNC_SERVICE_INTERFACE, "SetPaused", "b", "",
+    object->registerMethod(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_SET_PAUSED, SYNC_SERVICE_SET_PAUSED_IN, "",
                            [link, shared, &queue](sdbus::MethodCall call) {
                                bool pause = false;
                                call >> pause;
@@ -86,7 +85,7 @@ sdbus::MethodReply SyncServiceClient::send(const sdbus::MethodCall& call) {
         return proxy->callMethod(call, answerLimit);
     } catch (const sdbus::Error& error) {
         const std::string& name = error.getName();
-        if (name == refused) throw std::runtime_error(error.getMessage());
+        if (name == SYNC_SERVICE_ERROR_REFUSED) throw std::runtime_error(error.getMessage());
         if (name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
             name == "org.freedesktop.DBus.Error.NameHasNoOwner")
             throw std::runtime_error("the service does not run; start it with: tsyncquenz run");
@@ -105,27 +104,27 @@ sdbus::MethodReply SyncServiceClient::send(const sdbus::MethodCall& call) {
 }
 
 platform::Dictionary SyncServiceClient::status() {
-    auto reply = send(proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Status"));
-    const auto value = readValue(reply, "a{sv}");
+    auto reply = send(proxy->createMethodCall(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_STATUS));
+    const auto value = readValue(reply, SYNC_SERVICE_STATUS_OUT);
     if (!value || value->dictionary() == nullptr)
         throw std::runtime_error("the service's answer is unreadable");
     return *value->dictionary();
 }
 
 void SyncServiceClient::add(const std::string& localPath, const std::string& remotePath) {
-    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Add");
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_ADD);
     call << localPath << remotePath;
     send(call);
 }
 
 void SyncServiceClient::remove(const std::string& remotePath) {
-    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Remove");
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_REMOVE);
     call << remotePath;
     send(call);
 }
 
 void SyncServiceClient::setPaused(bool pause) {
-    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "SetPaused");
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_SET_PAUSED);
     call << pause;
     send(call);
 }

@@ -1,6 +1,6 @@
 #include "hosts/nautilus-family/choice.h"
 
-#include "protocol/names.h"
+#include "protocol/glib_formats.h"
 #include "protocol/translations.h"
 
 static void tell_person(const char* message) {
@@ -32,15 +32,15 @@ void tsf_send_choice(GDBusConnection* bus, const char* extension, const char* it
     }
     static const char* const variables[] = {FINDER_SYNC_DISPLAY_VARIABLES};
     GVariantBuilder environment;
-    g_variant_builder_init(&environment, G_VARIANT_TYPE("a{ss}"));
+    g_variant_builder_init(&environment, G_VARIANT_TYPE(FINDER_SYNC_ACTIVATE_ENVIRONMENT));
     for (gsize i = 0; i < G_N_ELEMENTS(variables); ++i) {
         const char* value = g_getenv(variables[i]);
         if (value != NULL && g_utf8_validate(value, -1, NULL))
-            g_variant_builder_add(&environment, "{ss}", variables[i], value);
+            g_variant_builder_add(&environment, FINDER_SYNC_ACTIVATE_VARIABLE, variables[i], value);
     }
     g_dbus_connection_call(bus, extension, FINDER_SYNC_OBJECT_PATH, FINDER_SYNC_INTERFACE,
                            FINDER_SYNC_ACTIVATE,
-                           g_variant_new("(s@asa{ss}s@a{sv})", item, uris, &environment, "",
+                           g_variant_new(FINDER_SYNC_ACTIVATE_IN_WRITE, item, uris, &environment, "",
                                          g_variant_new(FINDER_SYNC_ACTIVATE_OPTIONS, NULL)),
                            G_VARIANT_TYPE("(" FINDER_SYNC_ACTIVATE_OUT ")"), G_DBUS_CALL_FLAGS_NO_AUTO_START,
                            -1, NULL, on_activated, NULL);

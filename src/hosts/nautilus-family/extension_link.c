@@ -1,7 +1,7 @@
 #include "hosts/nautilus-family/extension_link.h"
 
 #include "hosts/nautilus-family/choice.h"
-#include "protocol/names.h"
+#include "protocol/glib_formats.h"
 
 #include <string.h>
 
@@ -53,7 +53,7 @@ static void take_menus(TsfLink* link, guint64 call, GVariant* arguments) {
     if (tsf_core_menus(link->core, now_ms(), call, g_variant_iter_n_children(menus))) {
         g_clear_pointer(&link->menus, g_hash_table_unref);
         link->menus = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, (GDestroyNotify)g_variant_unref);
-        while (g_variant_iter_next(menus, "{s@av}", &name, &menu))
+        while (g_variant_iter_next(menus, FINDER_SYNC_MENUS_ENTRY_READ, &name, &menu))
             g_hash_table_replace(link->menus, name, menu);
     }
     g_variant_iter_free(menus);
@@ -63,12 +63,12 @@ static void take_badges(TsfLink* link, guint64 call, GVariant* arguments) {
     guint64 sequence = 0;
     GVariant* list = NULL;
     TsfAnswer answers[TSF_MAXIMUM_BATCH];
-    g_variant_get(arguments, "(t@a(" FINDER_SYNC_ANSWER_FIELDS "))", &sequence, &list);
+    g_variant_get(arguments, FINDER_SYNC_BADGES_FOR_ITEMS_OUT_READ, &sequence, &list);
     const gsize count = g_variant_n_children(list);
     for (gsize i = 0; i < MIN(count, TSF_MAXIMUM_BATCH); ++i) {
         gboolean is_in_sync = FALSE;
         gboolean is_root = FALSE;
-        g_variant_get_child(list, i, "(&sbb)", &answers[i].badge, &is_in_sync, &is_root);
+        g_variant_get_child(list, i, FINDER_SYNC_ANSWER_READ, &answers[i].badge, &is_in_sync, &is_root);
         answers[i].is_in_sync = is_in_sync;
         answers[i].is_root = is_root;
     }
@@ -116,7 +116,7 @@ static gsize count_changes(GVariant* directories) {
     gsize changes = g_variant_n_children(directories);
     for (gsize i = 0; i < g_variant_n_children(directories) && changes <= TSF_MAXIMUM_CHANGES; ++i) {
         GVariant* items = NULL;
-        g_variant_get_child(directories, i, "(&s@as)", NULL, &items);
+        g_variant_get_child(directories, i, FINDER_SYNC_CHANGE_READ_PACKED, NULL, &items);
         changes += g_variant_n_children(items);
         g_variant_unref(items);
     }
@@ -128,7 +128,7 @@ static void take_changes(TsfLink* link, guint64 sequence, GVariant* directories)
     GVariantIter* items = NULL;
     const char* uri = NULL;
     g_variant_iter_init(&each_directory, directories);
-    while (g_variant_iter_next(&each_directory, "(&sas)", &uri, &items)) {
+    while (g_variant_iter_next(&each_directory, FINDER_SYNC_CHANGE_READ, &uri, &items)) {
         if (g_variant_iter_n_children(items) == 0) tsf_core_directory_changed(link->core, sequence, uri);
         while (g_variant_iter_next(items, "&s", &uri))
             tsf_core_item_changed(link->core, sequence, uri);
@@ -149,7 +149,7 @@ static void on_signal(GDBusConnection* bus, const char* sender, const char* path
     if (is_signal(member, arguments, FINDER_SYNC_BADGES_CHANGED, "(" FINDER_SYNC_BADGES_CHANGED_TYPES ")")) {
         guint64 sequence = 0;
         GVariant* directories = NULL;
-        g_variant_get(arguments, "(t@a(" FINDER_SYNC_CHANGE_FIELDS "))", &sequence, &directories);
+        g_variant_get(arguments, FINDER_SYNC_BADGES_CHANGED_READ, &sequence, &directories);
         if (tsf_core_heard(link->core, now, count_changes(directories)))
             take_changes(link, sequence, directories);
         g_variant_unref(directories);

@@ -3,7 +3,7 @@
 #include TSYNCFINDER_SHIM
 
 #include "hosts/nautilus-family/badge_keeper.h"
-#include "protocol/names.h"
+#include "protocol/glib_formats.h"
 #include "protocol/translations.h"
 
 #include <gmodule.h>
@@ -102,8 +102,8 @@ static FM_T(MenuItem) * make_item(const MenuMaker* maker, GVariant* description,
     gboolean is_enabled = FALSE;
     gboolean has_submenu = FALSE;
     GVariant* submenu = NULL;
-    g_variant_get(description, "(&s&s&s&sbb@av)", &title, &key, &action, &image, &is_enabled, &has_submenu,
-                  &submenu);
+    g_variant_get(description, FINDER_SYNC_MENU_ITEM_READ, &title, &key, &action, &image, &is_enabled,
+                  &has_submenu, &submenu);
     const char* identifier = *key != '\0' ? key : *action != '\0' ? action : title;
     char* name = g_strdup_printf("TSyncFinder-%s-%s", maker->place, identifier);
     g_strcanon(name, G_CSET_A_2_Z G_CSET_a_2_z G_CSET_DIGITS "-_", '_');

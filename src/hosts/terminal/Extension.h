@@ -21,7 +21,7 @@ class ExtensionError : public std::runtime_error {
 };
 
 struct ItemBadge {
-    std::string badge; // identifier, "none" or "unchanged"
+    std::string badge; // identifier, FINDER_SYNC_BADGE_NONE or …_UNCHANGED
     bool isInSync = false;
     bool isRoot = false;
 };

@@ -1,5 +1,6 @@
 // The plugin without its file manager: files are bare objects, the extension is one that can misbehave.
 #include "hosts/nautilus-family/badge_keeper.h"
+#include "protocol/glib_formats.h"
 #include "tests/hosts/nautilus-family/FakeExtension.h"
 #include "tests/support/PrivateBus.h"
 
@@ -15,6 +16,24 @@ GObject* newFile(const std::string& uri) {
     g_object_set_data_full(file, "uri", g_strdup(uri.c_str()), g_free);
     return file;
 }
+
+// GLib's format strings are the signatures with signs that say how to hand a part over.
+constexpr bool isSignature(std::string_view format, std::string_view signature) {
+    for (const char letter : format)
+        if (letter != '&' && letter != '@') {
+            if (!signature.starts_with(letter)) return false;
+            signature.remove_prefix(1);
+        }
+    return signature.empty();
+}
+static_assert(isSignature(FINDER_SYNC_BADGES_FOR_ITEMS_OUT_READ, "(" FINDER_SYNC_BADGES_FOR_ITEMS_OUT ")"));
+static_assert(isSignature(FINDER_SYNC_ANSWER_READ, "(" FINDER_SYNC_ANSWER_FIELDS ")"));
+static_assert(isSignature(FINDER_SYNC_MENUS_ENTRY_READ, "{" FINDER_SYNC_MENUS_ENTRY_FIELDS "}"));
+static_assert(isSignature(FINDER_SYNC_MENU_ITEM_READ, "(" FINDER_SYNC_MENU_ITEM_FIELDS ")"));
+static_assert(isSignature(FINDER_SYNC_BADGES_CHANGED_READ, "(" FINDER_SYNC_BADGES_CHANGED_TYPES ")"));
+static_assert(isSignature(FINDER_SYNC_CHANGE_READ, "(" FINDER_SYNC_CHANGE_FIELDS ")"));
+static_assert(isSignature(FINDER_SYNC_CHANGE_READ_PACKED, "(" FINDER_SYNC_CHANGE_FIELDS ")"));
+static_assert(isSignature(FINDER_SYNC_ACTIVATE_IN_WRITE, "(" FINDER_SYNC_ACTIVATE_IN ")"));
 
 // The test is what stands for the file manager.
 class BadgeKeeper : public testing::Test {

@@ -72,7 +72,7 @@ Findings checkEmblems() {
     std::string staleCache;
     std::string foundIn;
     for (const extension::Badge& badge : extension::badges) {
-        const std::string icon = "emblem-" FINDER_SYNC_EMBLEM_PREFIX + std::string(badge.identifier);
+        const std::string icon = FINDER_SYNC_EMBLEM_ICON_PREFIX + std::string(badge.identifier);
         std::string file;
         for (auto each = lineage.begin(); each != lineage.end() && file.empty(); ++each) {
             file = themes.find(*each, icon, staleCache);
