@@ -42,7 +42,7 @@ platform::Dictionary dictionaryByReplacingNullsWithStrings(platform::Dictionary 
 using ObjectAndKey = std::pair<std::optional<platform::Value>, std::optional<std::string>>;
 
 // The dictionary of those pairs up to the first that lacks its object or its key; a pair whose object is the
-// null object is left out. Of a key that occurs twice the last object stands. `Result` is the dictionary type
+// null object is left out. When a key occurs twice, its last object stands. `Result` is the dictionary type
 // to make.
 template <typename Result = platform::Dictionary>
 Result dictionaryWithObjectsAndKeysIngnoringNull(std::initializer_list<ObjectAndKey> objectsAndKeys) {

@@ -13,7 +13,7 @@ namespace daemon_client {
 // local root, and roots may nest.
 using SyncPathTable = std::map<std::string, std::string>;
 
-// The table in a dictionary of the daemon's; entries that are no strings are left out.
+// The table in a dictionary of the daemon's; entries that are not strings are left out.
 SyncPathTable syncPathTableOf(const platform::Dictionary& entries);
 
 } // namespace daemon_client

@@ -151,7 +151,7 @@ void TSyncClient::bindTSyncQuenzNotification() {
     observers.push_back(distributedCenter.addObserver(TSYNC_NOTE_START, [this](const auto&) { connect(); }));
 }
 
-// Under the client lock. Each new connection is observed anew, and the former one no more.
+// Under the client lock. Each new connection is observed in place of the former one.
 void TSyncClient::observeDeathOfConnection() {
     deathObserver = _connectionToService ? localCenter.addObserver(platform::NSConnectionDidDieNotification,
                                                                    _connectionToService.get(),

@@ -74,7 +74,7 @@ class TSyncClient {
     // change replaces it.
     std::shared_ptr<const SyncPathTable> allPathsInSync() const;
 
-    // The daemon's status, none when it did not answer; the last one when it could not be asked.
+    // The daemon's status: none when it did not answer, the last one when it could not be asked.
     std::optional<platform::Dictionary> getSyncStatus();
 
     // Raise IPCError when the message cannot be sent.
@@ -95,8 +95,8 @@ class TSyncClient {
     //
     // Each connects first, unless said otherwise. One with a reply waits for it and answers none, false or 0
     // when there is no connection, no reply in time, or a reply of none or of another type. One without sends
-    // and returns at once. Either raises IPCError when its message cannot be sent, unless said otherwise. An
-    // argument that is none: nothing is sent, and the answer is none, false or 0.
+    // and returns at once. Either raises IPCError when its message cannot be sent, unless said otherwise.
+    // When an argument is none, nothing is sent, and the answer is none, false or 0.
     //
     // Paths are handed to the daemon unchanged.
     using Text = std::optional<std::string_view>;
@@ -153,8 +153,8 @@ class TSyncClient {
 
     // The snapshot that the daemon has written of the remote space; its `loaded` says whether it could be
     // read. Remembered for the client's life. It is read on the calling thread, so that no other reply is
-    // delayed. Raises nothing: what cannot be sent answers like what is remembered. While not connected:
-    // none.
+    // delayed. Raises nothing: when the request cannot be sent, the answer is what is remembered. While not
+    // connected: none.
     //
     // The object is shared with every caller and is no more thread-safe than any snapshot: use it on one
     // thread at a time.

@@ -248,7 +248,7 @@ std::shared_ptr<dirsnapshot::DirSnapshot> TSyncClient::remoteSnapshot() {
             loaded = std::make_shared<dirsnapshot::DirSnapshot>(
                 dirsnapshot::DirSnapshot::initWithContentsOfFile(log, *file, "/", "sync"));
         const std::lock_guard guard(shared->clientLock);
-        // Of two that asked at once the later one stands; no answer empties it.
+        // When two have asked at once, the later answer stands; a missing answer does not empty the cache.
         if (loaded) shared->_cacedSnapshot = std::move(loaded);
         return shared->_cacedSnapshot;
     } catch (const IPCError&) {

@@ -1,6 +1,6 @@
 // Command messages: what the extension tells the daemon to do. One is a machine-wide notification under the
-// command's name (protocol/names.h) whose object is a compact JSON object (RFC 8259). There
-// is no reply: who posts one does not learn whether the daemon acted.
+// command's name (protocol/names.h) whose object is a compact JSON object (RFC 8259). There is no reply:
+// whoever posts one does not learn whether the daemon acted.
 #pragma once
 
 #include "platform/DistributedNotificationCenter.h"

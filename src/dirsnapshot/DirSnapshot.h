@@ -82,7 +82,7 @@ class DirSnapshot {
     static DirSnapshot initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
                                               std::string forDirectory, const std::string& withType);
 
-    // A flat file, with a digest after each record when so said. The snapshot has no path.
+    // A flat file, with a digest after each record when asked for. The snapshot has no path.
     static DirSnapshot initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
                                               bool usesSHA1);
 
@@ -131,8 +131,9 @@ class DirSnapshot {
     // there is no such directory.
     std::optional<platform::Array> contentsOfDirectoryAtPath(const std::string& path) const;
 
-    // The items below a directory that are no directories; hidden ones, whose name begins with ".", only when
-    // asked for. Without recursion each child directory, hidden or not, counts as one. 0 for anything else.
+    // The number of items below a directory that are not directories; hidden ones, whose name begins with
+    // ".", only when asked for. Without recursion each child directory, hidden or not, counts as one. 0 for
+    // anything else.
     std::uint64_t countFilesAtPath(const std::string& path, bool recursive, bool includeHidden) const;
     static std::uint64_t _countFilesAtPath(const DSNode* node, bool recursive, bool includeHidden);
 
@@ -145,9 +146,9 @@ class DirSnapshot {
 
     // ---- Editing. Paths are taken in standard form. Digests are not refreshed.
 
-    // Adds an item at the end of its directory, making the directories on the way; of an item that is there
-    // only size and modification date are set. "/" is ignored. A missing date or size counts as 0; an
-    // unknown type is DSNodeTypeOther.
+    // Adds an item at the end of its directory, making the directories on the way; for an item that is there
+    // already, only size and modification date are set. "/" is ignored. A missing date or size counts as 0;
+    // an unknown type is DSNodeTypeOther.
     void addItemAtPath(std::string_view path, const platform::Dictionary& fileInfo);
 
     // Moves an item and all below it to the end of another directory, under the new path's last name. Where
@@ -172,9 +173,9 @@ class DirSnapshot {
     // With the flag the children have no children of their own.
     std::optional<DirSnapshot> subDirsnapshotAtPath(const std::string& path, bool NoRecursive = false) const;
 
-    // Scans an absolute directory anew in place of what the snapshot had for it, or of the whole tree for the
-    // snapshot's own path. Each occurrence of the snapshot's path in the given one stands for "/", wherever
-    // it is. Refused when the directory above is not in the snapshot.
+    // Scans an absolute directory again, and puts the result in place of what the snapshot had for it: the
+    // whole tree for the snapshot's own path. Each occurrence of the snapshot's path in the given one stands
+    // for "/", wherever it is. Refused when the directory above is not in the snapshot.
     void reloadSnapshotPart(const std::string& path);
 
     // The node at a path, byte for byte, or null. It stays the snapshot's.

@@ -85,7 +85,7 @@ class Walk {
     Items missing;
     Items modified;
 
-    // The levels lie on a stack of their own: the depth of a tree costs none of the thread's.
+    // The levels lie on a stack of their own: the depth of a tree uses none of the thread's stack.
     void _DSNodeFindMissingChildren(DSNode* first, DSNode* second) {
         if (first->parent != nullptr) {
             const snapshot::Text path(DSNodeCreateStringWithFullPath(first));

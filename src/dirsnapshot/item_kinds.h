@@ -16,7 +16,7 @@ const char* fileTypeOf(std::uint8_t kind);
 std::uint8_t kindOf(const platform::Dictionary& fileInfo);
 
 // A size or date of a file information as a whole number: fractions are cut off toward zero, what is beyond
-// the range becomes its limit; 0 when it is missing or no number.
+// the range becomes its limit; 0 when it is missing or not a number.
 std::int64_t wholeNumber(const platform::Dictionary& fileInfo, std::string_view key);
 
 } // namespace dirsnapshot

@@ -35,7 +35,7 @@ BadgeState::Roots::Roots(WatchedPaths watched) : paths(std::move(watched)) {
         const std::string standard = paths::standardisedPath(root.path());
         std::uint64_t hash = 0;
         forEachLevel(standard, [&hash](const PathLevel& level) { hash = level.hash; });
-        // Of roots that differ only in spelling the first decides wherever any of them would.
+        // Where roots differ only in spelling, the first decides wherever any of them would.
         if (find(PathLevel{standard, standard, hash}) == nullptr) {
             const Root& first = all.emplace_back(Root{standard, root.path(), rank});
             byPath.emplace(HashedPath{hash, first.standard}, &first);

@@ -68,7 +68,7 @@ class PathsAndAncestors {
 
 class BadgeState {
   public:
-    // No roots, no files: every item is outside.
+    // Without roots or files: every item is outside.
     BadgeState();
 
     std::shared_ptr<const BadgeState> withRoots(WatchedPaths roots) const;
@@ -122,7 +122,7 @@ class BadgeState {
         }
     };
 
-    // Of two roots, either of which may be null, the one that is enumerated first.
+    // The one of two roots, either of which may be null, that is enumerated first.
     static const Root* firstOf(const Root* one, const Root* other) {
         return one == nullptr || (other != nullptr && other->rank < one->rank) ? other : one;
     }

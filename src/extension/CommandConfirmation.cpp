@@ -18,7 +18,7 @@ constexpr std::size_t maximumItems = 256;
 constexpr std::chrono::milliseconds pauseBetweenRounds{100};
 constexpr std::chrono::seconds waitForReplies{2};
 constexpr int maximumRounds = 20;
-// After so many rounds what the answers leave open stays open.
+// After this many rounds, what the answers have left open stays open.
 constexpr int roundsOfUncertainty = 3;
 
 constexpr const char* isPendingMessage = "pendingOperationOnPath:withReply:";

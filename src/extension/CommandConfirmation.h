@@ -3,7 +3,7 @@
 // table, a path is excluded, an operation is pending on a file.
 //
 // The questions are asked side by side and again every 100 milliseconds until each item is confirmed, about
-// two seconds at most; a daemon that leaves them without an answer is waited for two seconds once. Of a large
+// two seconds at most; a daemon that does not answer them is waited for once, for two seconds. Of a large
 // selection only the first 256 items are asked about. Any thread but the one that delivers replies.
 #pragma once
 
@@ -35,8 +35,8 @@ class CommandConfirmation {
     // Looks at what is there before anything is posted; only what `expectBrought` named needs it.
     void lookBefore();
 
-    // Once, after the messages were posted: the local paths that the daemon has not confirmed, by its answers
-    // or by giving none, and whether there are others of which no answer can tell.
+    // Called once, after the messages were posted: the local paths that the daemon has not confirmed, whether
+    // by its answers or by giving none, and whether there are others about which no answer can tell.
     struct Result {
         std::vector<std::string> unconfirmed;
         bool isUncertain = false;

@@ -107,13 +107,13 @@ class FinderSync final : public platform::FIFinderSync {
     // notifications without it. Never on the model queue: it waits for it.
     void refreshInterface();
 
-    // Makes the watched roots anew from the table, and badges each. On the model queue.
+    // Makes the watched roots from the table again, and badges each. On the model queue.
     void setInclusionPaths();
     // Reconciles the watched roots, then applies the stored status. On the model queue.
     void refreshSyncStatus();
     // Clears the badge of everything beneath a folder, depth first; links to directories are followed. Any
-    // thread but one on which the model queue waits. It ends early when the watched roots are made anew,
-    // since then the file managers ask anew, and after a million items.
+    // thread but one on which the model queue waits. It ends early when the watched roots are made again,
+    // since the file managers then ask again, and after a million items.
     void removeBadgeOfChildPath(const std::string& folder);
 
     std::int32_t numberOfObservedPaths() const { return num_of_observerd_paths; }

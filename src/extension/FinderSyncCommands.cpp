@@ -330,7 +330,7 @@ CommandOutcome FinderSyncCommands::shareByEmail(const CommandRequest& request) {
                             ? answer.isSent
                             : send(TSYNC_COMMAND_SHARE_BY_EMAIL,
                                    daemon_client::sharePayload(*remotePath, isDirectory, answer.recipients));
-    // Of shared items the daemon can be asked nothing.
+    // The daemon cannot be asked anything about shared items.
     CommandConfirmation nothingToAsk = confirmation();
     return sent({"Asked the sync service to share %@ with %@ (not confirmed).",
                  {readable(*path), readable(answer.recipients)}},

@@ -11,7 +11,7 @@
 //
 // Nothing is asked of a person, and nothing posted, when the daemon hangs; nothing is asked when it is not
 // there. After the messages are out the daemon is asked what came of them (CommandConfirmation.h): an action
-// of which its answers say that nothing has come is a failure.
+// that had no effect, by the daemon's answers, is a failure.
 #pragma once
 
 #include "daemon_client/TSyncClient.h"

@@ -22,7 +22,7 @@ struct CommandRequest {
     platform::Display display;
     std::optional<std::string> destination; // answers the destination panel without a window
     std::vector<std::string> recipients;    // not empty: answers the share panel without a window
-    // Ends a panel that stands, as if it were cancelled. Null: nothing does.
+    // Ends a panel that is shown, as if it were cancelled. Null: nothing does.
     std::shared_ptr<platform::Cancellation> cancellation;
 };
 

@@ -39,7 +39,7 @@ enum class WaitsFor {
 struct Command {
     std::string_view action;        // the name by which it travels
     std::string_view title;         // of its menu item; empty: it has none
-    std::string_view keyEquivalent; // here an identifier of the item, not a key; empty: it has none
+    std::string_view keyEquivalent; // an identifier of the item, not a key; empty: it has none
     Selections offeredFor;
     WaitsFor waitsFor = WaitsFor::nothing;
     CommandOutcome (FinderSyncCommands::*run)(const CommandRequest& request) = nullptr;

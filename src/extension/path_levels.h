@@ -3,7 +3,8 @@
 // A level is a prefix of the path, as written, that ends with a component: "/r/../x" has the levels "/",
 // "/r", "/r/.." and "/r/../x". Walking up with parentPath() from the path visits the same ones in reverse.
 // Each comes with its standard form ("/", "/r", "/", "/x") and a hash of that form. Both grow from level to
-// level, so that a path is neither standardised nor hashed anew for each: hot, once for every badge.
+// level, so that the path is neither standardised nor hashed again for each. This is hot: it runs once for
+// every badge.
 #pragma once
 
 #include "paths/path_strings.h"

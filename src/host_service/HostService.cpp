@@ -20,12 +20,12 @@ constexpr std::size_t maximumDirectoriesPerHost = 10'000;
 constexpr std::size_t maximumObservedBytesPerHost = std::size_t{4} << 20; // of their URIs
 // Of all directories that a host is told of at once; beyond, no items are named.
 constexpr std::size_t maximumNamedItemsPerHost = 2048;
-// A host that does not listen is looked at so often, and dropped after so many looks.
+// How often a host that does not listen is looked at, and after how many looks it is dropped.
 constexpr std::chrono::seconds catchUpInterval{1};
 constexpr unsigned maximumCatchUps = 30;
 constexpr unsigned maximumActivationsPerHost = 16;
 
-// None when one of them is no file URI.
+// None when one of them is not a file URI.
 std::optional<std::vector<FileURL>> fileURLs(const std::vector<std::string>& uris) {
     std::vector<FileURL> urls;
     urls.reserve(uris.size());
@@ -333,7 +333,7 @@ std::optional<std::uint64_t> HostService::activate(const Activation& activation,
     }
     auto selection = fileURLs(activation.uris);
     if (!selection) {
-        message = "Something that is selected is no local file.";
+        message = "Something that is selected is not a local file.";
         return std::nullopt;
     }
     extension::CommandRequest request = requestOf(activation, std::move(*selection));

@@ -52,10 +52,10 @@ class HostSink {
     virtual void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) = 0;
     virtual void activationFinished(const HostName& host, std::uint64_t number,
                                     const extension::CommandOutcome& outcome) = 0;
-    // The menus per class are other ones now.
+    // The menus per class have changed.
     virtual void menusChanged() = 0;
     // The host has not listened for so long that what it observes is forgotten. When it listens again, it has
-    // to begin anew.
+    // to start over.
     virtual void hostDropped(const HostName& host) = 0;
 
   protected:
@@ -101,27 +101,28 @@ class HostService final : public platform::FIFinderSyncController, public extens
     };
     explicit HostService(const Platform& platform);
 
-    // Once, when the extension object has started. Before that nothing may be asked.
+    // To be called once, when the extension object has started. Before that nothing may be asked.
     void attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction);
 
     // From now on, and the hosts are told to ask anew. Without badges every answer is none, with its flags as
     // ever; without the menu every menu is one without items. Commands work either way.
     void setShown(Shown shown);
 
-    // One answer for each URI, in order; what is no file URI has no badge.
+    // One answer for each URI, in order; anything but a file URI has no badge.
     void badges(std::vector<std::string> uris, std::function<void(extension::BadgeBatch)> answer);
-    // An item that is no local file makes the menu one without offers.
+    // With an item that is not a local file, the menu offers nothing.
     void menu(platform::FIMenuKind kind, std::vector<std::string> uris,
               std::function<void(platform::MenuHandle)> answer);
     void explain(std::string uri, std::function<void(Explanation)> answer);
 
     void beginObserving(const HostName& host, std::string uri);
     void endObserving(const HostName& host, std::string uri);
-    // Drops what it observes and its panels: those that wait never come, the one that stands is cancelled.
+    // Drops what it observes and its panels: those that wait are never shown, and the one that is shown is
+    // cancelled.
     void hostGone(const HostName& host);
 
     // The number under which the outcome comes later. None, with a message, when there is no such item, or
-    // when something was selected that is no local file, or when too much of this host is under way.
+    // when something selected is not a local file, or when this host has too much under way.
     std::optional<std::uint64_t> activate(const Activation& activation, std::string& message);
 
     // The menu of each class of selections, by the class's name.
@@ -197,8 +198,8 @@ class HostService final : public platform::FIFinderSyncController, public extens
     std::uint64_t lastActivation = 0;
     std::map<HostName, unsigned> underWay;            // activations that have not ended, of hosts on the bus
     std::list<Asking> waiting;                        // for the panel queue, which takes them one by one
-    bool isAsking = false;                            // the panel queue is at it
-    HostName asking;                                  // whose panel stands
+    bool isAsking = false;                            // the panel queue is working on one
+    HostName asking;                                  // whose panel is shown
     std::shared_ptr<platform::Cancellation> standing; // ends that panel
 
     // Model queue only.

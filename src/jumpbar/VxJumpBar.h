@@ -67,9 +67,8 @@ class VxJumpBar final : private VxJumpBarLabelDelegate {
     void setMenu(platform::MenuHandle menu);
     const platform::MenuHandle& accessoryMenu() const { return accessory; }
     void setAccessoryMenu(platform::MenuHandle menu);
-    const platform::IndexPathHandle& selectedIndexPath() const {
-        return selection;
-    } // null until a menu is set
+    // Null until a menu is set.
+    const platform::IndexPathHandle& selectedIndexPath() const { return selection; }
     void setSelectedIndexPath(platform::IndexPathHandle path);
     std::size_t accessoryMenuSelectedIndex() const { return accessoryIndex; }
     void setAccessoryMenuSelectedIndex(std::size_t index);
@@ -87,7 +86,7 @@ class VxJumpBar final : private VxJumpBarLabelDelegate {
     static void changeFontAndImageInMenu(platform::Menu& menu);
 
     // The owner replaced items of a menu in the tree, outside a highlight: an open menu takes them up, and
-    // they can be chosen. A path that led through the menu is the owner's to set anew.
+    // they can be chosen. A path that led through the menu is for the owner to set again.
     void menuDidChange(platform::Menu& menu);
 
     bool isUnderIdealWidth() const { return underIdealWidth; } // the last layout had to shrink labels

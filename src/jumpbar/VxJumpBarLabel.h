@@ -37,7 +37,7 @@ class VxJumpBarLabelDelegate {
     ~VxJumpBarLabelDelegate() = default;
 };
 
-// What a label draws, back to front, in its own coordinates; what is none is left out.
+// What a label draws, back to front, in its own coordinates; a part that is none is left out.
 struct LabelDrawing {
     struct PlacedImage {
         platform::ImageHandle image; // at its natural size

@@ -2,10 +2,10 @@
 // rename and remove an entry, read and write its password, account name ("username") and comment.
 //
 // A keychain is a collection of the store, none the user's default one; an item reference is an entry of it.
-// Functions answer false or none on failure and have then logged it as
-// "Error: FUNCTION failed with error code: STATUS msg: MESSAGE", with the function in which the store failed.
-// An absent item reference is a failure that is not logged again. Nothing is retried. A password is never
-// logged. Any thread may call that may wait for the user.
+// Functions answer false or none on failure and have then logged it as "Error: FUNCTION failed with error
+// code: STATUS msg: MESSAGE", with the function in which the store failed. An absent item reference is a
+// failure that is not logged again. Nothing is retried. A password is never logged. Any thread that may wait
+// for the user may call them.
 #pragma once
 
 #include "platform/ProcessLog.h"
@@ -28,7 +28,7 @@ struct KeychainServices {
 };
 
 // Adds an entry with an empty account name and an empty password. False, and nothing changes, when there is
-// one of that name.
+// one with that name already.
 bool QkKeychainAddGenericEntry(KeychainServices services, const KeychainRef& keychain,
                                std::string_view serviceName);
 

@@ -7,7 +7,7 @@ enum class DestinationPurpose {
     sync,    // a folder is synced to it
     move,    // items go there, and go from here
     copy,    // items go there, and stay here
-    archive, // one of the last two, it is not known which
+    archive, // move or copy, it is not known which
 };
 
 } // namespace panels

@@ -38,8 +38,8 @@ void TSFPSavePanel::setLocalPathVariables(const std::vector<std::string>& localP
         return;
     }
     const std::string& path = localPaths.front();
-    // Of a path that a slow disk does not tell of in time its own name is proposed: what is synced is a
-    // folder.
+    // When a slow disk does not tell in time what a path is, the path's own name is proposed: what is synced
+    // is a folder.
     _possibleRemoteFolderName = platform::isDirectoryItself(around.fileSystem, path).value_or(true)
                                     ? lastComponent(path)
                                     : lastComponent(std::string(paths::parentPath(path)));
@@ -148,7 +148,7 @@ void TSFPSavePanel::putInPlace(Fetch& fetch) {
     const bool nothingChosenYet =
         fetch.level == topLevel && around.jumpBar.selectedIndexPath() == initialSelection;
 
-    level.removeAllItems();            // of what said that it was under way: nothing in it could be chosen
+    level.removeAllItems(); // the row that said that the list was under way: nothing in it could be chosen
     platform::MenuItemHandle proposed; // the folder that is named like the local one, or the one to be made
     for (std::size_t index = 0; index < fetch.paths.size(); ++index) {
         const auto item = level.addItem(lastComponent(fetch.paths[index]));

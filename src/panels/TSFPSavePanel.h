@@ -6,8 +6,8 @@
 // in place in one go. Each level is asked for once; only one that got no answer is asked for again, when its
 // folder is highlighted again or the person says so. Nothing here ever waits.
 //
-// A new folder is offered in a level that is known to hold none of the name, and nowhere else: while a
-// service is slow or silent a sync has only the root, which cannot be chosen.
+// A new folder is offered in a level that is known to hold none of the name, and nowhere else: while the
+// service is slow or silent, a sync is offered only the root, which cannot be chosen.
 //
 // Use: make the panel, call setForSync or setForArchive, let the view load and call awakeFromNib, run the
 // view modally, and read selectedPath when the response was not 0. The view, the bar, the directories, the
@@ -56,7 +56,7 @@ enum class ServiceState {
 class TSFPSavePanelView {
   public:
     virtual void setMessage(const platform::DisplayText& message) = 0;
-    // The titles from the root to the chosen folder, and whether that is still to be made.
+    // The titles from the root to the chosen folder, and whether that folder is still to be made.
     virtual void setChoice(const std::vector<std::string>& titles, bool isNew) = 0;
     virtual void setServiceState(ServiceState state) = 0;
     virtual void setOkEnabled(bool enabled) = 0;

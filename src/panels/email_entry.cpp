@@ -25,7 +25,8 @@ class Pattern {
         data.reset(pcre2_match_data_create(1, nullptr));
     }
 
-    // The length of the match in bytes, or none; none too for a pattern or a subject that is not valid text.
+    // The length of the match in bytes; none without a match, and for a pattern or a subject that is not
+    // valid text.
     std::optional<std::size_t> matchLength(std::string_view subject) const {
         if (!code || pcre2_match(code.get(), bytes(subject), subject.size(), 0, 0, data.get(), nullptr) < 0)
             return std::nullopt;
@@ -91,14 +92,14 @@ class Quotes {
         return next == std::string_view::npos || line[next] == '@' ? at : next + 1;
     }
 
-    static constexpr std::string_view startsAfter = " \t,;"; // a quote inside a word is none
+    static constexpr std::string_view startsAfter = " \t,;"; // a quote inside a word does not count
     std::string_view line;
     std::size_t nextQuote = 0;
     std::size_t nextParenthesis = 0;
 };
 
-// Of "John <j@x.org" the address, so that no later step takes a bracket for a letter or a letter for a
-// bracket; of an entry with an empty pair of brackets the name, to be seen as no address.
+// For "John <j@x.org" the address, so that no later step takes a bracket for a letter or a letter for a
+// bracket; for an entry with an empty pair of brackets the name, which is then seen not to be an address.
 std::string withoutBrackets(std::string_view entry) {
     const std::size_t open = entry.rfind('<');
     if (open == std::string_view::npos) return unquoted(entry);

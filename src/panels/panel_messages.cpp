@@ -98,7 +98,7 @@ platform::Dictionary objectOf(const PanelRequest& request) {
 
 std::variant<PanelRequest, std::string> panelRequestOfJson(std::string_view text) {
     const std::optional<platform::Value> value = platform::valueOfJson(text);
-    if (!value || value->dictionary() == nullptr) return std::string("the request is no JSON object");
+    if (!value || value->dictionary() == nullptr) return std::string("the request is not a JSON object");
     const Dictionary& object = *value->dictionary();
     try {
         PanelRequest request;

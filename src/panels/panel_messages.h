@@ -73,13 +73,13 @@ std::string lineOf(const ShareAnswer& answer);
 std::string lineOf(ClipboardAnswer answer);
 std::string lineOf(const Refusal& refusal);
 
-// A line as it is read. Which answer it is follows from the request; what is missing in it or has another
-// type counts as cancelled. An empty one is a cancel.
+// A line as it is read. Which answer it is follows from the request; an answer whose parts are missing or
+// have another type counts as cancelled, and so does an empty line.
 class PanelLine {
   public:
     PanelLine() = default;
 
-    // None when the text is no JSON object.
+    // None when the text is not a JSON object.
     static std::optional<PanelLine> ofJson(std::string_view text);
 
     bool isShown() const;

@@ -1,7 +1,7 @@
 // Path operations on strings. A path is a byte string with "/" as separator, absolute or relative, compared
 // case-sensitively; nothing is assumed about its encoding. Functions take the receiver first.
 //
-// Nothing here touches the file system, but stringByGeneratingTempPath, and the user database, which is
+// Nothing here touches the file system but stringByGeneratingTempPath, nor the user database, but where it is
 // asked when a path begins with "~user" or when "~" is used without $HOME. Any thread may call.
 #pragma once
 
@@ -46,8 +46,9 @@ void forEachPathComponent(std::string_view path, Visitor&& visit) {
 // leading "." stay. Symbolic links are not followed.
 std::string standardisedPath(std::string_view path);
 
-// The standard form of a path that grows by one component at a time: what standardisedPath() gives, for those
-// who need the form of each step. Components are without separators, and "~" is a name like any other.
+// The standard form of a path that grows by one component at a time: what standardisedPath() gives, for
+// callers that need the form of each step. Components are without separators, and "~" is a name like any
+// other.
 class StandardForm {
   public:
     // Begins as "/" or as the empty path.

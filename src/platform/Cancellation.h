@@ -1,4 +1,4 @@
-// The wish that something under way be given up, by whoever no longer waits for it.
+// The wish of whoever no longer waits for something under way that it be given up.
 //
 // Any thread may use an object; it stays cancelled for good.
 #pragma once

@@ -1,7 +1,7 @@
 // Tells when something changes in directories, so that nobody has to look at them again and again.
 //
-// Events are hints: one may come twice, late, or, when there were too many, not by name. What is really there
-// is for the receiver to see.
+// Events are hints: one may come twice or late, and without its name when there were too many. What is really
+// there is for the receiver to see.
 #pragma once
 
 #include <functional>
@@ -22,8 +22,8 @@ class DirectoryEvents {
     virtual ~DirectoryEvents() = default;
 
     // The handler runs on a thread of its own, one event at a time; it must return soon. To be called once,
-    // before anything is watched. Once `stop` has returned, no handler runs any more; it is not called by
-    // one.
+    // before anything is watched. Once `stop` has returned, no handler runs any more; a handler must not call
+    // it.
     virtual void start(Handler handler) = 0;
     virtual void stop() = 0;
 

@@ -1,5 +1,5 @@
-// What the extension asks the disk: never more than names, kinds and existence, and never so that a dead
-// mount stops it for good.
+// What the extension asks the disk: never more than names, kinds and existence, and never in a way in which a
+// dead mount stops it for good.
 #pragma once
 
 #include <cstdint>
@@ -39,8 +39,7 @@ class FileSystem {
   public:
     virtual ~FileSystem() = default;
 
-    // One answer for each path, in order. They are made afresh each time, but for a disk that was too slow
-    // the last time.
+    // One answer for each path, in order. The disk is asked each time, unless it was too slow the last time.
     virtual std::vector<Existence> existence(std::span<const std::string_view> paths) = 0;
 
     // The same for a caller that does not wait. `answered` is called once, soon, on any thread, maybe before
@@ -56,8 +55,9 @@ class FileSystem {
     virtual std::vector<std::string> entryNames(std::string_view path) = 0;
 };
 
-// Whether the item itself is a directory: a link to one is none, and neither is what is not there. None when
-// the disk does not answer in time: a caller that has to decide takes what is harmless should it be one.
+// Whether the item itself is a directory: a link to one is not, and neither is an item that is not there.
+// None when the disk does not answer in time: a caller that has to decide assumes what does no harm should it
+// be one.
 std::optional<bool> isDirectoryItself(FileSystem& fileSystem, std::string_view path);
 
 } // namespace platform

@@ -9,8 +9,8 @@ namespace {
 constexpr std::string_view scheme = "file:";
 constexpr std::string_view hexDigits = "0123456789ABCDEF";
 
-// What a path may hold unescaped (RFC 3986: unreserved, sub-delims, ":", "@" and the separator). The
-// same set as other desktop programs use, so that equal paths are equal URIs there too.
+// What a path may hold unescaped (RFC 3986: unreserved, sub-delims, ":", "@" and the separator). Other
+// desktop programs use the same set, so that equal paths are equal URIs there too.
 constexpr std::array<bool, 256> plainTable = [] {
     std::array<bool, 256> table{};
     for (unsigned char c = 'a'; c <= 'z'; ++c)

@@ -1,9 +1,8 @@
 // A file URL: the absolute local path of an item, and its text form "file:///…".
 //
 // The path is a byte string that starts with "/"; it is kept as it is spelled, but for separators at its end,
-// and never normalised. The
-// text form is percent-encoded ASCII (RFC 3986, RFC 8089) with an empty host, so that any path survives
-// the way over the bus, also one that is not UTF-8 or holds a line break.
+// and never normalised. The text form is percent-encoded ASCII (RFC 3986, RFC 8089) with an empty host, so
+// that any path survives the way over the bus, even one that is not UTF-8 or holds a line break.
 #pragma once
 
 #include <algorithm>
@@ -27,7 +26,7 @@ class FileURL {
 
     const std::string& path() const { return itemPath; }
 
-    // The path without separators at its end; of nothing but separators the first.
+    // The path without separators at its end; the first one of a path that is nothing but separators.
     static std::string_view withoutEndingSeparators(std::string_view path) {
         return path.substr(0, std::max<std::size_t>(1, path.find_last_not_of('/') + 1));
     }

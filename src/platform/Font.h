@@ -7,8 +7,8 @@
 namespace platform {
 
 struct Font {
-    std::string
-        name; // as the font system names it ("Helvetica-BoldOblique"); a system font has the names below
+    // As the font system names it ("Helvetica-BoldOblique"); a system font has the names below.
+    std::string name;
     double size = 0; // points
 
     friend bool operator==(const Font&, const Font&) = default;

@@ -1,8 +1,8 @@
 // An image by the name of its resource. Nothing is loaded here: whoever draws resolves the name, and a name
 // that it cannot resolve draws nothing.
 //
-// Images are shared by handle; the identity of the object matters to who compares (a label redraws when it
-// is given another object). Main thread only once an image is shown.
+// Images are shared by handle; the identity of the object matters to whoever compares them (a label redraws
+// when it is given another object). Main thread only once an image is shown.
 #pragma once
 
 #include "platform/geometry.h"

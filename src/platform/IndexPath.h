@@ -19,9 +19,8 @@ class IndexPath {
     explicit IndexPath(std::vector<std::size_t> indexes) : positions(std::move(indexes)) {}
 
     std::size_t length() const { return positions.size(); }
-    std::size_t indexAtPosition(std::size_t position) const {
-        return positions[position];
-    } // position < length()
+    // position < length()
+    std::size_t indexAtPosition(std::size_t position) const { return positions[position]; }
     const std::vector<std::size_t>& indexes() const { return positions; }
 
     friend bool operator==(const IndexPath&, const IndexPath&) = default;

@@ -1,9 +1,9 @@
 // Menus as data: what the extension offers to a file manager, and the tree behind the jump bar.
 //
-// Ownership: a menu owns its items and an item its submenu, both through shared handles, so that who holds an
-// item or a menu keeps it alive. The links upwards (an item's menu, a menu's parent item) are not retained
-// and become null when the owner goes. An item is in one menu at most, a menu under one item at most.
-// Targets and delegates are not retained: whoever sets one outlives the menu or clears it.
+// Ownership: a menu owns its items and an item its submenu, both through shared handles, so that whoever
+// holds an item or a menu keeps it alive. The links upwards (an item's menu, a menu's parent item) are not
+// retained and become null when the owner goes. An item is in one menu at most, a menu under one item at
+// most. Targets and delegates are not retained: whoever sets one outlives the menu or clears it.
 //
 // An item without a submenu and an item with an empty submenu differ. Menus and items are compared by
 // identity and are not copied. No locks: a menu belongs to one thread at a time.
@@ -60,7 +60,7 @@ class MenuItem {
     std::string title;                               // UTF-8
     std::optional<AttributedString> attributedTitle; // what is shown instead of the title
     std::string action;                              // name of the action; empty: none
-    std::string keyEquivalent;                       // here an identifier of the item, not a key
+    std::string keyEquivalent;                       // an identifier of the item, not a key
     MenuTarget* target = nullptr;
     ImageHandle image; // null: none
     bool enabled = true;

@@ -30,7 +30,7 @@ struct Reply {
     };
     Kind kind = Kind::noReply;
     Value value;
-    std::optional<bool> baseFlag; // of the two exclusion queries, where the daemon sent it
+    std::optional<bool> baseFlag; // for the two exclusion queries, when the daemon sent it
 };
 
 using ReplyHandler = std::function<void(Reply)>;

@@ -13,7 +13,8 @@ SecretBytes::SecretBytes(std::size_t size) {
     if (size == 0) return;
     void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) throw std::bad_alloc();
-    // Both are protections on top: a system that refuses them still keeps the bytes private to the process.
+    // Both are additional protections: a system that refuses them still keeps the bytes private to the
+    // process.
     static_cast<void>(madvise(memory, size, MADV_DONTDUMP));
     static_cast<void>(mlock(memory, size));
     start = static_cast<char*>(memory);

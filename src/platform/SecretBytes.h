@@ -14,7 +14,7 @@ namespace platform {
 class SecretBytes {
   public:
     SecretBytes() = default;
-    explicit SecretBytes(std::size_t size); // so many zeros; throws std::bad_alloc
+    explicit SecretBytes(std::size_t size); // `size` zero bytes; throws std::bad_alloc
     explicit SecretBytes(std::string_view bytes);
     SecretBytes(SecretBytes&& other) noexcept;
     SecretBytes& operator=(SecretBytes&& other) noexcept;

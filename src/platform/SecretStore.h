@@ -17,7 +17,7 @@ namespace platform {
 // What became of a call. The numbers appear in logs and never change.
 enum class SecretStatus : std::int32_t {
     success = 0,
-    badParameter = -50,           // a text that is no UTF-8 or holds a zero byte
+    badParameter = -50,           // a text that is not UTF-8 or holds a zero byte
     userCanceled = -128,          // the user refused to unlock, or nobody could be asked
     internalError = -2070,        // any other failure of the store
     notAvailable = -25291,        // no store on the bus, no bus, or it went away or did not answer in time
@@ -30,7 +30,7 @@ enum class SecretStatus : std::int32_t {
     decodeFailed = -26275,        // the store sent something that cannot be understood
 };
 
-// One sentence for each status; a general one for a number that is none.
+// One sentence for each status; a general one for any other number.
 std::string_view messageOfSecretStatus(SecretStatus status);
 
 // The attributes of an entry, as four characters.
@@ -65,7 +65,7 @@ class SecretStore {
     // of that service name stays as it is: duplicateItem.
     virtual SecretStatus add(const SecretCollection& collection, std::string_view serviceName) = 0;
 
-    // The entry of that service name; of several the oldest. itemNotFound when there is none.
+    // The entry of that service name, the oldest when there are several. itemNotFound when there is none.
     virtual SecretAnswer<std::optional<SecretItem>> find(const SecretCollection& collection,
                                                          std::string_view serviceName) = 0;
 
@@ -74,8 +74,8 @@ class SecretStore {
     virtual SecretAnswer<SecretBytes> password(const SecretItem& item) = 0;
     virtual SecretStatus setPassword(const SecretItem& item, std::string_view password) = 0;
 
-    // The bytes of one attribute, UTF-8; empty when the entry has none. Of a tag that is no SecretAttribute
-    // the status is noSuchAttribute.
+    // The bytes of one attribute, UTF-8; empty when the entry has none. For a tag that is not a
+    // SecretAttribute the status is noSuchAttribute.
     virtual SecretAnswer<std::string> attribute(const SecretItem& item, SecretAttribute tag) = 0;
 
     // Sets one attribute and leaves the others and the password. A service name that another entry of the

@@ -71,8 +71,8 @@ class Value {
 // The entry of that key, or null when there is none. Borrowed from the dictionary.
 const Value* find(const Dictionary& dictionary, std::string_view key);
 
-// The content of an entry, when there is one of that type. Pointers are borrowed from the dictionary, and
-// null else.
+// The content of an entry, when there is one of that type. Pointers are borrowed from the dictionary; null
+// otherwise.
 const std::string* textAt(const Dictionary& dictionary, std::string_view key);
 const Array* arrayAt(const Dictionary& dictionary, std::string_view key);
 const Dictionary* dictionaryAt(const Dictionary& dictionary, std::string_view key);

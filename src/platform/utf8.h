@@ -6,7 +6,7 @@
 
 namespace platform {
 
-// Well-formed UTF-8 (RFC 3629, section 4); the empty text is. Copies nothing.
+// Whether it is well-formed UTF-8 (RFC 3629, section 4), as the empty text is. Copies nothing.
 bool isUtf8(std::string_view bytes);
 
 // Bytes as a JSON string can hold them: what is UTF-8 stays; each byte that is not becomes U+0000 and its two

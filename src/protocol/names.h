@@ -18,7 +18,7 @@
 #define SYNC_SERVICE_SET_PAUSED_IN "b"
 /* The error of a command that is refused; its message says why. */
 #define SYNC_SERVICE_ERROR_REFUSED "com.quarnhold.TovikDrive_Quen.Error.Refused"
-/* A reply of none. Any other error reply counts as no reply. */
+/* The error that stands for a reply of none. Any other error reply counts as no reply. */
 #define TSYNC_ERROR_NO_VALUE "com.quarnhold.TovikDrive_Quen.Error.NoValue"
 #define TSYNC_ERROR_FAILED "com.quarnhold.TovikDrive_Quen.Error.Failed"
 
@@ -91,8 +91,8 @@
 #define FINDER_SYNC_BADGE_UNCHANGED "unchanged"
 /* The badge of what is in step, as most of a synced folder is. */
 #define FINDER_SYNC_BADGE_SYNC "sync"
-/* A badge's emblem is named so, followed by the badge's identifier, and so are its drawings in an icon theme.
- */
+/* What the name of a badge's emblem, and of its drawings in an icon theme, has before the badge's identifier.
+ * */
 #define FINDER_SYNC_EMBLEM_PREFIX "tsyncfinder-"
 #define FINDER_SYNC_EMBLEM_ICON_PREFIX "emblem-" FINDER_SYNC_EMBLEM_PREFIX
 

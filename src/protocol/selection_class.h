@@ -33,13 +33,13 @@ typedef struct {
     bool allRoots;
 } TSyncSelectionFacts;
 
-/* Of no item yet. */
+/* Before any item. */
 static inline TSyncSelectionFacts tsyncNoSelection(bool firstExists, bool firstIsDirectory) {
     const TSyncSelectionFacts facts = {0, firstExists, firstIsDirectory, true, true, true};
     return facts;
 }
 
-/* One more item. What is no local file is not in sync. */
+/* Adds one more item. What is not a local file is not in sync. */
 static inline void tsyncSelect(TSyncSelectionFacts* facts, bool isInSync, bool isRoot) {
     ++facts->count;
     facts->allInSync = facts->allInSync && isInSync;

@@ -65,7 +65,7 @@ void Daemon::syncAgain() {
 
 bool Daemon::syncPath(std::string_view remotePath) {
     const std::optional<std::string> path = Space::plainPath(remotePath);
-    if (!path) return refuse("sync", remotePath, "no path in the space");
+    if (!path) return refuse("sync", remotePath, "not a path in the space");
     bool isFound = false;
     const std::lock_guard guard(stateLock);
     for (const auto& [remote, local] : state.pairs) {
@@ -158,7 +158,7 @@ bool Daemon::holdsOurs(const fs::path& folder) const {
 bool Daemon::startSync(std::string_view localPath, std::string_view remotePath) {
     constexpr std::string_view what = "start syncing";
     const std::optional<std::string> remote = Space::plainPath(remotePath);
-    if (!remote || *remote == "/") return refuse(what, localPath, "its folder in the space is no such path");
+    if (!remote || *remote == "/") return refuse(what, localPath, "its folder is not a path in the space");
     if (!localPath.starts_with('/') || !isText(localPath))
         return refuse(what, localPath, "not an absolute path in UTF-8");
     const std::string local = plainLocalPath(localPath);
@@ -206,7 +206,7 @@ bool Daemon::stopSync(std::string_view remotePath) {
 
 bool Daemon::excludePath(std::string_view remotePath) {
     const std::optional<std::string> remote = Space::plainPath(remotePath);
-    if (!remote) return refuse("exclude", remotePath, "no path in the space");
+    if (!remote) return refuse("exclude", remotePath, "not a path in the space");
     {
         const std::lock_guard guard(stateLock);
         state.excluded.insert(*remote);
@@ -242,7 +242,7 @@ bool Daemon::moveToSpace(std::string_view localPath, std::string_view remoteFold
 bool Daemon::bringToSpace(UploadTask::Kind kind, std::string_view localPath, std::string_view remoteFolder) {
     const std::string_view what = kind == UploadTask::Kind::move ? "move" : "copy";
     const std::optional<std::string> folder = Space::plainPath(remoteFolder);
-    if (!folder) return refuse(what, localPath, "its folder in the space is no such path");
+    if (!folder) return refuse(what, localPath, "its folder is not a path in the space");
     if (!localPath.starts_with('/') || !isText(localPath))
         return refuse(what, localPath, "not an absolute path in UTF-8");
     const std::string local = plainLocalPath(localPath);
@@ -263,7 +263,7 @@ bool Daemon::bringToSpace(UploadTask::Kind kind, std::string_view localPath, std
 bool Daemon::shareByEmail(std::string_view remotePath, bool isDirectory,
                           const std::vector<std::string>& recipients) {
     const std::optional<std::string> remote = Space::plainPath(remotePath);
-    if (!remote) return refuse("share", remotePath, "no path in the space");
+    if (!remote) return refuse("share", remotePath, "not a path in the space");
     const platform::Dictionary share{
         {"path", *remote},
         {"isDir", isDirectory},

@@ -9,9 +9,9 @@
 // place.
 //
 // Operations take paths as messages spell them and check them; what cannot be done is logged in one line and
-// answered with false or none, and nothing has changed then. Nothing outside the space and these folders is
-// changed but by a download, and by the moves that somebody asks for. Any thread may call; nothing waits for
-// a file to be copied.
+// answered with false or none, and nothing has changed then. Outside the space and these folders, only a
+// download and the moves that somebody asks for change anything. Any thread may call; nothing waits for a
+// file to be copied.
 #pragma once
 
 #include "platform/DistributedNotificationCenter.h"
@@ -52,7 +52,8 @@ class Daemon final : public sync_daemon::SyncDaemon, private UploadObserver {
     // Says that the daemon is there, with a first refresh, and brings every pair up to date.
     void start();
 
-    // Posts the refresh: the table and the status as they are now. Also for an extension that has just come.
+    // Posts the refresh: the table and the status as they are now. Serves an extension that has just come,
+    // too.
     void refresh();
 
     // Refused as a local root are folders that hold the space or the state, or lie in them. What is stopped
@@ -117,7 +118,7 @@ class Daemon final : public sync_daemon::SyncDaemon, private UploadObserver {
     void phaseChanged(std::string_view status, const std::optional<FileInFlight>& file) override;
 
     bool refuse(std::string_view what, std::string_view path, std::string_view why) const;
-    // The path in plain form; none, and a log line, for one that may not be changed or brought away.
+    // The path in plain form; none, and a log line, for one that may not be changed or moved away.
     std::optional<std::string> checkedItem(std::string_view what, std::string_view remotePath) const;
     void setHeld(const std::string& folder, bool pause);
     bool holdsOurs(const std::filesystem::path& folder) const;

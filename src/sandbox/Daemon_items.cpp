@@ -12,11 +12,11 @@ namespace fs = std::filesystem;
 std::optional<std::string> Daemon::checkedItem(std::string_view what, std::string_view remotePath) const {
     std::optional<std::string> path = Space::plainPath(remotePath);
     if (!path)
-        refuse(what, remotePath, "no path in the space");
+        refuse(what, remotePath, "not a path in the space");
     else if (*path == "/")
         refuse(what, remotePath, "the space itself stays as it is");
     else if (!space.localPath(*path))
-        refuse(what, remotePath, "what is above it is no folder of the space");
+        refuse(what, remotePath, "what is above it is not a folder of the space");
     else
         return path;
     return std::nullopt;
@@ -99,7 +99,7 @@ bool Daemon::downloadFile(std::string_view remotePath, std::string_view toDirect
     std::error_code error;
     const fs::path folder = fs::canonical(toDirectory, error);
     if (!toDirectory.starts_with('/') || error || !fs::is_directory(folder, error))
-        return refuse(what, remotePath, "its destination is no absolute path of a folder");
+        return refuse(what, remotePath, "its destination is not the absolute path of a folder");
     if (isAtOrBelow(folder.native(), space.folder().native()) ||
         isAtOrBelow(folder.native(), stateFolder.native()))
         return refuse(what, remotePath, "its destination is one of the sandbox's own folders");

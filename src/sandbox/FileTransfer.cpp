@@ -33,19 +33,22 @@ bool isSameTime(const timespec& one, const timespec& other) {
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
-// The time of the last change of the inode tells what a program hides that sets the file's own time back.
+// The time of the inode's last change reveals a change that a program hides by setting the file's own time
+// back.
 bool sameContent(const struct stat& before, const struct stat& after) {
     return before.st_dev == after.st_dev && before.st_ino == after.st_ino &&
            before.st_size == after.st_size && isSameTime(before.st_mtim, after.st_mtim) &&
            isSameTime(before.st_ctim, after.st_ctim);
 }
 
-// Holds a file against writers: who opens it to write waits until this goes. A file that somebody has open to
-// write already cannot be held. Where the file system or the file's owner allows no lease, nothing is held.
+// Holds a file against writers: whoever opens it to write waits until this goes. A file that somebody has
+// open to write already cannot be held. Where the file system or the file's owner allows no lease, nothing is
+// held.
 class ReadLease { // fcntl(2), F_SETLEASE
   public:
     explicit ReadLease(int heldFile) : file(heldFile) {
-        ::fcntl(file, F_SETSIG, SIGURG); // who waits is told by a signal: one that is ignored
+        ::fcntl(file, F_SETSIG,
+                SIGURG); // a waiting writer is announced by a signal: take one that is ignored
         isHeld = ::fcntl(file, F_SETLEASE, F_RDLCK) == 0;
         isRefused = !isHeld && errno == EAGAIN;
     }

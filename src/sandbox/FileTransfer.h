@@ -22,7 +22,7 @@ struct FileTransfer {
 
 enum class TransferResult {
     stored,
-    stopped, // as `goesOn` wanted it, or the source is no regular file any more, or is to be moved and being
+    stopped, // as `goesOn` wanted it, or the source is no longer a regular file, or is to be moved and being
              // written
     failed,  // the log says why
     taken,

@@ -68,7 +68,7 @@ std::string LocalRoot::absolute(std::string_view relativePath) const {
     return relativePath == "/" ? path : path + std::string(relativePath);
 }
 
-// Also takes what was known of the folder, when it is another one than before.
+// When it is not the same folder as before, what was known of it is dropped too.
 bool LocalRoot::isThere() {
     struct stat info {};
     if (lstat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
@@ -146,7 +146,7 @@ void LocalRoot::collect(const Dictionary& comparison, const std::string& relativ
         std::string itemPath = joined(relativePath, textOf(item, dirsnapshot::DirSnapshotNodePathKey));
         if (isStaged(itemPath)) return;
         if (!isText(itemPath)) {
-            log.error("Left out, its name is no UTF-8: ", absolute(itemPath));
+            log.error("Left out, its name is not UTF-8: ", absolute(itemPath));
             return;
         }
         const std::string& type = textOf(item, platform::NSFileType);

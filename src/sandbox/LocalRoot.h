@@ -39,9 +39,9 @@ class LocalRoot {
     LocalRoot(std::string folder, std::string keptAs, platform::DirectoryEvents* directoryEvents,
               platform::ProcessLog& processLog);
 
-    // Looks at everything. Each item is reported, also those that have not changed; deleted are those that
-    // the last snapshot still had. None when the folder is not there.
-    // Exclusions are absolute local paths, left out with what lies below them.
+    // Looks at everything. Each item is reported, changed or not; deleted are those that the last snapshot
+    // still had. None when the folder is not there. Exclusions are absolute local paths, left out with what
+    // lies below them.
     std::optional<Differences> lookAtAll(const std::vector<std::string>& exclusions);
 
     // Looks at one directory in the folder, or, where that is gone, at the next one above it that is there.

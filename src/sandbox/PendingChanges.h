@@ -2,7 +2,7 @@
 // because a message asks for it.
 //
 // Below a path that is held, events wait: they are looked into when it is released. What is asked for is not
-// an event and does not wait. A plain value; who shares it guards it. Paths are absolute, without links.
+// an event and does not wait. A plain value; whoever shares it guards it. Paths are absolute, without links.
 #pragma once
 
 #include <map>

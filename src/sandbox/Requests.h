@@ -11,7 +11,7 @@
 
 namespace sandbox {
 
-// Faults to see how a client bears them.
+// Faults that show how a client copes with them.
 struct Faults {
     std::chrono::milliseconds latency{0};      // before each message is acted on
     std::set<std::string, std::less<>> silent; // messages that are acted on and never answered

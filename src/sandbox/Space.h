@@ -6,7 +6,7 @@
 // received and the trash.
 //
 // No operation follows a link below the space's folder, so that nothing outside is read or changed through
-// one. Each looks before it acts; who plants links while it acts already has the user's rights.
+// one. Each looks before it acts; whoever plants links while it acts already has the user's rights.
 //
 // What it knows lies on the disk: any thread may call it.
 #pragma once
@@ -34,12 +34,12 @@ class Space {
     Space(const Space&) = delete;
     Space& operator=(const Space&) = delete;
 
-    // The plain form of a remote path as a message spells it. None for a relative path, for one that
-    // climbs with "..", that is no valid UTF-8, or that leads into the private folder.
+    // The plain form of a remote path as a message spells it. None for a relative path, for one that climbs
+    // with "..", that is not valid UTF-8, or that leads into the private folder.
     static std::optional<std::string> plainPath(std::string_view remotePath);
 
-    // Where an item of the space lies, or would lie, on this machine. None in the
-    // private folder, and when something above it is no real folder: a link could lead out of the space.
+    // Where an item of the space lies, or would lie, on this machine. None in the private folder, and when
+    // something above it is not a real folder: a link could lead out of the space.
     std::optional<std::filesystem::path> localPath(std::string_view remotePath) const;
 
     ItemKind kind(std::string_view remotePath) const;
@@ -57,8 +57,8 @@ class Space {
     // Whether it has a regular file there that was changed later.
     bool isNewer(std::string_view remotePath, const timespec& modified) const;
 
-    // The path that a new item gets: itself, or with " (2)", " (3)", … before its extension when taken.
-    // None when something above it is no real folder.
+    // The path that a new item gets: itself, or with " (2)", " (3)", … before its extension when taken. None
+    // when something above it is not a real folder.
     std::optional<std::string> freePath(std::string_view remotePath) const;
 
     // ---- Changes. Each says false, and has changed nothing, when there is no such item or its new place
@@ -67,8 +67,8 @@ class Space {
     // Renames or moves an item. What is at the new path stays: false then. Folders above it are made.
     bool rename(std::string_view remotePath, std::string_view newPath) const;
 
-    // Removes an item for good, or lays it into the trash, from where `restore` brings back the last one
-    // of that path: also one that went with a folder above it. A taken path gets a free name. The result of
+    // Removes an item for good, or lays it into the trash, from where `restore` brings back the last one of
+    // that path, even one that went with a folder above it. A taken path gets a free name. The result of
     // restore is the path that the item has now.
     bool remove(std::string_view remotePath) const;
     bool trash(std::string_view remotePath) const;

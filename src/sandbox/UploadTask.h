@@ -14,11 +14,11 @@ struct UploadTask {
         sync,     // a pair: everything below the local root that differs, and deletions
         mirror,   // the same without deletions: the folder of cached copies
         drop,     // what lies below the local folder is moved into the space, where it gets free names
-        copy,     // one item, as an own copy
+        copy,     // one item, of which the space gets a copy of its own
         move,     // the same, and each file is removed from its old place once it has safely arrived
         download, // one item of the space, to a local path that is free
         cache,    // the same, in place of an older copy
-        end,      // a pair is no more: what was known of it is forgotten
+        end,      // a pair has ended: what was known of it is forgotten
     };
     Kind kind = Kind::sync;
     std::string localPath;
@@ -34,7 +34,7 @@ struct FileInFlight {
     std::uint64_t size = 0; // bytes
 };
 
-// Asked and told on the uploader's thread, without a lock of its in hand.
+// Called on the uploader's thread, which holds none of its locks meanwhile.
 class UploadObserver {
   public:
     virtual ~UploadObserver() = default;
@@ -42,7 +42,7 @@ class UploadObserver {
     // The folders whose changes go into the space, as tasks of the first three kinds.
     virtual std::vector<UploadTask> roots() = 0;
 
-    // What is excluded, as absolute local paths below a folder of this machine that a task brings.
+    // What is excluded, as absolute local paths below the local folder of a task.
     virtual std::vector<std::string> exclusions(const UploadTask& task, const std::string& folder) = 0;
 
     // Whether an item of a task is still to be uploaded. Asked before each item and again while it is being

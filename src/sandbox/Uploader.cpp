@@ -48,7 +48,7 @@ bool holdsRoot(const std::vector<UploadTask>& roots, std::string_view remotePath
     });
 }
 
-// The file of a synced folder's snapshot; of a long remote path none is kept from run to run.
+// The file of a synced folder's snapshot; none is kept from run to run for a long remote path.
 std::string keptName(const UploadTask& task) {
     std::string name;
     for (const char c : task.remotePath)
@@ -285,7 +285,7 @@ void Uploader::lookAtChanges(const PendingChanges::Directories& directories) {
         if (!folder || !observer.isWanted(task, task.remotePath)) continue;
         bool isConcerned = false;
         for (const auto& [directory, wanted] : directories) {
-            // What lies above a synced folder concerns it only with all below.
+            // A change above a synced folder concerns it only when it includes everything below.
             const bool isAbove = wanted.recursive && isAtOrBelow(*folder, directory);
             if (!isAbove && !isAtOrBelow(directory, *folder)) continue;
             isConcerned = true;
@@ -438,7 +438,7 @@ void Uploader::spend(std::uint64_t bytes) {
 }
 
 void Uploader::announce(const Work& work, std::uint64_t size) {
-    // A file on its way down is no upload.
+    // A file on its way down is not an upload.
     if (announced == work.localPath || work.task.kind == Kind::download || work.task.kind == Kind::cache)
         return;
     const Clock::time_point now = Clock::now();

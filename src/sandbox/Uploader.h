@@ -3,8 +3,8 @@
 //
 // A synced folder is brought up to date, never blindly repeated: what the space already holds with the same
 // size and time of change is not copied again, and what was deleted in the folder goes into the space's
-// trash. Regular files and folders are taken; links and special files are left out with a log line, and so
-// is a name that is no UTF-8, because no message could speak of it.
+// trash. Regular files and folders are taken; links and special files are left out with a log line, and so is
+// a name that is not UTF-8, because no message could speak of it.
 //
 // The thread sleeps while there is nothing to do.
 #pragma once
@@ -64,8 +64,8 @@ class Uploader {
     void holdEvents(const std::string& path);
     void releaseEvents(const std::string& path);
 
-    // What waits or is in hand; of a synced folder that has not been looked at yet, the folder counts as one.
-    // And the directories that are to be looked at again.
+    // What waits or is in hand; a synced folder that has not been looked at yet counts as one. And the
+    // directories that are to be looked at again.
     std::vector<UploadTask> pendingTasks() const;
     std::vector<std::string> pendingDirectories() const;
     // Whether something pending is at the path, in it, or brings a folder above it.

@@ -81,7 +81,7 @@ Uploader::Scan Uploader::scan(const UploadTask& task) {
             const std::string name = child.filename().string();
             if (isStaged(name)) continue;
             if (!isText(name)) {
-                log.error("Left out, its name is no UTF-8: ", child.string());
+                log.error("Left out, its name is not UTF-8: ", child.string());
                 continue;
             }
             std::string childRemote = remoteChild(remote, name);

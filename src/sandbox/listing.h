@@ -2,7 +2,7 @@
 //
 // An item is a dictionary of type, size, modification date and path, under the keys of
 // platform/file_attributes.h and DirSnapshotNodePathKey; the path is the full remote one. Links and the
-// space's private folder are no items.
+// space's private folder are not items.
 #pragma once
 
 #include "platform/ProcessLog.h"
@@ -16,7 +16,7 @@
 
 namespace sandbox {
 
-// The items in a folder, a folder before what it holds, by name. None when it is no folder.
+// The items in a folder, a folder before what it holds, by name. None when it is not a folder.
 std::optional<platform::Array> contentOfDirectory(const Space& space, std::string_view remotePath,
                                                   bool onlyFile, bool recursive, platform::ProcessLog& log);
 

@@ -20,8 +20,8 @@ using sync_daemon::remoteChild;
 std::string numberedName(const std::filesystem::path& name, int number);
 
 // Where an item of a tree lies, or would lie. None when the path is not in plain form, and when something
-// above the item is no real folder: a link could lead out of the tree. The tree's own folder is given without
-// links. It looks before anybody acts; who plants links meanwhile has the rights to do worse.
+// above the item is not a real folder: a link could lead out of the tree. The tree's own folder is given
+// without links. It looks before anybody acts; whoever plants links meanwhile has the rights to do worse.
 std::optional<std::filesystem::path> confinedPath(const std::filesystem::path& tree, std::string_view path);
 
 // Makes a folder of the tree and those above it; false when something else has its place or one above it.

@@ -14,7 +14,7 @@ namespace sandbox {
 // first, which never takes another one's.
 bool renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to);
 
-// Whether a path has a component that is a staging folder's name: no item of anybody.
+// Whether a path has a component that is a staging folder's name, and so is nobody's item.
 bool isStaged(std::string_view path);
 
 // Where an item is put together until it is whole: a folder of its own beside the item's place, under a name

@@ -6,7 +6,7 @@
  *
  * Ownership: each array and each string in it is new, and released by the caller with free(). An array is
  * optional: when its pointer is NULL the category is not collected and its count is not touched. A requested
- * array is always allocated, also when it stays empty.
+ * array is always allocated, even when it stays empty.
  *
  * An item whose path is longer than 1,023 bytes is left out with everything below it, and a line on standard
  * error says so. Trees of any depth. */

@@ -14,7 +14,7 @@ DS_BEGIN_DECLS
  * none. The flag has no effect. Rows of paths that are no longer in the tree stay.
  *
  * The rows become visible together, so that the database loads as before the save or as after it at every
- * moment, also when the process is killed. The status row says 2 from the start and 1 once every row of the
+ * moment, even when the process is killed. The status row says 2 from the start and 1 once every row of the
  * tree is stored; it stays at 2 when one is not.
  *
  * What SQLite refuses is reported by messages and nothing else; the save goes on with its next step. No root:

@@ -16,8 +16,9 @@
 
 DS_BEGIN_DECLS
 
-/* Computes the digest of a node and of everything below it afresh and returns the node's own, which stays the
- * node's. The children of each directory are put in the order of their names for good. Any depth. */
+/* Computes the digest of a node and of everything below it, whatever is there already, and returns the node's
+ * own, which stays the node's. The children of each directory are put in the order of their names for good.
+ * Any depth. */
 DS_API uint8_t* DSNodeComputeHashes(DSNode* node) DS_NOTHROW;
 
 /* The first node below `node` with this digest (DSNodeHashLength bytes), or NULL: its children in list order,

@@ -25,7 +25,7 @@ DS_API int DSNodeSaveSnapshot(const DSNode* root, const char* path) DS_NOTHROW;
  * EOF when writing failed, for example on a full disk.
  *
  * The file is written beside the path and then put in its place, so that the path names the old content or
- * the new one at every moment, also when the process is killed; permissions and attributes of a file that is
+ * the new one at every moment, even when the process is killed; permissions and attributes of a file that is
  * there stay. A process killed while it saves may leave a file ".dssnapshot-…" behind. The content is written
  * straight into a target that is not a regular file, is a link (or has a second hard link), is a mount point,
  * or whose folder, owner or attributes leave no other way.

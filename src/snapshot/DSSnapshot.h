@@ -43,7 +43,7 @@ typedef struct DSSnapshotOptions {
     DSScanCallback callback;   /* or NULL */
     void* callbackContext;     /* begins with a DSScanProgressContext, or NULL */
     int32_t recursive;         /* 1: with sub-directories; else the directory's own entries only */
-    DSList* pathComponents;    /* scratch of a scan's; what is in it is left alone */
+    DSList* pathComponents;    /* scratch space of a scan; what is in it is left alone */
 } DSSnapshotOptions;
 
 /* A recursive scan without a callback. */

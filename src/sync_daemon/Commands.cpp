@@ -75,7 +75,8 @@ void act(const Command& command, const platform::Notification& notification, Syn
     const std::optional<Payload> payload = payloadOf(notification.object);
     if (!payload || (command.needsLocalPath && !payload->localPath) ||
         (command.needsRemotePath && !payload->remotePath)) {
-        log.error("Command ", notification.name, ": the payload is no JSON object with the paths it needs");
+        log.error("Command ", notification.name,
+                  ": the payload is not a JSON object with the paths it needs");
         return;
     }
     command.perform(daemon, *payload);

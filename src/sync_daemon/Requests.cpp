@@ -56,7 +56,7 @@ void Requests::perform(const std::string& message, const Array& arguments,
                        const platform::ReplyHandler& handler) {
     const RequestEntry* entry = entryFor(message);
     if (!entry) {
-        log.error("Request ", message, ": no message of the protocol");
+        log.error("Request ", message, ": not a message of the protocol");
         return handler({});
     }
     // A password is nobody's business.

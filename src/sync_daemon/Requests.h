@@ -1,5 +1,5 @@
-// A daemon's end of the request protocol: answers every message from the daemon. What needs nothing but the
-// daemon's own state never waits for what asks the space.
+// A daemon's end of the request protocol: answers every message from the daemon. A request that needs nothing
+// but the daemon's own state never waits for one that asks the space.
 //
 // A request that is refused answers none, false or an empty list; one without a reply value ends as a failed
 // call for the caller that waits for its end. The log says why.

@@ -80,8 +80,9 @@ State loadState(const fs::path& file, platform::ProcessLog& log) {
     if (const std::optional<platform::Value> value = platform::valueOfJson(text))
         if (std::optional<State> state = stateOf(*value, leftOut)) {
             for (const std::string& entry : leftOut)
-                log.error("Left out of the state, no path in the space or none of a local folder: ", entry,
-                          "; the file is kept as ", aside.string());
+                log.error(
+                    "Left out of the state, not a path in the space or not the path of a local folder: ",
+                    entry, "; the file is kept as ", aside.string());
             if (!leftOut.empty()) fs::copy_file(file, aside, fs::copy_options::overwrite_existing, error);
             return *std::move(state);
         }

@@ -1,5 +1,5 @@
 // What a sync daemon remembers from one run to the next: its pairs, what is excluded, and whether it is
-// paused. A plain value; who shares it guards it.
+// paused. A plain value; whoever shares it guards it.
 //
 // On disk it is one JSON object: {"version":1,"paused":false,"pairs":{REMOTE:LOCAL},"excluded":[REMOTE]}.
 #pragma once
@@ -26,8 +26,8 @@ struct State {
     bool isInSync(std::string_view remotePath) const;
 };
 
-// A missing file is the empty state. Of one with paths in another form those are left out. One that cannot be
-// understood, in whole or in part, is kept beside as "….unreadable", and the log says so.
+// A missing file is the empty state. Paths in another form are left out. One that cannot be understood, in
+// whole or in part, is kept beside as "….unreadable", and the log says so.
 State loadState(const std::filesystem::path& file, platform::ProcessLog& log);
 
 // Replaces the file at once or not at all: written beside and renamed. False, and a log line, on failure.

@@ -20,8 +20,8 @@ class SyncDaemon {
   public:
     virtual ~SyncDaemon() = default;
 
-    // A pair. A remote root that has another local root is moved to the new one. Refused: "/" as remote
-    // root, a local root that is no existing folder, and one that holds the daemon's own or lies in it.
+    // A pair. A remote root that has another local root is moved to the new one. Refused: "/" as remote root,
+    // a local root that is not an existing folder, and one that holds the daemon's own or lies in it.
     virtual bool startSync(std::string_view localPath, std::string_view remotePath) = 0;
     // Ends a pair. Nothing is deleted on either side.
     virtual bool stopSync(std::string_view remotePath) = 0;
@@ -55,8 +55,8 @@ class SyncDaemon {
     virtual platform::Dictionary allPathsInSync() const = 0; // remote root -> local root
     virtual platform::Dictionary syncStatus() const = 0;
 
-    // Whether a path is excluded, and whether it is so itself (base) or by a folder above it. A local path
-    // also by the snapshot engine's built-in rules.
+    // Whether a path is excluded, and whether it is excluded itself (base) or by a folder above it. The
+    // snapshot engine's built-in rules exclude local paths too.
     struct Exclusion {
         bool isExcluded = false;
         bool isBase = false;
@@ -69,7 +69,7 @@ class SyncDaemon {
     virtual bool isPendingLocally(std::string_view localPath) const = 0;
     virtual bool isPendingRemotely(std::string_view remotePath) const = 0;
 
-    // ---- Items of the space. "/" is neither changed nor brought away.
+    // ---- Items of the space. "/" is neither changed nor moved away.
 
     // The full remote paths of the folders directly below one; or of those that neither are nor lie in a
     // remote root.
@@ -81,7 +81,7 @@ class SyncDaemon {
                                                               bool recursive) const = 0;
     virtual std::optional<platform::Dictionary> fileInfo(std::string_view remotePath) const = 0;
 
-    // A public link to the item, whose kind has to be the one that is said.
+    // A public link to the item, which has to be of the kind that is given.
     virtual std::optional<std::string> linkForSharing(std::string_view remotePath,
                                                       bool isDirectory) const = 0;
 

@@ -20,7 +20,7 @@ bool isText(std::string_view path);
 std::string remoteChild(std::string_view folder, std::string_view name);
 
 // The plain form of a remote path as a message spells it. None for a relative path, for one that climbs with
-// "..", and for one that is no UTF-8.
+// "..", and for one that is not UTF-8.
 std::optional<std::string> plainPath(std::string_view remotePath);
 
 // The spelling in which a local root goes into the table: what observers compare with the paths that a file

@@ -1,7 +1,6 @@
 // Which message asks the daemon for what: one table for each theme, and the typed look at arguments that they
 // share. The messages arrive with arguments of the types that the protocol gives them; a missing one counts
-// as
-// "" or false.
+// as "" or false.
 #pragma once
 
 #include "platform/RequestConnection.h"
@@ -50,7 +49,8 @@ platform::Reply valueOrNone(std::optional<T> value) {
     if (value) return valueReply(std::move(*value));
     return {platform::Reply::Kind::none, {}, std::nullopt};
 }
-// Of a message without a reply: done, or refused, of which only a caller that waits for the end learns.
+// The replies to a message without a reply value: done, or refused, which only a caller that waits for the
+// end learns.
 platform::Reply done(bool isDone = true);
 
 } // namespace sync_daemon

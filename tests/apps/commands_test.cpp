@@ -168,7 +168,7 @@ std::vector<Case> cases() {
          .succeeds = false,
          .log = startsNothing},
         {.invocation = "'Start sync' --destination Archive @/Photos",
-         .outcome = "\"Archive\" is no path in the space.",
+         .outcome = "\"Archive\" is not a path in the space.",
          .succeeds = false,
          .log = startsNothing},
         {.invocation = "'Start sync' @/Photos",
@@ -187,7 +187,7 @@ std::vector<Case> cases() {
              {{"kTFinderSyncTShareByEmail",
                R"({"localPath":"/Docs/link","isDir":"file","recipients":["ann@example.org","j@x.org","k@x.org"]})"}}},
         {.invocation = "'Share by email' --recipient j@x.org --recipient 'k@x.org, ann@example' @/Docs",
-         .outcome = "\"k@x.org, ann@example\" is no e-mail address.",
+         .outcome = "\"k@x.org, ann@example\" is not an e-mail address.",
          .succeeds = false},
         // The panel posts the message itself; here it only says so.
         {.invocation = "'Share by email' @/Docs/sub",

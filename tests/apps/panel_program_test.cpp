@@ -20,7 +20,7 @@ TEST_F(PanelProgramTest, RefusesWhatItCannotShow) {
         const char* error;
         int status;
     } requests[] = {
-        {"", "the request is no JSON object", 2},
+        {"", "the request is not a JSON object", 2},
         {R"({"panel":"destination","sync":true,"paths":["/a"]})", "there is no display", 3},
         {R"({"panel":"clipboard","text":"x"})", "there is no display", 3},
     };

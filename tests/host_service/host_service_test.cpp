@@ -211,7 +211,7 @@ TEST_F(HostServiceTest, RunsAChosenItemAndTellsItsOutcome) {
     EXPECT_FALSE(service.activate({"A", "No such item", {}, {}, "", {}}, message));
     EXPECT_EQ(message, "There is no menu item \"No such item\".");
     EXPECT_FALSE(service.activate({"A", "Stop sync", {"http://x/", "file:///r"}, {}, "", {}}, message));
-    EXPECT_EQ(message, "Something that is selected is no local file.");
+    EXPECT_EQ(message, "Something that is selected is not a local file.");
     EXPECT_EQ(service.activate({"A", "Stop sync", {"file:///r"}, {}, "", {}}, message), 1U);
     EXPECT_THAT(announced(), ElementsAre("A: 1 done stopSync:1"));
     const platform::Dictionary options{{"destination", 7},

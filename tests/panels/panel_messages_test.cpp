@@ -39,7 +39,7 @@ TEST(PanelMessages, ARequestIsReadAsItIsWritten) {
         EXPECT_EQ(requestAgain(text), text);
     }
     const std::pair<const char*, const char*> unusable[] = {
-        {"[]", "the request is no JSON object"},
+        {"[]", "the request is not a JSON object"},
         {R"({"panel":1})", R"("panel" must be a string)"},
         {R"({"panel":"picture"})", R"("panel" must be destination, share or clipboard)"},
         {R"({"panel":"destination","sync":1,"paths":["/a"]})", R"("sync" must be true or false)"},

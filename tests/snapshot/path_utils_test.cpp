@@ -99,7 +99,7 @@ TEST(ScanUtils, Excludes) {
 }
 
 TEST(ScanUtils, MatchesUserPatterns) {
-    setlocale(LC_ALL, "C.UTF-8"); // bytes that are no UTF-8 must match "*" all the same
+    setlocale(LC_ALL, "C.UTF-8"); // bytes that are not UTF-8 must match "*" all the same
     const struct {
         bool matches;
         const char *pattern, *path;

@@ -52,7 +52,7 @@ struct Watched {
 
 TEST(Scan, RecordsWhatIsThere) {
     support::TemporaryFolder directory;
-    std::string odd(255, '\xfe'); // as long as a name can be, and no UTF-8
+    std::string odd(255, '\xfe'); // as long as a name can be, and not UTF-8
     for (const char* name : {"b/inner", "b/Z", "b/a", "a", ".hidden", "B", "a.b", "a-", "\xc3\xa9",
                              "abcdefgh2", "abcdefgh1", "abcdefgh3"})
         directory.write(name, "12345");

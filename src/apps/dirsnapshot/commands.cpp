@@ -243,7 +243,7 @@ ExitCode excluded(const std::string& name, const std::string& parent, const std:
 
 ExitCode excludedPath(const std::string& path, bool json) {
     if (!path.starts_with('/')) {
-        complain(path, "no absolute path; a name takes its PARENT and GRANDPARENT with it");
+        complain(path, "not an absolute path; a name needs its PARENT and GRANDPARENT after it");
         return kTrouble;
     }
     return answer("excluded", dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(path), "excluded",
@@ -253,7 +253,7 @@ ExitCode excludedPath(const std::string& path, bool json) {
 ExitCode match(const std::string& pattern, const std::string& path, bool json) {
     snapshot::CompiledPattern compiled(pattern.c_str());
     if (!compiled.isValid()) {
-        complain(pattern, "no valid pattern");
+        complain(pattern, "not a valid pattern");
         return kTrouble;
     }
     return answer("match", compiled.matches(path.c_str()), "match", "no match", json);

@@ -127,17 +127,17 @@ class CommandLine {
         addJson(listing, "Print [{\"path\",\"type\",\"size\",\"modified\",\"started\"}]");
     }
     void addDiff() {
-        CLI::App* comparing =
-            add("diff",
-                "Compare two snapshots: A added, M modified, D deleted. Exit code 1 when there "
-                "is any of these. An item that is no directory is modified when its time is later; one that "
-                "differs only in size, or whose time went back, is not reported: --hashes finds these.",
-                [this] {
-                    const Source older{_is.first, _is.from};
-                    const Source newer{_is.second, _is.from};
-                    return _is.hashes ? diffByHashes(older, newer, _is.hashOptions, _is.json)
-                                      : diff(older, newer, _is.json);
-                });
+        CLI::App* comparing = add(
+            "diff",
+            "Compare two snapshots: A added, M modified, D deleted. Exit code 1 when there "
+            "is any of these. An item that is not a directory is modified when its time is later; one that "
+            "differs only in size, or whose time went back, is not reported: --hashes finds these.",
+            [this] {
+                const Source older{_is.first, _is.from};
+                const Source newer{_is.second, _is.from};
+                return _is.hashes ? diffByHashes(older, newer, _is.hashOptions, _is.json)
+                                  : diff(older, newer, _is.json);
+            });
         comparing->add_option("OLD", _is.first, "The older snapshot, or a directory, which is scanned")
             ->required();
         comparing->add_option("NEW", _is.second, "The newer one")->required();

@@ -145,7 +145,7 @@ bool saveSnapshot(const DSNode* root, const std::string& named, const StoreType&
     const bool isNew = !std::filesystem::exists(database, error);
     if (snapshot::saveDatabase(root, path.c_str(), snapshot::Steps::silent)) return true;
     complain(database, "not all could be written");
-    if (isNew) // what there is loads as no snapshot
+    if (isNew) // what is left of it does not load as a snapshot
         for (const char* of : {"", "-journal"})
             std::filesystem::remove(database + of, error);
     return false;

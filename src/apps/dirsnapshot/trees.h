@@ -1,4 +1,4 @@
-// Getting trees and storing them, with every failure said on standard error: also those that the engine's
+// Getting trees and storing them. Every failure is said on standard error, including those that the engine's
 // functions leave to their callers, such as a folder that cannot be read or a database that was not written.
 #pragma once
 
@@ -26,7 +26,7 @@ LoadedTree loadSnapshot(const std::string& path, const StoreType& type);
 // A directory is scanned, anything else is loaded.
 LoadedTree scanOrLoad(const std::string& path, const StoreType& type);
 
-// Whether the whole tree is stored now. Of a new database of which a part is missing nothing is left.
+// Whether the whole tree is stored now. A new database in which a part would be missing is removed.
 bool saveSnapshot(const DSNode* root, const std::string& path, const StoreType& type);
 
 // The node at a path in the tree, with or without its leading "/"; NULL after a message.

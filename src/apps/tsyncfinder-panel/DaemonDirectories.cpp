@@ -8,8 +8,8 @@
 namespace apps::panel {
 namespace {
 
-// Nothing stands still while the panel waits for a list, so it waits as for what the daemon may have to ask
-// its server for. Of the counts it can do without.
+// Nothing stands still while the panel waits for a list, so it waits as long as for anything that the daemon
+// may have to ask its server for. The counts it can do without.
 constexpr std::chrono::seconds waitForList{30};
 
 } // namespace

@@ -32,8 +32,8 @@ struct NoContacts final : platform::AddressBook {
 };
 #endif
 
-// Says on standard output that the first frame is on the screen, so that who waits can tell a panel that a
-// person looks at from one that does not come up.
+// Says on standard output that the first frame is on the screen, so that whoever waits can tell a panel that
+// a person looks at from one that does not come up.
 class FirstFrame final : public QObject {
   public:
     explicit FirstFrame(QWidget& window) : QObject(&window) { window.installEventFilter(this); }

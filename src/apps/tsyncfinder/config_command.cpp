@@ -49,8 +49,8 @@ int configure(const std::string& key, const std::string& value) {
         return EXIT_FAILURE;
     }
     std::cout << key << ": " << value << '\n'
-              << (setting->isFollowed ? "An extension that runs follows at once.\n"
-                                      : "That counts from the next start of the extension on.\n");
+              << (setting->isFollowed ? "A running extension follows at once.\n"
+                                      : "It takes effect when the extension starts next.\n");
     return EXIT_SUCCESS;
 }
 

@@ -1,6 +1,6 @@
 // The command "secret": a person uses and checks the entries of the desktop's secret store.
 //
-// Exit status 0 on success, 1 on failure; of "exists" 0 for yes, 1 for no and 2 when it could not be told.
+// Exit status 0 on success, 1 on failure; for "exists" 0 means yes, 1 no, and 2 that it could not be told.
 // What failed is said on standard error. Passwords come from standard input and go to standard output,
 // nowhere else.
 #pragma once

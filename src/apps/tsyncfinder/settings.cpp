@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// None: there is a file, and it holds no JSON object.
+// None: there is a file, and it does not hold a JSON object.
 std::optional<platform::Dictionary> readEntries() {
     std::error_code error;
     if (!fs::exists(settingsFile(), error)) return platform::Dictionary();
@@ -81,7 +81,8 @@ SettingsRead readSettings() {
     const auto entries = readEntries();
     if (!entries) {
         read.isReadable = false;
-        read.complaints.push_back("The settings cannot be read, they are no JSON object: " + settingsFile());
+        read.complaints.push_back("The settings cannot be read, they are not a JSON object: " +
+                                  settingsFile());
     }
     for (const Setting& setting : settings) {
         std::string& held = read.values[setting.key] = setting.values.front();

@@ -41,7 +41,7 @@ std::string settingsFile();
 struct SettingsRead {
     std::map<std::string_view, std::string> values; // of every setting, by its key
     std::vector<std::string> complaints;            // for the person: what counts as its default, and why
-    bool isReadable = true;                         // false: no JSON object; every value is its default
+    bool isReadable = true;                         // false: not a JSON object; every value is its default
 
     const std::string& operator[](std::string_view key) const { return values.at(key); }
 };
@@ -49,8 +49,8 @@ struct SettingsRead {
 // What the file says now.
 SettingsRead readSettings();
 
-// Replaces the file, so that a reader sees the old one or the new one; a link stays one. Raises
-// std::runtime_error with a message for the person when it cannot be written, or when what is there is no
+// Replaces the file, so that a reader sees the old one or the new one; a link stays a link. Raises
+// std::runtime_error with a message for the person when it cannot be written, or when what is there is not a
 // JSON object.
 void setValue(const Setting& setting, std::string_view value);
 

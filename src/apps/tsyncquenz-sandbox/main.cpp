@@ -31,7 +31,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr auto description =
-    "A stand-in for the sync daemon, for demos, development and tests. It is NO sync service: its remote\n"
+    "A stand-in for the sync daemon, for demos, development and tests. It is NOT a sync service: its remote\n"
     "space is a folder on this machine, and nothing ever leaves it.";
 
 // A command message for the daemon that runs already.
@@ -60,7 +60,7 @@ fs::path userFolder(const char* variable, const char* fallback) {
 }
 
 std::string knownMessage(const std::string& name) {
-    return protocol::messageNamed(name) ? "" : "no message of the request protocol: " + name;
+    return protocol::messageNamed(name) ? "" : "not a message of the request protocol: " + name;
 }
 
 void declare(CLI::App& app, Arguments& arguments) {
@@ -77,8 +77,9 @@ void declare(CLI::App& app, Arguments& arguments) {
                    "Start syncing LOCAL to REMOTE, a path in the space; repeatable")
         ->type_name("LOCAL REMOTE");
     app.add_option("--stop", arguments.stop, "Stop syncing to REMOTE; repeatable")->type_name("REMOTE");
-    app.add_option("--throttle", arguments.settings.pace.bytesPerSecond,
-                   "Copy at most that much a second, as 500k or 2M, so that it can be watched; 0: no limit")
+    app.add_option(
+           "--throttle", arguments.settings.pace.bytesPerSecond,
+           "Copy at most that much a second, such as 500k or 2M, so that it can be watched; 0: no limit")
         ->transform(CLI::AsSizeValue(false))
         ->type_name("SIZE");
     app.add_option("--snapshot", arguments.settings.snapshotStore,
@@ -95,16 +96,16 @@ void declare(CLI::App& app, Arguments& arguments) {
     app.add_option_function<std::uint32_t>(
            "--latency",
            [&](const std::uint32_t& wait) { arguments.faults.latency = std::chrono::milliseconds(wait); },
-           "Wait so many milliseconds before each request is acted on")
+           "Wait this many milliseconds before each request is acted on")
         ->type_name("MS")
         ->group(faults);
     app.add_option("--never-answer", arguments.faults.silent,
-                   "Act on that message and never answer it, as in getSyncStatus: ; repeatable")
+                   "Act on that message and never answer it, for example getSyncStatus: ; repeatable")
         ->type_name("MESSAGE")
         ->check(knownMessage)
         ->group(faults);
     app.add_option("--die-after", arguments.faults.diesAfter,
-                   "Serve so many requests, and die when the next one comes")
+                   "Serve this many requests, and die when the next one comes")
         ->type_name("N")
         ->group(faults);
 }
@@ -129,7 +130,7 @@ int sendCommand(const Command& command, platform::ProcessLog& log) {
     if (!command.localPath.empty()) payload.emplace("localPath", fs::absolute(command.localPath).string());
     const std::optional<std::string> text = platform::jsonText(payload);
     if (!text) {
-        log.error("A path is no UTF-8, so no message can name it");
+        log.error("A path is not UTF-8, so no message can name it");
         return EXIT_FAILURE;
     }
     if (!center.post({command.name, *text, {}})) return EXIT_FAILURE;
@@ -189,9 +190,9 @@ int runWith(const Arguments& arguments, const sigset_t& ending) {
     backends::log::StandardErrorLog log("tsyncquenz-sandbox", *backends::log::levelNamed(arguments.logLevel));
     try {
         if (arguments.command.name) return sendCommand(arguments.command, log);
-        log.info(
-            "A stand-in for demos, development and tests; no sync service. Its remote space is the folder ",
-            arguments.settings.spaceFolder.string());
+        log.info("A stand-in for demos, development and tests, not a sync service. Its remote space is the "
+                 "folder ",
+                 arguments.settings.spaceFolder.string());
         return serve(arguments, ending, log);
     } catch (const std::exception& error) {
         log.error("Cannot run: ", error.what());

@@ -32,7 +32,7 @@ struct FreeText {
     void operator()(char* text) const { g_free(text); }
 };
 
-// UTF-8 in any case: bytes that are not become replacement characters.
+// Always UTF-8: bytes that are not text become replacement characters.
 std::optional<std::string> text(const char* bytes) {
     if (bytes == nullptr || *bytes == '\0') return std::nullopt;
     const std::unique_ptr<char, FreeText> valid(g_utf8_make_valid(bytes, -1));
@@ -72,7 +72,7 @@ bool isLine(std::string_view line, std::string_view upperCase) {
 }
 
 // The cards of a file, each from its BEGIN to its END line. The library takes one card a call: of several in
-// one text it would read the first.
+// one text it would read only the first.
 std::vector<std::string> cardsIn(std::string_view content) {
     if (content.starts_with("\xEF\xBB\xBF")) content.remove_prefix(3); // a byte order mark
     std::vector<std::string> cards;

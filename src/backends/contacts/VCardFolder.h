@@ -1,9 +1,9 @@
 // The address book as vCard files (RFC 6350, and the older versions 2.1 and 3.0) in a folder of the user's.
 //
 // Every "*.vcf" file in the folder and in folders below it is read, in the order of their paths; a file may
-// hold several cards. A card without the parts of a name has its formatted name as the first one. What is no
-// card, or a file that cannot be read, is skipped with a line in the log. Reading is bounded: files above
-// maximumFileSize are skipped.
+// hold several cards. A card without the parts of a name has its formatted name as the first one. Anything
+// that is not a card, and a file that cannot be read, is skipped with a line in the log. Reading is bounded:
+// files above maximumFileSize are skipped.
 #pragma once
 
 #include "platform/AddressBook.h"

@@ -52,8 +52,8 @@ class Bus {
     // Starts the thread. What is called back runs on it. Called once, after the first registrations.
     void start(std::function<void()> onLost);
 
-    // To be called after sending or registering from another thread: what could not be written at once, a
-    // new deadline and what a waiting call left unread are then seen to.
+    // To be called after sending or registering from another thread: it then sees to what could not be
+    // written at once, to a new deadline, and to what a waiting call left unread.
     void wake() { link->wake(); }
     void wakeIfUnwritten() { link->wakeIfUnwritten(); }
 

@@ -1,4 +1,5 @@
-// Who is on the session bus, for a program that looks once: a connection of its own, and bounded answers.
+// Who is on the session bus, for a program that looks once, over a connection of its own and with bounded
+// answers.
 #pragma once
 
 #include <sdbus-c++/sdbus-c++.h>

@@ -37,7 +37,7 @@ std::optional<platform::Dictionary> DaemonProbe::syncStatus() {
         if (!value || value->dictionary() == nullptr) return std::nullopt;
         return *value->dictionary();
     } catch (const sdbus::Error&) {
-        return std::nullopt; // no answer, or one of none
+        return std::nullopt; // no answer, or the answer that there is no value
     }
 }
 

@@ -1,5 +1,5 @@
-// The sync daemon as a program sees it that looks once: a connection of its own, bounded answers, and nothing
-// is started.
+// The sync daemon as seen by a program that looks once, over a connection of its own and with bounded
+// answers. Nothing is started.
 #pragma once
 
 #include "backends/dbus/BusNames.h"
@@ -23,7 +23,7 @@ class DaemonProbe {
     std::optional<platform::Dictionary> syncStatus();
     struct Exclusion {
         bool isExcluded = false;
-        bool isBase = false; // by itself, and not by a folder above it
+        bool isBase = false; // it is excluded itself, and not only by a folder above it
     };
     std::optional<Exclusion> exclusionOf(const std::string& localPath);
 

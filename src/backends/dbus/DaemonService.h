@@ -1,8 +1,8 @@
 // The daemon's end of the request protocol: exports every message of the protocol on the bus and hands the
 // calls to a request service.
 //
-// A message without a reply value is answered too, with an empty return, when the caller has not said that it
-// expects none: the client says so, a person at a terminal waits for the end of the call.
+// A message without a reply value is answered too, with an empty return, unless the caller has said that it
+// expects none. The client says so; a person at a terminal waits for the end of the call.
 #pragma once
 
 #include "backends/dbus/Bus.h"

@@ -15,7 +15,7 @@ constexpr auto notificationObject = "/org/freedesktop/Notifications";
 
 constexpr const char* title = "TovikDrive";
 constexpr const char* icon = "tsyncfinder";
-constexpr std::int32_t desktopsOwnTime = -1; // how long it is shown
+constexpr std::int32_t desktopsOwnTime = -1; // for which it is shown
 constexpr std::size_t textsShown = 4;        // of gathered ones
 
 // A body may hold markup, so what looks like some is written as its entity.

@@ -6,8 +6,8 @@
 namespace backends::dbus {
 namespace {
 
-// None when the signal has not the form of a notification. Raises sdbus::Error when it would take too much
-// memory.
+// None when the signal does not have the form of a notification. Raises sdbus::Error when it would take too
+// much memory.
 std::optional<platform::Notification> decode(sdbus::Message& message) {
     try {
         const auto name = readValue(message, "s");
@@ -46,7 +46,7 @@ platform::Subscription DistributedCenter::addObserver(const std::string& name,
                 if (const auto notification = decode(message))
                     handler(*notification);
                 else
-                    processLog.error("Ignored a notification ", name, " that has not the form of one");
+                    processLog.error("Ignored a notification ", name, " that does not have the form of one");
             } catch (const sdbus::Error& error) {
                 processLog.error("Ignored a notification ", name, ": ", std::string_view(error.getMessage()));
             }

@@ -1,6 +1,6 @@
 // The host interface as a client sees it, for a host that may wait: the terminal.
 //
-// One thread. Nothing is started: an extension that does not run is an error.
+// One thread. Nothing is started: it is an error when the extension does not run.
 #pragma once
 
 #include "hosts/terminal/Extension.h"

@@ -9,8 +9,8 @@ namespace {
 
 using host_service::HostName;
 
-// Bytes that may wait for a host. Above the first it is not told of changes, which it asks for when it reads
-// again; above the second its calls are passed over.
+// How many bytes may wait for a host. Above the first number it is not told of changes, which it asks for
+// when it reads again; above the second its calls are passed over.
 constexpr std::size_t mostForSignals = std::size_t{256} << 10;
 constexpr std::size_t mostForAnswers = std::size_t{4} << 20;
 
@@ -301,7 +301,7 @@ void FinderSync1Service::directoriesChanged(const std::optional<std::set<platfor
          [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
 }
 
-// It finds these two when it reads again: that nothing is watched any more, and then what is.
+// It finds these two when it reads again: that nothing is watched any more, and then what is watched now.
 void FinderSync1Service::hostDropped(const HostName& host) {
     for (const auto& directories :
          {std::optional<std::set<platform::FileURL>>(), service.watchedDirectories()})

@@ -2,8 +2,8 @@
 // resources/dbus/com.quarnhold.TovikDrive_Quen.FinderSync1.xml.
 //
 // Calls arrive on the bus thread and are answered when the host service answers. The service is told when a
-// caller has left the bus. A caller that does not read what it is sent is first told no more of changes; then
-// its calls are passed over, without an answer.
+// caller has left the bus. A caller that does not read what it is sent is at first no longer told of changes;
+// later its calls are passed over, without an answer.
 #pragma once
 
 #include "backends/dbus/Bus.h"

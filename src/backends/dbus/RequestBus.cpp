@@ -38,7 +38,7 @@ Reply decode(sdbus::MethodReply& message, std::string_view signature) {
         reply.kind = Reply::Kind::value;
         reply.value = std::move(*value);
     } catch (const sdbus::Error&) {
-        reply = {}; // an answer that cannot be read is no answer
+        reply = {}; // an answer that cannot be read counts as none
     }
     return reply;
 }
@@ -61,7 +61,7 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
             });
         };
         ownership = watchNameOwner(bus, serviceName, [dies](const std::string& before, const std::string&) {
-            if (!before.empty()) dies(false); // also when another process has taken the name over
+            if (!before.empty()) dies(false); // even when another process has taken the name over
         });
         bus.start([dies] { dies(true); });
     }
@@ -107,8 +107,8 @@ class RequestBus::Connection final : public platform::RequestConnection {
         link->bus.wake(); // for the deadline
     }
 
-    // Two changes of thread less: the reply goes to the waiting thread at once, and the thread that reads the
-    // bus need not learn of the deadline.
+    // This saves two changes of thread: the reply goes to the waiting thread at once, and the thread that
+    // reads the bus need not learn of the deadline.
     void sendForWaiting(std::string_view message, const platform::Array& arguments,
                         std::chrono::milliseconds deadline, platform::ReplyHandler handler) override {
         call(message, arguments, deadline, std::move(handler), true);

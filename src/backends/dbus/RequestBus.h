@@ -1,9 +1,9 @@
 // The daemon's request protocol over the session bus: the real request connections.
 //
-// One bus connection serves every generation of request connection for the life of the process; when the
-// bus was lost, or was not there, the next connection tries it anew. Replies run on the given queue, off
-// the bus thread. The death of a connection (the daemon's name lost its owner, or the bus went) is posted
-// on the in-process centre from that queue too, with the connection object as sender.
+// One bus connection serves every generation of request connection for the life of the process; when the bus
+// was lost, or was not there, the next connection tries again. Replies run on the given queue, off the bus
+// thread. The death of a connection (the daemon's name lost its owner, or the bus went) is posted on the
+// in-process centre from that queue too, with the connection object as sender.
 #pragma once
 
 #include "platform/NotificationCenter.h"

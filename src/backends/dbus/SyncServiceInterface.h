@@ -1,5 +1,5 @@
-// The interface by which the commands of `tsyncquenz` speak to the service that runs, for what the request
-// protocol has no message for: sentences for a person. Introspection:
+// The interface by which the commands of `tsyncquenz` speak to the service that runs, for everything that the
+// request protocol has no message for. Introspection:
 // resources/dbus/com.quarnhold.TovikDrive_Quen.SyncService1.xml.
 #pragma once
 

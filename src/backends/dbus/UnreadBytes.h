@@ -33,12 +33,12 @@ class UnreadBytes {
     void sent(const std::string& process, std::size_t bytes);
 
     // Whether more than that many bytes wait for the process, as far as is known. Asks the bus when it seems
-    // so, and waits for its answer; when it was so, not again for a tenth of a second.
+    // so, and waits for its answer; when it was true, the bus is not asked again for a tenth of a second.
     bool exceeds(const std::string& process, std::size_t limit);
 
   private:
     struct Account {
-        std::size_t waiting = 0;                        // at most so many bytes
+        std::size_t waiting = 0;                        // bytes, at most
         std::chrono::steady_clock::time_point nextLook; // not before
     };
     // What the bus holds for the process; 0 when it cannot tell.

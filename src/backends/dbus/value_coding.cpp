@@ -101,7 +101,7 @@ class Reader {
     }
 
     Value readDictionary(const char* contents, int depth) {
-        // Of the map, with the allocator's word; key and value have been counted as two values.
+        // A node of the map, with the allocator's word; key and value have been counted as two values.
         constexpr std::size_t node = sizeof(Dictionary::value_type) + 5 * sizeof(void*) - 2 * sizeof(Value);
         Dictionary entries;
         checked(sd_bus_message_enter_container(source, 'a', contents));
@@ -127,7 +127,7 @@ class Reader {
         if (holdsTexts)
             items.reserve(countTexts(source)); // a list of paths may be long, and would grow by copies
         while (checked(sd_bus_message_at_end(source, 0)) == 0) {
-            if (!holdsTexts) count(0, sizeof(Value)); // what it may have grown by
+            if (!holdsTexts) count(0, sizeof(Value)); // by which it may have grown
             if (auto item = read(depth + 1)) items.push_back(std::move(*item));
         }
         checked(sd_bus_message_exit_container(source));
@@ -156,7 +156,8 @@ bool isDictionaryOfStrings(std::string_view signature) {
 }
 
 [[noreturn]] void refuse() {
-    throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "the value has not the type of the message");
+    throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs",
+                       "the value does not have the type that the message wants");
 }
 
 bool holdsOnlyStrings(const Array& items) {

@@ -18,7 +18,7 @@ using panels::PanelLine;
 using panels::PanelRequest;
 using posix::ChildProcess;
 
-// A panel stands within a blink; a display that does not answer for so long will not.
+// A panel comes up in a moment; a display that has not answered for this long will not.
 constexpr std::chrono::seconds waitForPanel{30};
 constexpr std::chrono::seconds waitForClipboard{10};
 
@@ -31,8 +31,8 @@ bool isOneOf(std::string_view entry, std::string_view variable) {
     return entry.starts_with(variable) && entry.substr(variable.size()).starts_with('=');
 }
 
-// Our own, but all that names a display or a language is the request's. The runtime folder is the session's:
-// a request that does not name it means the same one.
+// This process's own environment, but everything that names a display or a language is the request's. The
+// runtime folder is the session's: a request that does not name it means the same one.
 std::vector<std::string> environmentFor(const platform::Display& display) {
     std::vector<std::string> entries;
     for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -106,7 +106,7 @@ PanelProcess::Answer PanelProcess::ask(PanelRequest question, const extension::C
         const bool isShown = answer && answer->isShown();
         if (isShown) answer = readLine(*child, std::nullopt);
         if (isCancelled()) {
-            log.info("A panel is ended: who asked for it has gone");
+            log.info("A panel is ended: whoever asked for it has gone");
             return {};
         }
         if (isShown && !answer) return problem("the panel ended without an answer", cannotAsk);

@@ -2,7 +2,7 @@
 // and ends. Its format is described in docs/panel-program.md.
 //
 // A panel ends with this process, and when its request is cancelled. One that crashes, answers nonsense, or
-// has not come up after a while counts as cancelled, with one log line; once it stands, the person has all
+// has not come up after a while counts as cancelled, with one log line; once it is shown, the person has all
 // the time in the world. The process that holds a copied text outlives its call, and this process too.
 //
 // Any thread may call; each call waits on its thread.

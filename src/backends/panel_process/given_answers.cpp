@@ -15,7 +15,7 @@ std::optional<extension::DestinationAnswer> givenDestination(bool forArchive,
     if (!request.destination) return std::nullopt;
     const std::string& given = *request.destination;
     if (!given.starts_with('/') || !platform::isUtf8(given))
-        return extension::DestinationAnswer{{}, {{"\"%@\" is no path in the space.", {given}}}};
+        return extension::DestinationAnswer{{}, {{"\"%@\" is not a path in the space.", {given}}}};
     std::string path = paths::standardisedPath(given);
     if (!panels::TSFPSavePanel::isAcceptable(!forArchive, path))
         return extension::DestinationAnswer{{},
@@ -31,7 +31,7 @@ std::optional<extension::ShareAnswer> givenRecipients(const extension::CommandRe
         std::vector<std::string> addresses;
         std::transform(entries.begin(), entries.end(), std::back_inserter(addresses), panels::addressInEntry);
         if (addresses.empty() || !std::all_of(addresses.begin(), addresses.end(), panels::validateEmail))
-            return extension::ShareAnswer{{}, false, false, {{"\"%@\" is no e-mail address.", {given}}}};
+            return extension::ShareAnswer{{}, false, false, {{"\"%@\" is not an e-mail address.", {given}}}};
         answer.recipients.insert(answer.recipients.end(), addresses.begin(), addresses.end());
     }
     return answer;

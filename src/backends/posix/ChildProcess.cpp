@@ -19,7 +19,7 @@
 namespace backends::posix {
 namespace {
 
-constexpr int cannotRun = 127; // as a shell says it
+constexpr int cannotRun = 127; // the status that a shell gives
 
 // Between fork and exec only what is safe in a signal handler (signal-safety(7)): another thread may have
 // held any lock at the moment of the fork.
@@ -39,7 +39,7 @@ constexpr int cannotRun = 127; // as a shell says it
     ::_exit(cannotRun);
 }
 
-// As execve wants it, which writes to none of them. Borrows the texts.
+// The texts as execve() wants them; it does not write to them. Borrows them.
 std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 2);

@@ -1,4 +1,4 @@
-// A program that is started, may be given one text, and may be read line by line.
+// A program that is started, can be given one text, and is read line by line.
 //
 // One thread at a time uses an object, but for interrupt(). A child that does not answer in time is given up
 // by letting the object go: that kills and reaps it. Nothing the child does can end or block its parent

@@ -1,9 +1,8 @@
 // A queue with a few threads: work that may take long, or hang on a dead disk, runs beside other work.
 //
 // Threads start on demand, up to the limit, and wait for more without a timer; for work with a delay one idle
-// thread waits with one. Letting the queue go drops
-// what has not started and leaves a thread that does not come back to the end of the process: it must
-// touch nothing that ends before.
+// thread waits with one. Letting the queue go drops what has not started and leaves a thread that does not
+// come back to the end of the process: it must touch nothing that ends before.
 #pragma once
 
 #include "platform/Queue.h"

@@ -1,5 +1,5 @@
-// Tells when one file may have changed: written, replaced, removed, or there for the first time, also when
-// the folders above it come later, and when it is a link to a file elsewhere.
+// Tells when one file may have changed: written, replaced, removed, or there for the first time, even when
+// the folders above it come later, or when it is a link to a file elsewhere.
 //
 // Nothing runs while nothing happens: one thread sleeps in the kernel's notification, inotify(7).
 #pragma once

@@ -22,7 +22,7 @@ using platform::Clock;
 using platform::Existence;
 
 constexpr std::chrono::milliseconds patience{250};
-constexpr std::chrono::seconds patienceForListings{2}; // a large directory takes long though it is well
+constexpr std::chrono::seconds patienceForListings{2}; // a large directory takes long on a healthy disk too
 constexpr unsigned maximumHelpers = 256;               // more at once leave every further question unknown
 constexpr unsigned maximumHelpersPerMount = 4;
 
@@ -75,7 +75,7 @@ struct GuardedFileSystem::Mount {
     std::uint64_t probes = 0; // that have come back
     bool isHeldUp = false;    // all its helpers hang
 
-    std::unordered_set<std::string> late; // paths that are still looked for though nobody waits
+    std::unordered_set<std::string> late; // paths that are still asked about although nobody waits
     bool isIncomplete = false;            // more than these were asked for
     struct LateAnswer {
         Existence existence;
@@ -83,7 +83,7 @@ struct GuardedFileSystem::Mount {
     };
     std::unordered_map<std::string, LateAnswer> lateAnswers;
     Clock::TimePoint lastLateAnswer;
-    std::size_t nextSweep = 1024; // at so many late answers the old ones are thrown away
+    std::size_t nextSweep = 1024; // at this number of late answers the old ones are thrown away
     std::vector<std::string> unannounced;
 
     bool isDead() const { return isHeldUp && helpers == maximumHelpersPerMount; }
@@ -127,7 +127,7 @@ struct GuardedFileSystem::State : std::enable_shared_from_this<State> {
         : disk(std::move(itsDisk)), clock(itsClock), deadlines(queue) {}
 
     const std::shared_ptr<const Disk> disk;
-    const Clock& clock;         // not after the end
+    const Clock& clock;         // not used after the end
     platform::Queue& deadlines; // nor this
     LateHandler answeredLate;
     MountTable mountTable;
@@ -180,7 +180,7 @@ void GuardedFileSystem::setAnsweredLate(LateHandler handler) { state->answeredLa
 
 // --- the helpers
 
-// Stores what the disk said of one path. Returns the question if that was its last answer.
+// Stores what the disk said about one path. Returns the question if that was its last answer.
 std::shared_ptr<GuardedFileSystem::Question>
 GuardedFileSystem::State::record(Mount& mount, Job& job, std::size_t place, Question& answer) {
     ++mount.probes;
@@ -254,8 +254,8 @@ void GuardedFileSystem::State::startHelper(const std::shared_ptr<Mount>& mount) 
 
 // --- questions
 
-// The paths that the disk is asked for now; null when there are none. Of the others it is known already what
-// they are, or that they are not known.
+// The paths that the disk is asked about now; null when there are none. For the others it is already known
+// what they are, or that this cannot be known now.
 std::shared_ptr<GuardedFileSystem::Job> GuardedFileSystem::State::plan(Mount& mount, Question& question,
                                                                        std::vector<std::string> paths,
                                                                        std::vector<std::size_t> places) {

@@ -1,4 +1,5 @@
-// The file system, so asked that neither a dead nor a slow mount holds up the caller or another mount.
+// The file system, asked in such a way that neither a dead nor a slow mount holds up the caller or another
+// mount.
 //
 // Each mount is asked on helper threads of its own, one at a time. A question has one deadline for all its
 // paths: what has not been answered by then is "unknown". The helper goes on with these paths, after all that

@@ -29,7 +29,7 @@ bool isBeingWritten(const std::string& path) {
     return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_nlink == 1;
 }
 
-// The part of a map whose keys are the directory and what lies below it. Between the two others may lie
+// The part of a map whose keys are the directory and what lies below it. Other keys may lie between the two
 // ("/a", "/a-b", "/a/x"), so the directory itself is apart.
 template <typename Visitor>
 void forTree(const std::map<std::string, int>& watches, const std::string& directory, Visitor&& visit) {
@@ -73,7 +73,7 @@ void InotifyEvents::stop() {
 bool InotifyEvents::watch(const std::string& directory) {
     const std::lock_guard guard(lock);
     const int watch = inotify_add_watch(events, directory.c_str(), wanted);
-    // What vanishes meanwhile, and what is no directory, needs no watch.
+    // What vanishes meanwhile, or is not a directory, needs no watch.
     if (watch < 0) return errno == ENOENT || errno == ENOTDIR;
     // A directory that was moved keeps its watch and gets a new path.
     std::string& path = paths[watch];

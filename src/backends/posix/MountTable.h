@@ -19,8 +19,8 @@ class MountPoints {
     void add(std::string path) { paths.insert(std::move(path)); }
     bool contains(std::string_view path) const { return paths.find(path) != paths.end(); }
 
-    // The mount point nearest above the path, or the path itself when it is one; "/" at last. A part of
-    // the path given.
+    // The mount point nearest above the path, or the path itself when it is one; "/" if there is no nearer
+    // one. Borrowed from the path.
     std::string_view of(std::string_view path) const;
 
   private:

@@ -1,5 +1,5 @@
-// Draws the items of a popped-up menu: a column for the mark, the image, the title and what is said of it in
-// small, an arrow where there is a submenu. The image lies where the label below the menu shows it.
+// Draws the items of a popped-up menu: a column for the mark, the image, the title with its note in small
+// letters, and an arrow where there is a submenu. The image lies where the label below the menu shows it.
 #pragma once
 
 #include <QStyledItemDelegate>

@@ -16,11 +16,11 @@ class MenuModel final : public QAbstractListModel {
 
     const platform::MenuHandle& menu() const { return source; }
 
-    // What is said of an item in small beside its title (a text), or nothing.
+    // The note shown in small letters beside an item's title (a text), or nothing.
     static constexpr int noteRole = Qt::UserRole;
 
-    // Takes the menu's items up anew; those whose title contains the text (in any letter case) are shown, and
-    // separators only where they separate: between two shown items, none while a text is given.
+    // Takes up the menu's items again; those whose title contains the text (in any letter case) are shown,
+    // and separators only where they separate: between two shown items, none while a text is given.
     void reload();
     void setFilter(const QString& text);
 

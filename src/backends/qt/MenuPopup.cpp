@@ -103,7 +103,7 @@ int MenuPopup::topOfList() const {
     return frameWidth() + pixels(padding) + search;
 }
 
-// Of the first rows.
+// The height of the first rows.
 QSize MenuPopup::contentSize(int rows) const {
     QSize size(0, 0);
     for (int row = 0; row < rows; ++row) {

@@ -1,7 +1,7 @@
 // A popped-up menu as a list that can be scrolled and typed into, with its submenus beside it.
 //
 // Hovering or moving to an item highlights it; an item with a submenu opens it after a moment, or at once by
-// the Right key. A click, Enter or Space chooses the item, also one that has a submenu. Left closes a
+// the Right key. A click, Enter or Space chooses the item, even one that has a submenu. Left closes a
 // submenu, Escape the whole menu. Typing shows only the items that contain the text.
 //
 // Submenus open side by side as long as the screen has room. After that each opens below the row that it
@@ -23,7 +23,7 @@ class QListView;
 
 namespace backends::qt {
 
-// Who popped the menu up. Of a menu that closes, exactly one of the last two is called.
+// Whoever popped the menu up. When the menu closes, exactly one of the last two is called.
 class MenuPopupOwner {
   public:
     virtual void itemHighlighted(platform::Menu& menu, platform::MenuItem& item) = 0;

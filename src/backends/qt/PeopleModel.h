@@ -1,5 +1,5 @@
 // The people of the address book as rows of name and e-mail address, one row an address, ordered by name as
-// the session's language orders names; who has none comes last. Main thread only.
+// the session's language orders names; people without a name come last. Main thread only.
 #pragma once
 
 #include "platform/AddressBook.h"

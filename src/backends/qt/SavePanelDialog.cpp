@@ -88,8 +88,8 @@ int SavePanelDialog::runModal() {
     giveMnemonics(*this);
     logic->awakeFromNib();
     jumpBar->focusLastLabel();
-    // What was left to the main queue, the message for one, stands before the window is shown: one that grew
-    // before the window manager has placed it would ask to stay where it is made, in the corner of the
+    // What was left to the main queue, such as the message, is done before the window is shown: a window that
+    // grows before the window manager has placed it would ask to stay where it was made, in the corner of the
     // screen.
     QCoreApplication::sendPostedEvents(QCoreApplication::instance(), QEvent::MetaCall);
     return exec();

@@ -175,7 +175,7 @@ void ShareByEmailDialog::showFound() {
     const bool isFound = found->rowCount() > 0;
     if (!isFound) nobody->setText(shown("Nobody is found"));
     people->setCurrentWidget(isFound ? static_cast<QWidget*>(peoplePicker) : nobody);
-    // Enter adds who is selected: of a search the first one, without a search nobody.
+    // Enter adds whoever is selected: after a search the first one, without a search nobody.
     if (isFound && !search->text().isEmpty())
         peoplePicker->setCurrentIndex(found->index(0, 0));
     else

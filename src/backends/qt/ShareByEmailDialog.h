@@ -1,5 +1,6 @@
 // The share-by-email panel's window: the item, the recipients' field, the address book, OK and Cancel. OK is
-// held back while a token is no address: the window names such tokens and sends nothing. Main thread only.
+// held back while a token is not an address: the window names such tokens and sends nothing. Main thread
+// only.
 #pragma once
 
 #include "backends/qt/TokenField.h"
@@ -73,7 +74,7 @@ class ShareByEmailDialog final : public QDialog,
     QLabel* textFieldInfo = nullptr;
     QLabel* imageFile = nullptr;
     TokenField* field = nullptr;
-    QLabel* invalid = nullptr; // which tokens are no addresses; hidden when all are
+    QLabel* invalid = nullptr; // which tokens are not addresses; hidden when all are
     QWidget* finding = nullptr;
     QLineEdit* search = nullptr;
     QTreeView* peoplePicker = nullptr;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int sideMargin = 8;
 constexpr int verticalMargin = 2;
-constexpr int wave = 2; // height and half a length of the line below what is no address
+constexpr int wave = 2; // height and half a length of the line below a token that is not an address
 
 void drawWave(QPainter& painter, int left, int right, int top) {
     QPainterPath path(QPointF(left, top));
@@ -80,7 +80,7 @@ QAccessibleInterface* accessibleToken(TokenChip& chip) { return new AccessibleTo
 
 QSize TokenChip::sizeHint() const {
     if (measured.isValid()) return measured;
-    // Rounded up: in a pixel too few the text would be cut.
+    // Rounded up: with a pixel too few the text would be cut.
     const QFontMetricsF metrics(font());
     measured = {static_cast<int>(std::ceil(metrics.horizontalAdvance(text))) + 2 * sideMargin,
                 static_cast<int>(std::ceil(metrics.height())) + 2 * verticalMargin};

@@ -1,5 +1,5 @@
-// One token in the field: rounded, or plain text in the colour of errors with a wavy line below where its
-// address is none. Takes the keyboard's focus, so that it can be removed and read out; to assistive programs
+// One token in the field: rounded, or plain text in the colour of errors with a wavy line below where it is
+// not an address. Takes the keyboard's focus, so that it can be removed and read out; to assistive programs
 // it is a button that can be edited (its press) and removed. Main thread only.
 #pragma once
 

@@ -178,7 +178,7 @@ void TokenField::fit() {
     flow->setEnabled(true);
     flow->invalidate();
     line->setPlaceholderText(chips.empty() ? shown("Names or e-mail addresses") : QString());
-    line->raise(); // behind the tokens also where they are read out
+    line->raise(); // after the tokens where they are read out, too
     widget()->setMinimumHeight(flow->heightForWidth(viewport()->width()));
     flow->activate();
     ensureWidgetVisible(line);

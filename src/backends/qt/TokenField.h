@@ -49,7 +49,7 @@ class TokenField final : public QScrollArea {
     // Makes tokens of entries as they are typed, behind those that are there.
     void add(const std::vector<std::string>& entries);
 
-    // The texts of the tokens that are no addresses, and the keyboard on the first of them.
+    // The texts of the tokens that are not addresses; the first of these gets the keyboard.
     QStringList invalidTokens() const;
     void focusInvalidToken();
 

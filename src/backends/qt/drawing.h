@@ -44,7 +44,7 @@ inline QPalette withReadablePlaceholders(QPalette palette) {
     return palette;
 }
 
-// What is wrong stands in red, as light or dark as the palette asks.
+// The red in which something wrong is shown, as light or dark as the palette asks.
 inline QColor errorInk(const QPalette& palette) {
     return palette.color(QPalette::Base).lightness() < 128 ? QColor(0xff, 0x8a, 0x80)
                                                            : QColor(0xb3, 0x26, 0x1e);

@@ -12,7 +12,7 @@
 namespace backends::qt {
 
 // The toolkit's own texts (of the menu of a text field) in the same language, where its package of
-// translations is installed. To be called once, when the application stands.
+// translations is installed. To be called once, when the application object exists.
 void translateToolkit();
 
 QString shown(const char* english);

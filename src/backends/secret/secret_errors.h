@@ -7,8 +7,8 @@
 
 namespace backends::secret {
 
-// Of a call that failed. The library reports a prompt that the user refused as a failure without an error
-// (null).
+// The status of a call that failed. The library reports a prompt that the user refused as a failure without
+// an error (null).
 platform::SecretStatus statusOfError(const GError* error);
 
 } // namespace backends::secret

@@ -165,7 +165,7 @@ class Connection {
                                                      nullptr, error);
             }));
         } catch (const Failure& failure) {
-            // Of a refused prompt the library looks for the collection that was not made.
+            // After a refused prompt the library looks for the collection that was not made.
             const bool refused = failure.status == SecretStatus::itemNotFound;
             throw Failure{refused ? SecretStatus::userCanceled : failure.status};
         }

@@ -1,11 +1,11 @@
 /* What every file-manager plugin does, whatever its toolkit: it knows the badges of what is shown, asks the
- * extension for them in batches, learns of changes, and finds out an extension that does not answer.
+ * extension for them in batches, learns of changes, and notices when the extension does not answer.
  *
  * The core has no toolkit, no bus, no clock and no disk. Events go in, with the time where it matters. What
  * the host has to do comes out when the host asks: orders (what to send), and the items whose badges are to
- * be shown anew. Nothing is called back, so that the host may call the core from within anything that it does
- * for it. After an event, and when the time of tsf_core_wakes has come, the host takes the orders until there
- * are none; a host that must not be held up stops when its turn is over and goes on in the next one.
+ * be shown again. Nothing is called back, so that the host may call the core from within anything that it
+ * does for it. After an event, and when the time of tsf_core_wakes has come, the host takes the orders until
+ * there are none; a host that must not be held up stops when its turn is over and goes on in the next one.
  *
  * Time is in milliseconds of any clock that never goes back. Items are URIs as the file manager spells them.
  *
@@ -33,15 +33,15 @@ extern "C" {
 typedef struct TsfCore TsfCore;
 typedef struct TsfItem TsfItem;
 
-/* Times in milliseconds. A stopped extension is found out, and its badges are gone, within ten seconds of its
+/* Times in milliseconds. A stopped extension is noticed, and its badges are gone, within ten seconds of its
  * last answer: one pause and three answers that do not come. */
 enum {
     TSF_ANSWER_TIME = 2000,           /* for the answer to a call */
     TSF_PAUSE_BEFORE_QUESTION = 3000, /* since the last answer, while items are shown */
     TSF_BADGE_LIFETIME = 9000,        /* of badges without an extension */
-    TSF_FLOOD_PAUSE = 1000,           /* for which nobody listens to an extension that floods */
+    TSF_FLOOD_PAUSE = 1000,           /* during which nobody listens to an extension that floods */
     TSF_MAXIMUM_MISSES = 3,           /* in a row */
-    TSF_MAXIMUM_NONSENSE = 3,         /* answers without sense, since the extension came */
+    TSF_MAXIMUM_NONSENSE = 3,         /* answers that make no sense, since the extension came */
     TSF_MAXIMUM_SIGNALS = 50,         /* in one TSF_FLOOD_PAUSE: several times what the extension sends */
     TSF_MAXIMUM_CHANGES = 4096,       /* directories and items of one signal */
     TSF_MAXIMUM_DIRECTORIES = 4096,   /* that are watched */
@@ -91,7 +91,8 @@ typedef struct {
 } TsfSelection;
 /* The first item's kind; whether it is a directory is told with links resolved. */
 void tsf_selection_begin(TsfSelection* selection, bool first_exists, bool first_is_directory);
-/* item: NULL for what is no local file, or could not be had. False: the others make no difference. */
+/* item: NULL for anything that is not a local file, or that could not be had. False: the others make no
+ * difference. */
 bool tsf_selection_add(TsfSelection* selection, TsfItem* item);
 /* Its class. False: an item is not known yet, and TSF_UPDATE_MENUS comes when all are. */
 bool tsf_selection_class(TsfCore* core, const TsfSelection* selection, TSyncSelectionClass* found);
@@ -103,7 +104,7 @@ void tsf_core_extension_came(TsfCore* core, int64_t now);
 /* Its name has lost the owner. The host listens to no owner any more. */
 void tsf_core_extension_left(TsfCore* core, int64_t now);
 
-/* The answers. call: as in the order; of one that is over, the answer is ignored. A call whose answer will
+/* The answers. call: as in the order; the answer to a call that is over is ignored. A call whose answer will
  * never come, because the connection or the callee is gone, needs no event: its time runs out. */
 
 /* An error, or an answer of another type. */
@@ -142,7 +143,7 @@ typedef enum {
     TSF_ASK_DIRECTORIES,
     TSF_ASK_MENUS,
     TSF_ASK_BADGES,
-    /* Menus that stand, or that could not be made, may be other ones now. */
+    /* Menus that are shown, or that could not be made, may have changed. */
     TSF_UPDATE_MENUS
 } TsfOrderKind;
 
@@ -159,7 +160,7 @@ bool tsf_core_next(TsfCore* core, int64_t now, TsfOrder* order);
 /* When the next order will be there if nothing happens: now, later, or INT64_MAX for never. */
 int64_t tsf_core_wakes(const TsfCore* core, int64_t now);
 
-/* The next item whose emblem is to be asked for anew, each once; NULL: none. The question about it that the
+/* The next item whose emblem is to be asked for again, each once; NULL: none. The question about it that the
  * host's file manager then asks is taken for our own doing, and causes none to the extension. */
 TsfItem* tsf_core_next_invalid(TsfCore* core);
 bool tsf_core_has_invalid(const TsfCore* core);

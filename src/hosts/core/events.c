@@ -46,8 +46,8 @@ static void begin(TsfCore* core) {
     core->is_wanted[TSF_DIRECTORIES] = core->is_wanted[TSF_MENUS] = true;
 }
 
-/* The badges go then, unless they were to go sooner: one that came and left again without a word gives no
- * more time. */
+/* The badges go then, unless they were to go sooner: an extension that came and left again without a word
+ * gives them no more time. */
 static void leave(TsfCore* core, TsfState state, int64_t badges_go) {
     core->state = state;
     drop_calls(core);
@@ -65,7 +65,8 @@ static void fall_silent(TsfCore* core, int64_t now) {
 
 static void stop_observing(TsfFolder* folder) { folder->is_observed = false; }
 
-/* Whom the folders were told to listens no more, and those that had only to be ended are ended. */
+/* The one that was told of the folders no longer listens, and the folders that only had to be ended are
+ * ended. */
 static void forget_observed(TsfCore* core) {
     TsfNode settled;
     tsf_list_init(&settled);

@@ -105,7 +105,7 @@ static bool fade(TsfCore* core, TsfOrder* order) {
     return true;
 }
 
-/* Fills a batch with the items whose turn it is; those that nobody needs to be asked for are done at once. */
+/* Fills a batch with the items whose turn it is; those that need not be asked about are done at once. */
 static bool ask(TsfCore* core, int64_t now, TsfOrder* order) {
     const size_t kind = free_batch(core);
     TsfBatch* batch = &core->batches[kind - TSF_BATCH];

@@ -24,7 +24,7 @@ typedef struct {
 
 struct TsfItem {
     TsfNode in_folder;
-    TsfNode in_invalid; /* of the items that wait to be shown anew */
+    TsfNode in_invalid; /* of the items that wait to be shown again */
     TsfFolder* folder;
     void* cookie;
     uint16_t place;           /* in a batch under way, from 1; 0: in none */
@@ -75,7 +75,7 @@ struct TsfCore {
     TsfNode turn;         /* folders with waiting items */
     TsfNode tell;         /* folders about which the extension may have to be told */
     TsfFolder* told;      /* of the last order; to be settled when that is over. Or NULL */
-    TsfNode invalid;      /* items to be shown anew */
+    TsfNode invalid;      /* items to be shown again */
     char emblems[TSF_MAXIMUM_BADGES][sizeof FINDER_SYNC_EMBLEM_PREFIX + TSF_MAXIMUM_BADGE_NAME];
     size_t emblem_count;
 
@@ -105,14 +105,14 @@ TsfFolder* tsf_find_folder(const TsfCore* core, const char* uri);
 void tsf_foreach_folder(TsfCore* core, void (*visit)(TsfFolder* folder));
 /* All items of the folder wait for their turn. */
 void tsf_folder_wait(TsfFolder* folder);
-/* Whether it is watched may be another thing now. */
+/* Whether it is watched may have changed. */
 void tsf_folder_refresh(TsfFolder* folder);
 /* Frees it if nothing is left of it that matters to anybody. */
 void tsf_folder_settle(TsfFolder* folder);
 bool tsf_item_is_watched(const TsfItem* item);
 /* The extension is to be asked for it, unless it is not there, or does not watch it. */
 void tsf_item_want(TsfItem* item);
-/* The next waiting item, that waits no longer; NULL: none. */
+/* Takes the next waiting item, which then waits no longer; NULL: none. */
 TsfItem* tsf_next_waiting(TsfCore* core);
 void tsf_item_forget(TsfItem* item, bool is_known);
 void tsf_item_answered(TsfItem* item, const TsfAnswer* answer);

@@ -119,7 +119,7 @@ static void detach_all(TsfItem* item, void* data) {
         g_object_set_qdata(attachment->file, keeper->key, NULL);
 }
 
-/* The item of a file, also of one that the file manager never asked an emblem for, as the folder that a
+/* The item of a file, even of one whose emblem the file manager never asked for, such as the folder that a
  * window shows; NULL: not a local one. */
 static TsfItem* item_of(TsfBadgeKeeper* keeper, GObject* file) {
     const TsfAttachment* attachment = g_object_get_qdata(file, keeper->key);
@@ -158,7 +158,7 @@ const char* tsf_badge_keeper_emblem(TsfBadgeKeeper* keeper, GObject* file, const
     TsfItem* item = attach(keeper, file, uri);
     if (item == NULL) return NULL;
     const char* emblem = tsf_item_emblem(item);
-    arm(keeper); /* in another turn: files come many in one, and the first answer matters most */
+    arm(keeper); /* in another turn: many files come in one, and the first answer matters most */
     return emblem;
 }
 

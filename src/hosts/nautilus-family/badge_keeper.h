@@ -1,8 +1,8 @@
 /* The host core (hosts/core) in a GLib main loop: file objects of the file manager in, emblems out.
  *
- * The file manager's question about a file is answered at once from what is known; when the answer is another
- * one later, the file manager is told to ask again, a few files in each idle turn. File objects are borrowed:
- * an item lives as long as an object stands for it, and several may stand for one.
+ * The file manager's question about a file is answered at once from what is known; when the answer changes
+ * later, the file manager is told to ask again, a few files in each idle turn. File objects are borrowed: an
+ * item lives as long as an object stands for it, and several may stand for one.
  *
  * Main thread only. */
 #ifndef TSYNCFINDER_HOSTS_NAUTILUS_FAMILY_BADGE_KEEPER_H
@@ -19,7 +19,7 @@ typedef struct TsfBadgeKeeper TsfBadgeKeeper;
 typedef struct {
     /* The URI of a file, or NULL when it is not a local one. To be freed by the caller. */
     char* (*uri_of)(GObject* file);
-    /* (file, user): the file manager is to ask for the file's emblem anew. It must not end a file object. */
+    /* (file, user): the file manager is to ask for the file's emblem again. It must not end a file object. */
     GFunc invalidate;
     /* The menus that were built may be out of date. */
     void (*menus_changed)(gpointer user);

@@ -35,7 +35,7 @@ static void link_unref(TsfLink* link) {
 
 /* --- answers */
 
-/* is_set, which differs from an empty list nowhere here, and the list. */
+/* The arguments are is_set, which makes no difference here (none is an empty list), and the list. */
 static void take_directories(TsfLink* link, guint64 call, GVariant* arguments) {
     GVariant* list = g_variant_get_child_value(arguments, 1);
     const gsize count = g_variant_n_children(list);

@@ -14,7 +14,8 @@ class EntryWatch {
     EntryWatch(const EntryWatch&) = delete;
     EntryWatch& operator=(const EntryWatch&) = delete;
 
-    // Can be read when there is something to take; -1 where the system gives none: then nothing is ever told.
+    // Can be read when there is something to take; -1 where the system gives none: then nothing is ever
+    // reported.
     int descriptor() const { return notifier; }
 
     // Watches the directory itself, not what is below it. One that cannot be watched is left out.

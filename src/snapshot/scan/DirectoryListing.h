@@ -25,7 +25,7 @@ class DirectoryListing {
     // meanwhile is merely empty.
     bool read(int directory);
 
-    // Whether an error of the system says that what was a directory is none any more.
+    // Whether an error of the system says that what was a directory no longer is one.
     static bool isGone(int error);
 
     // Examines every entry relative to the open directory.

@@ -108,7 +108,7 @@ void WorkAhead::startHelpers() {
         while (_helpers.size() + 1 < _threads)
             _helpers.emplace_back([this] { help(); });
     } catch (const std::system_error&) {
-        // The process may have no more threads; the scan goes on with those that it got.
+        // The process may have no more threads; the scan goes on with those that it has.
         _threads = 1;
     }
 }

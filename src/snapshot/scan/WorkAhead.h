@@ -19,7 +19,7 @@ namespace snapshot {
 
 class WorkAhead {
   public:
-    // One directory. It is its taker's from take() on; before that only this class looks into it.
+    // One directory. From take() on it belongs to its taker; before that only this class looks into it.
     struct Directory {
         explicit Directory(std::string absolutePath) : path(std::move(absolutePath)) {}
 

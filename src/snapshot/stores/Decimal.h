@@ -1,5 +1,5 @@
 // Reading decimal numbers from text as C's scanf does: white space is skipped, one sign is allowed, digits
-// follow. The number ends at the first byte that is no digit, which stays unread.
+// follow. The number ends at the first byte that is not a digit, which stays unread.
 #pragma once
 
 #include <cstdint>

@@ -11,7 +11,7 @@ namespace snapshot {
 // permissions; one that takes the place of another gets its permissions, owner, group and extended attributes
 // (access lists are such).
 //
-// The target is opened and truncated itself, as fopen(…, "w") would, where it is no regular file, is a
+// The target is opened and truncated itself, as fopen(…, "w") would, where it is not a regular file, is a
 // symbolic link or has several hard links (a rename would part them), where the folder takes no new file, or
 // where the owner or an attribute cannot be kept. Onto a mount point the complete new file is copied.
 //

@@ -20,7 +20,7 @@ bool execute(sqlite3* database, const char* sql) {
 }
 
 // One statement serves the whole tree: it is free again once a row is written, before the row's children are.
-// Where it cannot be prepared every directory tries anew.
+// Where it cannot be prepared, every directory tries again.
 class RowWriter {
   public:
     explicit RowWriter(sqlite3* database)

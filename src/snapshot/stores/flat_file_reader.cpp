@@ -32,7 +32,7 @@ class ByteReader {
     // Passes the byte that peek() gave.
     void skip() { _at++; }
 
-    // What has been read of the file and not been passed; a NUL that is not of the file follows it.
+    // What has been read of the file and not been passed; a NUL that is not part of the file follows it.
     std::string_view ahead() const { return {_at, static_cast<size_t>(_end - _at)}; }
 
     // Passes bytes of it.
@@ -221,8 +221,8 @@ class FlatFileReader {
         return Outcome::record;
     }
 
-    // The bar behind the length may be missing, as for scanf. A sign alone at the end is no end between two
-    // records.
+    // The bar behind the length may be missing, as for scanf. A sign alone at the end does not count as an
+    // end between two records.
     Scan scanLength(Decimal& length) {
         while (isWhiteSpace(_bytes.peek()))
             _bytes.skip();

@@ -94,7 +94,7 @@ void remember(DSNode* node, uint64_t slot) {
     node->_flags = (node->_flags & kNodeFlags) | static_cast<uint32_t>(slot) << kSlotShift;
 }
 
-// Takes in how a name to be appended stands to the last one.
+// Records how a name to be appended compares with the last one.
 void keepOrder(DSList* list, uint32_t order) {
     if (list->count == 0)
         list->_flags |= kListAscending | kListAscendingSigned;
@@ -111,7 +111,7 @@ void attach(DSList* list, DSListNode* link) {
     list->tail = link;
 }
 
-// Appends to a children list a node of which it is known how its name stands to the last one's.
+// Appends a node to a children list; the caller knows how the node's name compares with the last one's.
 void appendNode(DSList* list, DSNode* node, uint32_t order) {
     makeRoom(list);
     DSListNode* link = makeLink(list, node);

@@ -17,7 +17,7 @@ namespace snapshot {
 namespace {
 
 // A children list outlives neither its node nor the values in it, so what is below is released from a list of
-// what is left to do; no depth of the tree costs any stack.
+// what is left to do, and the depth of the tree uses no stack.
 void destroySubtree(DSNode* root) {
     std::vector<DSNode*> left{root};
     while (!left.empty()) {

@@ -11,7 +11,7 @@ namespace snapshot {
 
 // Gives for each path what _find(path, root, 1, type) would give, and remembers where the last path led: in a
 // sequence that lists a directory's items one after the other a step costs the length of its own name, and a
-// million records are linear in total, also with 100,000 siblings in one directory.
+// million records are linear in total, even with 100,000 siblings in one directory.
 //
 //     TreeBuilder builder(root);
 //     for (each record) {

@@ -66,8 +66,8 @@ void releaseLinks(DSList* list);
 // Makes room for a number of values in total, so that a directory of known size gets exactly what it needs.
 void reserve(DSList* list, uint64_t capacity);
 
-// Appends a node that is in no list, of which it is known how its name stands to the last child's (any value
-// while there is none).
+// Appends a node that is in no list. `order` says how its name compares with the last child's, any value
+// while there is none.
 void appendChild(DSNode* parent, DSNode* node, uint32_t order);
 
 } // namespace snapshot

@@ -10,7 +10,7 @@ namespace apps::tsyncfinder::doctor {
 
 class IconThemes {
   public:
-    // The folders that hold themes, the first one first.
+    // The folders that hold themes, in the order in which they are searched.
     explicit IconThemes(std::vector<std::string> themeFolders) : folders(std::move(themeFolders)) {}
 
     // Those of the person and of the system: ~/.icons, $XDG_DATA_HOME and $XDG_DATA_DIRS.

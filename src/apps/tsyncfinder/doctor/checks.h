@@ -13,7 +13,7 @@ Findings checkBus();
 // The sync service: is it installed, set up and running, is its storage reached, and rclone's version.
 Findings checkService();
 
-// Of each file manager of the Nautilus family: is the plugin there, of this version, and in the process that
+// For each file manager of the Nautilus family: is the plugin there, of this version, and in the process that
 // runs now.
 Findings checkPlugins();
 

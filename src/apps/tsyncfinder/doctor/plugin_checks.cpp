@@ -50,7 +50,7 @@ std::vector<pid_t> connectedProcesses() {
         for (const std::string& host : platform::textsAt(status, "hostNames"))
             if (const auto owner = names.owner(host)) processes.push_back(owner->process);
     } catch (const sdbus::Error&) {
-        // What is wrong with the bus or the extension is told by their own checks.
+        // Their own checks tell what is wrong with the bus or the extension.
     } catch (const hosts::terminal::ExtensionError&) {
     }
     return processes;
@@ -67,7 +67,7 @@ std::string restartOf(const FileManager& manager) {
     return std::string(manager.program) + " " + manager.quit + "; " + manager.program;
 }
 
-// Of a plugin that is not where its file manager looks.
+// About a plugin that is not where its file manager looks.
 Finding checkAbsent(const FileManager& manager, const fs::path& file) {
     const std::string check = "plugin-" + std::string(manager.program);
     const fs::path elsewhere = fs::path(installationPrefix()) / manager.belowPrefix / file.filename();

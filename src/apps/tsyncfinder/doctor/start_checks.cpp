@@ -21,7 +21,7 @@ constexpr auto autostartEntry = "autostart/tsyncfinder-autostart.desktop";
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
-// systemctl answers from the files where no manager runs, so that it does not tell.
+// Where no manager runs, systemctl answers from the files, so that its answer does not tell whether one does.
 bool hasUserManager() {
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     std::error_code error;

@@ -17,7 +17,7 @@ namespace apps::tsyncfinder::terminal {
 std::vector<std::string> badgesOf(hosts::terminal::Extension& extension,
                                   const std::vector<std::string>& paths);
 
-// How the badges look: the labels of the extension that runs, the signs that this program knows.
+// How the badges look: the labels of the running extension, the signs that this program knows.
 hosts::terminal::BadgeLooks looksOf(hosts::terminal::Extension& extension);
 
 class BadgeWatch {

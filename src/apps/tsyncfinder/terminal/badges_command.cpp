@@ -27,7 +27,7 @@ void fillBadges(hosts::terminal::Extension& extension, TreeNode& tree) {
         nodes[i]->badge = std::move(badges[i]);
 }
 
-// A person who sees none wants to know that it is by the settings.
+// A person who sees none wants to know that the settings are the cause.
 void tellWhenBadgesAreOff(hosts::terminal::Extension& extension) {
     const platform::Dictionary status = extension.status();
     if (!platform::flagAt(status, "badgesShown").value_or(true))

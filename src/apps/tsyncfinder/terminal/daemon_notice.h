@@ -1,4 +1,4 @@
-// What a person has to know of the sync daemon to read what the extension says.
+// What a person has to know about the sync daemon to understand what the extension says.
 #pragma once
 
 #include "platform/Presence.h"

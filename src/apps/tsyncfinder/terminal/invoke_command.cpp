@@ -21,8 +21,9 @@ std::string offeredItem(const std::vector<hosts::terminal::MenuEntry>& menu, con
     if (const hosts::terminal::MenuEntry* entry = hosts::terminal::itemNamed(menu, item))
         return item == entry->key || item == entry->action ? item : entry->title;
     const extension::Command* command = extension::commandNamed(item);
-    return command != nullptr && !command->title.empty() ? ""
-                                                         : item; // the extension knows what is none at all
+    return command != nullptr && !command->title.empty()
+               ? ""
+               : item; // the extension knows what is not an item at all
 }
 
 } // namespace
