@@ -34,10 +34,11 @@ std::vector<Name> namesOf(const std::vector<Row>& rows) {
         name.path = row.path;
         const char agreed = row.states[0];
         if (agreed != '-') {
-            name.agreed.emplace();
-            name.agreed->shape = shapeOf(agreed);
-            name.agreed->digest = PairModel::digestOf(agreed);
-            name.agreed->identity[0] = name.agreed->identity[1] = identityOf(agreed);
+            Agreed before;
+            before.shape = shapeOf(agreed);
+            before.digest = PairModel::digestOf(agreed);
+            before.identity = {identityOf(agreed), identityOf(agreed)};
+            name.agreed = std::move(before);
         }
         for (std::size_t side = 0; side < 2; ++side) {
             const char letter = row.states[side + 1];

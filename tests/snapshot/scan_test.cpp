@@ -57,7 +57,7 @@ TEST(Scan, RecordsWhatIsThere) {
                              "abcdefgh2", "abcdefgh1", "abcdefgh3"})
         directory.write(name, "12345");
     directory.write(odd, "");
-    symlink("b", directory.path("link").c_str());
+    ASSERT_EQ(symlink("b", directory.path("link").c_str()), 0);
     std::filesystem::create_directory(directory.path("pipes"));
     mkfifo(directory.path("pipes/one").c_str(), 0600);
     timespec times[2] = {{1500000001, 999999999}, {-7, 5}};

@@ -102,7 +102,7 @@ TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
     EXPECT_EQ(Value(seen[0].userInfo), Value(Dictionary{{"k", "v"}}));
     EXPECT_EQ(seen[1].userInfo.at("odd"), Value(Dictionary())) << "a key that is no string is left out";
     EXPECT_EQ(seen[1].userInfo.at("struct"), Value(Array{1, "/p", 2.0}));
-    EXPECT_EQ(log.count("Ignored a notification Note that has not the form of one"), 3U);
+    EXPECT_EQ(log.count("Ignored a notification Note that does not have the form of one"), 3U);
 }
 
 TEST_F(NotificationTest, RefusesWhatWouldTakeFarMoreMemoryThanItHasBytes) {
