@@ -25,7 +25,7 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conver
 add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>")
 # With -O3, GCC 12 takes "text" + std::to_string(number) for a copy onto itself (its bug 105651).
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
+    add_compile_options($<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release>>:-Wno-restrict>)
 endif()
 
 if(TSYNCFINDER_SANITIZE)

@@ -2,7 +2,7 @@
 
     nautilus_bench.py BUILD PLUGIN-FOLDER [ITEMS [ROUNDS]]       (inside desktop.py)
 
-Each round starts Nautilus anew on the folder above the root, opens the root in it, and reads what
+Each round starts Nautilus again on the folder above the root, opens the root in it, and reads what
 loop_times.c writes meanwhile. The medians of the rounds are printed."""
 import ctypes
 import os

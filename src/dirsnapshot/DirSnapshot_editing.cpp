@@ -214,7 +214,7 @@ std::optional<DirSnapshot> DirSnapshot::subDirsnapshotAtPath(const std::string& 
 }
 
 void DirSnapshot::reloadSnapshotPart(const std::string& path) {
-    constexpr const char* cannotReload = "Can't scan a part of the snapshot anew";
+    constexpr const char* cannotReload = "Can't scan a part of the snapshot again";
     if (refusesEditing(cannotReload)) return;
     const auto standard = editablePath(path, cannotReload);
     if (!standard) return;

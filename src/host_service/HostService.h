@@ -104,8 +104,8 @@ class HostService final : public platform::FIFinderSyncController, public extens
     // To be called once, when the extension object has started. Before that nothing may be asked.
     void attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction);
 
-    // From now on, and the hosts are told to ask anew. Without badges every answer is none, with its flags as
-    // ever; without the menu every menu is one without items. Commands work either way.
+    // From now on, and the hosts are told to ask again. Without badges every answer is none, with its flags
+    // as ever; without the menu every menu is one without items. Commands work either way.
     void setShown(Shown shown);
 
     // One answer for each URI, in order; anything but a file URI has no badge.

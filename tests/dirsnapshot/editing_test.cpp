@@ -81,7 +81,7 @@ TEST_F(Editing, RefusesWithTwoLinesInTheLog) {
         EXPECT_THAT(lines[0], testing::AnyOf("ERROR! -> Can't add item in remote snapshot",
                                              "ERROR! -> Can't move node in remote snapshot",
                                              "Can't remove item from snapshot",
-                                             "Can't scan a part of the snapshot anew"));
+                                             "Can't scan a part of the snapshot again"));
     }
     EXPECT_EQ(listing(snapshot), before);
     EXPECT_FALSE(none.loaded());

@@ -15,7 +15,7 @@ namespace panels {
 // A remote space whose answers come when told: everything asked is kept until then.
 struct StubbornSpace final : RemoteDirectories {
     std::map<std::string, std::vector<std::string>>
-        folders;                      // what is listed; a folder that is no key has no subfolders
+        folders;                      // what is listed; a folder that is not a key has no subfolders
     std::map<std::string, int> lists; // how often a folder was listed
     std::vector<std::function<void(bool answer)>> listing, counting;
 

@@ -81,7 +81,7 @@ TEST(Compare, FollowsSetDifference) {
             auto type = static_cast<uint8_t>(random(3) == 0 ? 1 : 1 + random(3));
             DSNode* node = DSNodeCreateWithParent(parent, name.c_str(), random(2), random(3), 0, type);
             if (random(8) != 0 && type == DSNodeTypeDirectory) directories.push_back(node);
-            if (random(50) == 0) directories.push_back(node); // children below what is no directory
+            if (random(50) == 0) directories.push_back(node); // children below what is not a directory
         }
     };
     for (int round = 0; round < 400; round++) {

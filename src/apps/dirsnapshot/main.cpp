@@ -104,6 +104,13 @@ class CommandLine {
     static void addType(CLI::App* subcommand, const char* option, StoreType& type, const char* about) {
         subcommand->add_option(option, type, about)->check(CLI::IsMember({"flat", "sync", "backup"}));
     }
+    void addItemOfSnapshot(CLI::App* subcommand) {
+        subcommand->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")
+            ->required();
+        subcommand->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
+            ->capture_default_str();
+        addType(subcommand, "--type", _is.from, kReadType);
+    }
     void addJson(CLI::App* subcommand, const char* about) { subcommand->add_flag("--json", _is.json, about); }
 
     void addScan() {
@@ -119,10 +126,7 @@ class CommandLine {
         CLI::App* listing = add("ls", "List what a snapshot holds below a directory.", [this] {
             return list({_is.first, _is.from}, _is.path, _is.recursive, _is.json);
         });
-        listing->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
-        listing->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
-            ->capture_default_str();
-        addType(listing, "--type", _is.from, kReadType);
+        addItemOfSnapshot(listing);
         listing->add_flag("--recursive", _is.recursive, "Everything below it");
         addJson(listing, "Print [{\"path\",\"type\",\"size\",\"modified\",\"started\"}]");
     }
@@ -180,10 +184,7 @@ class CommandLine {
             [this] {
                 return count({_is.first, _is.from}, _is.path, _is.recursive, _is.hidden, _is.json);
             });
-        counting->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
-        counting->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
-            ->capture_default_str();
-        addType(counting, "--type", _is.from, kReadType);
+        addItemOfSnapshot(counting);
         counting->add_flag("--recursive", _is.recursive,
                            "Also everything below it; otherwise each folder in it counts as one");
         counting->add_flag("--hidden", _is.hidden, "Also files whose name begins with a dot");
@@ -194,10 +195,7 @@ class CommandLine {
             add("hash", "Digest of an item's metadata, and with it of everything below.", [this] {
                 return hash({_is.first, _is.from}, _is.path, _is.recursive, _is.json);
             });
-        hashing->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
-        hashing->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
-            ->capture_default_str();
-        addType(hashing, "--type", _is.from, kReadType);
+        addItemOfSnapshot(hashing);
         hashing->add_flag("--recursive", _is.recursive, "Also everything below it, sorted by name");
         addJson(hashing, "Print [{\"path\",\"sha1\"}]");
     }

@@ -60,7 +60,6 @@ TEST(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
     for (const protocol::Message& message : protocol::messages)
         table.insert("method " + std::string(message.member) + " " + std::string(message.arguments) + ">" +
                      std::string(message.reply));
-    EXPECT_EQ(table.size(), 42U);
     EXPECT_EQ(table, membersOf(fileNamed(TSYNC_INTERFACE), TSYNC_INTERFACE, false));
 }
 

@@ -100,7 +100,7 @@ TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
     ASSERT_EQ(ended.get_future().wait_for(support::deadline), std::future_status::ready);
     ASSERT_EQ(seen.size(), 3U);
     EXPECT_EQ(Value(seen[0].userInfo), Value(Dictionary{{"k", "v"}}));
-    EXPECT_EQ(seen[1].userInfo.at("odd"), Value(Dictionary())) << "a key that is no string is left out";
+    EXPECT_EQ(seen[1].userInfo.at("odd"), Value(Dictionary())) << "a key that is not a string is left out";
     EXPECT_EQ(seen[1].userInfo.at("struct"), Value(Array{1, "/p", 2.0}));
     EXPECT_EQ(log.count("Ignored a notification Note that does not have the form of one"), 3U);
 }

@@ -129,7 +129,7 @@ TEST(GuardedFileSystem, IsHeldUpByNoSlowOrDeadMount) {
     disk->letThrough(100);
     EXPECT_THAT(late.wait(24), testing::Contains("/dead")) << "asked for though nothing answered";
     clock.tick(std::chrono::minutes(1));
-    EXPECT_EQ(existing(ask({"/dead"}).get()), 1) << "asked anew after a while";
+    EXPECT_EQ(existing(ask({"/dead"}).get()), 1) << "asked again after a while";
 }
 
 TEST(ConcurrentQueue, IsNotHeldUpByWorkThatWaitsForItsTime) {

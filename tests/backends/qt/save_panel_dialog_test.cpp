@@ -146,7 +146,7 @@ TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTypi
         key(Qt::Key_Right);
         ASSERT_EQ(rowsOf(*openList()), QStringList{"Loading…"});
         key(Qt::Key_Return);
-        ASSERT_NE(openList(), nullptr) << "a row that waits is no choice";
+        ASSERT_NE(openList(), nullptr) << "a row that waits cannot be chosen";
         // A press elsewhere closes the whole menu.
         QTest::mousePress(QApplication::activePopupWidget(), Qt::LeftButton, {}, QPoint(-500, -500));
         EXPECT_EQ(openList(), nullptr);

@@ -101,13 +101,13 @@ TEST_F(ShareWindow, TypesCompletesPicksAndSends) {
         EXPECT_TRUE(dialog.isVisible()) << "Enter ended the entry, not the window";
 
         type("x@");
-        EXPECT_FALSE(ok->isEnabled()) << "what is being typed is no address";
+        EXPECT_FALSE(ok->isEnabled()) << "what is being typed is not an address";
         type(",");
         EXPECT_EQ(field(), (QStringList{"John Smith, j@x.org", "x@, not an e-mail address"}));
         EXPECT_EQ(note(), "Not an e-mail address: x@");
         key(Qt::Key_Return);
         click(ok);
-        EXPECT_TRUE(dialog.isVisible()) << "OK sends to nobody who is no address";
+        EXPECT_TRUE(dialog.isVisible()) << "OK sends nothing to what is not an address";
         EXPECT_EQ(QApplication::focusWidget(), chips().at(1)) << "it shows who";
         key(Qt::Key_Delete);
         EXPECT_EQ(field(), QStringList{"John Smith, j@x.org"});
