@@ -18,8 +18,8 @@ namespace service {
 
 class CacheFolder {
   public:
-    // The settings' folder exists; its remote root is the whole space, and what is wanted is the object's own.
-    // The thread runs as long as something is wanted, from the start on.
+    // The settings' folder exists; its remote root is the whole space, and what is wanted is the object's
+    // own. The thread runs as long as something is wanted, from the start on.
     CacheFolder(std::filesystem::path list, SyncThread::Settings wantedSettings,
                 SyncThread::Surroundings surroundings);
 
