@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 CacheFolder::CacheFolder(fs::path file, SyncThread::Settings wantedSettings,
                          SyncThread::Surroundings surroundings)
     : list(std::move(file)), settings(std::move(wantedSettings)), around(std::move(surroundings)) {
-    settings.remoteRoot = "/";
+    settings.remoteRoot = std::string(1, '/');
     settings.wanted = [this] { return stillWanted(); };
     std::ifstream stream(list, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};

@@ -351,6 +351,18 @@ Outcome<LocalRecord> LocalSide::place(const std::filesystem::path& incoming, con
     return recordOf(status);
 }
 
+Outcome<Done> LocalSide::makePrivateFolder(const std::string& path) const {
+    for (const std::string& folder : {std::string(privatePrefix), path})
+        if (::mkdirat(rootFile, folder.c_str(), 0700) != 0 && errno != EEXIST)
+            return failureOf(errno, folder);
+    return Done{};
+}
+
+Outcome<Done> LocalSide::flush() const {
+    if (::syncfs(rootFile) != 0) return failureOf(errno, root.string());
+    return Done{};
+}
+
 Outcome<Done> LocalSide::makeFolder(const std::string& path) const {
     std::string name;
     const File folder(openFolderOf(path, name));

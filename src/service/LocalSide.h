@@ -79,6 +79,10 @@ class LocalSide {
     Outcome<LocalRecord> place(const std::filesystem::path& incoming, const std::string& path,
                                const std::optional<LocalRecord>& replaced) const;
 
+    // Below the private folder, for this person alone.
+    Outcome<Done> makePrivateFolder(const std::string& path) const;
+    // All that was written is on the disk when this returns.
+    Outcome<Done> flush() const;
     // Fails when anything is there. The folder above is there.
     Outcome<Done> makeFolder(const std::string& path) const;
     // Renames; fails when anything is at the new name.

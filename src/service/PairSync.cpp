@@ -66,9 +66,18 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
     Round result;
     const auto names = look(result, stop);
     if (!names) return names.failure();
-    for (const Operation& operation : plan(*names)) {
+    const std::vector<Operation> operations = plan(*names);
+    for (std::size_t index = 0; index < operations.size(); ++index) {
+        const Operation& operation = operations[index];
         if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
         if (operation.what == What::hold) continue; // said with its reason when its name was read
+        if (const std::size_t count = batchAt(operations, index)) {
+            const auto done = performMany(operations, index, count, result, stop);
+            index += count - 1;
+            if (done) continue;
+            around.log.info(operation.path, ": ", std::string_view(done.failure().text));
+            break;
+        }
         const auto done = perform(operation, stop);
         if (done) {
             ++result.done;
@@ -100,6 +109,10 @@ Outcome<Done> PairSync::checkMarks() {
 // What a kill left: either the new version is in its place, and that is agreed on, or the old one goes back.
 void PairSync::recover(const std::stop_token& stop) {
     for (const JournalEntry& entry : around.store.unfinished()) {
+        if (entry.step == JournalEntry::Step::placeManyThere) {
+            if (!recoverMany(entry, stop)) return;
+            continue;
+        }
         const auto there = around.space.look(entry.remotePath, false).wait(stop);
         if (!there) return; // the next round tries again
         const bool arrived = *there && (*there)->size == entry.item.there.size &&

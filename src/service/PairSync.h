@@ -18,6 +18,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <unordered_map>
@@ -105,6 +106,32 @@ class PairSync {
     Outcome<Done> aside(const std::string& key);
     Outcome<Done> agree(const std::string& key);
     Outcome<Done> learn(Side side, const std::string& key, const std::stop_token& stop);
+
+    struct Travelling;
+    std::size_t batchAt(const std::vector<Operation>& operations, std::size_t first) const;
+    std::vector<Travelling> batchOf(const std::vector<Operation>& operations, std::size_t first,
+                                    std::size_t count) const;
+    Outcome<Done> performMany(const std::vector<Operation>& operations, std::size_t first, std::size_t count,
+                              Round& result, const std::stop_token& stop);
+    Outcome<Done> manyThere(std::vector<Travelling>& batch, const std::stop_token& stop);
+    void checkArrived(std::vector<Travelling>& batch, const std::vector<RemoteEntry>& arrived,
+                      const std::string& privatePath, const std::stop_token& stop);
+    Outcome<Done> placeMany(std::vector<Travelling>& batch, const std::string& privatePath,
+                            const std::stop_token& stop);
+    Outcome<Done> placeSome(const std::vector<Travelling*>& tops, const std::string& privatePath,
+                            std::set<std::string>& notPlaced, const std::stop_token& stop);
+    Outcome<Done> recoverMany(const JournalEntry& entry, const std::stop_token& stop);
+    Outcome<Done> manyHere(std::vector<Travelling>& batch, const std::stop_token& stop);
+    Outcome<Done> bringManyDown(std::vector<Travelling>& batch, const std::string& hidden,
+                                const std::stop_token& stop);
+    bool isWhole(const std::vector<Travelling>& batch, std::size_t first, std::size_t end) const;
+    void setPlaces(std::vector<Travelling>& batch, std::size_t top, const std::string& place) const;
+    Outcome<Done> prepareSingle(Travelling& item, const std::string& hidden, std::vector<Travelling*>& files,
+                                const std::stop_token& stop);
+    Outcome<Done> bringFilesDown(const std::vector<Travelling*>& files, const std::stop_token& stop);
+    Outcome<Done> placeManyHere(std::vector<Travelling>& batch, const std::stop_token& stop);
+    Outcome<Done> checkUnchangedThere(std::vector<Travelling>& batch, const std::stop_token& stop);
+    void removeOthers(const std::vector<Travelling>& batch) const;
 
     Outcome<RemoteRecord> moveThereIfFree(const std::string& from, const std::string& to, Shape shape,
                                           const std::stop_token& stop);

@@ -58,8 +58,8 @@ struct Quota {
 
 // A file on this machine under the name that it gets there.
 struct Upload {
-    std::string file; // absolute path, bytes
-    std::string name;
+    std::string file; // absolute path, bytes; "": a folder
+    std::string name; // a path, each folder of which comes before what is in it
 };
 
 class RemoteSpace {
@@ -81,6 +81,11 @@ class RemoteSpace {
     // Into a file of this machine, which is made or overwritten; its folder is there. `size` is what the
     // storage said, in bytes: the deadline follows from it.
     virtual Pending<Done> bringDown(const std::string& path, const std::string& file, std::uint64_t size) = 0;
+
+    // Folders of these names in a folder of the space, each with all that is in it, into a new folder of this
+    // machine. Some may have arrived when it fails.
+    virtual Pending<Done> bringDownAll(const std::string& folder, const std::vector<std::string>& names,
+                                       const std::string& place) = 0;
 
     virtual Pending<Done> moveFile(const std::string& path, const std::string& to) = 0;
     virtual Pending<Done> moveFolder(const std::string& path, const std::string& to) = 0;

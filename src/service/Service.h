@@ -88,8 +88,8 @@ class Service final : public sync_daemon::SyncDaemon {
     platform::Dictionary syncStatus() const override;
     Exclusion exclusionOfRemote(std::string_view remotePath) const override;
     Exclusion exclusionOfLocal(std::string_view localPath) const override;
-    // A pair that is not in step counts as one operation, "sync", an item that is to come into the cache folder
-    // as "cache".
+    // A pair that is not in step counts as one operation, "sync", an item that is to come into the cache
+    // folder as "cache".
     platform::Array pendingOperations() const override;
     bool isPendingLocally(std::string_view localPath) const override;
     bool isPendingRemotely(std::string_view remotePath) const override;

@@ -45,6 +45,11 @@ class WatchedSpace final : public RemoteSpace {
         told(Transfer{false, {}, path});
         return space.bringDown(path, file, size);
     }
+    Pending<Done> bringDownAll(const std::string& folder, const std::vector<std::string>& names,
+                               const std::string& place) override {
+        if (!names.empty()) told(Transfer{false, {}, folder + "/" + names.front()});
+        return space.bringDownAll(folder, names, place);
+    }
     Pending<Done> moveFile(const std::string& path, const std::string& to) override {
         return quietly().moveFile(path, to);
     }

@@ -175,6 +175,41 @@ TEST_P(PairOnEachStorage, KeepsTwoComputersInStep) {
         std::any_of(thrown.begin(), thrown.end(), [](const auto& item) { return item.second == "two"; }));
 }
 
+TEST_P(PairOnEachStorage, BringsManyNewItemsAtOnce) {
+    const std::string space = storage();
+    Computer one(place.path(), space, "one");
+    Computer two(place.path(), space, "two");
+    const std::vector<std::string> none;
+    const std::string odd = "[an] odd*, na{m}e? \\ \u00e4";
+    const auto writeMany = [&](Computer& who, const std::string& word) {
+        for (int i = 0; i < 12; ++i) {
+            const std::string name = word + std::to_string(i);
+            write(who / (odd + "/" + (i % 2 == 0 ? "deeper/" : "") + name), word + name);
+            write(who / name, name); // beside others, in a folder that is there
+        }
+        fs::create_directories(who / (odd + "/" + word));
+    };
+    writeMany(one, "first");
+    EXPECT_EQ(one.settle(), none);
+    EXPECT_EQ(two.settle(), none);
+    EXPECT_EQ(one.files(), two.files());
+    writeMany(two, "second"); // into folders that exist, on both sides
+    write(two / "new/with a link", "text");
+    EXPECT_EQ(two.settle(), none);
+    EXPECT_EQ(one.settle(), none);
+    EXPECT_EQ(one.files(), two.files());
+    EXPECT_EQ(one.files().size(), 55U);
+    // A name that somebody took meanwhile is left to him, and nothing of a batch that fails is left behind.
+    writeMany(one, "third");
+    writeMany(two, "third");
+    write(two / "third3", "another");
+    EXPECT_EQ(two.settle(), none);
+    EXPECT_EQ(one.settle(), none);
+    EXPECT_EQ(two.settle(), none);
+    EXPECT_EQ(one.files(), two.files());
+    EXPECT_EQ(one.files().at("third3"), "another");
+}
+
 TEST_P(PairOnEachStorage, AgreesAfterAnythingAndLosesNothing) {
     const std::string space = storage();
     std::mt19937 random(7);

@@ -36,6 +36,18 @@ Value filesIn(const std::filesystem::path& folder) {
     return Dictionary{{"type", "local"}, {"_root", folder.string()}};
 }
 
+constexpr milliseconds wholeDay{86'400'000};
+
+// A name as one of rclone's patterns that only it matches.
+std::string globOf(const std::string& name) {
+    std::string pattern;
+    for (const char sign : name) {
+        if (std::string_view("*?[]{}\\").find(sign) != std::string_view::npos) pattern += '\\';
+        pattern += sign;
+    }
+    return pattern;
+}
+
 std::optional<std::uint64_t> sizeOf(const std::string& file) {
     struct stat status {};
     if (::stat(file.c_str(), &status) != 0) return std::nullopt;
@@ -147,7 +159,11 @@ Pending<Done> RcloneSpace::bringUpAll(const std::vector<service::Upload>& files,
     std::error_code error;
     std::filesystem::create_directory(links, error);
     for (const service::Upload& upload : files) {
-        if (!error) std::filesystem::create_symlink(upload.file, links / upload.name, error);
+        if (error) break;
+        if (upload.file.empty())
+            std::filesystem::create_directory(links / upload.name, error);
+        else
+            std::filesystem::create_symlink(upload.file, links / upload.name, error);
         size += sizeOf(upload.file).value_or(0);
     }
     if (error) {
@@ -155,7 +171,8 @@ Pending<Done> RcloneSpace::bringUpAll(const std::vector<service::Upload>& files,
         std::filesystem::remove_all(links, ignored);
         return Pending<Done>(Failure{Trouble::full, error.message()});
     }
-    return order("sync/copy", {{"srcFs", linksIn(links)}, {"dstFs", folderStorage(folder)}},
+    return order("sync/copy",
+                 {{"srcFs", linksIn(links)}, {"dstFs", folderStorage(folder)}, {"createEmptySrcDirs", true}},
                  transferLimit(size) + milliseconds(100 * files.size()), links);
 }
 
@@ -167,6 +184,20 @@ Pending<Done> RcloneSpace::bringDown(const std::string& path, const std::string&
                   {"dstFs", filesIn(place.parent_path())},
                   {"dstRemote", place.filename().string()}},
                  transferLimit(size));
+}
+
+Pending<Done> RcloneSpace::bringDownAll(const std::string& folder, const std::vector<std::string>& names,
+                                        const std::string& place) {
+    platform::Array rules;
+    for (const std::string& name : names)
+        rules.emplace_back("/" + globOf(name) + "/**");
+    // Without a limit of its own: nobody knows how much it is, and a server that is silent ends it.
+    return order("sync/copy",
+                 {{"srcFs", folderStorage(folder)},
+                  {"dstFs", filesIn(place)},
+                  {"createEmptySrcDirs", true},
+                  {"_filter", Dictionary{{"IncludeRule", rules}}}},
+                 wholeDay);
 }
 
 Pending<Done> RcloneSpace::moveFile(const std::string& path, const std::string& to) {

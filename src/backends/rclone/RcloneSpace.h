@@ -34,6 +34,9 @@ class RcloneSpace final : public service::RemoteSpace {
                                                const std::string& folder) override;
     service::Pending<service::Done> bringDown(const std::string& path, const std::string& file,
                                               std::uint64_t size) override;
+    service::Pending<service::Done> bringDownAll(const std::string& folder,
+                                                 const std::vector<std::string>& names,
+                                                 const std::string& place) override;
     service::Pending<service::Done> moveFile(const std::string& path, const std::string& to) override;
     service::Pending<service::Done> moveFolder(const std::string& path, const std::string& to) override;
     service::Pending<service::Done> makeFolder(const std::string& path) override;

@@ -1,0 +1,237 @@
+// Many new items at once: their files travel in one go by way of a private folder and take their names
+// afterwards, new folders in one piece each. What is done for each of them singly in PairSync_operations.cpp
+// is done here for all, step by step, so that a storage is asked a few times in all and the disk waits once.
+#include "service/PairSync.h"
+#include "service/names.h"
+#include "service/pair_parts.h"
+#include "service/travelling.h"
+
+#include <algorithm>
+#include <deque>
+#include <set>
+
+namespace service {
+namespace {
+
+constexpr std::size_t fewest = 8; // files that are worth the way round
+constexpr std::size_t most = 10'000;
+// What is lost when a batch breaks off has to come again: larger files go singly.
+constexpr std::uint64_t largestFile = std::uint64_t{16} << 20U;
+constexpr std::uint64_t largestBatch = std::uint64_t{256} << 20U;
+constexpr std::size_t movesAtOnce = 4;
+// Between the look whether names are free and the last move to one of them not much time may pass.
+constexpr std::size_t movesAfterALook = 200;
+
+} // namespace
+
+// How many operations from this one on make a batch; 0: none.
+std::size_t PairSync::batchAt(const std::vector<Operation>& operations, std::size_t first) const {
+    std::size_t files = 0;
+    std::uint64_t bytes = 0;
+    std::size_t index = first;
+    const Side side = operations[first].side;
+    for (; index < operations.size() && index - first < most; ++index) {
+        const Operation& operation = operations[index];
+        if (operation.side != side || operation.replaces) break;
+        const bool canMove = features.moveFolder || side == Side::here;
+        if (operation.what == What::makeFolder && canMove) continue;
+        if (operation.what != What::put) break;
+        const auto found = view.find(operation.path);
+        if (found == view.end()) break;
+        const Held& held = found->second;
+        const bool has = side == Side::there ? held.here.has_value() : held.there.has_value();
+        if (!has || (side == Side::here && held.here)) break;
+        const std::uint64_t size = side == Side::there ? held.here->record.size : held.there->item.size;
+        if (size > largestFile || bytes + size > largestBatch) break;
+        bytes += size;
+        ++files;
+    }
+    return files >= fewest ? index - first : 0;
+}
+
+std::vector<PairSync::Travelling> PairSync::batchOf(const std::vector<Operation>& operations,
+                                                    std::size_t first, std::size_t count) const {
+    std::vector<Travelling> batch;
+    batch.reserve(count);
+    std::map<std::string, std::string> folders; // private names of the batch's folders, by key
+    for (std::size_t index = first; index < first + count; ++index) {
+        const Operation& operation = operations[index];
+        Travelling item{&operation, {}};
+        const std::string name =
+            lastOf(operation.side == Side::there ? pathThere(operation.path) : pathHere(operation.path));
+        const auto above = folders.find(parentOf(operation.path));
+        item.isTop = above == folders.end();
+        item.privateName = item.isTop ? std::to_string(index - first) : joined(above->second, name);
+        if (item.isFolder()) folders.emplace(operation.path, item.privateName);
+        batch.push_back(std::move(item));
+    }
+    return batch;
+}
+
+Outcome<Done> PairSync::performMany(const std::vector<Operation>& operations, std::size_t first,
+                                    std::size_t count, Round& result, const std::stop_token& stop) {
+    std::vector<Travelling> batch = batchOf(operations, first, count);
+    const auto done = operations[first].side == Side::there ? manyThere(batch, stop) : manyHere(batch, stop);
+    for (const Travelling& item : batch) {
+        if (done && item.isGood)
+            ++result.done;
+        else
+            ++result.postponed;
+    }
+    return done;
+}
+
+Outcome<Done> PairSync::manyThere(std::vector<Travelling>& batch, const std::stop_token& stop) {
+    std::vector<Upload> uploads;
+    for (Travelling& item : batch) {
+        const LocalItem& here = *view.at(item.key()).here;
+        item.item.shape = here.shape;
+        item.item.here = item.isFolder() ? folderRecord(here.record) : here.record;
+        item.item.hereName = lastOf(here.path);
+        item.item.thereName = lastOf(pathThere(item.key()));
+        if (!item.isFolder()) {
+            const auto digest = around.local.digest(here.path, here.record);
+            if (digest) item.item.digest = *digest;
+            item.isGood = static_cast<bool>(digest);
+        }
+        if (item.isGood)
+            uploads.push_back(
+                {item.isFolder() ? "" : (around.local.folder() / here.path).string(), item.privateName});
+    }
+    const std::string privatePath = newPrivatePath("up");
+    const auto up = around.space.bringUpAll(uploads, privatePath).wait(stop);
+    const auto arrived = up || up.failure().trouble == Trouble::other
+                             ? lookAtSpace(around.space, privatePath, {}, stop)
+                             : Outcome<std::vector<RemoteEntry>>(up.failure());
+    if (!arrived) {
+        (void)around.space.removeTree(privatePath).wait(stop);
+        return arrived.failure();
+    }
+    checkArrived(batch, *arrived, privatePath, stop);
+    const auto placed = placeMany(batch, privatePath, stop);
+    if (placed) (void)around.space.removeTree(privatePath).wait(stop);
+    return placed;
+}
+
+// What arrived whole, and has not changed here meanwhile, is good; the rest does not go into place.
+void PairSync::checkArrived(std::vector<Travelling>& batch, const std::vector<RemoteEntry>& arrived,
+                            const std::string& privatePath, const std::stop_token& stop) {
+    std::unordered_map<std::string, const RemoteEntry*> byName;
+    for (const RemoteEntry& entry : arrived)
+        byName.emplace(entry.path, &entry);
+    for (Travelling& item : batch) {
+        const auto found = byName.find(item.privateName);
+        const LocalItem& then = *view.at(item.key()).here;
+        const bool isThere = found != byName.end() && found->second->shape == item.item.shape;
+        if (isThere) item.item.there = recordOf(found->second->item);
+        if (item.isFolder()) {
+            item.isGood = isThere;
+            continue;
+        }
+        const auto now = around.local.lookAt(then.path);
+        item.isGood = item.isGood && isThere && found->second->item.size == then.record.size && now &&
+                      now->shape == Shape::file && now->record == then.record;
+        if (!item.isGood && found != byName.end() && !item.isTop)
+            (void)around.space.removeFile(joined(privatePath, item.privateName)).wait(stop);
+    }
+}
+
+Outcome<Done> PairSync::placeMany(std::vector<Travelling>& batch, const std::string& privatePath,
+                                  const std::stop_token& stop) {
+    JournalEntry entry;
+    entry.step = JournalEntry::Step::placeManyThere;
+    entry.privatePath = privatePath;
+    entry.item.shape = Shape::folder;
+    std::vector<Travelling*> tops;
+    for (Travelling& item : batch) {
+        if (!item.isGood) continue;
+        if (item.isTop) tops.push_back(&item);
+        entry.many.push_back({item.key(), pathThere(item.key()), item.item});
+    }
+    const std::int64_t number = around.store.begin(entry);
+    std::set<std::string> notPlaced; // with all below
+    for (std::size_t first = 0; first < tops.size(); first += movesAfterALook) {
+        const std::size_t end = std::min(first + movesAfterALook, tops.size());
+        const std::vector<Travelling*> some(tops.begin() + static_cast<std::ptrdiff_t>(first),
+                                            tops.begin() + static_cast<std::ptrdiff_t>(end));
+        if (const auto placed = placeSome(some, privatePath, notPlaced, stop); !placed)
+            return placed.failure(); // how far it came the journal tells, and a look at each place
+    }
+    std::vector<PathAndItem> agreed;
+    std::string skipped = "/"; // no key
+    for (Travelling& item : batch) {
+        if (item.isTop) skipped = notPlaced.contains(item.key()) ? item.key() : "/";
+        if (isAtOrBelow(item.key(), skipped)) item.isGood = false;
+        if (item.isGood) agreed.push_back({item.key(), std::move(item.item)});
+    }
+    around.store.finish(number, agreed);
+    return Done{};
+}
+
+Outcome<Done> PairSync::placeSome(const std::vector<Travelling*>& tops, const std::string& privatePath,
+                                  std::set<std::string>& notPlaced, const std::stop_token& stop) {
+    std::map<std::string, std::set<std::string>> taken; // names, by the folder in the space
+    for (const Travelling* item : tops) {
+        const std::string folder = parentOf(pathThere(item->key()));
+        if (taken.contains(folder)) continue;
+        const auto list = around.space.list(folder, false).wait(stop);
+        if (!list) return list.failure();
+        std::set<std::string>& names = taken[folder];
+        for (const RemoteItem& other : *list)
+            names.insert(faultOf(other.name) ? other.name : keyOf(other.name, features.foldsCase));
+    }
+    std::deque<Pending<Done>> underWay;
+    std::optional<Failure> failed;
+    const auto waitForOne = [&] {
+        const auto moved = underWay.front().wait(stop);
+        underWay.pop_front();
+        if (!moved) failed = moved.failure();
+    };
+    for (const Travelling* item : tops) {
+        const std::string to = pathThere(item->key());
+        if (taken[parentOf(to)].contains(keyOf(lastOf(to), features.foldsCase))) {
+            notPlaced.insert(item->key());
+            continue;
+        }
+        if (underWay.size() >= movesAtOnce) waitForOne();
+        if (failed) break;
+        const std::string from = joined(privatePath, item->privateName);
+        underWay.push_back(item->isFolder() ? around.space.moveFolder(from, to)
+                                            : around.space.moveFile(from, to));
+    }
+    while (!underWay.empty())
+        waitForOne();
+    if (failed) return *failed;
+    return Done{};
+}
+
+// What a kill left of a batch: what lies in its place as it went there is agreed on.
+Outcome<Done> PairSync::recoverMany(const JournalEntry& entry, const std::stop_token& stop) {
+    std::vector<PathAndItem> agreed;
+    std::map<std::string, std::map<std::string, RemoteItem>> folders;
+    for (const JournalEntry::Placed& placed : entry.many) {
+        const std::string folder = parentOf(placed.remotePath);
+        auto known = folders.find(folder);
+        if (known == folders.end()) {
+            known = folders.try_emplace(folder).first;
+            const auto list = around.space.list(folder, false).wait(stop);
+            if (!list && list.failure().trouble != Trouble::missing) return list.failure();
+            if (list)
+                for (const RemoteItem& item : *list)
+                    known->second.emplace(item.name, item);
+        }
+        const auto found = known->second.find(lastOf(placed.remotePath));
+        if (found == known->second.end()) continue;
+        const bool isFolder = found->second.kind == RemoteItem::Kind::folder;
+        const RemoteRecord record = recordOf(found->second);
+        if (isFolder != (placed.item.shape == Shape::folder) || record.size != placed.item.there.size ||
+            record.modified != placed.item.there.modified)
+            continue;
+        agreed.push_back({placed.path, placed.item});
+    }
+    (void)around.space.removeTree(entry.privatePath).wait(stop);
+    around.store.finish(entry.number, agreed);
+    return Done{};
+}
+
+} // namespace service
