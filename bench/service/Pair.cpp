@@ -122,16 +122,16 @@ void Log::write(platform::LogLevel, std::string_view line) {
     std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
 }
 
-backends::rclone::RemoteControl::Settings controlSettings(const support::StorageServers& servers) {
+backends::rclone::RemoteControl::Settings controlSettings(const std::string& configuration) {
     backends::rclone::RemoteControl::Settings settings;
     for (char** entry = environ; *entry; ++entry)
         settings.environment.emplace_back(*entry);
-    settings.environment.push_back("RCLONE_CONFIG=" + servers.configuration());
+    settings.environment.push_back("RCLONE_CONFIG=" + configuration);
     return settings;
 }
 
 Pair::Pair(const support::StorageServers& servers, const DiskFolder& disk, const std::string& name)
-    : folder(made(disk / name)), control(controlSettings(servers), log),
+    : folder(made(disk / name)), control(controlSettings(servers.configuration()), log),
       space(control, servers.storage("sftp"), disk / (name + "-links")), local(folder),
       store(disk / (name + ".db")), sync({space, local, store, trash, log, [this] { return now; },
                                           [] { return std::chrono::sys_seconds(std::chrono::seconds(0)); }},

@@ -82,7 +82,7 @@ class Pair {
     service::PairSync sync;
 };
 
-backends::rclone::RemoteControl::Settings controlSettings(const support::StorageServers& servers);
+backends::rclone::RemoteControl::Settings controlSettings(const std::string& configuration);
 
 // The helper program that speaks to the storage, a child of this process: MiB of resident memory.
 double helperMemory(const char* field);

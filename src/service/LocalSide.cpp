@@ -13,6 +13,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <dirent.h>
 #include <fcntl.h>
 #include <iterator>
@@ -157,9 +158,11 @@ void takeAlong(int from, int to) {
     }
 }
 
-// Whether nobody has the file open for writing: then a lease on reading is granted.
-bool isAtRest(int file) {
-    if (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) return errno != EAGAIN; // no leases here: nothing is known
+// Whether nobody has the file open for writing: then a lease on reading is granted. None: no leases here.
+std::optional<bool> isAtRest(int file) {
+    // Who opens the file just now makes the kernel send a signal: one that does nothing unless it is wanted.
+    ::fcntl(file, F_SETSIG, SIGURG);
+    if (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) return errno == EAGAIN ? std::optional(false) : std::nullopt;
     ::fcntl(file, F_SETLEASE, F_UNLCK);
     return true;
 }
@@ -250,6 +253,11 @@ std::optional<LocalItem> LocalSide::lookAt(const std::string& path) const {
     return error != 0 ? unknownItem(path, error) : itemOf(path, status);
 }
 
+bool LocalSide::isAtRest(const std::string& path) const {
+    const File file = openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK);
+    return file && service::isAtRest(*file).value_or(false);
+}
+
 Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& expected) const {
     const File file = openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOATIME);
     const File readable =
@@ -316,7 +324,8 @@ Outcome<LocalRecord> LocalSide::place(const std::filesystem::path& incoming, con
     if (replaced) {
         const File old = openBelow(*folder, name.c_str(), O_RDONLY | O_NONBLOCK);
         if (!old || !isPlanned(name.c_str())) return Failure{Trouble::missing, path + " has changed"};
-        if (!isAtRest(*old)) return Failure{Trouble::refused, path + " is being written"};
+        if (!service::isAtRest(*old).value_or(true))
+            return Failure{Trouble::refused, path + " is being written"};
         takeAlong(*old, *fresh);
     }
     if (::fsync(*fresh) != 0) return failureOf(errno, path);

@@ -67,6 +67,8 @@ class LocalSide {
     // One item; none when it is not there. An error is unknown.
     std::optional<LocalItem> lookAt(const std::string& path) const;
 
+    // Whether nobody has the file open for writing; false also where the system cannot tell.
+    bool isAtRest(const std::string& path) const;
     // The content's digest. Fails when the file is not as the record says, before or after.
     Outcome<Digest> digest(const std::string& path, const LocalRecord& expected) const;
 

@@ -66,7 +66,11 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
     Round result;
     const auto names = look(result, stop);
     if (!names) return names.failure();
-    const std::vector<Operation> operations = plan(*names);
+    return carryOut(plan(*names), std::move(result), stop);
+}
+
+Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operations, Round result,
+                                            const std::stop_token& stop) {
     for (std::size_t index = 0; index < operations.size(); ++index) {
         const Operation& operation = operations[index];
         if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
@@ -261,12 +265,12 @@ Name PairSync::nameOf(const OnBothSides& sides, const std::optional<AgreedItem>&
     const auto isAsAgreed = [&](std::size_t side) {
         return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
     };
-    const bool isDeletion = known && (!sides.here || !sides.there);
     if (isAsAgreed(0) && isAsAgreed(1)) {
         rests.erase(key);
-    } else if (!isRested(key, {sides.here, sides.there}, isDeletion)) {
+    } else if (const auto left = restLeft(key, sides, known); left.count() > 0) {
         name.seen[sides.here ? 0 : 1].shape = Shape::unknown;
         round.restless = true;
+        round.restFor = std::min(round.restFor, left);
     }
     return name;
 }
@@ -276,7 +280,9 @@ AgreedItem& PairSync::renewedOf(const std::string& key, const AgreedItem& agreed
     return renewed.back().item;
 }
 
-bool PairSync::isRested(const std::string& key, const Held& held, bool isDeletion) {
+// How long a name has to go on as it is before it counts.
+std::chrono::milliseconds PairSync::restLeft(const std::string& key, const OnBothSides& held,
+                                             const std::optional<AgreedItem>& known) {
     std::string record;
     if (held.here && held.here->shape == Shape::file) {
         const LocalRecord& now = held.here->record;
@@ -293,9 +299,32 @@ bool PairSync::isRested(const std::string& key, const Held& held, bool isDeletio
     const auto now = around.now();
     Rest& rest = rests.try_emplace(key, Rest{record, now}).first->second;
     if (rest.record != record) rest = {record, now};
-    const auto precision = std::chrono::milliseconds(held.there ? 2 * features.precision / 1'000'000 : 0);
-    const auto needed = isDeletion ? settings.restOfDeletions : std::max(settings.rest, precision);
-    return now - rest.since >= needed;
+    const auto rested = std::chrono::floor<std::chrono::milliseconds>(now - rest.since);
+    const auto needed = restOf(held, known);
+    if (needed - rested <= std::chrono::milliseconds(0) || !isSaved(held, known)) return needed - rested;
+    // Who saves again and again gets the longer rest from the second time on.
+    const auto last = hurried.find(key);
+    if (last != hurried.end() && now - last->second < settings.betweenHurries) return needed - rested;
+    if (rested < settings.restOfSaved) return settings.restOfSaved - rested;
+    hurried[key] = now;
+    return {};
+}
+
+std::chrono::milliseconds PairSync::restOf(const OnBothSides& sides,
+                                           const std::optional<AgreedItem>& known) const {
+    if (known && (!sides.here || !sides.there)) return settings.restOfDeletions;
+    const auto precision = std::chrono::milliseconds(sides.there ? 2 * features.precision / 1'000'000 : 0);
+    return std::max(settings.rest, precision);
+}
+
+// Whether the file here is a new version of the agreed one, the whole of it, that nothing else came with:
+// nobody has it open for writing. Where times of change are whole seconds they tell too little.
+bool PairSync::isSaved(const OnBothSides& sides, const std::optional<AgreedItem>& known) const {
+    if (!known || known->shape != Shape::file || !sides.here || sides.here->shape != Shape::file ||
+        !sides.there || sides.there->shape != Shape::file)
+        return false;
+    return known->there == recordOf(sides.there->item) && sides.here->record.changed % 1'000'000'000 != 0 &&
+           around.local.isAtRest(sides.here->path);
 }
 
 Seen PairSync::seenHere(const std::string& key, const LocalItem& item,

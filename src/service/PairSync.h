@@ -49,6 +49,10 @@ class PairSync {
         std::string host;         // in the names of conflict copies
         std::chrono::milliseconds rest{2000};
         std::chrono::milliseconds restOfDeletions{30000};
+        // Of a new version of a file that nobody has open any more: longer than the clock of file systems
+        // stands still. Not more often than this for one file.
+        std::chrono::milliseconds restOfSaved{50};
+        std::chrono::milliseconds betweenHurries{10000};
         LocalSide::IsLeftOut isLeftOut; // by path here, which is also asked with keys of the storage
     };
     struct Problem {
@@ -59,6 +63,8 @@ class PairSync {
         std::size_t done = 0;      // operations
         std::size_t postponed = 0; // something changed, or a side was in the way: again
         bool restless = false;     // something has to rest before it counts
+        // How long the soonest of what has to rest has to go on resting; without meaning but for restless.
+        std::chrono::milliseconds restFor{std::chrono::hours(1)};
         std::vector<Problem> problems;
         // Nothing is left to do but for the problems.
         bool isInStep() const { return done == 0 && postponed == 0 && !restless; }
@@ -68,6 +74,11 @@ class PairSync {
 
     // A failure says that a side cannot be looked at, or is not the one that it was: nothing was done then.
     Outcome<Round> round(const std::stop_token& stop);
+
+    // The same for files of these paths here alone, without a look at the rest: a saved file must not wait
+    // for a look at everything. None when that does not tell enough, as when something is gone or is a
+    // folder: a whole round has to follow. To be called after a round that left both sides in step.
+    Outcome<std::optional<Round>> roundOf(const std::set<std::string>& paths, const std::stop_token& stop);
 
   private:
     class Compared;
@@ -88,12 +99,21 @@ class PairSync {
 
     Outcome<Done> checkMarks();
     void recover(const std::stop_token& stop);
+    using Names = std::map<std::string, Name, bool (*)(std::string_view, std::string_view)>;
+    Outcome<bool> lookAtFile(const std::string& path, Names& names, Round& round,
+                             const std::stop_token& stop);
+    std::optional<OnBothSides> folderAbove(const std::string& path, Names& names, Round& round);
+    Outcome<Round> carryOut(const std::vector<Operation>& operations, Round result,
+                            const std::stop_token& stop);
     Outcome<std::vector<Name>> look(Round& round, const std::stop_token& stop);
     Name nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& agreed, Round& round);
     AgreedItem& renewedOf(const std::string& key, const AgreedItem& agreed);
     Seen seenHere(const std::string& key, const LocalItem& item, const std::optional<AgreedItem>& agreed);
     Seen seenThere(const std::string& key, const RemoteEntry& entry, const std::optional<AgreedItem>& agreed);
-    bool isRested(const std::string& key, const Held& held, bool isDeletion);
+    std::chrono::milliseconds restLeft(const std::string& key, const OnBothSides& held,
+                                       const std::optional<AgreedItem>& known);
+    std::chrono::milliseconds restOf(const OnBothSides& sides, const std::optional<AgreedItem>& known) const;
+    bool isSaved(const OnBothSides& sides, const std::optional<AgreedItem>& known) const;
 
     Outcome<Done> perform(const Operation& operation, const std::stop_token& stop);
     Outcome<Done> putThere(const std::string& key, bool replaces, const std::stop_token& stop);
@@ -153,6 +173,8 @@ class PairSync {
     std::unordered_map<std::string, Learned> learnedHere;
     std::unordered_map<std::string, Learned> learnedThere;
     std::unordered_map<std::string, Rest> rests;
+    // When a saved file went up without a longer rest, by key.
+    std::unordered_map<std::string, std::chrono::steady_clock::time_point> hurried;
     std::uint64_t lastPrivate = 0;
     std::string privateWord; // makes the private names of this process its own
 };

@@ -160,12 +160,10 @@ Outcome<Done> PairSync::checkUnchangedHere(const std::string& key) {
 Outcome<Done> PairSync::putThere(const std::string& key, bool replaces, const std::stop_token& stop) {
     const LocalItem item = *view.at(key).here;
     const std::string path = pathThere(key);
-    const auto digest = around.local.digest(item.path, item.record);
-    if (!digest) return digest.failure();
-
     const std::string privatePath = newPrivatePath(uploadFolder);
-    const auto up =
-        around.space.bringUp((around.local.folder() / item.path).string(), privatePath).wait(stop);
+    auto goingUp = around.space.bringUp((around.local.folder() / item.path).string(), privatePath);
+    const auto digest = around.local.digest(item.path, item.record); // meanwhile
+    const auto up = digest ? goingUp.wait(stop) : Outcome<Done>(digest.failure());
     const auto after = around.local.lookAt(item.path);
     if (!up || !after || !(after->record == item.record)) {
         (void)around.space.removeFile(privatePath).wait(stop);

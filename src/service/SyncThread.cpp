@@ -19,6 +19,8 @@ using std::chrono::milliseconds;
 
 // Events come in bursts, and each look lists the space.
 constexpr milliseconds betweenEventLooks{500};
+// More changes than this are looked at as a whole.
+constexpr std::size_t mostFiles = 64;
 // Of many small files each is on its way for a moment only: not every one is told.
 constexpr milliseconds betweenTransfersTold{20};
 
@@ -103,7 +105,12 @@ void SyncThread::ask() {
 void SyncThread::noticed(const platform::DirectoryEvent& event) {
     if (!event.isLost && (hasPrivateName(event.directory) || isPrivate(event.name))) return;
     const std::lock_guard guard(lock);
-    newFolders.insert(event.isLost ? settings.localRoot : event.directory + "/" + event.name);
+    const std::string path = event.directory + "/" + event.name;
+    newFolders.insert(event.isLost ? settings.localRoot : path);
+    if (event.isLost || changed.size() >= mostFiles || !path.starts_with(settings.localRoot + "/"))
+        isMuchChanged = true;
+    else
+        changed.insert(path.substr(settings.localRoot.size() + 1));
     isNoticed = true;
     wake.notify_all();
 }
@@ -138,11 +145,18 @@ bool SyncThread::waitForTurn(const std::stop_token& stop) {
     std::unique_lock guard(lock);
     while (!stop.stop_requested()) {
         const bool listens = isNoticed && !holdsEvents;
-        const auto next = listens ? std::min(due, soonest) : due;
+        const bool canHurry = wasInStep && !isMuchChanged && !isAsked;
+        auto next = listens ? std::min(due, canHurry ? soonestFiles : soonest) : due;
+        if (!files.empty()) next = std::min(next, filesDue);
         const bool isDue = isAsked || Clock::now() >= next;
         if (!isPaused && isDue) {
             if (listens) waits.reset();
-            isAsked = isNoticed = false;
+            if (listens) files.merge(std::exchange(changed, {}));
+            isHurried = canHurry && Clock::now() < due && files.size() <= mostFiles;
+            if (!isHurried) files.clear();
+            if (!isHurried || listens) isNoticed = isMuchChanged = false;
+            if (!isHurried) changed.clear();
+            isAsked = false;
             current = std::stop_source();
             return true;
         }
@@ -183,6 +197,12 @@ Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
         watchNewFolders();
         readExclusions();
         readWanted();
+        if (isHurried) {
+            auto some = parts->sync.roundOf(files, stop);
+            if (!some) return some.failure();
+            if (*some) return std::move(**some);
+            isHurried = false;
+        }
         return parts->sync.round(stop);
     } catch (const fs::filesystem_error& error) {
         return Failure{Trouble::missing, "the folder cannot be opened: " + error.code().message()};
@@ -295,10 +315,15 @@ bool SyncThread::isLeftOut(const std::string& path) const {
 
 void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took) {
     using Came = Waits::Came;
+    const bool wasHurried = std::exchange(isHurried, false) && outcome && outcome->postponed == 0;
+    if (!wasHurried) {
+        files.clear();
+        wasInStep = outcome && outcome->isInStep() && !settings.wanted;
+    }
     PairState next;
     Came came = Came::trouble;
     if (outcome) {
-        next.problems = outcome->problems;
+        next.problems = wasHurried ? state()->problems : outcome->problems;
         if (outcome->isInStep()) {
             came = Came::nothing;
             next.phase = PairState::Phase::inStep;
@@ -314,8 +339,12 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
     bool wasPaused = false;
     {
         const std::lock_guard guard(lock);
-        const Waits::Duration wait = waits.after(came, took);
-        due = Clock::now() + wait;
+        if (wasHurried) {
+            settleFiles(*outcome);
+        } else {
+            due = Clock::now() + waits.after(came, took);
+            lastLook = took;
+        }
         soonest = Clock::now() + std::max<Waits::Duration>(betweenEventLooks, 2 * took);
         wasPaused = isPaused;
     }
@@ -330,6 +359,17 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
             around.log.error(settings.localRoot, ": ", std::string_view(next.reason));
     }
     publish(std::move(next));
+}
+
+// When the files have to be looked at again; the lock is held. Nothing but the files was looked at, so that
+// the next look at everything stays due, and comes soon where something changes.
+void SyncThread::settleFiles(const PairSync::Round& round) {
+    const auto now = Clock::now();
+    const auto rest = round.done > 0 ? std::chrono::milliseconds(0) : round.restFor;
+    if (round.isInStep()) files.clear();
+    filesDue = now + rest;
+    soonestFiles = round.restless ? now + std::min<milliseconds>(rest, betweenEventLooks) : now;
+    due = std::min(due, now + std::max<Waits::Duration>(std::chrono::minutes(1), 10 * lastLook));
 }
 
 void SyncThread::publish(PairState next) {

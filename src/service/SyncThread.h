@@ -97,6 +97,7 @@ class SyncThread {
     std::optional<std::string> keyOfRemote(const std::string& remotePath) const;
     void watchNewFolders();
     bool isLeftOut(const std::string& path) const;
+    void settleFiles(const PairSync::Round& round);
     void settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took);
     void publish(PairState next);
     void tell(const std::optional<Transfer>& transfer);
@@ -116,9 +117,17 @@ class SyncThread {
     bool isPaused = false;
     Waits waits;
     std::set<std::string> newFolders;
+    std::set<std::string> changed; // what events told of, relative to the local root
+    bool isMuchChanged = false;    // more than that
 
     // Of the thread alone.
     std::unique_ptr<Parts> parts;
+    bool wasInStep = false;      // after the last whole round
+    bool isHurried = false;      // the round in hand is one of `files` alone
+    std::set<std::string> files; // relative to the local root; none is left when they are in step
+    Waits::Duration lastLook{};
+    Clock::time_point filesDue{};
+    Clock::time_point soonestFiles{}; // for what events ask
     bool foldsCase = false;
     std::vector<std::string> excludedKeys; // relative to the pair
     std::set<std::string, std::less<>> wantedKeys;
