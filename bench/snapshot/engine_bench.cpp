@@ -3,8 +3,8 @@
 //     snapshot_engine_bench [--trees FOLDER] [--processor-time] [ROW…]
 //
 // The trees are made in a temporary folder beside the build, or kept in FOLDER; a million files take some
-// minutes. Rows are scan, threads, cold, digests, compare, memory, growth (all when none is given). Ends with
-// 1 when a ratio misses its limit.
+// minutes. Rows are scan, threads, cold, quick, digests, compare, memory, growth (all when none is given).
+// Ends with 1 when a ratio misses its limit.
 
 #include "bench/snapshot/bound_tree.h"
 #include "bench/snapshot/measure.h"
@@ -12,6 +12,7 @@
 #include "bench/snapshot/trees.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
+#include "snapshot/DSQuickLook.h"
 #include "snapshot/scan/scan.h"
 
 #include <sys/statvfs.h>
@@ -150,6 +151,33 @@ void comparison() {
         printRatio("compare A with 2 % changed", "watchdog", medians[0], peer, peer / medians[0], 100, false);
 }
 
+// A look again at a tree in which nothing changed, beside a whole scan of it.
+void quickLooks() {
+    const auto lookAgain = [](const std::string& tree, int32_t kind) {
+        return [tree, kind] {
+            DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
+            DSEvidence* evidence = DSEvidenceCreate();
+            DSNodeLookAgain(root, evidence, tree.c_str(), DSQuickLookItems);
+            const double start = now();
+            DSNodeLookAgain(root, evidence, tree.c_str(), kind);
+            return now() - start;
+        };
+    };
+    const auto row = [&](const char* title, const TreeKind& treeKind, int32_t look, double limit,
+                         int rounds) {
+        const std::string tree = treeAt(folder, treeKind);
+        compare(title,
+                {{"engine", lookAgain(tree, look)},
+                 {"scan, 1 thread", engineScan(tree, 1).run, limit, true},
+                 {"scan, all threads", engineScan(tree, snapshot::kScanThreads).run}},
+                rounds);
+    };
+    row("look at the structure of A", kTreeA, DSQuickLookStructure, 1.0 / 12, 5);
+    row("look at the items of A", kTreeA, DSQuickLookItems, 0.75, 5);
+    row("look at the structure of C", kTreeC, DSQuickLookStructure, 1.0 / 12, kRoundsOfC);
+    row("look at the items of C", kTreeC, DSQuickLookItems, 0.75, kRoundsOfC);
+}
+
 double heapBytes() {
     struct mallinfo2 info = mallinfo2();
     return static_cast<double>(info.arena + info.hblkhd - info.fordblks);
@@ -251,8 +279,8 @@ void growth() {
 
 int main(int argumentCount, char** arguments) {
     const std::pair<const char*, void (*)()> all[] = {
-        {"scan", scans},         {"threads", scansAhead}, {"cold", coldScans}, {"digests", digests},
-        {"compare", comparison}, {"memory", memory},      {"growth", growth}};
+        {"scan", scans},      {"threads", scansAhead}, {"cold", coldScans}, {"quick", quickLooks},
+        {"digests", digests}, {"compare", comparison}, {"memory", memory},  {"growth", growth}};
     std::vector<std::string> words(arguments + 1, arguments + argumentCount);
     std::set<std::string> rows;
     for (size_t i = 0; i < words.size(); i++) {
@@ -265,7 +293,7 @@ int main(int argumentCount, char** arguments) {
         } else {
             fprintf(stderr,
                     "usage: %s [--trees FOLDER] [--processor-time] "
-                    "[scan|threads|cold|digests|compare|memory|growth]...\n",
+                    "[scan|threads|cold|quick|digests|compare|memory|growth]...\n",
                     arguments[0]);
             return 2;
         }

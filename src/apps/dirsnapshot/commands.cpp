@@ -116,6 +116,15 @@ ExitCode scan(const std::string& directory, const Source& target, bool recursive
     return codeOf(saved && tree.complete);
 }
 
+ExitCode scanSince(const std::string& directory, const Source& target, const Source& older,
+                   bool structureOnly) {
+    snapshot::Evidence evidence;
+    LoadedTree tree = lookAgain(directory, older.path, older.type, structureOnly, evidence);
+    if (tree.root == nullptr) return kTrouble;
+    const bool saved = saveSnapshot(tree.root.get(), target.path, target.type);
+    return codeOf(saved && saveEvidence(evidence, target.path) && tree.complete);
+}
+
 ExitCode list(const Source& source, const std::string& path, bool recursive, bool json) {
     LoadedTree tree = scanOrLoad(source.path, source.type);
     if (tree.root == nullptr) return kTrouble;

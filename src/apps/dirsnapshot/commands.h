@@ -22,6 +22,9 @@ struct Source {
 };
 
 ExitCode scan(const std::string& directory, const Source& target, bool recursive);
+// Takes what the older snapshot knows, and leaves the evidence for the next time beside the new one.
+ExitCode scanSince(const std::string& directory, const Source& target, const Source& older,
+                   bool structureOnly);
 ExitCode list(const Source& source, const std::string& path, bool recursive, bool json);
 ExitCode diff(const Source& older, const Source& newer, bool json);
 

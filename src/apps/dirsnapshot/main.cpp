@@ -42,6 +42,7 @@ struct Arguments {
     std::vector<std::string> files;
     bool recursive = false;
     bool noRecursive = false;
+    bool structure = false;
     bool json = false;
     bool hidden = false;
     bool hashes = false;
@@ -115,12 +116,28 @@ class CommandLine {
 
     void addScan() {
         CLI::App* scanning = add("scan", "Take a snapshot of a directory and save it.", [this] {
-            return scan(_is.first, {_is.second, _is.to.empty() ? "flat" : _is.to}, !_is.noRecursive);
+            const Source target{_is.second, _is.to.empty() ? "flat" : _is.to};
+            return _is.third.empty() ? scan(_is.first, target, !_is.noRecursive)
+                                     : scanSince(_is.first, target, {_is.third, _is.from}, _is.structure);
         });
         scanning->add_option("DIR", _is.first, "The directory")->required();
         scanning->add_option("-o", _is.second, "Where to save the snapshot")->type_name("FILE")->required();
         addType(scanning, "--type", _is.to, kWriteType);
-        scanning->add_flag("--no-recursive", _is.noRecursive, "Only the directory's own entries");
+        CLI::Option* whole =
+            scanning->add_flag("--no-recursive", _is.noRecursive, "Only the directory's own entries");
+        CLI::Option* since =
+            scanning
+                ->add_option("--since", _is.third,
+                             "Read only the directories that changed since this snapshot of the same "
+                             "directory; FILE.evidence, for the next time, is written too. One that is not "
+                             "there makes it a whole scan")
+                ->type_name("OLD")
+                ->excludes(whole);
+        scanning
+            ->add_flag("--structure", _is.structure,
+                       "Look at directories alone: what was added, removed or renamed is found, a file "
+                       "that was written in place keeps its old size and times")
+            ->needs(since);
     }
     void addList() {
         CLI::App* listing = add("ls", "List what a snapshot holds below a directory.", [this] {

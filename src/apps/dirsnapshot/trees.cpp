@@ -50,6 +50,25 @@ bool allReadable(const std::string& path, const DSNode* root, bool recursive) {
     return readable;
 }
 
+// Whether all of a scan is in the tree; what is missing is said.
+bool isComplete(const std::string& path, const std::string& absolute, const DSNode* root, bool recursive,
+                bool isWhole) {
+    if (!allReadable(absolute, root, recursive)) return false;
+    if (!isWhole) complain(path, "only a part could be read");
+    return isWhole;
+}
+
+// Empty after a message.
+std::string absoluteDirectory(const std::string& path) {
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    if (!error && !std::filesystem::is_directory(absolute, error) && !error)
+        error = std::make_error_code(std::errc::not_a_directory);
+    if (!error) return absolute;
+    complain(path, error.message());
+    return {};
+}
+
 // A database may be named as the file that it is: "s.db" is the one of the snapshot "s".
 constexpr std::string_view kDatabaseSuffix = ".db";
 
@@ -66,6 +85,15 @@ std::string withoutSuffix(const std::string& file) {
                                                       : file;
 }
 
+bool isThere(const std::string& snapshot) {
+    std::error_code error;
+    return std::filesystem::exists(snapshot, error) ||
+           std::filesystem::exists(snapshot + std::string(kDatabaseSuffix), error);
+}
+
+// The same file for a snapshot as text and for its database: it is taken for the one that it was made of.
+std::string evidenceOf(const std::string& snapshot) { return withoutSuffix(snapshot) + ".evidence"; }
+
 } // namespace
 
 void complain(std::string_view subject, std::string_view what) {
@@ -74,14 +102,8 @@ void complain(std::string_view subject, std::string_view what) {
 }
 
 LoadedTree scanDirectory(const std::string& path, bool recursive) {
-    std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(path, error);
-    if (!error && !std::filesystem::is_directory(absolute, error) && !error)
-        error = std::make_error_code(std::errc::not_a_directory);
-    if (error) {
-        complain(path, error.message());
-        return {};
-    }
+    const std::string absolute = absoluteDirectory(path);
+    if (absolute.empty()) return {};
     Progress progress;
     DSSnapshotOptions options{};
     options.recursive = recursive ? 1 : 0;
@@ -95,12 +117,30 @@ LoadedTree scanDirectory(const std::string& path, bool recursive) {
     snapshot::takeSnapshot(absolute.c_str(), tree.root.get(), &options, snapshot::kScanThreads,
                            snapshot::Callback::onlyWatches, &isWhole);
     progress.clear();
-    tree.complete = allReadable(absolute, tree.root.get(), recursive);
-    if (tree.complete && !isWhole) {
-        complain(path, "only a part could be read");
-        tree.complete = false;
-    }
+    tree.complete = isComplete(path, absolute, tree.root.get(), recursive, isWhole);
     return tree;
+}
+
+LoadedTree lookAgain(const std::string& path, const std::string& older, const StoreType& type,
+                     bool structureOnly, snapshot::Evidence& evidence) {
+    const std::string absolute = absoluteDirectory(path);
+    if (absolute.empty()) return {};
+    LoadedTree tree;
+    if (isThere(older)) tree = loadSnapshot(older, type);
+    if (tree.root == nullptr || !tree.complete) tree.root = snapshot::emptyTree();
+    evidence.reset(DSEvidenceLoad(evidenceOf(older).c_str(), tree.root.get()));
+    const int32_t look = structureOnly ? DSQuickLookStructure : DSQuickLookItems;
+    const bool isWhole = DSNodeLookAgain(tree.root.get(), evidence.get(), absolute.c_str(), look) == 0;
+    tree.complete = isComplete(path, absolute, tree.root.get(), true, isWhole);
+    return tree;
+}
+
+bool saveEvidence(const snapshot::Evidence& evidence, const std::string& path) {
+    const std::string file = evidenceOf(path);
+    errno = 0;
+    if (DSEvidenceSave(evidence.get(), file.c_str()) == 0) return true;
+    complain(file, errno != 0 ? strerror(errno) : "cannot be written");
+    return false;
 }
 
 LoadedTree loadSnapshot(const std::string& named, const StoreType& type) {

@@ -21,6 +21,14 @@ struct LoadedTree {
 // A snapshot of a directory, with progress on standard error while that is a terminal.
 LoadedTree scanDirectory(const std::string& path, bool recursive);
 
+// The same by a look that takes from an older snapshot, and the evidence beside it, what cannot have changed.
+// One that is not there makes it a whole scan. `evidence` is this look's then.
+LoadedTree lookAgain(const std::string& path, const std::string& older, const StoreType& type,
+                     bool structureOnly, snapshot::Evidence& evidence);
+
+// Beside the store, for the next look. Said on standard error when it cannot be written.
+bool saveEvidence(const snapshot::Evidence& evidence, const std::string& path);
+
 LoadedTree loadSnapshot(const std::string& path, const StoreType& type);
 
 // A directory is scanned, anything else is loaded.

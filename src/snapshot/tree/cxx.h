@@ -3,6 +3,7 @@
 #pragma once
 
 #include "snapshot/DSNode.h"
+#include "snapshot/DSQuickLook.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -16,6 +17,11 @@ struct DestroyTree {
 using Tree = std::unique_ptr<DSNode, DestroyTree>;
 
 inline Tree emptyTree() { return Tree(DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory)); }
+
+struct DestroyEvidence {
+    void operator()(DSEvidence* evidence) const { DSEvidenceDestroy(evidence); }
+};
+using Evidence = std::unique_ptr<DSEvidence, DestroyEvidence>;
 
 struct FreeText {
     void operator()(char* text) const { std::free(text); }
