@@ -51,17 +51,16 @@ TEST_F(DirsnapshotTool, ScansListsAndConverts) {
     ASSERT_TRUE(hashes && hashes->array() && hashes->array()->size() == 5);
     EXPECT_EQ(*find(*hashes->array()->at(1).dictionary(), "path"), platform::Value("/a.txt"));
 
-    for (const char* silent :
-         {"convert s q --from flat --to sync", "convert q r --from sync --to flat",
-          "scan t -o n --type backup --no-recursive", "scan t -o all", "diff all t",
-          "scan t -o again --since again", "scan t -o again.db --type sync --since again",
-          "scan t -o again --since again.db --structure", "diff again t"}) {
+    for (const char* silent : {"convert s q --from flat --to sync", "convert q r --from sync --to flat",
+                               "scan t -o n --type backup --no-recursive", "scan t -o all", "diff all t",
+                               "scan t -o again --since again", "scan t -o other --type sync --since again",
+                               "scan t -o last --since other --structure", "diff last t"}) {
         const Finished run = tool(silent);
         EXPECT_EQ(run.code, 0) << silent;
         EXPECT_EQ(run.output + support::contentOf("said"), "") << silent;
     }
     EXPECT_EQ(support::contentOf("r"), snapshot);
-    EXPECT_EQ(support::contentOf("again.evidence").size(), 24U + 4 * 40);
+    EXPECT_EQ(support::contentOf("last.evidence").size(), 24U + 4 * 40);
     EXPECT_EQ(tool("ls n d --json").output, "[]\n");
 }
 
