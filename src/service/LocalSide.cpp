@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <iterator>
@@ -25,8 +26,9 @@
 namespace service {
 namespace {
 
-constexpr const char* markFile = "root"; // in the private folder
-constexpr std::size_t markLength = 32;   // hexadecimal digits
+constexpr const char* markFile = "root";   // in the private folder
+constexpr const char* keptFolder = "kept"; // in the same
+constexpr std::size_t markLength = 32;     // hexadecimal digits
 
 class File {
   public:
@@ -305,8 +307,8 @@ Outcome<std::filesystem::path> LocalSide::incoming(const std::string& path) cons
     return root / joined(place, std::string(privatePrefix) + "-in-" + randomHex());
 }
 
-Outcome<LocalRecord> LocalSide::place(const std::filesystem::path& incoming, const std::string& path,
-                                      const std::optional<LocalRecord>& replaced) const {
+Outcome<LocalSide::Placed> LocalSide::place(const std::filesystem::path& incoming, const std::string& path,
+                                            const std::optional<LocalRecord>& replaced) const {
     std::string name;
     const File folder(openFolderOf(path, name));
     if (!folder) return failureOf(errno, path);
@@ -351,13 +353,15 @@ Outcome<LocalRecord> LocalSide::place(const std::filesystem::path& incoming, con
     ::fsync(*folder);
     struct statx status {};
     if (const int error = statusOf(*fresh, "", status)) return failureOf(error, path);
+    Placed placed{recordOf(status), {}};
     if (replaced) {
         const std::size_t slash = path.rfind('/');
         // Where it cannot be kept (another file system below the folder) it stays beside, under its private
         // name.
-        (void)keep(joined(slash == std::string::npos ? "" : path.substr(0, slash), hidden));
+        placed.kept = joined(slash == std::string::npos ? "" : path.substr(0, slash), hidden);
+        if (const auto kept = keep(placed.kept)) placed.kept = *kept;
     }
-    return recordOf(status);
+    return placed;
 }
 
 Outcome<Done> LocalSide::makePrivateFolder(const std::string& path) const {
@@ -391,17 +395,65 @@ Outcome<Done> LocalSide::move(const std::string& path, const std::string& to) co
     return Done{};
 }
 
-Outcome<Done> LocalSide::keep(const std::string& path) const {
+Outcome<std::string> LocalSide::keep(const std::string& path) const {
     const std::string prefix(privatePrefix);
-    const std::string kept = joined(prefix, "kept");
+    const std::string kept = joined(prefix, keptFolder);
     if (::mkdirat(rootFile, prefix.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, prefix);
     if (::mkdirat(rootFile, kept.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, kept);
     const std::size_t slash = path.rfind('/');
     std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
     const auto now =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch());
-    return move(path, joined(kept, std::to_string(now.count()) + "-" + randomHex().substr(0, 8) + "-" +
-                                       name.substr(0, 200)));
+    const std::string place = joined(kept, std::to_string(now.count()) + "-" + randomHex().substr(0, 8) +
+                                               "-" + name.substr(0, 200));
+    if (const auto moved = move(path, place); !moved) return moved.failure();
+    return place;
+}
+
+bool LocalSide::isBeingWritten(const std::string& path) const {
+    const File file = openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK);
+    return file && !service::isAtRest(*file).value_or(true);
+}
+
+void LocalSide::removeKept(std::chrono::sys_seconds before) const {
+    const std::string folder = joined(std::string(privatePrefix), keptFolder);
+    File opened = openBelow(rootFile, folder.c_str(), O_RDONLY | O_DIRECTORY);
+    const std::unique_ptr<DIR, DirectoryCloser> stream(opened ? ::fdopendir(*opened) : nullptr);
+    if (!stream) return;
+    const int number = opened.release();
+    const std::int64_t oldest = before.time_since_epoch().count();
+    std::vector<std::string> old;
+    while (const dirent* const entry = ::readdir(stream.get())) {
+        struct statx status {};
+        if (*entry->d_name == '.' || statusOf(number, entry->d_name, status) != 0) continue;
+        if (std::strtoll(entry->d_name, nullptr, 10) < oldest && status.stx_ctime.tv_sec < oldest)
+            old.emplace_back(entry->d_name);
+    }
+    std::error_code ignored;
+    for (const std::string& name : old) // folders too, where the desktop had no trash for them
+        std::filesystem::remove_all(root / folder / name, ignored);
+}
+
+void LocalSide::removeLeftovers(std::chrono::sys_seconds before, const std::stop_token& stop) const {
+    const std::string prefix = std::string(privatePrefix) + "-";
+    std::vector<std::string> folders{""};
+    while (!folders.empty() && !stop.stop_requested()) {
+        const std::string folder = std::move(folders.back());
+        folders.pop_back();
+        File opened = openBelow(rootFile, folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
+        const std::unique_ptr<DIR, DirectoryCloser> stream(opened ? ::fdopendir(*opened) : nullptr);
+        if (!stream) continue;
+        const int number = opened.release();
+        while (const dirent* const entry = ::readdir(stream.get())) {
+            const std::string_view name = entry->d_name;
+            struct statx status {};
+            if (name == "." || name == ".." || statusOf(number, entry->d_name, status) != 0) continue;
+            if (S_ISDIR(status.stx_mode) && !isPrivate(name)) folders.push_back(joined(folder, name));
+            const bool isLeft = S_ISREG(status.stx_mode) && name.starts_with(prefix);
+            if (isLeft && status.stx_ctime.tv_sec < before.time_since_epoch().count())
+                ::unlinkat(number, entry->d_name, 0);
+        }
+    }
 }
 
 } // namespace service

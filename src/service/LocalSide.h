@@ -13,6 +13,7 @@
 #include "service/Outcome.h"
 #include "service/plan.h"
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -74,12 +75,16 @@ class LocalSide {
 
     // Where a file that comes down is written first: in the folder of `path`, with a private name.
     Outcome<std::filesystem::path> incoming(const std::string& path) const;
+    struct Placed {
+        LocalRecord record;
+        std::string kept; // where what it replaced lies; "" for nothing
+    };
     // Puts such a file in its place, on the disk for certain when this returns. Without `replaced` the name
     // is free, or this fails; else the file of that record takes its mode, owner and attributes along to the
     // new one and goes into the private folder of kept ones. A file that somebody writes to stays: then, as
     // when it is another one, this fails and has changed nothing.
-    Outcome<LocalRecord> place(const std::filesystem::path& incoming, const std::string& path,
-                               const std::optional<LocalRecord>& replaced) const;
+    Outcome<Placed> place(const std::filesystem::path& incoming, const std::string& path,
+                          const std::optional<LocalRecord>& replaced) const;
 
     // Below the private folder, for this person alone.
     Outcome<Done> makePrivateFolder(const std::string& path) const;
@@ -89,8 +94,14 @@ class LocalSide {
     Outcome<Done> makeFolder(const std::string& path) const;
     // Renames; fails when anything is at the new name.
     Outcome<Done> move(const std::string& path, const std::string& to) const;
-    // Into the private folder of kept ones, from where a person can take it.
-    Outcome<Done> keep(const std::string& path) const;
+    // Into the private folder of kept ones, from where a person can take it; its path there.
+    Outcome<std::string> keep(const std::string& path) const;
+    // Whether somebody has the file open for writing, as far as the file system tells.
+    bool isBeingWritten(const std::string& path) const;
+    // Removes what is kept since before that time, by its name and by its inode.
+    void removeKept(std::chrono::sys_seconds before) const;
+    // Removes the private files of anybody's downloads, in all folders, that nobody has touched since.
+    void removeLeftovers(std::chrono::sys_seconds before, const std::stop_token& stop) const;
 
   private:
     int openFolderOf(const std::string& path, std::string& name) const;

@@ -1,71 +1,12 @@
 #include "service/PairStore.h"
 
-#include <sqlite3.h>
-
-#include <algorithm>
-#include <stdexcept>
-#include <string_view>
+#include "service/store_parts.h"
 
 namespace service {
+
+using namespace store;
+
 namespace {
-
-// Keys hold no control characters, so the lowest of them in place of the separator makes the order of the
-// bytes the order of the components.
-constexpr char storedSeparator = '\x01';
-
-std::string stored(std::string path) {
-    std::replace(path.begin(), path.end(), '/', storedSeparator);
-    return path;
-}
-std::string loaded(std::string path) {
-    std::replace(path.begin(), path.end(), storedSeparator, '/');
-    return path;
-}
-
-[[noreturn]] void fail(sqlite3* database) { throw std::runtime_error(::sqlite3_errmsg(database)); }
-
-// A prepared statement with its values; positions count from 1, columns from 0.
-class Statement {
-  public:
-    Statement(sqlite3* owner, const char* sql) : database(owner) {
-        if (::sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK) fail(database);
-    }
-    ~Statement() { ::sqlite3_finalize(statement); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-
-    Statement& bind(std::string_view bytes) {
-        ::sqlite3_bind_blob64(statement, ++position, bytes.data(), bytes.size(), SQLITE_TRANSIENT);
-        return *this;
-    }
-    Statement& bind(std::int64_t number) {
-        ::sqlite3_bind_int64(statement, ++position, number);
-        return *this;
-    }
-    // For the next values.
-    void reset() {
-        ::sqlite3_reset(statement);
-        position = 0;
-    }
-    bool step() {
-        const int result = ::sqlite3_step(statement);
-        column = -1;
-        if (result != SQLITE_ROW && result != SQLITE_DONE) fail(database);
-        return result == SQLITE_ROW;
-    }
-    std::string bytes() {
-        const auto* const data = static_cast<const char*>(::sqlite3_column_blob(statement, ++column));
-        const auto size = static_cast<std::size_t>(::sqlite3_column_bytes(statement, column));
-        return data ? std::string(data, size) : std::string();
-    }
-    std::int64_t number() { return ::sqlite3_column_int64(statement, ++column); }
-
-  private:
-    sqlite3* database;
-    sqlite3_stmt* statement = nullptr;
-    int position = 0;
-    int column = -1;
-};
 
 constexpr const char* itemColumns =
     "shape, digest, here_size, here_modified, here_changed, here_inode, here_born, "
@@ -104,28 +45,6 @@ AgreedItem readItem(Statement& row) {
     return item;
 }
 
-// Undone when it goes without having been committed.
-class Transaction {
-  public:
-    explicit Transaction(sqlite3* owner) : database(owner) { run("BEGIN IMMEDIATE"); }
-    ~Transaction() {
-        if (open) ::sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
-    }
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-    void commit() {
-        run("COMMIT");
-        open = false;
-    }
-
-  private:
-    void run(const char* sql) {
-        if (::sqlite3_exec(database, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(database);
-    }
-    sqlite3* database;
-    bool open = true;
-};
-
 } // namespace
 
 void PairStore::Closer::operator()(sqlite3* open) const { ::sqlite3_close(open); }
@@ -155,6 +74,11 @@ PairStore::PairStore(const std::filesystem::path& file) {
         "here_inode INTEGER, here_born INTEGER, there_size INTEGER, there_modified INTEGER, there_id BLOB, "
         "here_name BLOB, there_name BLOB, PRIMARY KEY (number, path)) WITHOUT ROWID");
     run("CREATE TABLE IF NOT EXISTS facts (name BLOB PRIMARY KEY, value BLOB) WITHOUT ROWID");
+    run("CREATE TABLE IF NOT EXISTS losses (time INTEGER, side INTEGER, deleted INTEGER, replaced INTEGER)");
+    run("CREATE TABLE IF NOT EXISTS uploads (path BLOB PRIMARY KEY, time INTEGER) WITHOUT ROWID");
+    run("CREATE TABLE IF NOT EXISTS kept (place BLOB PRIMARY KEY, path BLOB, size INTEGER, modified INTEGER, "
+        "inode INTEGER, time INTEGER) WITHOUT ROWID");
+    run("CREATE TABLE IF NOT EXISTS confirmed (line BLOB PRIMARY KEY, time INTEGER) WITHOUT ROWID");
 }
 
 PairStore::~PairStore() = default;
@@ -196,6 +120,12 @@ bool PairStore::hasBelow(const std::string& path) const {
 std::uint64_t PairStore::count() const {
     Statement row(database.get(), "SELECT count(*) FROM agreed");
     row.step();
+    return static_cast<std::uint64_t>(row.number());
+}
+
+std::uint64_t PairStore::countFiles() const {
+    Statement row(database.get(), "SELECT count(*) FROM agreed WHERE shape = ?");
+    row.bind(static_cast<std::int64_t>(Shape::file)).step();
     return static_cast<std::uint64_t>(row.number());
 }
 
@@ -290,15 +220,22 @@ std::int64_t PairStore::begin(const JournalEntry& entry) {
     return number;
 }
 
-void PairStore::finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item) {
-    finish(number, item ? std::vector<PathAndItem>{{path, *item}} : std::vector<PathAndItem>{});
+void PairStore::finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item,
+                       std::optional<std::int64_t> uploaded) {
+    finish(number, item ? std::vector<PathAndItem>{{path, *item}} : std::vector<PathAndItem>{}, uploaded);
 }
 
-void PairStore::finish(std::int64_t number, const std::vector<PathAndItem>& items) {
+void PairStore::finish(std::int64_t number, const std::vector<PathAndItem>& items,
+                       std::optional<std::int64_t> uploaded) {
     Transaction change(database.get());
     Agreeing agreeing(database.get());
-    for (const PathAndItem& item : items)
+    Statement upload(database.get(), "INSERT OR REPLACE INTO uploads VALUES (?, ?)");
+    for (const PathAndItem& item : items) {
         agreeing.agree(item.path, item.item);
+        if (!uploaded) continue;
+        upload.bind(item.path).bind(*uploaded).step();
+        upload.reset();
+    }
     Statement(database.get(), "DELETE FROM journal WHERE number = ?").bind(number).step();
     Statement(database.get(), "DELETE FROM journal_items WHERE number = ?").bind(number).step();
     change.commit();

@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -89,6 +90,7 @@ class PairStore {
     std::optional<AgreedItem> at(const std::string& path) const;
     bool hasBelow(const std::string& path) const; // anything below, or at all with ""
     std::uint64_t count() const;
+    std::uint64_t countFiles() const; // looks at each item
 
     // An item that is no folder has nothing below it: that is forgotten.
     void agree(const std::string& path, const AgreedItem& item);
@@ -97,10 +99,39 @@ class PairStore {
     void rename(const std::string& path, const std::string& to); // with all below it; nothing is at `to`
 
     std::int64_t begin(const JournalEntry& entry);
-    // The change is over: what is agreed now, if anything, in one step with the end of the entry.
-    void finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item);
-    void finish(std::int64_t number, const std::vector<PathAndItem>& items);
+    // The change is over: what is agreed now, if anything, in one step with the end of the entry. With a
+    // time, in seconds since 1970, it is remembered as an upload of then.
+    void finish(std::int64_t number, const std::string& path, const std::optional<AgreedItem>& item,
+                std::optional<std::int64_t> uploaded = std::nullopt);
+    void finish(std::int64_t number, const std::vector<PathAndItem>& items,
+                std::optional<std::int64_t> uploaded = std::nullopt);
     std::vector<JournalEntry> unfinished() const;
+
+    // What was deleted and replaced by older versions, in files, for LossGuard; and the lines that a person
+    // has confirmed. Times are seconds since 1970; older ones go with `endBefore`.
+    struct Losses {
+        std::uint64_t deleted = 0;
+        std::uint64_t replaced = 0;
+    };
+    void addLosses(std::int64_t time, Side side, const Losses& files);
+    Losses losses(Side side) const;
+    void confirm(std::int64_t time, const std::vector<std::string>& lines);
+    std::set<std::string> confirmed() const;
+    void takeBack(const std::vector<std::string>& lines);
+    void endBefore(std::int64_t time);
+    // Paths uploaded at that time or later; earlier ones are forgotten.
+    std::set<std::string> uploadedSince(std::int64_t time);
+
+    // What downloads replaced here, until it is certain that nobody wrote to it meanwhile.
+    struct Kept {
+        std::string place; // of the old version, in the pair
+        std::string path;  // where it was
+        LocalRecord record;
+        std::int64_t time = 0; // since when, seconds since 1970
+    };
+    void keep(const Kept& file);
+    std::vector<Kept> kept() const;
+    void endKeeping(const std::string& place);
 
     // Small facts of the pair: the marks of both roots, the version of the rules.
     std::optional<std::string> fact(const std::string& name) const;

@@ -46,10 +46,27 @@ std::optional<Digest> digestOf(const RemoteItem& item) {
     return digest;
 }
 
+constexpr std::chrono::milliseconds freshLook{30000}; // until what went up of late is looked at again
+constexpr std::chrono::minutes longUnrest{10}; // then its unrest is told, and no reason to look again soon
+
 } // namespace
 
+// A file that changes while it goes up is tried again after twice the time, up to an hour.
+void PairSync::noteUnsteady(const Operation& operation, const Outcome<Done>& outcome) {
+    constexpr std::chrono::steady_clock::duration first = std::chrono::seconds(5);
+    constexpr std::chrono::steady_clock::duration longest = std::chrono::hours(1);
+    if (operation.what != What::put || operation.side != Side::there) return;
+    if (outcome) {
+        unsteady.erase(operation.path);
+    } else if (outcome.failure().trouble == Trouble::missing) {
+        Unsteady& item = unsteady[operation.path];
+        item.wait = std::clamp(2 * item.wait, first, longest);
+        item.until = around.now() + item.wait;
+    }
+}
+
 PairSync::PairSync(Surroundings everything, Settings wanted)
-    : around(std::move(everything)), settings(std::move(wanted)), view(&pathBefore) {
+    : around(std::move(everything)), settings(std::move(wanted)), guard(around.store), view(&pathBefore) {
     std::random_device device;
     privateWord = std::to_string(device()) + std::to_string(device());
 }
@@ -61,12 +78,17 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
         features = *known;
         knowsFeatures = true;
     }
-    if (const auto right = checkMarks(); !right) return right.failure();
+    if (const auto right = checkMarks(stop); !right) return right.failure();
     recover(stop);
+    noteBoot();
+    lookAtKept();
+    removeOld(stop);
     Round result;
     const auto names = look(result, stop);
     if (!names) return names.failure();
-    return carryOut(plan(*names), std::move(result), stop);
+    const auto operations = guard.allowed(plan(*names), *names, around.time());
+    result.waiting = guard.waiting();
+    return carryOut(operations, std::move(result), stop);
 }
 
 Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operations, Round result,
@@ -83,7 +105,9 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
             break;
         }
         const auto done = perform(operation, stop);
+        noteUnsteady(operation, done);
         if (done) {
+            guard.done(operation, around.time());
             ++result.done;
             continue;
         }
@@ -95,19 +119,11 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
             operation.what == What::makeFolder)
             break;
     }
+    if (isAfterCrash && result.isInStep()) {
+        isAfterCrash = false;
+        around.store.setFact("boot", settings.bootId);
+    }
     return result;
-}
-
-// Both roots have to be the ones that they were; the first time they are marked.
-Outcome<Done> PairSync::checkMarks() {
-    const auto known = around.store.fact("mark here");
-    const auto mark = around.local.mark();
-    if (known && mark == known) return Done{};
-    if (known) return Failure{Trouble::missing, "the folder here is not the one that was synced"};
-    const auto made = mark ? Outcome<std::string>(*mark) : around.local.setMark();
-    if (!made) return made.failure();
-    around.store.setFact("mark here", *made);
-    return Done{};
 }
 
 // What a kill left: either the new version is in its place, and that is agreed on, or the old one goes back.
@@ -227,6 +243,7 @@ class PairSync::Compared {
 
 Outcome<std::vector<Name>> PairSync::look(Round& round, const std::stop_token& stop) {
     view.clear();
+    listedThere.clear();
     PairWalkOptions options;
     options.remoteFolder = settings.remoteFolder;
     options.remote.foldsCase = features.foldsCase;
@@ -241,6 +258,7 @@ Outcome<std::vector<Name>> PairSync::look(Round& round, const std::stop_token& s
         names = compared.finish();
     }
     around.store.agree(std::exchange(renewed, {}));
+    markRestless(names, round);
     return names;
 }
 
@@ -262,16 +280,6 @@ Name PairSync::nameOf(const OnBothSides& sides, const std::optional<AgreedItem>&
     for (const std::string& reason :
          {sides.here ? sides.here->reason : "", sides.there ? sides.there->reason : ""})
         if (!reason.empty()) round.problems.push_back({key, reason});
-    const auto isAsAgreed = [&](std::size_t side) {
-        return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
-    };
-    if (isAsAgreed(0) && isAsAgreed(1)) {
-        rests.erase(key);
-    } else if (const auto left = restLeft(key, sides, known); left.count() > 0) {
-        name.seen[sides.here ? 0 : 1].shape = Shape::unknown;
-        round.restless = true;
-        round.restFor = std::min(round.restFor, left);
-    }
     return name;
 }
 
@@ -280,9 +288,57 @@ AgreedItem& PairSync::renewedOf(const std::string& key, const AgreedItem& agreed
     return renewed.back().item;
 }
 
-// How long a name has to go on as it is before it counts.
-std::chrono::milliseconds PairSync::restLeft(const std::string& key, const OnBothSides& held,
-                                             const std::optional<AgreedItem>& known) {
+// A name that one side has not left alone for a while is unknown for now. Deletions come in bursts, which
+// are to be judged as a whole: all wait for the newest one.
+void PairSync::markRestless(std::vector<Name>& all, Round& round) {
+    struct Unrest {
+        std::size_t index;
+        const Rest* rest;
+        bool isDeletion;
+    };
+    std::vector<Unrest> changing;
+    for (std::size_t index = 0; index < all.size(); ++index) {
+        const Name& name = all[index];
+        const auto isAsAgreed = [&](std::size_t side) {
+            return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
+        };
+        if (isAsAgreed(0) && isAsAgreed(1)) {
+            rests.erase(name.path);
+            continue;
+        }
+        const Held& held = view[name.path];
+        const bool isDeletion = name.agreed && (!held.here || !held.there);
+        changing.push_back({index, &noteRest(name.path, held, isDeletion), isDeletion});
+    }
+    const auto now = around.now();
+    std::optional<std::set<std::string>> uploads; // of late
+    const auto isFresh = [&](const std::string& path) {
+        if (!uploads)
+            uploads = around.store.uploadedSince(
+                (around.time() - settings.restAfterUpload).time_since_epoch().count());
+        return uploads->contains(path);
+    };
+    for (const Unrest& unrest : changing) {
+        const std::string& path = all[unrest.index].path;
+        const Held& held = view[path];
+        auto left = restLeft(path, held, *unrest.rest, unrest.isDeletion);
+        const bool isRested = left <= std::chrono::milliseconds(0);
+        if (isRested && unrest.isDeletion && held.here && !held.there && isFresh(path)) left = freshLook;
+        const auto waits = unsteady.find(path);
+        const bool keepsChanging = (waits != unsteady.end() && now < waits->second.until) ||
+                                   (!isRested && !unrest.isDeletion && now - unrest.rest->first > longUnrest);
+        if (!keepsChanging && left <= std::chrono::milliseconds(0)) continue;
+        all[unrest.index].seen[held.here ? 0 : 1].shape = Shape::unknown;
+        if (keepsChanging) {
+            round.problems.push_back({path, "it keeps changing, and waits"});
+            continue;
+        }
+        round.restless = true;
+        round.restFor = std::min(round.restFor, left);
+    }
+}
+
+const PairSync::Rest& PairSync::noteRest(const std::string& key, const Held& held, bool isDeletion) {
     std::string record;
     if (held.here && held.here->shape == Shape::file) {
         const LocalRecord& now = held.here->record;
@@ -297,32 +353,41 @@ std::chrono::milliseconds PairSync::restLeft(const std::string& key, const OnBot
     else if (held.there)
         record += "folder";
     const auto now = around.now();
-    Rest& rest = rests.try_emplace(key, Rest{record, now}).first->second;
-    if (rest.record != record) rest = {record, now};
-    const auto rested = std::chrono::floor<std::chrono::milliseconds>(now - rest.since);
-    const auto needed = restOf(held, known);
-    if (needed - rested <= std::chrono::milliseconds(0) || !isSaved(held, known)) return needed - rested;
+    const auto [place, isNew] = rests.try_emplace(key, Rest{record, now, now});
+    Rest& rest = place->second;
+    if (isDeletion && (isNew || rest.record != record)) lastDeletion = now;
+    if (rest.record != record) rest = {record, now, rest.first};
+    return rest;
+}
+
+// How long a name has to go on as it is before it counts.
+std::chrono::milliseconds PairSync::restLeft(const std::string& key, const Held& held, const Rest& rest,
+                                             bool isDeletion) {
+    using std::chrono::milliseconds;
+    const auto now = around.now();
+    if (isDeletion) {
+        const auto quiet = std::chrono::floor<milliseconds>(now - std::max(rest.since, lastDeletion));
+        return settings.restOfDeletions - quiet;
+    }
+    const auto precision = milliseconds(held.there ? 2 * features.precision / 1'000'000 : 0);
+    const auto rested = std::chrono::floor<milliseconds>(now - rest.since);
+    const auto left = std::max(settings.rest, precision) - rested;
+    if (left <= milliseconds(0) || !isSaved(key, held)) return left;
     // Who saves again and again gets the longer rest from the second time on.
     const auto last = hurried.find(key);
-    if (last != hurried.end() && now - last->second < settings.betweenHurries) return needed - rested;
+    if (last != hurried.end() && now - last->second < settings.betweenHurries) return left;
     if (rested < settings.restOfSaved) return settings.restOfSaved - rested;
     hurried[key] = now;
     return {};
 }
 
-std::chrono::milliseconds PairSync::restOf(const OnBothSides& sides,
-                                           const std::optional<AgreedItem>& known) const {
-    if (known && (!sides.here || !sides.there)) return settings.restOfDeletions;
-    const auto precision = std::chrono::milliseconds(sides.there ? 2 * features.precision / 1'000'000 : 0);
-    return std::max(settings.rest, precision);
-}
-
 // Whether the file here is a new version of the agreed one, the whole of it, that nothing else came with:
 // nobody has it open for writing. Where times of change are whole seconds they tell too little.
-bool PairSync::isSaved(const OnBothSides& sides, const std::optional<AgreedItem>& known) const {
-    if (!known || known->shape != Shape::file || !sides.here || sides.here->shape != Shape::file ||
-        !sides.there || sides.there->shape != Shape::file)
+bool PairSync::isSaved(const std::string& key, const Held& sides) const {
+    if (!sides.here || sides.here->shape != Shape::file || !sides.there || sides.there->shape != Shape::file)
         return false;
+    const auto known = around.store.at(key);
+    if (!known || known->shape != Shape::file) return false;
     return known->there == recordOf(sides.there->item) && sides.here->record.changed % 1'000'000'000 != 0 &&
            around.local.isAtRest(sides.here->path);
 }
@@ -349,6 +414,8 @@ Seen PairSync::seenHere(const std::string& key, const LocalItem& item,
     }
     if (found != learnedHere.end() && found->second.here == item.record) seen.digest = found->second.digest;
     seen.differs = !agreed || agreed->shape != Shape::file || seen.digest != agreed->digest;
+    seen.isOlder = seen.differs && agreed && agreed->shape == Shape::file &&
+                   item.record.modified < agreed->here.modified;
     if (!seen.differs) { // the same content: its record is renewed
         renewedOf(key, *agreed).here = item.record;
     }
@@ -374,6 +441,8 @@ Seen PairSync::seenThere(const std::string& key, const RemoteEntry& entry,
     if (!seen.digest && found != learnedThere.end() && found->second.there == record)
         seen.digest = found->second.digest;
     seen.differs = !agreed || agreed->shape != Shape::file || seen.digest != agreed->digest;
+    seen.isOlder =
+        seen.differs && agreed && agreed->shape == Shape::file && record.modified < agreed->there.modified;
     if (!seen.differs) {
         renewedOf(key, *agreed).there = record;
     }

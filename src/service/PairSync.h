@@ -10,6 +10,7 @@
 
 #include "platform/ProcessLog.h"
 #include "service/LocalSide.h"
+#include "service/LossGuard.h"
 #include "service/PairStore.h"
 #include "service/RemoteSpace.h"
 #include "service/pair_walk.h"
@@ -41,8 +42,9 @@ class PairSync {
         PairStore& store;
         DesktopTrash& trash;
         platform::ProcessLog& log;
-        std::function<std::chrono::steady_clock::time_point()> now; // for rest
-        std::function<std::chrono::sys_seconds()> localTime;        // for the names of conflict copies
+        std::function<std::chrono::steady_clock::time_point()> now;   // for rest
+        std::function<std::chrono::sys_seconds()> localTime;          // for the names of conflict copies
+        std::function<std::chrono::sys_seconds()> time = &systemTime; // for what is kept over a restart
     };
     struct Settings {
         std::string remoteFolder; // in the space
@@ -53,7 +55,12 @@ class PairSync {
         // stands still. Not more often than this for one file.
         std::chrono::milliseconds restOfSaved{50};
         std::chrono::milliseconds betweenHurries{10000};
-        LocalSide::IsLeftOut isLeftOut; // by path here, which is also asked with keys of the storage
+        // So long after an own upload a storage may not list it yet: it is not believed to be deleted there.
+        std::chrono::seconds restAfterUpload{600};
+        std::chrono::days keepsFor{30};    // what a download replaced; 0: always
+        std::string bootId;                // of this run of the machine; empty: not known
+        std::chrono::sys_seconds booted{}; // when that began
+        LocalSide::IsLeftOut isLeftOut;    // by path here, which is also asked with keys of the storage
     };
     struct Problem {
         std::string path; // the key
@@ -66,11 +73,15 @@ class PairSync {
         // How long the soonest of what has to rest has to go on resting; without meaning but for restless.
         std::chrono::milliseconds restFor{std::chrono::hours(1)};
         std::vector<Problem> problems;
-        // Nothing is left to do but for the problems.
+        std::shared_ptr<const WaitingLosses> waiting; // for the word of a person; none: nothing
+        // Nothing is left to do but for the problems, and what waits for a word.
         bool isInStep() const { return done == 0 && postponed == 0 && !restless; }
     };
 
     PairSync(Surroundings around, Settings settings);
+    ~PairSync();
+    PairSync(const PairSync&) = delete;
+    PairSync& operator=(const PairSync&) = delete;
 
     // A failure says that a side cannot be looked at, or is not the one that it was: nothing was done then.
     Outcome<Round> round(const std::stop_token& stop);
@@ -79,9 +90,14 @@ class PairSync {
     // for a look at everything. None when that does not tell enough, as when something is gone or is a
     // folder: a whole round has to follow. To be called after a round that left both sides in step.
     Outcome<std::optional<Round>> roundOf(const std::set<std::string>& paths, const std::stop_token& stop);
+    // What the last round had to leave is meant: the next one does it. False: that is another list by now.
+    bool confirm(const std::string& list) { return guard.confirm(list, around.time()); }
 
   private:
     class Compared;
+    static std::chrono::sys_seconds systemTime() {
+        return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    }
     struct Held { // a name as the last look found it
         std::optional<LocalItem> here;
         std::optional<RemoteEntry> there;
@@ -94,10 +110,19 @@ class PairSync {
     struct Rest {
         std::string record; // of both sides, as a text
         std::chrono::steady_clock::time_point since;
+        std::chrono::steady_clock::time_point first; // since when it is not in step
+    };
+    struct Unsteady { // what changed while it went up
+        std::chrono::steady_clock::duration wait{};
+        std::chrono::steady_clock::time_point until;
     };
     using View = std::map<std::string, Held, bool (*)(std::string_view, std::string_view)>;
 
-    Outcome<Done> checkMarks();
+    Outcome<Done> checkMarks(const std::stop_token& stop);
+    Outcome<Done> checkMarkThere(const std::stop_token& stop);
+    Outcome<Done> setMarkThere(const std::string& path, const std::stop_token& stop);
+    Outcome<std::string> contentThere(const std::string& path, std::uint64_t size,
+                                      const std::stop_token& stop);
     void recover(const std::stop_token& stop);
     using Names = std::map<std::string, Name, bool (*)(std::string_view, std::string_view)>;
     Outcome<bool> lookAtFile(const std::string& path, Names& names, Round& round,
@@ -108,18 +133,26 @@ class PairSync {
     Outcome<std::vector<Name>> look(Round& round, const std::stop_token& stop);
     Name nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& agreed, Round& round);
     AgreedItem& renewedOf(const std::string& key, const AgreedItem& agreed);
+    void lookAtKept();
+    bool isSettled(const PairStore::Kept& file);
+    void removeOld(const std::stop_token& stop);
+    std::string conflictNameOf(const std::string& path, const std::string& key, const Digest& digest) const;
     Seen seenHere(const std::string& key, const LocalItem& item, const std::optional<AgreedItem>& agreed);
     Seen seenThere(const std::string& key, const RemoteEntry& entry, const std::optional<AgreedItem>& agreed);
-    std::chrono::milliseconds restLeft(const std::string& key, const OnBothSides& held,
-                                       const std::optional<AgreedItem>& known);
-    std::chrono::milliseconds restOf(const OnBothSides& sides, const std::optional<AgreedItem>& known) const;
-    bool isSaved(const OnBothSides& sides, const std::optional<AgreedItem>& known) const;
+    std::chrono::milliseconds restLeft(const std::string& key, const Held& held, const Rest& rest,
+                                       bool isDeletion);
+    bool isSaved(const std::string& key, const Held& sides) const;
+    const Rest& noteRest(const std::string& key, const Held& held, bool isDeletion);
+    void noteUnsteady(const Operation& operation, const Outcome<Done>& outcome);
+    void noteBoot();
+    bool isLostByACrash(const LocalItem& item, const std::string& key) const;
+    void markRestless(std::vector<Name>& all, Round& round);
 
     Outcome<Done> perform(const Operation& operation, const std::stop_token& stop);
     Outcome<Done> putThere(const std::string& key, bool replaces, const std::stop_token& stop);
     Outcome<Done> putHere(const std::string& key, bool replaces, const std::stop_token& stop);
     Outcome<Done> makeFolder(Side side, const std::string& key, const std::stop_token& stop);
-    Outcome<Done> trashHere(const std::string& key);
+    Outcome<Done> trashHere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> trashThere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> move(Side side, const std::string& key, const std::string& to, const std::stop_token& stop);
     Outcome<Done> respell(Side side, const std::string& key, const std::stop_token& stop);
@@ -158,6 +191,8 @@ class PairSync {
     Outcome<bool> isFreeThere(const std::string& path, const std::stop_token& stop);
     Outcome<Done> checkUnchangedThere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> checkUnchangedHere(const std::string& key);
+    Outcome<Done> checkGoneThere(const std::string& key, const std::stop_token& stop);
+    Outcome<Done> checkGoneHere(const std::string& key) const;
     std::string pathHere(const std::string& key) const;
     std::string pathThere(const std::string& key) const; // in the space
     std::string nameOn(Side side, const std::string& key) const;
@@ -166,15 +201,26 @@ class PairSync {
 
     const Surroundings around;
     const Settings settings;
+    LossGuard guard;
     Features features;
     bool knowsFeatures = false;
     View view; // what the last look found that is not as it was agreed on, and the folders above it
-    std::vector<PathAndItem> renewed; // records that tell an agreed content anew
+    std::vector<PathAndItem> renewed;      // records that tell an agreed content anew
+    std::optional<RemoteRecord> markThere; // of the space's mark, once it was read
     std::unordered_map<std::string, Learned> learnedHere;
     std::unordered_map<std::string, Learned> learnedThere;
+    // What the storage lists in folders where deletions are checked, by the folders' keys; of this round.
+    std::unordered_map<std::string, std::set<std::string>> listedThere;
     std::unordered_map<std::string, Rest> rests;
     // When a saved file went up without a longer rest, by key.
     std::unordered_map<std::string, std::chrono::steady_clock::time_point> hurried;
+    std::chrono::steady_clock::time_point lastDeletion{}; // when the newest one was first seen
+    std::vector<PairStore::Kept> kept;                    // to be looked at
+    bool knowsKept = false;
+    std::optional<std::chrono::steady_clock::time_point> lastCleaned;
+    std::unordered_map<std::string, Unsteady> unsteady;
+    bool knowsBoot = false;
+    bool isAfterCrash = false; // the machine went down while this pair was synced
     std::uint64_t lastPrivate = 0;
     std::string privateWord; // makes the private names of this process its own
 };

@@ -4,12 +4,14 @@
 #include "service/names.h"
 #include "service/pair_parts.h"
 
+#include <algorithm>
+
 namespace service {
 
 Outcome<std::optional<PairSync::Round>> PairSync::roundOf(const std::set<std::string>& paths,
                                                           const std::stop_token& stop) {
     if (!knowsFeatures || !around.store.unfinished().empty()) return std::optional<Round>();
-    if (const auto right = checkMarks(); !right) return right.failure();
+    if (const auto right = checkMarks(stop); !right) return right.failure();
     view.clear();
     Round result;
     Names names(&pathBefore);
@@ -23,6 +25,11 @@ Outcome<std::optional<PairSync::Round>> PairSync::roundOf(const std::set<std::st
     all.reserve(names.size());
     for (auto& [key, name] : names)
         all.push_back(std::move(name));
+    markRestless(all, result);
+    const bool isOlder = std::any_of(all.begin(), all.end(), [](const Name& name) {
+        return name.seen[0].isOlder || name.seen[1].isOlder;
+    });
+    if (isOlder) return std::optional<Round>(); // may have to wait for a word: that is judged over the whole
     auto done = carryOut(plan(all), std::move(result), stop);
     if (!done) return done.failure();
     return std::optional(std::move(*done));

@@ -164,7 +164,7 @@ Outcome<Done> PairSync::placeMany(std::vector<Travelling>& batch, const std::str
         if (isAtOrBelow(item.key(), skipped)) item.isGood = false;
         if (item.isGood) agreed.push_back({item.key(), std::move(item.item)});
     }
-    around.store.finish(number, agreed);
+    around.store.finish(number, agreed, around.time().time_since_epoch().count());
     return Done{};
 }
 
@@ -230,7 +230,7 @@ Outcome<Done> PairSync::recoverMany(const JournalEntry& entry, const std::stop_t
         agreed.push_back({placed.path, placed.item});
     }
     (void)around.space.removeTree(entry.privatePath).wait(stop);
-    around.store.finish(entry.number, agreed);
+    around.store.finish(entry.number, agreed, around.time().time_since_epoch().count());
     return Done{};
 }
 

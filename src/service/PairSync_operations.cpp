@@ -3,6 +3,7 @@
 #include "service/PairSync.h"
 #include "service/names.h"
 #include "service/pair_parts.h"
+#include "service/space_trash.h"
 
 #include <algorithm>
 
@@ -22,7 +23,6 @@ std::string endOf(const Digest& digest) {
     return text;
 }
 
-constexpr std::string_view trashFolder = "trash";
 constexpr std::string_view uploadFolder = "up";
 
 } // namespace
@@ -36,7 +36,7 @@ Outcome<Done> PairSync::perform(const Operation& operation, const std::stop_toke
     case What::makeFolder:
         return makeFolder(operation.side, key, stop);
     case What::trash:
-        return operation.side == Side::there ? trashThere(key, stop) : trashHere(key);
+        return operation.side == Side::there ? trashThere(key, stop) : trashHere(key, stop);
     case What::move:
         return move(operation.side, key, operation.to, stop);
     case What::respell:
@@ -160,6 +160,11 @@ Outcome<Done> PairSync::checkUnchangedHere(const std::string& key) {
 Outcome<Done> PairSync::putThere(const std::string& key, bool replaces, const std::stop_token& stop) {
     const LocalItem item = *view.at(key).here;
     const std::string path = pathThere(key);
+    if (replaces && isLostByACrash(item, key)) {
+        if (const auto moved = aside(key); !moved) return moved.failure();
+        around.store.forget(key); // else its absence would look like a deletion
+        return Done{};
+    }
     const std::string privatePath = newPrivatePath(uploadFolder);
     auto goingUp = around.space.bringUp((around.local.folder() / item.path).string(), privatePath);
     const auto digest = around.local.digest(item.path, item.record); // meanwhile
@@ -180,7 +185,7 @@ Outcome<Done> PairSync::putThere(const std::string& key, bool replaces, const st
     entry.remotePath = path;
     entry.privatePath = privatePath;
     entry.item = {Shape::file, *digest, item.record, recordOf(**arrived), lastOf(item.path), lastOf(path)};
-    if (replaces) entry.trashPath = newPrivatePath(trashFolder) + "/" + lastOf(path);
+    if (replaces) entry.trashPath = trash::newPlace(path, around.time());
     const std::int64_t number = around.store.begin(entry);
     const auto giveUp = [&](Failure failure) -> Outcome<Done> {
         (void)around.space.removeFile(privatePath).wait(stop);
@@ -205,7 +210,7 @@ Outcome<Done> PairSync::putThere(const std::string& key, bool replaces, const st
     if (!placed && placed.failure().trouble == Trouble::missing) return giveUp(placed.failure());
     if (!placed) return placed.failure();
     // The private file's record, and no later one: that could be of somebody else's content.
-    around.store.finish(number, key, entry.item);
+    around.store.finish(number, key, entry.item, around.time().time_since_epoch().count());
     return Done{};
 }
 
@@ -258,7 +263,13 @@ Outcome<Done> PairSync::putHere(const std::string& key, bool replaces, const std
             discard();
             return placed.failure();
         }
-        item.here = *placed;
+        item.here = placed->record;
+        if (replaces) {
+            const PairStore::Kept old{placed->kept, path, here->record,
+                                      around.time().time_since_epoch().count()};
+            around.store.keep(old);
+            kept.push_back(old);
+        }
     }
     around.store.agree(key, item);
     return Done{};
@@ -288,12 +299,46 @@ Outcome<Done> PairSync::makeFolder(Side side, const std::string& key, const std:
     return Done{};
 }
 
-Outcome<Done> PairSync::trashHere(const std::string& key) {
+// That an item is not there is believed only of a list that is newer than the look, and of a folder that is
+// one by its own account. Each folder is listed once for all that is missing in it: many storages list it for
+// each question after a missing name.
+Outcome<Done> PairSync::checkGoneThere(const std::string& key, const std::stop_token& stop) {
+    const std::string folder = parentOf(key);
+    if (!folder.empty() && !view.at(folder).there) return checkGoneThere(folder, stop);
+    auto listed = listedThere.find(folder);
+    if (listed == listedThere.end()) {
+        const std::string path = pathThere(folder);
+        if (!path.empty()) { // the space itself is one
+            const auto above = around.space.look(path, false).wait(stop);
+            if (!above) return above.failure();
+            if (!*above || (*above)->kind != RemoteItem::Kind::folder) return changed(path);
+        }
+        const auto list = around.space.list(path, false).wait(stop);
+        if (!list) return list.failure();
+        listed = listedThere.try_emplace(folder).first;
+        for (const RemoteItem& item : *list)
+            if (!faultOf(item.name)) listed->second.insert(keyOf(item.name, features.foldsCase));
+    }
+    if (listed->second.contains(lastOf(key)) != view.at(key).there.has_value())
+        return changed(pathThere(key));
+    return Done{};
+}
+
+Outcome<Done> PairSync::checkGoneHere(const std::string& key) const {
+    const std::string path = pathHere(key);
+    const auto now = around.local.lookAt(path);
+    const auto& then = view.at(key).here;
+    if (now.has_value() != then.has_value() || (now && now->shape != then->shape)) return changed(path);
+    return Done{};
+}
+
+Outcome<Done> PairSync::trashHere(const std::string& key, const std::stop_token& stop) {
+    if (const auto gone = checkGoneThere(key, stop); !gone) return gone.failure();
     if (const auto same = checkUnchangedHere(key); !same) return same.failure();
     const std::string path = pathHere(key);
     if (const auto trashed = around.trash.trash(around.local.folder() / path); !trashed) {
         // Where the desktop has no trash it is kept all the same.
-        if (const auto kept = around.local.keep(path); !kept) return kept.failure();
+        if (const auto saved = around.local.keep(path); !saved) return saved.failure();
     }
     around.store.forget(key);
     eraseBelow(key, Side::here);
@@ -301,10 +346,11 @@ Outcome<Done> PairSync::trashHere(const std::string& key) {
 }
 
 Outcome<Done> PairSync::trashThere(const std::string& key, const std::stop_token& stop) {
+    if (const auto gone = checkGoneHere(key); !gone) return gone.failure();
     if (const auto same = checkUnchangedThere(key, stop); !same) return same.failure();
     const std::string path = pathThere(key);
-    const std::string trash = newPrivatePath(trashFolder) + "/" + lastOf(path);
-    const auto moved = moveThereIfFree(path, trash, view.at(key).there->shape, stop);
+    const auto moved =
+        moveThereIfFree(path, trash::newPlace(path, around.time()), view.at(key).there->shape, stop);
     if (!moved) return moved.failure();
     around.store.forget(key);
     eraseBelow(key, Side::there);
@@ -376,25 +422,30 @@ Outcome<Done> PairSync::respell(Side side, const std::string& key, const std::st
     return Done{};
 }
 
+std::string PairSync::conflictNameOf(const std::string& path, const std::string& key,
+                                     const Digest& digest) const {
+    return conflictName(
+        lastOf(path), settings.host, around.localTime(), endOf(digest), [&](const std::string& candidate) {
+            const std::string other = joined(parentOf(key), keyOf(candidate, features.foldsCase));
+            const auto taken = view.find(other);
+            return around.local.lookAt(joined(parentOf(path), candidate)).has_value() ||
+                   around.store.at(other) || (taken != view.end() && taken->second.there);
+        });
+}
+
 Outcome<Done> PairSync::aside(const std::string& key) {
     const LocalItem item = *view.at(key).here;
     const auto now = around.local.lookAt(item.path);
     if (!now || now->shape != item.shape || now->record.inode != item.record.inode) return changed(item.path);
-    std::string mark = "0000";
+    Digest digest{}; // a folder has none
     if (item.shape == Shape::file) {
-        const auto digest = around.local.digest(item.path, now->record);
-        if (!digest) return digest.failure();
-        mark = endOf(*digest);
+        const auto known = around.local.digest(item.path, now->record);
+        if (!known) return known.failure();
+        digest = *known;
     }
-    const std::string folder = parentOf(item.path);
-    const std::string name = conflictName(
-        lastOf(item.path), settings.host, around.localTime(), mark, [&](const std::string& candidate) {
-            const std::string other = joined(parentOf(key), keyOf(candidate, features.foldsCase));
-            const auto taken = view.find(other);
-            return around.local.lookAt(joined(folder, candidate)).has_value() || around.store.at(other) ||
-                   (taken != view.end() && taken->second.there);
-        });
-    if (const auto moved = around.local.move(item.path, joined(folder, name)); !moved) return moved.failure();
+    const std::string name = conflictNameOf(item.path, key, digest);
+    if (const auto moved = around.local.move(item.path, joined(parentOf(item.path), name)); !moved)
+        return moved.failure();
     around.log.info("Kept both versions of ", item.path, "; the one of this machine is ", name);
     eraseBelow(key, Side::here);
     return Done{};

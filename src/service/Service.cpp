@@ -77,6 +77,21 @@ bool overlap(const std::string& one, const std::string& other) {
     return sync_daemon::isAtOrBelow(one, other) || sync_daemon::isAtOrBelow(other, one);
 }
 
+// A list for a person: nobody reads thousands, and each change of the status carries it.
+constexpr std::size_t mostTold = 200;
+
+Dictionary described(const WaitingLosses& waiting) {
+    platform::Array files;
+    for (const WaitingLosses::File& file : waiting.files) {
+        if (files.size() == mostTold) break;
+        files.emplace_back(Dictionary{{"path", shown(file.path)},
+                                      {"side", file.side == Side::here ? "here" : "there"},
+                                      {"isReplaced", file.isReplaced}});
+    }
+    return {
+        {"list", waiting.list}, {"count", std::uint64_t{waiting.files.size()}}, {"files", std::move(files)}};
+}
+
 // The phase of them all, as the sync status names it.
 const char* statusOf(const std::vector<std::shared_ptr<const PairState>>& states) {
     const auto any = [&states](Phase phase) {
@@ -139,6 +154,7 @@ SyncThread::Settings Service::threadSettings(fs::path database) const {
     SyncThread::Settings wanted;
     wanted.database = std::move(database);
     wanted.host = settings.host;
+    wanted.keepsFor = settings.ages.trash;
     wanted.isPaused = state.paused;
     wanted.excluded = [this] {
         const std::lock_guard guard(lock);
@@ -154,7 +170,12 @@ SyncThread::Settings Service::cacheSettings() const {
 }
 
 SyncThread::Surroundings Service::threadSurroundings() {
-    return {around.space, around.trash, around.events, log, [this] { statusChanged(); }};
+    return {around.space,
+            around.trash,
+            around.events,
+            log,
+            [this] { statusChanged(); },
+            [this](const std::stop_token& stop) { cleanUp(stop); }};
 }
 
 std::shared_ptr<SyncThread> Service::makeThread(const std::string& remote, const std::string& local) {
@@ -260,6 +281,7 @@ Dictionary Service::details() const {
             problems.emplace_back(
                 Dictionary{{"path", shown(problem.path)}, {"reason", shown(problem.reason)}});
         pair.emplace("problems", std::move(problems));
+        if (now->waiting) pair.emplace("waiting", described(*now->waiting));
         pairs.emplace_back(std::move(pair));
     }
     const std::lock_guard guard(lock);
@@ -352,6 +374,17 @@ Outcome<Done> Service::remove(std::string_view remotePath) {
     return Done{};
 }
 
+Outcome<Done> Service::confirm(std::string_view remotePath, const std::string& list) {
+    const Threads all = currentThreads();
+    const auto found = all.find(plainPath(remotePath).value_or(""));
+    if (found == all.end())
+        return Failure{Trouble::missing, "no folder is synced with " + std::string(remotePath)};
+    if (!found->second->confirm(list))
+        return Failure{Trouble::refused, "something else waits by now; look at it again"};
+    log.info("Confirmed what waited for a word in ", found->second->localRoot());
+    return Done{};
+}
+
 bool Service::startSync(std::string_view localPath, std::string_view remotePath) {
     return done("start syncing", localPath, add(localPath, remotePath));
 }
@@ -388,6 +421,8 @@ bool Service::excludePath(std::string_view remotePath) {
         state.excluded.insert(*remote);
         saveState(state, stateFile, log);
     }
+    for (const auto& [root, thread] : currentThreads())
+        thread->forget(*remote);
     log.info("Excluded from sync: ", *remote);
     refresh();
     askPairsAt(*remote);

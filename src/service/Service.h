@@ -5,8 +5,6 @@
 // What it remembers lies in its state folder: the pairs, what is excluded and whether it is paused
 // (sync_daemon/State.h), and one database for each pair. Pairs that lie in one another are refused.
 // The cache folder, the uploading folder and the snapshot of the space lie there too.
-//
-// Not there: bringing items back from the space's trash. A request for that is refused.
 #pragma once
 
 #include "platform/DirectoryEvents.h"
@@ -19,6 +17,7 @@
 #include "service/SpaceSnapshot.h"
 #include "service/SyncThread.h"
 #include "service/UploadingFolder.h"
+#include "service/space_trash.h"
 #include "sync_daemon/State.h"
 #include "sync_daemon/SyncDaemon.h"
 
@@ -41,6 +40,7 @@ class Service final : public sync_daemon::SyncDaemon {
         std::filesystem::path stateFolder;
         std::string host;                              // of this machine, in the names of conflict copies
         std::vector<std::filesystem::path> ownFolders; // beside the state: no local root may hold them
+        trash::Ages ages{};                            // of what lies in the space's trash
     };
     struct Surroundings {
         RemoteSpace& space;
@@ -64,10 +64,16 @@ class Service final : public sync_daemon::SyncDaemon {
     // As startSync and stopSync, with the reason of a refusal for a person.
     Outcome<Done> add(std::string_view localPath, std::string_view remotePath);
     Outcome<Done> remove(std::string_view remotePath);
+    // Brings the item back that came last into the space's trash; the plain path at which it lies now.
+    Outcome<std::string> restore(std::string_view remotePath);
+    // What `details` told to wait under this list is meant.
+    Outcome<Done> confirm(std::string_view remotePath, const std::string& list);
 
     // For a person: "isPaused", and "pairs", dictionaries of "localPath", "remotePath", "state" ("in step",
     // "looking", "waiting", "working", "paused", "failed"), "reason" of a failure, "uploading" or
     // "downloading" of the file on its way, and "problems", dictionaries of "path" and "reason".
+    // "waiting" is there when something waits for the person's word: "list", which stands for exactly these
+    // files, "count", and "files", the first of them: "path", "side" ("here", "there"), "isReplaced".
     platform::Dictionary details() const;
 
     bool startSync(std::string_view localPath, std::string_view remotePath) override;
@@ -129,6 +135,7 @@ class Service final : public sync_daemon::SyncDaemon {
     void forgetDatabase(const std::string& remote, const std::string& local) const;
     Threads currentThreads() const;
     bool askPairsAt(const std::string& remotePath); // those that hold it or lie below it; false: none
+    void cleanUp(const std::stop_token& stop);
     void noticed(const platform::DirectoryEvent& event);
     void statusChanged();
     void post(std::string name, platform::Dictionary userInfo);
@@ -147,6 +154,9 @@ class Service final : public sync_daemon::SyncDaemon {
     mutable std::mutex lock;
     sync_daemon::State state; // guarded by lock, as the threads; a thread goes without the lock
     Threads threads;
+
+    std::mutex cleanLock;
+    std::optional<std::chrono::steady_clock::time_point> lastClean; // guarded by cleanLock
 
     mutable FolderLists folders;
     std::atomic<std::uint64_t> lastPrivate = 0;

@@ -6,9 +6,8 @@
 #include "service/names.h"
 #include "service/pair_parts.h"
 #include "service/remote_look.h"
+#include "service/space_trash.h"
 #include "sync_daemon/paths.h"
-
-#include <random>
 
 namespace service {
 namespace {
@@ -18,6 +17,10 @@ using platform::Dictionary;
 
 // Who asks goes on after a second.
 constexpr std::chrono::milliseconds folderLimit{900};
+
+std::chrono::sys_seconds now() {
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+}
 
 // In the space; "" is the space itself.
 std::string inSpace(const std::string& plain) { return plain.substr(1); }
@@ -131,12 +134,9 @@ bool Service::deleteFile(std::string_view remotePath, bool toTrash) {
     if (!toTrash)
         return done("delete", *plain,
                     (isFolder ? around.space.removeTree(path) : around.space.removeFile(path)).wait(stop));
-    std::random_device random;
-    const std::string trash = std::string(privatePrefix) + "/trash/" + std::to_string(random()) +
-                              std::to_string(random()) + "-" + std::to_string(++lastPrivate);
-    if (const auto made = around.space.makeFolder(trash).wait(stop); !made)
+    const std::string place = trash::newPlace(path, now());
+    if (const auto made = around.space.makeFolder(parentOf(place)).wait(stop); !made)
         return done("delete", *plain, made);
-    const std::string place = trash + "/" + lastOf(path);
     return done(
         "delete", *plain,
         (isFolder ? around.space.moveFolder(path, place) : around.space.moveFile(path, place)).wait(stop));
@@ -168,7 +168,31 @@ bool Service::renameFile(std::string_view remotePath, std::string_view newPath) 
 }
 
 bool Service::restoreFile(std::string_view remotePath) {
-    return refuse("restore", remotePath, "this service does not bring items back from the space's trash");
+    const auto place = restore(remotePath);
+    return place || refuse("restore", remotePath, place.failure().text);
+}
+
+Outcome<std::string> Service::restore(std::string_view remotePath) {
+    const auto plain = checkedItem("restore", remotePath);
+    if (!plain) return Failure{Trouble::refused, "no item of the space: " + std::string(remotePath)};
+    auto place = trash::restore(around.space, inSpace(*plain), ending.get_token());
+    if (!place) return place.failure();
+    folders.forget();
+    log.info("Brought back from the trash: /", *place);
+    askPairsAt("/" + *place);
+    return "/" + *place;
+}
+
+// Once a day is enough; whichever pair is at rest first does it.
+void Service::cleanUp(const std::stop_token& stop) {
+    const std::unique_lock guard(cleanLock, std::try_to_lock);
+    constexpr std::chrono::hours day{24};
+    const auto time = std::chrono::steady_clock::now();
+    if (!guard || (lastClean && time - *lastClean < day)) return;
+    const auto removed =
+        trash::removeOld(around.space, stateFolder / "seen-in-space", settings.ages, now(), stop);
+    if (removed && *removed > 0) log.info("Removed from the space's trash, being old: ", *removed);
+    if (removed) lastClean = time;
 }
 
 bool Service::downloadFile(std::string_view remotePath, std::string_view toDirectory) {

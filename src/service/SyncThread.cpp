@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <fstream>
 #include <map>
 #include <utility>
 
@@ -29,6 +30,20 @@ std::chrono::sys_seconds localTimeNow() {
     std::tm parts{};
     ::localtime_r(&now, &parts);
     return std::chrono::sys_seconds(std::chrono::seconds(now + parts.tm_gmtoff));
+}
+
+// proc(5)
+std::string bootId() {
+    std::string id;
+    std::getline(std::ifstream("/proc/sys/kernel/random/boot_id"), id);
+    return id;
+}
+
+std::chrono::sys_seconds booted() {
+    struct timespec running {};
+    ::clock_gettime(CLOCK_BOOTTIME, &running);
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) -
+           std::chrono::seconds(running.tv_sec);
 }
 
 bool hasPrivateName(const std::string& path) {
@@ -59,6 +74,9 @@ struct SyncThread::Parts {
         PairSync::Settings settings;
         settings.remoteFolder = remoteFolder;
         settings.host = owner.settings.host;
+        settings.keepsFor = owner.settings.keepsFor;
+        settings.bootId = bootId();
+        settings.booted = booted();
         settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
         return settings;
     }
@@ -72,7 +90,8 @@ struct SyncThread::Parts {
 
 SyncThread::SyncThread(Settings wanted, Surroundings everything)
     : settings(std::move(wanted)), around(std::move(everything)), isPaused(settings.isPaused) {
-    if (isPaused) published = std::make_shared<PairState>(PairState{PairState::Phase::paused, {}, {}, {}});
+    if (isPaused)
+        published = std::make_shared<PairState>(PairState{PairState::Phase::paused, {}, {}, {}, {}});
     newFolders.insert(settings.localRoot);
     thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
 }
@@ -100,6 +119,21 @@ void SyncThread::ask() {
     isAsked = true;
     waits.reset();
     wake.notify_all();
+}
+
+bool SyncThread::confirm(const std::string& list) {
+    {
+        const std::lock_guard guard(lock);
+        if (!published->waiting || published->waiting->list != list) return false;
+        confirmed = list;
+    }
+    ask();
+    return true;
+}
+
+void SyncThread::forget(const std::string& remotePath) {
+    const std::lock_guard guard(lock);
+    leftOut.push_back(remotePath);
 }
 
 void SyncThread::noticed(const platform::DirectoryEvent& event) {
@@ -132,7 +166,8 @@ void SyncThread::setPaused(bool pause) {
         wake.notify_all();
     }
     const auto now = state();
-    publish({pause ? PairState::Phase::paused : PairState::Phase::looking, {}, {}, now->problems});
+    publish(
+        {pause ? PairState::Phase::paused : PairState::Phase::looking, {}, {}, now->problems, now->waiting});
 }
 
 void SyncThread::run(const std::stop_token& stop) {
@@ -186,6 +221,7 @@ void SyncThread::round() {
     const auto began = Clock::now();
     const auto outcome = roundOf(stop);
     settle(outcome, std::chrono::duration_cast<Waits::Duration>(Clock::now() - began));
+    if (outcome && outcome->isInStep()) around.rested(stop);
 }
 
 Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
@@ -197,12 +233,19 @@ Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
         watchNewFolders();
         readExclusions();
         readWanted();
+        std::string list;
+        {
+            const std::lock_guard guard(lock);
+            list.swap(confirmed);
+        }
+        if (!list.empty()) isHurried = false;
         if (isHurried) {
             auto some = parts->sync.roundOf(files, stop);
             if (!some) return some.failure();
             if (*some) return std::move(**some);
             isHurried = false;
         }
+        if (!list.empty()) parts->sync.confirm(list);
         return parts->sync.round(stop);
     } catch (const fs::filesystem_error& error) {
         return Failure{Trouble::missing, "the folder cannot be opened: " + error.code().message()};
@@ -236,9 +279,16 @@ std::optional<std::string> SyncThread::keyOfRemote(const std::string& remotePath
 
 // What is left out is forgotten at once: when it is taken in again nothing counts as deleted meanwhile.
 void SyncThread::readExclusions() {
+    std::vector<std::string> since;
+    {
+        const std::lock_guard guard(lock);
+        since.swap(leftOut);
+    }
     std::vector<std::string> keys;
     for (const std::string& remote : settings.excluded())
         if (const auto key = keyOfRemote(remote)) keys.push_back(*key);
+    for (const std::string& remote : since)
+        if (const auto key = keyOfRemote(remote)) parts->store.forget(*key);
     for (const std::string& key : keys)
         if (std::find(excludedKeys.begin(), excludedKeys.end(), key) == excludedKeys.end())
             parts->store.forget(key);
@@ -324,6 +374,7 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
     Came came = Came::trouble;
     if (outcome) {
         next.problems = wasHurried ? state()->problems : outcome->problems;
+        next.waiting = wasHurried ? state()->waiting : outcome->waiting;
         if (outcome->isInStep()) {
             came = Came::nothing;
             next.phase = PairState::Phase::inStep;
@@ -335,6 +386,7 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
         next.phase = PairState::Phase::failed;
         next.reason = outcome.failure().text;
         next.problems = state()->problems;
+        next.waiting = state()->waiting;
     }
     bool wasPaused = false;
     {
@@ -350,7 +402,7 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
     }
     const bool isCancelled = !outcome && outcome.failure().trouble == Trouble::cancelled;
     if (wasPaused) {
-        next = {PairState::Phase::paused, {}, {}, next.problems};
+        next = {PairState::Phase::paused, {}, {}, next.problems, next.waiting};
     } else if (isCancelled) {
         next.phase = PairState::Phase::waiting;
     } else if (!outcome) {

@@ -35,7 +35,8 @@ struct PairState {
     Phase phase = Phase::looking;
     std::string reason; // of a failure, for a person
     std::optional<Transfer> transfer;
-    std::vector<PairSync::Problem> problems; // of the last round
+    std::vector<PairSync::Problem> problems;      // of the last round
+    std::shared_ptr<const WaitingLosses> waiting; // for a person's word, after the last round; none: nothing
 };
 
 class SyncThread {
@@ -46,6 +47,7 @@ class SyncThread {
         std::filesystem::path database;
         std::string host;
         bool isPaused = false;
+        std::chrono::days keepsFor{30}; // what downloads replaced; 0: for ever
         // The plain remote paths that are left out now, each with what lies below. Asked at each round.
         std::function<std::set<std::string, std::less<>>()> excluded;
         // The plain remote paths that alone are synced, each with what lies below. Asked at each round. None:
@@ -58,6 +60,7 @@ class SyncThread {
         platform::DirectoryEvents* events; // none: what changes here is seen when it is looked at
         platform::ProcessLog& log;
         std::function<void()> changed; // the state is another one; on the pair's thread, no lock held
+        std::function<void(const std::stop_token&)> rested; // a round ended in step; the same
     };
 
     // Begins. All must outlive the object.
@@ -75,6 +78,11 @@ class SyncThread {
 
     // A round now, whatever it waits for.
     void ask();
+    // What `waiting` listed is meant. False: another list waits by now, or none.
+    bool confirm(const std::string& list);
+    // A plain remote path is left out from now on: what was agreed there is forgotten in the next round, also
+    // when it is taken in again by then.
+    void forget(const std::string& remotePath);
     // An event of a directory at or below the local root, or that events were lost.
     void noticed(const platform::DirectoryEvent& event);
     // Events wait until they are released. What they told is looked at then.
@@ -113,6 +121,8 @@ class SyncThread {
     std::stop_source current;                 // of the round in hand
     bool isAsked = false;
     bool isNoticed = false;
+    std::vector<std::string> leftOut; // to be forgotten, plain
+    std::string confirmed;            // the list that the next round may do
     bool holdsEvents = false;
     bool isPaused = false;
     Waits waits;

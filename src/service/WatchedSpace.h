@@ -20,7 +20,7 @@ struct Transfer {
     friend bool operator==(const Transfer&, const Transfer&) = default;
 };
 
-class WatchedSpace final : public RemoteSpace {
+class WatchedSpace : public RemoteSpace {
   public:
     using Told = std::function<void(const std::optional<Transfer>&)>;
     // The space outlives this object.

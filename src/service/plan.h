@@ -51,6 +51,7 @@ struct Seen {
     // A file's record is not the agreed one, and so is its content, or the content is not known yet. Without
     // meaning where nothing is agreed, or another shape.
     bool differs = false;
+    bool isOlder = false;              // it differs, and its time of change is before the agreed one's
     std::optional<Digest> digest;      // files, as far as known
     std::optional<std::uint64_t> size; // files, bytes, as far as known
     std::optional<Identity> identity;  // as far as the side has one

@@ -51,7 +51,7 @@ if [ "$(basename "$program")" = tsyncquenz ]; then
     serve_sftp
     "$program" setup "server:$HOME/space"
     start="exec '$program' run --log-level info 2> '$HOME/log'"
-    change='s/^call linkForSharing.*/if &; then exit 1; fi/; /^call \(deleteFile\|restoreFile\)/d' # restores nothing yet
+    change='s/^call linkForSharing.*/if &; then exit 1; fi/'
 else
     start="exec '$program' --log-level info \"\$@\" 2> '$HOME/log'"
     change=

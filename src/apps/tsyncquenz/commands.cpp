@@ -54,6 +54,40 @@ std::string printable(std::string text) {
     return text;
 }
 
+// "" when nothing waits for a word.
+std::string sentenceOfWaiting(const Dictionary& pair) {
+    const Dictionary* waiting = platform::dictionaryAt(pair, "waiting");
+    if (waiting == nullptr) return {};
+    return std::to_string(platform::numberAt(*waiting, "count").value_or(0)) +
+           " files would be lost and wait for your word: tsyncquenz confirm";
+}
+
+void printWaiting(const Dictionary& pair, const Dictionary& waiting) {
+    const std::string local = textIn(pair, "localPath");
+    const std::string remote = textIn(pair, "remotePath");
+    const platform::Array* files = platform::arrayAt(waiting, "files");
+    std::int64_t shown = 0;
+    for (const platform::Value& file : files != nullptr ? *files : platform::Array()) {
+        const Dictionary* entry = file.dictionary();
+        if (entry == nullptr) continue;
+        ++shown;
+        const bool isReplaced = platform::flagAt(*entry, "isReplaced").value_or(false);
+        std::cout << (isReplaced ? "replace by an older version  " : "delete  ")
+                  << printable((textIn(*entry, "side") == "here" ? local : remote) + "/" +
+                               textIn(*entry, "path"))
+                  << '\n';
+    }
+    const std::int64_t all = platform::numberAt(waiting, "count").value_or(shown);
+    if (all > shown) std::cout << "and " << all - shown << " more\n";
+}
+
+// Whether a person types that it is meant.
+bool isMeant() {
+    std::cout << "Is that meant? [y/N] " << std::flush;
+    std::string answer;
+    return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
+}
+
 void print(const Dictionary& status) {
     std::cout << "Storage: " << printable(textIn(status, "storage")) << '\n';
     if (platform::flagAt(status, "isPaused").value_or(false)) std::cout << "Paused: tsyncquenz resume\n";
@@ -69,6 +103,7 @@ void print(const Dictionary& status) {
         const platform::Array* problems = platform::arrayAt(pair, "problems");
         if (problems != nullptr && !problems->empty())
             line += ", " + std::to_string(problems->size()) + " left out: tsyncquenz problems";
+        if (const std::string waiting = sentenceOfWaiting(pair); !waiting.empty()) line += ", " + waiting;
         std::cout << printable(line) << '\n';
     }
 }
@@ -149,12 +184,49 @@ int showProblems() {
         const std::string local = textIn(pair, "localPath");
         if (const std::string reason = textIn(pair, "reason"); !reason.empty())
             std::cout << printable(local + ": " + reason) << '\n';
+        if (const std::string waiting = sentenceOfWaiting(pair); !waiting.empty())
+            std::cout << printable(local + ": " + waiting) << '\n';
         const platform::Array* problems = platform::arrayAt(pair, "problems");
         for (const platform::Value& problem : problems != nullptr ? *problems : platform::Array())
             if (const Dictionary* entry = problem.dictionary())
                 std::cout << printable(local + "/" + textIn(*entry, "path") + ": " + textIn(*entry, "reason"))
                           << '\n';
     }
+    return EXIT_SUCCESS;
+}
+
+int confirmLosses(const std::string& folder, bool isSure) {
+    backends::dbus::SyncServiceClient client;
+    const std::string local = folder.empty() ? std::string() : localPathOf(folder);
+    bool isFound = false;
+    for (const Dictionary& pair : pairsIn(client.status())) {
+        if (!local.empty() && textIn(pair, "localPath") != local) continue;
+        isFound = true;
+        const Dictionary* waiting = platform::dictionaryAt(pair, "waiting");
+        if (waiting == nullptr) continue;
+        printWaiting(pair, *waiting);
+        if (!isSure && !isMeant()) {
+            std::cout << "Left as it is\n";
+            continue;
+        }
+        client.confirm(textIn(pair, "remotePath"), textIn(*waiting, "list"));
+        std::cout << "Confirmed\n";
+    }
+    if (!isFound && !local.empty()) throw std::runtime_error("no synced folder: " + local);
+    return EXIT_SUCCESS;
+}
+
+int restoreItem(const std::string& path) {
+    backends::dbus::SyncServiceClient client;
+    std::string remote = path;
+    const std::string local = localPathOf(path);
+    for (const Dictionary& pair : pairsIn(client.status())) {
+        const std::string root = textIn(pair, "localPath");
+        if (sync_daemon::isAtOrBelow(local, root))
+            remote = textIn(pair, "remotePath") + local.substr(root.size());
+    }
+    const std::string place = client.restore(remote);
+    std::cout << printable(place) << " is in the space again; a synced folder gets it from there\n";
     return EXIT_SUCCESS;
 }
 

@@ -22,6 +22,11 @@ int removeFolder(const std::string& folder);
 int showStatus(bool isJson, bool watches);
 int setPaused(bool pause);
 int showProblems();
+// Shows what waits for a word; it is done once the person says that it is meant, by `isSure` or in answer to
+// a question.
+int confirmLosses(const std::string& folder, bool isSure);
+// A path below a synced folder, else one in the space.
+int restoreItem(const std::string& path);
 int showLogLine();
 
 } // namespace apps::tsyncquenz

@@ -68,6 +68,18 @@ int main(int count, char** words) {
        [] { return apps::tsyncquenz::setPaused(true); });
     on(app.add_subcommand("resume", "Go on"), [] { return apps::tsyncquenz::setPaused(false); });
     on(app.add_subcommand("problems", "What is left out and why"), [] { return showProblems(); });
+    std::string confirmed;
+    bool isSure = false;
+    CLI::App* confirm =
+        app.add_subcommand("confirm", "Deletions wait when there are many: what waits, and that it is meant");
+    confirm->add_option("FOLDER", confirmed, "Without it every synced folder");
+    confirm->add_flag("--yes", isSure, "Ask no question");
+    on(confirm, [&] { return confirmLosses(confirmed, isSure); });
+    std::string thrown;
+    CLI::App* restore = app.add_subcommand(
+        "restore", "Bring an item back from the trash of the space, the latest one of that path");
+    restore->add_option("PATH", thrown, "In a synced folder, or in the space")->required();
+    on(restore, [&] { return restoreItem(thrown); });
     on(app.add_subcommand("log", "How to read the service's log"), [] { return showLogLine(); });
     return apps::parseAndRun(app, count, words, exitStatus);
 }

@@ -58,6 +58,12 @@ backends::dbus::SyncServiceCalls callsOf(service::Service& service, const std::s
         [&service](const auto& local, const auto& remote) { return reasonOf(service.add(local, remote)); },
         [&service](const auto& remote) { return reasonOf(service.remove(remote)); },
         [&service](bool pause) { service.setPaused(pause); },
+        [&service](const auto& remote, const auto& list) { return reasonOf(service.confirm(remote, list)); },
+        [&service](const auto& remote) -> std::pair<std::string, std::optional<std::string>> {
+            const auto place = service.restore(remote);
+            if (!place) return {"", place.failure().text};
+            return {*place, std::nullopt};
+        },
     };
 }
 
@@ -88,7 +94,7 @@ int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& en
     rclone::RcloneSpace space(control, *storage, stateFolder() / "links");
     gio::GioTrash trash;
     posix::InotifyEvents events;
-    service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}},
+    service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}, {trashDays()}},
                              {space, trash, &events, center, log});
     posix::SerialQueue quick("requests");
     posix::SerialQueue folders("folder-lists");

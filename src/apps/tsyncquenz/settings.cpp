@@ -4,6 +4,7 @@
 #include "platform/json.h"
 #include "sync_daemon/writing.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -35,6 +36,13 @@ std::optional<std::string> storage() {
     const auto all = entries();
     const std::string* text = all ? platform::textAt(*all, "storage") : nullptr;
     return text != nullptr && text->find(':') != std::string::npos ? std::optional(*text) : std::nullopt;
+}
+
+std::chrono::days trashDays() {
+    const auto all = entries();
+    const auto days = all ? platform::numberAt(*all, "trashDays") : std::nullopt;
+    constexpr std::int64_t longest = 36500;
+    return std::chrono::days(static_cast<int>(std::clamp(days.value_or(30), std::int64_t{0}, longest)));
 }
 
 void setStorage(const std::string& storage) {

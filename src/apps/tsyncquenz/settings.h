@@ -2,6 +2,7 @@
 // {"storage": rclone's "name:path"}, and the state in the XDG state folder.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -18,6 +19,9 @@ std::optional<std::string> storage();
 inline constexpr auto notSetUp = "no storage is set up yet: tsyncquenz setup";
 // Replaces the file, at once or not at all; raises std::runtime_error when it cannot be written.
 void setStorage(const std::string& storage);
+
+// How long what was deleted or replaced is kept, "trashDays"; 0 for ever. 30 when the file does not say.
+std::chrono::days trashDays();
 
 // This process's environment, as "NAME=value".
 std::vector<std::string> environment();

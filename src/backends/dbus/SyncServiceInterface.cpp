@@ -12,12 +12,15 @@ namespace {
 
 // Whoever asked may have gone, and the bus too: then nobody is told.
 void answer(const std::shared_ptr<BusLink>& link, const sdbus::MethodCall& call,
-            const std::optional<std::string>& refusal) {
+            const std::optional<std::string>& refusal, const std::optional<std::string>& value = {}) {
     try {
-        if (refusal)
+        if (refusal) {
             call.createErrorReply(sdbus::Error(SYNC_SERVICE_ERROR_REFUSED, *refusal)).send();
-        else
-            call.createReply().send();
+        } else {
+            auto reply = call.createReply();
+            if (value) reply << *value;
+            reply.send();
+        }
     } catch (const sdbus::Error&) {
         return;
     }
@@ -66,6 +69,24 @@ SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, Syn
                                queue.dispatch([link, shared, call, pause] {
                                    shared->setPaused(pause);
                                    answer(link, call, std::nullopt);
+                               });
+                           });
+    object->registerMethod(SYNC_SERVICE_INTERFACE, "Confirm", "ss", "",
+                           [link, shared, &queue](sdbus::MethodCall call) {
+                               std::string remote;
+                               std::string list;
+                               call >> remote >> list;
+                               queue.dispatch([link, shared, call, remote, list] {
+                                   answer(link, call, shared->confirm(remote, list));
+                               });
+                           });
+    object->registerMethod(SYNC_SERVICE_INTERFACE, "Restore", "s", "s",
+                           [link, shared, &queue](sdbus::MethodCall call) {
+                               std::string remote;
+                               call >> remote;
+                               queue.dispatch([link, shared, call, remote] {
+                                   const auto [place, refusal] = shared->restore(remote);
+                                   answer(link, call, refusal, place);
                                });
                            });
     object->finishRegistration();
@@ -127,6 +148,20 @@ void SyncServiceClient::setPaused(bool pause) {
     auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_SET_PAUSED);
     call << pause;
     send(call);
+}
+
+void SyncServiceClient::confirm(const std::string& remotePath, const std::string& list) {
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Confirm");
+    call << remotePath << list;
+    send(call);
+}
+
+std::string SyncServiceClient::restore(const std::string& remotePath) {
+    auto call = proxy->createMethodCall(SYNC_SERVICE_INTERFACE, "Restore");
+    call << remotePath;
+    std::string place;
+    send(call) >> place;
+    return place;
 }
 
 } // namespace backends::dbus

@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace backends::dbus {
 
@@ -23,6 +24,9 @@ struct SyncServiceCalls {
         add;
     std::function<std::optional<std::string>(const std::string& remotePath)> remove;
     std::function<void(bool pause)> setPaused;
+    std::function<std::optional<std::string>(const std::string& remotePath, const std::string& list)> confirm;
+    // The path at which the item lies now, or the reason of a refusal.
+    std::function<std::pair<std::string, std::optional<std::string>>(const std::string& remotePath)> restore;
 };
 
 class SyncServiceInterface {
@@ -45,6 +49,8 @@ class SyncServiceClient {
     void add(const std::string& localPath, const std::string& remotePath);
     void remove(const std::string& remotePath);
     void setPaused(bool pause);
+    void confirm(const std::string& remotePath, const std::string& list);
+    std::string restore(const std::string& remotePath); // where it lies now
 
   private:
     sdbus::MethodReply send(const sdbus::MethodCall& call);

@@ -1,0 +1,148 @@
+#include "service/LossGuard.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <unordered_set>
+
+namespace service {
+namespace {
+
+constexpr std::chrono::hours window{24};
+constexpr std::uint64_t always = 1000; // more files than that wait, however large the pair is
+constexpr std::uint64_t few = 20;      // so many are nothing to ask about, unless they are all
+constexpr std::uint64_t share = 10;    // a tenth of the pair
+
+std::string lineOf(const WaitingLosses::File& file) {
+    return std::string(file.side == Side::here ? "here " : "there ") +
+           (file.isReplaced ? "replaced " : "deleted ") + file.path;
+}
+
+std::vector<std::string> linesOf(const std::vector<WaitingLosses::File>& files) {
+    std::vector<std::string> lines;
+    lines.reserve(files.size());
+    for (const WaitingLosses::File& file : files)
+        lines.push_back(lineOf(file));
+    return lines;
+}
+
+PairStore::Losses countOf(const std::vector<WaitingLosses::File>& files) {
+    PairStore::Losses count;
+    for (const WaitingLosses::File& file : files)
+        ++(file.isReplaced ? count.replaced : count.deleted);
+    return count;
+}
+
+// The digest of all lines, FNV-1a.
+std::string listOf(const std::vector<WaitingLosses::File>& files) {
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (const WaitingLosses::File& file : files)
+        for (const char byte : lineOf(file) + '\0')
+            hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
+    return std::to_string(files.size()) + "-" + std::to_string(hash);
+}
+
+// Whether a path lies at or below one of these.
+bool isWithin(std::string path, const std::unordered_set<std::string>& folders) {
+    while (!path.empty()) {
+        if (folders.contains(path)) return true;
+        const std::size_t slash = path.rfind('/');
+        path.resize(slash == std::string::npos ? 0 : slash);
+    }
+    return false;
+}
+
+std::int64_t secondsOf(std::chrono::sys_seconds time) { return time.time_since_epoch().count(); }
+
+} // namespace
+
+std::vector<WaitingLosses::File> LossGuard::filesOf(const Operation& operation,
+                                                    const std::vector<Name>& names) {
+    std::vector<WaitingLosses::File> files;
+    const bool isPut = operation.what == What::put && operation.replaces;
+    if (!isPut && operation.what != What::trash) return files;
+    const auto side = static_cast<std::size_t>(operation.side);
+    auto at = std::lower_bound(
+        names.begin(), names.end(), operation.path,
+        [](const Name& name, const std::string& path) { return pathBefore(name.path, path); });
+    if (isPut) {
+        if (at != names.end() && at->seen[1 - side].isOlder)
+            files.push_back({operation.side, operation.path, true});
+        return files;
+    }
+    for (; at != names.end() && isAtOrBelow(at->path, operation.path); ++at)
+        if (at->seen[side].shape == Shape::file) files.push_back({operation.side, at->path, false});
+    return files;
+}
+
+bool LossGuard::isTooMuch(Side side, const PairStore::Losses& planned, std::uint64_t agreedFiles) const {
+    const PairStore::Losses past = store.losses(side);
+    const std::uint64_t deletedThere = store.losses(otherOf(side)).deleted;
+    const std::uint64_t before = agreedFiles + past.deleted + deletedThere; // when the window began
+    const std::uint64_t all = past.deleted + past.replaced + planned.deleted + planned.replaced;
+    return all > always || (all > few && all * share > before) || (all >= before && before > 1);
+}
+
+std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, const std::vector<Name>& names,
+                                          std::chrono::sys_seconds now) {
+    expected.clear();
+    held.reset();
+    store.endBefore(secondsOf(now - window));
+    std::array<PairStore::Losses, 2> planned;
+    std::set<std::string> confirmed;
+    bool isFirst = true;
+    for (const Operation& operation : operations) {
+        Loss loss{filesOf(operation, names)};
+        if (loss.files.empty()) continue;
+        if (std::exchange(isFirst, false)) confirmed = store.confirmed();
+        const std::vector<std::string> lines = linesOf(loss.files);
+        loss.isConfirmed = std::all_of(lines.begin(), lines.end(),
+                                       [&](const std::string& line) { return confirmed.contains(line); });
+        if (!loss.isConfirmed) {
+            const PairStore::Losses count = countOf(loss.files);
+            planned[static_cast<std::size_t>(operation.side)].deleted += count.deleted;
+            planned[static_cast<std::size_t>(operation.side)].replaced += count.replaced;
+        }
+        expected.emplace(std::pair(operation.side, operation.path), std::move(loss));
+    }
+    if (expected.empty()) return operations;
+
+    const std::uint64_t agreedFiles = store.countFiles();
+    auto next = std::make_shared<WaitingLosses>();
+    std::unordered_set<std::string> inTheWay;
+    for (const Side side : {Side::here, Side::there}) {
+        if (!isTooMuch(side, planned[static_cast<std::size_t>(side)], agreedFiles)) continue;
+        std::erase_if(expected, [&](auto& entry) {
+            if (entry.first.first != side || entry.second.isConfirmed) return false;
+            std::move(entry.second.files.begin(), entry.second.files.end(), std::back_inserter(next->files));
+            inTheWay.insert(entry.first.second);
+            return true;
+        });
+    }
+    if (next->files.empty()) return operations;
+    next->list = listOf(next->files);
+    held = std::move(next);
+    // What takes the place of such a file, or lies in it, waits with it.
+    std::erase_if(operations, [&](const Operation& operation) {
+        return isWithin(operation.path, inTheWay) || isWithin(operation.to, inTheWay);
+    });
+    return operations;
+}
+
+void LossGuard::done(const Operation& operation, std::chrono::sys_seconds now) {
+    const auto found = expected.find({operation.side, operation.path});
+    if (found == expected.end()) return;
+    if (found->second.isConfirmed)
+        store.takeBack(linesOf(found->second.files));
+    else
+        store.addLosses(secondsOf(now), operation.side, countOf(found->second.files));
+    expected.erase(found);
+}
+
+bool LossGuard::confirm(const std::string& list, std::chrono::sys_seconds now) {
+    if (!held || held->list != list) return false;
+    store.confirm(secondsOf(now), linesOf(held->files));
+    return true;
+}
+
+} // namespace service
