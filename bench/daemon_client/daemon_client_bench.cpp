@@ -92,7 +92,7 @@ struct Client {
     backends::posix::SerialQueue replies{"replies"};
     backends::dbus::Bus notifications{"notifications"};
     backends::dbus::DistributedCenter center{notifications, log};
-    backends::dbus::RequestBus requests{replies, localCenter};
+    backends::dbus::RequestBus requests{replies, localCenter, log};
     daemon_client::TSyncClient client{{requests, center, localCenter, log, clock}};
 
     Client() {

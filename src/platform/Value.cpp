@@ -1,5 +1,7 @@
 #include "platform/Value.h"
 
+#include <utility>
+
 namespace platform {
 
 const Value* find(const Dictionary& dictionary, std::string_view key) {

@@ -8,8 +8,9 @@
 // recursion is always safe.
 #pragma once
 
+#include "platform/Dictionary.h"
+
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,13 +23,10 @@ namespace platform {
 // Deepest nesting of arrays and dictionaries that any reader lets through; what lies deeper is refused.
 inline constexpr int maximumValueDepth = 32;
 
-class Value;
-
 struct Null {
     friend bool operator==(Null, Null) { return true; }
 };
 using Array = std::vector<Value>;
-using Dictionary = std::map<std::string, Value, std::less<>>;
 
 class Value {
   public:
@@ -52,6 +50,7 @@ class Value {
     const std::int64_t* signedInteger() const { return std::get_if<std::int64_t>(&data); }
     const std::uint64_t* unsignedInteger() const { return std::get_if<std::uint64_t>(&data); }
     const double* number() const { return std::get_if<double>(&data); }
+    std::string* string() { return std::get_if<std::string>(&data); }
     const std::string* string() const { return std::get_if<std::string>(&data); }
     const Array* array() const { return std::get_if<Array>(&data); }
     const Dictionary* dictionary() const { return std::get_if<Dictionary>(&data); }
@@ -67,6 +66,24 @@ class Value {
   private:
     Data data;
 };
+
+struct DictionaryEntry {
+    std::string first;
+    Value second;
+
+    friend bool operator==(const DictionaryEntry&, const DictionaryEntry&) = default;
+};
+
+template <typename Iterator>
+Dictionary::Dictionary(Iterator first, Iterator last) {
+    insert(first, last);
+}
+
+template <typename Iterator>
+void Dictionary::insert(Iterator first, Iterator last) {
+    for (; first != last; ++first)
+        emplace(first->first, first->second);
+}
 
 // The entry of that key, or null when there is none. Borrowed from the dictionary.
 const Value* find(const Dictionary& dictionary, std::string_view key);

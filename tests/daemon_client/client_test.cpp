@@ -1,4 +1,5 @@
 // The client on a real bus: daemons that are there, late, silent, dying, refusing and lying.
+#include "backends/dbus/raw_message.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/BusClient.h"
@@ -96,6 +97,16 @@ TEST_F(ClientTest, MakesNothingUpWhenADaemonIsAbsentRefusesOrHasNothing) {
         });
         EXPECT_THAT(wrongNegatives(*client), IsEmpty()) << (kind == Reply::Kind::none ? "none" : "an error");
     }
+    const TestDaemon daemon([](std::string_view message, const Array&, const ReplyHandler& handler) {
+        const bool isAboutMany = message.starts_with("sendSharing");
+        handler(valueReply(isAboutMany ? Value(true) : Value(Array(100'000, Value("")))));
+    });
+    const std::vector<std::string> many(100'000, "ann@example.org"); // are not written at once
+    EXPECT_TRUE(client->sendSharingFileByEmail("/a", true, many));
+    EXPECT_EQ(client->directoriesAtPath("/a"), std::nullopt);
+    EXPECT_EQ(log.count("Ignored a reply to directoriesAtPath:withReply:: the message would take too much "
+                        "memory"),
+              1U);
 }
 
 TEST_F(ClientTest, TreatsAnAnswerOfAWrongTypeAsNone) {
@@ -107,6 +118,8 @@ TEST_F(ClientTest, TreatsAnAnswerOfAWrongTypeAsNone) {
         object->registerMethod(TSYNC_INTERFACE, std::string(message.member), std::string(message.arguments),
                                "d", [&calls](sdbus::MethodCall call) {
                                    ++calls;
+                                   EXPECT_EQ(sd_bus_message_get_auto_start(backends::dbus::rawMessage(call)),
+                                             0);
                                    auto reply = call.createReply();
                                    reply << 7.5;
                                    reply.send();
@@ -311,16 +324,23 @@ TEST_F(ClientTest, SetsUpOneConnectionForManyThreads) {
 
 TEST_F(ClientTest, SaysWhenThereIsNoBusAndConnectsOnceThereIs) {
     connect();
+    std::promise<ReplyHandler> asked;
+    const TestDaemon silent([&](std::string_view message, const Array&, ReplyHandler handler) {
+        if (message == "cacheDir:") asked.set_value(std::move(handler));
+    });
+    auto waiting = std::async(std::launch::async, [this] { return client->cacheDir(); });
+    const ReplyHandler held = asked.get_future().get();
     sessionBus.stop();
+    EXPECT_EQ(waiting.wait_for(support::deadline), std::future_status::ready) << "waits for nobody";
     EXPECT_TRUE(support::eventually([&] {
         client->invalidateSession();
         client->connect();
         return log.lines().back().starts_with("Exception: ");
-    })) << "once the bus thread has seen that the bus is gone";
+    }));
     EXPECT_FALSE(client->daemonIsReady());
     EXPECT_EQ(client->remotePathOfLocalSyncPath("/r"), std::nullopt);
     support::PrivateBus next;
-    EXPECT_TRUE(client->daemonIsReady());
+    EXPECT_TRUE(client->daemonIsReady()) << "also when the bus thread has not seen yet that the bus is gone";
 }
 
 TEST_F(ClientTest, TwoThreadsThatMissACacheAtOnceBothAskAndOneAnswerStands) {

@@ -41,7 +41,7 @@ TEST_F(Object, ScansCountsAndCopies) {
     EXPECT_EQ(copy.path(), folder.path("t"));
     EXPECT_EQ(jsonDescription(copy.compareWithSnapshot(snapshot)),
               R"({"DirSnapshotUnchangedPathsKey":["/.b","/a","/d","/d/x","/d/y"]})");
-    EXPECT_EQ(DirSnapshot(log).compareWithSnapshot(snapshot).count(DirSnapshotDeletedPathsKey), 1U);
+    EXPECT_TRUE(DirSnapshot(log).compareWithSnapshot(snapshot).contains(DirSnapshotDeletedPathsKey));
 
     const auto scan = [&](const char* key, const InitializationOption& option) {
         return DirSnapshot::initWithDirectoryPath(log, folder.path("t"),

@@ -1,5 +1,6 @@
 // What hosts are answered and told: batches, observed directories, coalesced changes.
 #include "host_service/HostService.h"
+#include "protocol/translations.h"
 #include "tests/extension/ExtensionParts.h"
 
 #include <gmock/gmock.h>
@@ -238,6 +239,8 @@ TEST_F(HostServiceTest, DropsThePanelsOfAHostThatHasGone) {
             EXPECT_TRUE(activate("A", "Start sync"));
         EXPECT_FALSE(activate("A", "Start sync")) << "a host has so many under way at most";
         EXPECT_EQ(message, "Too many actions are under way. Wait until some of them have ended.");
+        for (const char* language : {"de", "fr", "it", "es"})
+            EXPECT_NE(tsyncTranslated(message.c_str(), language), message) << language;
         EXPECT_TRUE(activate("B", "Start sync"));
         EXPECT_FALSE(performed.front().cancellation->isCancelled());
         service.hostGone("A");

@@ -24,7 +24,7 @@ class BusClient : public testing::Test {
     backends::posix::SerialQueue replies{"replies"};
     backends::dbus::Bus notifications{"notifications"};
     backends::dbus::DistributedCenter center{notifications, log};
-    backends::dbus::RequestBus requests{replies, localCenter};
+    backends::dbus::RequestBus requests{replies, localCenter, log};
     std::unique_ptr<daemon_client::TSyncClient> client;
 
     void SetUp() override {

@@ -66,7 +66,7 @@ int runDestinationPanel(const panels::PanelRequest& request, const panels::Desti
     backends::posix::GuardedFileSystem fileSystem;
     platform::NotificationCenter localCenter;
     backends::posix::SerialQueue replies("panel-replies");
-    backends::dbus::RequestBus requests(replies, localCenter);
+    backends::dbus::RequestBus requests(replies, localCenter, log);
     DaemonDirectories directories(requests, mainQueue, log);
     backends::qt::SavePanelDialog dialog(directories, mainQueue, fileSystem, log);
     dialog.setPurpose(destination.purpose);

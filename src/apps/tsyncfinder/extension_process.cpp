@@ -50,9 +50,10 @@ sigset_t blockEndingSignals() {
 struct Process {
     explicit Process(const RunOptions& options)
         : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
-          notifications("notifications"), resources(options.resourceFolder), requests(replies, localCenter),
-          center(notifications, log), notifier(bus, log), panelProcess(options.panelProgram, log),
-          service({log, model, background, commands, panels}), hosts(bus, service, log, TSYNCFINDER_VERSION),
+          notifications("notifications"), resources(options.resourceFolder),
+          requests(replies, localCenter, log), center(notifications, log), notifier(bus, log),
+          panelProcess(options.panelProgram, log), service({log, model, background, commands, panels}),
+          hosts(bus, service, log, TSYNCFINDER_VERSION),
           settings(log, [this, options](const SettingsRead& read) { follow(read, options); }) {}
 
     void follow(const SettingsRead& read, const RunOptions& options) {

@@ -21,10 +21,11 @@ using platform::Reply;
 // A message must not start a daemon that the user has stopped.
 void forbidAutoStart(sdbus::MethodCall& call) { sd_bus_message_set_auto_start(rawMessage(call), 0); }
 
-Reply decode(sdbus::MethodReply& message, std::string_view signature) {
+// What cannot be read is no answer, and the log has a line of what would take too much memory.
+Reply decode(sdbus::MethodReply& message, const protocol::Message& request, platform::ProcessLog& log) {
     Reply reply;
     try {
-        const auto types = completeTypes(signature);
+        const auto types = completeTypes(request.reply);
         if (types.empty()) { // the end of a message without a reply value
             reply.kind = Reply::Kind::value;
             return reply;
@@ -37,8 +38,10 @@ Reply decode(sdbus::MethodReply& message, std::string_view signature) {
         }
         reply.kind = Reply::Kind::value;
         reply.value = std::move(*value);
-    } catch (const sdbus::Error&) {
-        reply = {}; // an answer that cannot be read counts as none
+    } catch (const sdbus::Error& error) {
+        reply = {};
+        if (error.getName() == limitsExceededError)
+            log.error("Ignored a reply to ", request.name, ": ", std::string_view(error.getMessage()));
     }
     return reply;
 }
@@ -49,7 +52,8 @@ Reply decode(sdbus::MethodReply& message, std::string_view signature) {
 class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
   public:
     Link(std::string service, RequestBus& owner)
-        : bus("requests"), serviceName(std::move(service)), replies(owner.replies), center(owner.center) {
+        : bus("requests"), serviceName(std::move(service)), replies(owner.replies), center(owner.center),
+          log(owner.log) {
         proxy = sdbus::createProxy(bus.connection(), serviceName, TSYNC_OBJECT_PATH);
     }
 
@@ -78,7 +82,10 @@ class RequestBus::Link : public std::enable_shared_from_this<RequestBus::Link> {
     std::string serviceName;
     platform::Queue& replies;
     platform::NotificationCenter& center;
+    platform::ProcessLog& log;
     std::unique_ptr<sdbus::IProxy> proxy;
+    // A message could not be sent: the bus is about to be known as lost, or as good as that.
+    std::atomic<bool> isBroken = false;
 
   private:
     platform::Subscription ownership;
@@ -121,6 +128,7 @@ class RequestBus::Connection final : public platform::RequestConnection {
             call.dontExpectReply();
             link->proxy->callMethod(call);
         } catch (const sdbus::Error& error) {
+            link->isBroken = true;
             throw IPCError(error.what());
         }
         link->bus.wake();
@@ -140,13 +148,13 @@ class RequestBus::Connection final : public platform::RequestConnection {
         try {
             link->proxy->callMethod(
                 call,
-                [waiting = pending, number, signature = description.reply, isWaitedFor,
-                 &replies = link->replies](sdbus::MethodReply& answer, const sdbus::Error* error) {
+                [waiting = pending, number, &description, isWaitedFor, &replies = link->replies,
+                 &log = link->log](sdbus::MethodReply& answer, const sdbus::Error* error) {
                     platform::ReplyHandler taken = waiting->take(number);
                     if (!taken) return;
                     Reply reply;
                     if (error == nullptr)
-                        reply = decode(answer, signature);
+                        reply = decode(answer, description, log);
                     else if (error->getName() == TSYNC_ERROR_NO_VALUE)
                         reply.kind = Reply::Kind::none;
                     // At once, unless that would overtake an earlier reply on its way through the queue.
@@ -160,6 +168,7 @@ class RequestBus::Connection final : public platform::RequestConnection {
                 static_cast<std::uint64_t>(std::chrono::microseconds(deadline).count()));
         } catch (const sdbus::Error& error) {
             pending->take(number);
+            link->isBroken = true;
             throw IPCError(error.what());
         }
     }
@@ -234,14 +243,15 @@ void RequestBus::Link::announceDeath(bool isBusLost) {
     }
 }
 
-RequestBus::RequestBus(platform::Queue& replyQueue, platform::NotificationCenter& localCenter)
-    : replies(replyQueue), center(localCenter) {}
+RequestBus::RequestBus(platform::Queue& replyQueue, platform::NotificationCenter& localCenter,
+                       platform::ProcessLog& processLog)
+    : replies(replyQueue), center(localCenter), log(processLog) {}
 
 RequestBus::~RequestBus() = default;
 
 std::shared_ptr<platform::RequestConnection> RequestBus::initWithServiceName(std::string_view serviceName) {
     const std::lock_guard guard(lock);
-    if (!link || link->bus.isLost() || link->serviceName != serviceName) {
+    if (!link || link->bus.isLost() || link->isBroken || link->serviceName != serviceName) {
         try {
             auto fresh = std::make_shared<Link>(std::string(serviceName), *this);
             fresh->start();

@@ -23,7 +23,11 @@ void UnreadBytes::comes(const std::string& process) {
 
 bool UnreadBytes::leaves(const std::string& process) {
     const std::lock_guard guard(lock);
-    return accounts.erase(process) > 0;
+    const auto account = accounts.find(process);
+    if (account == accounts.end()) return false;
+    set(account->second, 0);
+    accounts.erase(account);
+    return true;
 }
 
 bool UnreadBytes::isKnown(const std::string& process) {
@@ -34,7 +38,7 @@ bool UnreadBytes::isKnown(const std::string& process) {
 void UnreadBytes::sent(const std::string& process, std::size_t bytes) {
     const std::lock_guard guard(lock);
     const auto account = accounts.find(process);
-    if (account != accounts.end()) account->second.waiting += bytes;
+    if (account != accounts.end()) set(account->second, account->second.waiting + bytes);
 }
 
 bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
@@ -42,6 +46,7 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
     {
         const std::lock_guard guard(lock);
         const auto account = accounts.find(process);
+        if (together > mostTogether) limit = std::min(limit, leastLimit);
         if (account == accounts.end() || account->second.waiting <= limit) return false;
         if (std::chrono::steady_clock::now() < account->second.nextLook) return true;
         before = account->second.waiting;
@@ -51,7 +56,7 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
     const auto account = accounts.find(process);
     if (account == accounts.end()) return false;
     // What was sent while the bus answered may or may not be in its answer.
-    account->second.waiting = left + (account->second.waiting - std::min(before, account->second.waiting));
+    set(account->second, left + (account->second.waiting - std::min(before, account->second.waiting)));
     if (account->second.waiting <= limit) return false;
     account->second.nextLook = std::chrono::steady_clock::now() + lookInterval;
     return true;

@@ -33,8 +33,13 @@ class UnreadBytes {
     void sent(const std::string& process, std::size_t bytes);
 
     // Whether more than that many bytes wait for the process, as far as is known. Asks the bus when it seems
-    // so, and waits for its answer; when it was true, the bus is not asked again for a tenth of a second.
+    // so, and waits for its answer; when it was so, not again for a tenth of a second. While more than
+    // `mostTogether` wait for all processes, the limit of each is at most `leastLimit`: many that do not read
+    // take no more of the bus than one, and one that reads is only looked at more often.
     bool exceeds(const std::string& process, std::size_t limit);
+
+    static constexpr std::size_t mostTogether = std::size_t{32} << 20;
+    static constexpr std::size_t leastLimit = std::size_t{16} << 10;
 
   private:
     struct Account {
@@ -44,10 +49,17 @@ class UnreadBytes {
     // What the bus holds for the process; 0 when it cannot tell.
     std::size_t ask(const std::string& process);
 
+    // Under the lock.
+    void set(Account& account, std::size_t bytes) {
+        together = together - account.waiting + bytes;
+        account.waiting = bytes;
+    }
+
     Bus& bus;
     std::unique_ptr<sdbus::IProxy> proxy;
     std::mutex lock;
     std::unordered_map<std::string, Account> accounts; // guarded by the lock
+    std::size_t together = 0;                          // of all accounts; guarded by the lock
 };
 
 } // namespace backends::dbus

@@ -1,5 +1,6 @@
 #include "backends/dbus/value_coding.h"
 
+#include "backends/dbus/ValueReader.h"
 #include "backends/dbus/raw_message.h"
 
 #include <algorithm>
@@ -18,138 +19,6 @@ int checked(int result) {
         throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "the message cannot be read");
     return result;
 }
-
-// Reads items one after the other, and counts the bytes that were read and those that their values take.
-class Reader {
-  public:
-    Reader(sd_bus_message* message, std::size_t freeMemory) : source(message), allowance(freeMemory) {}
-
-    // The recursion is bounded by the bus library, which refuses messages that nest deeper than 128
-    // containers.
-    std::optional<Value> read(int depth) {
-        char type = 0;
-        const char* contents = nullptr;
-        if (checked(sd_bus_message_peek_type(source, &type, &contents)) == 0)
-            throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "nothing to read in the message");
-        if (depth >= platform::maximumValueDepth || type == 'h') {
-            checked(sd_bus_message_skip(source, nullptr));
-            return std::nullopt;
-        }
-        switch (type) {
-        case 's':
-        case 'o':
-        case 'g':
-            return readText(type);
-        case 'b':
-            return readBasic<int, bool>(type);
-        case 'y':
-            return readBasic<std::uint8_t, std::int64_t>(type);
-        case 'n':
-            return readBasic<std::int16_t, std::int64_t>(type);
-        case 'q':
-            return readBasic<std::uint16_t, std::int64_t>(type);
-        case 'i':
-            return readBasic<std::int32_t, std::int64_t>(type);
-        case 'u':
-            return readBasic<std::uint32_t, std::int64_t>(type);
-        case 'x':
-            return readBasic<std::int64_t, std::int64_t>(type);
-        case 't':
-            return readBasic<std::uint64_t, std::uint64_t>(type);
-        case 'd':
-            return readBasic<double, double>(type);
-        case 'v': {
-            checked(sd_bus_message_enter_container(source, type, contents));
-            auto value = read(depth);
-            checked(sd_bus_message_exit_container(source));
-            return value;
-        }
-        case 'a':
-            return contents[0] == '{' ? readDictionary(contents, depth) : readItems(type, contents, depth);
-        default:
-            return readItems(type, contents, depth);
-        }
-    }
-
-  private:
-    void count(std::size_t wireBytes, std::size_t valueBytes) {
-        wire += wireBytes;
-        held += valueBytes;
-        if (held > std::max(allowance, 3 * wire))
-            throw sdbus::Error(limitsExceededError, "the message would take too much memory");
-    }
-
-    // What a string takes beside its own object: nothing while it is short.
-    static std::size_t heapOf(std::size_t length) {
-        return length < sizeof(std::string) / 2 ? 0 : length + 16;
-    }
-
-    template <typename Wire, typename Held>
-    Value readBasic(char type) {
-        Wire item{};
-        count(sizeof item, sizeof(Value));
-        checked(sd_bus_message_read_basic(source, type, &item));
-        return static_cast<Held>(item);
-    }
-
-    Value readText(char type) {
-        const char* text = nullptr;
-        checked(sd_bus_message_read_basic(source, type, &text));
-        const std::string_view view(text);
-        count(sizeof(std::uint32_t) + view.size() + 1, sizeof(Value) + heapOf(view.size()));
-        return view;
-    }
-
-    Value readDictionary(const char* contents, int depth) {
-        // A node of the map, with the allocator's word; key and value have been counted as two values.
-        constexpr std::size_t node = sizeof(Dictionary::value_type) + 5 * sizeof(void*) - 2 * sizeof(Value);
-        Dictionary entries;
-        checked(sd_bus_message_enter_container(source, 'a', contents));
-        char type = 0;
-        while (checked(sd_bus_message_peek_type(source, &type, &contents)) > 0) {
-            checked(sd_bus_message_enter_container(source, type, contents));
-            const auto key = read(depth + 1);
-            auto entry = read(depth + 1);
-            checked(sd_bus_message_exit_container(source));
-            count(0, node);
-            if (key && entry && key->string() != nullptr)
-                entries.insert_or_assign(entries.end(), *key->string(), std::move(*entry));
-        }
-        checked(sd_bus_message_exit_container(source));
-        return entries;
-    }
-
-    // Of an array or a structure.
-    Value readItems(char container, const char* contents, int depth) {
-        Array items;
-        const bool holdsTexts = container == 'a' && contents[0] == 's';
-        checked(sd_bus_message_enter_container(source, container, contents));
-        if (holdsTexts)
-            items.reserve(countTexts(source)); // a list of paths may be long, and would grow by copies
-        while (checked(sd_bus_message_at_end(source, 0)) == 0) {
-            if (!holdsTexts) count(0, sizeof(Value)); // by which it may have grown
-            if (auto item = read(depth + 1)) items.push_back(std::move(*item));
-        }
-        checked(sd_bus_message_exit_container(source));
-        return items;
-    }
-
-  public:
-    // In the array that the message stands in, at its beginning.
-    static std::size_t countTexts(sd_bus_message* message) {
-        std::size_t number = 0;
-        for (; checked(sd_bus_message_at_end(message, 0)) == 0; ++number)
-            checked(sd_bus_message_skip(message, "s"));
-        checked(sd_bus_message_rewind(message, 0));
-        return number;
-    }
-
-  private:
-    sd_bus_message* source;
-    std::size_t allowance;
-    std::size_t wire = 0;
-    std::size_t held = 0;
-};
 
 bool isDictionaryOfStrings(std::string_view signature) {
     return signature == "a{ss}" || signature == "a{sv}";
@@ -192,11 +61,9 @@ void appendVariant(sdbus::Message& message, const Value& value) {
 
 } // namespace
 
-std::optional<Value> readValue(sdbus::Message& message) {
-    return Reader(rawMessage(message), freeValueMemory).read(0);
-}
+std::optional<Value> readValue(sdbus::Message& message) { return ValueReader(rawMessage(message)).read(); }
 
-std::optional<Value> readValue(sdbus::Message& message, std::string_view signature, std::size_t freeMemory) {
+std::optional<Value> readValue(sdbus::Message& message, std::string_view signature, std::size_t mostMemory) {
     char type = 0;
     const char* contents = nullptr;
     if (checked(sd_bus_message_peek_type(rawMessage(message), &type, &contents)) == 0) return std::nullopt;
@@ -204,19 +71,27 @@ std::optional<Value> readValue(sdbus::Message& message, std::string_view signatu
     if (type == 'a') found += contents;
     if (found != signature && !(isDictionaryOfStrings(signature) && isDictionaryOfStrings(found)))
         return std::nullopt;
-    return Reader(rawMessage(message), freeMemory).read(0);
+    return ValueReader(rawMessage(message), mostMemory).read();
 }
 
 std::vector<std::string> readTexts(sdbus::Message& message, std::size_t maximum) {
     sd_bus_message* const source = rawMessage(message);
     checked(sd_bus_message_enter_container(source, 'a', "s"));
-    const std::size_t number = Reader::countTexts(source);
+    std::size_t number = 0;
+    MemoryCount count;
+    const char* text = nullptr;
+    for (; checked(sd_bus_message_read_basic(source, 's', &text)) > 0; ++number) {
+        const std::size_t length = std::string_view(text).size();
+        count.pass(4, 4 + length + 1);
+        count.held += sizeof(std::string) + heapOfText(length);
+    }
     if (number > maximum)
         throw sdbus::Error(limitsExceededError,
                            "at most " + std::to_string(maximum) + " texts are taken at once");
+    count.require(SIZE_MAX);
+    checked(sd_bus_message_rewind(source, 0));
     std::vector<std::string> texts;
     texts.reserve(number);
-    const char* text = nullptr;
     while (checked(sd_bus_message_read_basic(source, 's', &text)) > 0)
         texts.emplace_back(text);
     checked(sd_bus_message_exit_container(source));

@@ -4,8 +4,9 @@
 // What nests deeper than a value may, a dictionary entry whose key is not a string, and a file descriptor are
 // left out. Strings that come from the bus are UTF-8 (the bus sees to that).
 //
-// A value takes more memory than its bytes on the wire, up to 56 times. Reading stops with an error
-// (LimitsExceeded) where the values read so far would take too much beside the message's own bytes.
+// A value takes more memory than its bytes on the wire, up to 40 times. So a value is measured before
+// anything of it is built, and reading ends with an error (LimitsExceeded) when it would take more than three
+// times its bytes on the wire: with the message itself at most four times the message.
 //
 // Source: D-Bus Specification 0.41, "Type System" and "Marshaling".
 #pragma once
@@ -15,6 +16,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,11 +27,12 @@ namespace backends::dbus {
 // The error of a message that would take too much memory.
 inline constexpr const char* limitsExceededError = "org.freedesktop.DBus.Error.LimitsExceeded";
 
-// The memory that values may take: this much in any case, and beyond it three times what was read. With the
-// message itself, 32 MiB of anything take at most 128 MiB. A status with 100,000 files in flight and details
-// of each takes 45 MiB.
-inline constexpr std::size_t freeValueMemory = std::size_t{64} << 20;
-// The same for what can only be small: options, an environment.
+// The memory that the values of a message may take for each byte on the wire. What travels takes less: paths
+// in a list up to 3 bytes, a table of roots 2.8, files in flight with their sizes 2.9.
+inline constexpr std::size_t valueMemoryPerByte = 3;
+// A message may take so much in any case: what is as small does no harm, whatever is in it.
+inline constexpr std::size_t freeValueMemory = std::size_t{64} << 10;
+// And at most so much what can only be small: options, an environment.
 inline constexpr std::size_t smallValueMemory = std::size_t{1} << 20;
 
 // Reads the next complete item of the message, whatever it is. None when it was left out, as above; the
@@ -39,9 +42,10 @@ std::optional<platform::Value> readValue(sdbus::Message& message);
 // The same for a message whose next item should have the type of that signature ("s", "b", "t", "as",
 // "av", "a{ss}", "a{sv}"; the two dictionaries are taken for each other). None when it has another.
 std::optional<platform::Value> readValue(sdbus::Message& message, std::string_view signature,
-                                         std::size_t freeMemory = freeValueMemory);
+                                         std::size_t mostMemory = SIZE_MAX);
 
-// Reads an array of strings. Raises sdbus::Error when it has more than that many.
+// Reads an array of strings. Raises sdbus::Error when it has more than that many, or they would take too much
+// memory.
 std::vector<std::string> readTexts(sdbus::Message& message, std::size_t maximum);
 
 // Appends the value as that type. Raises sdbus::Error (InvalidArgs) when the value does not have that type or

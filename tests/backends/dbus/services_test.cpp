@@ -1,6 +1,7 @@
 // The two services on a real bus: against the introspection files, before the extension has started, and with
 // hosts that leave or do not read.
 #include "backends/dbus/FinderSync1Service.h"
+#include "backends/dbus/UnreadBytes.h"
 #include "backends/posix/SerialQueue.h"
 #include "protocol/messages.h"
 #include "protocol/names.h"
@@ -202,6 +203,28 @@ TEST_F(HostsTest, AHostThatDoesNotReadSilencesNoOther) {
     EXPECT_THROW(living.badges(std::vector<std::string>(300'000)), sdbus::Error);
     EXPECT_EQ(log.count("Refused a call of " + living.name() + ": at most 250000 texts are taken at once"),
               1U);
+}
+
+TEST(UnreadBytes, AreFewerForEachOfManyTogether) {
+    using backends::dbus::UnreadBytes;
+    constexpr std::size_t limit = std::size_t{2} << 20;
+    const support::PrivateBus sessionBus;
+    backends::dbus::Bus bus("sender");
+    UnreadBytes unread(bus);
+    const auto deaf = sdbus::createSessionBusConnection();
+    const auto object = sdbus::createObject(bus.connection(), "/sender");
+    auto signal = object->createSignal("an.interface", "Signal");
+    signal.setDestination(deaf->getUniqueName());
+    signal << std::string(limit / 2, 'x');
+    object->emitSignal(signal);
+    unread.comes(deaf->getUniqueName());
+    unread.sent(deaf->getUniqueName(), limit / 2);
+    EXPECT_FALSE(unread.exceeds(deaf->getUniqueName(), limit));
+    unread.comes("another");
+    unread.sent("another", UnreadBytes::mostTogether);
+    EXPECT_TRUE(unread.exceeds(deaf->getUniqueName(), limit));
+    EXPECT_FALSE(unread.exceeds("another", limit)) << "the bus keeps nothing for it";
+    EXPECT_FALSE(unread.exceeds(deaf->getUniqueName(), limit));
 }
 
 TEST_F(HostsTest, AHostThatHasGoneLeavesNothing) {

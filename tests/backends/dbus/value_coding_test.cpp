@@ -1,9 +1,11 @@
-// What a hostile sender may put into a notification, on a real bus.
+// What a hostile sender may put into a message: the memory that it takes, and what a real bus carries.
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/raw_message.h"
 #include "backends/dbus/value_coding.h"
 #include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/counted_memory.h"
 #include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
@@ -71,6 +73,8 @@ TEST_F(NotificationTest, CarriesEveryKindOfValue) {
     ASSERT_EQ(seen.size(), 1U);
     EXPECT_EQ(seen[0].object, "object");
     EXPECT_EQ(Value(seen[0].userInfo), Value(userInfo));
+    EXPECT_EQ(Dictionary({{"c", 1}, {"b", 4}, {"a", 3}, {"b", 4}}),
+              Dictionary({{"a", 3}, {"b", 4}, {"c", 1}}));
 }
 
 TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
@@ -105,21 +109,140 @@ TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
     EXPECT_EQ(log.count("Ignored a notification Note that does not have the form of one"), 3U);
 }
 
-TEST_F(NotificationTest, RefusesWhatWouldTakeFarMoreMemoryThanItHasBytes) {
-    constexpr std::size_t many = 4'000'000;
-    send("Note", "", Variants{{"bytes", std::vector<std::uint8_t>(many)}});
-    send("Note", "", Variants{{"texts", std::vector<std::string>(many / 2, "")}});
-    // As much as a person may have in flight.
-    std::map<std::string, std::map<std::string, std::uint64_t>> files;
-    for (std::size_t i = 0; i < 100'000; ++i)
-        files.emplace_hint(files.end(), "/r/some file that is uploaded " + std::to_string(1'000'000 + i),
-                           std::map<std::string, std::uint64_t>{{"done", i}, {"size", i}});
-    send("Note", "", Variants{{"files", files}});
+TEST_F(NotificationTest, TellsOfWhatWouldTakeTooMuchMemory) {
+    send("Note", "", Variants{{"bytes", std::vector<std::uint8_t>(4'000'000)}});
+    send("Note", "", Variants{{"text", std::string(4'000'000, 'x')}});
     send("End", "", Variants{});
     ASSERT_EQ(ended.get_future().wait_for(support::deadline), std::future_status::ready);
-    EXPECT_EQ(log.count("Ignored a notification Note: the message would take too much memory"), 2U);
-    ASSERT_EQ(seen.size(), 1U);
-    EXPECT_EQ(seen[0].userInfo.at("files").dictionary()->size(), 100'000U);
+    EXPECT_EQ(log.count("Ignored a notification Note: the message would take too much memory"), 1U);
+    EXPECT_EQ(seen.size(), 1U);
+}
+
+// Shapes of values by their bytes on the wire; none of a message's header.
+struct Shape {
+    const char* name;
+    bool isRead;
+    std::size_t largest; // of the messages; what is slow to build is tried with smaller ones
+    std::size_t bytesEach;
+    void (*append)(sdbus::Message& message, std::size_t number);
+};
+
+// Of zeros; built at once, as nothing else that is large.
+template <typename Item, char type>
+void appendNumbers(sdbus::Message& message, std::size_t number) {
+    const std::vector<Item> numbers(number);
+    message.openVariant(std::string("a") + type);
+    ASSERT_GE(sd_bus_message_append_array(backends::dbus::rawMessage(message), type, numbers.data(),
+                                          number * sizeof(Item)),
+              0);
+    message.closeVariant();
+}
+
+// A dictionary of variants, with keys of a length.
+template <std::size_t keyLength, typename Append>
+void appendEntries(sdbus::Message& message, std::size_t number, Append&& appendItem) {
+    message.openContainer("{sv}");
+    for (std::size_t i = 0; i < number; ++i) {
+        std::string key = std::to_string(10'000'000 + i * 7919 % number); // in no order
+        key.insert(0, keyLength - key.size(), '/');
+        message.openDictEntry("sv");
+        message << key;
+        appendItem(key);
+        message.closeDictEntry();
+    }
+    message.closeContainer();
+}
+
+constexpr std::size_t KiB = 1024;
+
+const Shape shapes[] = {
+    {"bytes", false, 32 * 1024 * KiB, 1, appendNumbers<std::uint8_t, 'y'>},
+    {"numbers", false, 32 * 1024 * KiB, 8, appendNumbers<std::uint64_t, 't'>},
+    {"empty texts", false, 32 * 1024 * KiB, 8,
+     [](sdbus::Message& message, std::size_t number) { message << std::vector<std::string>(number); }},
+    {"empty dictionaries", false, 1024 * KiB, 8,
+     [](sdbus::Message& message, std::size_t number) {
+         message << std::vector<std::map<std::string, std::string>>(number);
+     }},
+    {"empty arrays", false, 1024 * KiB, 4,
+     [](sdbus::Message& message, std::size_t number) {
+         message << std::vector<std::vector<std::uint8_t>>(number);
+     }},
+    {"bytes in variants", false, 1024 * KiB, 4,
+     [](sdbus::Message& message, std::size_t number) {
+         message.openContainer("v");
+         for (std::size_t i = 0; i < number; ++i)
+             message << sdbus::Variant(std::uint8_t{1});
+         message.closeContainer();
+     }},
+    {"variants in variants", false, 1024 * KiB, 12,
+     [](sdbus::Message& message, std::size_t number) {
+         message.openContainer("v");
+         for (std::size_t i = 0; i < number; ++i) {
+             message.openVariant("v");
+             message << sdbus::Variant(std::vector<sdbus::Variant>());
+             message.closeVariant();
+         }
+         message.closeContainer();
+     }},
+    // What a person may have.
+    {"paths", true, 1024 * KiB, 16,
+     [](sdbus::Message& message, std::size_t number) {
+         message << std::vector<std::string>(number, "/r/s/t/u");
+     }},
+    {"roots", true, 1024 * KiB, 48,
+     [](sdbus::Message& message, std::size_t number) {
+         appendEntries<16>(message, number, [&](const std::string& key) { message << sdbus::Variant(key); });
+     }},
+    {"files in flight", true, 1024 * KiB, 64,
+     [](sdbus::Message& message, std::size_t number) {
+         appendEntries<17>(message, number, [&](const std::string&) {
+             message << sdbus::Variant(std::map<std::string, sdbus::Variant>{{"size", std::uint64_t{1}}});
+         });
+     }},
+};
+
+TEST_F(NotificationTest, ReadsNoDeeperThanAValueMayBe) {
+    constexpr int levels = 40; // deeper than this bus lets through, but not every one
+    auto message = object->createSignal("an.interface", "Unsent");
+    for (int i = 0; i < levels; ++i) {
+        message.openVariant("av");
+        message.openContainer("v");
+    }
+    for (int i = 0; i < levels; ++i) {
+        message.closeContainer();
+        message.closeVariant();
+    }
+    message.seal();
+    message.rewind(true);
+    std::optional<Value> value = backends::dbus::readValue(message);
+    int depth = 0;
+    for (const Value* inner = &value.value(); inner != nullptr; ++depth)
+        inner = inner->array()->empty() ? nullptr : inner->array()->data();
+    EXPECT_EQ(depth, platform::maximumValueDepth);
+}
+
+TEST_F(NotificationTest, TakesAtMostFourTimesItsOwnMemory) {
+    for (const Shape& shape : shapes) {
+        for (const std::size_t size : {64 * KiB, 1024 * KiB, 32 * 1024 * KiB}) {
+            if (size > shape.largest) break;
+            SCOPED_TRACE(std::string(shape.name) + ", " + std::to_string(size));
+            auto message = object->createSignal("an.interface", "Unsent");
+            shape.append(message, size / shape.bytesEach);
+            message.seal();
+            message.rewind(true);
+            const std::size_t before = counted::now;
+            counted::peak = before;
+            std::optional<Value> value;
+            try {
+                value = backends::dbus::readValue(message);
+            } catch (const sdbus::Error& error) {
+                EXPECT_EQ(error.getName(), backends::dbus::limitsExceededError);
+            }
+            EXPECT_EQ(value.has_value(), shape.isRead);
+            EXPECT_LE(counted::peak - before, 3 * size + 2000) << "beside the message itself";
+        }
+    }
 }
 
 } // namespace
