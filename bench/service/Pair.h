@@ -74,6 +74,7 @@ class Pair {
   private:
     Log log;
     NoTrash trash;
+    const support::TemporaryFolder links; // in memory, as the folder of a session is
     backends::rclone::RemoteControl control;
     backends::rclone::RcloneSpace space;
     service::LocalSide local;

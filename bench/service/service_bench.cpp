@@ -130,7 +130,7 @@ class LivingPair {
     LivingPair(const std::string& configuration, const std::string& storage, const fs::path& place,
                const std::string& name)
         : folder(place / name), control(controlSettings(configuration), log),
-          space(control, storage, place / (name + "-links")) {
+          space(control, storage, links / "all") {
         fs::create_directories(folder);
         events.start([this](const platform::DirectoryEvent& event) { sync->noticed(event); });
         service::SyncThread::Settings settings;
@@ -154,6 +154,7 @@ class LivingPair {
     const fs::path folder;
     Log log;
     NoTrash trash;
+    const support::TemporaryFolder links; // in memory, as the folder of a session is
     backends::rclone::RemoteControl control;
     backends::rclone::RcloneSpace space;
     backends::posix::InotifyEvents events;

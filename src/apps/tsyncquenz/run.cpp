@@ -67,6 +67,16 @@ backends::dbus::SyncServiceCalls callsOf(service::Service& service, const std::s
     };
 }
 
+// Links to all that goes up at once are made and thrown away: where the session has a folder in memory that
+// takes a hundredth of the time that it takes on a disk.
+fs::path linksFolder() {
+    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
+    std::error_code error;
+    if (runtime && fs::path(runtime).is_absolute() && fs::is_directory(runtime, error))
+        return fs::path(runtime) / "tsyncquenz-links";
+    return stateFolder() / "links";
+}
+
 } // namespace
 
 int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& ending) {
@@ -91,7 +101,7 @@ int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& en
     rclone::RemoteControl::Settings controlSettings;
     controlSettings.environment = environment();
     rclone::RemoteControl control(controlSettings, log);
-    rclone::RcloneSpace space(control, *storage, stateFolder() / "links");
+    rclone::RcloneSpace space(control, *storage, linksFolder());
     gio::GioTrash trash;
     posix::InotifyEvents events;
     service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}, {trashDays()}},
