@@ -94,7 +94,6 @@ class Daemon final : public sync_daemon::SyncDaemon, private UploadObserver {
 
     std::vector<std::string> directories(std::string_view remotePath) const override;
     std::vector<std::string> directoriesNotInSync(std::string_view remotePath) const override;
-    std::uint64_t countDirectories(std::string_view remotePath) const override;
     std::optional<platform::Array> contentOfDirectory(std::string_view remotePath, bool onlyFile,
                                                       bool recursive) const override;
     std::optional<platform::Dictionary> fileInfo(std::string_view remotePath) const override;

@@ -34,10 +34,6 @@ std::vector<std::string> Daemon::directoriesNotInSync(std::string_view remotePat
     return found;
 }
 
-std::uint64_t Daemon::countDirectories(std::string_view remotePath) const {
-    return directories(remotePath).size();
-}
-
 std::optional<platform::Array> Daemon::contentOfDirectory(std::string_view remotePath, bool onlyFile,
                                                           bool recursive) const {
     const std::optional<std::string> remote = Space::plainPath(remotePath);

@@ -113,10 +113,6 @@ std::vector<std::string> Space::directories(std::string_view remotePath) const {
     return found;
 }
 
-std::uint64_t Space::countDirectories(std::string_view remotePath) const {
-    return directories(remotePath).size();
-}
-
 bool Space::makeDirectory(std::string_view remotePath) const {
     return localPath(remotePath) && makeConfinedFolder(root, remotePath);
 }

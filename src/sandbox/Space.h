@@ -47,7 +47,6 @@ class Space {
     // The full remote paths of the folders directly below a folder, by the order of their bytes. Empty
     // when it does not exist.
     std::vector<std::string> directories(std::string_view remotePath) const;
-    std::uint64_t countDirectories(std::string_view remotePath) const;
 
     // Makes a folder and those above it.
     bool makeDirectory(std::string_view remotePath) const;

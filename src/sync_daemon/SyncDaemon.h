@@ -75,7 +75,6 @@ class SyncDaemon {
     // remote root.
     virtual std::vector<std::string> directories(std::string_view remotePath) const = 0;
     virtual std::vector<std::string> directoriesNotInSync(std::string_view remotePath) const = 0;
-    virtual std::uint64_t countDirectories(std::string_view remotePath) const = 0;
 
     virtual std::optional<platform::Array> contentOfDirectory(std::string_view remotePath, bool onlyFile,
                                                               bool recursive) const = 0;

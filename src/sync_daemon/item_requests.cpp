@@ -32,7 +32,7 @@ constexpr std::array entries{
                  Lane::folders},
     RequestEntry{"countDirectoriesAtPath:withReply:",
                  [](SyncDaemon& daemon, const Array& arguments) {
-                     return valueReply(daemon.countDirectories(text(arguments, 0)));
+                     return valueReply(std::uint64_t{daemon.directories(text(arguments, 0)).size()});
                  },
                  Lane::folders},
     RequestEntry{"remoteFileInfo:withReply:",

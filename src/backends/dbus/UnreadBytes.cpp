@@ -30,11 +30,6 @@ bool UnreadBytes::leaves(const std::string& process) {
     return true;
 }
 
-bool UnreadBytes::isKnown(const std::string& process) {
-    const std::lock_guard guard(lock);
-    return accounts.contains(process);
-}
-
 void UnreadBytes::sent(const std::string& process, std::size_t bytes) {
     const std::lock_guard guard(lock);
     const auto account = accounts.find(process);

@@ -27,7 +27,6 @@ class UnreadBytes {
     // A process is known, by its unique name, from its first call until it leaves the bus.
     void comes(const std::string& process);
     bool leaves(const std::string& process); // whether it was known
-    bool isKnown(const std::string& process);
 
     // Sizes may be estimates. What is for a process that is not known is not counted.
     void sent(const std::string& process, std::size_t bytes);
