@@ -1,6 +1,6 @@
 // The cache folder: copies of single items of the space, each kept in step with it like a pair's. A changed
-// copy goes back to the space, and a change there comes into the copy. A copy that is deleted here is wanted
-// no more; nothing is deleted there.
+// copy goes back to the space, and a change there comes into the copy. A copy that is deleted here is no
+// longer wanted; nothing is deleted there.
 //
 // Which items are wanted is kept in one JSON object: {REMOTE: whether its copy has been here}.
 #pragma once

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What tells whether an item, with all below it, is the one that went up.
+// Tells whether an item, with all below it, is the one that went up.
 std::string recordOfTree(const fs::path& item) {
     std::vector<std::string> lines;
     const auto add = [&lines](const fs::path& path) {
@@ -189,7 +189,7 @@ Outcome<std::string> Carrier::bringUpUnchanged(const std::string& localPath, boo
 Outcome<Done> Carrier::makeOneFolder(const Task& task) {
     if (faultOf(lastOf(task.localPath))) return Failure{Trouble::impossible, "no storage can hold its name"};
     const std::string folder = task.remotePath.substr(1);
-    const auto made = space.makeFolder(joined(folder, lastOf(task.localPath))).wait(ending);
+    auto made = space.makeFolder(joined(folder, lastOf(task.localPath))).wait(ending);
     std::error_code ignored; // something may have come into it
     if (made) fs::remove(task.localPath, ignored);
     return made;
@@ -252,7 +252,7 @@ Outcome<Done> Carrier::bringUp(const std::string& localPath, const std::string& 
     const auto kind = fs::symlink_status(localPath, error).type();
     if (kind == fs::file_type::regular) return space.bringUp(localPath, remotePath).wait(transferring);
     if (kind != fs::file_type::directory)
-        return Failure{Trouble::impossible, localPath + " is no regular file and no folder"};
+        return Failure{Trouble::impossible, localPath + " is neither a regular file nor a folder"};
     if (const auto made = space.makeFolder(remotePath).wait(ending); !made) return made.failure();
     std::vector<std::string> names;
     for (auto at = fs::directory_iterator(localPath, error); !error && at != fs::directory_iterator();
@@ -261,9 +261,9 @@ Outcome<Done> Carrier::bringUp(const std::string& localPath, const std::string& 
     if (error) return Failure{Trouble::refused, localPath + ": " + error.message()};
     for (const std::string& name : names) {
         if (transferring.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
-        const std::string below = localPath + "/" + name;
+        const std::string below = joined(localPath, name);
         if (faultOf(name)) return Failure{Trouble::impossible, "no storage can hold the name of " + below};
-        if (const auto up = bringUp(below, remotePath + "/" + name); !up) return up.failure();
+        if (const auto up = bringUp(below, joined(remotePath, name)); !up) return up.failure();
     }
     return Done{};
 }

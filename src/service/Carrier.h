@@ -41,7 +41,7 @@ class Carrier {
     ~Carrier(); // what is in hand is cancelled, and what waits is lost
 
     void add(Task task); // unless an equal one waits or is in hand
-    // A pause ends the transfer in hand, which begins anew after it.
+    // A pause ends the transfer in hand, which begins again after it.
     void setPaused(bool pause);
     std::vector<Task> tasks() const; // the one in hand first
     std::optional<Transfer> transfer() const;

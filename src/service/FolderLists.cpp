@@ -1,6 +1,7 @@
 #include "service/FolderLists.h"
 
 #include "service/names.h"
+#include "service/pair_parts.h"
 
 #include <algorithm>
 
@@ -38,7 +39,7 @@ std::optional<FolderLists::Names> FolderLists::in(const std::string& folder,
     Known& entry = known[folder];
     const bool isGood = entry.isFresh && entry.names && now - entry.since < goodFor;
     if (!isGood) request(folder, entry);
-    if (entry.isFresh && entry.names) return entry.names; // listed anew for the next one who asks
+    if (entry.isFresh && entry.names) return entry.names; // listed again for the next one that asks
     const std::uint64_t before = entry.answers;
     changed.wait_until(guard, now + limit, [&] { return known[folder].answers != before; });
     return known[folder].names;
@@ -72,7 +73,7 @@ void FolderLists::run(const std::stop_token& stop) {
                     names.push_back(item.name);
             std::sort(names.begin(), names.end());
             for (const std::string& name : names) {
-                const std::string below = folder.empty() ? name : folder + "/" + name;
+                const std::string below = joined(folder, name);
                 Known& next = known[below];
                 if (!fetchesAhead || next.isAsked || (next.names && next.isFresh)) continue;
                 next.isAsked = true;

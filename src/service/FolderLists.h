@@ -1,5 +1,5 @@
 // The folders of the space, level by level, for panels that wait for them: what was listed once is answered
-// at once and listed anew behind that, and the next level is fetched before anybody asks.
+// at once and then listed again, and the next level is fetched before anybody asks.
 //
 // Threads: any may ask. A few threads of the object's own ask the space; they sleep while nobody asks.
 #pragma once
@@ -26,10 +26,10 @@ class FolderLists {
     ~FolderLists();
 
     // The names of the folders directly in a folder ("" is the space), by the order of their bytes; private
-    // ones are left out. Waits at most so long for the space; none when it has not answered by then, or has
-    // no such folder.
+    // ones are left out. Waits for the space for at most the given time; none when it has not answered by
+    // then, or has no such folder.
     std::optional<std::vector<std::string>> in(const std::string& folder, std::chrono::milliseconds limit);
-    // Something has changed in the space: what was listed is listed anew when somebody asks.
+    // Something has changed in the space: what was listed is listed again when somebody asks.
     void forget();
 
   private:

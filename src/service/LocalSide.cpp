@@ -140,13 +140,13 @@ int renameAt(int folder, const char* name, int toFolder, const char* to, unsigne
     return ::renameat2(folder, name, toFolder, to, flags) == 0 ? 0 : errno;
 }
 
-// What a file that takes another's place takes along of it: who may do what with it, and its attributes. The
-// first error counts for nothing: a file system may hold less.
+// What a file takes over from the one whose place it takes: who may do what with it, and its attributes.
+// Errors count for nothing: a file system may hold less.
 void takeAlong(int from, int to) {
     struct stat status {};
     if (::fstat(from, &status) == 0) {
-        if (::fchown(to, status.st_uid, status.st_gid) != 0)
-            (void)::fchown(to, static_cast<uid_t>(-1), status.st_gid);
+        [[maybe_unused]] const bool isOwned = ::fchown(to, status.st_uid, status.st_gid) == 0 ||
+                                              ::fchown(to, static_cast<uid_t>(-1), status.st_gid) == 0;
         (void)::fchmod(to, status.st_mode & 07777);
     }
     std::array<char, 65536> names{};
@@ -347,7 +347,8 @@ Outcome<LocalSide::Placed> LocalSide::place(const std::filesystem::path& incomin
         }
         renameAt(*folder, aside.c_str(), *folder, hidden.c_str(), RENAME_NOREPLACE);
     } else if (!isPlanned(hidden.c_str())) {
-        renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_EXCHANGE); // it was another one: back
+        renameAt(*folder, hidden.c_str(), *folder, name.c_str(),
+                 RENAME_EXCHANGE); // it was not the planned one: back
         return Failure{Trouble::missing, path + " has changed"};
     }
     ::fsync(*folder);

@@ -2,7 +2,7 @@
 //
 // Paths are relative to the folder, components joined by "/", bytes. No operation follows a link, at the end
 // of a path or above it (openat2(2), RESOLVE_BENEATH and RESOLVE_NO_SYMLINKS), and none replaces anything but
-// what it was told is there: who changes an item at the same time keeps what he wrote.
+// what it was told is there: whoever changes an item at the same time keeps what they wrote.
 //
 // A folder is known by a mark of its own in its private folder, not by its place: another disk may be mounted
 // there, and every file system's root has the same inode.
@@ -24,7 +24,7 @@
 
 namespace service {
 
-// What this machine tells of an item. Two equal ones stand for the same content, once the file has rested.
+// What this machine tells about an item. Two equal ones stand for the same content, once the file has rested.
 struct LocalRecord {
     std::uint64_t size = 0;
     std::int64_t modified = 0; // nanoseconds since 1970
@@ -80,9 +80,9 @@ class LocalSide {
         std::string kept; // where what it replaced lies; "" for nothing
     };
     // Puts such a file in its place, on the disk for certain when this returns. Without `replaced` the name
-    // is free, or this fails; else the file of that record takes its mode, owner and attributes along to the
-    // new one and goes into the private folder of kept ones. A file that somebody writes to stays: then, as
-    // when it is another one, this fails and has changed nothing.
+    // is free, or this fails; else the file of that record passes its mode, owner and attributes on to the
+    // new one and goes into the private folder of kept ones. A file that somebody writes to stays: then, and
+    // when the file is not that one, this fails and has changed nothing.
     Outcome<Placed> place(const std::filesystem::path& incoming, const std::string& path,
                           const std::optional<LocalRecord>& replaced) const;
 

@@ -8,13 +8,13 @@
 
 namespace service {
 
-// No failure says that nothing happened: who changes something looks again before it goes on.
+// A failure does not mean that nothing happened: whoever changes something looks again before going on.
 enum class Trouble : std::uint8_t {
     missing,     // the item, or the folder that should hold it, is not there
     refused,     // the storage does not want it: no permission, read-only, wrong password
     full,        // no room left, there or here
     unreachable, // no answer, or none before the deadline: network, server or helper program
-    cancelled,   // by who asked
+    cancelled,   // by whoever asked
     impossible,  // the storage has no such operation
     other,
 };

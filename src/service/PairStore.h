@@ -23,7 +23,7 @@ struct sqlite3;
 
 namespace service {
 
-// What a storage tells of a file. Two equal ones stand for the same content, once it has rested.
+// What a storage tells about a file. Two equal ones stand for the same content, once it has rested.
 struct RemoteRecord {
     std::uint64_t size = 0;
     std::int64_t modified = 0;
@@ -34,7 +34,7 @@ struct RemoteRecord {
 struct AgreedItem {
     Shape shape = Shape::file;
     Digest digest{};      // a file's
-    LocalRecord here;     // of a folder only what identifies it
+    LocalRecord here;     // for a folder only what identifies it
     RemoteRecord there;   // the same
     std::string hereName; // the last component as it is written on either side
     std::string thereName;
@@ -92,7 +92,7 @@ class PairStore {
     std::uint64_t count() const;
     std::uint64_t countFiles() const; // looks at each item
 
-    // An item that is no folder has nothing below it: that is forgotten.
+    // An item that is not a folder has nothing below it: that is forgotten.
     void agree(const std::string& path, const AgreedItem& item);
     void agree(const std::vector<PathAndItem>& items);           // all or none
     void forget(const std::string& path);                        // with all below it

@@ -406,7 +406,7 @@ Seen PairSync::seenHere(const std::string& key, const LocalItem& item,
     }
     auto found = learnedHere.find(key);
     if (agreed && (found == learnedHere.end() || !(found->second.here == item.record))) {
-        // The time alone may have changed: the content decides.
+        // Perhaps only the time has changed: the content decides.
         if (const auto digest = around.local.digest(item.path, item.record)) {
             learnedHere[key] = {item.record, {}, *digest};
             found = learnedHere.find(key);

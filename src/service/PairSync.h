@@ -205,7 +205,7 @@ class PairSync {
     Features features;
     bool knowsFeatures = false;
     View view; // what the last look found that is not as it was agreed on, and the folders above it
-    std::vector<PathAndItem> renewed;      // records that tell an agreed content anew
+    std::vector<PathAndItem> renewed;      // new records of an agreed content
     std::optional<RemoteRecord> markThere; // of the space's mark, once it was read
     std::unordered_map<std::string, Learned> learnedHere;
     std::unordered_map<std::string, Learned> learnedThere;

@@ -290,12 +290,10 @@ Outcome<Done> PairSync::makeFolder(Side side, const std::string& key, const std:
     const auto entry = around.space.look(there, false).wait(stop);
     if (!entry) return entry.failure();
     if (!item || item->shape != Shape::folder) return changed(here);
-    around.store.agree(key, {Shape::folder,
-                             {},
-                             folderRecord(item->record),
-                             {0, 0, *entry ? (*entry)->id : ""},
-                             lastOf(here),
-                             lastOf(there)});
+    RemoteRecord record;
+    if (*entry) record.id = (*entry)->id;
+    const AgreedItem made{Shape::folder, {}, folderRecord(item->record), record, lastOf(here), lastOf(there)};
+    around.store.agree(key, made);
     return Done{};
 }
 
@@ -408,7 +406,8 @@ Outcome<Done> PairSync::respell(Side side, const std::string& key, const std::st
         if (side == Side::here) {
             if (const auto moved = around.local.move(from, to); !moved) return moved.failure();
         } else {
-            // A storage that tells no cases apart takes the new spelling for the old item: by way of a third.
+            // A storage that ignores case takes the new spelling for the old item, so the way leads over a
+            // third name.
             const std::string between = newPrivatePath(uploadFolder);
             const auto away = moveThereIfFree(from, between, agreed->shape, stop);
             if (!away) return away.failure();
@@ -479,7 +478,7 @@ Outcome<Done> PairSync::learn(Side side, const std::string& key, const std::stop
         return Done{};
     }
     if (!held.there) return changed(key);
-    // A storage that tells no digests: the file itself is read, into a private file that goes again.
+    // The storage tells no digests: the file itself is read, into a private file that is removed again.
     const std::string path = std::string(privatePrefix) + "/learn";
     const std::filesystem::path file = around.local.folder() / path;
     const auto down = around.space.bringDown(pathThere(key), file.string(), held.there->item.size).wait(stop);

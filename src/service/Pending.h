@@ -91,6 +91,7 @@ class Promise {
     Pending<T> pending() const { return Pending<T>(shared); }
     // How the operation is ended when nobody wants its outcome any more. Called on the thread that lets go.
     // At once when that is so already.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): moved from, which is not seen in a template
     void onCancel(std::function<void()> hook) const {
         {
             std::lock_guard guard(shared->lock);

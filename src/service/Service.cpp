@@ -65,7 +65,7 @@ std::string nameOf(const std::string& remote, const std::string& local) {
     return std::to_string(hash);
 }
 
-// A path that a message can carry: bytes that are no text are shown as "?".
+// A path that a message can carry: bytes that are not text are shown as "?".
 std::string shown(std::string path) {
     if (sync_daemon::isText(path)) return path;
     for (char& byte : path)
@@ -225,7 +225,7 @@ void Service::refresh() {
 void Service::statusChanged() {
     const std::lock_guard guard(postLock);
     Dictionary status = syncStatus();
-    // Who shows the details asks for them when a refresh comes.
+    // Whoever shows the details asks for them when a refresh comes.
     std::string told = platform::jsonDescription(details());
     if (status == lastStatus && told == lastDetails) return;
     if (status != lastStatus) log.debug("Status ", status);
@@ -314,9 +314,9 @@ Outcome<Done> Service::checkPair(const std::string& local, const std::string& re
 Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePath) {
     const std::optional<std::string> remote = plainPath(remotePath);
     if (!remote || *remote == "/" || isPrivate(fs::path(*remote).relative_path().begin()->string()))
-        return Failure{Trouble::refused, "no folder of the space: " + std::string(remotePath)};
+        return Failure{Trouble::refused, "not a folder of the space: " + std::string(remotePath)};
     if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
-        return Failure{Trouble::refused, "no absolute path in UTF-8: " + std::string(localPath)};
+        return Failure{Trouble::refused, "not an absolute path in UTF-8: " + std::string(localPath)};
     const std::string local = plainLocalPath(localPath);
     std::error_code error;
     if (!fs::is_directory(local, error)) return Failure{Trouble::missing, "no such folder: " + local};
@@ -399,7 +399,7 @@ bool Service::done(std::string_view what, std::string_view path, const Outcome<D
 
 bool Service::syncPath(std::string_view remotePath) {
     const std::optional<std::string> path = plainPath(remotePath);
-    if (!path) return refuse("sync", remotePath, "no path in the space");
+    if (!path) return refuse("sync", remotePath, "not a path in the space");
     return askPairsAt(*path) || refuse("sync", remotePath, "no pair has it");
 }
 
@@ -415,7 +415,7 @@ bool Service::askPairsAt(const std::string& remotePath) {
 
 bool Service::excludePath(std::string_view remotePath) {
     const std::optional<std::string> remote = plainPath(remotePath);
-    if (!remote) return refuse("exclude", remotePath, "no path in the space");
+    if (!remote) return refuse("exclude", remotePath, "not a path in the space");
     {
         const std::lock_guard guard(lock);
         state.excluded.insert(*remote);
@@ -491,7 +491,7 @@ void Service::setPaused(bool pause) {
             return;
         }
     }
-    if (!pause) // who says to go on waits for nothing
+    if (!pause) // whoever says to go on waits for nothing
         for (const auto& [remote, thread] : all)
             thread->ask();
     log.info(pause ? "Paused" : "Going on after the pause");

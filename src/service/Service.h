@@ -58,7 +58,7 @@ class Service final : public sync_daemon::SyncDaemon {
     void start();
     // Cancels what waits for the storage: to be called before the queues of the requests end.
     void end() { ending.request_stop(); }
-    // Posts the refresh. Also for an extension that has just come.
+    // Posts the refresh. It serves an extension that has just come, too.
     void refresh();
 
     // As startSync and stopSync, with the reason of a refusal for a person.
@@ -103,7 +103,6 @@ class Service final : public sync_daemon::SyncDaemon {
     // ---- Items of the space (Service_items.cpp); these wait for the storage.
     std::vector<std::string> directories(std::string_view remotePath) const override;
     std::vector<std::string> directoriesNotInSync(std::string_view remotePath) const override;
-    std::uint64_t countDirectories(std::string_view remotePath) const override;
     std::optional<platform::Array> contentOfDirectory(std::string_view remotePath, bool onlyFile,
                                                       bool recursive) const override;
     std::optional<platform::Dictionary> fileInfo(std::string_view remotePath) const override;

@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using platform::Dictionary;
 
-// Who asks goes on after a second.
+// Whoever asks goes on after a second.
 constexpr std::chrono::milliseconds folderLimit{900};
 
 std::chrono::sys_seconds now() {
@@ -51,10 +51,6 @@ std::vector<std::string> Service::directoriesNotInSync(std::string_view remotePa
     const std::lock_guard guard(lock);
     std::erase_if(paths, [this](const std::string& path) { return state.isInSync(path); });
     return paths;
-}
-
-std::uint64_t Service::countDirectories(std::string_view remotePath) const {
-    return directories(remotePath).size();
 }
 
 std::optional<platform::Array> Service::contentOfDirectory(std::string_view remotePath, bool onlyFile,
@@ -96,7 +92,7 @@ std::optional<std::string> Service::checkedItem(std::string_view what, std::stri
     const bool isItem =
         plain && *plain != "/" && !isPrivate(fs::path(*plain).relative_path().begin()->string());
     if (isItem) return plain;
-    refuse(what, remotePath, "no item of the space");
+    refuse(what, remotePath, "not an item of the space");
     return std::nullopt;
 }
 
@@ -202,7 +198,7 @@ bool Service::downloadFile(std::string_view remotePath, std::string_view toDirec
     std::error_code error;
     const fs::path folder = fs::canonical(toDirectory, error);
     if (!toDirectory.starts_with('/') || error || !fs::is_directory(folder, error))
-        return refuse(what, *plain, "its destination is no absolute path of a folder");
+        return refuse(what, *plain, "its destination is not the absolute path of a folder");
     if (sync_daemon::isAtOrBelow(folder.native(), stateFolder.native()))
         return refuse(what, *plain, "its destination is one of the service's own folders");
     const auto item = itemAt(*plain);
@@ -240,7 +236,7 @@ bool Service::bringToSpace(bool isMove, std::string_view localPath, std::string_
     const std::string_view what = isMove ? "move" : "copy";
     const std::optional<std::string> folder = sync_daemon::plainPath(remoteFolder);
     if (!folder || (*folder != "/" && !checkedItem(what, remoteFolder)))
-        return refuse(what, localPath, "its folder in the space is no such path");
+        return refuse(what, localPath, "its folder is not a path in the space");
     if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
         return refuse(what, localPath, "not an absolute path in UTF-8");
     const std::string local = sync_daemon::plainLocalPath(localPath);

@@ -22,7 +22,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds betweenEventLooks{500};
 // More changes than this are looked at as a whole.
 constexpr std::size_t mostFiles = 64;
-// Of many small files each is on its way for a moment only: not every one is told.
+// Each of many small files is on its way for a moment only: not every one is announced.
 constexpr milliseconds betweenTransfersTold{20};
 
 std::chrono::sys_seconds localTimeNow() {
@@ -254,7 +254,7 @@ Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
     }
 }
 
-// The remote root is made once: later a missing one is trouble, and no sign to begin anew.
+// The remote root is made once: later a missing one is trouble, not a reason to begin again.
 Outcome<Done> SyncThread::open(const std::stop_token& stop) {
     const auto features = around.space.features().wait(stop);
     if (!features) return features.failure();
@@ -270,7 +270,7 @@ Outcome<Done> SyncThread::open(const std::stop_token& stop) {
     return Done{};
 }
 
-// Of what lies below the remote root.
+// For what lies below the remote root.
 std::optional<std::string> SyncThread::keyOfRemote(const std::string& remotePath) const {
     const std::string& root = settings.remoteRoot;
     if (remotePath == root || !sync_daemon::isAtOrBelow(remotePath, root)) return std::nullopt;

@@ -59,7 +59,7 @@ class SyncThread {
         DesktopTrash& trash;
         platform::DirectoryEvents* events; // none: what changes here is seen when it is looked at
         platform::ProcessLog& log;
-        std::function<void()> changed; // the state is another one; on the pair's thread, no lock held
+        std::function<void()> changed; // the state has changed; on the pair's thread, no lock held
         std::function<void(const std::stop_token&)> rested; // a round ended in step; the same
     };
 

@@ -14,10 +14,10 @@ class Waits {
     using Duration = std::chrono::milliseconds;
     enum class Came { work, nothing, unrest, trouble };
 
-    // The wait after a look of which that came. A wait after work is over at once: what it changed is looked
-    // at again.
+    // The wait after a look with that result. A wait after work is over at once: what it changed is looked at
+    // again.
     Duration after(Came came, Duration took);
-    // Somebody asks, or something has changed here: the waits begin anew.
+    // Somebody asks, or something has changed here: the waits begin again.
     void reset();
 
   private:

@@ -32,7 +32,7 @@ std::string_view withoutConflict(std::string_view stem) {
     return mark != std::string_view::npos && mark > 0 && stem.ends_with(')') ? stem.substr(0, mark) : stem;
 }
 
-// At most so many bytes, cut between characters.
+// At most that many bytes, cut between characters.
 std::string_view shortened(std::string_view text, std::size_t most) {
     if (text.size() <= most) return text;
     while (most > 0 && (static_cast<unsigned>(text[most]) & 0xC0U) == 0x80U)

@@ -1,4 +1,4 @@
-// The names of both sides of a pair: the one form in which they meet, which of them are no items, and the
+// The names of both sides of a pair: the one form in which they meet, which of them are not items, and the
 // names that the service itself gives.
 //
 // A name is one component of a path. Names of this machine are bytes, names of a storage UTF-8.
@@ -14,7 +14,7 @@ namespace service {
 
 // Why a name of this machine cannot be held by any storage.
 enum class NameFault {
-    notText,    // no UTF-8
+    notText,    // not UTF-8
     control,    // a control character, or one of the signs that stand for them on some storages
     tooLong,    // more than 255 bytes
     emptyOrDot, // "", ".", ".."

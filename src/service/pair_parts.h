@@ -1,4 +1,4 @@
-// What the two sources of PairSync share. Private to them.
+// What the sources of pairs and of single items share about paths and records. Private to this folder.
 #pragma once
 
 #include "service/PairStore.h"
@@ -16,7 +16,7 @@ inline std::string joined(const std::string& folder, const std::string& name) {
     return folder.empty() ? name : folder + "/" + name;
 }
 
-// Of a folder only what identifies it: the rest changes with what is in it.
+// For a folder only what identifies it: the rest changes with what is in it.
 inline RemoteRecord recordOf(const RemoteItem& item) {
     if (item.kind == RemoteItem::Kind::folder) return {0, 0, item.id};
     return {item.size, item.modified, item.id};

@@ -1,5 +1,5 @@
 // What has to be done so that both sides of a pair hold the same: a pure function of what both sides agreed
-// on last, what is here and what is there. It has no clock, no disk and no network; who carries out its
+// on last, what is here and what is there. It has no clock, no disk and no network; whoever carries out its
 // operations looks once more before each, and plans again afterwards.
 //
 // What holds whatever the three values are:
@@ -70,7 +70,7 @@ struct Agreed {
 };
 
 // A name of a pair: `path` is its key, relative to both roots, components joined by "/", in the one form in
-// which the names of both sides meet. The root itself is no name.
+// which the names of both sides meet. The root itself is not a name.
 struct Name {
     std::string path;
     std::optional<Agreed> agreed;

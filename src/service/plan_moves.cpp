@@ -135,8 +135,9 @@ class MoveFinder {
         return record != 0 && record == seen(to, Side::there).record;
     }
 
-    // An old name that is occupied again by anything but another moved item is no source of a move (a program
-    // that saves by way of a copy), and a name that was known is no target unless its item moved too.
+    // An old name that is occupied again by anything but another moved item is not a source of a move (a
+    // program that saves by way of a copy), and a name that was known is not a target unless its item moved
+    // too.
     void keepThoseWithFreeNames(Moved& moved, Side side) {
         std::vector<std::size_t> gone;
         for (const auto& [from, to] : moved.all()) {

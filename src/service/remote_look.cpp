@@ -109,7 +109,7 @@ std::optional<Failure> confirmEmptyFolder(RemoteSpace& space, const std::string&
     const auto item = space.look(path, false).wait(stop);
     if (!item) return item.failure();
     if (*item && (*item)->kind == RemoteItem::Kind::folder) return std::nullopt;
-    return Failure{Trouble::missing, path + " was listed as an empty folder and is none"};
+    return Failure{Trouble::missing, path + " was listed as an empty folder and is not one"};
 }
 
 Outcome<std::vector<RemoteEntry>> lookAtSpace(RemoteSpace& space, const std::string& folder,

@@ -160,7 +160,7 @@ int removeFolder(const std::string& folder) {
     for (const Dictionary& pair : pairsIn(client.status())) {
         if (textIn(pair, "localPath") != local) continue;
         client.remove(textIn(pair, "remotePath"));
-        std::cout << printable(local) << " is synced no more; nothing was deleted\n";
+        std::cout << printable(local) << " is no longer synced; nothing was deleted\n";
         return EXIT_SUCCESS;
     }
     throw std::runtime_error("no synced folder: " + local);

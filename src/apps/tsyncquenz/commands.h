@@ -1,5 +1,5 @@
-// What the subcommands do. Each returns the exit status; what keeps it from doing so is raised as an error
-// with a sentence for a person.
+// What the subcommands do. Each returns the exit status; whatever keeps it from doing its work is raised as
+// an error with a sentence for a person.
 #pragma once
 
 #include <csignal>
@@ -16,7 +16,7 @@ int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& en
 // Without a storage the ones that rclone knows are listed; else it is tried and written into the settings.
 int setUp(const std::string& storage);
 
-// These ask the service that runs.
+// These ask the running service.
 int addFolder(const std::string& folder, const std::string& remote);
 int removeFolder(const std::string& folder);
 int showStatus(bool isJson, bool watches);

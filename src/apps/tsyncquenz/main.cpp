@@ -60,11 +60,11 @@ int main(int count, char** words) {
 
     bool isJson = false;
     bool watches = false;
-    CLI::App* status = app.add_subcommand("status", "Each folder and how it stands");
+    CLI::App* status = app.add_subcommand("status", "The state of each folder");
     status->add_flag("--json", isJson, "For programs: one JSON object");
     status->add_flag("--watch", watches, "Go on, with each change");
     on(status, [&] { return showStatus(isJson, watches); });
-    on(app.add_subcommand("pause", "Transfer nothing until resume, also over a restart"),
+    on(app.add_subcommand("pause", "Transfer nothing until resume, even after a restart"),
        [] { return apps::tsyncquenz::setPaused(true); });
     on(app.add_subcommand("resume", "Go on"), [] { return apps::tsyncquenz::setPaused(false); });
     on(app.add_subcommand("problems", "What is left out and why"), [] { return showProblems(); });

@@ -23,7 +23,7 @@ std::optional<platform::Dictionary> entries() {
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     const auto value = platform::valueOfJson(text);
     if (!value || value->dictionary() == nullptr)
-        throw std::runtime_error("the settings are no JSON object: " + settingsFile().string());
+        throw std::runtime_error("the settings are not a JSON object: " + settingsFile().string());
     return *value->dictionary();
 }
 
@@ -49,7 +49,7 @@ void setStorage(const std::string& storage) {
     platform::Dictionary all = entries().value_or(platform::Dictionary());
     all["storage"] = storage;
     const auto text = platform::jsonText(all);
-    if (!text) throw std::runtime_error("the storage's name is no UTF-8");
+    if (!text) throw std::runtime_error("the storage's name is not UTF-8");
     const fs::path file = settingsFile();
     const std::string beside = file.string() + ".new";
     std::error_code error;

@@ -103,7 +103,7 @@ int setUp(const std::string& storage) {
     std::cout << "Chosen. ";
     if (isServiceRunning())
         std::cout
-            << "The service that runs takes it at its next start: systemctl --user restart tsyncquenz\n";
+            << "The running service takes it at its next start: systemctl --user restart tsyncquenz\n";
     else
         std::cout << "Next: tsyncquenz add FOLDER\n";
     return EXIT_SUCCESS;

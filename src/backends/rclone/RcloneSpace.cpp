@@ -99,7 +99,7 @@ Pending<Done> RcloneSpace::order(const std::string& command, Dictionary argument
 
 Dictionary RcloneSpace::at(const std::string& path) const { return {{"fs", storage}, {"remote", path}}; }
 
-// A file of equal size and time is another one all the same: without this a move onto such a name deletes
+// A file of equal size and time is a different one all the same: without this a move onto such a name deletes
 // what should be moved, and an upload of it does nothing. Unknown keys are accepted in silence.
 Dictionary RcloneSpace::options() const {
     Dictionary options{{"IgnoreTimes", true}};

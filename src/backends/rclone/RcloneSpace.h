@@ -1,8 +1,9 @@
 // A storage that rclone speaks, as a RemoteSpace.
 //
-// rclone is a transport and decides nothing: it compares nothing, since every call says so, and it never
-// sees a name of this machine. It would read one with a line break, or with one of the signs that it puts in
-// place of such bytes, as another file's; so what goes up is a numbered link in a folder of the space's own.
+// rclone is a transport and decides nothing: it compares nothing, since every call says so, and it never sees
+// a name of this machine. It would take a name with a line break, or with one of the signs that it puts in
+// place of such bytes, for that of another file; so what goes up is a numbered link in a folder of the
+// space's own.
 #pragma once
 
 #include "backends/rclone/RemoteControl.h"

@@ -204,7 +204,7 @@ class RemoteControl::Loop {
             finish(handle, CURLE_RECV_ERROR);
     }
 
-    // A port may have been taken: that is tried a few times before what waits is told.
+    // A port may have been taken: it is tried a few times before the waiting questions are told.
     void notStarted(int status) {
         if (++failedStarts < manyStarts && status != cannotRun) return;
         failedStarts = 0;
@@ -221,7 +221,7 @@ class RemoteControl::Loop {
                            "--rc-addr",
                            "127.0.0.1:" + std::to_string(port),
                            "--log-file",
-                           "/dev/null", // what it has to say of an error comes with the answer
+                           "/dev/null", // what it has to say about an error comes with the answer
                            "--rc-server-read-timeout",
                            "720h",
                            "--rc-server-write-timeout",

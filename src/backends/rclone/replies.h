@@ -21,7 +21,7 @@ Outcome<std::optional<service::RemoteItem>> readItem(std::string_view body);
 Outcome<service::Features> readFeatures(std::string_view body);
 Outcome<service::Quota> readQuota(std::string_view body);
 Outcome<std::string> readLink(std::string_view body);
-// The version as numbers, as of "v1.60.1-DEV".
+// The version as numbers, of a text such as "v1.60.1-DEV".
 Outcome<std::vector<int>> readVersion(std::string_view body);
 
 // Nanoseconds since 1970 of a time as RFC 3339 writes it; none when it is not one.
