@@ -57,10 +57,15 @@ const char* wordOf(Carrier::Kind kind) {
     return "download";
 }
 
+Failure nested(const std::string& one, const std::string& other) {
+    return {Trouble::refused, one + " and " + other + " lie in one another"};
+}
+
 // FNV-1a: names the database of a pair.
 std::string nameOf(const std::string& remote, const std::string& local) {
     std::uint64_t hash = 0xcbf29ce484222325U;
-    for (const char byte : remote + '\0' + local)
+    const std::string both = remote + '\0' + local;
+    for (const char byte : both)
         hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
     return std::to_string(hash);
 }
@@ -303,10 +308,8 @@ bool Service::holdsOurs(const fs::path& folder) const {
 Outcome<Done> Service::checkPair(const std::string& local, const std::string& remote) const {
     for (const auto& [otherRemote, otherLocal] : state.pairs) {
         if (otherRemote == remote) continue;
-        if (overlap(remote, otherRemote))
-            return Failure{Trouble::refused, remote + " and " + otherRemote + " lie in one another"};
-        if (overlap(realPath(local), realPath(otherLocal)))
-            return Failure{Trouble::refused, local + " and " + otherLocal + " lie in one another"};
+        if (overlap(remote, otherRemote)) return nested(remote, otherRemote);
+        if (overlap(realPath(local), realPath(otherLocal))) return nested(local, otherLocal);
     }
     return Done{};
 }

@@ -174,7 +174,7 @@ class Walk {
             const auto pathThere = isFolderThere(name) ? std::optional(name.there->path) : std::nullopt;
             visit(std::move(name));
             if (!isFolder) continue;
-            if (const auto done = folder(key, pathThere, std::move(below)); !done) return done;
+            if (auto done = folder(key, pathThere, std::move(below)); !done) return done;
         }
         return Done{};
     }

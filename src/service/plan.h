@@ -42,6 +42,8 @@ using Digest = std::array<std::uint8_t, 20>; // of the content of a file; SHA-1,
 struct Identity {
     std::uint64_t first = 0;
     std::uint64_t second = 0;
+    // The linter mistakes the comparison with 0 that the compiler writes.
+    // NOLINTNEXTLINE(modernize-use-nullptr)
     friend auto operator<=>(const Identity&, const Identity&) = default;
 };
 

@@ -152,8 +152,7 @@ class MoveFinder {
     // What both sides moved takes the name that it has here: to the same name, and all is said; else the
     // storage has moved it on from there, and its name wins in the next round.
     void carryWhatBothMoved(Moved& here, Moved& there) {
-        const std::map<std::size_t, std::size_t> movedHere = here.all();
-        for (const auto& [from, to] : movedHere) {
+        for (const auto& [from, to] : here.all()) {
             if (tree[to].agreed || isBelowAMove(from, to, here) || !canBeBelow(to)) continue;
             const std::size_t other = there.newNameOf(from);
             const bool alike = other == none && seen(from, Side::there).shape == Shape::absent &&

@@ -6,7 +6,6 @@ namespace sync_daemon {
 namespace {
 
 using platform::Array;
-using platform::Value;
 
 std::vector<std::string> texts(const Array& arguments, std::size_t position) {
     const Array* items = position < arguments.size() ? arguments[position].array() : nullptr;

@@ -189,8 +189,8 @@ int showProblems() {
         const platform::Array* problems = platform::arrayAt(pair, "problems");
         for (const platform::Value& problem : problems != nullptr ? *problems : platform::Array())
             if (const Dictionary* entry = problem.dictionary())
-                std::cout << printable(local + "/" + textIn(*entry, "path") + ": " + textIn(*entry, "reason"))
-                          << '\n';
+                std::cout << printable(local) << '/' << printable(textIn(*entry, "path")) << ": "
+                          << printable(textIn(*entry, "reason")) << '\n';
     }
     return EXIT_SUCCESS;
 }

@@ -102,8 +102,7 @@ int setUp(const std::string& storage) {
     setStorage(storage);
     std::cout << "Chosen. ";
     if (isServiceRunning())
-        std::cout
-            << "The running service takes it at its next start: systemctl --user restart tsyncquenz\n";
+        std::cout << "The running service takes it at its next start: systemctl --user restart tsyncquenz\n";
     else
         std::cout << "Next: tsyncquenz add FOLDER\n";
     return EXIT_SUCCESS;

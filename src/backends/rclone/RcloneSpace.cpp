@@ -72,7 +72,7 @@ RcloneSpace::~RcloneSpace() {
 
 template <typename T, typename Read>
 Pending<T> RcloneSpace::ask(const std::string& command, Dictionary arguments, milliseconds limit, Read read,
-                            std::filesystem::path links) {
+                            const std::filesystem::path& links) {
     const service::Promise<T> promise;
     arguments["_config"] = options();
     const std::uint64_t question =
@@ -93,7 +93,7 @@ Pending<T> RcloneSpace::ask(const std::string& command, Dictionary arguments, mi
 }
 
 Pending<Done> RcloneSpace::order(const std::string& command, Dictionary arguments, milliseconds limit,
-                                 std::filesystem::path links) {
+                                 const std::filesystem::path& links) {
     return ask<Done>(command, std::move(arguments), limit, readDone, std::move(links));
 }
 
@@ -155,7 +155,7 @@ Pending<Done> RcloneSpace::bringUp(const std::string& file, const std::string& p
 
 Pending<Done> RcloneSpace::bringUpAll(const std::vector<service::Upload>& files, const std::string& folder) {
     std::uint64_t size = 0;
-    const std::filesystem::path links = newLinks();
+    const const std::filesystem::path& links = newLinks();
     std::error_code error;
     std::filesystem::create_directory(links, error);
     for (const service::Upload& upload : files) {

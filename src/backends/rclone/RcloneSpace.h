@@ -50,9 +50,11 @@ class RcloneSpace final : public service::RemoteSpace {
   private:
     template <typename T, typename Read>
     service::Pending<T> ask(const std::string& command, platform::Dictionary arguments,
-                            std::chrono::milliseconds limit, Read read, std::filesystem::path links = {});
+                            std::chrono::milliseconds limit, Read read,
+                            const std::filesystem::path& links = {});
     service::Pending<service::Done> order(const std::string& command, platform::Dictionary arguments,
-                                          std::chrono::milliseconds limit, std::filesystem::path links = {});
+                                          std::chrono::milliseconds limit,
+                                          const std::filesystem::path& links = {});
     platform::Dictionary at(const std::string& path) const;
     platform::Dictionary options() const;
     std::string folderStorage(const std::string& path) const;

@@ -239,7 +239,8 @@ std::optional<std::int64_t> readTime(std::string_view text) {
     if (!date.ok() || *year < 1700 || *year > 2200)
         return std::nullopt; // nanoseconds reach from 1677 to 2262
     const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-    const std::int64_t seconds = days * 86400 + *hour * 3600 + *minute * 60 + *second - offset;
+    const std::int64_t seconds =
+        days * 86400 + std::int64_t{*hour} * 3600 + std::int64_t{*minute} * 60 + *second - offset;
     return seconds * 1'000'000'000 + fraction;
 }
 
