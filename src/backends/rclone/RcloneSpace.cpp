@@ -155,7 +155,7 @@ Pending<Done> RcloneSpace::bringUp(const std::string& file, const std::string& p
 
 Pending<Done> RcloneSpace::bringUpAll(const std::vector<service::Upload>& files, const std::string& folder) {
     std::uint64_t size = 0;
-    const const std::filesystem::path& links = newLinks();
+    const std::filesystem::path links = newLinks();
     std::error_code error;
     std::filesystem::create_directory(links, error);
     for (const service::Upload& upload : files) {
