@@ -34,7 +34,7 @@ set(TSYNCFINDER_FILE_MANAGERS
     "nautilus-family|nautilus|Nautilus|libnautilus-extension-4|libnautilus-extension-dev|43|nautilus/extensions-4|nautilus -q|-"
     "nautilus-family|nemo|Nemo|libnemo-extension|libnemo-extension-dev|5.6|nemo/extensions-3.0|nemo -q|-"
     "nautilus-family|caja|Caja|libcaja-extension|libcaja-extension-dev|1.26|caja/extensions-2.0|caja -q|CAJA_EXTENSION_DIRS"
-    "dolphin|dolphin|Dolphin|-|libkf5kio-dev|4:22|${TSYNCFINDER_KF_PLUGINS}/overlayicon|killall dolphin|-")
+    "dolphin|dolphin|Dolphin|-|libkf5kio-dev|4:22|${TSYNCFINDER_KF_PLUGINS}/overlayicon|pkill -x dolphin|-")
 
 # tsf_file_manager(ROW): sets FM_ADAPTER, FM_PROGRAM, FM_TITLE, FM_MODULE, FM_LIBRARY_PACKAGE, FM_OLDEST, FM_QUIT and
 # FM_VARIABLE; FM_FOLDER, from which it loads its extensions; and FM_DESTINATION, where that lies below a prefix.

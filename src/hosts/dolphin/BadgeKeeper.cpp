@@ -5,16 +5,15 @@
 #include <QCoreApplication>
 #include <QThread>
 #include <QVariant>
-
 #include <algorithm>
 #include <new>
 
 namespace hosts::dolphin {
 namespace {
 
-constexpr qint64 turnBudget = 500'000;     // ns of the core's orders in one turn of the event loop
+constexpr qint64 turnBudget = 500'000;      // ns of the core's orders in one turn of the event loop
 constexpr qint64 showingBudget = 2'000'000; // ns of telling the file manager
-constexpr int mostShown = 200;             // items that it is told of in one turn
+constexpr int mostShown = 200;              // items that it is told of in one turn
 
 // What is kept unescaped, as in the extension and in other desktop programs: equal paths are equal URIs.
 QByteArray uriOf(const QUrl& url) {

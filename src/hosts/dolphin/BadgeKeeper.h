@@ -13,7 +13,6 @@
 #include <QPointer>
 #include <QTimer>
 #include <QUrl>
-
 #include <functional>
 #include <optional>
 #include <vector>

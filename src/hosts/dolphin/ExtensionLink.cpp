@@ -6,7 +6,6 @@
 #include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -152,8 +151,7 @@ QDBusMessage ExtensionLink::call(const char* method, const QVariantList& argumen
 }
 
 void ExtensionLink::ask(const char* method, const TsfOrder& order, const QVariantList& arguments) {
-    auto* const watch =
-        new QDBusPendingCallWatcher(bus.asyncCall(call(method, arguments), forEver), this);
+    auto* const watch = new QDBusPendingCallWatcher(bus.asyncCall(call(method, arguments), forEver), this);
     connect(watch, &QDBusPendingCallWatcher::finished, this,
             [this, kind = order.kind, id = order.call](QDBusPendingCallWatcher* finished) {
                 finished->deleteLater();
@@ -260,8 +258,8 @@ void ExtensionLink::activate(const QString& item, const QStringList& uris) {
     for (const char* const variable : {FINDER_SYNC_DISPLAY_VARIABLES})
         if (qEnvironmentVariableIsSet(variable))
             environment.insert(QLatin1String(variable), qEnvironmentVariable(variable));
-    const QDBusMessage message = call(
-        FINDER_SYNC_ACTIVATE, {item, uris, QVariant::fromValue(environment), QString(), QVariantMap()});
+    const QDBusMessage message =
+        call(FINDER_SYNC_ACTIVATE, {item, uris, QVariant::fromValue(environment), QString(), QVariantMap()});
     auto* const watch = new QDBusPendingCallWatcher(bus.asyncCall(message), this);
     connect(watch, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
         finished->deleteLater();
@@ -276,7 +274,8 @@ void ExtensionLink::tellPerson(const QString& message) {
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
     const QString name = QStringLiteral("TovikDrive");
-    notify.setArguments({name, 0U, QStringLiteral("tsyncfinder"), name, shown, QStringList(), QVariantMap(), -1});
+    notify.setArguments(
+        {name, 0U, QStringLiteral("tsyncfinder"), name, shown, QStringList(), QVariantMap(), -1});
     bus.send(notify);
 }
 

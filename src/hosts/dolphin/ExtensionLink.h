@@ -13,7 +13,6 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QStringList>
-
 #include <functional>
 
 namespace hosts::dolphin {

@@ -3,7 +3,6 @@
 #include "protocol/translations.h"
 
 #include <QIcon>
-
 #include <utility>
 
 namespace hosts::dolphin {
@@ -48,7 +47,8 @@ void Menu::make(QAction& action, const MenuItem& item) {
         action.setIcon(item.image.startsWith(QLatin1Char('/'))
                            ? QIcon(item.image)
                            : QIcon::fromTheme(QStringLiteral("tsyncfinder")));
-    action.setEnabled(item.isEnabled && (!item.hasSubmenu || !item.submenu.empty())); // it would open to nothing
+    action.setEnabled(item.isEnabled &&
+                      (!item.hasSubmenu || !item.submenu.empty())); // it would open to nothing
     if (!item.hasSubmenu) {
         connect(&action, &QAction::triggered, this,
                 [this, identifier = item.identifier] { keeper.activate(identifier, selection); });

@@ -10,7 +10,6 @@
 #include <QList>
 #include <QMenu>
 #include <QUrl>
-
 #include <memory>
 #include <vector>
 

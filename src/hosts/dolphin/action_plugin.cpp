@@ -5,7 +5,6 @@
 #include <KFileItem>
 #include <KFileItemListProperties>
 #include <KPluginFactory>
-
 #include <memory>
 
 // `tsyncfinder doctor` looks for it in the file of an installed plugin.

@@ -5,7 +5,6 @@
 #include <QMap>
 #include <QString>
 #include <QVariant>
-
 #include <cstddef>
 #include <vector>
 

@@ -320,7 +320,8 @@ TEST_F(HostCore, FindsOutWhatHasEndedInSilence) {
     EXPECT_EQ(items.size(), 3U);
     closed = "file:///r/"; // the window has gone: nothing happens until something is new
     const std::size_t before = asked;
-    tick(10 * TSF_DOUBT_PAUSE);
+    tick(TSF_DOUBT_PAUSE);
+    run();
     EXPECT_EQ(items.size(), 3U);
     EXPECT_EQ(asked, before);
     show("file:///x/", 1);

@@ -138,8 +138,9 @@ Findings checkPlugins() {
         findings.push_back(checkLoaded(manager, plugin, "version " + version + " is installed"));
     }
     if (!isAnyInstalled)
-        findings.push_back({State::problem, "plugins", "No file manager has the plugin.",
-                            "Install nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder or dolphin-tsyncfinder"});
+        findings.push_back(
+            {State::problem, "plugins", "No file manager has the plugin.",
+             "Install nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder or dolphin-tsyncfinder"});
     return findings;
 }
 
