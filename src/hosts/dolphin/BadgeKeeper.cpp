@@ -37,9 +37,11 @@ BadgeKeeper* BadgeKeeper::shared() {
     return keeper;
 }
 
-BadgeKeeper::BadgeKeeper() : core(tsf_core_new(nullptr)), link(core, [this] { serve(); }) {
+BadgeKeeper::BadgeKeeper()
+    : core(tsf_core_new(nullptr)), link(core, [this] { serve(); }), work(this), showing(this) {
     if (core == nullptr) throw std::bad_alloc(); // as Qt does
     tsf_core_doubt_ends(core);
+    link.setParent(this);
     work.setSingleShot(true);
     showing.setSingleShot(true);
     connect(&work, &QTimer::timeout, this, &BadgeKeeper::serve);

@@ -58,7 +58,7 @@ QVariantList urisOf(const TsfOrder& order) {
 
 ExtensionLink::ExtensionLink(TsfCore* ofCore, std::function<void()> isServed, const QDBusConnection& ofBus)
     : core(ofCore), served(std::move(isServed)), bus(ofBus),
-      watcher(QStringLiteral(FINDER_SYNC_BUS_NAME), bus, QDBusServiceWatcher::WatchForOwnerChange) {
+      watcher(QStringLiteral(FINDER_SYNC_BUS_NAME), bus, QDBusServiceWatcher::WatchForOwnerChange, this) {
     clock.start();
     qDBusRegisterMetaType<Environment>();
     connect(&watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
