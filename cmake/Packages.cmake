@@ -77,7 +77,7 @@ commands in a menu.
 This package holds the extension process, its command line and its
 panels. A package for each file manager brings the plugin."
     FIELDS DEPENDS "default-dbus-session-bus | dbus-session-bus, hicolor-icon-theme"
-           SUGGESTS "nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, gnome-keyring"
+           SUGGESTS "nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, dolphin-tsyncfinder, gnome-keyring"
            RECOMMENDS "qt6-wayland, qt6-translations-l10n")
 tsf_package_with_unit(tsyncfinder)
 
@@ -87,8 +87,12 @@ foreach(row IN LISTS TSYNCFINDER_FILE_MANAGERS)
     if(NOT TARGET tsyncfinder-${component})
         continue()
     endif()
+    set(targets tsyncfinder-${component})
+    if(TARGET tsyncfinder-${component}-menu)
+        list(APPEND targets tsyncfinder-${component}-menu)
+    endif()
     tsf_package(${component} ${component}-tsyncfinder utils
-        TARGETS tsyncfinder-${component}
+        TARGETS ${targets}
         SUMMARY "sync badges and commands in ${FM_TITLE}"
         DESCRIPTION "The plugin through which ${FM_TITLE} shows the badges and the menu of
 TSyncFinder, the file-manager extension of a desktop cloud-sync service."

@@ -40,6 +40,7 @@ enum {
     TSF_PAUSE_BEFORE_QUESTION = 3000, /* since the last answer, while items are shown */
     TSF_BADGE_LIFETIME = 9000,        /* of badges without an extension */
     TSF_FLOOD_PAUSE = 1000,           /* during which nobody listens to an extension that floods */
+    TSF_DOUBT_PAUSE = 3000,           /* at least, between two looks for items that have ended in silence */
     TSF_MAXIMUM_MISSES = 3,           /* in a row */
     TSF_MAXIMUM_NONSENSE = 3,         /* answers that make no sense, since the extension came */
     TSF_MAXIMUM_SIGNALS = 50,         /* in one TSF_FLOOD_PAUSE: several times what the extension sends */
@@ -164,6 +165,19 @@ int64_t tsf_core_wakes(const TsfCore* core, int64_t now);
  * host's file manager then asks is taken for our own doing, and causes none to the extension. */
 TsfItem* tsf_core_next_invalid(TsfCore* core);
 bool tsf_core_has_invalid(const TsfCore* core);
+
+/* --- a file manager that does not tell when it shows an item no longer
+ *
+ * but asks for the emblem of a shown item whenever it is told to, before the host goes on. Then whatever is
+ * not asked for has ended. With a new folder one item of each folder comes among the invalid ones; when that
+ * one has ended, so do the folder's next ones. Nothing happens while nothing new is shown. */
+
+/* Such a file manager it is, from now on. */
+void tsf_core_doubt_ends(TsfCore* core);
+/* Whether the item, told to be shown anew, was asked for meanwhile. */
+bool tsf_item_was_asked(const TsfItem* item);
+/* It was not: nobody shows it. The handle ends here. */
+void tsf_item_unseen(TsfItem* item);
 
 #ifdef __cplusplus
 }

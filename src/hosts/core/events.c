@@ -253,6 +253,11 @@ void tsf_tick(TsfCore* core, int64_t now) {
         core->signals = 0;
         core->is_wanted[TSF_DIRECTORIES] = core->is_wanted[TSF_MENUS] = true; /* and thus all items */
     }
+    if (core->is_doubting && now - core->doubted_at >= TSF_DOUBT_PAUSE) {
+        core->is_doubting = false;
+        core->doubted_at = now;
+        tsf_foreach_folder(core, tsf_folder_doubt);
+    }
     if (core->fades_at <= now) {
         core->fades_at = INT64_MAX;
         core->is_fading = true;
@@ -270,6 +275,7 @@ TsfCore* tsf_core_new(void* host) {
     core->state = TSF_ABSENT;
     core->deaf_until = INT64_MIN;
     core->fades_at = INT64_MAX;
+    core->doubted_at = -TSF_DOUBT_PAUSE;
     tsf_list_init(&core->turn);
     tsf_list_init(&core->tell);
     tsf_list_init(&core->invalid);

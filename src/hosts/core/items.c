@@ -137,6 +137,7 @@ static TsfFolder* make_folder(TsfCore* core, const char* uri) {
         free(folder);
         return NULL;
     }
+    core->is_doubting = core->doubts_ends;
     /* What lies in a synced folder is nearly always in step. */
     const TsfItem* itself = tsf_find_item(core, folder->uri);
     if (itself != NULL && itself->is_in_sync && itself->badge != 0)
@@ -269,6 +270,27 @@ TsfItem* tsf_core_next_invalid(TsfCore* core) {
     tsf_list_remove(&item->in_invalid);
     item->was_invalidated = true;
     return item;
+}
+
+/* --- items that end in silence */
+
+void tsf_core_doubt_ends(TsfCore* core) { core->doubts_ends = true; }
+
+void tsf_folder_doubt(TsfFolder* folder) {
+    const TsfNode* items = tsf_list_is_empty(&folder->resting) ? &folder->waiting : &folder->resting;
+    if (tsf_list_is_empty(items)) return;
+    TsfItem* item = TSF_OWNER(items->next, TsfItem, in_folder);
+    tsf_list_append(&folder->core->invalid, &item->in_invalid);
+}
+
+bool tsf_item_was_asked(const TsfItem* item) { return !item->was_invalidated; }
+
+void tsf_item_unseen(TsfItem* item) {
+    TsfFolder* folder = item->folder;
+    const bool is_last = item->in_folder.next->next == &item->in_folder &&
+                         (tsf_list_is_empty(&folder->waiting) || tsf_list_is_empty(&folder->resting));
+    tsf_item_gone(item);
+    if (!is_last) tsf_folder_doubt(folder);
 }
 
 bool tsf_core_has_invalid(const TsfCore* core) { return !tsf_list_is_empty(&core->invalid); }

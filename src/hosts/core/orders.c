@@ -69,6 +69,8 @@ int64_t tsf_core_wakes(const TsfCore* core, int64_t now) {
             wakes = core->calls[kind].deadline;
     if (core->deaf_until != INT64_MIN && core->deaf_until < wakes) wakes = core->deaf_until;
     if (core->fades_at < wakes) wakes = core->fades_at;
+    if (core->is_doubting && core->doubted_at + TSF_DOUBT_PAUSE < wakes)
+        wakes = core->doubted_at + TSF_DOUBT_PAUSE;
     return wakes > now ? wakes : now;
 }
 

@@ -94,6 +94,9 @@ struct TsfCore {
     unsigned signals; /* in the running interval */
     int64_t signals_since;
     int64_t deaf_until; /* a flood is not listened to until then; INT64_MIN: there is none */
+    bool doubts_ends;   /* items end in silence */
+    bool is_doubting;   /* a folder is new: whether the items of the other ones are still shown is doubtful */
+    int64_t doubted_at; /* when it last was */
     int64_t fades_at;   /* without an extension: when the badges go; INT64_MAX: they stay */
     bool is_fading;
 };
@@ -115,6 +118,8 @@ void tsf_item_want(TsfItem* item);
 /* Takes the next waiting item, which then waits no longer; NULL: none. */
 TsfItem* tsf_next_waiting(TsfCore* core);
 void tsf_item_forget(TsfItem* item, bool is_known);
+/* Among those to be shown anew, to see whether it still is shown. */
+void tsf_folder_doubt(TsfFolder* folder);
 void tsf_item_answered(TsfItem* item, const TsfAnswer* answer);
 void tsf_forget_directories(TsfCore* core);
 /* False: no memory, and nothing has changed. */

@@ -35,6 +35,7 @@ class Host {
     TsfCore* core = tsf_core_new(this);
     std::map<std::string, TsfItem*> items;
     std::map<std::string, std::string> shown; // emblems
+    std::string closed; // how the URIs begin that it shows no longer without a word; none when empty
     int menuUpdates = 0;
     bool isListening = false;
 
@@ -78,8 +79,14 @@ class Host {
         }
         if (maximum == 0) return;
         EXPECT_GT(tsf_core_wakes(core, now), now) << "it would be asked for ever";
-        while (TsfItem* const item = tsf_core_next_invalid(core))
-            look(tsf_item_uri(item));
+        while (TsfItem* const item = tsf_core_next_invalid(core)) {
+            const std::string uri = tsf_item_uri(item);
+            if (closed.empty() || !uri.starts_with(closed)) look(uri);
+            if (tsf_item_was_asked(item)) continue;
+            items.erase(uri);
+            shown.erase(uri);
+            tsf_item_unseen(item);
+        }
     }
     void tick(std::int64_t milliseconds) {
         const std::int64_t end = now + milliseconds;

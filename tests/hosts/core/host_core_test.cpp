@@ -293,6 +293,41 @@ TEST_F(HostCore, DoesNotListenToAFlood) {
     EXPECT_TRUE(isListening) << "another one floods nobody";
 }
 
+TEST_F(HostCore, FindsOutWhatHasEndedInSilence) {
+    const auto show = [this](const std::string& folder, int count) {
+        for (int i = 0; i < count; ++i)
+            look(folder + std::to_string(i));
+        run();
+        tick(TSF_DOUBT_PAUSE);
+        run();
+    };
+    tsf_core_doubt_ends(core);
+    come();
+    run();
+    show("file:///r/a/", 300);
+    show("file:///r/b/", 3);
+    EXPECT_EQ(items.size(), 303U) << "both are shown";
+    closed = "file:///r/a/";
+    show("file:///r/c/", 1);
+    EXPECT_EQ(items.size(), 4U);
+    EXPECT_EQ(observed["file:///r/a"], 0);
+    EXPECT_EQ(observed["file:///r/b"], 1);
+
+    closed = "file:///r/b/1"; // deleted; the next one is still there
+    badge = [](const std::string&) { return Answer{"upload", true}; };
+    signalChange("file:///r/b", "file:///r/b/1");
+    run();
+    EXPECT_EQ(items.size(), 3U);
+    closed = "file:///r/"; // the window has gone: nothing happens until something is new
+    const std::size_t before = asked;
+    tick(TSF_DOUBT_PAUSE);
+    run();
+    EXPECT_EQ(items.size(), 3U);
+    EXPECT_EQ(asked, before);
+    show("file:///x/", 1);
+    EXPECT_EQ(items.size(), 1U);
+}
+
 TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
     struct Case {
         const char* expected;

@@ -35,8 +35,10 @@ def enter(build, arguments):
         os.makedirs(os.path.join(home, "config", "gtk-4.0"))
         with open(os.path.join(home, "config", "gtk-4.0", "settings.ini"), "w") as settings:
             settings.write("[Settings]\ngtk-enable-animations=0\n")  # a menu's page stands at once
-        # The emblems as an installed theme would have them.
-        os.symlink(os.path.join(build, "resources", "icons"), os.path.join(home, "share", "icons"))
+        # The emblems as an installed theme would have them. KDE looks only where the theme's own index lies too.
+        theme = os.path.join(home, "share", "icons", "hicolor")
+        shutil.copytree(os.path.join(build, "resources", "icons", "hicolor"), theme)
+        shutil.copy("/usr/share/icons/hicolor/index.theme", theme)
         environment.update(XDG_DATA_DIRS=os.path.join(home, "share") + ":/usr/local/share:/usr/share",
                            GSK_RENDERER="cairo", GSETTINGS_BACKEND="memory", GTK_USE_PORTAL="0",
                            LC_ALL="C.UTF-8", NO_AT_BRIDGE="0", CAJA_EXTENSION_DIRS=os.path.join(home, "plugins"))

@@ -64,7 +64,7 @@ fs::path extensionFolder(const FileManager& manager) {
 }
 
 std::string restartOf(const FileManager& manager) {
-    return std::string(manager.program) + " " + manager.quit + "; " + manager.program;
+    return std::string(manager.quit) + "; " + manager.program;
 }
 
 // About a plugin that is not where its file manager looks.
@@ -138,8 +138,9 @@ Findings checkPlugins() {
         findings.push_back(checkLoaded(manager, plugin, "version " + version + " is installed"));
     }
     if (!isAnyInstalled)
-        findings.push_back({State::problem, "plugins", "No file manager has the plugin.",
-                            "Install nautilus-tsyncfinder, nemo-tsyncfinder or caja-tsyncfinder"});
+        findings.push_back(
+            {State::problem, "plugins", "No file manager has the plugin.",
+             "Install nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder or dolphin-tsyncfinder"});
     return findings;
 }
 
