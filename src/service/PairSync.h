@@ -132,6 +132,8 @@ class PairSync {
                             const std::stop_token& stop);
     Outcome<std::vector<Name>> look(Round& round, const std::stop_token& stop);
     Name nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& agreed, Round& round);
+    std::string spellingOf(const std::string& key, const AgreedItem& agreed, std::string AgreedItem::*side,
+                           const std::string& path);
     AgreedItem& renewedOf(const std::string& key, const AgreedItem& agreed);
     void lookAtKept();
     bool isSettled(const PairStore::Kept& file);
@@ -193,6 +195,7 @@ class PairSync {
     Outcome<Done> checkUnchangedHere(const std::string& key);
     Outcome<Done> checkGoneThere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> checkGoneHere(const std::string& key) const;
+    bool isAsAgreedHere(const LocalItem& item) const;
     std::string pathHere(const std::string& key) const;
     std::string pathThere(const std::string& key) const; // in the space
     std::string nameOn(Side side, const std::string& key) const;
