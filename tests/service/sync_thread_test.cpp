@@ -29,6 +29,10 @@ class Unreachable final : public RemoteSpace {
     Pending<Done> bringDown(const std::string&, const std::string&, std::uint64_t) override {
         return refused<Done>();
     }
+    Pending<Done> bringDownAll(const std::string&, const std::vector<std::string>&,
+                               const std::string&) override {
+        return refused<Done>();
+    }
     Pending<Done> moveFile(const std::string&, const std::string&) override { return refused<Done>(); }
     Pending<Done> moveFolder(const std::string&, const std::string&) override { return refused<Done>(); }
     Pending<Done> makeFolder(const std::string&) override { return refused<Done>(); }
