@@ -15,28 +15,26 @@ using platform::Reply;
 
 constexpr std::chrono::seconds pauseBeforeClosingAgain{2};
 
-const TSyncClientPlatform* installedPlatform = nullptr;
+const TSyncClient::Surroundings* installed = nullptr;
 
 } // namespace
 
-void TSyncClient::install(const TSyncClientPlatform& platform) {
-    installedPlatform = new TSyncClientPlatform(platform); // lives as long as the shared client
+void TSyncClient::install(const Surroundings& surroundings) {
+    installed = new Surroundings(surroundings); // lives as long as the shared client
 }
 
 TSyncClient& TSyncClient::sharedInstance() {
     static TSyncClient* const instance = [] {
-        if (installedPlatform == nullptr)
-            throw std::logic_error("the shared TSyncClient was asked for before its platform was installed");
-        return new TSyncClient(*installedPlatform);
+        if (installed == nullptr)
+            throw std::logic_error("the shared TSyncClient was asked for before it was installed");
+        return new TSyncClient(*installed);
     }();
     return *instance;
 }
 
-TSyncClient::TSyncClient(const TSyncClientPlatform& platform)
-    : connections(platform.connections), distributedCenter(platform.distributedCenter),
-      localCenter(platform.localCenter), log(platform.log), clock(platform.clock),
-      shared(std::make_shared<Shared>(platform.log)) {
-    log.info("Initializing TSyncClient ....");
+TSyncClient::TSyncClient(const Surroundings& surroundings)
+    : around(surroundings), shared(std::make_shared<Shared>(around.log)) {
+    around.log.info("Initializing TSyncClient ....");
     connect();
 }
 
@@ -46,19 +44,19 @@ void TSyncClient::connect() {
     const std::lock_guard guard(shared->clientLock);
     if (connected) return;
     try {
-        _connectionToService = connections.initWithServiceName(TSYNC_SERVICE_NAME);
+        _connectionToService = around.connections.initWithServiceName(TSYNC_SERVICE_NAME);
         _connectionToService->resume();
-        log.info("Connecting TSync XPC! .... ", _connectionToService->remoteObjectProxy());
+        around.log.info("Connecting TSync XPC! .... ", _connectionToService->remoteObjectProxy());
         constexpr std::string_view message = "allPathsInSync:";
         _connectionToService->send(message, {}, protocol::replyWait(message),
                                    [weak = std::weak_ptr(shared)](const Reply& reply) {
                                        if (const auto living = weak.lock()) living->onAllPathsInSync(reply);
                                    });
         connected = true;
-        log.info("TSyncClient: daemon connected!");
+        around.log.info("TSyncClient: daemon connected!");
         if (isBound) observeDeathOfConnection();
     } catch (const IPCError& error) {
-        log.info("Exception: ", std::string_view(error.what()));
+        around.log.info("Exception: ", std::string_view(error.what()));
         _connectionToService.reset();
         connected = false;
     }
@@ -71,7 +69,7 @@ bool TSyncClient::connectIfNeeded() {
 
 bool TSyncClient::daemonIsReady() {
     if (!connectIfNeeded()) return false;
-    log.info("TSynClinet Daemon is Ready");
+    around.log.info("TSynClinet Daemon is Ready");
     return true;
 }
 
@@ -87,7 +85,7 @@ void TSyncClient::close() {
             invalidateSession();
             return;
         } catch (const IPCError&) {
-            clock.sleepFor(pauseBeforeClosingAgain);
+            around.clock.sleepFor(pauseBeforeClosingAgain);
         }
     }
 }
@@ -144,24 +142,26 @@ void TSyncClient::bindTSyncQuenzNotification() {
         observeDeathOfConnection();
     }
     // Without the client lock: the centre calls handlers that take it, and may hold a lock of its own then.
-    observers.push_back(distributedCenter.addObserver(
+    observers.push_back(around.distributedCenter.addObserver(
         TSYNC_NOTE_SYNC_PATH_ADDED, [this](const auto& notification) { onSyncPathAdded(notification); }));
-    observers.push_back(distributedCenter.addObserver(
+    observers.push_back(around.distributedCenter.addObserver(
         TSYNC_NOTE_SYNC_PATH_REMOVED, [this](const auto& notification) { onSyncPathRemoved(notification); }));
-    observers.push_back(distributedCenter.addObserver(TSYNC_NOTE_START, [this](const auto&) { connect(); }));
+    observers.push_back(
+        around.distributedCenter.addObserver(TSYNC_NOTE_START, [this](const auto&) { connect(); }));
 }
 
 // Under the client lock. Each new connection is observed in place of the former one.
 void TSyncClient::observeDeathOfConnection() {
-    deathObserver = _connectionToService ? localCenter.addObserver(platform::NSConnectionDidDieNotification,
-                                                                   _connectionToService.get(),
-                                                                   [this] { onSyncQuenzConnectionDies(); })
-                                         : platform::Subscription();
+    deathObserver = _connectionToService
+                        ? around.localCenter.addObserver(platform::NSConnectionDidDieNotification,
+                                                         _connectionToService.get(),
+                                                         [this] { onSyncQuenzConnectionDies(); })
+                        : platform::Subscription();
 }
 
 void TSyncClient::onSyncQuenzConnectionDies() {
     connected = false;
-    distributedCenter.post({TSYNC_NOTE_STOP, std::nullopt, {}});
+    around.distributedCenter.post({TSYNC_NOTE_STOP, std::nullopt, {}});
 }
 
 void TSyncClient::onSyncPathAdded(const platform::Notification& notification) {

@@ -34,24 +34,24 @@ namespace daemon_client {
 
 struct SyncPaths;
 
-// What the client stands on; everything outlives it.
-struct TSyncClientPlatform {
-    platform::RequestConnectionFactory& connections;
-    platform::DistributedNotificationCenter& distributedCenter;
-    platform::NotificationCenter& localCenter;
-    platform::ProcessLog& log;
-    platform::Clock& clock;
-};
-
 class TSyncClient {
   public:
+    // Everything outlives the client.
+    struct Surroundings {
+        platform::RequestConnectionFactory& connections;
+        platform::DistributedNotificationCenter& distributedCenter;
+        platform::NotificationCenter& localCenter;
+        platform::ProcessLog& log;
+        platform::Clock& clock;
+    };
+
     // The process's client, made at the first call from what was installed and never destroyed. To be
     // installed once, by the program's start, before anybody asks.
     static TSyncClient& sharedInstance();
-    static void install(const TSyncClientPlatform& platform);
+    static void install(const Surroundings& surroundings);
 
     // Connects; the client is usable whether or not that worked.
-    explicit TSyncClient(const TSyncClientPlatform& platform);
+    explicit TSyncClient(const Surroundings& surroundings);
     ~TSyncClient();
     TSyncClient(const TSyncClient&) = delete;
     TSyncClient& operator=(const TSyncClient&) = delete;
@@ -184,11 +184,7 @@ class TSyncClient {
     void onSyncPathAdded(const platform::Notification& notification);
     void onSyncPathRemoved(const platform::Notification& notification);
 
-    platform::RequestConnectionFactory& connections;
-    platform::DistributedNotificationCenter& distributedCenter;
-    platform::NotificationCenter& localCenter;
-    platform::ProcessLog& log;
-    platform::Clock& clock;
+    const Surroundings around;
 
     std::shared_ptr<Shared> shared; // its lock is the client lock
     std::atomic<bool> connected = false;

@@ -34,12 +34,13 @@ class ReplySlot {
     }
 
     // The reply, or none once the time is over. Once only.
-    Reply wait(std::chrono::milliseconds bound) {
-        const auto start = std::chrono::steady_clock::now();
-        while (!isFilled && std::chrono::steady_clock::now() - start < awake)
+    Reply wait(std::chrono::milliseconds bound, const platform::Clock& clock) {
+        const auto start = clock.now();
+        while (!isFilled && clock.now() - start < awake)
             std::this_thread::yield();
         std::unique_lock guard(lock);
-        arrived.wait_until(guard, start + bound, [this] { return isFilled.load(); });
+        while (!isFilled && clock.now() - start < bound)
+            arrived.wait_until(guard, clock.wakeUp(start + bound));
         return std::move(reply);
     }
 
@@ -92,7 +93,7 @@ Reply TSyncClient::request(std::string_view message, const Array& arguments) {
     const auto slot = std::make_shared<ReplySlot>();
     connection->sendForWaiting(message, arguments, protocol::replyWait(message),
                                [slot](Reply reply) { slot->fill(std::move(reply)); });
-    return slot->wait(protocol::replyWait(message));
+    return slot->wait(protocol::replyWait(message), around.clock);
 }
 
 Reply TSyncClient::ask(std::string_view message, const Array& arguments) {
@@ -230,7 +231,7 @@ std::optional<std::string> TSyncClient::cacheDir() {
         try {
             return folder("cacheDir:", &Shared::_cachedCacheDir);
         } catch (const IPCError&) {
-            clock.sleepFor(pauseBeforeAskingAgain);
+            around.clock.sleepFor(pauseBeforeAskingAgain);
         }
     }
 }
@@ -246,7 +247,7 @@ std::shared_ptr<dirsnapshot::DirSnapshot> TSyncClient::remoteSnapshot() {
         std::shared_ptr<dirsnapshot::DirSnapshot> loaded;
         if (const auto file = stringOf(request("remoteSnapshot:", {})))
             loaded = std::make_shared<dirsnapshot::DirSnapshot>(
-                dirsnapshot::DirSnapshot::initWithContentsOfFile(log, *file, "/", "sync"));
+                dirsnapshot::DirSnapshot::initWithContentsOfFile(around.log, *file, "/", "sync"));
         const std::lock_guard guard(shared->clientLock);
         // When two have asked at once, the later answer stands; a missing answer does not empty the cache.
         if (loaded) shared->_cacedSnapshot = std::move(loaded);

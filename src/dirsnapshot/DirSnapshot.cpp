@@ -42,19 +42,19 @@ void store(platform::Dictionary& result, const char* key, const snapshot::Compar
 
 } // namespace
 
-DirSnapshot::DirSnapshot(platform::ProcessLog& processLog) : log(&processLog) {}
+DirSnapshot::DirSnapshot(const Surroundings& surroundings) : around(surroundings) {}
 
 DirSnapshot::DirSnapshot(const DirSnapshot& other)
-    : log(other.log), _path(other.path()), _root(DSNodeCopy(other._root.get())),
+    : around(other.around), _path(other.path()), _root(DSNodeCopy(other._root.get())),
       _exclusionPatterns(other._exclusionPatterns), _usesSHA1(other._usesSHA1), _block(other._block) {}
 
 DirSnapshot::DirSnapshot(DirSnapshot&& other) noexcept
-    : log(other.log), _path(std::move(other._path)), _root(std::move(other._root)),
+    : around(other.around), _path(std::move(other._path)), _root(std::move(other._root)),
       _exclusionPatterns(std::move(other._exclusionPatterns)), _usesSHA1(other._usesSHA1),
       _scanTotalFileNumber(other._scanTotalFileNumber.load()), _block(std::move(other._block)) {}
 
 DirSnapshot& DirSnapshot::operator=(DirSnapshot other) noexcept {
-    log = other.log;
+    around = other.around;
     setPath(std::move(other._path));
     _root = std::move(other._root);
     _exclusionPatterns = std::move(other._exclusionPatterns);
@@ -66,23 +66,23 @@ DirSnapshot& DirSnapshot::operator=(DirSnapshot other) noexcept {
 
 DirSnapshot::~DirSnapshot() = default;
 
-DirSnapshot DirSnapshot::initWithDirectoryPath(platform::ProcessLog& log, const std::string& path) {
-    return initWithDirectoryPath(log, path,
+DirSnapshot DirSnapshot::initWithDirectoryPath(const Surroundings& surroundings, const std::string& path) {
+    return initWithDirectoryPath(surroundings, path,
                                  InitializationOptions{{DirSnapshotInitializationUseSHA1Key, false}});
 }
 
-DirSnapshot DirSnapshot::initWithDirectoryPath(platform::ProcessLog& log, const std::string& path,
+DirSnapshot DirSnapshot::initWithDirectoryPath(const Surroundings& surroundings, const std::string& path,
                                                std::vector<std::string> excludingPatterns, bool usingSHA1) {
     return initWithDirectoryPath(
-        log, path,
+        surroundings, path,
         InitializationOptions{{DirSnapshotInitializationUseSHA1Key, usingSHA1},
                               {DirSnapshotInitializationExcludingPatternsKey, std::move(excludingPatterns)}});
 }
 
-DirSnapshot DirSnapshot::initWithDirectoryPath(platform::ProcessLog& log, const std::string& path,
+DirSnapshot DirSnapshot::initWithDirectoryPath(const Surroundings& surroundings, const std::string& path,
                                                const InitializationOptions& options) {
     using Patterns = std::vector<std::string>;
-    DirSnapshot snapshot(log);
+    DirSnapshot snapshot(surroundings);
     snapshot._path = path;
     snapshot._block = optionOr<ProgressBlock>(options, DirSnapshotInitializationProgressBlockKey, {});
     snapshot._usesSHA1 = optionOr(options, DirSnapshotInitializationUseSHA1Key, false);
@@ -119,32 +119,32 @@ std::int32_t DirSnapshot::helperCallback(void* scanContext) {
     }
 }
 
-DirSnapshot DirSnapshot::initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
+DirSnapshot DirSnapshot::initWithContentsOfFile(const Surroundings& surroundings, const std::string& file,
                                                 std::string forDirectory, const std::string& withType) {
-    DirSnapshot snapshot(log);
+    DirSnapshot snapshot(surroundings);
     snapshot._path = std::move(forDirectory);
     snapshot._root.reset(DSNodeLoadSnapshot(file.c_str(), withType.c_str()));
     return snapshot;
 }
 
-DirSnapshot DirSnapshot::initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
+DirSnapshot DirSnapshot::initWithContentsOfFile(const Surroundings& surroundings, const std::string& file,
                                                 bool usesSHA1) {
-    DirSnapshot snapshot(log);
+    DirSnapshot snapshot(surroundings);
     snapshot._root.reset(DSNodeLoadSnapshotWithSHA1(file.c_str(), usesSHA1 ? 1 : 0));
     return snapshot;
 }
 
-DirSnapshot DirSnapshot::directorySnapshotWithDirectoryPath(platform::ProcessLog& log,
+DirSnapshot DirSnapshot::directorySnapshotWithDirectoryPath(const Surroundings& surroundings,
                                                             const std::string& path,
                                                             std::vector<std::string> excludingPatterns) {
-    return initWithDirectoryPath(log, path, std::move(excludingPatterns));
+    return initWithDirectoryPath(surroundings, path, std::move(excludingPatterns));
 }
 
-DirSnapshot DirSnapshot::directorySnapshotWithContentsOfFile(platform::ProcessLog& log,
+DirSnapshot DirSnapshot::directorySnapshotWithContentsOfFile(const Surroundings& surroundings,
                                                              const std::string& file,
                                                              std::string forDirectory,
                                                              const std::string& withType) {
-    return initWithContentsOfFile(log, file, std::move(forDirectory), withType);
+    return initWithContentsOfFile(surroundings, file, std::move(forDirectory), withType);
 }
 
 std::optional<std::string> DirSnapshot::path() const {
@@ -244,9 +244,9 @@ std::uint64_t DirSnapshot::_countFilesAtPath(const DSNode* top, bool recursive, 
 }
 
 void DirSnapshot::debug() const {
-    log->info("--------------DEBUG SNAPSHOT START");
+    around.log->info("--------------DEBUG SNAPSHOT START");
     printAll(_root.get());
-    log->info("--------------DEBUG SNAPSHOT END");
+    around.log->info("--------------DEBUG SNAPSHOT END");
 }
 
 void DirSnapshot::printAll(const DSNode* top) {

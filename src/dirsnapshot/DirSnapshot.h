@@ -16,6 +16,7 @@
 // may be used beside that. Scanning, loading and comparing run on the calling thread.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/ProcessLog.h"
 #include "platform/Value.h"
 #include "snapshot/DSSnapshot.h"
@@ -65,31 +66,41 @@ using snapshot::Tree;
 
 class DirSnapshot {
   public:
+    // What a snapshot stands on: the log, and the clock that dates what is added to it. Both outlive it.
+    struct Surroundings {
+        // NOLINTNEXTLINE(google-explicit-constructor): the log alone stands for it
+        Surroundings(platform::ProcessLog& itsLog, const platform::Clock& itsClock = platform::machineClock())
+            : log(&itsLog), clock(&itsClock) {}
+        platform::ProcessLog* log;    // never null
+        const platform::Clock* clock; // never null
+    };
+
     // A snapshot without a tree.
-    explicit DirSnapshot(platform::ProcessLog& log);
+    explicit DirSnapshot(const Surroundings& surroundings);
 
     // A scan of the directory, whose path is absolute. The patterns are handed to the scan, which records
     // everything all the same. There is always a tree, an empty one when the directory cannot be read.
-    static DirSnapshot initWithDirectoryPath(platform::ProcessLog& log, const std::string& path);
-    static DirSnapshot initWithDirectoryPath(platform::ProcessLog& log, const std::string& path,
+    static DirSnapshot initWithDirectoryPath(const Surroundings& surroundings, const std::string& path);
+    static DirSnapshot initWithDirectoryPath(const Surroundings& surroundings, const std::string& path,
                                              std::vector<std::string> excludingPatterns,
                                              bool usingSHA1 = false);
-    static DirSnapshot initWithDirectoryPath(platform::ProcessLog& log, const std::string& path,
+    static DirSnapshot initWithDirectoryPath(const Surroundings& surroundings, const std::string& path,
                                              const InitializationOptions& options);
 
     // What is stored at the path of a file, for a directory that becomes the snapshot's path. Type "sync" or
     // "backup": the flat file when there is one, else the database beside it; any other type: the flat file.
-    static DirSnapshot initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
+    static DirSnapshot initWithContentsOfFile(const Surroundings& surroundings, const std::string& file,
                                               std::string forDirectory, const std::string& withType);
 
     // A flat file, with a digest after each record when asked for. The snapshot has no path.
-    static DirSnapshot initWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
+    static DirSnapshot initWithContentsOfFile(const Surroundings& surroundings, const std::string& file,
                                               bool usesSHA1);
 
-    static DirSnapshot directorySnapshotWithDirectoryPath(platform::ProcessLog& log, const std::string& path,
+    static DirSnapshot directorySnapshotWithDirectoryPath(const Surroundings& surroundings,
+                                                          const std::string& path,
                                                           std::vector<std::string> excludingPatterns = {});
-    static DirSnapshot directorySnapshotWithContentsOfFile(platform::ProcessLog& log, const std::string& file,
-                                                           std::string forDirectory,
+    static DirSnapshot directorySnapshotWithContentsOfFile(const Surroundings& surroundings,
+                                                           const std::string& file, std::string forDirectory,
                                                            const std::string& withType);
 
     // A deep copy; `scanTotalFileNumber` starts at 0.
@@ -226,7 +237,7 @@ class DirSnapshot {
     std::optional<std::string> editablePath(std::string_view path, const char* what) const;
     void addContents(const DirSnapshot& partial, const std::string& directory, std::string_view below);
 
-    platform::ProcessLog* log; // never null
+    Surroundings around;
     mutable std::mutex pathLock;
     std::optional<std::string> _path; // guarded by pathLock
     Tree _root;

@@ -16,8 +16,8 @@ namespace {
 constexpr const char* cannotAdd = "ERROR! -> Can't add item in remote snapshot";
 constexpr const char* cannotMove = "ERROR! -> Can't move node in remote snapshot";
 
-std::int64_t secondsNow() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
+std::int64_t secondsNow(const platform::Clock& clock) {
+    const auto now = clock.date().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::seconds>(now).count();
 }
 
@@ -26,7 +26,8 @@ struct Place {
     DSNode* node;             // the last one on the way that exists
     std::string_view missing; // what follows it in the path; empty when all of it exists
 
-    Place(DSNode* root, std::string_view path) : node(root), missing(path.substr(1)) {
+    Place(const platform::Clock& clock, DSNode* root, std::string_view path)
+        : node(root), missing(path.substr(1)), dates(clock) {
         while (!missing.empty()) {
             DSNode* child = snapshot::findChild(node, nextName());
             if (child == nullptr) return;
@@ -41,12 +42,13 @@ struct Place {
             makeDirectory();
     }
     void makeDirectory() {
-        node = DSNodeCreateWithParent(node, std::string(nextName()).c_str(), 0, secondsNow(), 0,
+        node = DSNodeCreateWithParent(node, std::string(nextName()).c_str(), 0, secondsNow(dates), 0,
                                       DSNodeTypeDirectory);
         advance();
     }
 
   private:
+    const platform::Clock& dates;
     std::string_view nextName() const { return missing.substr(0, missing.find('/')); }
     void advance() { missing.remove_prefix(std::min(nextName().size() + 1, missing.size())); }
 };
@@ -78,19 +80,19 @@ std::string replaceEvery(std::string_view text, std::string_view part, std::stri
 } // namespace
 
 bool DirSnapshot::refusesEditing(const char* what) const {
-    if (!_root) refuse(*log, what, "the snapshot has no tree");
+    if (!_root) refuse(*around.log, what, "the snapshot has no tree");
     return !_root;
 }
 
 // The path in standard form; none, with lines in the log, for one that no item can have.
 std::optional<std::string> DirSnapshot::editablePath(std::string_view path, const char* what) const {
     if (!path.starts_with('/') || path.find('\0') != std::string_view::npos) {
-        refuse(*log, what, "not an absolute path: ", path);
+        refuse(*around.log, what, "not an absolute path: ", path);
         return std::nullopt;
     }
     std::string standard = paths::isStandardForm(path) ? std::string(path) : paths::standardisedPath(path);
     if (standard.size() >= DSNodePathCapacity) {
-        refuse(*log, what, "the path is too long: ", path);
+        refuse(*around.log, what, "the path is too long: ", path);
         return std::nullopt;
     }
     return standard;
@@ -102,7 +104,7 @@ void DirSnapshot::addItemAtPath(std::string_view path, const platform::Dictionar
     if (!standard || *standard == "/") return;
     const std::int64_t size = wholeNumber(fileInfo, platform::NSFileSize);
     const std::int64_t modified = wholeNumber(fileInfo, platform::NSFileModificationDate);
-    Place place(_root.get(), *standard);
+    Place place(*around.clock, _root.get(), *standard);
     if (place.missing.empty()) {
         place.node->modifiedTime = modified;
         place.node->size = size;
@@ -119,21 +121,21 @@ void DirSnapshot::moveItemAtPath(std::string_view path, std::string_view toNewPa
     const auto to = editablePath(toNewPath, cannotMove);
     if (!from || !to) return;
     if (*from == "/" || *to == "/") {
-        refuse(*log, cannotMove, "the root stays where it is");
+        refuse(*around.log, cannotMove, "the root stays where it is");
         return;
     }
     if (to->starts_with(*from) && to->substr(from->size(), 1) == "/") {
-        refuse(*log, cannotMove, *to, " lies inside ", *from);
+        refuse(*around.log, cannotMove, *to, " lies inside ", *from);
         return;
     }
-    const Place place(_root.get(), *from);
+    const Place place(*around.clock, _root.get(), *from);
     if (!place.missing.empty()) return;
     DSNode* node = place.node;
-    Place parent(_root.get(), paths::parentPath(*to));
+    Place parent(*around.clock, _root.get(), paths::parentPath(*to));
     if (!parent.missing.empty()) {
         for (DSNode* above = parent.node; above->parent != nullptr; above = above->parent) {
             above->size = 0;
-            above->modifiedTime = secondsNow();
+            above->modifiedTime = secondsNow(*around.clock);
         }
         while (!parent.missing.empty())
             parent.makeDirectory();
@@ -149,7 +151,7 @@ void DirSnapshot::removeItemAtPath(std::string_view path) {
     const auto standard = editablePath(path, cannotRemove);
     if (!standard) return;
     if (*standard == "/")
-        refuse(*log, cannotRemove, "the root stays where it is");
+        refuse(*around.log, cannotRemove, "the root stays where it is");
     else
         DSNodeDestroy(nodeAtFullpath(*standard));
 }
@@ -162,7 +164,7 @@ void DirSnapshot::addPartial(const DirSnapshot& partial, std::string_view atPath
         addPartial(DirSnapshot(partial), *base);
         return;
     }
-    Place place(_root.get(), *base);
+    Place place(*around.clock, _root.get(), *base);
     while (!place.missing.empty())
         place.makeDirectory();
     addContents(partial, "/", *base);
@@ -177,7 +179,7 @@ void DirSnapshot::addContents(const DirSnapshot& partial, const std::string& dir
     for (const platform::Value& item : *items) {
         const std::string& path = *item.dictionary()->at(DirSnapshotNodePathKey).string();
         if (path == directory || !paths::isStandardForm(path))
-            refuse(*log, cannotAdd, "not a name for an item: ", path);
+            refuse(*around.log, cannotAdd, "not a name for an item: ", path);
         else
             addNode(*item.dictionary(), *this, partial, below);
     }
@@ -188,7 +190,7 @@ void DirSnapshot::addNode(const platform::Dictionary& item, DirSnapshot& /*toSna
                           const DirSnapshot& fromPartial, std::string_view relativeTo) {
     const std::string* itemPath = platform::textAt(item, DirSnapshotNodePathKey);
     if (itemPath == nullptr) {
-        refuse(*log, cannotAdd, "the item has no path");
+        refuse(*around.log, cannotAdd, "the item has no path");
         return;
     }
     addItemAtPath(paths::stringByAppendingPathComponent(relativeTo, *itemPath), item);
@@ -199,7 +201,7 @@ std::optional<DirSnapshot> DirSnapshot::subDirsnapshotAtPath(const std::string& 
                                                              bool NoRecursive) const {
     const DSNode* node = nodeAtFullpath(path);
     if (node == nullptr) return std::nullopt;
-    DirSnapshot part(*log);
+    DirSnapshot part(around);
     part._path = path;
     part._root.reset(DSNodeCopy(node));
     DSNodeSetName(part._root.get(), "/");
@@ -222,10 +224,10 @@ void DirSnapshot::reloadSnapshotPart(const std::string& path) {
     if (!relative) return;
     DSNode* parent = nodeAtFullpath(std::string(paths::parentPath(*relative)));
     if (parent == nullptr) {
-        refuse(*log, cannotReload, "the directory above ", *relative, " is not in it");
+        refuse(*around.log, cannotReload, "the directory above ", *relative, " is not in it");
         return;
     }
-    Tree fresh = initWithDirectoryPath(*log, path).setRoot(nullptr);
+    Tree fresh = initWithDirectoryPath(around, path).setRoot(nullptr);
     if (*relative == "/") {
         _root = std::move(fresh);
         return;

@@ -127,7 +127,9 @@ CommandConfirmation::Replies CommandConfirmation::ask(const std::vector<Check>& 
         }
     }
     std::unique_lock guard(round->lock);
-    round->arrived.wait_for(guard, waitForReplies, [&] { return round->open == 0; });
+    const auto due = clock.now() + waitForReplies;
+    while (round->open != 0 && clock.now() < due)
+        round->arrived.wait_until(guard, clock.wakeUp(due));
     return {round->replies, round->open == 0};
 }
 

@@ -83,6 +83,11 @@ void FinderSync::startUp() {
     }
 }
 
+platform::Subscription FinderSync::observe(ModelObserver& modelObserver) {
+    observer = &modelObserver;
+    return platform::Subscription([this] { observer = nullptr; });
+}
+
 void FinderSync::beginObservingDirectoryAtURL(const FileURL& directory) {
     around.log.info("beginObservingDirectoryAtURL:", directory.uri());
     ++num_of_observerd_paths;
@@ -217,7 +222,7 @@ void FinderSync::setInclusionPaths() {
     if (current && tellsSingleBadges())
         for (const auto& [remoteRoot, localRoot] : current->paths.table)
             if (const auto root = FileURL::withPath(localRoot)) requestBadgeIdentifierForURL(*root);
-    if (around.observer != nullptr) around.observer->rootsChanged();
+    if (ModelObserver* const told = observer) told->rootsChanged();
 }
 
 void FinderSync::onSyncPathAdded() {
@@ -250,7 +255,7 @@ void FinderSync::onSyncPathRemoved(const platform::Notification& notification) {
             [this, removed, sequence = next->sequence(), inclusion = inclusions.load()] {
                 clearBadgesBelow(removed, sequence, inclusion);
             });
-    if (around.observer != nullptr) around.observer->rootsChanged();
+    if (ModelObserver* const told = observer) told->rootsChanged();
 }
 
 void FinderSync::removeBadgeOfChildPath(const std::string& folder) {

@@ -24,6 +24,7 @@
 #include "platform/ProcessLog.h"
 #include "platform/Queue.h"
 #include "platform/ResourceBundle.h"
+#include "platform/Subscription.h"
 
 #include <atomic>
 #include <cstdint>
@@ -64,7 +65,6 @@ class FinderSync final : public platform::FIFinderSync {
         platform::Queue& modelQueue;
         platform::Queue& backgroundQueue; // polling
         platform::Queue& walkQueue;       // serial: the walks below removed roots
-        ModelObserver* observer;          // may be null
         // Gives the client, which start-up asks for once it has said that it starts.
         std::function<daemon_client::TSyncClient&()> client;
     };
@@ -74,6 +74,10 @@ class FinderSync final : public platform::FIFinderSync {
     ~FinderSync() override;
     FinderSync(const FinderSync&) = delete;
     FinderSync& operator=(const FinderSync&) = delete;
+
+    // Tells the observer, the only one, of each change until the subscription goes. It may be telling it just
+    // then, on the model queue.
+    [[nodiscard]] platform::Subscription observe(ModelObserver& modelObserver);
 
     void beginObservingDirectoryAtURL(const platform::FileURL& directory) override;
     void endObservingDirectoryAtURL(const platform::FileURL& directory) override;
@@ -173,6 +177,8 @@ class FinderSync final : public platform::FIFinderSync {
 
     mutable std::mutex stateLock;
     std::shared_ptr<const BadgeState> state; // guarded by the state lock; written on the model queue only
+
+    std::atomic<ModelObserver*> observer = nullptr; // null: nobody wants to know
 
     std::vector<platform::Subscription> observers; // last: they call into all of the above
 };

@@ -77,9 +77,9 @@ void FinderSync::applyCompleted(bool withLogs) {
     publish(before->withFiles(noPaths(), noPaths()));
     setBadgeAndWalk("sync", *working, withLogs ? "Set Badge to working Path =======> " : "");
     setBadgeAndWalk("sync", *uploading, withLogs ? "Set Badge to uploading Path =======> " : "");
-    if (around.observer != nullptr) {
-        around.observer->filesChanged(*working);
-        around.observer->filesChanged(*uploading);
+    if (ModelObserver* const told = observer) {
+        told->filesChanged(*working);
+        told->filesChanged(*uploading);
     }
 }
 
@@ -95,9 +95,9 @@ void FinderSync::applyTransfer(const SyncStatus& status) {
         for (const std::string& path : finished)
             set("sync", path);
     setBadgeAndWalk("upload", *next, "");
-    if (next != old && around.observer != nullptr) {
-        around.observer->filesChanged(finished);
-        around.observer->filesChanged(difference(*next, *old));
+    if (ModelObserver* const told = observer; told != nullptr && next != old) {
+        told->filesChanged(finished);
+        told->filesChanged(difference(*next, *old));
     }
 }
 

@@ -58,27 +58,18 @@ platform::MenuHandle noMenu() { return platform::Menu::create(); }
 
 } // namespace
 
-HostService::HostService(const Platform& platform)
-    : log(platform.log), modelQueue(platform.modelQueue), backgroundQueue(platform.backgroundQueue),
-      commandQueue(platform.commandQueue), panelQueue(platform.panelQueue) {}
-
-void HostService::attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction) {
-    modelQueue.dispatchAndWait([&] {
-        finderSync = &extensionObject;
-        sink = &hostSink;
-        perform = std::move(performAction);
-    });
-}
+HostService::HostService(const Surroundings& surroundings)
+    : around(surroundings), observation(around.finderSync.observe(*this)) {}
 
 void HostService::setShown(Shown shown) {
-    modelQueue.dispatch([this, shown] {
+    around.modelQueue.dispatch([this, shown] {
         if (std::exchange(showsBadges, shown.badges) != shown.badges) rootsChanged();
-        if (showsMenu.exchange(shown.menu) != shown.menu && sink != nullptr) sink->menusChanged();
+        if (showsMenu.exchange(shown.menu) != shown.menu) around.sink.menusChanged();
     });
 }
 
 void HostService::badges(std::vector<std::string> uris, std::function<void(extension::BadgeBatch)> answer) {
-    modelQueue.dispatch([this, uris = std::move(uris), answer = std::move(answer)] {
+    around.modelQueue.dispatch([this, uris = std::move(uris), answer = std::move(answer)] {
         std::vector<FileURL> items;
         std::vector<std::size_t> places; // of each item that is a local file
         items.reserve(uris.size());
@@ -88,45 +79,46 @@ void HostService::badges(std::vector<std::string> uris, std::function<void(exten
                 places.push_back(i);
             }
         }
-        finderSync->badgesForItems(std::move(items), [this, answer, places = std::move(places),
-                                                      count = uris.size()](extension::BadgeBatch batch) {
-            if (!showsBadges)
-                for (BadgeAnswer& each : batch.answers)
-                    each = {BadgeAnswer::Kind::badge, {}, each.isInSync, each.isRoot};
-            if (places.size() != count) {
-                std::vector<BadgeAnswer> all(count);
-                for (std::size_t i = 0; i < places.size(); ++i)
-                    all[places[i]] = batch.answers[i];
-                batch.answers = std::move(all);
-            }
-            answer(std::move(batch));
-        });
+        around.finderSync.badgesForItems(
+            std::move(items),
+            [this, answer, places = std::move(places), count = uris.size()](extension::BadgeBatch batch) {
+                if (!showsBadges)
+                    for (BadgeAnswer& each : batch.answers)
+                        each = {BadgeAnswer::Kind::badge, {}, each.isInSync, each.isRoot};
+                if (places.size() != count) {
+                    std::vector<BadgeAnswer> all(count);
+                    for (std::size_t i = 0; i < places.size(); ++i)
+                        all[places[i]] = batch.answers[i];
+                    batch.answers = std::move(all);
+                }
+                answer(std::move(batch));
+            });
     });
 }
 
 void HostService::menu(platform::FIMenuKind kind, std::vector<std::string> uris,
                        std::function<void(platform::MenuHandle)> answer) {
-    backgroundQueue.dispatch([this, kind, uris = std::move(uris), answer = std::move(answer)] {
+    around.backgroundQueue.dispatch([this, kind, uris = std::move(uris), answer = std::move(answer)] {
         const auto selection = fileURLs(uris);
         if (!showsMenu)
             answer(noMenu());
         else if (!selection)
-            answer(finderSync->menuOfClass(extension::SelectionClass::nothing));
+            answer(around.finderSync.menuOfClass(extension::SelectionClass::nothing));
         else
-            answer(finderSync->menuForMenuKind(kind, *selection));
+            answer(around.finderSync.menuForMenuKind(kind, *selection));
     });
 }
 
 void HostService::explain(std::string uri, std::function<void(Explanation)> answer) {
-    modelQueue.dispatch([this, uri = std::move(uri), answer = std::move(answer)] {
+    around.modelQueue.dispatch([this, uri = std::move(uri), answer = std::move(answer)] {
         const auto item = FileURL::withURI(uri);
         if (!item) {
             answer({FINDER_SYNC_BADGE_NONE, "outside", "", ""});
             return;
         }
-        finderSync->badgesForItems({*item}, [this, item, answer](const extension::BadgeBatch& batch) {
+        around.finderSync.badgesForItems({*item}, [this, item, answer](const extension::BadgeBatch& batch) {
             const BadgeAnswer& badge = batch.answers.front();
-            const auto reason = finderSync->badgeState()->explain(*item);
+            const auto reason = around.finderSync.badgeState()->explain(*item);
             Explanation explanation{FINDER_SYNC_BADGE_NONE, std::string(nameOf(reason.rule)), reason.root,
                                     reason.file};
             if (badge.kind == BadgeAnswer::Kind::unchanged)
@@ -142,12 +134,12 @@ void HostService::explain(std::string uri, std::function<void(Explanation)> answ
 // --- observed directories, on the model queue
 
 void HostService::beginObserving(const HostName& name, std::string uri) {
-    modelQueue.dispatch([this, name, uri = std::move(uri)] {
+    around.modelQueue.dispatch([this, name, uri = std::move(uri)] {
         const auto directory = FileURL::withURI(uri);
         Host& host = hosts[name];
         if (!directory || host.count >= maximumDirectoriesPerHost ||
             host.bytes + uri.size() > maximumObservedBytesPerHost) {
-            log.error("Ignored a directory that a file manager shows: ", uri);
+            around.log.error("Ignored a directory that a file manager shows: ", uri);
             return;
         }
         ++host.count;
@@ -155,12 +147,12 @@ void HostService::beginObserving(const HostName& name, std::string uri) {
         auto& entry = *observed.try_emplace(keyOf(*directory)).first;
         ++entry.second.hosts[name][uri];
         host.directories.insert(&entry);
-        finderSync->beginObservingDirectoryAtURL(*directory);
+        around.finderSync.beginObservingDirectoryAtURL(*directory);
     });
 }
 
 void HostService::endObserving(const HostName& name, std::string uri) {
-    modelQueue.dispatch([this, name, uri = std::move(uri)] {
+    around.modelQueue.dispatch([this, name, uri = std::move(uri)] {
         const auto host = hosts.find(name);
         const auto directory = FileURL::withURI(uri);
         if (host == hosts.end() || !directory) return;
@@ -174,7 +166,7 @@ void HostService::endObserving(const HostName& name, std::string uri) {
 
 void HostService::hostGone(const HostName& name) {
     dropActivations(name);
-    modelQueue.dispatch([this, name] { forget(name); });
+    around.modelQueue.dispatch([this, name] { forget(name); });
 }
 
 void HostService::forget(const HostName& name) {
@@ -195,7 +187,7 @@ void HostService::release(Host& host, const HostName& name, Directories::value_t
     host.count -= count;
     host.bytes -= count * uri.size();
     for (unsigned i = 0; i < count; ++i)
-        finderSync->endObservingDirectoryAtURL(*FileURL::withURI(uri));
+        around.finderSync.endObservingDirectoryAtURL(*FileURL::withURI(uri));
     auto& spellings = directory.second.hosts.at(name);
     const auto spelling = spellings.find(uri);
     spelling->second -= count;
@@ -228,7 +220,7 @@ void HostService::filesChanged(std::span<const std::string> paths) {
 }
 
 void HostService::itemsAnswered(std::vector<std::string> paths) {
-    modelQueue.dispatch([this, paths = std::move(paths)] {
+    around.modelQueue.dispatch([this, paths = std::move(paths)] {
         if (paths.empty()) {
             rootsChanged();
             return;
@@ -255,17 +247,18 @@ void HostService::note(const std::string& directory, std::string_view item) {
 void HostService::announceLater() {
     if (isAnnouncing || observed.empty()) return;
     isAnnouncing = true;
-    const auto passed = std::chrono::steady_clock::now() - lastAnnouncement;
+    const auto passed = around.clock.now() - lastAnnouncement;
     if (passed >= announcementInterval)
-        modelQueue.dispatch([this] { announce(); });
+        around.modelQueue.dispatch([this] { announce(); });
     else
-        modelQueue.dispatchAfter(std::chrono::ceil<std::chrono::milliseconds>(announcementInterval - passed),
-                                 [this] { announce(); });
+        around.modelQueue.dispatchAfter(
+            std::chrono::ceil<std::chrono::milliseconds>(announcementInterval - passed),
+            [this] { announce(); });
 }
 
 void HostService::announce() {
     isAnnouncing = false;
-    lastAnnouncement = std::chrono::steady_clock::now();
+    lastAnnouncement = around.clock.now();
     std::map<HostName, std::vector<DirectoryChange>> changes;
     std::map<HostName, std::size_t> named;
     for (auto& [path, directory] : observed) {
@@ -284,11 +277,10 @@ void HostService::announce() {
         directory.everyItem = false;
         directory.itemNames.clear();
     }
-    if (sink == nullptr) return;
-    const std::uint64_t sequence = finderSync->badgeState()->sequence();
+    const std::uint64_t sequence = around.finderSync.badgeState()->sequence();
     for (const auto& [host, directories] : changes) {
-        if (sink->isListening(host))
-            sink->badgesChanged(host, sequence, directories);
+        if (around.sink.isListening(host))
+            around.sink.badgesChanged(host, sequence, directories);
         else
             behind.emplace(host, 0);
     }
@@ -298,26 +290,26 @@ void HostService::announce() {
 void HostService::catchUpLater() {
     if (isCatchingUp || behind.empty()) return;
     isCatchingUp = true;
-    modelQueue.dispatchAfter(catchUpInterval, [this] { catchUp(); });
+    around.modelQueue.dispatchAfter(catchUpInterval, [this] { catchUp(); });
 }
 
 void HostService::catchUp() {
     isCatchingUp = false;
-    const std::uint64_t sequence = finderSync->badgeState()->sequence();
+    const std::uint64_t sequence = around.finderSync.badgeState()->sequence();
     for (auto each = behind.begin(); each != behind.end();) {
         auto& [name, misses] = *each++;
-        if (sink->isListening(name)) {
+        if (around.sink.isListening(name)) {
             std::vector<DirectoryChange> changes;
             for (const Directories::value_type* directory : hosts[name].directories)
                 for (const auto& [uri, count] : directory->second.hosts.at(name))
                     changes.push_back({uri, {}});
-            if (!changes.empty()) sink->badgesChanged(name, sequence, changes);
+            if (!changes.empty()) around.sink.badgesChanged(name, sequence, changes);
             behind.erase(name);
         } else if (++misses >= maximumCatchUps) {
             const HostName dropped = name;
-            log.error("Dropped a file manager that does not read what it is sent: ", dropped);
+            around.log.error("Dropped a file manager that does not read what it is sent: ", dropped);
             forget(dropped);
-            sink->hostDropped(dropped);
+            around.sink.hostDropped(dropped, around.tables.directories());
         }
     }
     catchUpLater();
@@ -356,10 +348,12 @@ std::optional<std::uint64_t> HostService::activate(const Activation& activation,
         }
     }
     if (!isAsked)
-        commandQueue.dispatch([this, command, request = std::move(request),
-                               done = doneOf(activation.host, number)] { perform(*command, request, done); });
+        around.commandQueue.dispatch(
+            [this, command, request = std::move(request), done = doneOf(activation.host, number)] {
+                around.perform(*command, request, done);
+            });
     else if (startsAsking)
-        panelQueue.dispatch([this] { askNext(); });
+        around.panelQueue.dispatch([this] { askNext(); });
     return number;
 }
 
@@ -371,7 +365,7 @@ HostService::Done HostService::doneOf(const HostName& host, std::uint64_t number
             if (count == underWay.end()) return; // the host has gone
             if (--count->second == 0) underWay.erase(count);
         }
-        sink->activationFinished(host, number, outcome);
+        around.sink.activationFinished(host, number, outcome);
     };
 }
 
@@ -387,7 +381,7 @@ void HostService::askNext() {
             asking = next.front().host;
             standing = next.front().request.cancellation;
         }
-        perform(*next.front().command, next.front().request, next.front().done);
+        around.perform(*next.front().command, next.front().request, next.front().done);
     }
 }
 
@@ -409,38 +403,13 @@ std::vector<std::pair<std::string_view, platform::MenuHandle>> HostService::menu
     menus.reserve(extension::selectionClasses.size());
     for (const extension::SelectionClass selectionClass : extension::selectionClasses)
         menus.emplace_back(extension::nameOf(selectionClass),
-                           showsMenu ? finderSync->menuOfClass(selectionClass) : noMenu());
+                           showsMenu ? around.finderSync.menuOfClass(selectionClass) : noMenu());
     return menus;
 }
 
-std::vector<RegisteredBadge> HostService::badgeTable() const {
-    const std::lock_guard guard(tablesLock);
-    return registeredBadges;
-}
-
-std::optional<std::set<FileURL>> HostService::watchedDirectories() const {
-    const std::lock_guard guard(tablesLock);
-    return directoryURLs;
-}
-
-void HostService::setDirectoryURLs(std::optional<std::set<FileURL>> directories) {
-    {
-        const std::lock_guard guard(tablesLock);
-        directoryURLs = directories;
-    }
-    if (sink != nullptr) sink->directoriesChanged(directories);
-}
-
-void HostService::setBadgeImage(const platform::ImageHandle& image, std::string_view label,
-                                std::string_view identifier) {
-    const std::lock_guard guard(tablesLock);
-    registeredBadges.push_back(
-        {std::string(identifier), std::string(label), image ? image->name : std::string()});
-}
-
 void HostService::status(std::function<void(platform::Dictionary)> answer) {
-    modelQueue.dispatch([this, answer = std::move(answer)] {
-        const auto state = finderSync->badgeState();
+    around.modelQueue.dispatch([this, answer = std::move(answer)] {
+        const auto state = around.finderSync.badgeState();
         platform::Array roots;
         for (const FileURL& root : state->watchedPaths())
             roots.emplace_back(root.uri());
@@ -458,8 +427,8 @@ void HostService::status(std::function<void(platform::Dictionary)> answer) {
                 {"badgesShown", showsBadges},
                 {"menuShown", showsMenu.load()},
                 {"observed", static_cast<std::int64_t>(directories)},
-                {"paused", finderSync->pauseRefreshInterface()},
-                {"tableKnown", finderSync->allPathsInSync() != nullptr}});
+                {"paused", around.finderSync.pauseRefreshInterface()},
+                {"tableKnown", around.finderSync.allPathsInSync() != nullptr}});
     });
 }
 

@@ -2,9 +2,7 @@
 // directories that each host shows, coalesced change signals, menus per selection class, activations.
 // There is no bus in it.
 //
-// A host is named by an opaque text; its directories are dropped when it goes. The controller's single
-// badges are not passed on: a host asks for the badges of what it shows, and is told when to ask again, so
-// that nothing here grows with the items that were ever seen.
+// A host is named by an opaque text; its directories are dropped when it goes.
 //
 // Threads: every public operation may be called from any thread and returns soon; answers and the sink's
 // calls come from the model queue or from a background thread.
@@ -14,8 +12,10 @@
 #include "extension/FinderSyncCommands.h"
 #include "extension/commands.h"
 #include "extension/selection_menu.h"
+#include "host_service/HostSink.h"
+#include "host_service/HostTables.h"
 #include "host_service/activation.h"
-#include "platform/FIFinderSync.h"
+#include "platform/Clock.h"
 #include "platform/ProcessLog.h"
 #include "platform/Queue.h"
 
@@ -35,39 +35,6 @@
 
 namespace host_service {
 
-// What changed in one directory that a host shows.
-struct DirectoryChange {
-    std::string directory;          // URI as the host gave it
-    std::vector<std::string> items; // URIs below it; empty: any item may have changed
-};
-
-// What a host is told without asking.
-class HostSink {
-  public:
-    // Whether the host reads what it is sent. One that does not is told nothing until it does.
-    virtual bool isListening(const HostName& host) = 0;
-    // An answer with a smaller sequence number is older than this change.
-    virtual void badgesChanged(const HostName& host, std::uint64_t sequence,
-                               const std::vector<DirectoryChange>& changes) = 0;
-    virtual void directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) = 0;
-    virtual void activationFinished(const HostName& host, std::uint64_t number,
-                                    const extension::CommandOutcome& outcome) = 0;
-    // The menus per class have changed.
-    virtual void menusChanged() = 0;
-    // The host has not listened for so long that what it observes is forgotten. When it listens again, it has
-    // to start over.
-    virtual void hostDropped(const HostName& host) = 0;
-
-  protected:
-    ~HostSink() = default;
-};
-
-struct RegisteredBadge {
-    std::string identifier;
-    std::string label;
-    std::string imagePath; // empty: the image is missing
-};
-
 // What the person lets the file managers show.
 struct Shown {
     bool badges = true;
@@ -82,27 +49,29 @@ struct Explanation {
     std::string file;  // the file in flight that decides, a path; empty: none
 };
 
-class HostService final : public platform::FIFinderSyncController, public extension::ModelObserver {
+class HostService final : public extension::ModelObserver {
   public:
     // Runs one chosen item's action to its end, and calls `done` once, then or later, on any thread.
     using Done = std::function<void(const extension::CommandOutcome&)>;
     using Perform = std::function<void(const extension::Command& command,
                                        const extension::CommandRequest& request, Done done)>;
 
-    // All outlive this object. Activations run one after the other, those that ask a person on the panel
-    // queue, so that a panel left open holds up only other panels, and the rest on the command queue. Menus,
-    // which ask the disk, are made on the background queue.
-    struct Platform {
+    // All outlive this object; the model queue has run dry when it goes. Activations run one after the other,
+    // those that ask a person on the panel queue, so that a panel left open holds up only other panels, and
+    // the rest on the command queue. Menus, which ask the disk, are made on the background queue.
+    struct Surroundings {
+        extension::FinderSync& finderSync;
+        HostTables& tables; // that object's controller
+        HostSink& sink;
         platform::ProcessLog& log;
+        const platform::Clock& clock; // the model queue's delays go by it too
         platform::Queue& modelQueue;
         platform::Queue& backgroundQueue;
         platform::Queue& commandQueue;
         platform::Queue& panelQueue;
+        Perform perform;
     };
-    explicit HostService(const Platform& platform);
-
-    // To be called once, when the extension object has started. Before that nothing may be asked.
-    void attach(extension::FinderSync& extensionObject, HostSink& hostSink, Perform performAction);
+    explicit HostService(const Surroundings& surroundings);
 
     // From now on, and the hosts are told to ask again. Without badges every answer is none, with its flags
     // as ever; without the menu every menu is one without items. Commands work either way.
@@ -127,16 +96,8 @@ class HostService final : public platform::FIFinderSyncController, public extens
 
     // The menu of each class of selections, by the class's name.
     std::vector<std::pair<std::string_view, platform::MenuHandle>> menusByClass() const;
-    std::vector<RegisteredBadge> badgeTable() const;
-    std::optional<std::set<platform::FileURL>> watchedDirectories() const;
+    const HostTables& tables() const { return around.tables; }
     void status(std::function<void(platform::Dictionary)> answer);
-
-    // The extension object's controller.
-    void setDirectoryURLs(std::optional<std::set<platform::FileURL>> directories) override;
-    void setBadgeImage(const platform::ImageHandle& image, std::string_view label,
-                       std::string_view identifier) override;
-    void setBadgeIdentifier(std::string_view, const platform::FileURL&) override {}
-    bool showsSingleBadges() const override { return false; }
 
     // The model's changes, on the model queue.
     void rootsChanged() override;
@@ -180,19 +141,8 @@ class HostService final : public platform::FIFinderSyncController, public extens
     void catchUpLater();
     void catchUp();
 
-    platform::ProcessLog& log;
-    platform::Queue& modelQueue;
-    platform::Queue& backgroundQueue;
-    platform::Queue& commandQueue;
-    platform::Queue& panelQueue;
-    extension::FinderSync* finderSync = nullptr;
-    HostSink* sink = nullptr;
-    Perform perform;
+    const Surroundings around;
     std::atomic<bool> showsMenu = true; // written on the model queue
-
-    mutable std::mutex tablesLock;
-    std::vector<RegisteredBadge> registeredBadges;            // guarded by the tables' lock
-    std::optional<std::set<platform::FileURL>> directoryURLs; // guarded by the tables' lock
 
     std::mutex activationsLock; // guards all of these
     std::uint64_t lastActivation = 0;
@@ -211,7 +161,9 @@ class HostService final : public platform::FIFinderSyncController, public extens
     bool isAnnouncing = false; // an announcement is on its way
     bool isCatchingUp = false; // a look at those behind is
     bool showsBadges = true;
-    std::chrono::steady_clock::time_point lastAnnouncement;
+    platform::Clock::TimePoint lastAnnouncement;
+
+    platform::Subscription observation; // last: it calls into all of the above
 };
 
 } // namespace host_service

@@ -24,12 +24,12 @@ fs::path createdFolder(const fs::path& folder) {
 } // namespace
 
 Daemon::Daemon(const Settings& settings, platform::DistributedNotificationCenter& distributedCenter,
-               platform::ProcessLog& processLog)
+               platform::ProcessLog& processLog, const platform::Clock& clock)
     : space(settings.spaceFolder), stateFolder(createdFolder(settings.stateFolder)),
       stateFile(stateFolder / "state.json"), snapshotStore(settings.snapshotStore), events(settings.events),
       center(distributedCenter), log(processLog), state(sync_daemon::loadState(stateFile, log)),
       status({{"status", "syncStatusStarted"}}),
-      uploader(space, createdFolder(stateFolder / "roots"), settings.pace, events, *this, log) {
+      uploader({space, events, *this, log, clock}, createdFolder(stateFolder / "roots"), settings.pace) {
     createdFolder(ownCacheFolder());
     createdFolder(ownUploadingFolder());
     std::erase_if(state.pairs, [this](const auto& pair) {

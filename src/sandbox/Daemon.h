@@ -46,7 +46,7 @@ class Daemon final : public sync_daemon::SyncDaemon, private UploadObserver {
     // Creates the folders and reads the state that an earlier run left. Raises
     // std::filesystem::filesystem_error when they cannot be used. Nothing is posted before start.
     Daemon(const Settings& settings, platform::DistributedNotificationCenter& distributedCenter,
-           platform::ProcessLog& processLog);
+           platform::ProcessLog& processLog, const platform::Clock& clock = platform::machineClock());
     ~Daemon() override; // the copying in hand ends first
 
     // Says that the daemon is there, with a first refresh, and brings every pair up to date.

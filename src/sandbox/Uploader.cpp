@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
+using platform::Clock;
 using Kind = UploadTask::Kind;
 
 constexpr std::uint64_t largestChunk = 1U << 18;
@@ -58,11 +58,9 @@ std::string keptName(const UploadTask& task) {
 
 } // namespace
 
-Uploader::Uploader(const Space& remoteSpace, std::string folderOfSnapshots, Pace wantedPace,
-                   platform::DirectoryEvents* directoryEvents, UploadObserver& uploadObserver,
-                   platform::ProcessLog& processLog)
-    : space(remoteSpace), snapshotFolder(std::move(folderOfSnapshots)), pace(wantedPace),
-      events(directoryEvents), observer(uploadObserver), log(processLog), thread([this] { run(); }) {}
+Uploader::Uploader(const Surroundings& surroundings, std::string folderOfSnapshots, Pace wantedPace)
+    : around(surroundings), snapshotFolder(std::move(folderOfSnapshots)), pace(wantedPace),
+      thread([this] { run(); }) {}
 
 Uploader::~Uploader() {
     {
@@ -187,7 +185,7 @@ bool Uploader::isStopping() {
 }
 
 void Uploader::run() {
-    StagingFolder::removeLeft(stagingNote(), log);
+    StagingFolder::removeLeft(stagingNote(), around.log);
     while (true) {
         std::unique_lock guard(lock);
         changed.wait(guard, [this] {
@@ -208,8 +206,9 @@ void Uploader::run() {
         guard.unlock();
 
         if (isLost) {
-            log.error("There were more changes than the system tells of: every synced folder is looked at");
-            for (UploadTask& root : observer.roots())
+            around.log.error(
+                "There were more changes than the system tells of: every synced folder is looked at");
+            for (UploadTask& root : around.observer.roots())
                 add(std::move(root));
             continue;
         }
@@ -222,7 +221,7 @@ void Uploader::run() {
         guard.lock();
         const bool atRest = waiting.empty() && changes.isEmpty() && !stopping;
         guard.unlock();
-        if (atRest) observer.phaseChanged("syncStatusCompleted", std::nullopt);
+        if (atRest) around.observer.phaseChanged("syncStatusCompleted", std::nullopt);
     }
     for (auto& [name, root] : roots)
         root.keep();
@@ -236,7 +235,7 @@ LocalRoot& Uploader::rootOf(const UploadTask& task, const std::string& folder) {
         root = roots.end();
     }
     if (root == roots.end())
-        root = roots.try_emplace(name, folder, snapshotFolder + "/" + name, events, log).first;
+        root = roots.try_emplace(name, folder, snapshotFolder + "/" + name, around.events, around.log).first;
     return root->second;
 }
 
@@ -247,7 +246,7 @@ void Uploader::forgetRoot(std::map<std::string, LocalRoot>::iterator root) {
     const bool isShared = std::any_of(roots.begin(), roots.end(), [&folder](const auto& other) {
         return isAtOrBelow(other.second.folder(), folder) || isAtOrBelow(folder, other.second.folder());
     });
-    if (events && !isShared) events->forgetTree(folder);
+    if (around.events && !isShared) around.events->forgetTree(folder);
 }
 
 void Uploader::perform(const UploadTask& task) {
@@ -261,14 +260,14 @@ void Uploader::perform(const UploadTask& task) {
     if (task.kind == Kind::download) return download(task);
     if (task.kind == Kind::cache) return fetchIntoCache(task);
     if (task.kind == Kind::copy || task.kind == Kind::move || task.kind == Kind::drop) return bring(task);
-    if (!observer.isWanted(task, task.remotePath)) return;
+    if (!around.observer.isWanted(task, task.remotePath)) return;
     const bool isAnnounced = task.kind == Kind::sync; // the cache is nobody's folder
-    if (isAnnounced) observer.phaseChanged("syncStatusScanning", std::nullopt);
+    if (isAnnounced) around.observer.phaseChanged("syncStatusScanning", std::nullopt);
     const std::optional<std::string> folder = realFolder(task.localPath);
     std::optional<Differences> differences;
     LocalRoot* root = folder ? &rootOf(task, *folder) : nullptr;
-    if (root) differences = root->lookAtAll(observer.exclusions(task, *folder));
-    if (isAnnounced) observer.phaseChanged("syncStatusDiff", std::nullopt);
+    if (root) differences = root->lookAtAll(around.observer.exclusions(task, *folder));
+    if (isAnnounced) around.observer.phaseChanged("syncStatusDiff", std::nullopt);
     if (!differences) return;
     transferAll(worksOf(task, *root, *differences));
     root->keep();
@@ -277,12 +276,12 @@ void Uploader::perform(const UploadTask& task) {
 void Uploader::lookAtChanges(const PendingChanges::Directories& directories) {
     const bool isAsked = std::any_of(directories.begin(), directories.end(),
                                      [](const auto& each) { return each.second.isAsked; });
-    if (isAsked) observer.phaseChanged("syncStatusScanning", std::nullopt);
+    if (isAsked) around.observer.phaseChanged("syncStatusScanning", std::nullopt);
     std::vector<Work> works;
     bool differs = isAsked;
-    for (const UploadTask& task : observer.roots()) {
+    for (const UploadTask& task : around.observer.roots()) {
         const std::optional<std::string> folder = realFolder(task.localPath);
-        if (!folder || !observer.isWanted(task, task.remotePath)) continue;
+        if (!folder || !around.observer.isWanted(task, task.remotePath)) continue;
         bool isConcerned = false;
         for (const auto& [directory, wanted] : directories) {
             // A change above a synced folder concerns it only when it includes everything below.
@@ -292,7 +291,7 @@ void Uploader::lookAtChanges(const PendingChanges::Directories& directories) {
             if (task.kind == Kind::drop) continue;
             LocalRoot& root = rootOf(task, *folder);
             const std::optional<Differences> found =
-                root.lookAt(isAbove ? *folder : directory, wanted, observer.exclusions(task, *folder));
+                root.lookAt(isAbove ? *folder : directory, wanted, around.observer.exclusions(task, *folder));
             if (!found) continue;
             std::vector<Work> more = worksOf(task, root, *found);
             differs = differs || !more.empty() || !found->deleted.empty() || !found->folders.empty();
@@ -300,7 +299,7 @@ void Uploader::lookAtChanges(const PendingChanges::Directories& directories) {
         }
         if (isConcerned && task.kind == Kind::drop) bring(task);
     }
-    if (differs) observer.phaseChanged("syncStatusDiff", std::nullopt);
+    if (differs) around.observer.phaseChanged("syncStatusDiff", std::nullopt);
     transferAll(works);
 }
 
@@ -308,33 +307,33 @@ void Uploader::lookAtChanges(const PendingChanges::Directories& directories) {
 std::vector<Uploader::Work> Uploader::worksOf(const UploadTask& task, LocalRoot& root,
                                               const Differences& differences) {
     std::vector<UploadTask> all;
-    if (!differences.deleted.empty() && task.kind == Kind::sync) all = observer.roots();
+    if (!differences.deleted.empty() && task.kind == Kind::sync) all = around.observer.roots();
     for (const std::string& relativePath : differences.deleted) {
         if (task.kind != Kind::sync) break; // a cached copy may go, the item stays
         const std::string remote = remoteBelow(task.remotePath, relativePath);
         if (!isGone(root.folder() + relativePath)) {
-            log.error("Cannot be read here, so it stays in the space: ", remote);
+            around.log.error("Cannot be read here, so it stays in the space: ", remote);
             continue;
         }
-        if (!holdsRoot(all, remote) && observer.isWanted(task, remote) && space.trash(remote))
-            log.info("Deleted here, so it goes into the trash of the space: ", remote);
+        if (!holdsRoot(all, remote) && around.observer.isWanted(task, remote) && around.space.trash(remote))
+            around.log.info("Deleted here, so it goes into the trash of the space: ", remote);
     }
     for (const std::string& relativePath : differences.folders) {
         const std::string remote = remoteBelow(task.remotePath, relativePath);
-        if (observer.isWanted(task, remote) && !makeWay(task.remotePath, remote))
-            log.error("No folder ", remote, " can be made in the space");
+        if (around.observer.isWanted(task, remote) && !makeWay(task.remotePath, remote))
+            around.log.error("No folder ", remote, " can be made in the space");
     }
     std::vector<Work> works;
     for (const std::string& relativePath : differences.files) {
         const std::string remote = remoteBelow(task.remotePath, relativePath);
         std::string local = root.folder() + relativePath;
         struct stat info {};
-        if (!observer.isWanted(task, remote) || lstat(local.c_str(), &info) != 0) {
+        if (!around.observer.isWanted(task, remote) || lstat(local.c_str(), &info) != 0) {
             root.forget(relativePath);
             continue;
         }
-        if (space.holds(remote, static_cast<std::uint64_t>(info.st_size), info.st_mtim)) continue;
-        const bool isOlder = space.isNewer(remote, info.st_mtim);
+        if (around.space.holds(remote, static_cast<std::uint64_t>(info.st_size), info.st_mtim)) continue;
+        const bool isOlder = around.space.isNewer(remote, info.st_mtim);
         // A cached copy is often older than its original, which may have come from a synced folder meanwhile.
         if (isOlder && task.kind == Kind::mirror) continue;
         // Observers know the root by the user's spelling.
@@ -346,16 +345,16 @@ std::vector<Uploader::Work> Uploader::worksOf(const UploadTask& task, LocalRoot&
 
 // A folder of the space. A file of the synced folder that is in its place or above it goes into the trash.
 bool Uploader::makeWay(const std::string& remoteRoot, const std::string& remote) {
-    if (space.makeDirectory(remote)) return true;
+    if (around.space.makeDirectory(remote)) return true;
     for (fs::path way = remote; way != remoteRoot && way != "/"; way = way.parent_path())
-        if (space.kind(way.string()) == ItemKind::file)
-            return space.trash(way.string()) && space.makeDirectory(remote);
+        if (around.space.kind(way.string()) == ItemKind::file)
+            return around.space.trash(way.string()) && around.space.makeDirectory(remote);
     return false;
 }
 
 void Uploader::transferAll(const std::vector<Work>& works) {
     if (works.empty()) return;
-    observer.phaseChanged("syncStatusEnqueueing", std::nullopt);
+    around.observer.phaseChanged("syncStatusEnqueueing", std::nullopt);
     std::vector<UploadTask> tasks;
     tasks.reserve(works.size());
     for (const Work& work : works)
@@ -377,26 +376,29 @@ void Uploader::transferAll(const std::vector<Work>& works) {
 TransferResult Uploader::upload(const Work& work) {
     const bool isSynced = work.root != nullptr;
     std::string remote = work.remotePath;
-    if (isSynced && space.kind(remote) == ItemKind::folder) { // a file has taken its place
-        if (holdsRoot(observer.roots(), remote)) {
-            log.error("Another folder is synced to the space there, so it is not replaced: ", remote);
+    if (isSynced && around.space.kind(remote) == ItemKind::folder) { // a file has taken its place
+        if (holdsRoot(around.observer.roots(), remote)) {
+            around.log.error("Another folder is synced to the space there, so it is not replaced: ", remote);
             return TransferResult::failed;
         }
-        space.trash(remote);
+        around.space.trash(remote);
     }
-    if (work.keepsFormer && space.kind(remote) == ItemKind::file && !space.keepInTrash(remote)) {
-        log.error("What the space has there cannot be kept in its trash, so it is not replaced: ", remote);
+    if (work.keepsFormer && around.space.kind(remote) == ItemKind::file &&
+        !around.space.keepInTrash(remote)) {
+        around.log.error("What the space has there cannot be kept in its trash, so it is not replaced: ",
+                         remote);
         return TransferResult::failed;
     }
-    if (work.task.kind == Kind::drop) remote = space.freePath(remote).value_or(remote);
+    if (work.task.kind == Kind::drop) remote = around.space.freePath(remote).value_or(remote);
     const std::string folder = fs::path(remote).parent_path().string();
-    const bool hasFolder = isSynced ? makeWay(work.task.remotePath, folder) : space.makeDirectory(folder);
-    const std::optional<fs::path> destination = hasFolder ? space.localPath(remote) : std::nullopt;
+    const bool hasFolder =
+        isSynced ? makeWay(work.task.remotePath, folder) : around.space.makeDirectory(folder);
+    const std::optional<fs::path> destination = hasFolder ? around.space.localPath(remote) : std::nullopt;
     if (!destination) {
-        log.error("No folder in the space can take ", work.localPath);
+        around.log.error("No folder in the space can take ", work.localPath);
         return TransferResult::failed;
     }
-    FileTransfer file{work.localPath, space.incomingFile(), *destination};
+    FileTransfer file{work.localPath, around.space.incomingFile(), *destination};
     // What the user chose himself may be a link; what lies below it may not.
     file.followsLink = work.localPath == work.task.localPath;
     file.replaces = isSynced;
@@ -415,7 +417,7 @@ TransferResult Uploader::transfer(const Work& work, const FileTransfer& file) {
                                       return true;
                                   },
                                   [this](std::uint64_t bytes) { spend(bytes); }};
-    return transferFile(file, control, log);
+    return transferFile(file, control, around.log);
 }
 
 // Waits while paused. False when the item is not wanted any more.
@@ -425,27 +427,29 @@ bool Uploader::mayGoOn(const Work& work) {
         changed.wait(guard, [this] { return stopping || !paused; });
         if (stopping) return false;
     }
-    return observer.isWanted(work.task, work.remotePath);
+    return around.observer.isWanted(work.task, work.remotePath);
 }
 
 void Uploader::spend(std::uint64_t bytes) {
     if (pace.bytesPerSecond == 0) return;
     const std::chrono::duration<double> cost(static_cast<double>(bytes) /
                                              static_cast<double>(pace.bytesPerSecond));
-    nextByte = std::max(nextByte, Clock::now()) + std::chrono::duration_cast<Clock::duration>(cost);
+    nextByte =
+        std::max(nextByte, around.clock.now()) + std::chrono::duration_cast<Clock::TimePoint::duration>(cost);
     std::unique_lock guard(lock);
-    changed.wait_until(guard, nextByte, [this] { return stopping; });
+    while (!stopping && around.clock.now() < nextByte)
+        changed.wait_until(guard, around.clock.wakeUp(nextByte));
 }
 
 void Uploader::announce(const Work& work, std::uint64_t size) {
     // A file on its way down is not an upload.
     if (announced == work.localPath || work.task.kind == Kind::download || work.task.kind == Kind::cache)
         return;
-    const Clock::time_point now = Clock::now();
+    const Clock::TimePoint now = around.clock.now();
     if (!announced.empty() && now - lastAnnouncement < pace.announcement) return;
     announced = work.localPath;
     lastAnnouncement = now;
-    observer.phaseChanged("syncStatusTransfer", FileInFlight{work.localPath, size});
+    around.observer.phaseChanged("syncStatusTransfer", FileInFlight{work.localPath, size});
 }
 
 } // namespace sandbox

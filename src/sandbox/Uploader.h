@@ -9,6 +9,7 @@
 // The thread sleeps while there is nothing to do.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/DirectoryEvents.h"
 #include "platform/ProcessLog.h"
 #include "sandbox/FileTransfer.h"
@@ -42,11 +43,16 @@ class Uploader {
         std::chrono::milliseconds announcement{20};
     };
 
-    // The snapshots of the synced folders are kept in a folder of their own, which exists. Without events,
-    // changes are seen where a message asks for it. Everything must outlive the uploader.
-    Uploader(const Space& remoteSpace, std::string snapshotFolder, Pace wantedPace,
-             platform::DirectoryEvents* directoryEvents, UploadObserver& uploadObserver,
-             platform::ProcessLog& processLog);
+    // Everything outlives the uploader. Without events, changes are seen where a message asks for it.
+    struct Surroundings {
+        const Space& space;
+        platform::DirectoryEvents* events; // may be null
+        UploadObserver& observer;
+        platform::ProcessLog& log;
+        const platform::Clock& clock;
+    };
+    // The snapshots of the synced folders are kept in a folder of their own, which exists.
+    Uploader(const Surroundings& surroundings, std::string folderOfSnapshots, Pace wantedPace);
     ~Uploader(); // ends the copying in hand and leaves no half file
 
     // Queues a task. An equal one that still waits is not queued twice.
@@ -112,12 +118,9 @@ class Uploader {
     bool isStopping();
     void setInHand(std::vector<UploadTask> tasks);
 
-    const Space& space;
+    const Surroundings around;
     const std::string snapshotFolder;
     const Pace pace;
-    platform::DirectoryEvents* const events;
-    UploadObserver& observer;
-    platform::ProcessLog& log;
 
     mutable std::mutex lock;
     std::condition_variable changed;
@@ -130,9 +133,9 @@ class Uploader {
     bool stopping = false;
 
     // Of the thread alone.
-    std::map<std::string, LocalRoot> roots;         // by kind and remote root
-    std::chrono::steady_clock::time_point nextByte; // when the throttle lets the next byte through
-    std::chrono::steady_clock::time_point lastAnnouncement;
+    std::map<std::string, LocalRoot> roots; // by kind and remote root
+    platform::Clock::TimePoint nextByte;    // when the throttle lets the next byte through
+    platform::Clock::TimePoint lastAnnouncement;
     std::string announced; // the local path that the last announcement named
 
     std::thread thread; // last: it uses the rest

@@ -25,20 +25,20 @@ bool isLater(const timespec& one, const timespec& other) {
 void Uploader::bring(const UploadTask& wanted) {
     UploadTask task = wanted;
     if (task.kind == Kind::drop) {
-        if (events) events->watchTree(task.localPath);
+        if (around.events) around.events->watchTree(task.localPath);
     } else {
-        observer.phaseChanged("syncStatusScanning", std::nullopt);
+        around.observer.phaseChanged("syncStatusScanning", std::nullopt);
         // Found only now: what was brought before has its place.
-        const std::optional<std::string> free = space.freePath(task.remotePath);
+        const std::optional<std::string> free = around.space.freePath(task.remotePath);
         if (!free) {
-            log.error("No folder in the space can take ", task.localPath);
+            around.log.error("No folder in the space can take ", task.localPath);
             return;
         }
         task.remotePath = *free;
     }
     const Scan found = scan(task);
     if (task.kind == Kind::drop && found.files.empty()) return;
-    observer.phaseChanged("syncStatusDiff", std::nullopt);
+    around.observer.phaseChanged("syncStatusDiff", std::nullopt);
     transferAll(found.files);
     if (task.kind == Kind::copy) return;
     for (auto directory = found.directories.rbegin(); directory != found.directories.rend(); ++directory)
@@ -63,25 +63,25 @@ Uploader::Scan Uploader::scan(const UploadTask& task) {
             continue;
         }
         if (type != fs::file_type::directory) {
-            log.info("Left out, neither a file nor a folder: ", local.string());
+            around.log.info("Left out, neither a file nor a folder: ", local.string());
             continue;
         }
-        if (!space.makeDirectory(remote)) {
-            log.error("No folder ", remote, " can be made in the space; left out: ", local.string());
+        if (!around.space.makeDirectory(remote)) {
+            around.log.error("No folder ", remote, " can be made in the space; left out: ", local.string());
             continue;
         }
         found.directories.push_back(local.string());
         std::vector<fs::path> children;
         for (fs::directory_iterator entry(local, error), end; !error && entry != end; entry.increment(error))
             children.push_back(entry->path());
-        if (error) log.error("Cannot read ", local.string(), ": ", error.message());
+        if (error) around.log.error("Cannot read ", local.string(), ": ", error.message());
         // The last one is taken first: reversed order makes the upload go by name.
         std::sort(children.rbegin(), children.rend());
         for (fs::path& child : children) {
             const std::string name = child.filename().string();
             if (isStaged(name)) continue;
             if (!isText(name)) {
-                log.error("Left out, its name is not UTF-8: ", child.string());
+                around.log.error("Left out, its name is not UTF-8: ", child.string());
                 continue;
             }
             std::string childRemote = remoteChild(remote, name);
@@ -98,10 +98,10 @@ void Uploader::walkSpace(
     while (!open.empty() && !isStopping()) {
         const std::string remote = std::move(open.back());
         open.pop_back();
-        const std::optional<fs::path> source = space.localPath(remote);
-        const ItemKind kind = source ? space.kind(remote) : ItemKind::missing;
+        const std::optional<fs::path> source = around.space.localPath(remote);
+        const ItemKind kind = source ? around.space.kind(remote) : ItemKind::missing;
         if (kind != ItemKind::file && kind != ItemKind::folder) {
-            log.info("Left out, neither a file nor a folder: ", remote);
+            around.log.info("Left out, neither a file nor a folder: ", remote);
             continue;
         }
         if (!visit(remote, *source, kind) || kind == ItemKind::file) continue;
@@ -109,14 +109,14 @@ void Uploader::walkSpace(
         for (fs::directory_iterator entry(*source, error), end; !error && entry != end;
              entry.increment(error))
             open.push_back(remoteChild(remote, entry->path().filename().string()));
-        if (error) log.error("Cannot read ", remote, ": ", error.message());
+        if (error) around.log.error("Cannot read ", remote, ": ", error.message());
     }
 }
 
 // The item appears in the person's folder when it is whole, or not at all.
 void Uploader::download(const UploadTask& task) {
     const fs::path wanted = task.localPath;
-    const StagingFolder staging(wanted.parent_path(), stagingNote(), log);
+    const StagingFolder staging(wanted.parent_path(), stagingNote(), around.log);
     if (staging.folder().empty()) return;
     walkSpace(task.remotePath, [&](const std::string& remote, const fs::path& source, ItemKind kind) {
         const fs::path local = staging.item() += remote.substr(task.remotePath.size());
@@ -126,13 +126,13 @@ void Uploader::download(const UploadTask& task) {
         }
         std::error_code error;
         if (fs::create_directory(local, error)) return true;
-        log.error("Cannot make ", local.string(), ": ", error.message());
+        around.log.error("Cannot make ", local.string(), ": ", error.message());
         return false;
     });
     std::error_code error;
     if (isStopping() || !fs::exists(fs::symlink_status(staging.item(), error))) return;
     const fs::path placed = staging.place(wanted);
-    if (!placed.empty()) log.info("Downloaded ", task.remotePath, " to ", placed.string());
+    if (!placed.empty()) around.log.info("Downloaded ", task.remotePath, " to ", placed.string());
 }
 
 // Into the folder of cached copies, where each has its path in the space, in place of an older copy.
@@ -144,8 +144,9 @@ void Uploader::fetchIntoCache(const UploadTask& task) {
         const std::optional<fs::path> local =
             makeConfinedFolder(cache, folder) ? confinedPath(cache, remote) : std::nullopt;
         if (!local) {
-            log.error("A link leads out of the cache folder, or a file is in the way; nothing is laid at ",
-                      cache.string(), remote);
+            around.log.error(
+                "A link leads out of the cache folder, or a file is in the way; nothing is laid at ",
+                cache.string(), remote);
             return false;
         }
         if (kind == ItemKind::folder) return true;
@@ -153,7 +154,7 @@ void Uploader::fetchIntoCache(const UploadTask& task) {
         struct stat original {};
         if (lstat(local->c_str(), &cached) == 0 && lstat(source.c_str(), &original) == 0 &&
             isLater(cached.st_mtim, original.st_mtim)) {
-            log.info("The cached copy is later, so it stays: ", local->string());
+            around.log.info("The cached copy is later, so it stays: ", local->string());
             return true;
         }
         const Work work{task, local->string(), remote, nullptr};

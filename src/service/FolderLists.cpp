@@ -14,7 +14,8 @@ constexpr std::size_t mostKnown = 20'000; // folders
 
 } // namespace
 
-FolderLists::FolderLists(RemoteSpace& remoteSpace) : space(remoteSpace) {
+FolderLists::FolderLists(RemoteSpace& remoteSpace, const platform::Clock& itsClock)
+    : space(remoteSpace), clock(itsClock) {
     for (unsigned i = 0; i < listsAtOnce; ++i)
         threads.emplace_back([this](const std::stop_token& stop) { run(stop); });
 }
@@ -34,14 +35,15 @@ void FolderLists::request(const std::string& folder, Known& entry) {
 
 std::optional<FolderLists::Names> FolderLists::in(const std::string& folder,
                                                   std::chrono::milliseconds limit) {
-    const auto now = std::chrono::steady_clock::now();
+    const auto now = clock.now();
     std::unique_lock guard(lock);
     Known& entry = known[folder];
     const bool isGood = entry.isFresh && entry.names && now - entry.since < goodFor;
     if (!isGood) request(folder, entry);
     if (entry.isFresh && entry.names) return entry.names; // listed again for the next one that asks
     const std::uint64_t before = entry.answers;
-    changed.wait_until(guard, now + limit, [&] { return known[folder].answers != before; });
+    while (known[folder].answers == before && clock.now() < now + limit)
+        changed.wait_until(guard, clock.wakeUp(now + limit));
     return known[folder].names;
 }
 
@@ -63,7 +65,7 @@ void FolderLists::run(const std::stop_token& stop) {
         Known& entry = known[folder];
         entry.isAsked = false;
         entry.isFresh = true;
-        entry.since = std::chrono::steady_clock::now();
+        entry.since = clock.now();
         entry.names.reset();
         ++entry.answers;
         if (items) {

@@ -4,6 +4,7 @@
 // Threads: any may ask. A few threads of the object's own ask the space; they sleep while nobody asks.
 #pragma once
 
+#include "platform/Clock.h"
 #include "service/RemoteSpace.h"
 
 #include <chrono>
@@ -21,8 +22,8 @@ namespace service {
 
 class FolderLists {
   public:
-    // The space outlives the object.
-    explicit FolderLists(RemoteSpace& remoteSpace);
+    // Both outlive the object.
+    FolderLists(RemoteSpace& remoteSpace, const platform::Clock& clock);
     ~FolderLists();
 
     // The names of the folders directly in a folder ("" is the space), by the order of their bytes; private
@@ -36,7 +37,7 @@ class FolderLists {
     using Names = std::vector<std::string>;
     struct Known {
         std::optional<Names> names; // none: not listed yet, or that failed
-        std::chrono::steady_clock::time_point since;
+        platform::Clock::TimePoint since;
         bool isAsked = false; // a thread lists it, or will
         bool isFresh = false; // since the last `forget`
         std::uint64_t answers = 0;
@@ -45,6 +46,7 @@ class FolderLists {
     void request(const std::string& folder, Known& known);
 
     RemoteSpace& space;
+    const platform::Clock& clock;
     std::mutex lock; // of all below
     std::condition_variable_any changed;
     std::map<std::string, Known> known;

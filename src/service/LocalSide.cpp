@@ -171,7 +171,8 @@ std::optional<bool> isAtRest(int file) {
 
 } // namespace
 
-LocalSide::LocalSide(std::filesystem::path folder) : root(std::move(folder)) {
+LocalSide::LocalSide(std::filesystem::path folder, const platform::Clock& itsClock)
+    : root(std::move(folder)), clock(itsClock) {
     rootFile = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (rootFile < 0)
         throw std::filesystem::filesystem_error("cannot be opened", root, {errno, std::generic_category()});
@@ -403,8 +404,7 @@ Outcome<std::string> LocalSide::keep(const std::string& path) const {
     if (::mkdirat(rootFile, kept.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, kept);
     const std::size_t slash = path.rfind('/');
     std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-    const auto now =
-        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch());
+    const auto now = std::chrono::duration_cast<std::chrono::seconds>(clock.date().time_since_epoch());
     const std::string place = joined(kept, std::to_string(now.count()) + "-" + randomHex().substr(0, 8) +
                                                "-" + name.substr(0, 200));
     if (const auto moved = move(path, place); !moved) return moved.failure();

@@ -10,6 +10,7 @@
 // Threads: any; what it knows lies on the disk.
 #pragma once
 
+#include "platform/Clock.h"
 #include "service/Outcome.h"
 #include "service/plan.h"
 
@@ -43,8 +44,9 @@ struct LocalItem {
 
 class LocalSide {
   public:
-    // Raises std::filesystem::filesystem_error when the folder cannot be opened.
-    explicit LocalSide(std::filesystem::path folder);
+    // Raises std::filesystem::filesystem_error when the folder cannot be opened. The clock outlives the
+    // object.
+    explicit LocalSide(std::filesystem::path folder, const platform::Clock& clock = platform::machineClock());
     ~LocalSide();
     LocalSide(const LocalSide&) = delete;
     LocalSide& operator=(const LocalSide&) = delete;
@@ -108,6 +110,7 @@ class LocalSide {
 
     std::filesystem::path root;
     int rootFile = -1;
+    const platform::Clock& clock; // dates what is kept
 };
 
 } // namespace service

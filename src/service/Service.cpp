@@ -114,12 +114,12 @@ const char* statusOf(const std::vector<std::shared_ptr<const PairState>>& states
 Service::Service(Settings wanted, const Surroundings& everything)
     : settings(std::move(wanted)), stateFolder(createdFolder(settings.stateFolder)),
       stateFile(stateFolder / "state.json"), around(everything), log(everything.log),
-      state(sync_daemon::loadState(stateFile, log)), folders(around.space),
+      state(sync_daemon::loadState(stateFile, log)), folders(around.space, around.clock),
       carrier(
           around.space, around.trash, log, [this] { statusChanged(); }, state.paused),
-      uploads(createdFolder(stateFolder / "uploading"), carrier, around.events),
+      uploads(createdFolder(stateFolder / "uploading"), carrier, around.events, around.clock),
       cache(stateFolder / "cache.json", cacheSettings(), threadSurroundings()),
-      spaceSnapshot(around.space, stateFolder / "remote-snapshot", log) {
+      spaceSnapshot(around.space, stateFolder / "remote-snapshot", log, around.clock) {
     createdFolder(stateFolder / "pairs");
     std::erase_if(state.pairs, [this](const auto& pair) {
         const bool isRefused = holdsOurs(realPath(pair.second));
@@ -181,7 +181,8 @@ SyncThread::Surroundings Service::threadSurroundings() {
             around.events,
             log,
             [this] { statusChanged(); },
-            [this](const std::stop_token& stop) { cleanUp(stop); }};
+            [this](const std::stop_token& stop) { cleanUp(stop); },
+            around.clock};
 }
 
 std::shared_ptr<SyncThread> Service::makeThread(const std::string& remote, const std::string& local) {

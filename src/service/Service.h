@@ -7,6 +7,7 @@
 // The cache folder, the uploading folder and the snapshot of the space lie there too.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/DirectoryEvents.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/ProcessLog.h"
@@ -49,6 +50,7 @@ class Service final : public sync_daemon::SyncDaemon {
         platform::DirectoryEvents* events; // none: changes here are seen when they are looked at
         platform::DistributedNotificationCenter& center;
         platform::ProcessLog& log;
+        const platform::Clock& clock = platform::machineClock();
     };
 
     // Makes the state folder and reads what an earlier run left. Raises std::filesystem::filesystem_error

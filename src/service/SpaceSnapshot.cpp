@@ -10,8 +10,9 @@ namespace service {
 
 namespace fs = std::filesystem;
 
-SpaceSnapshot::SpaceSnapshot(RemoteSpace& remoteSpace, fs::path wanted, platform::ProcessLog& processLog)
-    : space(remoteSpace), file(std::move(wanted)), log(processLog),
+SpaceSnapshot::SpaceSnapshot(RemoteSpace& remoteSpace, fs::path wanted, platform::ProcessLog& processLog,
+                             const platform::Clock& itsClock)
+    : space(remoteSpace), clock(itsClock), file(std::move(wanted)), log(processLog),
       thread([this](const std::stop_token& stop) { run(stop); }) {}
 
 SpaceSnapshot::~SpaceSnapshot() {
@@ -23,7 +24,10 @@ std::optional<std::string> SpaceSnapshot::take(std::chrono::milliseconds limit) 
     std::unique_lock guard(lock);
     isLooking = true;
     wake.notify_all();
-    const bool isOver = wake.wait_for(guard, limit, [this] { return !isLooking; });
+    const auto due = clock.now() + limit;
+    while (isLooking && clock.now() < due)
+        wake.wait_until(guard, clock.wakeUp(due));
+    const bool isOver = !isLooking;
     std::error_code error;
     const bool isThere = fs::exists(file.string() + ".db", error);
     if (!isThere || (isOver && !isWritten)) return std::nullopt;

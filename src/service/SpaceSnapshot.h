@@ -1,6 +1,7 @@
 // The snapshot of the whole space as a file of the snapshot engine's, for whoever asks for one.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/ProcessLog.h"
 #include "service/RemoteSpace.h"
 
@@ -18,7 +19,8 @@ class SpaceSnapshot {
   public:
     // `file` is the name under which it is loaded: the database is that name and ".db". All must outlive the
     // object, and nobody may wait in `take` any more when it goes.
-    SpaceSnapshot(RemoteSpace& remoteSpace, std::filesystem::path file, platform::ProcessLog& processLog);
+    SpaceSnapshot(RemoteSpace& remoteSpace, std::filesystem::path file, platform::ProcessLog& processLog,
+                  const platform::Clock& itsClock);
     ~SpaceSnapshot(); // a look in hand is cancelled
 
     // Looks at the whole space and writes what is there. A look that takes longer than the limit goes on, and
@@ -30,6 +32,7 @@ class SpaceSnapshot {
     bool write(const std::stop_token& stop);
 
     RemoteSpace& space;
+    const platform::Clock& clock;
     const std::filesystem::path file;
     platform::ProcessLog& log;
     std::mutex lock; // of the three below

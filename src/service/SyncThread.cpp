@@ -25,8 +25,8 @@ constexpr std::size_t mostFiles = 64;
 // Each of many small files is on its way for a moment only: not every one is announced.
 constexpr milliseconds betweenTransfersTold{20};
 
-std::chrono::sys_seconds localTimeNow() {
-    const std::time_t now = std::time(nullptr);
+std::chrono::sys_seconds localTimeOf(const platform::Clock& clock) {
+    const std::time_t now = std::chrono::system_clock::to_time_t(clock.date());
     std::tm parts{};
     ::localtime_r(&now, &parts);
     return std::chrono::sys_seconds(std::chrono::seconds(now + parts.tm_gmtoff));
@@ -64,9 +64,10 @@ std::string identityOf(const std::string& folder) {
 struct SyncThread::Parts {
     Parts(SyncThread& owner, const std::string& remoteFolder)
         : space(owner.around.space, [&owner](const auto& transfer) { owner.tell(transfer); }),
-          local(owner.settings.localRoot), store(owner.settings.database),
-          sync({space, local, store, owner.around.trash, owner.around.log, [] { return Clock::now(); },
-                &localTimeNow},
+          local(owner.settings.localRoot, owner.around.clock), store(owner.settings.database),
+          sync({space, local, store, owner.around.trash, owner.around.log,
+                [&owner] { return owner.around.clock.now(); },
+                [&owner] { return localTimeOf(owner.around.clock); }},
                settingsOf(owner, remoteFolder)),
           identity(identityOf(owner.settings.localRoot)) {}
 
@@ -186,11 +187,11 @@ bool SyncThread::waitForTurn(const std::stop_token& stop) {
         const bool canHurry = wasInStep && !isMuchChanged && !isAsked;
         auto next = listens ? std::min(due, canHurry ? soonestFiles : soonest) : due;
         if (!files.empty()) next = std::min(next, filesDue);
-        const bool isDue = isAsked || Clock::now() >= next;
+        const bool isDue = isAsked || around.clock.now() >= next;
         if (!isPaused && isDue) {
             if (listens) waits.reset();
             if (listens) files.merge(std::exchange(changed, {}));
-            isHurried = canHurry && Clock::now() < due && files.size() <= mostFiles;
+            isHurried = canHurry && around.clock.now() < due && files.size() <= mostFiles;
             if (!isHurried) files.clear();
             if (!isHurried || listens) isNoticed = isMuchChanged = false;
             if (!isHurried) changed.clear();
@@ -204,7 +205,7 @@ bool SyncThread::waitForTurn(const std::stop_token& stop) {
         if (isPaused)
             wake.wait(guard, stop, [this] { return !isPaused; });
         else
-            wake.wait_until(guard, stop, next, changes);
+            wake.wait_until(guard, stop, around.clock.wakeUp(next), changes);
     }
     return false;
 }
@@ -221,9 +222,9 @@ void SyncThread::round() {
         looking.phase = PairState::Phase::looking;
         publish(std::move(looking));
     }
-    const auto began = Clock::now();
+    const auto began = around.clock.now();
     const auto outcome = roundOf(stop);
-    settle(outcome, std::chrono::duration_cast<Waits::Duration>(Clock::now() - began));
+    settle(outcome, std::chrono::duration_cast<Waits::Duration>(around.clock.now() - began));
     if (outcome && outcome->isInStep()) around.rested(stop);
 }
 
@@ -397,10 +398,10 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
         if (wasHurried) {
             settleFiles(*outcome);
         } else {
-            due = Clock::now() + waits.after(came, took);
+            due = around.clock.now() + waits.after(came, took);
             lastLook = took;
         }
-        soonest = Clock::now() + std::max<Waits::Duration>(betweenEventLooks, 2 * took);
+        soonest = around.clock.now() + std::max<Waits::Duration>(betweenEventLooks, 2 * took);
         wasPaused = isPaused;
     }
     const bool isCancelled = !outcome && outcome.failure().trouble == Trouble::cancelled;
@@ -419,7 +420,7 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
 // When the files have to be looked at again; the lock is held. Nothing but the files was looked at, so that
 // the next look at everything stays due, and comes soon where something changes.
 void SyncThread::settleFiles(const PairSync::Round& round) {
-    const auto now = Clock::now();
+    const auto now = around.clock.now();
     const auto rest = round.done > 0 ? std::chrono::milliseconds(0) : round.restFor;
     if (round.isInStep()) files.clear();
     filesDue = now + rest;
@@ -438,7 +439,7 @@ void SyncThread::publish(PairState next) {
 void SyncThread::tell(const std::optional<Transfer>& transfer) {
     const auto before = state();
     if (before->transfer == transfer) return;
-    const auto now = Clock::now();
+    const auto now = around.clock.now();
     if (transfer && now - lastTold < betweenTransfersTold) {
         std::error_code error;
         constexpr std::uintmax_t small = 1U << 20U;

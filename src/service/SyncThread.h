@@ -2,6 +2,7 @@
 // time to time (service/Waits.h). What came of it is an immutable value that anybody may read.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/DirectoryEvents.h"
 #include "platform/ProcessLog.h"
 #include "service/PairSync.h"
@@ -62,6 +63,7 @@ class SyncThread {
         platform::ProcessLog& log;
         std::function<void()> changed; // the state has changed; on the pair's thread, no lock held
         std::function<void(const std::stop_token&)> rested; // a round ended in step; the same
+        const platform::Clock& clock = platform::machineClock();
     };
 
     // Begins. All must outlive the object.
@@ -93,7 +95,6 @@ class SyncThread {
 
   private:
     struct Parts; // what a round needs; none while the folder is not there
-    using Clock = std::chrono::steady_clock;
 
     void run(const std::stop_token& stop);
     bool waitForTurn(const std::stop_token& stop);
@@ -117,9 +118,9 @@ class SyncThread {
     mutable std::mutex lock; // of all up to the next comment
     std::condition_variable_any wake;
     std::shared_ptr<const PairState> published = std::make_shared<PairState>();
-    Clock::time_point due = Clock::now();
-    Clock::time_point soonest = Clock::now(); // for what events ask
-    std::stop_source current;                 // of the round in hand
+    platform::Clock::TimePoint due;     // at first: at once
+    platform::Clock::TimePoint soonest; // for what events ask
+    std::stop_source current;           // of the round in hand
     bool isAsked = false;
     bool isNoticed = false;
     std::vector<std::string> leftOut; // to be forgotten, plain
@@ -137,12 +138,12 @@ class SyncThread {
     bool isHurried = false;      // the round in hand is one of `files` alone
     std::set<std::string> files; // relative to the local root; none is left when they are in step
     Waits::Duration lastLook{};
-    Clock::time_point filesDue{};
-    Clock::time_point soonestFiles{}; // for what events ask
+    platform::Clock::TimePoint filesDue{};
+    platform::Clock::TimePoint soonestFiles{}; // for what events ask
     bool foldsCase = false;
     std::vector<std::string> excludedKeys; // relative to the pair
     std::set<std::string, std::less<>> wantedKeys;
-    Clock::time_point lastTold;
+    platform::Clock::TimePoint lastTold;
 
     std::jthread thread; // last: it uses the rest
 };

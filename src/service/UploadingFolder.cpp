@@ -14,7 +14,7 @@ namespace service {
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using Duration = platform::Clock::TimePoint::duration;
 
 constexpr std::chrono::seconds rest{2};
 constexpr std::chrono::seconds longestWait{300};
@@ -33,8 +33,8 @@ bool isWrittenTo(const fs::path& file) {
 } // namespace
 
 UploadingFolder::UploadingFolder(fs::path wanted, Carrier& wantedCarrier,
-                                 platform::DirectoryEvents* directoryEvents)
-    : place(std::move(wanted)), carrier(wantedCarrier), events(directoryEvents),
+                                 platform::DirectoryEvents* directoryEvents, const platform::Clock& itsClock)
+    : place(std::move(wanted)), carrier(wantedCarrier), events(directoryEvents), clock(itsClock),
       thread([this](const std::stop_token& stop) { run(stop); }) {}
 
 UploadingFolder::~UploadingFolder() {
@@ -57,17 +57,17 @@ void UploadingFolder::holdEvents(bool hold) {
 
 void UploadingFolder::run(const std::stop_token& stop) {
     bool isFull = false;
-    Clock::duration wait = rest;
+    Duration wait = rest;
     std::unique_lock guard(lock);
     while (!stop.stop_requested()) {
         const auto counts = [this] { return isNoticed && !holdsEvents; };
-        if (isFull)
-            wake.wait_for(guard, stop, wait, counts);
-        else
-            wake.wait(guard, stop, counts);
+        if (!isFull) wake.wait(guard, stop, counts);
+        const auto due = clock.now() + wait;
+        while (isFull && !counts() && !stop.stop_requested() && clock.now() < due)
+            wake.wait_until(guard, stop, clock.wakeUp(due), counts);
         if (stop.stop_requested()) return;
         if (holdsEvents) continue;
-        wait = isNoticed ? Clock::duration(rest) : std::min<Clock::duration>(2 * wait, longestWait);
+        wait = isNoticed ? Duration(rest) : std::min<Duration>(2 * wait, longestWait);
         isNoticed = false;
         guard.unlock();
         isFull = lookAtIt();
@@ -84,9 +84,9 @@ bool UploadingFolder::hasRested(const fs::path& item, std::map<std::string, Rest
         std::to_string(info.st_ctim.tv_sec) + "." + std::to_string(info.st_ctim.tv_nsec);
     const auto former = rests.find(item.string());
     const bool isSame = former != rests.end() && former->second.record == record;
-    const Rest found = isSame ? former->second : Rest{record, Clock::now()};
+    const Rest found = isSame ? former->second : Rest{record, clock.now()};
     now.emplace(item.string(), found);
-    return Clock::now() - found.since >= rest;
+    return clock.now() - found.since >= rest;
 }
 
 bool UploadingFolder::lookAtIt() {

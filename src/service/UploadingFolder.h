@@ -4,6 +4,7 @@
 // tried again, more and more seldom. The thread sleeps while the folder is empty.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/DirectoryEvents.h"
 #include "service/Carrier.h"
 
@@ -19,9 +20,9 @@ namespace service {
 
 class UploadingFolder {
   public:
-    // The folder exists, by its canonical path. The carrier and the events outlive the object.
+    // The folder exists, by its canonical path. The carrier, the events and the clock outlive the object.
     UploadingFolder(std::filesystem::path place, Carrier& wantedCarrier,
-                    platform::DirectoryEvents* directoryEvents);
+                    platform::DirectoryEvents* directoryEvents, const platform::Clock& itsClock);
     ~UploadingFolder();
 
     const std::filesystem::path& folder() const { return place; }
@@ -33,7 +34,7 @@ class UploadingFolder {
   private:
     struct Rest {
         std::string record;
-        std::chrono::steady_clock::time_point since;
+        platform::Clock::TimePoint since;
     };
 
     void run(const std::stop_token& stop);
@@ -43,6 +44,7 @@ class UploadingFolder {
     const std::filesystem::path place;
     Carrier& carrier;
     platform::DirectoryEvents* const events;
+    const platform::Clock& clock;
     std::map<std::string, Rest> rests; // of the thread alone
 
     std::mutex lock; // of all below

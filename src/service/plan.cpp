@@ -233,8 +233,4 @@ bool pathBefore(std::string_view one, std::string_view other) {
         });
 }
 
-bool isAtOrBelow(std::string_view path, std::string_view folder) {
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
 } // namespace service

@@ -16,6 +16,8 @@
 // Threads: none of its own; a call touches nothing but its arguments.
 #pragma once
 
+#include "sync_daemon/paths.h"
+
 #include <array>
 #include <compare>
 #include <cstdint>
@@ -111,8 +113,7 @@ std::vector<Operation> plan(const std::vector<Name>& names);
 // Component by component: a folder comes right before all that is in it.
 bool pathBefore(std::string_view one, std::string_view other);
 
-// Whether `path` is `folder` or lies below it.
-bool isAtOrBelow(std::string_view path, std::string_view folder);
+using sync_daemon::isAtOrBelow; // keys are inside one another as plain paths are
 
 // The name at the top of the pair that opens the n-th ring; a name of the private ones, which are never
 // items.

@@ -231,12 +231,17 @@ TEST_F(ClientTest, TheBoundOfTheWaitEndsTheShortRequestsAndALateReplyChangesNoth
         held.emplace_back(values.at(message), std::move(handler));
     });
     connect();
-    const auto expectNone = [this] {
+    const auto expectNone = [&] {
         std::vector<std::thread> waiting;
         waiting.emplace_back([this] { EXPECT_EQ(client->getSyncStatus(), std::nullopt); });
         waiting.emplace_back(
             [this] { EXPECT_EQ(client->directoriesNotInSyncAtRemoteDirecory("/"), std::nullopt); });
         waiting.emplace_back([this] { EXPECT_EQ(client->countDirectoriesAtPath("/"), 0U); });
+        EXPECT_TRUE(support::eventually([&] {
+            const std::lock_guard guard(lock);
+            return held.size() == waiting.size();
+        }));
+        clock.tick(std::chrono::seconds(1));
         for (std::thread& thread : waiting)
             thread.join();
     };

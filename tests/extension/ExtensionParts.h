@@ -20,16 +20,16 @@ struct ExtensionParts {
     platform::NotificationCenter localCenter;
     SilentConnections connections;
 
-    daemon_client::TSyncClientPlatform forClient() { return {connections, center, localCenter, log, clock}; }
+    daemon_client::TSyncClient::Surroundings forClient() {
+        return {connections, center, localCenter, log, clock};
+    }
     // The client is made when the extension asks for it.
     extension::FinderSync::Surroundings forFinderSync(platform::FIFinderSyncController& controller,
-                                                      std::unique_ptr<daemon_client::TSyncClient>& client,
-                                                      extension::ModelObserver* observer = nullptr) {
-        return forFinderSync(controller, client, observer, model);
+                                                      std::unique_ptr<daemon_client::TSyncClient>& client) {
+        return forFinderSync(controller, client, model);
     }
     extension::FinderSync::Surroundings forFinderSync(platform::FIFinderSyncController& controller,
                                                       std::unique_ptr<daemon_client::TSyncClient>& client,
-                                                      extension::ModelObserver* observer,
                                                       platform::Queue& modelQueue) {
         return {controller,
                 center,
@@ -40,7 +40,6 @@ struct ExtensionParts {
                 modelQueue,
                 background,
                 walks,
-                observer,
                 [&]() -> daemon_client::TSyncClient& {
                     client = std::make_unique<daemon_client::TSyncClient>(forClient());
                     return *client;

@@ -26,7 +26,7 @@ class RecordingSink final : public host_service::HostSink {
             signals.push_back(text);
         }
     }
-    void directoriesChanged(const std::optional<std::set<platform::FileURL>>&) override {}
+    void directoriesChanged(const host_service::WatchedDirectories&) override {}
     void activationFinished(const host_service::HostName& host, std::uint64_t number,
                             const extension::CommandOutcome& outcome) override {
         signals.push_back(host + ": " + std::to_string(number) + (outcome.succeeded ? " done " : " failed ") +
@@ -34,7 +34,9 @@ class RecordingSink final : public host_service::HostSink {
     }
     void menusChanged() override { signals.push_back("menus"); }
     bool isListening(const host_service::HostName& host) override { return host != deaf; }
-    void hostDropped(const host_service::HostName& host) override { signals.push_back(host + " dropped"); }
+    void hostDropped(const host_service::HostName& host, const host_service::WatchedDirectories&) override {
+        signals.push_back(host + " dropped");
+    }
     std::vector<std::string> take() { return std::exchange(signals, {}); }
     std::vector<std::string> signals;
     host_service::HostName deaf;
@@ -47,22 +49,21 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
     support::InlineQueue panels;
     std::vector<extension::CommandRequest> performed;
     std::function<void()> duringThePanel;
-    host_service::HostService service{{log, model, background, commands, panels}};
+    host_service::HostTables tables{sink};
     std::unique_ptr<daemon_client::TSyncClient> client;
-    extension::FinderSync finderSync{forFinderSync(service, client, &service)};
+    extension::FinderSync finderSync{forFinderSync(tables, client)};
+    host_service::HostService service{
+        {finderSync, tables, sink, log, clock, model, background, commands, panels,
+         [this](const extension::Command& command, const extension::CommandRequest& request,
+                const host_service::HostService::Done& done) {
+             performed.push_back(request);
+             if (duringThePanel) std::exchange(duringThePanel, nullptr)();
+             done({true, {std::string(command.action) + "%@", {std::to_string(request.selection.size())}}});
+         }}};
 
     void SetUp() override {
         disk.folders = {{"/r", {"d"}}, {"/r/d", {"f"}}};
         disk.files = {"/r/d/f", "/r/d/g"};
-        service.attach(
-            finderSync, sink,
-            [this](const extension::Command& command, const extension::CommandRequest& request,
-                   const host_service::HostService::Done& done) {
-                performed.push_back(request);
-                if (duringThePanel) std::exchange(duringThePanel, nullptr)();
-                done(
-                    {true, {std::string(command.action) + "%@", {std::to_string(request.selection.size())}}});
-            });
         uploads({});
         announced();
     }
@@ -84,9 +85,10 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
         service.status([&](const platform::Dictionary& given) { status = given; });
         return *status[entry].signedInteger();
     }
-    // What was told, with what still waited for its time.
-    std::vector<std::string> announced() {
-        model.runDelayed();
+    // What was told, after so long; a second is enough for all that waits.
+    std::vector<std::string> announced(std::chrono::milliseconds passed = std::chrono::seconds(1)) {
+        clock.tick(passed);
+        model.tick(passed);
         return sink.take();
     }
 };
@@ -115,7 +117,18 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
     uploads({"/r/d/f"});
     EXPECT_THAT(announced(), IsEmpty()) << "nothing has changed";
     uploads({"/r/d/g"}); // the finished file's folders are announced though no badge was set on them
-    EXPECT_THAT(announced(), testing::Contains("A: file:///r/d: file:///r/d/f file:///r/d/g"));
+    EXPECT_THAT(announced({}), testing::Contains("A: file:///r/d: file:///r/d/f file:///r/d/g"));
+
+    // What comes within a tenth of a second is put together.
+    uploads({"/r/d/f"});
+    EXPECT_THAT(announced(std::chrono::milliseconds(60)), IsEmpty());
+    uploads({"/r/d/e"});
+    EXPECT_THAT(announced(std::chrono::milliseconds(39)), IsEmpty());
+    EXPECT_THAT(announced(std::chrono::milliseconds(1)),
+                testing::Contains("A: file:///r/d: file:///r/d/e file:///r/d/f file:///r/d/g"));
+    announced();
+    uploads({"/r/d/g"});
+    announced();
 
     std::vector<std::string> many;
     for (int i = 0; i < 300; ++i)
@@ -160,10 +173,11 @@ TEST_F(HostServiceTest, TellsAHostThatDoesNotListenOnceItDoesOrDropsIt) {
     sink.deaf = "A";
     uploads({"/r/d/f"});
     std::vector<std::string> told;
-    for (int second = 0; second < 60; ++second)
+    for (int second = 0; second < 29; ++second)
         for (const std::string& signal : announced())
             told.push_back(signal);
-    EXPECT_THAT(told, ElementsAre("B: file:///r: file:///r/d", "A dropped"));
+    EXPECT_THAT(told, ElementsAre("B: file:///r: file:///r/d")) << "it may still begin to listen";
+    EXPECT_THAT(announced(), ElementsAre("A dropped"));
     EXPECT_EQ(count("hosts"), 1);
     EXPECT_EQ(count("observed"), 1);
     EXPECT_THAT(model.delayed, IsEmpty()) << "nobody is waited for";

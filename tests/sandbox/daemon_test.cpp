@@ -27,14 +27,18 @@ class AsNobody {
 
 class DaemonTest : public testing::Test {
   protected:
-    // A throttled daemon needs 25 seconds for the file "big": long enough for a test to step in.
+    // A throttled daemon needs 25 seconds for the file "big", which pass when the test says so.
     Daemon& run(std::uint64_t bytesPerSecond = 0) {
         daemon.emplace(Daemon::Settings{temporary / "space", temporary / "state", {bytesPerSecond, {}}},
-                       center, log);
+                       center, log, clock);
         daemon->start();
         return *daemon;
     }
     static constexpr std::uint64_t slow = 1000;
+    // Lets the time pass that a throttled daemon takes for so many bytes.
+    void isThrough(std::uint64_t bytes) {
+        EXPECT_TRUE(clock.tickWhenAwaited(std::chrono::milliseconds(bytes * 1000 / slow)));
+    }
     std::string big() const { return temporary.write("docs/big", std::string(25 * slow, 'x')); }
     fs::path arrived(std::string_view path) const { return temporary / ("space" + std::string(path)); }
     std::string docs() const { return temporary.path("docs"); }
@@ -42,6 +46,7 @@ class DaemonTest : public testing::Test {
     TemporaryFolder temporary;
     RecordingCenter center;
     support::RecordingLog log;
+    support::TestClock clock;
     std::optional<Daemon> daemon;
 };
 
@@ -88,6 +93,7 @@ TEST_F(DaemonTest, StopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
     daemon->startSync(docs(), "/Docs");
     center.until("syncStatusTransfer big");
     EXPECT_TRUE(daemon->stopSync("/Docs"));
+    isThrough(slow / 20); // the piece in hand
     EXPECT_EQ(center.until("syncStatusCompleted").front(),
               "TSyncQuenzSyncPathRemoved {\"localPath\":\"" + docs() + "\",\"remotePath\":\"/Docs\"}");
     EXPECT_TRUE(fs::is_empty(arrived("/Docs")));
@@ -204,11 +210,13 @@ TEST_F(DaemonTest, LeavesOutWhatIsExcludedUntilItIsIncluded) {
     daemon->startSync(docs(), "/Docs");
     center.until("syncStatusTransfer big");
     EXPECT_TRUE(daemon->excludePath("/Docs/big"));
+    isThrough(slow / 20); // the piece in hand
     center.until("syncStatusCompleted");
     EXPECT_TRUE(fs::is_empty(arrived("/Docs")));
     EXPECT_TRUE(daemon->includePath("/Docs/tmp"));
     EXPECT_FALSE(daemon->includePath("/Docs/tmp"));
     center.until("syncStatusTransfer t");
+    isThrough(1);
     center.until("syncStatusCompleted");
     EXPECT_EQ(contentOf(arrived("/Docs/tmp/t")), "t");
     EXPECT_FALSE(fs::exists(arrived("/Docs/big")));

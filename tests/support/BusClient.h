@@ -36,7 +36,7 @@ class BusClient : public testing::Test {
     }
     void connect() {
         client = std::make_unique<daemon_client::TSyncClient>(
-            daemon_client::TSyncClientPlatform{requests, center, localCenter, log, clock});
+            daemon_client::TSyncClient::Surroundings{requests, center, localCenter, log, clock});
     }
 };
 

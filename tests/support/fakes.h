@@ -74,10 +74,49 @@ class RecordingLog final : public platform::ProcessLog {
     std::vector<std::string> written;
 };
 
-// Runs what is dispatched at once on the caller's thread, one piece after the other; delayed work only when
-// the test says so.
+// Time that passes at once when somebody sleeps, or when the test says so; what it was asked to sleep is
+// kept.
+class TestClock final : public platform::Clock {
+  public:
+    TimePoint now() const override { return time; }
+    std::chrono::system_clock::time_point date() const override {
+        return std::chrono::system_clock::time_point(
+            std::chrono::duration_cast<std::chrono::system_clock::duration>(now().time_since_epoch()));
+    }
+    void sleepFor(std::chrono::milliseconds duration) override {
+        slept.push_back(duration);
+        tick(duration);
+    }
+    TimePoint wakeUp(TimePoint due) const override {
+        awaited = due;
+        return std::chrono::steady_clock::now() + std::chrono::milliseconds(1);
+    }
+    void tick(std::chrono::milliseconds duration) { time = time.load() + duration; }
+    // Whether some thread comes to wait for the time that is so far away.
+    bool isAwaited(std::chrono::milliseconds duration) const {
+        const TimePoint then = time.load() + duration;
+        return eventually([&] { return awaited.load() == then; });
+    }
+    bool tickWhenAwaited(std::chrono::milliseconds duration) {
+        const bool came = isAwaited(duration);
+        tick(duration);
+        return came;
+    }
+    std::vector<std::chrono::milliseconds> slept;
+
+  private:
+    std::atomic<TimePoint> time{TimePoint(std::chrono::hours(1))};
+    mutable std::atomic<TimePoint> awaited{TimePoint()};
+};
+
+// Runs what is dispatched at once on the caller's thread, one piece after the other; delayed work when the
+// test lets its time pass.
 class InlineQueue final : public platform::Queue {
   public:
+    struct Delayed {
+        std::chrono::milliseconds left;
+        Work work;
+    };
     void dispatch(Work work) override {
         ready.push_back(std::move(work));
         if (!isRunning && !isHeld) run();
@@ -86,14 +125,19 @@ class InlineQueue final : public platform::Queue {
         isHeld = false;
         run();
     }
-    void dispatchAfter(std::chrono::milliseconds, Work work) override { delayed.push_back(std::move(work)); }
-    void dispatchAndWait(Work work) override { work(); }
-    void runDelayed() {
-        const auto due = std::exchange(delayed, {});
-        for (const Work& work : due)
-            dispatch(work);
+    void dispatchAfter(std::chrono::milliseconds delay, Work work) override {
+        delayed.push_back({delay, std::move(work)});
     }
-    std::vector<Work> delayed;
+    void dispatchAndWait(Work work) override { work(); }
+    void tick(std::chrono::milliseconds passed) {
+        for (Delayed& each : std::exchange(delayed, {}))
+            if ((each.left -= passed).count() > 0)
+                delayed.push_back(std::move(each));
+            else
+                dispatch(std::move(each.work));
+    }
+    void runDelayed() { tick(std::chrono::hours(24)); }
+    std::vector<Delayed> delayed;
     bool isHeld = false; // until released
 
   private:
@@ -108,21 +152,6 @@ class InlineQueue final : public platform::Queue {
     }
     std::deque<Work> ready;
     bool isRunning = false;
-};
-
-// Time that passes at once, or when the test says so; what it was asked to sleep is kept.
-class TestClock final : public platform::Clock {
-  public:
-    TimePoint now() const override { return time; }
-    void sleepFor(std::chrono::milliseconds duration) override {
-        slept.push_back(duration);
-        tick(duration);
-    }
-    void tick(std::chrono::milliseconds duration) { time = time.load() + duration; }
-    std::vector<std::chrono::milliseconds> slept;
-
-  private:
-    std::atomic<TimePoint> time{TimePoint(std::chrono::hours(1))};
 };
 
 // What other threads hand over; a test waits for so many.

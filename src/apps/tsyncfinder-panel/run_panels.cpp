@@ -68,7 +68,7 @@ int runDestinationPanel(const panels::PanelRequest& request, const panels::Desti
     backends::posix::SerialQueue replies("panel-replies");
     backends::dbus::RequestBus requests(replies, localCenter, log);
     DaemonDirectories directories(requests, mainQueue, log);
-    backends::qt::SavePanelDialog dialog(directories, mainQueue, fileSystem, log);
+    backends::qt::SavePanelDialog dialog({directories, mainQueue, fileSystem, log});
     dialog.setPurpose(destination.purpose);
     if (destination.purpose == panels::DestinationPurpose::sync)
         dialog.panel().setForSync(destination.paths.front());

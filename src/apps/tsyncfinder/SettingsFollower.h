@@ -4,8 +4,11 @@
 #include "apps/tsyncfinder/settings.h"
 #include "backends/posix/FileWatch.h"
 #include "platform/ProcessLog.h"
+#include "platform/Subscription.h"
 
 #include <functional>
+#include <map>
+#include <mutex>
 #include <optional>
 
 namespace apps::tsyncfinder {
@@ -14,15 +17,22 @@ class SettingsFollower {
   public:
     using Apply = std::function<void(const SettingsRead&)>;
 
-    // Applies what holds now before it returns; later changes are applied on a thread of its own. A file that
-    // cannot be read is logged and changes nothing. The log outlives this object.
-    SettingsFollower(platform::ProcessLog& processLog, Apply applySettings);
+    // Reads what holds now. A file that cannot be read is logged and changes nothing. The log outlives this
+    // object.
+    explicit SettingsFollower(platform::ProcessLog& processLog);
+
+    // Applies what holds now before it returns, and later changes on a thread of the follower's, one at a
+    // time.
+    [[nodiscard]] platform::Subscription follow(Apply apply);
 
   private:
     void onChanged();
+    SettingsRead readAndComplain() const;
 
     platform::ProcessLog& log;
-    Apply apply;
+    std::mutex lock;                                 // held while they apply
+    SettingsRead current;                            // guarded by the lock
+    std::map<int, Apply> appliers;                   // guarded by the lock
     std::optional<backends::posix::FileWatch> watch; // last: it calls into all of the above
 };
 

@@ -5,7 +5,9 @@
 #include "backends/dbus/DesktopNotifier.h"
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/FinderSync1Service.h"
+#include "backends/dbus/FinderSync1Signals.h"
 #include "backends/dbus/RequestBus.h"
+#include "backends/dbus/UnreadBytes.h"
 #include "backends/dbus/name_owner.h"
 #include "backends/dbus/presence.h"
 #include "backends/log/StandardErrorLog.h"
@@ -14,10 +16,10 @@
 #include "backends/posix/DirectoryBundle.h"
 #include "backends/posix/GuardedFileSystem.h"
 #include "backends/posix/SerialQueue.h"
-#include "backends/posix/SystemClock.h"
 #include "extension/FinderSync.h"
 #include "extension/FinderSyncCommands.h"
 #include "host_service/HostService.h"
+#include "host_service/HostTables.h"
 #include "protocol/names.h"
 
 #include <csignal>
@@ -45,24 +47,22 @@ sigset_t blockEndingSignals() {
     return signals;
 }
 
-// Everything that lives as long as the process. A thread that hangs on a dead disk may still use it when the
-// process ends, so it is made once and never destroyed.
-struct Process {
-    explicit Process(const RunOptions& options)
+// What the extension stands on. All of it, as the extension itself, lives as long as the process: a thread
+// that hangs on a dead disk may still use it when the process ends, so it is made once and never destroyed.
+struct Ground {
+    explicit Ground(const RunOptions& options)
         : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
-          notifications("notifications"), resources(options.resourceFolder),
-          requests(replies, localCenter, log), center(notifications, log), notifier(bus, log),
-          panelProcess(options.panelProgram, log), service({log, model, background, commands, panels}),
-          hosts(bus, service, log, TSYNCFINDER_VERSION),
-          settings(log, [this, options](const SettingsRead& read) { follow(read, options); }) {}
-
-    void follow(const SettingsRead& read, const RunOptions& options) {
-        if (!options.logLevel) log.setLevel(backends::log::levelNamed(read["log-level"]).value());
-        service.setShown({read["badges"] == "on", read["menu"] == "on"});
+          notifications("notifications"), resources(options.resourceFolder), requests(replies, localCenter, log),
+          center(notifications, log), notifier(bus, log), panelProcess(options.panelProgram, log, clock),
+          settings(log) {
+        if (!options.logLevel)
+            logLevel = settings.follow([this](const SettingsRead& read) {
+                log.setLevel(backends::log::levelNamed(read["log-level"]).value());
+            });
     }
 
     backends::log::StandardErrorLog log;
-    backends::posix::SystemClock clock;
+    platform::Clock& clock = platform::machineClock();
     backends::posix::SerialQueue model{"model"};
     backends::posix::SerialQueue replies{"replies"};
     backends::posix::SerialQueue commands{"commands"};
@@ -80,52 +80,71 @@ struct Process {
     backends::dbus::DistributedCenter center;
     backends::dbus::DesktopNotifier notifier;
     backends::panel_process::PanelProcess panelProcess;
-    host_service::HostService service;
-    backends::dbus::FinderSync1Service hosts;
     SettingsFollower settings;
+    platform::Subscription logLevel;
+};
+
+// The extension. To make it waits for the daemon, as long as it takes.
+struct Extension {
+    explicit Extension(Ground& ground)
+        : unread(ground.bus, ground.clock), signals(ground.bus, unread), tables(signals),
+          finderSync({tables, ground.center, ground.fileSystem, ground.resources, ground.log, ground.clock,
+                      ground.model, ground.background, ground.walks,
+                      daemon_client::TSyncClient::sharedInstance}),
+          actions({finderSync, daemon_client::TSyncClient::sharedInstance(), ground.center, ground.fileSystem,
+                   ground.log, ground.clock, ground.links, ground.panelProcess, ground.panelProcess,
+                   ground.notifier,
+                   [&bus = ground.bus] {
+                       return backends::dbus::presenceOf(bus, TSYNC_SERVICE_NAME, waitForSignOfLife);
+                   }}),
+          service({finderSync, tables, signals, ground.log, ground.clock, ground.model, ground.background,
+                   ground.commands, ground.panels,
+                   [this](const extension::Command& command, const extension::CommandRequest& request,
+                          const host_service::HostService::Done& done) {
+                       actions.perform(command, request, done);
+                   }}),
+          lateAnswers(ground.fileSystem.whenAnsweredLate(
+              [this](std::vector<std::string> paths) { service.itemsAnswered(std::move(paths)); })),
+          shown(ground.settings.follow([this](const SettingsRead& read) {
+              service.setShown({read["badges"] == "on", read["menu"] == "on"});
+          })),
+          hosts({ground.bus, service, unread, ground.log}, TSYNCFINDER_VERSION) {}
+
+    backends::dbus::UnreadBytes unread;
+    backends::dbus::FinderSync1Signals signals;
+    host_service::HostTables tables;
+    extension::FinderSync finderSync;
+    extension::FinderSyncCommands actions;
+    host_service::HostService service;
+    platform::Subscription lateAnswers;
+    platform::Subscription shown;
+    backends::dbus::FinderSync1Service hosts;
 };
 
 } // namespace
 
 int runExtension(const RunOptions& options) {
     const sigset_t endingSignals = blockEndingSignals(); // before any thread starts
-    Process* process = nullptr;
+    Ground* ground = nullptr;
     try {
-        process = new Process(options);
+        ground = new Ground(options);
     } catch (const sdbus::Error& error) {
         std::cerr << "tsyncfinder: there is no session bus: " << error.getMessage() << '\n';
         return EXIT_FAILURE;
     }
-    if (!backends::dbus::nameOwner(process->bus, FINDER_SYNC_BUS_NAME).empty()) {
+    if (!backends::dbus::nameOwner(ground->bus, FINDER_SYNC_BUS_NAME).empty()) {
         std::cerr << "tsyncfinder: the extension is already running in this session\n";
         return EXIT_SUCCESS;
     }
-    for (backends::dbus::Bus* bus : {&process->bus, &process->notifications})
+    for (backends::dbus::Bus* bus : {&ground->bus, &ground->notifications})
         bus->start([] { ::kill(::getpid(), SIGTERM); });
     daemon_client::TSyncClient::install(
-        {process->requests, process->center, process->localCenter, process->log, process->clock});
+        {ground->requests, ground->center, ground->localCenter, ground->log, ground->clock});
 
     // Start-up waits for the daemon as long as it takes; a signal ends it at any time.
-    std::thread([process] {
-        process->fileSystem.setAnsweredLate(
-            [process](std::vector<std::string> paths) { process->service.itemsAnswered(std::move(paths)); });
-        auto* const finderSync = new extension::FinderSync(
-            {process->service, process->center, process->fileSystem, process->resources, process->log,
-             process->clock, process->model, process->background, process->walks, &process->service,
-             daemon_client::TSyncClient::sharedInstance});
-        auto* const actions = new extension::FinderSyncCommands(
-            {*finderSync, daemon_client::TSyncClient::sharedInstance(), process->center, process->fileSystem,
-             process->log, process->clock, process->links, process->panelProcess, process->panelProcess,
-             process->notifier, [process] {
-                 return backends::dbus::presenceOf(process->bus, TSYNC_SERVICE_NAME, waitForSignOfLife);
-             }});
-        process->service.attach(*finderSync, process->hosts,
-                                [actions](const extension::Command& command,
-                                          const extension::CommandRequest& request,
-                                          const host_service::HostService::Done& done) {
-                                    actions->perform(command, request, done);
-                                });
-        if (!process->hosts.requestName()) {
+    std::thread([ground] {
+        auto* const extension = new Extension(*ground);
+        if (!extension->hosts.requestName()) {
             std::cerr << "tsyncfinder: the extension is already running in this session\n";
             ::kill(::getpid(), SIGTERM);
         }
@@ -134,7 +153,7 @@ int runExtension(const RunOptions& options) {
     int signal = 0;
     while (sigwait(&endingSignals, &signal) != 0) {
     }
-    process->log.info("TSyncFinder ends: ", std::string_view(::strsignal(signal)));
+    ground->log.info("TSyncFinder ends: ", std::string_view(::strsignal(signal)));
     // No thread is waited for: nothing that is still under way outlives the process or is half written.
     std::cout.flush();
     std::_Exit(EXIT_SUCCESS);

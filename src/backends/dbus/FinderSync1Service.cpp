@@ -1,5 +1,6 @@
 #include "backends/dbus/FinderSync1Service.h"
 
+#include "backends/dbus/FinderSync1Signals.h"
 #include "backends/dbus/name_owner.h"
 #include "backends/dbus/value_coding.h"
 #include "protocol/names.h"
@@ -9,19 +10,11 @@ namespace {
 
 using host_service::HostName;
 
-// How many bytes may wait for a host. Above the first number it is not told of changes, which it asks for
-// when it reads again; above the second its calls are passed over.
-constexpr std::size_t mostForSignals = std::size_t{256} << 10;
+// How many bytes may wait for a host; above that its calls are passed over.
 constexpr std::size_t mostForAnswers = std::size_t{4} << 20;
 
 // A call that asks about more items is refused: whoever shows so many asks in batches.
 constexpr std::size_t mostItems = 250'000;
-
-// About the size of a message on the bus: of one with nothing in it, of a menu, of each text beside its
-// bytes.
-constexpr std::size_t emptyMessage = 200;
-constexpr std::size_t menuMessage = 2000;
-constexpr std::size_t textFrame = 8;
 
 void appendMenuItems(sdbus::Message& message, const platform::Menu& menu) {
     message.openContainer("v");
@@ -43,14 +36,6 @@ void appendMenuItems(sdbus::Message& message, const platform::Menu& menu) {
     message.closeContainer();
 }
 
-void appendURIs(sdbus::Message& message, const std::optional<std::set<platform::FileURL>>& directories) {
-    std::vector<std::string> uris;
-    if (directories)
-        for (const platform::FileURL& directory : *directories)
-            uris.push_back(directory.uri());
-    message << directories.has_value() << uris;
-}
-
 std::string nameOf(const extension::BadgeAnswer& answer) {
     if (answer.kind == extension::BadgeAnswer::Kind::unchanged) return FINDER_SYNC_BADGE_UNCHANGED;
     return answer.identifier.empty() ? FINDER_SYNC_BADGE_NONE : std::string(answer.identifier);
@@ -58,13 +43,12 @@ std::string nameOf(const extension::BadgeAnswer& answer) {
 
 } // namespace
 
-FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService& hostService,
-                                       platform::ProcessLog& processLog, std::string programVersion)
-    : bus(sharedBus), service(hostService), log(processLog), version(std::move(programVersion)), unread(bus),
-      object(sdbus::createObject(bus.connection(), FINDER_SYNC_OBJECT_PATH)),
+FinderSync1Service::FinderSync1Service(const Surroundings& surroundings, std::string programVersion)
+    : around(surroundings), version(std::move(programVersion)),
+      object(sdbus::createObject(around.bus.connection(), FINDER_SYNC_OBJECT_PATH)),
       // In place before the first call comes, so that nobody can leave unseen.
-      departures(watchDepartures(bus, [this](const std::string& process) {
-          if (unread.leaves(process)) service.hostGone(process);
+      departures(watchDepartures(around.bus, [this](const std::string& process) {
+          if (around.unread.leaves(process)) around.service.hostGone(process);
       })) {
     using Self = FinderSync1Service;
     add(FINDER_SYNC_BADGES_FOR_ITEMS, FINDER_SYNC_BADGES_FOR_ITEMS_IN, {"uris"},
@@ -94,6 +78,7 @@ FinderSync1Service::FinderSync1Service(Bus& sharedBus, host_service::HostService
     addSignal(FINDER_SYNC_ACTIVATION_FINISHED, FINDER_SYNC_ACTIVATION_FINISHED_TYPES,
               {"number", "succeeded", "message", "arguments"});
     object->finishRegistration();
+    around.bus.wake();
 }
 
 FinderSync1Service::~FinderSync1Service() = default;
@@ -102,26 +87,23 @@ void FinderSync1Service::add(const char* name, const char* in, const std::vector
                              const char* out, const std::vector<std::string>& outNames, Method method) {
     object->registerMethod(
         FINDER_SYNC_INTERFACE, name, in, inNames, out, outNames, [this, method](sdbus::MethodCall call) {
-            if (!isServing)
-                throw sdbus::Error(FINDER_SYNC_ERROR_NOT_READY, "the extension has not started yet");
             const std::string host = call.getSender();
-            unread.comes(host);
-            if (unread.exceeds(host, mostForAnswers)) return;
+            around.unread.comes(host);
+            if (around.unread.exceeds(host, mostForAnswers)) return;
             try {
                 (this->*method)(call);
             } catch (const sdbus::Error& error) {
                 if (error.getName() == limitsExceededError)
-                    log.error("Refused a call of ", host, ": ", std::string_view(error.getMessage()));
+                    around.log.error("Refused a call of ", host, ": ", std::string_view(error.getMessage()));
                 throw;
             }
         });
 }
 
 bool FinderSync1Service::requestName() {
-    isServing = true;
     try {
-        bus.connection().requestName(FINDER_SYNC_BUS_NAME);
-        bus.wake();
+        around.bus.connection().requestName(FINDER_SYNC_BUS_NAME);
+        around.bus.wake();
         return true;
     } catch (const sdbus::Error&) {
         return false;
@@ -131,36 +113,21 @@ bool FinderSync1Service::requestName() {
 template <typename Fill>
 void FinderSync1Service::reply(const sdbus::MethodCall& call, std::size_t size, Fill&& fill) {
     if (call.doesntExpectReply()) return;
-    unread.sent(call.getSender(), emptyMessage + size);
+    around.unread.sent(call.getSender(), emptyMessage + size);
     try {
         sdbus::MethodReply answer = call.createReply();
         fill(answer);
         answer.send();
-        bus.wake();
+        around.bus.wake();
     } catch (const sdbus::Error&) {
         // The caller or the bus has gone.
-    }
-}
-
-template <typename Fill>
-void FinderSync1Service::emit(const char* name, const std::string& destination, std::size_t size,
-                              Fill&& fill) {
-    if (!destination.empty()) unread.sent(destination, emptyMessage + size);
-    try {
-        sdbus::Signal signal = object->createSignal(FINDER_SYNC_INTERFACE, name);
-        if (!destination.empty()) signal.setDestination(destination);
-        fill(signal);
-        object->emitSignal(signal);
-        bus.wake();
-    } catch (const sdbus::Error&) {
-        // The bus has gone, and the hosts with it.
     }
 }
 
 // --- calls, on the bus thread
 
 void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
-    service.badges(readTexts(call, mostItems), [this, call](const extension::BadgeBatch& batch) {
+    around.service.badges(readTexts(call, mostItems), [this, call](const extension::BadgeBatch& batch) {
         reply(call, batch.answers.size() * (3 * textFrame), [&batch](sdbus::MethodReply& answer) {
             answer << batch.sequence;
             answer.openContainer("(" FINDER_SYNC_ANSWER_FIELDS ")");
@@ -177,17 +144,17 @@ void FinderSync1Service::badgesForItems(sdbus::MethodCall& call) {
 void FinderSync1Service::menuForItems(sdbus::MethodCall& call) {
     std::uint32_t kind = 0;
     call >> kind;
-    service.menu(static_cast<platform::FIMenuKind>(kind), readTexts(call, mostItems),
-                 [this, call](const platform::MenuHandle& menu) {
-                     reply(call, menuMessage,
-                           [&menu](sdbus::MethodReply& answer) { appendMenuItems(answer, *menu); });
-                 });
+    around.service.menu(static_cast<platform::FIMenuKind>(kind), readTexts(call, mostItems),
+                        [this, call](const platform::MenuHandle& menu) {
+                            reply(call, menuMessage,
+                                  [&menu](sdbus::MethodReply& answer) { appendMenuItems(answer, *menu); });
+                        });
 }
 
 void FinderSync1Service::menusByClass(sdbus::MethodCall& call) {
     reply(call, 7 * menuMessage, [this](sdbus::MethodReply& answer) {
         answer.openContainer("{" FINDER_SYNC_MENUS_ENTRY_FIELDS "}");
-        for (const auto& [name, menu] : service.menusByClass()) {
+        for (const auto& [name, menu] : around.service.menusByClass()) {
             answer.openDictEntry(FINDER_SYNC_MENUS_ENTRY_FIELDS);
             answer << std::string(name);
             appendMenuItems(answer, *menu);
@@ -209,7 +176,7 @@ void FinderSync1Service::activate(sdbus::MethodCall& call) {
         activation.options = std::move(*options->dictionary());
     activation.host = call.getSender();
     std::string message;
-    const auto number = service.activate(activation, message);
+    const auto number = around.service.activate(activation, message);
     if (!number) throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", message);
     reply(call, 0, [number](sdbus::MethodReply& answer) { answer << *number; });
 }
@@ -217,21 +184,21 @@ void FinderSync1Service::activate(sdbus::MethodCall& call) {
 void FinderSync1Service::beginObserving(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
-    service.beginObserving(call.getSender(), std::move(uri));
+    around.service.beginObserving(call.getSender(), std::move(uri));
     reply(call, 0, [](sdbus::MethodReply&) {});
 }
 
 void FinderSync1Service::endObserving(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
-    service.endObserving(call.getSender(), std::move(uri));
+    around.service.endObserving(call.getSender(), std::move(uri));
     reply(call, 0, [](sdbus::MethodReply&) {});
 }
 
 void FinderSync1Service::explain(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
-    service.explain(std::move(uri), [this, call](const host_service::Explanation& explanation) {
+    around.service.explain(std::move(uri), [this, call](const host_service::Explanation& explanation) {
         reply(call, explanation.root.size() + explanation.file.size(),
               [&explanation](sdbus::MethodReply& answer) {
                   answer << explanation.badge << explanation.rule << explanation.root << explanation.file;
@@ -240,7 +207,7 @@ void FinderSync1Service::explain(sdbus::MethodCall& call) {
 }
 
 void FinderSync1Service::statusOf(sdbus::MethodCall& call) {
-    service.status([this, call](const platform::Dictionary& status) {
+    around.service.status([this, call](const platform::Dictionary& status) {
         std::size_t size = menuMessage;
         for (const auto& [key, value] : status)
             if (value.array() != nullptr)
@@ -254,7 +221,7 @@ void FinderSync1Service::statusOf(sdbus::MethodCall& call) {
 void FinderSync1Service::badgeTable(sdbus::MethodCall& call) {
     reply(call, menuMessage, [this](sdbus::MethodReply& answer) {
         answer.openContainer("(" FINDER_SYNC_BADGE_FIELDS ")");
-        for (const host_service::RegisteredBadge& badge : service.badgeTable()) {
+        for (const host_service::RegisteredBadge& badge : around.service.tables().badges()) {
             answer.openStruct(FINDER_SYNC_BADGE_FIELDS);
             answer << badge.identifier << badge.label << badge.imagePath;
             answer.closeStruct();
@@ -265,62 +232,11 @@ void FinderSync1Service::badgeTable(sdbus::MethodCall& call) {
 
 void FinderSync1Service::watchedDirectories(sdbus::MethodCall& call) {
     reply(call, menuMessage,
-          [this](sdbus::MethodReply& answer) { appendURIs(answer, service.watchedDirectories()); });
+          [this](sdbus::MethodReply& answer) { appendURIs(answer, around.service.tables().directories()); });
 }
 
 void FinderSync1Service::versionOf(sdbus::MethodCall& call) {
     reply(call, 0, [this](sdbus::MethodReply& answer) { answer << version; });
-}
-
-// --- signals
-
-bool FinderSync1Service::isListening(const HostName& host) { return !unread.exceeds(host, mostForSignals); }
-
-void FinderSync1Service::badgesChanged(const HostName& host, std::uint64_t sequence,
-                                       const std::vector<host_service::DirectoryChange>& changes) {
-    std::size_t size = 0;
-    for (const host_service::DirectoryChange& change : changes) {
-        size += change.directory.size() + 2 * textFrame;
-        for (const std::string& item : change.items)
-            size += item.size() + textFrame;
-    }
-    emit(FINDER_SYNC_BADGES_CHANGED, host, size, [&](sdbus::Signal& signal) {
-        signal << sequence;
-        signal.openContainer("(" FINDER_SYNC_CHANGE_FIELDS ")");
-        for (const host_service::DirectoryChange& change : changes) {
-            signal.openStruct(FINDER_SYNC_CHANGE_FIELDS);
-            signal << change.directory << change.items;
-            signal.closeStruct();
-        }
-        signal.closeContainer();
-    });
-}
-
-void FinderSync1Service::directoriesChanged(const std::optional<std::set<platform::FileURL>>& directories) {
-    emit(FINDER_SYNC_DIRECTORIES_CHANGED, "", 0,
-         [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
-}
-
-// It finds these two when it reads again: that nothing is watched any more, and then what is watched now.
-void FinderSync1Service::hostDropped(const HostName& host) {
-    for (const auto& directories :
-         {std::optional<std::set<platform::FileURL>>(), service.watchedDirectories()})
-        emit(FINDER_SYNC_DIRECTORIES_CHANGED, host, menuMessage,
-             [&](sdbus::Signal& signal) { appendURIs(signal, directories); });
-}
-
-void FinderSync1Service::activationFinished(const HostName& host, std::uint64_t number,
-                                            const extension::CommandOutcome& outcome) {
-    std::size_t size = outcome.message.format.size();
-    for (const std::string& argument : outcome.message.arguments)
-        size += argument.size() + textFrame;
-    emit(FINDER_SYNC_ACTIVATION_FINISHED, host, size, [&](sdbus::Signal& signal) {
-        signal << number << outcome.succeeded << outcome.message.format << outcome.message.arguments;
-    });
-}
-
-void FinderSync1Service::menusChanged() {
-    emit(FINDER_SYNC_MENUS_CHANGED, "", 0, [](sdbus::Signal&) {});
 }
 
 } // namespace backends::dbus

@@ -12,8 +12,8 @@ constexpr std::chrono::seconds answerBound{1};
 
 } // namespace
 
-UnreadBytes::UnreadBytes(Bus& sharedBus)
-    : bus(sharedBus),
+UnreadBytes::UnreadBytes(Bus& sharedBus, const platform::Clock& itsClock)
+    : bus(sharedBus), clock(itsClock),
       proxy(sdbus::createProxy(bus.connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus")) {}
 
 void UnreadBytes::comes(const std::string& process) {
@@ -43,7 +43,7 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
         const auto account = accounts.find(process);
         if (together > mostTogether) limit = std::min(limit, leastLimit);
         if (account == accounts.end() || account->second.waiting <= limit) return false;
-        if (std::chrono::steady_clock::now() < account->second.nextLook) return true;
+        if (clock.now() < account->second.nextLook) return true;
         before = account->second.waiting;
     }
     const std::size_t left = ask(process);
@@ -53,7 +53,7 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
     // What was sent while the bus answered may or may not be in its answer.
     set(account->second, left + (account->second.waiting - std::min(before, account->second.waiting)));
     if (account->second.waiting <= limit) return false;
-    account->second.nextLook = std::chrono::steady_clock::now() + lookInterval;
+    account->second.nextLook = clock.now() + lookInterval;
     return true;
 }
 

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "backends/dbus/Bus.h"
+#include "platform/Clock.h"
 
 #include <chrono>
 #include <cstddef>
@@ -19,10 +20,16 @@
 
 namespace backends::dbus {
 
+// About the size of a message on the bus: of one with nothing in it, of a menu, of each text beside its
+// bytes.
+inline constexpr std::size_t emptyMessage = 200;
+inline constexpr std::size_t menuMessage = 2000;
+inline constexpr std::size_t textFrame = 8;
+
 class UnreadBytes {
   public:
     // The bus outlives this object.
-    explicit UnreadBytes(Bus& sharedBus);
+    UnreadBytes(Bus& sharedBus, const platform::Clock& clock);
 
     // A process is known, by its unique name, from its first call until it leaves the bus.
     void comes(const std::string& process);
@@ -42,8 +49,8 @@ class UnreadBytes {
 
   private:
     struct Account {
-        std::size_t waiting = 0;                        // bytes, at most
-        std::chrono::steady_clock::time_point nextLook; // not before
+        std::size_t waiting = 0;             // bytes, at most
+        platform::Clock::TimePoint nextLook; // not before
     };
     // What the bus holds for the process; 0 when it cannot tell.
     std::size_t ask(const std::string& process);
@@ -55,6 +62,7 @@ class UnreadBytes {
     }
 
     Bus& bus;
+    const platform::Clock& clock;
     std::unique_ptr<sdbus::IProxy> proxy;
     std::mutex lock;
     std::unordered_map<std::string, Account> accounts; // guarded by the lock

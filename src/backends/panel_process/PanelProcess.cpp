@@ -70,13 +70,14 @@ panels::DestinationPurpose purposeOf(extension::DestinationPurpose purpose) {
 
 } // namespace
 
-PanelProcess::PanelProcess(std::string panelProgram, platform::ProcessLog& processLog)
-    : program(std::move(panelProgram)), log(processLog) {}
+PanelProcess::PanelProcess(std::string panelProgram, platform::ProcessLog& processLog,
+                           const platform::Clock& itsClock)
+    : program(std::move(panelProgram)), log(processLog), clock(itsClock) {}
 
 std::unique_ptr<ChildProcess> PanelProcess::start(const platform::Display& display,
                                                   bool endsWithParent) const {
     return std::make_unique<ChildProcess>(
-        ChildProcess::Start{program, environmentFor(display), endsWithParent});
+        ChildProcess::Start{program, environmentFor(display), endsWithParent}, clock);
 }
 
 PanelProcess::Answer PanelProcess::problem(const std::string& logText, const char* text) {
@@ -100,7 +101,7 @@ PanelProcess::Answer PanelProcess::ask(PanelRequest question, const extension::C
             })
                                  : platform::Subscription();
         const auto isCancelled = [&] { return request.cancellation && request.cancellation->isCancelled(); };
-        const auto bound = std::chrono::steady_clock::now() + waitForPanel;
+        const auto bound = clock.now() + waitForPanel;
         child->write(*text, bound);
         std::optional<PanelLine> answer = readLine(*child, bound);
         const bool isShown = answer && answer->isShown();
@@ -154,7 +155,7 @@ bool PanelProcess::setString(const std::string& text, const platform::Display& d
     if (!request) return false;
     try {
         auto child = start(display, false);
-        const auto bound = std::chrono::steady_clock::now() + waitForClipboard;
+        const auto bound = clock.now() + waitForClipboard;
         child->write(*request, bound);
         const std::optional<PanelLine> answer = readLine(*child, bound);
         if (!answer || !answer->clipboard().isWritten) return false;

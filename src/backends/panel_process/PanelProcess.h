@@ -11,6 +11,7 @@
 #include "backends/posix/ChildProcess.h"
 #include "extension/Panels.h"
 #include "panels/panel_messages.h"
+#include "platform/Clock.h"
 #include "platform/Pasteboard.h"
 #include "platform/ProcessLog.h"
 #include "platform/Value.h"
@@ -24,8 +25,8 @@ namespace backends::panel_process {
 
 class PanelProcess final : public extension::Panels, public platform::Pasteboard {
   public:
-    // The program's absolute path. The log outlives this object.
-    PanelProcess(std::string program, platform::ProcessLog& processLog);
+    // The program's absolute path. The log and the clock outlive this object.
+    PanelProcess(std::string program, platform::ProcessLog& processLog, const platform::Clock& clock);
 
     extension::DestinationAnswer chooseRemoteDestination(extension::DestinationPurpose purpose,
                                                          const extension::CommandRequest& request) override;
@@ -45,6 +46,7 @@ class PanelProcess final : public extension::Panels, public platform::Pasteboard
 
     std::string program;
     platform::ProcessLog& log;
+    const platform::Clock& clock;
 
     std::mutex holdersLock;
     std::vector<std::unique_ptr<posix::ChildProcess>> clipboardHolders; // guarded by the holders' lock

@@ -56,7 +56,7 @@ void closeFile(int& file) {
 
 } // namespace
 
-ChildProcess::ChildProcess(const Start& start) {
+ChildProcess::ChildProcess(const Start& start, const platform::Clock& itsClock) : clock(itsClock) {
     std::vector<char*> environment = pointersTo(start.environment);
     std::vector<char*> arguments = pointersTo(start.arguments);
     arguments.insert(arguments.begin(), const_cast<char*>(start.program.c_str())); // NOLINT: as below
@@ -102,14 +102,15 @@ bool ChildProcess::isReady(int file, short events, std::optional<Deadline> deadl
     for (;;) {
         int patience = -1;
         if (deadline) {
-            const auto left =
-                std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(clock.wakeUp(*deadline) -
+                                                                           std::chrono::steady_clock::now());
             patience = static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
         }
         std::array<pollfd, 2> wanted{pollfd{file, events, 0}, pollfd{interruption, POLLIN, 0}};
         const int count = ::poll(wanted.data(), wanted.size(), patience);
         if (count > 0) return wanted[1].revents == 0;
-        if (count == 0 || errno != EINTR) return false;
+        if (count == 0 && clock.now() >= *deadline) return false;
+        if (count < 0 && errno != EINTR) return false;
     }
 }
 

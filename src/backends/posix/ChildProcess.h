@@ -5,6 +5,8 @@
 // beyond the deadlines.
 #pragma once
 
+#include "platform/Clock.h"
+
 #include <sys/types.h>
 
 #include <chrono>
@@ -16,7 +18,7 @@ namespace backends::posix {
 
 class ChildProcess {
   public:
-    using Deadline = std::chrono::steady_clock::time_point;
+    using Deadline = platform::Clock::TimePoint;
     static constexpr std::size_t longestLine = std::size_t{1} << 20; // bytes
 
     struct Start {
@@ -29,7 +31,8 @@ class ChildProcess {
 
     // Standard error is shared with the parent; signals are as at a program's start. Raises
     // std::system_error when no process can be made. A program that cannot be run ends with status 127.
-    explicit ChildProcess(const Start& start);
+    // The clock, by which the deadlines are kept, outlives the object.
+    explicit ChildProcess(const Start& start, const platform::Clock& clock = platform::machineClock());
     ~ChildProcess(); // kills it when it still runs
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -55,6 +58,7 @@ class ChildProcess {
     bool isReady(int file, short events, std::optional<Deadline> deadline) const;
     void setStatus(int waitStatus);
 
+    const platform::Clock& clock;
     pid_t process = -1; // until it was reaped
     int exitStatus = 0; // then
     int input = -1;     // a socket: writing to a child that has gone raises no signal

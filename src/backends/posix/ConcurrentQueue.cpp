@@ -7,10 +7,8 @@
 
 namespace backends::posix {
 
-ConcurrentQueue::ConcurrentQueue(std::string name, unsigned maximumThreads) {
-    state->name = std::move(name);
-    state->maximumThreads = maximumThreads;
-}
+ConcurrentQueue::ConcurrentQueue(std::string name, unsigned maximumThreads, const platform::Clock& clock)
+    : state(std::make_shared<State>(std::move(name), maximumThreads, clock)) {}
 
 ConcurrentQueue::~ConcurrentQueue() {
     {
@@ -30,7 +28,7 @@ void ConcurrentQueue::dispatch(Work work) {
 
 void ConcurrentQueue::dispatchAfter(std::chrono::milliseconds delay, Work work) {
     const std::lock_guard guard(state->lock);
-    state->delayed.emplace(std::chrono::steady_clock::now() + delay, std::move(work));
+    state->delayed.emplace(state->clock.now() + delay, std::move(work));
     if (state->isTimed)
         state->changed.notify_all(); // it may be the first one now
     else
@@ -60,7 +58,7 @@ void ConcurrentQueue::dispatchAndWait(Work work) {
 void ConcurrentQueue::run(const std::shared_ptr<State>& state) {
     std::unique_lock guard(state->lock);
     while (!state->ending) {
-        const auto now = std::chrono::steady_clock::now();
+        const auto now = state->clock.now();
         while (!state->delayed.empty() && state->delayed.begin()->first <= now)
             state->ready.push_back(std::move(state->delayed.extract(state->delayed.begin()).mapped()));
         if (state->ready.empty()) {
@@ -70,7 +68,7 @@ void ConcurrentQueue::run(const std::shared_ptr<State>& state) {
             } else {
                 state->isTimed = true;
                 const auto due = state->delayed.begin()->first; // whose entry may go meanwhile
-                state->changed.wait_until(guard, due);
+                state->changed.wait_until(guard, state->clock.wakeUp(due));
                 state->isTimed = false;
             }
             --state->idle;

@@ -5,6 +5,7 @@
 // come back to the end of the process: it must touch nothing that ends before.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/Queue.h"
 
 #include <condition_variable>
@@ -13,12 +14,15 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 namespace backends::posix {
 
 class ConcurrentQueue final : public platform::Queue {
   public:
-    ConcurrentQueue(std::string name, unsigned maximumThreads);
+    // The clock outlives the queue.
+    ConcurrentQueue(std::string name, unsigned maximumThreads,
+                    const platform::Clock& clock = platform::machineClock());
     ~ConcurrentQueue() override;
     ConcurrentQueue(const ConcurrentQueue&) = delete;
     ConcurrentQueue& operator=(const ConcurrentQueue&) = delete;
@@ -30,12 +34,15 @@ class ConcurrentQueue final : public platform::Queue {
   private:
     // Shared with the threads, which may outlive the queue.
     struct State {
-        std::string name;
-        unsigned maximumThreads = 1;
+        State(std::string itsName, unsigned threadLimit, const platform::Clock& itsClock)
+            : name(std::move(itsName)), maximumThreads(threadLimit), clock(itsClock) {}
+        const std::string name;
+        const unsigned maximumThreads;
+        const platform::Clock& clock; // not after the end
         std::mutex lock;
         std::condition_variable changed;
         std::deque<Work> ready;
-        std::multimap<std::chrono::steady_clock::time_point, Work> delayed;
+        std::multimap<platform::Clock::TimePoint, Work> delayed;
         bool isTimed = false; // an idle thread waits for the first delayed work
         unsigned threads = 0;
         unsigned idle = 0;
@@ -45,7 +52,7 @@ class ConcurrentQueue final : public platform::Queue {
     // Under the state's lock: a thread for one more piece of work, or to wait for the delayed one.
     static void wakeThread(const std::shared_ptr<State>& state);
 
-    std::shared_ptr<State> state = std::make_shared<State>();
+    std::shared_ptr<State> state;
 };
 
 } // namespace backends::posix

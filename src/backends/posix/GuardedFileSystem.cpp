@@ -3,7 +3,6 @@
 #include "backends/posix/ConcurrentQueue.h"
 #include "backends/posix/MountTable.h"
 #include "backends/posix/SerialQueue.h"
-#include "backends/posix/SystemClock.h"
 
 #include <algorithm>
 #include <deque>
@@ -31,11 +30,6 @@ constexpr unsigned maximumHelpersPerMount = 4;
 constexpr std::chrono::seconds lateAnswersLast{10};
 constexpr std::size_t maximumLatePaths = 10'000;
 constexpr std::size_t announcedTogether = 16;
-
-const Clock& machineClock() {
-    static const SystemClock clock;
-    return clock;
-}
 
 } // namespace
 
@@ -129,7 +123,7 @@ struct GuardedFileSystem::State : std::enable_shared_from_this<State> {
     const std::shared_ptr<const Disk> disk;
     const Clock& clock;         // not used after the end
     platform::Queue& deadlines; // nor this
-    LateHandler answeredLate;
+    LateHandler answeredLate;   // guarded by the delivery's lock; null: nobody wants to know
     MountTable mountTable;
 
     std::mutex lock;
@@ -172,11 +166,18 @@ GuardedFileSystem::GuardedFileSystem(const Surroundings& around)
 
 GuardedFileSystem::GuardedFileSystem()
     : ownQueue(std::make_unique<SerialQueue>("disk deadlines")),
-      state(std::make_shared<State>(std::make_shared<PosixDisk>(), machineClock(), *ownQueue)) {}
+      state(std::make_shared<State>(std::make_shared<PosixDisk>(), platform::machineClock(), *ownQueue)) {}
 
 GuardedFileSystem::~GuardedFileSystem() { state->end(); }
 
-void GuardedFileSystem::setAnsweredLate(LateHandler handler) { state->answeredLate = std::move(handler); }
+platform::Subscription GuardedFileSystem::whenAnsweredLate(LateHandler handler) {
+    const auto set = [shared = state](LateHandler wanted) {
+        const std::unique_lock guard(shared->delivery);
+        shared->answeredLate = std::move(wanted);
+    };
+    set(std::move(handler));
+    return platform::Subscription([set] { set(nullptr); });
+}
 
 // --- the helpers
 
@@ -359,8 +360,10 @@ GuardedFileSystem::State::answerOf(Question::About about, std::vector<std::strin
     const auto over = std::make_shared<std::promise<void>>();
     const auto isOver = over->get_future();
     question->answered = [over](Question&) { over->set_value(); };
+    const Clock::TimePoint due = clock.now() + wait;
     ask(question, std::move(paths));
-    if (isOver.wait_for(wait) == std::future_status::timeout) giveUp(*question);
+    while (isOver.wait_until(clock.wakeUp(due)) == std::future_status::timeout)
+        if (clock.now() >= due) giveUp(*question);
     isOver.wait();
     return question;
 }

@@ -17,6 +17,7 @@
 #include "platform/Clock.h"
 #include "platform/FileSystem.h"
 #include "platform/Queue.h"
+#include "platform/Subscription.h"
 
 #include <functional>
 #include <memory>
@@ -50,9 +51,9 @@ class GuardedFileSystem final : public platform::FileSystem {
     std::vector<std::string> entryNames(std::string_view path) override;
 
     // Called on a helper thread with paths that were "unknown" and are known now; none given: any path may
-    // be. Set before the first question.
+    // be. One handler, which does not end its own subscription.
     using LateHandler = std::function<void(std::vector<std::string> paths)>;
-    void setAnsweredLate(LateHandler handler);
+    [[nodiscard]] platform::Subscription whenAnsweredLate(LateHandler handler);
 
   private:
     struct Question;

@@ -5,7 +5,7 @@
 
 namespace backends::posix {
 
-SerialQueue::SerialQueue(const std::string& name) {
+SerialQueue::SerialQueue(const std::string& name, const platform::Clock& itsClock) : clock(itsClock) {
     thread = std::thread([this] { run(); });
     pthread_setname_np(thread.native_handle(), name.substr(0, 15).c_str());
 }
@@ -30,7 +30,7 @@ void SerialQueue::dispatch(Work work) {
 void SerialQueue::dispatchAfter(std::chrono::milliseconds delay, Work work) {
     {
         const std::lock_guard guard(lock);
-        delayed.emplace(std::chrono::steady_clock::now() + delay, std::move(work));
+        delayed.emplace(clock.now() + delay, std::move(work));
     }
     changed.notify_one();
 }
@@ -51,7 +51,7 @@ void SerialQueue::dispatchAndWait(Work work) {
 void SerialQueue::run() {
     std::unique_lock guard(lock);
     for (;;) {
-        const auto now = std::chrono::steady_clock::now();
+        const auto now = clock.now();
         while (!delayed.empty() && delayed.begin()->first <= now)
             ready.push_back(std::move(delayed.extract(delayed.begin()).mapped()));
         if (!ready.empty()) {
@@ -66,7 +66,7 @@ void SerialQueue::run() {
         } else if (delayed.empty()) {
             changed.wait(guard);
         } else {
-            changed.wait_until(guard, delayed.begin()->first);
+            changed.wait_until(guard, clock.wakeUp(delayed.begin()->first));
         }
     }
 }

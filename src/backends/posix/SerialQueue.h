@@ -4,6 +4,7 @@
 // dispatched without a delay, drops what still waits for its time, and joins the thread.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/Queue.h"
 
 #include <condition_variable>
@@ -18,7 +19,8 @@ namespace backends::posix {
 class SerialQueue final : public platform::Queue {
   public:
     // The name shows in debuggers and process listings; at most 15 bytes of it.
-    explicit SerialQueue(const std::string& name);
+    // The clock outlives the queue.
+    explicit SerialQueue(const std::string& name, const platform::Clock& clock = platform::machineClock());
     ~SerialQueue() override;
     SerialQueue(const SerialQueue&) = delete;
     SerialQueue& operator=(const SerialQueue&) = delete;
@@ -30,10 +32,11 @@ class SerialQueue final : public platform::Queue {
   private:
     void run();
 
+    const platform::Clock& clock;
     std::mutex lock;
     std::condition_variable changed;
     std::deque<Work> ready;
-    std::multimap<std::chrono::steady_clock::time_point, Work> delayed;
+    std::multimap<platform::Clock::TimePoint, Work> delayed;
     bool ending = false;
     std::thread thread; // last: it uses all of the above
 };

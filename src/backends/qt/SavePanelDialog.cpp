@@ -24,11 +24,11 @@ constexpr int longestMessage = 6; // lines of a path; a longer one is shown with
 
 } // namespace
 
-SavePanelDialog::SavePanelDialog(panels::RemoteDirectories& directories, platform::Queue& mainQueue,
-                                 platform::FileSystem& fileSystem, platform::ProcessLog& log) {
+SavePanelDialog::SavePanelDialog(const Surroundings& surroundings) {
     build();
-    logic = std::make_unique<panels::TSFPSavePanel>(
-        panels::TSFPSavePanel::Surroundings{*this, jumpBar->bar(), directories, mainQueue, fileSystem, log});
+    logic = std::make_unique<panels::TSFPSavePanel>(panels::TSFPSavePanel::Surroundings{
+        *this, jumpBar->bar(), surroundings.directories, surroundings.mainQueue, surroundings.fileSystem,
+        surroundings.log});
     connect(ok, &QPushButton::clicked, this, [this] { logic->okClicked(); });
     connect(again, &QPushButton::clicked, this, [this] {
         jumpBar->focusLastLabel(); // the button goes

@@ -20,9 +20,14 @@ class JumpBarWidget;
 class SavePanelDialog final : public QDialog, private panels::TSFPSavePanelView {
     Q_OBJECT
   public:
+    struct Surroundings {
+        panels::RemoteDirectories& directories;
+        platform::Queue& mainQueue;
+        platform::FileSystem& fileSystem;
+        platform::ProcessLog& log;
+    };
     // What is given outlives the window.
-    SavePanelDialog(panels::RemoteDirectories& directories, platform::Queue& mainQueue,
-                    platform::FileSystem& fileSystem, platform::ProcessLog& log);
+    explicit SavePanelDialog(const Surroundings& surroundings);
     ~SavePanelDialog() override;
 
     void setPurpose(panels::DestinationPurpose purpose); // the window and its OK button are named after it

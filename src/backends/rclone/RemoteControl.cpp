@@ -20,7 +20,6 @@ namespace backends::rclone {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 constexpr std::size_t longestReply = std::size_t{1} << 30; // bytes; 100,000 items are 16 MB
 constexpr milliseconds askAgain{30};                       // while the child starts
@@ -80,7 +79,8 @@ std::size_t take(char* data, std::size_t size, std::size_t count, void* to) {
 
 class RemoteControl::Loop {
   public:
-    Loop(Settings wanted, platform::ProcessLog& processLog) : settings(std::move(wanted)), log(processLog) {
+    Loop(Settings wanted, platform::ProcessLog& processLog, const platform::Clock& itsClock)
+        : settings(std::move(wanted)), log(processLog), clock(itsClock) {
         static const CURLcode prepared = ::curl_global_init(CURL_GLOBAL_DEFAULT);
         multi = prepared == CURLE_OK ? ::curl_multi_init() : nullptr;
         if (!multi) throw std::runtime_error("no HTTP client");
@@ -170,7 +170,8 @@ class RemoteControl::Loop {
         constexpr int longest = 24 * 3600 * 1000;
         if (child && !ready) return static_cast<int>(askAgain.count());
         if (child || waiting.empty()) return longest;
-        const auto left = std::chrono::ceil<milliseconds>(nextStart - steady_clock::now());
+        const auto left =
+            std::chrono::ceil<milliseconds>(clock.wakeUp(nextStart) - std::chrono::steady_clock::now());
         return static_cast<int>(std::clamp<milliseconds::rep>(left.count(), 0, longestPause.count()));
     }
 
@@ -182,13 +183,13 @@ class RemoteControl::Loop {
             dropChild();
             if (!served) notStarted(status);
         }
-        if (child && !ready && !greeting && steady_clock::now() > startDeadline) {
+        if (child && !ready && !greeting && clock.now() > startDeadline) {
             log.error("rclone does not answer and is given up");
             dropChild();
             notStarted(0);
         }
-        if (!child && !waiting.empty() && steady_clock::now() >= nextStart) startChild();
-        if (child && !ready && !greeting && steady_clock::now() >= nextGreeting) greet();
+        if (!child && !waiting.empty() && clock.now() >= nextStart) startChild();
+        if (child && !ready && !greeting && clock.now() >= nextGreeting) greet();
     }
 
     // What was under way fails; what waits goes to the next child, after a pause that doubles.
@@ -196,7 +197,7 @@ class RemoteControl::Loop {
         child.reset();
         ready = false;
         pause = std::clamp(pause * 2, firstPause, longestPause);
-        nextStart = steady_clock::now() + pause;
+        nextStart = clock.now() + pause;
         std::vector<CURL*> handles;
         for (const auto& [handle, exchange] : underWay)
             handles.push_back(handle);
@@ -231,15 +232,15 @@ class RemoteControl::Loop {
         start.environment.push_back("RCLONE_RC_PASS=" + password);
         start.environment.emplace_back("GOMEMLIMIT=80MiB"); // a third less at a look at 100,000 items
         try {
-            child.emplace(start);
+            child.emplace(start, clock);
         } catch (const std::system_error& error) {
             log.error("rclone cannot be started: ", std::string_view(error.what()));
             dropChild();
             notStarted(cannotRun);
             return;
         }
-        startDeadline = steady_clock::now() + settings.startLimit;
-        nextGreeting = steady_clock::now();
+        startDeadline = clock.now() + settings.startLimit;
+        nextGreeting = clock.now();
     }
 
     // Asks for the version until the child serves; another program at that port does not know the password.
@@ -255,7 +256,7 @@ class RemoteControl::Loop {
 
     void welcome(const service::Outcome<std::string>& reply) {
         greeting = false;
-        nextGreeting = steady_clock::now() + askAgain;
+        nextGreeting = clock.now() + askAgain;
         if (!child || !reply) return;
         const auto version = readVersion(*reply);
         if (!version) {
@@ -263,7 +264,7 @@ class RemoteControl::Loop {
         } else if (std::lexicographical_compare(version->begin(), version->end(), std::begin(oldestVersion),
                                                 std::end(oldestVersion))) {
             dropChild();
-            nextStart = steady_clock::now() + longestPause;
+            nextStart = clock.now() + longestPause;
             failWaiting({service::Trouble::impossible, "this rclone is too old: 1.60 or later is needed"});
         } else {
             ready = true;
@@ -329,6 +330,7 @@ class RemoteControl::Loop {
 
     const Settings settings;
     platform::ProcessLog& log;
+    const platform::Clock& clock;
     CURLM* multi = nullptr;
     std::unique_ptr<curl_slist, CurlHandle> headers;
 
@@ -348,14 +350,14 @@ class RemoteControl::Loop {
     std::string password;
     int failedStarts = 0; // one after the other
     milliseconds pause{0};
-    steady_clock::time_point nextStart{};
-    steady_clock::time_point nextGreeting{};
-    steady_clock::time_point startDeadline{};
+    platform::Clock::TimePoint nextStart{};
+    platform::Clock::TimePoint nextGreeting{};
+    platform::Clock::TimePoint startDeadline{};
     std::thread thread; // last: it uses all of the above
 };
 
-RemoteControl::RemoteControl(Settings settings, platform::ProcessLog& log)
-    : loop(std::make_unique<Loop>(std::move(settings), log)) {}
+RemoteControl::RemoteControl(Settings settings, platform::ProcessLog& log, const platform::Clock& clock)
+    : loop(std::make_unique<Loop>(std::move(settings), log, clock)) {}
 
 RemoteControl::~RemoteControl() = default;
 

@@ -9,6 +9,7 @@
 // hand on. While nothing is asked it sleeps without a timer.
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/ProcessLog.h"
 #include "platform/Value.h"
 #include "service/Outcome.h"
@@ -34,7 +35,8 @@ class RemoteControl {
     };
     using Answer = std::function<void(service::Outcome<std::string>)>; // the reply's text
 
-    RemoteControl(Settings settings, platform::ProcessLog& log);
+    RemoteControl(Settings settings, platform::ProcessLog& log,
+                  const platform::Clock& clock = platform::machineClock());
     ~RemoteControl(); // what is under way is cancelled, the child killed and reaped
     RemoteControl(const RemoteControl&) = delete;
     RemoteControl& operator=(const RemoteControl&) = delete;

@@ -1,6 +1,6 @@
-// The two services on a real bus: against the introspection files, before the extension has started, and with
-// hosts that leave or do not read.
+// The two services on a real bus: against the introspection files, and with hosts that leave or do not read.
 #include "backends/dbus/FinderSync1Service.h"
+#include "backends/dbus/FinderSync1Signals.h"
 #include "backends/dbus/UnreadBytes.h"
 #include "backends/posix/SerialQueue.h"
 #include "protocol/messages.h"
@@ -64,31 +64,6 @@ TEST(Services, TheDaemonsProtocolIsTheOneOfItsIntrospectionFile) {
     EXPECT_EQ(table, membersOf(fileNamed(TSYNC_INTERFACE), TSYNC_INTERFACE, false));
 }
 
-TEST(Services, TheHostInterfaceIsTheOneOfItsIntrospectionFileAndWaitsForTheStart) {
-    const support::PrivateBus sessionBus;
-    support::RecordingLog log;
-    support::InlineQueue queue;
-    host_service::HostService hosts({log, queue, queue, queue, queue}); // nothing is attached
-    backends::dbus::Bus bus("service");
-    backends::dbus::FinderSync1Service service(bus, hosts, log, "1");
-    bus.start([] {});
-    const auto connection = sdbus::createSessionBusConnection();
-    const auto proxy =
-        sdbus::createProxy(*connection, bus.connection().getUniqueName(), FINDER_SYNC_OBJECT_PATH);
-    std::string xml;
-    proxy->callMethod("Introspect").onInterface("org.freedesktop.DBus.Introspectable").storeResultsTo(xml);
-    EXPECT_EQ(membersOf(xml, FINDER_SYNC_INTERFACE),
-              membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
-    try {
-        proxy->callMethod(FINDER_SYNC_BADGES_FOR_ITEMS)
-            .onInterface(FINDER_SYNC_INTERFACE)
-            .withArguments(std::vector<std::string>{"file:///"});
-        FAIL() << "answered before the extension has started";
-    } catch (const sdbus::Error& error) {
-        EXPECT_EQ(error.getName(), "com.quarnhold.TovikDrive_Quen.Error.NotReady");
-    }
-}
-
 // A process that asks the extension, and counts the signals that it gets.
 class Host {
   public:
@@ -146,20 +121,23 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
     support::PrivateBus sessionBus;
     std::optional<backends::posix::SerialQueue> model{std::in_place, "model"};
     backends::posix::SerialQueue& queue = *model;
-    host_service::HostService hosts{{log, queue, queue, queue, queue}};
+    backends::dbus::Bus bus{"service"};
+    backends::dbus::UnreadBytes unread{bus, platform::machineClock()};
+    backends::dbus::FinderSync1Signals signals{bus, unread};
+    host_service::HostTables tables{signals};
     std::unique_ptr<daemon_client::TSyncClient> client;
-    extension::FinderSync finderSync{forFinderSync(hosts, client, &hosts, queue)};
-    // Goes after the bus, whose last words it still takes in, and before those who are told of them.
+    extension::FinderSync finderSync{forFinderSync(tables, client, queue)};
+    host_service::HostService hosts{
+        {finderSync, tables, signals, log, platform::machineClock(), queue, queue, queue, queue, {}}};
+    // Goes after the service, whose last words it still takes in, and before those who are told of them.
     struct End {
         std::optional<backends::posix::SerialQueue>& model;
         ~End() { model.reset(); }
     } end{model};
-    backends::dbus::Bus bus{"service"};
-    backends::dbus::FinderSync1Service service{bus, hosts, log, "1"};
+    backends::dbus::FinderSync1Service service{{bus, hosts, unread, log}, "1"};
     bool hasOtherRoot = false;
 
     void SetUp() override {
-        hosts.attach(finderSync, service, {});
         bus.start([] {});
         ASSERT_TRUE(service.requestName());
     }
@@ -177,6 +155,17 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
         return *status.get_future().get().at(entry).signedInteger();
     }
 };
+
+TEST_F(HostsTest, TheHostInterfaceIsTheOneOfItsIntrospectionFile) {
+    std::string xml;
+    const auto connection = sdbus::createSessionBusConnection();
+    sdbus::createProxy(*connection, FINDER_SYNC_BUS_NAME, FINDER_SYNC_OBJECT_PATH)
+        ->callMethod("Introspect")
+        .onInterface("org.freedesktop.DBus.Introspectable")
+        .storeResultsTo(xml);
+    EXPECT_EQ(membersOf(xml, FINDER_SYNC_INTERFACE),
+              membersOf(fileNamed(FINDER_SYNC_INTERFACE), FINDER_SYNC_INTERFACE));
+}
 
 TEST_F(HostsTest, AHostThatDoesNotReadSilencesNoOther) {
     Host deaf(false);

@@ -1,4 +1,5 @@
 // Queues, and a disk that hangs.
+#include "backends/posix/ChildProcess.h"
 #include "backends/posix/ConcurrentQueue.h"
 #include "backends/posix/FileWatch.h"
 #include "backends/posix/GuardedFileSystem.h"
@@ -20,8 +21,9 @@ using platform::Existence;
 
 TEST(SerialQueue, RunsWorkInOrderAndDropsWhatWaitsForItsTime) {
     std::vector<int> ran;
+    support::TestClock clock;
     {
-        backends::posix::SerialQueue queue("test");
+        backends::posix::SerialQueue queue("test", clock);
         queue.dispatchAfter(std::chrono::hours(1), [&] { ran.push_back(99); });
         for (int i = 0; i < 3; ++i)
             queue.dispatch([&ran, i] { ran.push_back(i); });
@@ -30,7 +32,8 @@ TEST(SerialQueue, RunsWorkInOrderAndDropsWhatWaitsForItsTime) {
             queue.dispatchAndWait([&] { ran.push_back(4); }); // on the queue itself: at once
         });
         std::promise<void> later;
-        queue.dispatchAfter(std::chrono::milliseconds(1), [&] { later.set_value(); });
+        queue.dispatchAfter(std::chrono::minutes(59), [&] { later.set_value(); });
+        EXPECT_TRUE(clock.tickWhenAwaited(std::chrono::minutes(59))) << "the earlier one first";
         later.get_future().wait();
         queue.dispatch([&] { ran.push_back(5); });
     }
@@ -94,7 +97,8 @@ TEST(GuardedFileSystem, IsHeldUpByNoSlowOrDeadMount) {
     support::InlineQueue deadlines;
     backends::posix::GuardedFileSystem fileSystem({disk, clock, deadlines});
     support::Collected<std::string> late;
-    fileSystem.setAnsweredLate([&](std::vector<std::string> paths) { late.add(std::move(paths)); });
+    const auto told =
+        fileSystem.whenAnsweredLate([&](std::vector<std::string> paths) { late.add(std::move(paths)); });
     std::vector<std::string> batch{"/proc/x"};
     for (int i = 0; i < 20; ++i)
         batch.push_back("/slow" + std::to_string(i));
@@ -133,12 +137,24 @@ TEST(GuardedFileSystem, IsHeldUpByNoSlowOrDeadMount) {
 }
 
 TEST(ConcurrentQueue, IsNotHeldUpByWorkThatWaitsForItsTime) {
-    backends::posix::ConcurrentQueue queue("test", 1);
+    support::TestClock clock;
+    backends::posix::ConcurrentQueue queue("test", 1, clock);
     queue.dispatchAfter(std::chrono::hours(1), [] { ADD_FAILURE() << "an hour too early"; });
     std::promise<void> later;
-    queue.dispatchAfter(std::chrono::milliseconds(1), [&] { later.set_value(); });
+    queue.dispatchAfter(std::chrono::minutes(59), [&] { later.set_value(); });
     queue.dispatchAndWait([] {});
+    clock.tick(std::chrono::minutes(59));
     later.get_future().wait();
+}
+
+TEST(ChildProcess, IsWaitedForUntilTheDeadlineOfTheClock) {
+    support::TestClock clock;
+    backends::posix::ChildProcess child({"/bin/cat", {}, true}, clock);
+    auto line =
+        std::async(std::launch::async, [&] { return child.readLine(clock.now() + std::chrono::hours(1)); });
+    EXPECT_TRUE(clock.tickWhenAwaited(std::chrono::hours(1)));
+    EXPECT_EQ(line.get(), std::nullopt);
+    EXPECT_FALSE(child.hasEnded());
 }
 
 TEST(FileWatch, SeesTheFileComeChangeAndGo) {

@@ -21,7 +21,7 @@ struct DestinationWindow : testing::Test {
     MainQueue mainQueue;
     backends::posix::GuardedFileSystem fileSystem;
     support::RecordingLog log;
-    SavePanelDialog dialog{space, mainQueue, fileSystem, log};
+    SavePanelDialog dialog{{space, mainQueue, fileSystem, log}};
     JumpBarWidget* bar = dialog.findChild<JumpBarWidget*>("jumpBar");
     QPushButton* ok = dialog.findChild<QPushButton*>("ok");
 

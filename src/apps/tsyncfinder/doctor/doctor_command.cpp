@@ -2,6 +2,7 @@
 
 #include "apps/tsyncfinder/doctor/checks.h"
 #include "apps/usage.h"
+#include "platform/Clock.h"
 #include "platform/json.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ int examine(bool isJson) {
     std::vector<std::future<Findings>> waiting;
     for (const Check& check : checks)
         waiting.push_back(begin(check));
-    const auto deadline = std::chrono::steady_clock::now() + checkBound;
+    const auto deadline = platform::machineClock().now() + checkBound;
     Findings all;
     for (std::size_t i = 0; i < waiting.size(); ++i) {
         if (waiting[i].wait_until(deadline) == std::future_status::ready) {
