@@ -10,9 +10,11 @@
 #include "platform/DirectoryEvents.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/ProcessLog.h"
+#include "platform/UserNotifier.h"
 #include "service/CacheFolder.h"
 #include "service/Carrier.h"
 #include "service/FolderLists.h"
+#include "service/MailComposer.h"
 #include "service/RemoteSpace.h"
 #include "service/SpaceSnapshot.h"
 #include "service/SyncThread.h"
@@ -27,6 +29,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -48,6 +51,8 @@ class Service final : public sync_daemon::SyncDaemon {
         platform::DirectoryEvents* events; // none: changes here are seen when they are looked at
         platform::DistributedNotificationCenter& center;
         platform::ProcessLog& log;
+        MailComposer* mail = nullptr;               // none: nothing can be shared by e-mail
+        platform::UserNotifier* notifier = nullptr; // none: nobody is told what needs a person
     };
 
     // Makes the state folder and reads what an earlier run left. Raises std::filesystem::filesystem_error
@@ -60,6 +65,9 @@ class Service final : public sync_daemon::SyncDaemon {
     void end() { ending.request_stop(); }
     // Posts the refresh. Also for an extension that has just come.
     void refresh();
+
+    // Other machines may be reached again: what waits for that looks at once.
+    void networkCame();
 
     // As startSync and stopSync, with the reason of a refusal for a person.
     Outcome<Done> add(std::string_view localPath, std::string_view remotePath);
@@ -126,6 +134,7 @@ class Service final : public sync_daemon::SyncDaemon {
     Outcome<Done> checkPair(const std::string& local, const std::string& remote) const; // with the lock
     bool holdsOurs(const std::filesystem::path& folder) const;
     bool bringToSpace(bool isMove, std::string_view localPath, std::string_view remoteFolder);
+    Outcome<std::string> linkTo(std::string_view remotePath, bool isDirectory) const;
     Outcome<std::optional<RemoteItem>> itemAt(const std::string& remotePath) const;
     SyncThread::Settings threadSettings(std::filesystem::path database) const; // with the lock
     SyncThread::Settings cacheSettings() const;
@@ -138,6 +147,7 @@ class Service final : public sync_daemon::SyncDaemon {
     void cleanUp(const std::stop_token& stop);
     void noticed(const platform::DirectoryEvent& event);
     void statusChanged();
+    void tellTroubles(); // with postLock
     void post(std::string name, platform::Dictionary userInfo);
 
     const Settings settings;
@@ -150,6 +160,7 @@ class Service final : public sync_daemon::SyncDaemon {
     std::mutex postLock; // what is posted has one order, that of the states it shows; taken before `lock`
     platform::Dictionary lastStatus; // guarded by postLock, as the next
     std::string lastDetails;
+    std::set<Trouble> toldTroubles; // what a person was told of and is so still; guarded by postLock
 
     mutable std::mutex lock;
     sync_daemon::State state; // guarded by lock, as the threads; a thread goes without the lock
