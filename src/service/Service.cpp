@@ -229,8 +229,33 @@ void Service::refresh() {
     post(TSYNC_NOTE_SYNC_REFRESH, {{"allPathsInSync", allPathsInSync()}, {"statusInfo", lastStatus}});
 }
 
+// One notification for each kind of trouble, whatever the number of pairs that have it, until none has it any
+// more. What is only not reached comes back by itself.
+void Service::tellTroubles() {
+    if (around.notifier == nullptr) return;
+    std::set<Trouble> now;
+    for (const auto& [remote, thread] : currentThreads()) {
+        const auto pair = thread->state();
+        if (pair->phase != Phase::failed || !pair->trouble) continue;
+        const Trouble trouble = *pair->trouble;
+        if (trouble == Trouble::unreachable || trouble == Trouble::cancelled) continue;
+        if (now.insert(trouble).second && !toldTroubles.contains(trouble))
+            around.notifier->notify({"%@ is not synced: %@", {thread->localRoot(), shown(pair->reason)}},
+                                    platform::UserNotifier::News::failure);
+    }
+    toldTroubles = std::move(now);
+}
+
+void Service::networkCame() {
+    for (const auto& [remote, thread] : currentThreads()) {
+        const auto pair = thread->state();
+        if (pair->phase == Phase::failed && pair->trouble == Trouble::unreachable) thread->ask();
+    }
+}
+
 void Service::statusChanged() {
     const std::lock_guard guard(postLock);
+    tellTroubles();
     Dictionary status = syncStatus();
     // Whoever shows the details asks for them when a refresh comes.
     std::string told = platform::jsonDescription(details());

@@ -11,9 +11,11 @@
 #include "platform/DirectoryEvents.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/ProcessLog.h"
+#include "platform/UserNotifier.h"
 #include "service/CacheFolder.h"
 #include "service/Carrier.h"
 #include "service/FolderLists.h"
+#include "service/MailComposer.h"
 #include "service/RemoteSpace.h"
 #include "service/SpaceSnapshot.h"
 #include "service/SyncThread.h"
@@ -28,6 +30,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -51,6 +54,8 @@ class Service final : public sync_daemon::SyncDaemon {
         platform::DistributedNotificationCenter& center;
         platform::ProcessLog& log;
         const platform::Clock& clock = platform::machineClock();
+        MailComposer* mail = nullptr;               // none: nothing can be shared by e-mail
+        platform::UserNotifier* notifier = nullptr; // none: nobody is told what needs a person
     };
 
     // Makes the state folder and reads what an earlier run left. Raises std::filesystem::filesystem_error
@@ -63,6 +68,9 @@ class Service final : public sync_daemon::SyncDaemon {
     void end() { ending.request_stop(); }
     // Posts the refresh. It serves an extension that has just come, too.
     void refresh();
+
+    // Other machines may be reached again: what waits for that looks at once.
+    void networkCame();
 
     // As startSync and stopSync, with the reason of a refusal for a person.
     Outcome<Done> add(std::string_view localPath, std::string_view remotePath);
@@ -128,6 +136,7 @@ class Service final : public sync_daemon::SyncDaemon {
     Outcome<Done> checkPair(const std::string& local, const std::string& remote) const; // with the lock
     bool holdsOurs(const std::filesystem::path& folder) const;
     bool bringToSpace(bool isMove, std::string_view localPath, std::string_view remoteFolder);
+    Outcome<std::string> linkTo(std::string_view remotePath, bool isDirectory) const;
     Outcome<std::optional<RemoteItem>> itemAt(const std::string& remotePath) const;
     SyncThread::Settings threadSettings(std::filesystem::path database) const; // with the lock
     SyncThread::Settings cacheSettings() const;
@@ -140,6 +149,7 @@ class Service final : public sync_daemon::SyncDaemon {
     void cleanUp(const std::stop_token& stop);
     void noticed(const platform::DirectoryEvent& event);
     void statusChanged();
+    void tellTroubles(); // with postLock
     void post(std::string name, platform::Dictionary userInfo);
 
     const Settings settings;
@@ -152,6 +162,7 @@ class Service final : public sync_daemon::SyncDaemon {
     std::mutex postLock; // what is posted has one order, that of the states it shows; taken before `lock`
     platform::Dictionary lastStatus; // guarded by postLock, as the next
     std::string lastDetails;
+    std::set<Trouble> toldTroubles; // what a person was told of and is so still; guarded by postLock
 
     mutable std::mutex lock;
     sync_daemon::State state; // guarded by lock, as the threads; a thread goes without the lock

@@ -96,25 +96,44 @@ std::optional<std::string> Service::checkedItem(std::string_view what, std::stri
     return std::nullopt;
 }
 
-std::optional<std::string> Service::linkForSharing(std::string_view remotePath, bool isDirectory) const {
+Outcome<std::string> Service::linkTo(std::string_view remotePath, bool isDirectory) const {
     const auto plain = checkedItem("make a link to", remotePath);
-    if (!plain) return std::nullopt;
+    if (!plain) return Failure{Trouble::refused, "no item of the space"};
     const auto features = around.space.features().wait(ending.get_token());
-    if (features && !features->publicLink) {
-        refuse("make a link to", remotePath, "this storage makes no public links");
-        return std::nullopt;
-    }
+    if (features && !features->publicLink)
+        return Failure{Trouble::impossible, "this storage makes no public links"};
     const auto item = itemAt(*plain);
-    const bool isThere = item && *item && ((*item)->kind == RemoteItem::Kind::folder) == isDirectory;
-    if (!isThere) return std::nullopt;
-    const auto link = around.space.publicLink(inSpace(*plain)).wait(ending.get_token());
+    if (!item) return item.failure();
+    if (!*item || ((*item)->kind == RemoteItem::Kind::folder) != isDirectory)
+        return Failure{Trouble::missing, "it is not in the storage, or not yet"};
+    return around.space.publicLink(inSpace(*plain)).wait(ending.get_token());
+}
+
+std::optional<std::string> Service::linkForSharing(std::string_view remotePath, bool isDirectory) const {
+    const auto link = linkTo(remotePath, isDirectory);
     if (link) return *link;
     refuse("make a link to", remotePath, link.failure().text);
     return std::nullopt;
 }
 
-bool Service::shareByEmail(std::string_view remotePath, bool, const std::vector<std::string>&) {
-    return refuse("share by e-mail", remotePath, "this service sends no mail; make a public link instead");
+// The person waits for a window of the mail program, so whatever keeps it from opening is shown to the
+// person.
+bool Service::shareByEmail(std::string_view remotePath, bool isDirectory,
+                           const std::vector<std::string>& recipients) {
+    const auto fail = [&](const std::string& why) {
+        if (around.notifier != nullptr)
+            around.notifier->notify({"%@ could not be shared: %@", {std::string(remotePath), why}},
+                                    platform::UserNotifier::News::failure);
+        return refuse("share by e-mail", remotePath, why);
+    };
+    if (around.mail == nullptr) return fail("no mail program can be opened");
+    const auto link = linkTo(remotePath, isDirectory);
+    if (!link) return fail(link.failure().text);
+    const std::string name = lastOf(std::string(remotePath));
+    const auto opened = around.mail->compose({recipients, name, *link + "\n"});
+    if (!opened) return fail(opened.failure().text);
+    log.info("The mail program has a mail with the link to ", remotePath);
+    return true;
 }
 
 bool Service::deleteFile(std::string_view remotePath, bool toTrash) {

@@ -389,6 +389,7 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
     } else {
         next.phase = PairState::Phase::failed;
         next.reason = outcome.failure().text;
+        next.trouble = outcome.failure().trouble;
         next.problems = state()->problems;
         next.waiting = state()->waiting;
     }

@@ -36,8 +36,9 @@ struct PairState {
     Phase phase = Phase::looking;
     std::string reason; // of a failure, for a person
     std::optional<Transfer> transfer;
-    std::vector<PairSync::Problem> problems;      // of the last round
-    std::shared_ptr<const WaitingLosses> waiting; // for a person's word, after the last round; none: nothing
+    std::vector<PairSync::Problem> problems;       // of the last round
+    std::shared_ptr<const WaitingLosses> waiting;  // for a person's word, after the last round; none: nothing
+    std::optional<Trouble> trouble = std::nullopt; // of a failure
 };
 
 class SyncThread {

@@ -74,6 +74,8 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     const support::Result added = command("add " + folder.string());
     ASSERT_EQ(added.status, 0) << added.output;
     EXPECT_EQ(command("add " + home.path("state")).status, 2);
+    EXPECT_EQ(command("config bandwidth 800M").output, "bandwidth: 800M\n");
+    EXPECT_EQ(command("config transfers 99").status, 2);
     EXPECT_EQ(command("add " + folder.string() + " /Pictures/in/it").status, 2);
     EXPECT_TRUE(eventually([&] { return contentOf(there / "one.txt") == "one"; }))
         << command("status").output;

@@ -10,12 +10,17 @@
 #include "protocol/names.h"
 #include "sync_daemon/paths.h"
 
+#include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <mutex>
+#include <sstream>
 #include <stdexcept>
+#include <unistd.h>
 #include <vector>
 
 namespace apps::tsyncquenz {
@@ -88,11 +93,44 @@ bool isMeant() {
     return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
 }
 
-void print(const Dictionary& status) {
-    std::cout << "Storage: " << printable(textIn(status, "storage")) << '\n';
-    if (platform::flagAt(status, "isPaused").value_or(false)) std::cout << "Paused: tsyncquenz resume\n";
+// "12.3 MB"
+std::string amount(double bytes) {
+    const char* const units[] = {"bytes", "kB", "MB", "GB", "TB"};
+    constexpr double step = 1000;
+    std::size_t unit = 0;
+    while (bytes >= step && unit + 1 < std::size(units)) {
+        bytes /= step;
+        ++unit;
+    }
+    char text[32];
+    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+    return text;
+}
+
+// A bar of what is being transferred now; "" when nothing is. What waits behind it is not known in bytes.
+std::string progressLine(const Dictionary& status) {
+    const platform::Value* value = platform::find(status, "inHand");
+    const Dictionary* inHand = value != nullptr ? value->dictionary() : nullptr;
+    if (inHand == nullptr) return {};
+    const auto number = [inHand](const char* key) {
+        return static_cast<double>(platform::numberAt(*inHand, key).value_or(0));
+    };
+    const double share = number("size") > 0 ? number("bytes") / number("size") : 0;
+    constexpr int width = 24;
+    const auto full = static_cast<std::size_t>(share * width);
+    std::string line = "[" + std::string(full, '#') + std::string(width - full, '.') + "] ";
+    line += std::to_string(static_cast<int>(share * 100)) + " %, " + amount(number("bytes")) + " of " +
+            amount(number("size"));
+    if (number("bytesPerSecond") > 0) line += ", " + amount(number("bytesPerSecond")) + "/s";
+    line += ", " + std::to_string(static_cast<int>(number("files"))) + " in hand";
+    return line;
+}
+
+void print(const Dictionary& status, std::ostream& output) {
+    output << "Storage: " << printable(textIn(status, "storage")) << '\n';
+    if (platform::flagAt(status, "isPaused").value_or(false)) output << "Paused: tsyncquenz resume\n";
     const auto pairs = pairsIn(status);
-    if (pairs.empty()) std::cout << "No folder is synced yet: tsyncquenz add FOLDER\n";
+    if (pairs.empty()) output << "No folder is synced yet: tsyncquenz add FOLDER\n";
     for (const Dictionary& pair : pairs) {
         std::string line =
             textIn(pair, "localPath") + " <-> " + textIn(pair, "remotePath") + ": " + textIn(pair, "state");
@@ -104,16 +142,19 @@ void print(const Dictionary& status) {
         if (problems != nullptr && !problems->empty())
             line += ", " + std::to_string(problems->size()) + " left out: tsyncquenz problems";
         if (const std::string waiting = sentenceOfWaiting(pair); !waiting.empty()) line += ", " + waiting;
-        std::cout << printable(line) << '\n';
+        output << printable(line) << '\n';
     }
+    if (const std::string line = progressLine(status); !line.empty()) output << line << '\n';
 }
 
-void show(backends::dbus::SyncServiceClient& client, bool isJson) {
+// Whether something is transferred.
+bool show(backends::dbus::SyncServiceClient& client, bool isJson, std::ostream& output) {
     const Dictionary status = client.status();
     if (isJson)
-        std::cout << platform::jsonDescription(status) << '\n';
+        output << platform::jsonDescription(status) << '\n';
     else
-        print(status);
+        print(status, output);
+    return status.contains("inHand");
 }
 
 // Until the service goes or nobody reads any more.
@@ -133,11 +174,19 @@ int watch(backends::dbus::SyncServiceClient& client, bool isJson) {
     const auto subscription =
         center.addObserver(TSYNC_NOTE_SYNC_REFRESH, [&](const platform::Notification&) { tell(isNew); });
     bus.start([&] { tell(isLost); });
+    const bool redraws = !isJson && ::isatty(STDOUT_FILENO) != 0;
     for (;;) {
-        show(client, isJson);
+        std::ostringstream text;
+        const bool isMoving = show(client, isJson, text);
+        if (redraws) std::cout << "\x1b[H\x1b[2J"; // to the top of an empty screen
+        std::cout << text.str();
         if (!flushOutput("tsyncquenz")) return usageTrouble;
         std::unique_lock guard(lock);
-        changed.wait(guard, [&] { return isNew || isLost; });
+        // Bytes come without being told; nothing is asked while nothing moves.
+        if (isMoving)
+            changed.wait_for(guard, std::chrono::seconds(1), [&] { return isNew || isLost; });
+        else
+            changed.wait(guard, [&] { return isNew || isLost; });
         if (isLost) throw std::runtime_error("the session bus has gone");
         isNew = false;
     }
@@ -169,7 +218,7 @@ int removeFolder(const std::string& folder) {
 int showStatus(bool isJson, bool watches) {
     auto client = connected();
     if (watches) return watch(client, isJson);
-    show(client, isJson);
+    show(client, isJson, std::cout);
     return EXIT_SUCCESS;
 }
 
@@ -196,7 +245,7 @@ int showProblems() {
 }
 
 int confirmLosses(const std::string& folder, bool isSure) {
-    backends::dbus::SyncServiceClient client;
+    auto client = connected();
     const std::string local = folder.empty() ? std::string() : localPathOf(folder);
     bool isFound = false;
     for (const Dictionary& pair : pairsIn(client.status())) {
@@ -217,7 +266,7 @@ int confirmLosses(const std::string& folder, bool isSure) {
 }
 
 int restoreItem(const std::string& path) {
-    backends::dbus::SyncServiceClient client;
+    auto client = connected();
     std::string remote = path;
     const std::string local = localPathOf(path);
     for (const Dictionary& pair : pairsIn(client.status())) {
@@ -227,6 +276,20 @@ int restoreItem(const std::string& path) {
     }
     const std::string place = client.restore(remote);
     std::cout << printable(place) << " is in the space again; a synced folder gets it from there\n";
+    return EXIT_SUCCESS;
+}
+
+int configure(const std::string& key, const std::string& value) {
+    if (!value.empty()) setOption(key, value);
+    const Options now = options();
+    bool isKnown = false;
+    for (const auto& [name, text] :
+         {std::pair("bandwidth", now.bandwidth), {"transfers", std::to_string(now.transfers)}})
+        if (key.empty() || key == name) {
+            std::cout << name << ": " << text << '\n';
+            isKnown = true;
+        }
+    if (!isKnown) throw std::runtime_error("there is no setting \"" + key + "\"");
     return EXIT_SUCCESS;
 }
 

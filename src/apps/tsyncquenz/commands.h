@@ -29,4 +29,9 @@ int confirmLosses(const std::string& folder, bool isSure);
 int restoreItem(const std::string& path);
 int showLogLine();
 
+// The password of rclone's encrypted configuration goes into the desktop's secret store.
+int storePassword();
+// Shows the options (settings.h), one of them, or changes one.
+int configure(const std::string& key, const std::string& value);
+
 } // namespace apps::tsyncquenz

@@ -84,6 +84,16 @@ int main(int count, char** words) {
         "restore", "Bring an item back from the trash of the space, the latest one of that path");
     restore->add_option("PATH", thrown, "In a synced folder, or in the space")->required();
     on(restore, [&] { return restoreItem(thrown); });
+    std::string key;
+    std::string value;
+    CLI::App* config =
+        app.add_subcommand("config", "Show the settings, or change one; a service that runs follows");
+    config->add_option("KEY", key, "bandwidth or transfers; none: all of them")
+        ->type_name("{bandwidth,transfers}");
+    config->add_option("VALUE", value, "Bytes a second, as 500K or 2M, or off; files at the same time");
+    on(config, [&] { return configure(key, value); });
+    on(app.add_subcommand("password", "Store the password of rclone's encrypted configuration"),
+       [] { return storePassword(); });
     on(app.add_subcommand("log", "How to read the service's log"), [] { return showLogLine(); });
     return apps::parseAndRun(app, count, words, exitStatus);
 }

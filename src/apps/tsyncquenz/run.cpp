@@ -1,17 +1,22 @@
 // The service, put together from its parts.
+#include "apps/tsyncquenz/MailProgram.h"
 #include "apps/tsyncquenz/commands.h"
+#include "apps/tsyncquenz/rclone_environment.h"
 #include "apps/tsyncquenz/settings.h"
 #include "apps/unit.h"
 #include "apps/usage.h"
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/BusNames.h"
 #include "backends/dbus/DaemonService.h"
+#include "backends/dbus/DesktopNotifier.h"
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/dbus/SyncServiceInterface.h"
 #include "backends/dbus/name_owner.h"
 #include "backends/gio/GioTrash.h"
 #include "backends/log/StandardErrorLog.h"
+#include "backends/posix/FileWatch.h"
 #include "backends/posix/InotifyEvents.h"
+#include "backends/posix/NetworkEvents.h"
 #include "backends/posix/SerialQueue.h"
 #include "backends/rclone/RcloneSpace.h"
 #include "protocol/names.h"
@@ -22,6 +27,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <unistd.h>
 
 namespace apps::tsyncquenz {
@@ -48,11 +54,28 @@ std::optional<std::string> reasonOf(const service::Outcome<service::Done>& outco
     return outcome ? std::nullopt : std::optional(outcome.failure().text);
 }
 
-backends::dbus::SyncServiceCalls callsOf(service::Service& service, const std::string& storage) {
+bool isTransferring(const platform::Dictionary& status) {
+    const platform::Array* pairs = platform::arrayAt(status, "pairs");
+    for (const platform::Value& value : pairs != nullptr ? *pairs : platform::Array()) {
+        const platform::Dictionary* pair = value.dictionary();
+        if (pair != nullptr && (pair->contains("uploading") || pair->contains("downloading"))) return true;
+    }
+    return false;
+}
+
+backends::dbus::SyncServiceCalls callsOf(service::Service& service, backends::rclone::RcloneSpace& space,
+                                         const std::string& storage) {
     return {
-        [&service, storage] {
+        [&service, &space, storage] {
             platform::Dictionary status = service.details();
             status["storage"] = storage;
+            if (isTransferring(status))
+                if (const auto now = space.progress().wait(); now && now->files > 0)
+                    status["inHand"] = platform::Dictionary{
+                        {"files", now->files},
+                        {"bytes", now->bytes},
+                        {"size", now->size},
+                        {"bytesPerSecond", static_cast<std::uint64_t>(now->bytesPerSecond)}};
             return status;
         },
         [&service](const auto& local, const auto& remote) { return reasonOf(service.add(local, remote)); },
@@ -99,21 +122,37 @@ int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, co
                                  "; there can be only one at a time");
     dbus::DistributedCenter center(bus, log);
     rclone::RemoteControl::Settings controlSettings;
-    controlSettings.environment = environment();
+    controlSettings.environment = rcloneEnvironment(log);
     rclone::RemoteControl control(controlSettings, log);
     rclone::RcloneSpace space(control, *storage, linksFolder());
+    const auto follow = [&control, &space] {
+        const Options wanted = options();
+        control.setBandwidth(wanted.bandwidth);
+        space.setTransfers(wanted.transfers);
+    };
+    follow();
+    const posix::FileWatch settingsWatch(settingsFile().string(), [&follow, &log] {
+        try {
+            follow();
+        } catch (const std::runtime_error& error) { // half a file, or nonsense
+            log.error(std::string_view(error.what()));
+        }
+    });
     gio::GioTrash trash;
     posix::InotifyEvents events;
+    dbus::DesktopNotifier notifier(bus, log);
+    MailProgram mail;
     service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}, {trashDays()}, haste},
-                             {space, trash, &events, center, log});
+                             {space, trash, &events, center, log, &mail, &notifier});
     posix::SerialQueue quick("requests");
     posix::SerialQueue folders("folder-lists");
     posix::SerialQueue changes("changes");
     posix::SerialQueue slow("slow-requests");
     sync_daemon::Requests requests(service, {quick, folders, changes, slow}, log);
     dbus::DaemonService protocol(bus, requests);
-    const dbus::SyncServiceInterface commandsInterface(bus, changes, callsOf(service, *storage));
-    const sync_daemon::Commands commands(service, center, quick, log);
+    const dbus::SyncServiceInterface commandsInterface(bus, changes, callsOf(service, space, *storage));
+    posix::SerialQueue messages("command-messages"); // some wait for the storage or for a mail program
+    const sync_daemon::Commands commands(service, center, messages, log);
     const platform::Subscription extension =
         dbus::watchNameOwner(bus, FINDER_SYNC_BUS_NAME, [&](const std::string&, const std::string& owner) {
             if (!owner.empty()) quick.dispatch([&service] { service.refresh(); });
@@ -125,11 +164,13 @@ int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, co
     protocol.requestName();
     log.info("The space is ", *storage);
     service.start();
+    std::optional<posix::NetworkEvents> network([&service] { service.networkCame(); });
 
     int signal = 0;
     ::sigwait(&ending, &signal);
     if (busLost) log.error("The session bus has gone");
     log.info("Ending");
+    network.reset();
     service.end();
     requests.stop();
     return busLost ? EXIT_FAILURE : EXIT_SUCCESS;

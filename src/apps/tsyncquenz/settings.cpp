@@ -5,16 +5,30 @@
 #include "sync_daemon/writing.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace apps::tsyncquenz {
 namespace {
 
 namespace fs = std::filesystem;
+
+bool isTransfers(std::int64_t number) { return number >= 1 && number <= 32; }
+
+bool isRate(std::string_view text) {
+    if (text == "off") return true;
+    const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    const std::string_view unit = text.substr(digits);
+    return digits > 0 && digits <= 9 &&
+           (unit.empty() ||
+            (unit.size() == 1 && std::string_view("BKMG").find(unit[0]) != std::string_view::npos));
+}
 
 // None: there is no file.
 std::optional<platform::Dictionary> entries() {
@@ -25,6 +39,20 @@ std::optional<platform::Dictionary> entries() {
     if (!value || value->dictionary() == nullptr)
         throw std::runtime_error("the settings are not a JSON object: " + settingsFile().string());
     return *value->dictionary();
+}
+
+void set(const std::string& key, platform::Value value) {
+    platform::Dictionary all = entries().value_or(platform::Dictionary());
+    all[key] = std::move(value);
+    const auto text = platform::jsonText(all);
+    if (!text) throw std::runtime_error("a setting is no UTF-8");
+    const fs::path file = settingsFile();
+    const std::string beside = file.string() + ".new";
+    std::error_code error;
+    fs::create_directories(file.parent_path(), error);
+    const bool isWritten = sync_daemon::writeToDisk(beside, *text + "\n");
+    if (isWritten) fs::rename(beside, file, error);
+    if (!isWritten || error) throw std::runtime_error("the settings cannot be written: " + file.string());
 }
 
 } // namespace
@@ -45,18 +73,32 @@ std::chrono::days trashDays() {
     return std::chrono::days(static_cast<int>(std::clamp(days.value_or(30), std::int64_t{0}, longest)));
 }
 
-void setStorage(const std::string& storage) {
-    platform::Dictionary all = entries().value_or(platform::Dictionary());
-    all["storage"] = storage;
-    const auto text = platform::jsonText(all);
-    if (!text) throw std::runtime_error("the storage's name is not UTF-8");
-    const fs::path file = settingsFile();
-    const std::string beside = file.string() + ".new";
-    std::error_code error;
-    fs::create_directories(file.parent_path(), error);
-    const bool isWritten = sync_daemon::writeToDisk(beside, *text + "\n");
-    if (isWritten) fs::rename(beside, file, error);
-    if (!isWritten || error) throw std::runtime_error("the settings cannot be written: " + file.string());
+void setStorage(const std::string& storage) { set("storage", storage); }
+
+Options options() {
+    const platform::Dictionary all = entries().value_or(platform::Dictionary());
+    Options read;
+    if (const std::string* rate = platform::textAt(all, "bandwidth"); rate != nullptr && isRate(*rate))
+        read.bandwidth = *rate;
+    if (const auto number = platform::numberAt(all, "transfers"); number && isTransfers(*number))
+        read.transfers = static_cast<unsigned>(*number);
+    return read;
+}
+
+void setOption(const std::string& key, const std::string& value) {
+    if (key == "bandwidth") {
+        if (!isRate(value))
+            throw std::runtime_error("a bandwidth is a number of bytes a second, as 500K or 2M, or off");
+        set(key, value);
+    } else if (key == "transfers") {
+        std::int64_t number = 0;
+        const auto read = std::from_chars(value.data(), value.data() + value.size(), number);
+        if (read.ec != std::errc() || read.ptr != value.data() + value.size() || !isTransfers(number))
+            throw std::runtime_error("transfers is a number from 1 to 32");
+        set(key, number);
+    } else {
+        throw std::runtime_error("there is no setting \"" + key + "\"");
+    }
 }
 
 std::vector<std::string> environment() {

@@ -1,5 +1,6 @@
 // Choosing a storage: it is tried with a small file in a folder of the try's own.
 #include "apps/tsyncquenz/commands.h"
+#include "apps/tsyncquenz/rclone_environment.h"
 #include "apps/tsyncquenz/settings.h"
 #include "backends/dbus/BusNames.h"
 #include "backends/log/StandardErrorLog.h"
@@ -21,7 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 
 int listStorages() {
-    backends::posix::ChildProcess rclone({"/usr/bin/rclone", environment(), true, {"listremotes"}});
+    backends::log::StandardErrorLog log("tsyncquenz", platform::LogLevel::error);
+    backends::posix::ChildProcess rclone({rcloneProgram, rcloneEnvironment(log), true, {"listremotes"}});
     std::cout << "Storages that rclone knows; choose one with: tsyncquenz setup NAME:PATH\n";
     while (const auto line = rclone.readLine(std::nullopt))
         std::cout << "  " << *line << '\n';
@@ -85,7 +87,7 @@ int setUp(const std::string& storage) {
         throw std::runtime_error("a storage is written NAME:PATH, as rclone writes it");
     backends::log::StandardErrorLog log("tsyncquenz", platform::LogLevel::error);
     backends::rclone::RemoteControl::Settings settings;
-    settings.environment = environment();
+    settings.environment = rcloneEnvironment(log);
     backends::rclone::RemoteControl control(settings, log);
     std::string pattern = (fs::temp_directory_path() / "tsyncquenz-try-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder can be made");

@@ -102,7 +102,7 @@ Dictionary RcloneSpace::at(const std::string& path) const { return {{"fs", stora
 // A file of equal size and time is a different one all the same: without this a move onto such a name deletes
 // what should be moved, and an upload of it does nothing. Unknown keys are accepted in silence.
 Dictionary RcloneSpace::options() const {
-    Dictionary options{{"IgnoreTimes", true}};
+    Dictionary options{{"IgnoreTimes", true}, {"Transfers", std::uint64_t{transfers}}};
     if (*slowDigests) options["IgnoreChecksum"] = true; // sizes are compared still
     return options;
 }
@@ -229,6 +229,12 @@ Pending<Done> RcloneSpace::removeFolder(const std::string& path) {
 
 Pending<Done> RcloneSpace::removeTree(const std::string& path) {
     return order("operations/purge", at(path), changeLimit);
+}
+
+Pending<Progress> RcloneSpace::progress() {
+    constexpr milliseconds progressLimit{2'000};
+    return ask<Progress>("core/stats", {}, progressLimit,
+                         [](const std::string& reply) { return readProgress(reply); });
 }
 
 Pending<std::string> RcloneSpace::publicLink(const std::string& path) {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "backends/rclone/RemoteControl.h"
+#include "backends/rclone/replies.h"
 #include "service/RemoteSpace.h"
 
 #include <atomic>
@@ -24,6 +25,11 @@ class RcloneSpace final : public service::RemoteSpace {
     ~RcloneSpace() override;
     RcloneSpace(const RcloneSpace&) = delete;
     RcloneSpace& operator=(const RcloneSpace&) = delete;
+
+    // Files that one operation brings at the same time. Any thread.
+    void setTransfers(unsigned files) { transfers = files; }
+    // Of all that the control transfers.
+    service::Pending<Progress> progress();
 
     service::Pending<service::Features> features() override;
     service::Pending<std::vector<service::RemoteItem>> list(const std::string& folder,
@@ -64,6 +70,7 @@ class RcloneSpace final : public service::RemoteSpace {
     const std::string storage;
     const std::filesystem::path farm; // links to what goes up, and folders of such links
     std::atomic<std::uint64_t> lastLink = 0;
+    std::atomic<unsigned> transfers = 4;
     // Until its features are known: they are. Shared with an answer that may come late.
     std::shared_ptr<std::atomic<bool>> slowDigests = std::make_shared<std::atomic<bool>>(true);
 };

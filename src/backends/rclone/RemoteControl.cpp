@@ -117,6 +117,11 @@ class RemoteControl::Loop {
         }
         ::curl_multi_wakeup(multi);
     }
+    // Whether it is another one than before.
+    bool setBandwidth(const std::string& rate) {
+        std::lock_guard guard(lock);
+        return std::exchange(bandwidth, rate) != rate;
+    }
 
   private:
     // Everything below happens on the loop's thread, which also starts the child: that dies with it.
@@ -230,6 +235,10 @@ class RemoteControl::Loop {
         start.environment = settings.environment;
         start.environment.push_back("RCLONE_RC_USER=" + user);
         start.environment.push_back("RCLONE_RC_PASS=" + password);
+        {
+            std::lock_guard guard(lock);
+            start.environment.push_back("RCLONE_BWLIMIT=" + bandwidth);
+        }
         start.environment.emplace_back("GOMEMLIMIT=80MiB"); // a third less at a look at 100,000 items
         try {
             child.emplace(start, clock);
@@ -334,7 +343,8 @@ class RemoteControl::Loop {
     CURLM* multi = nullptr;
     std::unique_ptr<curl_slist, CurlHandle> headers;
 
-    std::mutex lock; // of the next four
+    std::mutex lock; // of the next five
+    std::string bandwidth = "off";
     std::deque<std::unique_ptr<Exchange>> asked;
     std::vector<std::uint64_t> ended;
     std::uint64_t lastNumber = 0;
@@ -377,5 +387,11 @@ std::uint64_t RemoteControl::ask(const std::string& command, const platform::Dic
 }
 
 void RemoteControl::end(std::uint64_t question) { loop->end(question); }
+
+// A child that is not there yet, or dies now, has it from its start.
+void RemoteControl::setBandwidth(const std::string& rate) {
+    if (!loop->setBandwidth(rate)) return;
+    ask("core/bwlimit", {{"rate", rate}}, milliseconds(10'000), [](const service::Outcome<std::string>&) {});
+}
 
 } // namespace backends::rclone

@@ -45,6 +45,9 @@ class RemoteControl {
     // The answer comes once, unless `end` is first; it may come before this returns.
     std::uint64_t ask(const std::string& command, const platform::Dictionary& arguments,
                       std::chrono::milliseconds limit, Answer answer);
+    // Bytes a second of all transfers together, as rclone writes it, or "off": at once, and of each later
+    // child.
+    void setBandwidth(const std::string& rate);
     // Closes the question's connection, which makes rclone give up what it was doing.
     void end(std::uint64_t question);
 

@@ -26,6 +26,14 @@ bool isSet(const Dictionary& entries, std::string_view key) {
     return platform::flagAt(entries, key).value_or(false);
 }
 
+// A number without a fraction is written as one without.
+double realAt(const Dictionary& entries, std::string_view key) {
+    const Value* value = platform::find(entries, key);
+    if (value == nullptr) return 0;
+    if (const double* real = value->number()) return *real;
+    return static_cast<double>(numberAt(entries, key).value_or(0));
+}
+
 std::optional<RemoteItem> itemOf(const Value& value) {
     const Dictionary* entries = value.dictionary();
     if (!entries) return std::nullopt;
@@ -63,16 +71,48 @@ bool containsAny(std::string_view text, std::initializer_list<std::string_view> 
                        [text](std::string_view part) { return contains(text, part); });
 }
 
-// rclone passes on what the storage or the system said; the words are those of its own errors, of the
-// system's and of the protocols'.
-Trouble troubleOf(long status, std::string_view text) {
+std::string lowered(std::string_view text) {
     std::string lower(text);
     std::transform(lower.begin(), lower.end(), lower.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return lower;
+}
+
+// What a person can do about it, before rclone's own words.
+std::string hintOf(Trouble trouble, std::string_view text) {
+    const std::string lower = lowered(text);
+    if (containsAny(lower, {"not yet valid", "certificate has expired", "timetooskewed", "time too skewed"}))
+        return "is this machine's clock right? ";
+    if (containsAny(lower, {"unable to authenticate", "unauthorized", "invalid_grant"}))
+        return "the storage refuses the password or key; rclone config changes it: ";
+    if (containsAny(lower, {"knownhosts", "key mismatch", "host key"}))
+        return "the server is not the one that it was, or its key is unknown: ";
+    if (containsAny(lower, {"decrypt configuration", "config_pass", "configuration password"}))
+        return "rclone's configuration is encrypted; tsyncquenz password tells its password: ";
+    if (containsAny(lower, {"didn't find section", "didn't find backend"}))
+        return "rclone's configuration no longer has this storage; rclone config makes it: ";
+    switch (trouble) {
+    case Trouble::full:
+        return "no room is left: ";
+    case Trouble::refused:
+        return "the storage does not allow it: ";
+    case Trouble::unreachable:
+        return "the storage is not reached; it is tried again by itself: ";
+    default:
+        return {};
+    }
+}
+
+// rclone passes on what the storage or the system said; the words are those of its own errors, of the
+// system's and of the protocols'.
+Trouble troubleOf(long status, std::string_view text) {
+    const std::string lower = lowered(text);
     if (containsAny(lower, {"no space left", "quota", "insufficient storage", "storage limit", "disk full"}))
         return Trouble::full;
     if (containsAny(lower, {"permission denied", "forbidden", "unauthorized", "unable to authenticate",
-                            "read-only", "access denied", "accessdenied", "invalid_grant"}))
+                            "read-only", "access denied", "accessdenied", "invalid_grant", "not yet valid",
+                            "certificate has expired", "timetooskewed", "time too skewed", "key mismatch",
+                            "key is unknown"}))
         return Trouble::refused;
     if (containsAny(lower, {"doesn't support", "not supported", "can't be", "unsupported"}))
         return Trouble::impossible;
@@ -91,7 +131,8 @@ Failure readFailure(long status, std::string_view body) {
     const Dictionary* entries = value ? value->dictionary() : nullptr;
     const std::string* text = entries ? textAt(*entries, "error") : nullptr;
     if (!text) return {Trouble::other, "rclone answered with HTTP status " + std::to_string(status)};
-    return {troubleOf(status, *text), *text};
+    const Trouble trouble = troubleOf(status, *text);
+    return {trouble, hintOf(trouble, *text) + *text};
 }
 
 Outcome<std::vector<RemoteItem>> readList(std::string_view body) {
@@ -159,6 +200,27 @@ Outcome<service::Quota> readQuota(std::string_view body) {
         return static_cast<std::uint64_t>(*number);
     };
     return service::Quota{bytesAt("total"), bytesAt("used"), bytesAt("free")};
+}
+
+Outcome<Progress> readProgress(std::string_view body) {
+    const auto value = platform::valueOfJson(body);
+    const Dictionary* entries = value ? value->dictionary() : nullptr;
+    if (!entries) return malformed("its progress");
+    Progress progress;
+    const platform::Array* files = platform::arrayAt(*entries, "transferring"); // none: nothing is
+    for (const Value& file : files ? *files : platform::Array()) {
+        const Dictionary* transfer = file.dictionary();
+        if (!transfer) return malformed("its progress");
+        ++progress.files;
+        const auto amount = [transfer](std::string_view key) {
+            return static_cast<std::uint64_t>(
+                std::max<std::int64_t>(0, numberAt(*transfer, key).value_or(0)));
+        };
+        progress.size += amount("size");
+        progress.bytes += std::min(amount("bytes"), amount("size"));
+        progress.bytesPerSecond += realAt(*transfer, "speedAvg");
+    }
+    return progress;
 }
 
 Outcome<std::string> readLink(std::string_view body) {

@@ -21,6 +21,14 @@ Outcome<std::optional<service::RemoteItem>> readItem(std::string_view body);
 Outcome<service::Features> readFeatures(std::string_view body);
 Outcome<service::Quota> readQuota(std::string_view body);
 Outcome<std::string> readLink(std::string_view body);
+// What is being transferred now.
+struct Progress {
+    std::uint64_t files = 0;
+    std::uint64_t bytes = 0; // of these files, so far
+    std::uint64_t size = 0;  // of these files
+    double bytesPerSecond = 0;
+};
+Outcome<Progress> readProgress(std::string_view body);
 // The version as numbers, of a text such as "v1.60.1-DEV".
 Outcome<std::vector<int>> readVersion(std::string_view body);
 

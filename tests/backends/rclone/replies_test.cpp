@@ -51,6 +51,7 @@ TEST(RcloneReplies, ErrorsAreKindsToActOn) {
         long status;
         const char* text;
         Trouble trouble;
+        const char* hint = "";
     } cases[] = {
         {404, "object not found", Trouble::missing},
         {500, "remove /x: no such file or directory", Trouble::missing},
@@ -61,14 +62,26 @@ TEST(RcloneReplies, ErrorsAreKindsToActOn) {
         {500, "googleapi: Error 403: The user's Drive storage quota has been exceeded", Trouble::full},
         {500, "optional feature not supported", Trouble::impossible},
         {500, "something new", Trouble::other},
+        {500, "x509: certificate has expired or is not yet valid", Trouble::refused,
+         "is this machine's clock right? "},
+        {500, "ssh: unable to authenticate, attempted methods [none password]", Trouble::refused,
+         "the storage refuses the password or key; rclone config changes it: "},
+        {500, "ssh: handshake failed: knownhosts: key mismatch", Trouble::refused,
+         "the server is not the one that it was, or its key is unknown: "},
     };
-    for (const auto& [status, text, trouble] : cases) {
+    for (const auto& [status, text, trouble, hint] : cases) {
         const auto failure =
             readFailure(status, R"({"error":")" + std::string(text) +
                                     R"(","input":{"fs":":sftp,pass=secret:"},"status":500})");
         EXPECT_EQ(failure.trouble, trouble) << text;
+        EXPECT_TRUE(failure.text.starts_with(hint)) << failure.text;
         EXPECT_EQ(failure.text.find("secret"), std::string::npos);
     }
+    const auto progress = readProgress(R"({"bytes":9,"transferring":[{"bytes":3,"size":10,"speedAvg":2.5},
+        {"bytes":0,"size":5,"speedAvg":1}]})");
+    ASSERT_TRUE(progress);
+    EXPECT_TRUE(progress->files == 2 && progress->bytes == 3 && progress->size == 15 &&
+                progress->bytesPerSecond == 3.5);
     EXPECT_EQ(readFailure(502, "<html>").trouble, Trouble::other);
 }
 
