@@ -132,15 +132,15 @@ backends::rclone::RemoteControl::Settings controlSettings(const std::string& con
 
 Pair::Pair(const support::StorageServers& servers, const DiskFolder& disk, const std::string& name)
     : folder(made(disk / name)), control(controlSettings(servers.configuration()), log),
-      space(control, servers.storage("sftp"), links / "all"), local(folder),
-      store(disk / (name + ".db")), sync({space, local, store, trash, log, [this] { return now; },
-                                          [] { return std::chrono::sys_seconds(std::chrono::seconds(0)); }},
-                                         [&name] {
-                                             service::PairSync::Settings settings;
-                                             settings.remoteFolder = name;
-                                             settings.host = "bench";
-                                             return settings;
-                                         }()) {
+      space(control, servers.storage("sftp"), links / "all"), local(folder), store(disk / (name + ".db")),
+      sync({space, local, store, trash, log, [this] { return now; },
+            [] { return std::chrono::sys_seconds(std::chrono::seconds(0)); }},
+           [&name] {
+               service::PairSync::Settings settings;
+               settings.remoteFolder = name;
+               settings.host = "bench";
+               return settings;
+           }()) {
     if (!space.makeFolder(name).wait()) throw std::runtime_error("no folder in the storage");
 }
 

@@ -53,9 +53,9 @@ class Service final : public sync_daemon::SyncDaemon {
         platform::DirectoryEvents* events; // none: changes here are seen when they are looked at
         platform::DistributedNotificationCenter& center;
         platform::ProcessLog& log;
-        const platform::Clock& clock = platform::machineClock();
         MailComposer* mail = nullptr;               // none: nothing can be shared by e-mail
         platform::UserNotifier* notifier = nullptr; // none: nobody is told what needs a person
+        const platform::Clock& clock = platform::machineClock();
     };
 
     // Makes the state folder and reads what an earlier run left. Raises std::filesystem::filesystem_error

@@ -52,9 +52,9 @@ sigset_t blockEndingSignals() {
 struct Ground {
     explicit Ground(const RunOptions& options)
         : log("tsyncfinder", options.logLevel.value_or(platform::LogLevel::info)), bus("hosts"),
-          notifications("notifications"), resources(options.resourceFolder), requests(replies, localCenter, log),
-          center(notifications, log), notifier(bus, log), panelProcess(options.panelProgram, log, clock),
-          settings(log) {
+          notifications("notifications"), resources(options.resourceFolder),
+          requests(replies, localCenter, log), center(notifications, log), notifier(bus, log),
+          panelProcess(options.panelProgram, log, clock), settings(log) {
         if (!options.logLevel)
             logLevel = settings.follow([this](const SettingsRead& read) {
                 log.setLevel(backends::log::levelNamed(read["log-level"]).value());

@@ -142,8 +142,9 @@ int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, co
     posix::InotifyEvents events;
     dbus::DesktopNotifier notifier(bus, log);
     MailProgram mail;
-    service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}, {trashDays()}, haste},
-                             {space, trash, &events, center, log, &mail, &notifier});
+    service::Service service(
+        {stateFolder(), hostName(), {settingsFile().parent_path()}, {trashDays()}, haste},
+        {space, trash, &events, center, log, &mail, &notifier});
     posix::SerialQueue quick("requests");
     posix::SerialQueue folders("folder-lists");
     posix::SerialQueue changes("changes");

@@ -45,7 +45,7 @@ void set(const std::string& key, platform::Value value) {
     platform::Dictionary all = entries().value_or(platform::Dictionary());
     all[key] = std::move(value);
     const auto text = platform::jsonText(all);
-    if (!text) throw std::runtime_error("a setting is no UTF-8");
+    if (!text) throw std::runtime_error("a setting is not UTF-8");
     const fs::path file = settingsFile();
     const std::string beside = file.string() + ".new";
     std::error_code error;

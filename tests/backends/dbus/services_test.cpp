@@ -199,7 +199,7 @@ TEST(UnreadBytes, AreFewerForEachOfManyTogether) {
     constexpr std::size_t limit = std::size_t{2} << 20;
     const support::PrivateBus sessionBus;
     backends::dbus::Bus bus("sender");
-    UnreadBytes unread(bus);
+    UnreadBytes unread(bus, platform::machineClock());
     const auto deaf = sdbus::createSessionBusConnection();
     const auto object = sdbus::createObject(bus.connection(), "/sender");
     auto signal = object->createSignal("an.interface", "Signal");
