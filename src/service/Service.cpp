@@ -156,6 +156,7 @@ SyncThread::Settings Service::threadSettings(fs::path database) const {
     wanted.host = settings.host;
     wanted.keepsFor = settings.ages.trash;
     wanted.isPaused = state.paused;
+    wanted.haste = settings.haste;
     wanted.excluded = [this] {
         const std::lock_guard guard(lock);
         return state.excluded;

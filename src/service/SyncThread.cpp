@@ -77,6 +77,8 @@ struct SyncThread::Parts {
         settings.keepsFor = owner.settings.keepsFor;
         settings.bootId = bootId();
         settings.booted = booted();
+        settings.rest /= owner.settings.haste;
+        settings.restOfDeletions /= owner.settings.haste;
         settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
         return settings;
     }

@@ -48,6 +48,7 @@ class SyncThread {
         std::string host;
         bool isPaused = false;
         std::chrono::days keepsFor{30}; // what downloads replaced; 0: for ever
+        unsigned haste = 1; // what changes rests for so many times less; at least 1
         // The plain remote paths that are left out now, each with what lies below. Asked at each round.
         std::function<std::set<std::string, std::less<>>()> excluded;
         // The plain remote paths that alone are synced, each with what lies below. Asked at each round. None:

@@ -11,7 +11,7 @@ inline constexpr auto unitName = "tsyncquenz.service"; // systemd's, of the pers
 
 // The service itself, until one of the signals, which are blocked in every thread, or the loss of the bus.
 // When nobody asked for it, it ends at once, and well, where no storage is set up or the unit is masked.
-int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& ending);
+int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, const sigset_t& ending);
 
 // Without a storage the ones that rclone knows are listed; else it is tried and written into the settings.
 int setUp(const std::string& storage);

@@ -37,9 +37,13 @@ int main(int count, char** words) {
         ->check(CLI::IsMember({"debug", "info", "error"}));
     bool isAutomatic = false;
     run->add_flag("--automatic", isAutomatic, "Nobody asked for it: end at once where no storage is set up");
+    unsigned haste = 1;
+    run->add_option("--haste", haste,
+                    "Let what changes rest for so many times less before it counts: for trying things out")
+        ->check(CLI::Range(1, 100));
     on(run, [&] {
         pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-        return runService(level, isAutomatic, ending);
+        return runService(level, isAutomatic, haste, ending);
     });
 
     std::string storage;

@@ -79,7 +79,7 @@ fs::path linksFolder() {
 
 } // namespace
 
-int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& ending) {
+int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, const sigset_t& ending) {
     using namespace backends;
     log::StandardErrorLog log("tsyncquenz", *log::levelNamed(logLevel));
     if (const std::string mask = apps::maskOfUnit(unitName); isAutomatic && !mask.empty()) {
@@ -104,7 +104,7 @@ int runService(const std::string& logLevel, bool isAutomatic, const sigset_t& en
     rclone::RcloneSpace space(control, *storage, linksFolder());
     gio::GioTrash trash;
     posix::InotifyEvents events;
-    service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}, {trashDays()}},
+    service::Service service({stateFolder(), hostName(), {settingsFile().parent_path()}, {trashDays()}, haste},
                              {space, trash, &events, center, log});
     posix::SerialQueue quick("requests");
     posix::SerialQueue folders("folder-lists");

@@ -1,0 +1,398 @@
+// Two computers with one space, real programs on both, and everything that goes wrong in between: edits on
+// both sides at random, the service or its rclone killed, the server gone, connections cut in the middle of
+// an answer. After each round both folders and the space are equal, and no content that a person saved is
+// lost: it is in a folder, a trash or among what was kept.
+//
+// usage: rounds PROGRAM [ROUNDS] [SEED] [STORAGE]      STORAGE: sftp (the default), webdav
+//
+// Ends with 0 when all rounds were good; else with 1, and what is left lies in the folder that it names.
+#include "platform/json.h"
+#include "tests/support/FlakyWire.h"
+#include "tests/support/PrivateBus.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <random>
+#include <regex>
+#include <set>
+#include <unordered_map>
+
+namespace {
+
+namespace fs = std::filesystem;
+using support::contentOf;
+using Files = std::map<std::string, std::string>; // "/" for a folder
+
+constexpr std::chrono::seconds settleLimit{180};
+
+bool isPrivate(const std::string& path) {
+    return path.starts_with(".tsyncquenz") || path.find("/.tsyncquenz") != std::string::npos;
+}
+
+Files treeOf(const fs::path& folder) {
+    Files found;
+    std::error_code error;
+    for (auto item = fs::recursive_directory_iterator(folder, error);
+         !error && item != fs::recursive_directory_iterator(); item.increment(error)) {
+        const std::string path = item->path().lexically_relative(folder).string();
+        if (isPrivate(path)) continue;
+        std::error_code gone;
+        found[path] = item->is_directory(gone) ? "/" : contentOf(item->path());
+    }
+    return found;
+}
+
+// A home with a bus, the service in it and a person who works in one folder.
+class Computer {
+  public:
+    Computer(fs::path place, std::string programFile, std::string configuration)
+        : home(std::move(place)), program(std::move(programFile)), rclone(std::move(configuration)) {
+        fs::create_directories(folder());
+        bus.emplace();
+        address = ::getenv("DBUS_SESSION_BUS_ADDRESS");
+    }
+    fs::path folder() const { return home / "Shared"; }
+
+    // In this home.
+    support::Result command(const std::string& arguments) {
+        enter();
+        return support::run("timeout 30 " + program + " " + arguments);
+    }
+    void start() {
+        enter();
+        service.emplace(std::vector<std::string>{
+            "/bin/sh", "-c", "exec " + program + " run --haste 10 2>> " + (home / "log").string()});
+    }
+    void kill() { service.reset(); }
+    bool isRunning() const { return service.has_value(); }
+    void killRclone() const {
+        std::istringstream pids(support::run("pgrep -x rclone").output);
+        for (pid_t pid = 0; pids >> pid;)
+            if (contentOf("/proc/" + std::to_string(pid) + "/environ").find(address) != std::string::npos)
+                ::kill(pid, SIGKILL);
+    }
+    // "in step", "failed" and so on; "" when nobody answers.
+    std::string state(std::string& whole) {
+        whole = command("status --json").output;
+        const auto value = platform::valueOfJson(whole);
+        const auto* entries = value ? value->dictionary() : nullptr;
+        const auto* pairs = entries ? platform::arrayAt(*entries, "pairs") : nullptr;
+        if (!pairs || pairs->empty()) return {};
+        const auto* text = platform::textAt(*(*pairs)[0].dictionary(), "state");
+        return text ? *text : std::string();
+    }
+
+    const fs::path home;
+
+  private:
+    void enter() const {
+        for (const auto& [name, place] : {std::pair("HOME", ""),
+                                          {"XDG_DATA_HOME", "data"},
+                                          {"XDG_CONFIG_HOME", "config"},
+                                          {"XDG_STATE_HOME", "state"},
+                                          {"XDG_CACHE_HOME", "cache"},
+                                          {"XDG_RUNTIME_DIR", "runtime"}}) {
+            fs::create_directories(home / place);
+            ::setenv(name, (home / place).c_str(), 1);
+        }
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+        ::setenv("RCLONE_CONFIG", rclone.c_str(), 1);
+    }
+
+    const std::string program;
+    const std::string rclone;
+    std::string address;
+    std::optional<support::PrivateBus> bus;
+    std::optional<support::Program> service;
+};
+
+class Rounds {
+  public:
+    Rounds(const std::string& program, unsigned seed, const std::string& storage)
+        : random(seed), storageName(storage), wire(portIn(contentOf(servers.configuration()), storage)) {
+        const std::string configuration = work.path("rclone.conf");
+        std::string text = contentOf(servers.configuration());
+        const std::string port = std::to_string(portIn(text, storage));
+        text = std::regex_replace(text, std::regex("known_hosts_file = .*"), "");
+        std::ofstream(configuration) << std::regex_replace(text, std::regex(port),
+                                                           std::to_string(wire.port()));
+        for (const char* name : {"one", "two"})
+            computers.push_back(std::make_unique<Computer>(work / name, program, configuration));
+    }
+
+    bool begin() {
+        for (auto& computer : computers) {
+            const auto setup = computer->command("setup " + servers.storage(storageName));
+            computer->start();
+            const bool isAdded =
+                setup.status == 0 && support::eventually([&] {
+                    return computer->command("add " + computer->folder().string()).status == 0;
+                });
+            if (!isAdded) return fail("a computer does not begin: " + setup.output);
+        }
+        return true;
+    }
+
+    bool round(int number) {
+        const auto steps = 4 + below(30);
+        for (std::size_t step = 0; step < steps; ++step) {
+            edit(*computers[below(2)]);
+            if (below(6) == 0) disturb();
+            if (below(3) == 0) rest(below(400));
+        }
+        rest(below(3000));
+        wire.setDown(false);
+        if (!isServed) startServer();
+        for (auto& computer : computers)
+            if (!computer->isRunning()) computer->start();
+        return settle(number) && nothingIsLost(number);
+    }
+
+    // Leaves the evidence.
+    void keep() {
+        const std::string place = "/tmp/rounds-" + std::to_string(::getpid());
+        fs::copy(work.path(), place, fs::copy_options::recursive | fs::copy_options::skip_symlinks);
+        fs::copy(servers.files(storageName), place + "/space", fs::copy_options::recursive);
+        std::cout << "What is left lies in " << place << std::endl;
+    }
+
+  private:
+    static int portIn(const std::string& configuration, const std::string& storage) {
+        const std::regex pattern(storage == "sftp" ? "port = ([0-9]+)" : "127\\.0\\.0\\.1:([0-9]+)");
+        std::smatch found;
+        std::regex_search(configuration, found, pattern);
+        return std::stoi(found[1]);
+    }
+    std::size_t below(std::size_t most) { return static_cast<std::size_t>(random() % most); }
+    // The pace of a person; nothing is waited for.
+    static void rest(std::size_t milliseconds) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    }
+    bool fail(const std::string& what) const {
+        std::cout << what << std::endl;
+        return false;
+    }
+    void note(const std::string& line) {
+        const auto now = std::chrono::system_clock::now();
+        const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+        std::ofstream log(work / "edits", std::ios::app);
+        char clock[16];
+        std::strftime(clock, sizeof clock, "%H:%M:%S", std::localtime(&seconds));
+        log << clock << '.'
+            << std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000
+            << ' ' << line << std::endl;
+    }
+
+    std::string newContent() {
+        const std::size_t filler = below(12) == 0 ? below(3'000'000) : below(4) == 0 ? 0 : below(2000);
+        std::string content = "content " + std::to_string(++lastContent) + "\n" + std::string(filler, 'x');
+        saved[content] = lastContent;
+        return content;
+    }
+    // What a person does away with on purpose need not be kept.
+    void destroys(const fs::path& item) {
+        std::error_code error;
+        if (fs::is_directory(item, error)) {
+            for (const auto& [path, content] : treeOf(item))
+                saved.erase(content);
+        } else {
+            saved.erase(contentOf(item));
+        }
+    }
+    void save(const fs::path& file, const std::string& content, bool byRename) {
+        if (byRename) {
+            const fs::path beside = work / "being-saved";
+            std::ofstream(beside, std::ios::binary) << content;
+            std::error_code error;
+            fs::rename(beside, file, error);
+            if (error) saved.erase(content);
+            return;
+        }
+        std::ofstream stream(file, std::ios::binary);
+        const std::size_t half = content.size() / 2;
+        stream << content.substr(0, half) << std::flush;
+        if (below(4) == 0) rest(below(300)); // it is written while it goes up
+        stream << content.substr(half) << std::flush;
+        if (!stream) saved.erase(content);
+    }
+
+    void edit(Computer& computer) {
+        const fs::path top = computer.folder();
+        const Files files = treeOf(top);
+        std::vector<std::string> items;
+        std::vector<std::string> folders{""};
+        for (const auto& [path, content] : files) {
+            items.push_back(path);
+            if (content == "/") folders.push_back(path + "/");
+        }
+        const std::string item = items.empty() ? "" : items[below(items.size())];
+        const std::string other = items.empty() ? "" : items[below(items.size())];
+        const std::string name =
+            folders[below(folders.size())] + std::string(1, static_cast<char>('a' + below(6)));
+        const bool isFile = !item.empty() && files.at(item) != "/";
+        const std::string who = computer.home.filename().string();
+        std::error_code error;
+        const std::size_t kind = items.size() > 40 ? 13 : below(20);
+        if (kind < 7) {
+            if (files.contains(name)) return;
+            const std::string content = newContent();
+            note(who + " new " + name + " " + std::to_string(lastContent));
+            save(top / name, content, below(2) == 0);
+        } else if (kind < 8) {
+            note(who + " mkdir " + name);
+            fs::create_directory(top / name, error);
+        } else if (kind < 12 && isFile) {
+            destroys(top / item);
+            const std::string content = newContent();
+            note(who + " edit " + item + " " + std::to_string(lastContent));
+            save(top / item, content, below(2) == 0);
+        } else if (kind < 14 && !item.empty()) {
+            note(who + " delete " + item);
+            destroys(top / item);
+            fs::remove_all(top / item, error);
+        } else if (kind < 17 && !item.empty() && !files.contains(name) && !name.starts_with(item + "/")) {
+            note(who + " move " + item + " to " + name);
+            fs::rename(top / item, top / name, error);
+        } else if (kind == 17 && !item.empty() && item != other && !item.starts_with(other + "/") &&
+                   !other.starts_with(item + "/")) {
+            note(who + " swap " + item + " and " + other);
+            const fs::path aside = work / "swapped";
+            fs::rename(top / item, aside, error);
+            fs::rename(top / other, top / item, error);
+            fs::rename(aside, error ? top / item : top / other, error);
+        } else if (kind == 18 && isFile) { // a file becomes a folder with it
+            note(who + " into a folder " + item);
+            fs::rename(top / item, work / "aside", error);
+            fs::create_directory(top / item, error);
+            fs::rename(work / "aside", top / item / "a", error);
+        } else if (kind == 19 && isFile) {
+            note(who + " touch " + item);
+            fs::last_write_time(top / item, fs::file_time_type::clock::now(), error);
+        }
+    }
+
+    void disturb() {
+        Computer& computer = *computers[below(2)];
+        const std::string who = computer.home.filename().string();
+        switch (below(6)) {
+        case 0:
+            note("kill the service of " + who);
+            computer.kill();
+            rest(below(500));
+            computer.start();
+            break;
+        case 1:
+            note("kill the service of " + who + " for a while");
+            computer.kill();
+            break;
+        case 2:
+            note("kill rclone of " + who);
+            computer.killRclone();
+            break;
+        case 3:
+            note("cut in an answer");
+            wire.cutAfter(static_cast<std::int64_t>(below(20000)));
+            break;
+        case 4:
+            note("the network goes");
+            wire.setDown(true);
+            rest(below(1500));
+            if (below(2) == 0) wire.setDown(false);
+            break;
+        default:
+            note("the server goes");
+            stopServer();
+            rest(below(1000));
+            if (below(2) == 0) startServer();
+        }
+    }
+    void stopServer() {
+        storageName == "sftp" ? servers.stopSftp() : servers.stopWebdav();
+        wire.cutAfter(0);
+        isServed = false;
+    }
+    void startServer() {
+        if (!isServed) storageName == "sftp" ? servers.startSftp() : servers.startWebdav();
+        isServed = true;
+    }
+
+    // Until everything is equal.
+    bool settle(int number) {
+        const auto end = std::chrono::steady_clock::now() + settleLimit;
+        std::string states[2];
+        std::string details[2];
+        while (std::chrono::steady_clock::now() < end) {
+            bool isInStep = true;
+            for (std::size_t i = 0; i < 2; ++i) {
+                states[i] = computers[i]->state(details[i]);
+                isInStep = isInStep && states[i] == "in step";
+                // As a person would who waits for it: try again now, and yes, it is meant.
+                if (details[i].find("\"waiting\"") != std::string::npos)
+                    computers[i]->command("confirm " + computers[i]->folder().string());
+            }
+            if (isInStep && areEqual()) return true;
+            for (auto& computer : computers)
+                if (isInStep || below(3) == 0) computer->command("resume");
+            rest(200);
+        }
+        for (const std::string& status : details)
+            std::cout << status << '\n';
+        return fail("round " + std::to_string(number) + ": " +
+                    (areEqual() ? "it does not come to an end" : "the sides differ"));
+    }
+    bool areEqual() const {
+        const Files one = treeOf(computers[0]->folder());
+        return one == treeOf(computers[1]->folder()) && one == treeOf(servers.files(storageName) / "Shared");
+    }
+
+    bool nothingIsLost(int number) {
+        std::set<std::size_t> there; // by the hash of the content
+        for (const fs::path& place : {fs::path(work.path()), servers.files(storageName)})
+            for (const auto& entry : fs::recursive_directory_iterator(place))
+                if (entry.is_regular_file()) there.insert(std::hash<std::string>()(contentOf(entry.path())));
+        bool isWhole = true;
+        for (const auto& [content, id] : saved)
+            if (!there.contains(std::hash<std::string>()(content)))
+                isWhole =
+                    fail("round " + std::to_string(number) + ": content " + std::to_string(id) + " is lost");
+        return isWhole;
+    }
+
+    std::mt19937 random;
+    const std::string storageName;
+    support::TemporaryFolder work;
+    support::StorageServers servers;
+    support::FlakyWire wire;
+    bool isServed = true;
+    std::vector<std::unique_ptr<Computer>> computers;
+    int lastContent = 0;
+    std::unordered_map<std::string, int> saved; // what has to be somewhere
+};
+
+} // namespace
+
+int main(int count, char** words) {
+    const std::vector<std::string> arguments(words + 1, words + count);
+    if (arguments.empty()) {
+        std::cerr << "usage: rounds PROGRAM [ROUNDS] [SEED] [STORAGE]\n";
+        return 2;
+    }
+    const auto argument = [&](std::size_t at, const char* otherwise) {
+        return arguments.size() > at ? arguments[at] : otherwise;
+    };
+    const int rounds = std::stoi(argument(1, "5"));
+    const auto seed = static_cast<unsigned>(std::stoul(argument(2, "1")));
+    Rounds all(arguments[0], seed, argument(3, "sftp"));
+    bool isGood = all.begin();
+    int number = 0;
+    while (isGood && number < rounds)
+        isGood = all.round(++number);
+    if (!isGood) all.keep();
+    std::cout << number << " rounds, seed " << seed << ": " << (isGood ? "equal, and nothing lost" : "FAILED")
+              << std::endl;
+    return isGood ? 0 : 1;
+}
