@@ -4,6 +4,7 @@
 // lost: it is in a folder, a trash or among what was kept.
 //
 // usage: rounds PROGRAM [ROUNDS] [SEED] [STORAGE]      STORAGE: sftp (the default), webdav
+//        rounds PROGRAM large
 //
 // Ends with 0 when all rounds were good; else with 1, and what is left lies in the folder that it names.
 #include "platform/json.h"
@@ -72,8 +73,7 @@ class Computer {
     void killRclone() const {
         std::istringstream pids(support::run("pgrep -x rclone").output);
         for (pid_t pid = 0; pids >> pid;)
-            if (contentOf("/proc/" + std::to_string(pid) + "/environ").find(address) != std::string::npos)
-                ::kill(pid, SIGKILL);
+            if (isOurs(pid)) ::kill(pid, SIGKILL);
     }
     // "in step", "failed" and so on; "" when nobody answers.
     std::string state(std::string& whole) {
@@ -89,6 +89,14 @@ class Computer {
     const fs::path home;
 
   private:
+    bool isOurs(pid_t pid) const { // and no server
+        const auto holds = [pid](const char* what, const std::string& text) {
+            std::ifstream file("/proc/" + std::to_string(pid) + "/" + what, std::ios::binary);
+            const std::string all{std::istreambuf_iterator<char>(file), {}};
+            return all.find(text) != std::string::npos;
+        };
+        return holds("environ", address) && holds("cmdline", "rcd");
+    }
     void enter() const {
         for (const auto& [name, place] : {std::pair("HOME", ""),
                                           {"XDG_DATA_HOME", "data"},
@@ -150,6 +158,62 @@ class Rounds {
         for (auto& computer : computers)
             if (!computer->isRunning()) computer->start();
         return settle(number) && nothingIsLost(number);
+    }
+
+    // Many files and a large one, the service killed in the middle of both.
+    bool large() {
+        constexpr int folders = 100;
+        constexpr int filesInEach = 1000;
+        constexpr std::uintmax_t hugeSize = std::uintmax_t{5} << 30U;
+        Computer& one = *computers[0];
+        const fs::path there = servers.files(storageName) / "Shared";
+        const fs::path huge = one.folder() / "huge";
+        std::ofstream(huge) << "its beginning";
+        fs::resize_file(huge, hugeSize);
+        std::ofstream(huge, std::ios::app) << "its end";
+        for (int folder = 0; folder < folders; ++folder) {
+            fs::create_directory(one.folder() / std::to_string(folder));
+            for (int file = 0; file < filesInEach; ++file)
+                std::ofstream(one.folder() / std::to_string(folder) / std::to_string(file))
+                    << folder << ' ' << file;
+        }
+        // What has arrived of it, under any name.
+        const auto sizeThere = [&](const auto& counts) {
+            std::uintmax_t all = 0;
+            std::error_code error;
+            for (auto item = fs::recursive_directory_iterator(servers.files(storageName), error);
+                 !error && item != fs::recursive_directory_iterator(); item.increment(error))
+                all += counts(*item);
+            return all;
+        };
+        const auto largest = [](const auto& item) {
+            std::error_code gone;
+            const auto size = item.is_regular_file(gone) ? item.file_size(gone) : 0;
+            return gone || size < (1U << 20U) ? 0 : size;
+        };
+        const auto each = [](const auto&) { return std::uintmax_t{1}; };
+        const auto until = [&](const auto& condition) {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(60);
+            while (!condition() && std::chrono::steady_clock::now() < end)
+                rest(500);
+            return condition();
+        };
+        const bool isCut = until([&] { return sizeThere(largest) > (hugeSize >> 2U); });
+        one.kill();
+        one.start();
+        std::cout << "killed in the middle of the large file" << std::endl;
+        const bool isCutAgain =
+            until([&] { return sizeThere(each) > std::uintmax_t{folders} * filesInEach / 3; });
+        one.kill();
+        one.start();
+        std::cout << "killed in the middle of the small ones" << std::endl;
+        std::string whole;
+        const bool hasEnded = until([&] { return one.state(whole) == "in step"; });
+        const bool isEqual =
+            support::run("diff -r --exclude='.tsyncquenz*' " + one.folder().string() + " " + there.string())
+                .status == 0;
+        if (!isCut || !isCutAgain || !hasEnded) return fail("it does not come to an end: " + whole);
+        return isEqual || fail("the sides differ");
     }
 
     // Leaves the evidence.
@@ -384,13 +448,20 @@ int main(int count, char** words) {
     const auto argument = [&](std::size_t at, const char* otherwise) {
         return arguments.size() > at ? arguments[at] : otherwise;
     };
+    const std::string storage = argument(3, "sftp");
+    if (argument(1, "") == "large") {
+        Rounds all(arguments[0], 1, storage);
+        const bool isGood = all.begin() && all.large();
+        std::cout << "100,000 files and one of 5 GiB: " << (isGood ? "equal" : "FAILED") << std::endl;
+        return isGood ? 0 : 1;
+    }
     const int rounds = std::stoi(argument(1, "5"));
     const auto seed = static_cast<unsigned>(std::stoul(argument(2, "1")));
-    Rounds all(arguments[0], seed, argument(3, "sftp"));
+    Rounds all(arguments[0], seed, storage);
     bool isGood = all.begin();
     int number = 0;
     while (isGood && number < rounds)
-        isGood = all.round(++number);
+        if (isGood = all.round(++number); number % 10 == 0) std::cout << number << " rounds" << std::endl;
     if (!isGood) all.keep();
     std::cout << number << " rounds, seed " << seed << ": " << (isGood ? "equal, and nothing lost" : "FAILED")
               << std::endl;

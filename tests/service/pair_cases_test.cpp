@@ -1,0 +1,260 @@
+// What a storage, another computer and a person do to a pair in the middle of its work.
+#include "service/PairSync.h"
+#include "tests/service/TrickySpace.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/fakes.h"
+
+#include <gtest/gtest.h>
+
+namespace service {
+namespace {
+
+namespace fs = std::filesystem;
+using support::contentOf;
+using Files = std::map<std::string, std::string>;
+
+class FolderTrash final : public DesktopTrash {
+  public:
+    explicit FolderTrash(fs::path place) : folder(std::move(place)) { fs::create_directories(folder); }
+    Outcome<Done> trash(const fs::path& item) override {
+        fs::rename(item, folder / (std::to_string(++count) + "-" + item.filename().string()));
+        return Done{};
+    }
+
+  private:
+    fs::path folder;
+    int count = 0;
+};
+
+class Computer {
+  public:
+    Computer(const fs::path& place, TrickySpace& remote, const std::string& name)
+        : home(place / name), space(remote), trash(home / "trash") {
+        fs::create_directories(home / "pair");
+        (void)space.makeFolder("pair").wait();
+        local.emplace(home / "pair");
+        store.emplace(home / "state.db");
+        PairSync::Settings settings;
+        settings.remoteFolder = "pair";
+        settings.host = name;
+        sync.emplace(
+            PairSync::Surroundings{space, *local, *store, trash, log, [this] { return now; },
+                                   [] { return std::chrono::sys_seconds(std::chrono::seconds(1795615200)); }},
+            settings);
+    }
+    fs::path operator/(const std::string& path) const { return home / "pair" / path; }
+    void write(const std::string& path, const std::string& content) const {
+        fs::create_directories((*this / path).parent_path());
+        std::ofstream(*this / path, std::ios::binary) << content;
+    }
+    // How it ended, with what it left out.
+    std::string settle() {
+        for (int number = 0; number < 30; ++number) {
+            now += std::chrono::hours(1); // everything has rested
+            const auto result = sync->round({});
+            if (!result) return "failed: " + result.failure().text;
+            if (!result->isInStep()) continue;
+            std::string problems;
+            for (const auto& problem : result->problems)
+                problems += problem.path + "; ";
+            return problems;
+        }
+        return "does not end";
+    }
+    Files files() const { return contentsOf(home / "pair"); }
+    // Also what was thrown away and what was kept.
+    bool has(const std::string& content) const {
+        for (const auto& entry : fs::recursive_directory_iterator(home))
+            if (entry.is_regular_file() && contentOf(entry.path()) == content) return true;
+        return false;
+    }
+    static Files contentsOf(const fs::path& folder) {
+        Files found;
+        for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+            const std::string path = entry.path().lexically_relative(folder).string();
+            if (entry.is_regular_file() && !path.starts_with(".tsyncquenz"))
+                found[path] = contentOf(entry.path());
+        }
+        return found;
+    }
+
+    const fs::path home;
+    support::RecordingLog log;
+    std::optional<PairSync> sync;
+
+  private:
+    TrickySpace& space;
+    FolderTrash trash;
+    std::chrono::steady_clock::time_point now{};
+    std::optional<LocalSide> local;
+    std::optional<PairStore> store;
+};
+
+class PairCases : public testing::Test {
+  protected:
+    void settleAll() {
+        for (Computer* who : {&one, &two, &one})
+            EXPECT_EQ(who->settle(), "");
+    }
+    // Once, at the next operation of that name on a path that holds the word.
+    void onceBefore(const std::string& operation, const std::string& word,
+                    std::function<std::optional<Failure>()> act) {
+        space.before = [this, operation, word, act = std::move(act)](
+                           const std::string& now, const std::string& path) -> std::optional<Failure> {
+            if (now != operation || path.find(word) == std::string::npos) return std::nullopt;
+            const auto once = act; // the hook itself goes
+            space.before = [](const auto&, const auto&) { return std::nullopt; };
+            return once();
+        };
+    }
+    bool isThere(const std::string& content) const {
+        return std::any_of(space.items.begin(), space.items.end(),
+                           [&](const auto& item) { return item.second.content == content; });
+    }
+
+    support::TemporaryFolder place;
+    TrickySpace space;
+    Computer one{place.path(), space, "one"};
+    Computer two{place.path(), space, "two"};
+};
+
+TEST_F(PairCases, ARingOfNamesIsMovedAndNotSent) {
+    const Files before{{"a", "1"}, {"b", "22"}, {"c", "333"}, {"d/x", "4444"}, {"e/x", "55555"}};
+    for (const auto& [path, content] : before)
+        one.write(path, content);
+    settleAll();
+    const auto rename = [&](const std::string& from, const std::string& to) {
+        fs::rename(one / from, one / to);
+    };
+    for (const auto& [from, to] :
+         {std::pair("a", "t"), {"c", "a"}, {"b", "c"}, {"t", "b"}, {"d", "t"}, {"e", "d"}, {"t", "e"}})
+        rename(from, to);
+    space.asked.clear();
+    settleAll();
+    const Files after{{"b", "1"}, {"c", "22"}, {"a", "333"}, {"e/x", "4444"}, {"d/x", "55555"}};
+    EXPECT_EQ(one.files(), after);
+    EXPECT_EQ(two.files(), after);
+    EXPECT_EQ(space.asked["bringUp"], 0);
+}
+
+TEST_F(PairCases, NamesThatTheStorageWritesInItsOwnWay) {
+    space.foldsCase = space.decomposes = true;
+    one.write("Caf\u00e9/Readme", "1");
+    settleAll();
+    EXPECT_EQ(two.files().size(), 1U);
+    fs::rename(one / "Caf\u00e9/Readme", one / "Caf\u00e9/README");
+    space.asked.clear();
+    settleAll();
+    settleAll();
+    EXPECT_EQ(space.asked["bringUp"] + space.asked["bringDown"], 0); // nothing is deleted and made anew
+    EXPECT_EQ(one.files(), (Files{{"Caf\u00e9/README", "1"}}));
+    ASSERT_EQ(two.files().size(), 1U);
+    EXPECT_TRUE(two.files().begin()->first.ends_with("/README"));
+
+    // Two that are one there, and two that are one after a translation: said, and none is taken for the
+    // other.
+    two.write("Caf\u00e9/reADme", "2");
+    one.write("a\nb", "newline");
+    one.write("a\u240ab", "its sign");
+    EXPECT_NE(one.settle(), "");
+    EXPECT_NE(two.settle(), "");
+    EXPECT_TRUE(one.has("newline") && one.has("its sign") && one.has("1") && two.has("2") && two.has("1"));
+    EXPECT_FALSE(isThere("newline") || isThere("its sign"));
+}
+
+TEST_F(PairCases, TwoEditsThereInOneSecondAreBothSeen) {
+    one.write("a", "1111");
+    settleAll();
+    space.put("pair/a", "2222");
+    space.now -= 1'000'000'000; // and again at the same time, of the same size, while it comes down
+    onceBefore("bringDown", "pair/a", [this] {
+        space.put("pair/a", "3333");
+        return std::nullopt;
+    });
+    settleAll();
+    settleAll();
+    EXPECT_EQ(one.files(), (Files{{"a", "3333"}}));
+    EXPECT_EQ(two.files(), one.files());
+}
+
+// What comes in between at each step of a replacement, here, there and by the other computer.
+TEST_F(PairCases, WhatComesInBetweenIsKept) {
+    struct Case {
+        const char* operation;
+        const char* path;
+        std::function<void()> act;
+    };
+    const Case cases[] = {
+        {"bringUp", "tsyncquenz", [this] { one.write("a", "written while it goes up"); }},
+        {"look", "tsyncquenz/up", [this] { one.write("a", "written after it went up"); }},
+        {"moveFile", "pair/a", [this] { two.settle(); }}, // replaces the same file, whole
+        {"look", "tsyncquenz/trash", [this] { space.put("pair/a", "put into the free name"); }},
+        {"moveFile", "tsyncquenz/up", [this] { one.write("a", "written before it is placed"); }},
+    };
+    int number = 0;
+    for (const Case& now : cases) {
+        SCOPED_TRACE(std::string(now.operation) + " " + now.path);
+        const std::string agreed = "agreed" + std::to_string(++number);
+        one.write("a", agreed);
+        settleAll();
+        const std::string first = "of one" + std::to_string(number);
+        const std::string second = "of two, longer" + std::to_string(number);
+        one.write("a", first);
+        if (std::string(now.operation) == "moveFile" && std::string(now.path) == "pair/a")
+            two.write("a", second);
+        bool happened = false;
+        onceBefore(now.operation, now.path, [&] {
+            now.act();
+            happened = true;
+            return std::nullopt;
+        });
+        settleAll();
+        settleAll();
+        EXPECT_TRUE(happened);
+        EXPECT_EQ(one.files(), two.files());
+        const bool isOverwritten = number == 1 || number == 2 || number == 5; // by the person
+        if (!isOverwritten) {
+            EXPECT_TRUE(one.has(first) && two.has(first));
+        } else {
+            EXPECT_TRUE(contentOf(two / "a").starts_with("written"));
+        }
+        EXPECT_EQ(number == 3, one.has(second) && two.has(second));
+        EXPECT_EQ(number >= 4, one.has("put into the free name"));
+    }
+    // The other way: edited here between the plan and the arrival of the other's version.
+    one.write("a", "theirs");
+    EXPECT_EQ(one.settle(), "");
+    onceBefore("bringDown", "pair/a", [this] {
+        two.write("a", "mine, meanwhile");
+        return std::nullopt;
+    });
+    EXPECT_EQ(two.settle(), "");
+    settleAll();
+    EXPECT_EQ(one.files(), two.files());
+    EXPECT_TRUE(one.has("theirs") && one.has("mine, meanwhile"));
+}
+
+TEST_F(PairCases, AFullDiskAndAFullQuotaLeaveTheOldVersionAndNothingHalf) {
+    one.write("a", "the old version");
+    settleAll();
+    one.write("a", "the new version");
+    const Failure full{Trouble::full, "no room is left"};
+    space.before = [&](const std::string& now, const std::string&) {
+        return now == "bringUp" ? std::optional(full) : std::nullopt;
+    };
+    EXPECT_EQ(one.settle(), "does not end"); // it goes on trying
+    EXPECT_EQ(space.items.at("pair/a").content, "the old version");
+    EXPECT_FALSE(isThere("the new")); // the half
+    space.before = [&](const std::string& now, const std::string&) {
+        return now == "bringDown" ? std::optional(full) : std::nullopt;
+    };
+    EXPECT_EQ(one.settle(), "");
+    EXPECT_EQ(two.settle(), "does not end");
+    EXPECT_EQ(two.files(), (Files{{"a", "the old version"}}));
+    space.before = [](const auto&, const auto&) { return std::nullopt; };
+    settleAll();
+    EXPECT_EQ(two.files(), (Files{{"a", "the new version"}}));
+}
+
+} // namespace
+} // namespace service
