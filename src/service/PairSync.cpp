@@ -274,6 +274,10 @@ Name PairSync::nameOf(const OnBothSides& sides, const std::optional<AgreedItem>&
         name.agreed->identity = {identityOf(known->here), identityOf(known->there)};
         name.agreed->record = {0, known->shape == Shape::file ? hashOf(known->there) : 0};
         name.agreed->spelling = {known->hereName, known->thereName};
+        if (sides.here)
+            name.agreed->spelling[0] = spellingOf(key, *known, &AgreedItem::hereName, sides.here->path);
+        if (sides.there)
+            name.agreed->spelling[1] = spellingOf(key, *known, &AgreedItem::thereName, sides.there->path);
     }
     if (sides.here) name.seen[0] = seenHere(key, *sides.here, known);
     if (sides.there) name.seen[1] = seenThere(key, *sides.there, known);
@@ -281,6 +285,17 @@ Name PairSync::nameOf(const OnBothSides& sides, const std::optional<AgreedItem>&
          {sides.here ? sides.here->reason : "", sides.there ? sides.there->reason : ""})
         if (!reason.empty()) round.problems.push_back({key, reason});
     return name;
+}
+
+// The agreed one. Some storages write every name in a normal form of their own: that is no other name, and
+// nobody's is written anew for it.
+std::string PairSync::spellingOf(const std::string& key, const AgreedItem& agreed,
+                                 std::string AgreedItem::*side, const std::string& path) {
+    std::string now = lastOf(path);
+    const std::string& then = agreed.*side;
+    if (now == then || faultOf(now) || keyOf(now, false) != keyOf(then, false)) return then;
+    renewedOf(key, agreed).*side = now;
+    return now;
 }
 
 AgreedItem& PairSync::renewedOf(const std::string& key, const AgreedItem& agreed) {

@@ -132,6 +132,8 @@ class PairSync {
                             const std::stop_token& stop);
     Outcome<std::vector<Name>> look(Round& round, const std::stop_token& stop);
     Name nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& agreed, Round& round);
+    std::string spellingOf(const std::string& key, const AgreedItem& agreed, std::string AgreedItem::*side,
+                           const std::string& path);
     AgreedItem& renewedOf(const std::string& key, const AgreedItem& agreed);
     void lookAtKept();
     bool isSettled(const PairStore::Kept& file);
