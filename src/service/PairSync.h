@@ -195,6 +195,7 @@ class PairSync {
     Outcome<Done> checkUnchangedHere(const std::string& key);
     Outcome<Done> checkGoneThere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> checkGoneHere(const std::string& key) const;
+    bool isAsAgreedHere(const LocalItem& item) const;
     std::string pathHere(const std::string& key) const;
     std::string pathThere(const std::string& key) const; // in the space
     std::string nameOn(Side side, const std::string& key) const;

@@ -119,17 +119,38 @@ Outcome<Done> PairSync::checkUnchangedThere(const std::string& key, const std::s
     options.foldsCase = features.foldsCase;
     const auto now = lookAtSpace(around.space, path, options, stop);
     if (!now) return now.failure();
-    std::size_t known = 0;
+    std::size_t expectedBelow = 0;
     for (auto at = std::next(view.find(key)); at != view.end() && isAtOrBelow(at->first, key); ++at)
-        if (at->second.there) ++known;
+        if (at->second.there) ++expectedBelow;
     for (const RemoteEntry& entry : *now) {
-        const auto found = view.find(joined(key, entry.key));
-        if (found == view.end() || !found->second.there || entry.shape != found->second.there->shape ||
+        const std::string below = joined(key, entry.key);
+        const auto found = view.find(below);
+        if (found == view.end()) { // the look kept nothing of what was as agreed
+            const auto agreed = around.store.at(below);
+            if (!agreed || agreed->shape != entry.shape || !(agreed->there == recordOf(entry.item)))
+                return changed(path);
+            continue;
+        }
+        if (!found->second.there || entry.shape != found->second.there->shape ||
             !(recordOf(entry.item) == recordOf(found->second.there->item)))
             return changed(path);
+        --expectedBelow;
     }
-    if (now->size() != known) return changed(path);
+    if (expectedBelow != 0) return changed(path);
     return Done{};
+}
+
+// Of such items the look kept nothing.
+bool PairSync::isAsAgreedHere(const LocalItem& item) const {
+    std::string key;
+    for (const std::filesystem::path& name : std::filesystem::path(item.path)) {
+        if (faultOf(name.string())) return false;
+        key = joined(key, keyOf(name.string(), features.foldsCase));
+    }
+    const auto agreed = around.store.at(key);
+    const bool isFolder = item.shape == Shape::folder;
+    return agreed && agreed->shape == item.shape &&
+           agreed->here == (isFolder ? folderRecord(item.record) : item.record) && !view.contains(key);
 }
 
 Outcome<Done> PairSync::checkUnchangedHere(const std::string& key) {
@@ -147,11 +168,14 @@ Outcome<Done> PairSync::checkUnchangedHere(const std::string& key) {
     std::map<std::string, const LocalItem*> known;
     for (auto at = std::next(view.find(key)); at != view.end() && isAtOrBelow(at->first, key); ++at)
         if (at->second.here) known.emplace(at->second.here->path, &*at->second.here);
-    if (now->size() != known.size()) return changed(expected.path);
+    std::size_t expectedBelow = known.size();
     for (const LocalItem& found : *now) {
         const auto then = known.find(found.path);
-        if (then == known.end() || !same(found, *then->second)) return changed(expected.path);
+        if (then != known.end() ? !same(found, *then->second) : !isAsAgreedHere(found))
+            return changed(expected.path);
+        if (then != known.end()) --expectedBelow;
     }
+    if (expectedBelow != 0) return changed(expected.path);
     return Done{};
 }
 

@@ -4,7 +4,7 @@
 // lost: it is in a folder, a trash or among what was kept.
 //
 // usage: rounds PROGRAM [ROUNDS] [SEED] [STORAGE]      STORAGE: sftp (the default), webdav
-//        rounds PROGRAM large
+//        rounds PROGRAM large [FILES]      100,000 small files without it, and one of 5 GiB
 //
 // Ends with 0 when all rounds were good; else with 1, and what is left lies in the folder that it names.
 #include "platform/json.h"
@@ -161,9 +161,9 @@ class Rounds {
     }
 
     // Many files and a large one, the service killed in the middle of both.
-    bool large() {
+    bool large(int files) {
         constexpr int folders = 100;
-        constexpr int filesInEach = 1000;
+        const int filesInEach = files / folders;
         constexpr std::uintmax_t hugeSize = std::uintmax_t{5} << 30U;
         Computer& one = *computers[0];
         const fs::path there = servers.files(storageName) / "Shared";
@@ -203,7 +203,7 @@ class Rounds {
         one.start();
         std::cout << "killed in the middle of the large file" << std::endl;
         const bool isCutAgain =
-            until([&] { return sizeThere(each) > std::uintmax_t{folders} * filesInEach / 3; });
+            until([&] { return sizeThere(each) > static_cast<std::uintmax_t>(files) / 3; });
         one.kill();
         one.start();
         std::cout << "killed in the middle of the small ones" << std::endl;
@@ -451,8 +451,9 @@ int main(int count, char** words) {
     const std::string storage = argument(3, "sftp");
     if (argument(1, "") == "large") {
         Rounds all(arguments[0], 1, storage);
-        const bool isGood = all.begin() && all.large();
-        std::cout << "100,000 files and one of 5 GiB: " << (isGood ? "equal" : "FAILED") << std::endl;
+        const bool isGood = all.begin() && all.large(std::stoi(argument(2, "100000")));
+        std::cout << argument(2, "100000") << " files and one of 5 GiB: " << (isGood ? "equal" : "FAILED")
+                  << std::endl;
         return isGood ? 0 : 1;
     }
     const int rounds = std::stoi(argument(1, "5"));

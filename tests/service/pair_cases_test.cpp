@@ -136,6 +136,14 @@ TEST_F(PairCases, ARingOfNamesIsMovedAndNotSent) {
     EXPECT_EQ(one.files(), after);
     EXPECT_EQ(two.files(), after);
     EXPECT_EQ(space.asked["bringUp"], 0);
+
+    // Each folder is the other one now, and has the items that it had.
+    for (const auto& [from, to] :
+         {std::pair("d", "t"), {"e", "d"}, {"t", "e"}, {"d/x", "t"}, {"e/x", "d/x"}, {"t", "e/x"}})
+        rename(from, to);
+    settleAll();
+    EXPECT_EQ(one.files(), after);
+    EXPECT_EQ(two.files(), after);
 }
 
 TEST_F(PairCases, NamesThatTheStorageWritesInItsOwnWay) {
