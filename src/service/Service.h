@@ -41,7 +41,7 @@ class Service final : public sync_daemon::SyncDaemon {
         std::string host;                              // of this machine, in the names of conflict copies
         std::vector<std::filesystem::path> ownFolders; // beside the state: no local root may hold them
         trash::Ages ages{};                            // of what lies in the space's trash
-        unsigned haste = 1; // as in SyncThread.h
+        unsigned haste = 1;                            // as in SyncThread.h
     };
     struct Surroundings {
         RemoteSpace& space;

@@ -79,6 +79,7 @@ struct SyncThread::Parts {
         settings.booted = booted();
         settings.rest /= owner.settings.haste;
         settings.restOfDeletions /= owner.settings.haste;
+        settings.restAfterUpload /= owner.settings.haste * owner.settings.haste; // minutes
         settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
         return settings;
     }

@@ -162,7 +162,8 @@ TEST_F(SyncService, BringsSingleItemsUpAndDownAndWritesASnapshotOfTheSpace) {
 
     std::ofstream(home / "Downloads/Docs") << "mine";
     EXPECT_EQ(request("downloadFile_toDirectory_", "/Docs " + downloads), "()\n");
-    EXPECT_TRUE(eventually([&] { return contentOf(downloads + "/Docs (2)/below/one.txt") == "edited here"; }));
+    EXPECT_TRUE(
+        eventually([&] { return contentOf(downloads + "/Docs (2)/below/one.txt") == "edited here"; }));
     EXPECT_EQ(contentOf(downloads + "/Docs"), "mine");
     EXPECT_NE(request("downloadFile_toDirectory_", "/None " + downloads), "()\n");
 
