@@ -73,9 +73,23 @@ class TrickySpace final : public RemoteSpace {
     }
     Pending<Done> bringUpAll(const std::vector<Upload>& files, const std::string& folder) override {
         (void)makeFolder(folder).wait();
-        for (const Upload& upload : files)
-            if (const auto up = bringUp(upload.file, folder + "/" + upload.name).wait(); !up)
-                return Pending<Done>(up);
+        for (const Upload& upload : files) {
+            const std::string path = folder + "/" + upload.name;
+            auto done = upload.file.empty() ? makeFolder(path) : bringUp(upload.file, path);
+            if (const auto up = done.wait(); !up) return Pending<Done>(up);
+        }
+        return Pending<Done>(Done{});
+    }
+    Pending<Done> bringDownAll(const std::string& folder, const std::vector<std::string>& names,
+                               const std::string& place) override {
+        for (const std::string& name : names)
+            for (const auto& [key, item] : items) {
+                const std::string top = keyOfPath(folder + "/" + name);
+                if (key != top && !key.starts_with(top + "/")) continue;
+                const std::filesystem::path file = place + "/" + name + key.substr(top.size());
+                std::filesystem::create_directories(item.content ? file.parent_path() : file);
+                if (item.content) std::ofstream(file, std::ios::binary) << *item.content;
+            }
         return Pending<Done>(Done{});
     }
     Pending<Done> bringDown(const std::string& path, const std::string& file, std::uint64_t) override {
