@@ -56,7 +56,7 @@ class Computer {
             if (!result->isInStep()) continue;
             std::string problems;
             for (const auto& problem : result->problems)
-                problems += problem.path + "; ";
+                if (!problem.reason.starts_with("it keeps changing")) problems += problem.path + "; ";
             return problems;
         }
         return "does not end";
