@@ -2,6 +2,7 @@
 // order, and which menus selections get.
 #include "extension/commands.h"
 #include "tests/extension/ExtensionParts.h"
+#include "tests/support/counted_memory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -152,7 +153,9 @@ TEST_F(FinderSyncTest, ClearsEverythingBelowARemovedRootAndEndsInACycle) {
     // The whole disk, on a queue of its own; the walk ends when the next table makes other roots.
     walks.isHeld = true;
     refresh({{"/R", "/r"}});
+    controller.take();
     removed("/");
+    EXPECT_THAT(controller.take(), ElementsAre("badge none /")) << "no other queue walks";
     EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge sync /r/f")) << "nothing waits for the walk";
     refresh({{"/S", "/s"}});
     controller.take();
@@ -164,14 +167,34 @@ TEST_F(FinderSyncTest, DoesNoWorkForAControllerThatShowsNothing) {
     controller.isShowing = false;
     log.lowest = platform::LogLevel::info;
     start();
+    disk.questions = 0;
     refresh({{"/R", "/r"}}, transfer({"/r/d/g"}));
     refresh({{"/R", "/r"}}, transfer({"/r/f"}));
     refresh({{"/R", "/r"}}, status("syncStatusCompleted"));
-    disk.questions = 0;
     controller.take();
     removed("/r");
     EXPECT_EQ(disk.questions, 0U);
     EXPECT_THAT(controller.take(), ElementsAre("badge none /r"));
+}
+
+TEST_F(FinderSyncTest, ALookupCopiesNoRoots) {
+    log.lowest = platform::LogLevel::info; // a line of each request names all roots
+    controller.isShowing = false;
+    start();
+    Dictionary table;
+    for (int i = 0; i < 10'000; ++i)
+        table["/R" + std::to_string(i)] = "/roots/of/a/person/" + std::to_string(i);
+    refresh(table);
+    const std::string path = "/roots/of/a/person/9999/f";
+    const std::vector<FileURL> items{FileURL::withPath(path).value()};
+    const std::size_t before = counted::now;
+    counted::peak = before;
+    bool isRoot = true;
+    EXPECT_TRUE(finderSync->isPathInSync(path, isRoot));
+    bool isAnswered = false;
+    finderSync->badgesForItems(items, [&](const extension::BadgeBatch&) { isAnswered = true; });
+    EXPECT_TRUE(isAnswered);
+    EXPECT_LT(counted::peak - before, 50'000U) << "the roots take more than a megabyte";
 }
 
 // A batch that waits for its disk holds up no other, and is answered by the state that stands then.
