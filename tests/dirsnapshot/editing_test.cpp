@@ -54,6 +54,9 @@ TEST_F(Editing, MovesBehindItsNewSiblingsWithItsDigests) {
     snapshot.removeItemAtPath("/a/n");
     snapshot.addPartial(snapshot, "/a/all"); // as it was before
     EXPECT_THAT(listing(snapshot), ElementsAre("/a/", "/a/z 3", "/a/all/", "/a/all/a/", "/a/all/a/z 3"));
+    snapshot.moveItemAtPath("/a/all", "/a/allies"); // not inside what it begins with
+    EXPECT_THAT(listing(snapshot),
+                ElementsAre("/a/", "/a/z 3", "/a/allies/", "/a/allies/a/", "/a/allies/a/z 3"));
 }
 
 TEST_F(Editing, RefusesWithTwoLinesInTheLog) {

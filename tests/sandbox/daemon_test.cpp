@@ -199,7 +199,20 @@ TEST_F(DaemonTest, DownloadsWholeItemsOrNothing) {
     center.until("syncStatusTransfer big");
     center.until("syncStatusCompleted");
     EXPECT_EQ(contentOf(temporary / "docs/Album"), "taken") << "a note of something else removes nothing";
-    EXPECT_EQ(std::distance(fs::directory_iterator(arrived("/Docs")), {}), 2) << "half an item went up";
+    const auto itemsIn = [&](const char* folder) {
+        return std::distance(fs::directory_iterator(arrived(folder)), {});
+    };
+    EXPECT_EQ(itemsIn("/Docs"), 2) << "half an item went up";
+    temporary.write("docs/.tsyncquenz-sandbox-incoming-2-1/more", "half");
+    temporary.write("docs/new", "n");
+    daemon->localSnapshotChanged(docs(), true);
+    center.until("syncStatusTransfer new");
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(itemsIn("/Docs"), 3) << "half an item went up by what an event named";
+    EXPECT_TRUE(daemon->copyToSpace(docs(), "/Album"));
+    center.until("syncStatusTransfer new");
+    center.until("syncStatusCompleted");
+    EXPECT_EQ(itemsIn("/Album/docs"), 3) << "half an item was copied";
 }
 
 TEST_F(DaemonTest, LeavesOutWhatIsExcludedUntilItIsIncluded) {
