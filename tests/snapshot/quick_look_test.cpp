@@ -175,6 +175,10 @@ TEST_F(QuickLookTest, TakesOnlyEvidenceOfItsTree) {
     wrong[16 + 7] = '\x7F'; // more records than there is memory for
     EXPECT_FALSE(isTaken(wrong, _tree.get()));
     EXPECT_FALSE(isTaken(bytes, makeRoot().get()));
+    EXPECT_FALSE(isTaken(bytes, nullptr));
+    EXPECT_EQ(DSEvidenceSave(_evidence.get(), nullptr), -1);
+    EXPECT_EQ(DSEvidenceSave(nullptr, "../e"), -1);
+    EXPECT_EQ(DSNodeLookAgain(_tree.get(), nullptr, _path.c_str(), DSQuickLookItems), -1);
     Tree other(DSNodeCopy(_tree.get()));
     DSNodeFindWithFullPath("/f", other.get())->size = 2;
     EXPECT_FALSE(isTaken(bytes, other.get()));

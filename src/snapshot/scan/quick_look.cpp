@@ -268,5 +268,6 @@ int DSNodeLookAgain(DSNode* root, DSEvidence* evidence, const char* path, int32_
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
         return -1;
     }
+    if (root == nullptr || evidence == nullptr) return -1;
     return snapshot::QuickLook(*evidence, look == DSQuickLookStructure).run(root, path) ? 0 : -1;
 }

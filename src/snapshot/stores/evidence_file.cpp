@@ -97,6 +97,7 @@ DSEvidence* DSEvidenceLoad(const char* path, const DSNode* root) noexcept {
 }
 
 int DSEvidenceSave(const DSEvidence* evidence, const char* path) noexcept {
+    if (evidence == nullptr || path == nullptr) return -1;
     ReplacedFile target(path);
     if (target.file() == nullptr) return -1;
     std::array<uint8_t, kHeaderBytes> header;

@@ -24,4 +24,6 @@ DSEvidence* DSEvidenceCreate() noexcept { return new DSEvidence; }
 
 void DSEvidenceDestroy(DSEvidence* evidence) noexcept { delete evidence; }
 
-uint64_t DSEvidenceDirectoriesRead(const DSEvidence* evidence) noexcept { return evidence->directoriesRead; }
+uint64_t DSEvidenceDirectoriesRead(const DSEvidence* evidence) noexcept {
+    return evidence != nullptr ? evidence->directoriesRead : 0;
+}
