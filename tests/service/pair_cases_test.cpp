@@ -1,5 +1,6 @@
 // What a storage, another computer and a person do to a pair in the middle of its work.
 #include "service/PairSync.h"
+#include "tests/service/FolderTrash.h"
 #include "tests/service/TrickySpace.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakes.h"
@@ -12,19 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 using support::contentOf;
 using Files = std::map<std::string, std::string>;
-
-class FolderTrash final : public DesktopTrash {
-  public:
-    explicit FolderTrash(fs::path place) : folder(std::move(place)) { fs::create_directories(folder); }
-    Outcome<Done> trash(const fs::path& item) override {
-        fs::rename(item, folder / (std::to_string(++count) + "-" + item.filename().string()));
-        return Done{};
-    }
-
-  private:
-    fs::path folder;
-    int count = 0;
-};
 
 class Computer {
   public:

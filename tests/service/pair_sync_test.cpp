@@ -2,6 +2,7 @@
 #include "service/PairSync.h"
 #include "service/WatchedSpace.h"
 #include "service/space_trash.h"
+#include "tests/service/FolderTrash.h"
 #include "tests/support/StorageServers.h"
 #include "tests/support/fakes.h"
 
@@ -29,19 +30,6 @@ backends::rclone::RemoteControl::Settings controlSettings() {
     settings.environment.push_back("RCLONE_CONFIG=" + servers().configuration());
     return settings;
 }
-
-class FolderTrash final : public DesktopTrash {
-  public:
-    explicit FolderTrash(fs::path place) : folder(std::move(place)) { fs::create_directories(folder); }
-    Outcome<Done> trash(const fs::path& item) override {
-        fs::rename(item, folder / (std::to_string(++count) + "-" + item.filename().string()));
-        return Done{};
-    }
-
-  private:
-    fs::path folder;
-    int count = 0;
-};
 
 void write(const fs::path& file, const std::string& content) {
     fs::create_directories(file.parent_path());
