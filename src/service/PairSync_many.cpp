@@ -208,20 +208,12 @@ Outcome<Done> PairSync::placeSome(const std::vector<Travelling*>& tops, const st
 // What a kill left of a batch: what lies in its place as it went there is agreed on.
 Outcome<Done> PairSync::recoverMany(const JournalEntry& entry, const std::stop_token& stop) {
     std::vector<PathAndItem> agreed;
-    std::map<std::string, std::map<std::string, RemoteItem>> folders;
+    ListedFolders folders(around.space, stop);
     for (const JournalEntry::Placed& placed : entry.many) {
-        const std::string folder = parentOf(placed.remotePath);
-        auto known = folders.find(folder);
-        if (known == folders.end()) {
-            known = folders.try_emplace(folder).first;
-            const auto list = around.space.list(folder, false).wait(stop);
-            if (!list && list.failure().trouble != Trouble::missing) return list.failure();
-            if (list)
-                for (const RemoteItem& item : *list)
-                    known->second.emplace(item.name, item);
-        }
-        const auto found = known->second.find(lastOf(placed.remotePath));
-        if (found == known->second.end()) continue;
+        const auto items = folders.of(parentOf(placed.remotePath));
+        if (!items) return items.failure();
+        const auto found = (*items)->find(lastOf(placed.remotePath));
+        if (found == (*items)->end()) continue;
         const bool isFolder = found->second.kind == RemoteItem::Kind::folder;
         const RemoteRecord record = recordOf(found->second);
         if (isFolder != (placed.item.shape == Shape::folder) || record.size != placed.item.there.size ||

@@ -169,22 +169,14 @@ Outcome<Done> PairSync::placeManyHere(std::vector<Travelling>& batch, const std:
 
 // What came down is what the last look found only when it is there still, unchanged.
 Outcome<Done> PairSync::checkUnchangedThere(std::vector<Travelling>& batch, const std::stop_token& stop) {
-    std::map<std::string, std::map<std::string, RemoteItem>> folders; // by path in the space, and name
+    ListedFolders folders(around.space, stop);
     for (Travelling& item : batch) {
         if (item.isAgreed) continue;
         const std::string path = pathThere(item.key());
-        const std::string folder = parentOf(path);
-        auto known = folders.find(folder);
-        if (known == folders.end()) {
-            known = folders.try_emplace(folder).first;
-            const auto list = around.space.list(folder, false).wait(stop);
-            if (!list && list.failure().trouble != Trouble::missing) return list.failure();
-            if (list)
-                for (const RemoteItem& found : *list)
-                    known->second.emplace(found.name, found);
-        }
-        const auto found = known->second.find(lastOf(path));
-        item.isGood = found != known->second.end() &&
+        const auto items = folders.of(parentOf(path));
+        if (!items) return items.failure();
+        const auto found = (*items)->find(lastOf(path));
+        item.isGood = found != (*items)->end() &&
                       (found->second.kind == RemoteItem::Kind::folder) == item.isFolder() &&
                       recordOf(found->second) == item.item.there;
     }

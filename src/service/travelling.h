@@ -3,6 +3,8 @@
 
 #include "service/PairSync.h"
 
+#include <map>
+#include <stop_token>
 #include <string>
 
 namespace service {
@@ -18,6 +20,32 @@ struct PairSync::Travelling {
 
     const std::string& key() const { return operation->path; }
     bool isFolder() const { return operation->what == What::makeFolder; }
+};
+
+// What folders of the space hold by name, each listed once, when it is first asked for. One that is not there
+// holds nothing.
+class ListedFolders {
+  public:
+    using Items = std::map<std::string, RemoteItem>;
+
+    ListedFolders(RemoteSpace& itsSpace, const std::stop_token& itsStop) : space(itsSpace), stop(itsStop) {}
+
+    Outcome<const Items*> of(const std::string& folder) {
+        const auto known = folders.find(folder);
+        if (known != folders.end()) return &known->second;
+        const auto list = space.list(folder, false).wait(stop);
+        if (!list && list.failure().trouble != Trouble::missing) return list.failure();
+        Items& items = folders[folder];
+        if (list)
+            for (const RemoteItem& item : *list)
+                items.emplace(item.name, item);
+        return &items;
+    }
+
+  private:
+    RemoteSpace& space;
+    const std::stop_token& stop;
+    std::map<std::string, Items> folders; // by path in the space
 };
 
 } // namespace service
