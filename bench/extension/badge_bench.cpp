@@ -68,13 +68,12 @@ class CountingController final : public platform::FIFinderSyncController {
     void setBadgeIdentifier(std::string_view, const FileURL&) override { ++calls; }
 };
 
-// From the decoded notification to the last controller call.
-void refreshApplied(benchmark::State& run) {
+// The extension with nothing around it that takes time.
+struct Extension {
+    Extension() { log.lowest = platform::LogLevel::error; }
+
     support::RecordingLog log;
-    log.lowest = platform::LogLevel::error;
-    support::InlineQueue model;
-    support::InlineQueue background;
-    support::InlineQueue walks;
+    support::InlineQueue queue;
     support::TestClock clock;
     support::LocalDistributedCenter center;
     support::MemoryFileSystem disk;
@@ -82,9 +81,19 @@ void refreshApplied(benchmark::State& run) {
     platform::NotificationCenter localCenter;
     support::SilentConnections connections;
     CountingController controller;
-    daemon_client::TSyncClient client({connections, center, localCenter, log, clock});
-    extension::FinderSync finderSync({controller, center, disk, images, log, clock, model, background, walks,
-                                      nullptr, [&]() -> daemon_client::TSyncClient& { return client; }});
+    daemon_client::TSyncClient client{{connections, center, localCenter, log, clock}};
+    extension::FinderSync finderSync{
+        {controller, center, disk, images, log, clock, queue, queue, queue, [this]() -> auto& {return client;
+}
+} // namespace
+}
+;
+}
+;
+
+// From the decoded notification to the last controller call.
+void refreshApplied(benchmark::State& run) {
+    Extension extension;
 
     const auto notificationFor = [](const std::string& name, std::size_t count) {
         Dictionary paths;
@@ -103,11 +112,12 @@ void refreshApplied(benchmark::State& run) {
     const platform::Notification other = notificationFor("two", count);
     bool isOne = true;
     for (auto _ : run) {
-        center.post(isOne ? one : other);
-        center.posted.clear();
+        extension.center.post(isOne ? one : other);
+        extension.center.posted.clear();
         isOne = !isOne;
     }
-    run.counters["calls"] = static_cast<double>(controller.calls) / static_cast<double>(run.iterations());
+    run.counters["calls"] =
+        static_cast<double>(extension.controller.calls) / static_cast<double>(run.iterations());
 }
 BENCHMARK(refreshApplied)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
@@ -116,27 +126,15 @@ void pathInSync(benchmark::State& run) {
     daemon_client::SyncPathTable table;
     for (std::size_t i = 0; i < static_cast<std::size_t>(run.range(0)); ++i)
         table.emplace("/R" + std::to_string(i), rootPath(i));
-    support::RecordingLog log;
-    log.lowest = platform::LogLevel::error;
-    support::InlineQueue queue;
-    support::TestClock clock;
-    support::LocalDistributedCenter center;
-    support::MemoryFileSystem disk;
-    support::AllImages images;
-    platform::NotificationCenter localCenter;
-    support::SilentConnections connections;
-    CountingController controller;
-    connections.reply = {platform::Reply::Kind::value, Dictionary(table.begin(), table.end()), {}};
-    daemon_client::TSyncClient client({connections, center, localCenter, log, clock});
-    extension::FinderSync finderSync({controller, center, disk, images, log, clock, queue, queue, queue,
-                                      nullptr, [&]() -> daemon_client::TSyncClient& { return client; }});
-    center.post({"TSyncQuenzSyncRefresh",
-                 std::nullopt,
-                 {{"allPathsInSync", Dictionary(table.begin(), table.end())}}});
+    const Dictionary paths(table.begin(), table.end());
+    Extension extension;
+    extension.connections.reply = {platform::Reply::Kind::value, paths, {}};
+    extension.center.post({"TSyncQuenzSyncRefresh", std::nullopt, {{"allPathsInSync", paths}}});
     const std::string path = rootPath(0) + "/area3/project17/module/source/part17/other.txt";
     bool isBase = false;
     const auto isInSync = [&] {
-        return run.range(1) != 0 ? client.isPathInSync(path, isBase) : finderSync.isPathInSync(path, isBase);
+        return run.range(1) != 0 ? extension.client.isPathInSync(path, isBase)
+                                 : extension.finderSync.isPathInSync(path, isBase);
     };
     if (!isInSync()) run.SkipWithError("the path is not in sync");
     for (auto _ : run)

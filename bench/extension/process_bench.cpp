@@ -215,7 +215,7 @@ void measureRefresh(std::size_t count, double bound) {
     const auto slot = bus.connection().addMatch("type='signal',interface='" NOTIFICATIONS_INTERFACE "'",
                                                 [&](sdbus::Message&) { arrival.set_value(Clock::now()); });
     extension::FinderSync finderSync({controller, center, disk, images, log, clock, model, background, walks,
-                                      nullptr, [&]() -> daemon_client::TSyncClient& { return client; }});
+                                      [&]() -> daemon_client::TSyncClient& { return client; }});
     std::promise<void> delivered;
     const auto observer = center.addObserver("TSyncQuenzSyncRefresh",
                                              [&](const platform::Notification&) { delivered.set_value(); });

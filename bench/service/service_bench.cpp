@@ -139,8 +139,8 @@ class LivingPair {
         settings.database = place / (name + ".db");
         settings.host = "bench";
         settings.excluded = [] { return std::set<std::string, std::less<>>(); };
-        sync.emplace(std::move(settings),
-                     service::SyncThread::Surroundings{space, trash, &events, log, [] {}});
+        sync.emplace(std::move(settings), service::SyncThread::Surroundings{space, trash, &events, log, [] {},
+                                                                            [](const std::stop_token&) {}});
     }
     ~LivingPair() {
         events.stop();
