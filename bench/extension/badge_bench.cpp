@@ -70,7 +70,15 @@ class CountingController final : public platform::FIFinderSyncController {
 
 // The extension with nothing around it that takes time.
 struct Extension {
-    Extension() { log.lowest = platform::LogLevel::error; }
+    explicit Extension(const Dictionary& allPathsInSync = {}) : connections(answering(allPathsInSync)) {
+        log.lowest = platform::LogLevel::error;
+    }
+
+    static support::SilentConnections answering(const Dictionary& allPathsInSync) {
+        support::SilentConnections all;
+        all.reply = {platform::Reply::Kind::value, allPathsInSync, {}};
+        return all;
+    }
 
     support::RecordingLog log;
     support::InlineQueue queue;
@@ -127,8 +135,7 @@ void pathInSync(benchmark::State& run) {
     for (std::size_t i = 0; i < static_cast<std::size_t>(run.range(0)); ++i)
         table.emplace("/R" + std::to_string(i), rootPath(i));
     const Dictionary paths(table.begin(), table.end());
-    Extension extension;
-    extension.connections.reply = {platform::Reply::Kind::value, paths, {}};
+    Extension extension(paths);
     extension.center.post({"TSyncQuenzSyncRefresh", std::nullopt, {{"allPathsInSync", paths}}});
     const std::string path = rootPath(0) + "/area3/project17/module/source/part17/other.txt";
     bool isBase = false;
