@@ -3,6 +3,7 @@
 #include "service/names.h"
 #include "service/pair_parts.h"
 #include "service/remote_look.h"
+#include "service/remote_move.h"
 
 #include <sys/stat.h>
 
@@ -162,8 +163,8 @@ Outcome<Done> Carrier::bringOneUp(const Task& task) {
         (void)(isFolder ? space.removeTree(*up) : space.removeFile(*up)).wait(ending);
         return place.failure();
     }
-    const auto placed = (isFolder ? space.moveFolder(*up, *place) : space.moveFile(*up, *place)).wait(ending);
-    if (!placed) return placed.failure(); // where it is now nobody knows: it stays
+    const auto placed = moveIfFree(space, *up, *place, isFolder, ending);
+    if (!placed) return placed.failure(); // a leftover by now, or nobody knows where it is: it stays
     log.info(task.localPath, " lies in the space as /", *place);
     if (task.kind == Kind::copy) return Done{};
     if (recordOfTree(task.localPath) != before)

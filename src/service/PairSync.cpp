@@ -2,6 +2,7 @@
 
 #include "service/names.h"
 #include "service/pair_parts.h"
+#include "service/remote_move.h"
 
 #include <algorithm>
 #include <random>
@@ -127,6 +128,7 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
 }
 
 // What a kill left: either the new version is in its place, and that is agreed on, or the old one goes back.
+// As long as the private file lies where it went up, what is in the place is another's.
 void PairSync::recover(const std::stop_token& stop) {
     for (const JournalEntry& entry : around.store.unfinished()) {
         if (entry.step == JournalEntry::Step::placeManyThere) {
@@ -135,7 +137,9 @@ void PairSync::recover(const std::stop_token& stop) {
         }
         const auto there = around.space.look(entry.remotePath, false).wait(stop);
         if (!there) return; // the next round tries again
-        const bool arrived = *there && (*there)->size == entry.item.there.size &&
+        const auto isLeft = isInSpace(around.space, entry.privatePath, stop);
+        if (!isLeft) return;
+        const bool arrived = *there && !*isLeft && (*there)->size == entry.item.there.size &&
                              (*there)->modified == entry.item.there.modified;
         if (arrived) {
             around.store.finish(entry.number, entry.path, entry.item);
@@ -146,9 +150,9 @@ void PairSync::recover(const std::stop_token& stop) {
             if (!old) return;
             if (*old && !around.space.moveFile(entry.trashPath, entry.remotePath).wait(stop)) return;
         }
-        (void)around.space.removeFile(entry.privatePath)
-            .wait(stop); // gone, or a leftover that is removed by age
         around.store.finish(entry.number, entry.path, std::nullopt);
+        // Gone, or a leftover that is removed by age.
+        if (*isLeft) (void)around.space.removeFile(entry.privatePath).wait(stop);
     }
 }
 

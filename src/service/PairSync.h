@@ -174,7 +174,7 @@ class PairSync {
     Outcome<Done> placeMany(std::vector<Travelling>& batch, const std::string& privatePath,
                             const std::stop_token& stop);
     Outcome<Done> placeSome(const std::vector<Travelling*>& tops, const std::string& privatePath,
-                            std::set<std::string>& notPlaced, const std::stop_token& stop);
+                            const std::stop_token& stop);
     Outcome<Done> recoverMany(const JournalEntry& entry, const std::stop_token& stop);
     Outcome<Done> manyHere(std::vector<Travelling>& batch, const std::stop_token& stop);
     Outcome<Done> bringManyDown(std::vector<Travelling>& batch, const std::string& hidden,
@@ -188,9 +188,8 @@ class PairSync {
     Outcome<Done> checkUnchangedThere(std::vector<Travelling>& batch, const std::stop_token& stop);
     void removeOthers(const std::vector<Travelling>& batch) const;
 
-    Outcome<RemoteRecord> moveThereIfFree(const std::string& from, const std::string& to, Shape shape,
-                                          const std::stop_token& stop);
-    Outcome<bool> isFreeThere(const std::string& path, const std::stop_token& stop);
+    Outcome<Done> moveThereIfFree(const std::string& from, const std::string& to, Shape shape,
+                                  const std::stop_token& stop);
     Outcome<Done> checkUnchangedThere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> checkUnchangedHere(const std::string& key);
     Outcome<Done> checkGoneThere(const std::string& key, const std::stop_token& stop);

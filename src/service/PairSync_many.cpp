@@ -19,8 +19,20 @@ constexpr std::size_t most = 10'000;
 constexpr std::uint64_t largestFile = std::uint64_t{16} << 20U;
 constexpr std::uint64_t largestBatch = std::uint64_t{256} << 20U;
 constexpr std::size_t movesAtOnce = 4;
-// Between the look whether names are free and the last move to one of them not much time may pass.
+// Most names that somebody takes meanwhile are found by a list just before.
 constexpr std::size_t movesAfterALook = 200;
+
+// The names of tops of a batch that are still in its private folder: those took no place.
+Outcome<std::set<std::string>> leftIn(RemoteSpace& space, const std::string& folder,
+                                      const std::stop_token& stop) {
+    std::set<std::string> names;
+    const auto list = space.list(folder, false).wait(stop);
+    if (!list && list.failure().trouble != Trouble::missing) return list.failure();
+    if (list)
+        for (const RemoteItem& item : *list)
+            names.insert(item.name);
+    return names;
+}
 
 } // namespace
 
@@ -61,7 +73,7 @@ std::vector<PairSync::Travelling> PairSync::batchOf(const std::vector<Operation>
             lastOf(operation.side == Side::there ? pathThere(operation.path) : pathHere(operation.path));
         const auto above = folders.find(parentOf(operation.path));
         item.isTop = above == folders.end();
-        item.privateName = item.isTop ? std::to_string(index - first) : joined(above->second, name);
+        item.privateName = item.isTop ? wordOf(operation.path) : joined(above->second, name);
         if (item.isFolder()) folders.emplace(operation.path, item.privateName);
         batch.push_back(std::move(item));
     }
@@ -149,18 +161,19 @@ Outcome<Done> PairSync::placeMany(std::vector<Travelling>& batch, const std::str
         entry.many.push_back({item.key(), pathThere(item.key()), item.item});
     }
     const std::int64_t number = around.store.begin(entry);
-    std::set<std::string> notPlaced; // with all below
     for (std::size_t first = 0; first < tops.size(); first += movesAfterALook) {
         const std::size_t end = std::min(first + movesAfterALook, tops.size());
         const std::vector<Travelling*> some(tops.begin() + static_cast<std::ptrdiff_t>(first),
                                             tops.begin() + static_cast<std::ptrdiff_t>(end));
-        if (const auto placed = placeSome(some, privatePath, notPlaced, stop); !placed)
+        if (const auto placed = placeSome(some, privatePath, stop); !placed)
             return placed.failure(); // how far it came the journal tells, and a look at each place
     }
+    const auto left = leftIn(around.space, privatePath, stop);
+    if (!left) return left.failure();
     std::vector<PathAndItem> agreed;
     std::string skipped = "/"; // no key
     for (Travelling& item : batch) {
-        if (item.isTop) skipped = notPlaced.contains(item.key()) ? item.key() : "/";
+        if (item.isTop) skipped = left->contains(item.privateName) ? item.key() : "/";
         if (isAtOrBelow(item.key(), skipped)) item.isGood = false;
         if (item.isGood) agreed.push_back({item.key(), std::move(item.item)});
     }
@@ -168,8 +181,9 @@ Outcome<Done> PairSync::placeMany(std::vector<Travelling>& batch, const std::str
     return Done{};
 }
 
+// What has no free name stays where it is.
 Outcome<Done> PairSync::placeSome(const std::vector<Travelling*>& tops, const std::string& privatePath,
-                                  std::set<std::string>& notPlaced, const std::stop_token& stop) {
+                                  const std::stop_token& stop) {
     std::map<std::string, std::set<std::string>> taken; // names, by the folder in the space
     for (const Travelling* item : tops) {
         const std::string folder = parentOf(pathThere(item->key()));
@@ -189,10 +203,7 @@ Outcome<Done> PairSync::placeSome(const std::vector<Travelling*>& tops, const st
     };
     for (const Travelling* item : tops) {
         const std::string to = pathThere(item->key());
-        if (taken[parentOf(to)].contains(keyOf(lastOf(to), features.foldsCase))) {
-            notPlaced.insert(item->key());
-            continue;
-        }
+        if (taken[parentOf(to)].contains(keyOf(lastOf(to), features.foldsCase))) continue;
         if (underWay.size() >= movesAtOnce) waitForOne();
         if (failed) break;
         const std::string from = joined(privatePath, item->privateName);
@@ -205,15 +216,23 @@ Outcome<Done> PairSync::placeSome(const std::vector<Travelling*>& tops, const st
     return Done{};
 }
 
-// What a kill left of a batch: what lies in its place as it went there is agreed on.
+// What a kill left of a batch: what lies in its place as it went there is agreed on, unless it, or the folder
+// that it came in, is still in the private folder.
 Outcome<Done> PairSync::recoverMany(const JournalEntry& entry, const std::stop_token& stop) {
     std::vector<PathAndItem> agreed;
+    const auto left = leftIn(around.space, entry.privatePath, stop);
+    if (!left) return left.failure();
+    const auto isLeft = [&left](std::string path) {
+        for (; !path.empty(); path = parentOf(path))
+            if (left->contains(wordOf(path))) return true;
+        return false;
+    };
     ListedFolders folders(around.space, stop);
     for (const JournalEntry::Placed& placed : entry.many) {
         const auto items = folders.of(parentOf(placed.remotePath));
         if (!items) return items.failure();
         const auto found = (*items)->find(lastOf(placed.remotePath));
-        if (found == (*items)->end()) continue;
+        if (found == (*items)->end() || isLeft(placed.path)) continue;
         const bool isFolder = found->second.kind == RemoteItem::Kind::folder;
         const RemoteRecord record = recordOf(found->second);
         if (isFolder != (placed.item.shape == Shape::folder) || record.size != placed.item.there.size ||
@@ -221,8 +240,8 @@ Outcome<Done> PairSync::recoverMany(const JournalEntry& entry, const std::stop_t
             continue;
         agreed.push_back({placed.path, placed.item});
     }
-    (void)around.space.removeTree(entry.privatePath).wait(stop);
     around.store.finish(entry.number, agreed, around.time().time_since_epoch().count());
+    (void)around.space.removeTree(entry.privatePath).wait(stop);
     return Done{};
 }
 

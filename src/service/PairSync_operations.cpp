@@ -3,6 +3,7 @@
 #include "service/PairSync.h"
 #include "service/names.h"
 #include "service/pair_parts.h"
+#include "service/remote_move.h"
 #include "service/space_trash.h"
 
 #include <algorithm>
@@ -97,13 +98,6 @@ void PairSync::eraseBelow(const std::string& key, Side side) {
         else
             at->second.there.reset();
     }
-}
-
-Outcome<bool> PairSync::isFreeThere(const std::string& path, const std::stop_token& stop) {
-    const auto item = around.space.look(path, false).wait(stop);
-    if (!item && item.failure().trouble == Trouble::missing) return true;
-    if (!item) return item.failure();
-    return !item->has_value();
 }
 
 // Everything at and below is as the look found it, and nothing has come.
@@ -212,8 +206,8 @@ Outcome<Done> PairSync::putThere(const std::string& key, bool replaces, const st
     if (replaces) entry.trashPath = trash::newPlace(path, around.time());
     const std::int64_t number = around.store.begin(entry);
     const auto giveUp = [&](Failure failure) -> Outcome<Done> {
+        around.store.finish(number, key, std::nullopt); // first: it is recognised by the private file
         (void)around.space.removeFile(privatePath).wait(stop);
-        around.store.finish(number, key, std::nullopt);
         return failure;
     };
     if (replaces) {
@@ -238,15 +232,9 @@ Outcome<Done> PairSync::putThere(const std::string& key, bool replaces, const st
     return Done{};
 }
 
-Outcome<RemoteRecord> PairSync::moveThereIfFree(const std::string& from, const std::string& to, Shape shape,
-                                                const std::stop_token& stop) {
-    const auto isFree = isFreeThere(to, stop);
-    if (!isFree) return isFree.failure();
-    if (!*isFree) return Failure{Trouble::missing, to + " is taken by something else"};
-    const auto moved = shape == Shape::folder ? around.space.moveFolder(from, to).wait(stop)
-                                              : around.space.moveFile(from, to).wait(stop);
-    if (!moved) return moved.failure();
-    return RemoteRecord{};
+Outcome<Done> PairSync::moveThereIfFree(const std::string& from, const std::string& to, Shape shape,
+                                        const std::stop_token& stop) {
+    return moveIfFree(around.space, from, to, shape == Shape::folder, stop);
 }
 
 Outcome<Done> PairSync::putHere(const std::string& key, bool replaces, const std::stop_token& stop) {
@@ -305,9 +293,9 @@ Outcome<Done> PairSync::makeFolder(Side side, const std::string& key, const std:
     if (side == Side::here) {
         if (const auto made = around.local.makeFolder(here); !made) return made.failure();
     } else {
-        const auto isFree = isFreeThere(there, stop);
-        if (!isFree) return isFree.failure();
-        if (!*isFree) return changed(there);
+        const auto isTaken = isInSpace(around.space, there, stop);
+        if (!isTaken) return isTaken.failure();
+        if (*isTaken) return changed(there);
         if (const auto made = around.space.makeFolder(there).wait(stop); !made) return made.failure();
     }
     const auto item = around.local.lookAt(here);
@@ -371,8 +359,10 @@ Outcome<Done> PairSync::trashThere(const std::string& key, const std::stop_token
     if (const auto gone = checkGoneHere(key); !gone) return gone.failure();
     if (const auto same = checkUnchangedThere(key, stop); !same) return same.failure();
     const std::string path = pathThere(key);
+    const std::string place = trash::newPlace(path, around.time());
+    const bool isFolder = view.at(key).there->shape == Shape::folder;
     const auto moved =
-        moveThereIfFree(path, trash::newPlace(path, around.time()), view.at(key).there->shape, stop);
+        (isFolder ? around.space.moveFolder(path, place) : around.space.moveFile(path, place)).wait(stop);
     if (!moved) return moved.failure();
     around.store.forget(key);
     eraseBelow(key, Side::there);

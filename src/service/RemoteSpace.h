@@ -1,9 +1,9 @@
 // A storage as the service sees it, whatever stands behind: a folder, an SFTP server, a cloud.
 //
 // Paths are relative to the space, components joined by "/", UTF-8; "" is the space itself. A storage is not
-// trusted to decide anything: no operation is ever given a destination that may exist, none compares, and
-// after each change the caller looks at what came of it. What is half done when an operation fails or is
-// cancelled lies under the destination's name, which is therefore a private one.
+// trusted to decide anything: none of its operations compares, and after each change the caller looks at
+// what came of it. Nothing is ever brought to a destination that may exist. What is half done when an
+// operation fails or is cancelled lies under the destination's name, which is therefore a private one.
 //
 // Operations start at once and end by themselves within their deadlines. Any thread may start them.
 #pragma once
@@ -87,6 +87,9 @@ class RemoteSpace {
     virtual Pending<Done> bringDownAll(const std::string& folder, const std::vector<std::string>& names,
                                        const std::string& place) = 0;
 
+    // A name that somebody has stays his, as far as the storage can tell: then the item lies where it was,
+    // and that is no failure. A folder goes on into one that is there, but for the names that are taken in
+    // it. `remote_move.h` tells what came of it.
     virtual Pending<Done> moveFile(const std::string& path, const std::string& to) = 0;
     virtual Pending<Done> moveFolder(const std::string& path, const std::string& to) = 0;
     // With the folders above it. Also when it is there already.

@@ -6,6 +6,7 @@
 #include "service/names.h"
 #include "service/pair_parts.h"
 #include "service/remote_look.h"
+#include "service/remote_move.h"
 #include "service/space_trash.h"
 #include "sync_daemon/paths.h"
 
@@ -176,10 +177,7 @@ bool Service::renameFile(std::string_view remotePath, std::string_view newPath) 
             return done("rename", *from, made);
     folders.forget();
     const bool isFolder = (*item)->kind == RemoteItem::Kind::folder;
-    return done("rename", *from,
-                (isFolder ? around.space.moveFolder(inSpace(*from), inSpace(*to))
-                          : around.space.moveFile(inSpace(*from), inSpace(*to)))
-                    .wait(stop));
+    return done("rename", *from, moveIfFree(around.space, inSpace(*from), inSpace(*to), isFolder, stop));
 }
 
 bool Service::restoreFile(std::string_view remotePath) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <glib.h>
@@ -67,6 +68,15 @@ std::string keyOf(std::string_view name, bool foldsCase) {
         key.reset(::g_utf8_normalize(key.get(), -1, G_NORMALIZE_NFC)); // folding may take it apart
     }
     return key.get();
+}
+
+std::string wordOf(std::string_view path) { // FNV-1a
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (const char byte : path)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
+    std::array<char, 17> text{};
+    std::snprintf(text.data(), text.size(), "%016llx", static_cast<unsigned long long>(hash));
+    return text.data();
 }
 
 bool isPrivate(std::string_view name) {

@@ -25,6 +25,9 @@ std::optional<NameFault> faultOf(std::string_view name);
 // storage tells no cases apart. The name has no fault.
 std::string keyOf(std::string_view name, bool foldsCase);
 
+// Sixteen hexadecimal digits that stand for a path in names of the service's own; always the same.
+std::string wordOf(std::string_view path);
+
 // Names that belong to the service and to the system on either side, and are never items: its private ones,
 // trash folders, and what file systems keep at their top.
 bool isPrivate(std::string_view name);

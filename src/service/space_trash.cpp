@@ -2,6 +2,7 @@
 
 #include "service/names.h"
 #include "service/pair_parts.h"
+#include "service/remote_move.h"
 #include "sync_daemon/writing.h"
 
 #include <algorithm>
@@ -27,15 +28,6 @@ const std::string uploadFolder = std::string(privatePrefix) + "/up";
 // "20261125T141503Z-0123456789abcdef-89abcdef": the time, the digest of the path, a random word.
 constexpr std::size_t timeLength = 16;
 constexpr std::size_t digestLength = 16;
-
-std::string digestOf(std::string_view path) { // FNV-1a; in names, so it never changes
-    std::uint64_t hash = 0xcbf29ce484222325U;
-    for (const char byte : path)
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
-    std::array<char, digestLength + 1> text{};
-    std::snprintf(text.data(), text.size(), "%016llx", static_cast<unsigned long long>(hash));
-    return text.data();
-}
 
 std::optional<sys_seconds> timeOf(const std::string& entry) {
     int year = 0;
@@ -99,7 +91,7 @@ Outcome<std::string> freePath(RemoteSpace& space, const std::string& path, const
 std::vector<std::string> candidatesIn(const std::vector<RemoteItem>& entries, const std::string& path) {
     std::set<std::string> digests;
     for (std::string above = path; !above.empty(); above = parentOf(above))
-        digests.insert(digestOf(above));
+        digests.insert(wordOf(above));
     std::vector<std::string> names;
     for (const RemoteItem& entry : entries)
         if (entry.name.size() > timeLength + digestLength + 1 &&
@@ -136,7 +128,7 @@ std::string newPlace(const std::string& path, sys_seconds now) {
     std::random_device device;
     std::array<char, 16> word{};
     std::snprintf(word.data(), word.size(), "%08x", static_cast<unsigned>(device()));
-    return trashFolder + "/" + textOf(now) + "-" + digestOf(path) + "-" + word.data() + "/" + path;
+    return trashFolder + "/" + textOf(now) + "-" + wordOf(path) + "-" + word.data() + "/" + path;
 }
 
 Outcome<std::string> restore(RemoteSpace& space, const std::string& path, const std::stop_token& stop) {
@@ -152,8 +144,7 @@ Outcome<std::string> restore(RemoteSpace& space, const std::string& path, const 
         if (const std::string folder = parentOf(path); !folder.empty())
             if (const auto made = space.makeFolder(folder).wait(stop); !made) return made.failure();
         const bool isFolder = (*item)->kind == RemoteItem::Kind::folder;
-        const auto moved =
-            (isFolder ? space.moveFolder(from, *place) : space.moveFile(from, *place)).wait(stop);
+        const auto moved = moveIfFree(space, from, *place, isFolder, stop);
         if (!moved) return moved.failure();
         return *place;
     }

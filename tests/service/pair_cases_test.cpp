@@ -215,6 +215,17 @@ TEST_F(PairCases, WhatComesInBetweenIsKept) {
         EXPECT_EQ(number == 3, one.has(second) && two.has(second));
         EXPECT_EQ(number == 4, one.has("put into the free name"));
     }
+    // The last step is cut off, and what somebody put there looks like what was on its way.
+    one.write("a", "of one, now");
+    onceBefore("moveFile", "tsyncquenz/up", [this] {
+        space.now -= 1'000'000'000;
+        space.put("pair/a", "of another!");
+        return Failure{Trouble::unreachable, "cut off"};
+    });
+    settleAll();
+    settleAll();
+    EXPECT_EQ(one.files(), two.files());
+    EXPECT_TRUE(one.has("of one, now") && two.has("of one, now") && one.has("of another!"));
     // The other way: edited here between the plan and the arrival of the other's version.
     one.write("a", "theirs");
     EXPECT_EQ(one.settle(), "");

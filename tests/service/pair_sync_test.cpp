@@ -44,6 +44,7 @@ class FaultySpace final : public WatchedSpace {
     std::function<std::optional<Outcome<Items>>(const std::string& folder)> lists;
     std::function<std::optional<Outcome<std::optional<RemoteItem>>>(const std::string& path)> looks;
     std::function<void(const std::string& folder, Items& items)> edits; // of true lists
+    std::function<void(const std::string& to)> movesTo;                 // before a move
     Pending<Items> list(const std::string& folder, bool withDigests) override {
         if (const auto answer = lists ? lists(folder) : std::nullopt) return Pending<Items>(*answer);
         auto items = WatchedSpace::list(folder, withDigests).wait();
@@ -54,6 +55,14 @@ class FaultySpace final : public WatchedSpace {
         if (const auto answer = looks ? looks(path) : std::nullopt)
             return Pending<std::optional<RemoteItem>>(*answer);
         return WatchedSpace::look(path, withDigests);
+    }
+    Pending<Done> moveFile(const std::string& path, const std::string& to) override {
+        if (movesTo) movesTo(to);
+        return WatchedSpace::moveFile(path, to);
+    }
+    Pending<Done> moveFolder(const std::string& path, const std::string& to) override {
+        if (movesTo) movesTo(to);
+        return WatchedSpace::moveFolder(path, to);
     }
 };
 
@@ -300,6 +309,64 @@ TEST_P(PairOnEachStorage, BringsManyNewItemsAtOnce) {
     EXPECT_EQ(two.settle(), none);
     EXPECT_EQ(one.files(), two.files());
     EXPECT_EQ(one.files().at("third3"), "another");
+}
+
+// Somebody else takes the name between the look that found it free and the move.
+TEST_P(PairOnEachStorage, TakesNoNameThatSomebodyTookMeanwhile) {
+    const std::string space = storage();
+    Computer one(place.path(), space, "one");
+    Computer two(place.path(), space, "two");
+    const auto settleAll = [&] {
+        for (Computer* who : {&one, &two, &one, &two})
+            EXPECT_EQ(who->settle(), std::vector<std::string>{});
+        EXPECT_EQ(one.files(), two.files());
+    };
+    const auto writeMany = [&one](const std::string& prefix) {
+        for (int i = 0; i < 12; ++i)
+            write(one / (prefix + std::to_string(i)), "many");
+    };
+    one.step = two.step = std::chrono::minutes(3); // no unrest is long
+    write(one / "replaced", "agreed");
+    write(one / "old", "mine, moved");
+    settleAll();
+    struct Case {
+        const char* path;  // the name
+        const char* taken; // what the other one makes
+        std::function<void()> act;
+    };
+    const Case cases[] = {
+        {"new", "new", [&] { write(one / "new", "mine, new"); }},
+        {"replaced", "replaced", [&] { write(one / "replaced", "mine, replaced"); }},
+        {"moved", "moved", [&] { fs::rename(one / "old", one / "moved"); }},
+        {"many5", "many5",
+         [&] {
+             writeMany("many");
+             write(one / "many5", "mine, many5");
+         }},
+        {"folder", "folder/5",
+         [&] {
+             writeMany("folder/");
+             write(one / "folder/5", "mine, folder");
+         }},
+    };
+    for (const auto& [path, taken, act] : cases) {
+        SCOPED_TRACE(path);
+        act();
+        write(place / "theirs", std::string("of somebody, ") + path);
+        bool isTaken = false;
+        one.space.movesTo = [&, to = std::string("pair/") + path,
+                             file = std::string("pair/") + taken](const std::string& target) {
+            if (target != to || std::exchange(isTaken, true)) return;
+            EXPECT_TRUE(one.space.bringUp(place.path("theirs"), file).wait());
+        };
+        settleAll();
+        EXPECT_TRUE(isTaken);
+        std::set<std::string> contents;
+        for (const auto& [name, content] : one.files())
+            contents.insert(content);
+        EXPECT_TRUE(contents.contains(std::string("of somebody, ") + path));
+        EXPECT_TRUE(contents.contains(std::string("mine, ") + path));
+    }
 }
 
 TEST_P(PairOnEachStorage, AgreesAfterAnythingAndLosesNothing) {

@@ -74,7 +74,7 @@ template <typename T, typename Read>
 Pending<T> RcloneSpace::ask(const std::string& command, Dictionary arguments, milliseconds limit, Read read,
                             const std::filesystem::path& links) {
     const service::Promise<T> promise;
-    arguments["_config"] = options();
+    arguments["_config"] = options(command);
     const std::uint64_t question =
         control.ask(command, arguments, limit, [promise, read, links](service::Outcome<std::string> reply) {
             std::error_code ignored;
@@ -100,9 +100,12 @@ Pending<Done> RcloneSpace::order(const std::string& command, Dictionary argument
 Dictionary RcloneSpace::at(const std::string& path) const { return {{"fs", storage}, {"remote", path}}; }
 
 // A file of equal size and time is a different one all the same: without this a move onto such a name deletes
-// what should be moved, and an upload of it does nothing. Unknown keys are accepted in silence.
-Dictionary RcloneSpace::options() const {
+// what should be moved, and an upload of it does nothing. A move to a name that is taken deletes what has it,
+// unless it is told to leave that alone: then nothing happens, and it says so with success. Unknown keys are
+// accepted in silence.
+Dictionary RcloneSpace::options(const std::string& command) const {
     Dictionary options{{"IgnoreTimes", true}, {"Transfers", std::uint64_t{transfers}}};
+    if (command == "operations/movefile" || command == "sync/move") options["IgnoreExisting"] = true;
     if (*slowDigests) options["IgnoreChecksum"] = true; // sizes are compared still
     return options;
 }

@@ -62,7 +62,7 @@ class RcloneSpace final : public service::RemoteSpace {
                                           std::chrono::milliseconds limit,
                                           const std::filesystem::path& links = {});
     platform::Dictionary at(const std::string& path) const;
-    platform::Dictionary options() const;
+    platform::Dictionary options(const std::string& command) const;
     std::string folderStorage(const std::string& path) const;
     std::filesystem::path newLinks();
 

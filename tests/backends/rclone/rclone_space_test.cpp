@@ -74,6 +74,15 @@ TEST_P(OnEachStorage, BringsMovesAndRemoves) {
     std::filesystem::last_write_time(work / "down", time);
     EXPECT_EQ(downloaded("t/in/a"), "two");
 
+    // A move leaves what it finds alone, of equal size or not, and says nothing of it.
+    for (const char* taken : {"one", "longer"}) {
+        write("down", taken);
+        ASSERT_TRUE(space.bringUp(work.path("down"), "t/b").wait());
+        EXPECT_TRUE(space.moveFile("t/in/a", "t/b").wait());
+        EXPECT_EQ(downloaded("t/b"), taken);
+        EXPECT_EQ(downloaded("t/in/a"), "two");
+        ASSERT_TRUE(space.removeFile("t/b").wait());
+    }
     ASSERT_TRUE(space.moveFile("t/in/a", "t/b").wait());
     EXPECT_EQ(names("t/in"), std::vector<std::string>{});
     ASSERT_TRUE(space.moveFolder("t/in", "t/out").wait());
