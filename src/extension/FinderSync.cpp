@@ -265,15 +265,13 @@ void FinderSync::removeBadgeOfChildPath(const std::string& folder) {
 void FinderSync::clearBadgesBelow(const std::string& folder, std::uint64_t sequence,
                                   std::uint64_t inclusion) {
     constexpr std::size_t sliceSize = 256;
-    constexpr std::size_t maximumItems = 1'000'000;
     std::vector<std::string> slice;
-    std::size_t count = 0;
     const auto handBack = [&] {
         around.modelQueue.dispatchAndWait([&] { clearBadges(slice, sequence); });
         slice.clear();
     };
     forEachItemBelow(around.fileSystem, folder, [&](std::string path) {
-        if (inclusions != inclusion || ++count > maximumItems) return false;
+        if (inclusions != inclusion) return false;
         slice.push_back(std::move(path));
         if (slice.size() == sliceSize) handBack();
         return true;

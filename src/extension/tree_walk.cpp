@@ -19,7 +19,7 @@ struct OpenFolder {
 } // namespace
 
 void forEachItemBelow(platform::FileSystem& fileSystem, const std::string& folder,
-                      const std::function<bool(std::string path)>& visit) {
+                      const std::function<bool(std::string path)>& visit, std::size_t most) {
     std::set<platform::FileIdentity> enteredBehindLinks;
     std::vector<OpenFolder> open;
     open.push_back({folder, fileSystem.entryNames(folder), 0, false});
@@ -32,7 +32,7 @@ void forEachItemBelow(platform::FileSystem& fileSystem, const std::string& folde
         std::string path = paths::stringByAppendingPathComponent(current.path, current.names[current.next]);
         const bool parentIsBehindLink = current.isBehindLink;
         ++current.next;
-        if (!visit(path)) return;
+        if (most-- == 0 || !visit(path)) return;
         const auto kind = fileSystem.kind(path);
         if (!kind || !kind->isDirectory) continue;
         const bool isBehindLink = parentIsBehindLink || kind->isLink;

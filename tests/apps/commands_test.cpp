@@ -104,7 +104,8 @@ class CommandsTest : public testing::Test {
     // What the next panels do, as commands of a shell.
     void panelsDo(const std::string& commands) { folder.write("answer", commands + "\n"); }
     Result invoke(const std::string& arguments) {
-        return run("LC_ALL=C DISPLAY=:request " TSYNCFINDER_PROGRAM " invoke " + filled(arguments));
+        return run("LC_ALL=C LC_MESSAGES=fr DISPLAY=:request " TSYNCFINDER_PROGRAM " invoke " +
+                   filled(arguments));
     }
     // The log's lines since the last call, without time and program, and without those of notifications and
     // of the menu that is looked at first.
@@ -303,18 +304,18 @@ TEST_F(CommandsTest, CountAPanelThatFailsAsCancelledAndTellThePersonOnce) {
 }
 
 TEST_F(CommandsTest, ShowOnePanelAtATimeOnTheDisplayOfItsRequest) {
-    panelsDo("echo begins $DISPLAY $LC_ALL >>panels; echo '{\"shown\":true}'\n"
+    panelsDo("echo begins $DISPLAY $LC_ALL $LC_MESSAGES >>panels; echo '{\"shown\":true}'\n"
              "until [ -e go ]; do sleep 0.05; done\n"
              "echo ends >>panels; echo '{\"response\":0}'");
     auto first = std::async(std::launch::async, [this] { return invoke("'Start sync' @/Photos"); });
     EXPECT_TRUE(
-        support::eventually([this] { return contentOf(folder / "panels") == "begins :request C\n"; }));
+        support::eventually([this] { return contentOf(folder / "panels") == "begins :request C fr\n"; }));
     auto second = std::async(std::launch::async, [this] { return invoke("'Copy to Space' @/one.txt"); });
     EXPECT_EQ(invoke("excludeSync: @/Docs/sub").status, 0) << "a panel holds up panels only";
     folder.write("go", "");
     EXPECT_EQ(first.get().output, "Cancelled; nothing was sent.\n");
     second.get();
-    EXPECT_EQ(contentOf(folder / "panels"), "begins :request C\nends\nbegins :request C\nends\n");
+    EXPECT_EQ(contentOf(folder / "panels"), "begins :request C fr\nends\nbegins :request C fr\nends\n");
 
     panelsDo("echo '{\"shown\":true}'; echo $$ >pid; exec sleep 1000");
     const auto panelStands = [this] { return contentOf(folder / "pid").ends_with('\n'); };

@@ -1,6 +1,7 @@
 // The programs from outside: the stand-in daemon and the extension process on a private bus, a real folder,
 // and a terminal as the file manager.
 #include "platform/json.h"
+#include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"
 #include "tests/support/TemporaryFolder.h"
@@ -72,6 +73,12 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     EXPECT_EQ(run(finder + " menu --json").output,
               "[{\"enabled\":true,\"image\":\"statusbaricon.png\",\"items\":[],\"key\":\"TSFP\",\"title\":"
               "\"TovikDrive\"}]\n");
+
+    // Notifications, which may be large, are read on a connection that no host waits for.
+    EXPECT_THAT(run("gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus --method "
+                    "org.freedesktop.DBus.Debug.Stats.GetConnectionStats " FINDER_SYNC_BUS_NAME)
+                    .output,
+                testing::ContainsRegex("'MatchRules': <uint32 [1-3]>"));
 
     const Result second = run(finder + " run");
     EXPECT_EQ(second.status, 0);

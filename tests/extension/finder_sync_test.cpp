@@ -1,6 +1,7 @@
 // The extension object against recorded calls: what the daemon's notifications do to the badges, in which
 // order, and which menus selections get.
 #include "extension/commands.h"
+#include "extension/tree_walk.h"
 #include "tests/extension/ExtensionParts.h"
 #include "tests/support/counted_memory.h"
 
@@ -147,6 +148,10 @@ TEST_F(FinderSyncTest, ClearsEverythingBelowARemovedRootAndEndsInACycle) {
                             "badge none /r/d/loop/d"));
     EXPECT_THAT(calls, testing::Contains("badge none /r/f"));
     EXPECT_LT(calls.size(), 20U) << "the cycle of links ends";
+    std::size_t visited = 0;
+    extension::forEachItemBelow(
+        disk, "/r", [&](const auto&) { return ++visited > 0; }, 3);
+    EXPECT_EQ(visited, 3U) << "so does a walk of very much";
     EXPECT_EQ(log.count("TSyncFinder Removing child Path: /r/d/g"), 1U);
     EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f"));
 
@@ -177,24 +182,32 @@ TEST_F(FinderSyncTest, DoesNoWorkForAControllerThatShowsNothing) {
     EXPECT_THAT(controller.take(), ElementsAre("badge none /r"));
 }
 
-TEST_F(FinderSyncTest, ALookupCopiesNoRoots) {
+TEST_F(FinderSyncTest, ALookupCopiesNoRootsAndTheModelQueueDecodesNone) {
     log.lowest = platform::LogLevel::info; // a line of each request names all roots
     controller.isShowing = false;
-    start();
     Dictionary table;
     for (int i = 0; i < 10'000; ++i)
         table["/R" + std::to_string(i)] = "/roots/of/a/person/" + std::to_string(i);
+    connections.reply = {platform::Reply::Kind::value, table, {}};
+    start();
     refresh(table);
+    model.isHeld = true;
+    refresh(table);
+    std::size_t before = counted::now;
+    counted::peak = before;
+    model.release();
+    EXPECT_LT(counted::peak - before, 50'000U) << "the roots take more than a megabyte";
+
     const std::string path = "/roots/of/a/person/9999/f";
     const std::vector<FileURL> items{FileURL::withPath(path).value()};
-    const std::size_t before = counted::now;
+    before = counted::now;
     counted::peak = before;
     bool isRoot = true;
-    EXPECT_TRUE(finderSync->isPathInSync(path, isRoot));
+    EXPECT_TRUE(finderSync->isPathInSync(path, isRoot) && client->isPathInSync(path, isRoot));
     bool isAnswered = false;
     finderSync->badgesForItems(items, [&](const extension::BadgeBatch&) { isAnswered = true; });
     EXPECT_TRUE(isAnswered);
-    EXPECT_LT(counted::peak - before, 50'000U) << "the roots take more than a megabyte";
+    EXPECT_LT(counted::peak - before, 50'000U);
 }
 
 // A batch that waits for its disk holds up no other, and is answered by the state that stands then.

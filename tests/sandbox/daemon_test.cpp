@@ -173,17 +173,16 @@ TEST_F(DaemonTest, DownloadsWholeItemsOrNothing) {
     run(slow);
     center.until("syncStatusCompleted");
     EXPECT_TRUE(daemon->startSync(docs(), "/Docs") && daemon->downloadFile("/Album", docs()));
-    const auto isReceiving = [&] { return fs::exists(temporary / "state/roots/receiving"); };
-    ASSERT_TRUE(support::eventually(isReceiving));
+    const std::string note = temporary.path("state/roots/receiving");
+    ASSERT_TRUE(support::eventually([&] { return fs::exists(contentOf(note) + "/item"); }));
     EXPECT_FALSE(fs::exists(temporary / "docs/Album"));
     daemon.reset();
-    EXPECT_TRUE(fs::is_empty(docs()) && !isReceiving());
+    EXPECT_TRUE(fs::is_empty(docs()) && !fs::exists(note));
 
     // As a killed one leaves it, and one that another process left; and what is no leaving of ours.
     temporary.write("docs/.tsyncquenz-sandbox-incoming-1-1/item/a", "half");
     temporary.write("docs/.tsyncquenz-sandbox-incoming-2-1/item", "half");
-    const std::string note =
-        temporary.write("state/roots/receiving", docs() + "/.tsyncquenz-sandbox-incoming-1-1");
+    temporary.write("state/roots/receiving", docs() + "/.tsyncquenz-sandbox-incoming-1-1");
     temporary.write("docs/Album", "taken");
     run();
     center.until("syncStatusTransfer Album");
