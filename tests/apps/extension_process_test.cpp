@@ -75,10 +75,11 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
               "\"TovikDrive\"}]\n");
 
     // Notifications, which may be large, are read on a connection that no host waits for.
-    EXPECT_THAT(run("gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus --method "
-                    "org.freedesktop.DBus.Debug.Stats.GetConnectionStats " FINDER_SYNC_BUS_NAME)
-                    .output,
-                testing::ContainsRegex("'MatchRules': <uint32 [1-3]>"));
+    EXPECT_THAT(
+        run("gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus --method "
+            "org.freedesktop.DBus.Debug.Stats.GetConnectionStats " FINDER_SYNC_BUS_NAME)
+            .output,
+        testing::ContainsRegex("'MatchRules': <uint32 [1-3]>"));
 
     const Result second = run(finder + " run");
     EXPECT_EQ(second.status, 0);

@@ -202,7 +202,7 @@ TEST_F(DaemonTest, DownloadsWholeItemsOrNothing) {
         return std::distance(fs::directory_iterator(arrived(folder)), {});
     };
     EXPECT_EQ(itemsIn("/Docs"), 2) << "half an item went up";
-    temporary.write("docs/.tsyncquenz-sandbox-incoming-2-1/more", "half");
+    temporary.write("docs/.tsyncquenz-sandbox-incoming-3-1", "half");
     temporary.write("docs/new", "n");
     daemon->localSnapshotChanged(docs(), true);
     center.until("syncStatusTransfer new");
