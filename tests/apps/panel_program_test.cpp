@@ -1,9 +1,11 @@
 // The panel program as the extension starts it: a request on standard input, the answer on standard output,
 // and in between a person with a keyboard, on a display of the test's own.
+#include "apps/tsyncfinder-panel/DaemonDirectories.h"
 #include "tests/support/CommandRecorder.h"
 #include "tests/support/PanelProgram.h"
 #include "tests/support/TestDaemon.h"
 #include "tests/support/VirtualDisplay.h"
+#include "tests/support/silent_connections.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,6 +36,28 @@ TEST_F(PanelProgramTest, RefusesWhatItCannotShow) {
     const auto panel = start(requests[1].request);
     EXPECT_EQ(panel->readLine(bound()), std::nullopt);
     EXPECT_LT(panel->wait(), 0) << "the toolkit aborts";
+}
+
+// A service that says nothing is not one without folders.
+TEST(DaemonDirectories, TellsNoReplyFromNoFolders) {
+    using platform::Array;
+    support::SilentConnections connections;
+    support::InlineQueue queue;
+    support::RecordingLog log;
+    apps::panel::DaemonDirectories directories(connections, queue, log);
+    const std::pair<platform::Reply, std::optional<std::vector<std::string>>> cases[] = {
+        {{}, std::nullopt},
+        {{platform::Reply::Kind::none, {}, {}}, std::vector<std::string>()},
+        {support::valueReply("/Docs"), std::vector<std::string>()},
+        {support::valueReply(Array{"/Docs", 7, "/Music"}), std::vector<std::string>{"/Docs", "/Music"}},
+    };
+    for (const auto& [reply, expected] : cases) {
+        connections.reply = reply;
+        std::optional<std::vector<std::string>> found{{"not told"}};
+        directories.directoriesNotInSyncAtRemoteDirecory("/", [&](auto paths) { found = std::move(paths); });
+        EXPECT_EQ(found, expected);
+    }
+    EXPECT_EQ(connections.wait, std::chrono::seconds(30)) << "it may have to ask its server";
 }
 
 TEST_F(PanelProgramTest, ServesAPersonWithAKeyboard) {

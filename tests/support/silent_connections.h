@@ -11,6 +11,7 @@ namespace support {
 class SilentConnections final : public platform::RequestConnectionFactory {
   public:
     int refusals = 0;
+    std::chrono::milliseconds wait{};                                               // of the last request
     platform::Reply reply;                                                          // "no reply"
     std::function<void(std::string_view message)> onSend = [](std::string_view) {}; // may raise IPCError
 
@@ -26,8 +27,9 @@ class SilentConnections final : public platform::RequestConnectionFactory {
         void resume() override {}
         void invalidate() override {}
         std::string remoteObjectProxy() const override { return "<silent>"; }
-        void send(std::string_view message, const platform::Array&, std::chrono::milliseconds,
+        void send(std::string_view message, const platform::Array&, std::chrono::milliseconds wait,
                   platform::ReplyHandler handler) override {
+            all.wait = wait;
             all.onSend(message);
             handler(all.reply);
         }

@@ -110,13 +110,8 @@ bool ValueReader::isLeftOut(Item item, int depth) const {
 // The message goes back only to the beginning of a container: a single item is built at once.
 std::optional<Value> ValueReader::read() {
     const Item item = next();
-    if (isLeftOut(item, 0) || !(isContainer(item.type) || item.type == 'v')) return build(0);
+    if (item.type != 'a') return build(0);
     checked(sd_bus_message_enter_container(source, item.type, item.contents));
-    if (item.type == 'v') {
-        auto value = read();
-        checked(sd_bus_message_exit_container(source));
-        return value;
-    }
     count.held += sizeof(Value);
     measureContainer(item, 0);
     count.require(most);

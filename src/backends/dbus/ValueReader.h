@@ -49,8 +49,7 @@ class ValueReader {
     explicit ValueReader(sd_bus_message* message, std::size_t mostMemory = SIZE_MAX)
         : source(message), most(mostMemory) {}
 
-    // The next complete item. None when it is left out, as value_coding.h has it; the message then stands
-    // behind it.
+    // The next complete item: an array, a dictionary, or a basic one but no file descriptor.
     std::optional<platform::Value> read();
 
   private:

@@ -61,8 +61,6 @@ void appendVariant(sdbus::Message& message, const Value& value) {
 
 } // namespace
 
-std::optional<Value> readValue(sdbus::Message& message) { return ValueReader(rawMessage(message)).read(); }
-
 std::optional<Value> readValue(sdbus::Message& message, std::string_view signature, std::size_t mostMemory) {
     char type = 0;
     const char* contents = nullptr;

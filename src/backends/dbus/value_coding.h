@@ -31,16 +31,13 @@ inline constexpr const char* limitsExceededError = "org.freedesktop.DBus.Error.L
 // in a list up to 3 bytes, a table of roots 2.8, files in flight with their sizes 2.9.
 inline constexpr std::size_t valueMemoryPerByte = 3;
 // A message may take so much in any case: what is as small does no harm, whatever is in it.
-inline constexpr std::size_t freeValueMemory = std::size_t{64} << 10;
+inline constexpr std::size_t freeValueMemory = std::size_t{256} << 10;
 // And at most so much what can only be small: options, an environment.
 inline constexpr std::size_t smallValueMemory = std::size_t{1} << 20;
 
-// Reads the next complete item of the message, whatever it is. None when it was left out, as above; the
-// message then stands behind it. Raises sdbus::Error on a malformed message.
-std::optional<platform::Value> readValue(sdbus::Message& message);
-
-// The same for a message whose next item should have the type of that signature ("s", "b", "t", "as",
-// "av", "a{ss}", "a{sv}"; the two dictionaries are taken for each other). None when it has another.
+// Reads the next complete item of the message, which should have the type of that signature ("s", "b", "t",
+// "as", "av", "a{ss}", "a{sv}"; the two dictionaries are taken for each other). None when it has another, and
+// the message then stands before it. Raises sdbus::Error on a malformed message.
 std::optional<platform::Value> readValue(sdbus::Message& message, std::string_view signature,
                                          std::size_t mostMemory = SIZE_MAX);
 

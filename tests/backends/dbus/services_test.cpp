@@ -189,9 +189,12 @@ TEST_F(HostsTest, AHostThatDoesNotReadSilencesNoOther) {
 
     // An answer of some megabytes comes whole.
     EXPECT_EQ(living.badges(std::vector<std::string>(100'000, "file:///r")).size(), 100'000U);
-    EXPECT_THROW(living.badges(std::vector<std::string>(300'000)), sdbus::Error);
-    EXPECT_EQ(log.count("Refused a call of " + living.name() + ": at most 250000 texts are taken at once"),
-              1U);
+    for (const auto& [texts, error] :
+         {std::pair(std::size_t{300'000}, "at most 250000 texts are taken at once"),
+          std::pair(std::size_t{100'000}, "the message would take too much memory")}) {
+        EXPECT_THROW(living.badges(std::vector<std::string>(texts)), sdbus::Error);
+        EXPECT_EQ(log.count("Refused a call of " + living.name() + ": " + error), 1U);
+    }
 }
 
 TEST(UnreadBytes, AreFewerForEachOfManyTogether) {
