@@ -1,5 +1,6 @@
 #include "snapshot/DSDigest.h"
 #include "snapshot/compare/compare.h"
+#include "snapshot/tree/name_order.h"
 #include "tests/snapshot/support.h"
 
 #include <cstring>
@@ -33,25 +34,9 @@ Changes compare(const Tree& current, const Tree& previous, bool withUnchanged) {
             takenPaths(arrays[2], counts[2]), takenPaths(arrays[3], counts[3])};
 }
 
-using Items = std::vector<std::pair<std::string, DSNode*>>;
-
-// What a pass visits below a node, in order.
-void visit(const DSNode* node, const std::string& path, Items& items) {
-    for (DSNode* child : childrenOf(node)) {
-        const std::string below = path + "/" + child->name;
-        items.emplace_back(below, child);
-        if (child->type == DSNodeTypeDirectory) visit(child, below, items);
-    }
-}
-Items itemsOf(const Tree& tree) {
-    Items items;
-    visit(tree.get(), "", items);
-    return items;
-}
-
 Changes expected(const Tree& current, const Tree& previous, bool withUnchanged) {
     Changes changes;
-    for (const auto& [path, node] : itemsOf(current)) {
+    for (const auto& [path, node] : itemsBelow(current.get(), true)) {
         const DSNode* old = DSNodeFindWithFullPath(path.c_str(), previous.get());
         if (old == nullptr) {
             changes.added.push_back(path);
@@ -65,7 +50,7 @@ Changes expected(const Tree& current, const Tree& previous, bool withUnchanged) 
         else if (node->modifiedTime > old->modifiedTime)
             changes.modified.push_back(path);
     }
-    for (const auto& [path, node] : itemsOf(previous))
+    for (const auto& [path, node] : itemsBelow(previous.get(), true))
         if (DSNodeFindWithFullPath(path.c_str(), current.get()) == nullptr) changes.deleted.push_back(path);
     return changes;
 }
@@ -91,7 +76,7 @@ TEST(Compare, FollowsSetDifference) {
         grow(previous, random(120), names, inOrder);
         Tree current(DSNodeCopy(previous.get()));
         for (unsigned i = random(10); i > 0; i--) { // remove and touch some
-            const Items all = itemsOf(current);
+            const Items all = itemsBelow(current.get(), true);
             if (all.empty()) break;
             DSNode* node = all[random(all.size())].second;
             if (random(2) == 0)
@@ -117,6 +102,10 @@ TEST(Compare, FillsTheArraysThatAreAskedFor) {
     EXPECT_EQ(compare(now, before, true), (Changes{{}, {"/d", "/d/b"}, {}, {}}));
     changed->modifiedTime--;
     EXPECT_EQ(compare(now, before, true), (Changes{{}, {"/d", "/d/b"}, {}, {}}));
+
+    const Tree unsorted(DSNodeCopy(before.get())); // in the caller's own order
+    DSListSort(unsorted->children, [](const void* a, const void* b) { return -_compar(a, b); });
+    EXPECT_EQ(compare(unsorted, before, true), expected(unsorted, before, true));
 
     char** deleted = nullptr;
     uint64_t untouched = 77;

@@ -21,15 +21,29 @@ using Lines = std::vector<std::string>;
 
 Tree scan(const std::string& path) { return Tree(DSNodeCreateDirectorySnapshot(path.c_str())); }
 
-// One line for each item, in pre-order: its path and kind.
-Lines linesOf(const DSNode* node) {
+// One line for each item: its path and kind.
+Lines linesOf(const DSNode* root) {
     Lines lines;
-    for (const DSNode* child : childrenOf(node)) {
-        lines.push_back(taken(DSNodeCreateStringWithFullPath(child)) + " " + std::to_string(child->type));
-        std::ranges::copy(linesOf(child), std::back_inserter(lines));
-    }
+    for (const auto& [path, node] : itemsBelow(root))
+        lines.push_back(path + " " + std::to_string(node->type));
     return lines;
 }
+
+// While it lives, this process opens no more files than so many.
+class FewDescriptors {
+  public:
+    explicit FewDescriptors(int count) {
+        getrlimit(RLIMIT_NOFILE, &_usual);
+        const int next = dup(0);
+        close(next);
+        const rlimit few = {static_cast<rlim_t>(next + count), _usual.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &_usual); }
+
+  private:
+    rlimit _usual;
+};
 
 // A scan with a callback that keeps the paths it was asked about, relative to the directory.
 struct Watched {
@@ -152,34 +166,39 @@ TEST(Scan, GoesOnPastTrouble) {
               "Cannot look for path components on a non-absolute path.\n");
 }
 
-// Far down, where paths no longer fit, and with few descriptors to spend.
+// Far down, where paths no longer fit, and with few descriptors to spend: of two at the end one has 1,023
+// bytes and is the last that fits.
 TEST(Scan, DeepTree) {
     support::TemporaryFolder directory;
-    std::string name(20, 'd');
+    const std::string name(20, 'd');
+    const size_t levels = (1023 - directory.path().size()) / 21;
+    const std::string last(1023 - directory.path().size() - (levels - 1) * 21 - 1, 'l');
     int at = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY);
-    for (int depth = 0; depth < 60; depth++) {
-        mkdirat(at, name.c_str(), 0700);
-        close(openat(at, "z", O_CREAT | O_WRONLY, 0600));
-        int next = openat(at, name.c_str(), O_RDONLY | O_DIRECTORY);
+    for (size_t level = 1; level < 60; level++) {
+        const std::string& below = level == levels ? last : name;
+        mkdirat(at, below.c_str(), 0700);
+        if (level == levels) mkdirat(at, (last + "l").c_str(), 0700);
+        close(openat(at, level < levels ? "z" : "k", O_CREAT | O_WRONLY, 0600));
+        int next = openat(at, below.c_str(), O_RDONLY | O_DIRECTORY);
         close(at);
         at = next;
     }
     close(at);
-    size_t fitting = (1023 - directory.path().size()) / (name.size() + 1);
-    bool lastFileFits = directory.path().size() + fitting * (name.size() + 1) + 2 <= 1023;
-    rlimit usual;
-    getrlimit(RLIMIT_NOFILE, &usual);
-    rlimit few = {static_cast<rlim_t>(dup(0)) + 4, usual.rlim_max};
-    close(static_cast<int>(few.rlim_cur) - 4);
-    setrlimit(RLIMIT_NOFILE, &few);
     Tree plain;
     Tree called;
     Watched watched;
-    std::string said = messagesOf([&] { plain = scan(directory.path()); });
-    EXPECT_EQ(messagesOf([&] { called = watched.run(directory.path()); }), said);
-    setrlimit(RLIMIT_NOFILE, &usual);
-    EXPECT_EQ(std::ranges::count(said, '\n'), lastFileFits ? 1 : 2) << said;
-    EXPECT_EQ(linesOf(plain.get()).size(), 2 * fitting + (lastFileFits ? 1 : 0));
+    std::string said;
+    {
+        const FewDescriptors few(4);
+        said = messagesOf([&] { plain = scan(directory.path()); });
+        EXPECT_EQ(messagesOf([&] { called = watched.run(directory.path()); }), said);
+    }
+    EXPECT_EQ(std::ranges::count(said, '\n'), 3) << said;
+    EXPECT_EQ(linesOf(plain.get()).size(), 2 * levels);
+    size_t longest = 0;
+    for (const auto& [path, node] : itemsBelow(plain.get()))
+        longest = std::max(longest, path.size());
+    EXPECT_EQ(directory.path().size() + longest, 1023U);
     EXPECT_EQ(linesOf(plain.get()), linesOf(called.get()));
     EXPECT_EQ(watched.asked.size(), linesOf(plain.get()).size());
 }
@@ -216,14 +235,10 @@ TEST(Scan, HelpersChangeNothing) {
     EXPECT_EQ(watched.asked.size(), expected.size());
     options = {};
     options.recursive = 1;
-    rlimit usual;
-    getrlimit(RLIMIT_NOFILE, &usual);
-    int next = dup(0);
-    close(next);
-    rlimit few = {static_cast<rlim_t>(next) + 2, usual.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &few);
-    EXPECT_EQ(withThreads(16, directory.path()), expected); // fewer descriptors than threads
-    setrlimit(RLIMIT_NOFILE, &usual);
+    {
+        const FewDescriptors few(2); // fewer than threads
+        EXPECT_EQ(withThreads(16, directory.path()), expected);
+    }
     pthread_attr_t attributes; // a stack that no thread can get
     pthread_getattr_default_np(&attributes);
     size_t stack = 0;

@@ -42,17 +42,30 @@ inline std::vector<DSNode*> childrenOf(const DSNode* node) {
     return children;
 }
 
+// What lies below a node in list order, each after what it lies in, by its path from there.
+using Items = std::vector<std::pair<std::string, DSNode*>>;
+inline Items itemsBelow(const DSNode* node, bool onlyInDirectories = false) {
+    Items items;
+    if (onlyInDirectories && node->type != DSNodeTypeDirectory) return items;
+    for (DSNode* child : childrenOf(node)) {
+        const std::string path = std::string("/") + child->name;
+        items.emplace_back(path, child);
+        for (const auto& [below, item] : itemsBelow(child, onlyInDirectories))
+            items.emplace_back(path + below, item);
+    }
+    return items;
+}
+
 // One line for each node in list order, "path size type modified started"; "none" without a tree. The root
 // shows only when it has values.
-inline std::string dump(const DSNode* node, const std::string& path = "") {
-    if (node == nullptr) return "none\n";
+inline std::string dump(DSNode* root) {
+    if (root == nullptr) return "none\n";
+    Items items = itemsBelow(root);
+    if (root->size != 0 || root->modifiedTime != 0) items.emplace(items.begin(), "/", root);
     std::string text;
-    if (!path.empty() || node->size != 0 || node->modifiedTime != 0)
-        text = (path.empty() ? "/" : path) + " " + std::to_string(node->size) + " " +
-               std::to_string(node->type) + " " + std::to_string(node->modifiedTime) + " " +
-               std::to_string(node->startedTime) + "\n";
-    for (const DSNode* child : childrenOf(node))
-        text += dump(child, path + "/" + child->name);
+    for (const auto& [path, node] : items)
+        text += path + " " + std::to_string(node->size) + " " + std::to_string(node->type) + " " +
+                std::to_string(node->modifiedTime) + " " + std::to_string(node->startedTime) + "\n";
     return text;
 }
 
