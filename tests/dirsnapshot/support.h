@@ -43,17 +43,12 @@ inline bool isBelowAFile(const DirSnapshot& snapshot, const std::string& path) {
 }
 
 // "/directory/" and "/file size", in the order of the tree.
-inline void list(const DSNode* node, const std::string& path, std::vector<std::string>& lines) {
-    for (const DSNode* child : childrenOf(node)) {
-        const std::string below = path + "/" + child->name;
-        const bool isDirectory = child->type == DSNodeTypeDirectory;
-        lines.push_back(below + (isDirectory ? "/" : " " + std::to_string(child->size)));
-        list(child, below, lines);
-    }
-}
 inline std::vector<std::string> listing(const DirSnapshot& snapshot) {
     std::vector<std::string> lines;
-    if (const DSNode* root = snapshot.nodeAtFullpath("/")) list(root, "", lines);
+    if (const DSNode* root = snapshot.nodeAtFullpath("/"))
+        for (const auto& [path, node] : itemsBelow(root))
+            lines.push_back(path +
+                            (node->type == DSNodeTypeDirectory ? "/" : " " + std::to_string(node->size)));
     return lines;
 }
 
@@ -61,12 +56,8 @@ inline std::vector<std::string> listing(const DirSnapshot& snapshot) {
 using Sizes = std::map<std::string, std::int64_t>;
 inline Sizes sizesOf(const DirSnapshot& snapshot) {
     Sizes sizes;
-    for (const std::string& line : listing(snapshot)) {
-        const bool isDirectory = line.ends_with('/');
-        const std::size_t end = line.rfind(isDirectory ? '/' : ' ');
-        EXPECT_TRUE(
-            sizes.emplace(line.substr(0, end), isDirectory ? -1 : std::stoll(line.substr(end))).second);
-    }
+    for (const auto& [path, node] : itemsBelow(snapshot.nodeAtFullpath("/")))
+        EXPECT_TRUE(sizes.emplace(path, node->type == DSNodeTypeDirectory ? -1 : node->size).second);
     return sizes;
 }
 
