@@ -21,57 +21,43 @@ const SyncPathTable table = {
     {"/Space/nothing", ""},
 };
 
-TEST(SyncPathMapping, IsPathInSync) {
+TEST(SyncPathMapping, LocalPaths) {
     const struct {
         std::string path;
-        bool inSync, base;
+        bool isInSync, isBase;
+        Optional remote;
     } cases[] = {
-        {"/Users/u/Docs", true, true},
-        {"/Users/u/Docs/a/b", true, false},
-        {"/Users/u/Docs/in", true, true},
-        {"/Users/u/Docs/", false, false},
-        {"/Users/u/Docs//a", true, false},
-        {"/Users/u/Docsx", false, false},
-        {"/Users/s/t", false, false},
-        {"/Users/s//t/", true, true},
-        {"/Users/s//t/x", false, false},
-        {"rel/root/x", true, false},
-        {"/", false, true},
-        {"", false, true},
-        {"//", false, false},
-        {"elsewhere", false, false},
+        {"/Users/u/Docs", true, true, "/Space/Again"},
+        {"/Users/u/Docs/a/b.txt", true, false, "/Space/Again/a/b.txt"},
+        {"/Users/u/Docs/in", true, true, "/Space/Docs/in"},
+        {"/Users/u/Docs/in/x", true, false, "/Space/Docs/in/x"},
+        {"/Users/u/Docs/", false, false, "/Space/Again"},
+        {"/Users/u/Docs//a", true, false, "/Space/Again/a"},
+        {"/Users/u//Docs/./a", false, false, "/Space/Again/a"},
+        {"/Users/u/Docs/a/../b", true, false, "/Space/Again/b"},
+        {"/Users/u/Docs/a/./b", true, false, "/Space/Again/a/./b"},
+        {"/Users/u/Docsx", false, false, {}},
+        {"/Users/s/t/x", false, false, "/Space/Slash/x"},
+        {"/Users/s//t/", true, true, "/Space/Slash"},
+        {"/Users/all/x", true, false, "/x"},
+        {"rel/root", true, true, "/Space/rel/"},
+        {"rel/root/x", true, false, "/Space/rel/x"},
+        {"/x", false, false, {}},
+        {"/x/..", false, false, {}},
+        {"/", false, true, {}},
+        {"", false, true, {}},
+        {"//", false, false, {}},
+        {"elsewhere", false, false, {}},
     };
     const SyncPaths paths(table);
-    for (const auto& [path, inSync, base] : cases) {
-        bool flag = !base;
-        EXPECT_EQ(isPathInSync(&paths, path, flag), inSync) << path;
-        EXPECT_EQ(flag, base) << path;
-    }
-    bool flag = true;
-    EXPECT_FALSE(isPathInSync(nullptr, "/Users/u/Docs", flag));
-    EXPECT_FALSE(flag);
-}
-
-TEST(SyncPathMapping, RemotePathOfLocalPath) {
-    const std::vector<std::pair<std::string, Optional>> cases = {
-        {"/Users/u/Docs/a/b.txt", "/Space/Again/a/b.txt"},
-        {"/Users/u/Docs/", "/Space/Again"},
-        {"/Users/u//Docs/./a", "/Space/Again/a"},
-        {"/Users/u/Docs/in", "/Space/Docs/in"},
-        {"/Users/u/Docs/in/x", "/Space/Docs/in/x"},
-        {"/Users/u/Docs/a/../b", "/Space/Again/b"},
-        {"/Users/u/Docs/a/./b", "/Space/Again/a/./b"},
-        {"/Users/s/t/x", "/Space/Slash/x"},
-        {"/Users/all/x", "/x"},
-        {"rel/root", "/Space/rel/"},
-        {"/Users/u/Other", {}},
-        {"/x", {}},
-        {"/x/..", {}},
-        {"/", {}},
-        {"", {}},
-        {"elsewhere", {}}};
-    for (const auto& [path, remote] : cases)
+    bool flag = false;
+    for (const auto& [path, isInSync, isBase, remote] : cases) {
+        flag = !isBase;
+        EXPECT_EQ(isPathInSync(&paths, path, flag), isInSync) << path;
+        EXPECT_EQ(flag, isBase) << path;
         EXPECT_EQ(remotePathOfLocalSyncPath(table, path), remote) << path;
+    }
+    EXPECT_FALSE(isPathInSync(nullptr, "/Users/u/Docs", flag) || flag);
     EXPECT_EQ(remotePathOfLocalSyncPath({}, "/Users/u/Docs"), std::nullopt);
 }
 
