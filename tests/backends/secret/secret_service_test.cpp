@@ -78,12 +78,16 @@ TEST_F(SecretServiceTest, AnEntryLives) {
     EXPECT_THAT(log.take(), ElementsAre(failed("AddGenericEntry", -25294)));
 
     const KeychainItemRef item = QkKeychainGetKeychainItemRefWithServiceName(services, {}, "t");
+    EXPECT_TRUE(QkKeychainSetItemAttributeTagForKeychainItemRef(services, item, 0x69636d74, std::nullopt));
+    EXPECT_FALSE(QkKeychainGetGenericComment(services, {}, "t"));
     EXPECT_FALSE(QkKeychainGetItemAttributeTagForKeychainItemRef(services, item, 0x61626364));
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
     EXPECT_FALSE(QkKeychainSetPasswordForKeychainItemRef(services, item, "late"));
+    EXPECT_FALSE(QkKeychainGetPasswordForKeychainItemRef(services, item));
     EXPECT_TRUE(QkKeychainRemoveGenericEntry(services, {}, "t"));
     EXPECT_THAT(log.take(), ElementsAre(failed("GetItemAttributeTagForKeychainItemRef", -25303),
                                         failed("SetPasswordForKeychainItemRef", -25300),
+                                        failed("GetPasswordForKeychainItemRef", -25300),
                                         failed("GetKeychainItemRefWithServiceName", -25300)));
     EXPECT_TRUE(exists("s"));
 }
@@ -104,6 +108,15 @@ TEST_F(SecretServiceTest, OddNamesAndContents) {
         EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", secret));
         EXPECT_EQ(password("s"), secret);
     }
+    for (const char* noText :
+         {"\xff", "\xc0\xaf", "a\xed\xa0\x80", "\xf4\x90\x80\x80", "\xe2\x82", "\xf0\x8f\xbf\xbf"}) {
+        EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", noText));
+        EXPECT_FALSE(QkKeychainGetGenericPassword(services, {}, "s")) << noText;
+        EXPECT_EQ(password("s"), noText);
+    }
+    const char* const text = "\xc2\x80 \xed\x9f\xbf \xf0\x90\x80\x80 \xf4\x8f\xbf\xbf";
+    EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", text));
+    EXPECT_EQ(QkKeychainGetGenericPassword(services, {}, "s")->view(), text);
     EXPECT_TRUE(QkKeychainSetGenericPassword(services, {}, "s", ""));
     EXPECT_EQ(password("s"), "(none)");
     EXPECT_TRUE(QkKeychainSetGenericComment(services, {}, "s", mebibyte));
