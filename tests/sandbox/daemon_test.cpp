@@ -34,6 +34,20 @@ class DaemonTest : public testing::Test {
         daemon->start();
         return *daemon;
     }
+    void runToRest() {
+        run();
+        center.until("syncStatusCompleted");
+    }
+    // After the transfer of that file, and what comes behind it.
+    void comesToRest(const std::string& transferred) {
+        center.until("syncStatusTransfer " + transferred);
+        center.until("syncStatusCompleted");
+    }
+    // A look at the folder finds this file to transfer.
+    void look(const std::string& transferred, bool isFlat = true) {
+        daemon->localSnapshotChanged(docs(), isFlat);
+        comesToRest(transferred);
+    }
     static constexpr std::uint64_t slow = 1000;
     // Lets the time pass that a throttled daemon takes for so many bytes.
     void isThrough(std::uint64_t bytes) {
@@ -58,8 +72,7 @@ TEST_F(DaemonTest, CopiesAPairFileByFileTellsOfEachAndKnowsItAfterARestart) {
     fs::create_directory_symlink("/", temporary / "docs/link");
     ASSERT_EQ(mkfifo((temporary / "docs/pipe").c_str(), 0600), 0);
     temporary.write("docs/odd\xff", "no message could name it");
-    run();
-    center.until("syncStatusCompleted");
+    runToRest();
 
     EXPECT_TRUE(daemon->startSync(docs() + "/./", "/Space//Docs/"));
     const std::string roots = " {\"localPath\":\"" + docs() + "\",\"remotePath\":\"/Space/Docs\"}";
@@ -111,11 +124,9 @@ TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
     temporary.write("docs/closed/kept", "1");
     temporary.write("docs/gone", "");
     const AsNobody nobody(temporary.path());
-    run();
-    center.until("syncStatusCompleted");
+    runToRest();
     daemon->startSync(docs(), "/Docs");
-    center.until("syncStatusTransfer kept");
-    center.until("syncStatusCompleted");
+    comesToRest("kept");
     daemon.reset();
     fs::remove(temporary / "docs/gone");
     fs::permissions(temporary / "docs/closed", fs::perms::none);
@@ -131,14 +142,11 @@ TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
 TEST_F(DaemonTest, ADeletedFolderLeavesTheRootOfAnotherPairThere) {
     temporary.write("docs/sub/f", "f");
     temporary.write("spaces/g", "g"); // beside "space"
-    run();
-    center.until("syncStatusCompleted");
+    runToRest();
     daemon->startSync(docs(), "/Docs");
-    center.until("syncStatusTransfer f");
-    center.until("syncStatusCompleted");
+    comesToRest("f");
     EXPECT_TRUE(daemon->startSync(temporary.path("spaces"), "/Docs/sub/Inner"));
-    center.until("syncStatusTransfer g");
-    center.until("syncStatusCompleted");
+    comesToRest("g");
     fs::remove_all(temporary / "docs/sub");
     temporary.write("docs/sub", "a file now");
     daemon->localSnapshotChanged(docs(), true);
@@ -147,20 +155,15 @@ TEST_F(DaemonTest, ADeletedFolderLeavesTheRootOfAnotherPairThere) {
     EXPECT_EQ(contentOf(arrived("/Docs/sub/Inner/g")), "g");
 
     // A file that becomes a folder, and that folder a file.
-    const auto look = [this](const char* transferred) {
-        daemon->localSnapshotChanged(docs(), true);
-        center.until(transferred);
-        center.until("syncStatusCompleted");
-    };
     temporary.write("docs/swap", "1");
-    look("syncStatusTransfer swap");
+    look("swap");
     fs::remove(temporary / "docs/swap");
     temporary.write("docs/swap/in", "2");
-    look("syncStatusTransfer in");
+    look("in");
     EXPECT_EQ(contentOf(arrived("/Docs/swap/in")), "2");
     fs::remove_all(temporary / "docs/swap");
     temporary.write("docs/swap", "3");
-    look("syncStatusTransfer swap");
+    look("swap");
     EXPECT_EQ(contentOf(arrived("/Docs/swap")), "3");
 }
 
@@ -185,8 +188,7 @@ TEST_F(DaemonTest, DownloadsWholeItemsOrNothing) {
     temporary.write("state/roots/receiving", docs() + "/.tsyncquenz-sandbox-incoming-1-1");
     temporary.write("docs/Album", "taken");
     run();
-    center.until("syncStatusTransfer Album");
-    center.until("syncStatusCompleted");
+    comesToRest("Album");
     EXPECT_FALSE(fs::exists(temporary / "docs/.tsyncquenz-sandbox-incoming-1-1") || fs::exists(note));
     EXPECT_TRUE(daemon->downloadFile("/Album", docs()));
     ASSERT_TRUE(support::eventually([&] { return fs::exists(temporary / "docs/Album (2)/b/big"); }));
@@ -194,9 +196,7 @@ TEST_F(DaemonTest, DownloadsWholeItemsOrNothing) {
     EXPECT_EQ(contentOf(temporary / "docs/Album (2)/a"), "1");
     temporary.write("state/roots/receiving", docs());
     run();
-    daemon->localSnapshotChanged(docs(), false);
-    center.until("syncStatusTransfer big");
-    center.until("syncStatusCompleted");
+    look("big", false);
     EXPECT_EQ(contentOf(temporary / "docs/Album"), "taken") << "a note of something else removes nothing";
     const auto itemsIn = [&](const char* folder) {
         return std::distance(fs::directory_iterator(arrived(folder)), {});
@@ -204,13 +204,10 @@ TEST_F(DaemonTest, DownloadsWholeItemsOrNothing) {
     EXPECT_EQ(itemsIn("/Docs"), 2) << "half an item went up";
     temporary.write("docs/.tsyncquenz-sandbox-incoming-3-1", "half");
     temporary.write("docs/new", "n");
-    daemon->localSnapshotChanged(docs(), true);
-    center.until("syncStatusTransfer new");
-    center.until("syncStatusCompleted");
+    look("new");
     EXPECT_EQ(itemsIn("/Docs"), 3) << "half an item went up by what an event named";
     EXPECT_TRUE(daemon->copyToSpace(docs(), "/Album"));
-    center.until("syncStatusTransfer new");
-    center.until("syncStatusCompleted");
+    comesToRest("new");
     EXPECT_EQ(itemsIn("/Album/docs"), 3) << "half an item was copied";
 }
 
@@ -275,8 +272,7 @@ TEST_F(DaemonTest, AMoveTakesNothingAwayThatWasNotCopied) {
     const std::string one = temporary.write("docs/album/one", "1");
     const std::string link = temporary.path("docs/album/link");
     fs::create_symlink("one", link);
-    run();
-    center.until("syncStatusCompleted");
+    runToRest();
     EXPECT_FALSE(daemon->moveToSpace(link, "/"));
     EXPECT_TRUE(daemon->moveToSpace(docs() + "/album", "/"));
     center.until("syncStatusCompleted");
@@ -292,17 +288,14 @@ TEST_F(DaemonTest, ReplacesNothingInTheSpaceForGoodThatDidNotComeFromThere) {
     fs::last_write_time(temporary / "state/cache/Docs/a.txt",
                         fs::file_time_type::clock::now() - std::chrono::hours(2));
     fs::last_write_time(arrived("/Docs/a.txt"), fs::file_time_type::clock::now() - std::chrono::hours(1));
-    run();
-    center.until("syncStatusCompleted");
+    runToRest();
     daemon->startSync(docs(), "/Docs");
-    center.until("syncStatusTransfer a.txt");
-    center.until("syncStatusCompleted");
+    comesToRest("a.txt");
     EXPECT_EQ(contentOf(arrived("/Docs/a.txt")), "here");
     EXPECT_EQ(contentOf(arrived("/.tsyncquenz-sandbox/trash/1/Docs/a.txt")), "from elsewhere");
 
     daemon.reset();
-    run();
-    center.until("syncStatusCompleted");
+    runToRest();
     EXPECT_EQ(contentOf(arrived("/Docs/a.txt")), "here") << "the cached copy is older";
 
     temporary.write("space/Link/a.txt", "of the space");

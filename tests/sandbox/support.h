@@ -1,17 +1,13 @@
 // What the sandbox's tests share: a centre that remembers what was posted.
 #pragma once
 
-#include "platform/DistributedNotificationCenter.h"
 #include "sandbox/Daemon.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <filesystem>
-#include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -21,31 +17,8 @@ namespace fs = std::filesystem;
 using support::contentOf;
 using support::TemporaryFolder;
 
-// Delivers within the process, on the posting thread.
-class RecordingCenter final : public platform::DistributedNotificationCenter {
+class RecordingCenter final : public support::LocalDistributedCenter {
   public:
-    platform::Subscription addObserver(const std::string& name,
-                                       platform::NotificationHandler handler) override {
-        const std::lock_guard guard(lock);
-        observers[name] = std::move(handler);
-        return platform::Subscription([this, name] {
-            const std::lock_guard end(lock);
-            observers.erase(name);
-        });
-    }
-    bool post(const platform::Notification& notification) override {
-        platform::NotificationHandler handler;
-        {
-            const std::lock_guard guard(lock);
-            if (const auto observer = observers.find(notification.name); observer != observers.end())
-                handler = observer->second;
-            posted.push_back(notification);
-            changed.notify_all();
-        }
-        if (handler) handler(notification);
-        return true;
-    }
-
     // Waits until a refresh with that status has been posted since the last call, and forgets what was
     // posted up to it. What was posted is returned, one line each: the name, or the status of a refresh
     // with the files in flight.
@@ -79,11 +52,6 @@ class RecordingCenter final : public platform::DistributedNotificationCenter {
         }
         return line;
     }
-
-    std::map<std::string, platform::NotificationHandler> observers;
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<platform::Notification> posted;
 };
 
 } // namespace sandbox

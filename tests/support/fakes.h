@@ -154,44 +154,36 @@ class InlineQueue final : public platform::Queue {
     bool isRunning = false;
 };
 
-// What other threads hand over; a test waits for so many.
-template <typename Item>
-class Collected {
-  public:
-    void add(std::vector<Item> more) {
-        const std::lock_guard guard(lock);
-        items.insert(items.end(), more.begin(), more.end());
-        changed.notify_all();
-    }
-    std::vector<Item> wait(std::size_t count) {
-        std::unique_lock guard(lock);
-        changed.wait_for(guard, deadline, [&] { return items.size() >= count; });
-        return items;
-    }
-
-  private:
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<Item> items;
-};
-
-// Delivers what is posted to its observers at once.
-class LocalDistributedCenter final : public platform::DistributedNotificationCenter {
+// Delivers what is posted to its observers at once, on the thread that posts it.
+class LocalDistributedCenter : public platform::DistributedNotificationCenter {
   public:
     platform::Subscription addObserver(const std::string& name,
                                        platform::NotificationHandler handler) override {
+        const std::lock_guard guard(lock);
         const std::size_t number = ++last;
         observers[number] = {name, std::move(handler)};
-        return platform::Subscription([this, number] { observers.erase(number); });
+        return platform::Subscription([this, number] {
+            const std::lock_guard end(lock);
+            observers.erase(number);
+        });
     }
     bool post(const platform::Notification& notification) override {
-        posted.push_back(notification);
-        const auto current = observers;
+        decltype(observers) current;
+        {
+            const std::lock_guard guard(lock);
+            posted.push_back(notification);
+            changed.notify_all();
+            current = observers;
+        }
         for (const auto& [number, observer] : current)
             if (observer.first == notification.name) observer.second(notification);
         return true;
     }
     std::vector<platform::Notification> posted;
+
+  protected:
+    std::mutex lock;
+    std::condition_variable changed; // when something is posted
 
   private:
     std::size_t last = 0;
