@@ -223,9 +223,9 @@ static const TSyncTranslation tsyncTranslations[] = {
 /* clang-format on */
 
 /* Whether a locale name ("de_DE.UTF-8") or the first of a list of them ("de:en") is of the language, two
- * letters: "de" is German, "den" is not. */
+ * letters: "de" is German, "den" is not. strchr finds the end of the name, too. */
 static inline int tsyncIsOfLanguage(const char* locale, const char* language) {
-    return strncmp(locale, language, 2) == 0 && (locale[2] == '\0' || strchr("_.@-:", locale[2]) != NULL);
+    return strncmp(locale, language, 2) == 0 && strchr("_.@-:", locale[2]);
 }
 
 /* The text in the language of a locale name; the text itself when there is no translation. */
