@@ -93,7 +93,7 @@ void DesktopNotifier::showSuccesses() {
 }
 
 void DesktopNotifier::show(const std::string& body, std::uint32_t replaced, News news,
-                           std::function<void(std::uint32_t number)> shown) {
+                           const std::function<void(std::uint32_t number)>& shown) {
     std::map<std::string, sdbus::Variant> hints;
     if (news == News::success) hints.emplace("transient", sdbus::Variant(true));
     try {

@@ -39,7 +39,7 @@ class DesktopNotifier final : public platform::UserNotifier {
 
     void showSuccesses();
     void show(const std::string& body, std::uint32_t replaced, News news,
-              std::function<void(std::uint32_t number)> shown);
+              const std::function<void(std::uint32_t number)>& shown);
 
     Bus& bus;
     platform::ProcessLog& log;

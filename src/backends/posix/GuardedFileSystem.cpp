@@ -354,7 +354,7 @@ void GuardedFileSystem::State::giveUp(Question& question) {
 std::shared_ptr<GuardedFileSystem::Question>
 GuardedFileSystem::State::answerOf(Question::About about, std::vector<std::string> paths,
                                    std::chrono::milliseconds wait) {
-    const auto question = std::make_shared<Question>();
+    auto question = std::make_shared<Question>();
     question->about = about;
     question->existence.resize(paths.size(), Existence::unknown);
     const auto over = std::make_shared<std::promise<void>>();
