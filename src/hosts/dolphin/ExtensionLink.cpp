@@ -211,6 +211,7 @@ void ExtensionLink::takeDirectories(std::uint64_t call, const QVariantList& argu
     if (list.size() <= TSF_MAXIMUM_DIRECTORIES)
         for (const QString& uri : list)
             texts.push_back(uri.toUtf8());
+    uris.reserve(texts.size());
     for (const QByteArray& text : texts)
         uris.push_back(text.constData());
     tsf_core_directories(core, now(), call, uris.data(), static_cast<std::size_t>(list.size()));
