@@ -397,17 +397,23 @@ Outcome<Done> LocalSide::move(const std::string& path, const std::string& to) co
     return Done{};
 }
 
-Outcome<std::string> LocalSide::keep(const std::string& path) const {
+std::string LocalSide::keptAt(const std::string& name) {
+    return joined(joined(std::string(privatePrefix), keptFolder), name);
+}
+
+Outcome<std::string> LocalSide::newKeptPlace(const std::string& name) const {
     const std::string prefix(privatePrefix);
     const std::string kept = joined(prefix, keptFolder);
     if (::mkdirat(rootFile, prefix.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, prefix);
     if (::mkdirat(rootFile, kept.c_str(), 0700) != 0 && errno != EEXIST) return failureOf(errno, kept);
-    const std::size_t slash = path.rfind('/');
-    std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
     const auto now = std::chrono::duration_cast<std::chrono::seconds>(clock.date().time_since_epoch());
-    const std::string place = joined(kept, std::to_string(now.count()) + "-" + randomHex().substr(0, 8) +
-                                               "-" + name.substr(0, 200));
-    if (const auto moved = move(path, place); !moved) return moved.failure();
+    return keptAt(std::to_string(now.count()) + "-" + randomHex().substr(0, 8) + "-" + name.substr(0, 200));
+}
+
+Outcome<std::string> LocalSide::keep(const std::string& path) const {
+    auto place = newKeptPlace(path.substr(path.rfind('/') + 1));
+    if (!place) return place;
+    if (const auto moved = move(path, *place); !moved) return moved.failure();
     return place;
 }
 

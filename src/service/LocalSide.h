@@ -96,6 +96,10 @@ class LocalSide {
     Outcome<Done> makeFolder(const std::string& path) const;
     // Renames; fails when anything is at the new name.
     Outcome<Done> move(const std::string& path, const std::string& to) const;
+    // A free place among the kept ones for an item of that name; the folder is there then. `keptAt` is the
+    // place of the name that it gets.
+    Outcome<std::string> newKeptPlace(const std::string& name) const;
+    static std::string keptAt(const std::string& name);
     // Into the private folder of kept ones, from where a person can take it; its path there.
     Outcome<std::string> keep(const std::string& path) const;
     // Whether somebody has the file open for writing, as far as the file system tells.

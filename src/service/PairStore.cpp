@@ -236,9 +236,21 @@ void PairStore::finish(std::int64_t number, const std::vector<PathAndItem>& item
         upload.bind(item.path).bind(*uploaded).step();
         upload.reset();
     }
+    end(number);
+    change.commit();
+}
+
+void PairStore::finishMove(std::int64_t number, const std::string& path, const JournalEntry::Placed& moved) {
+    Transaction change(database.get());
+    rename(path, moved.path);
+    Agreeing(database.get()).agree(moved.path, moved.item);
+    end(number);
+    change.commit();
+}
+
+void PairStore::end(std::int64_t number) {
     Statement(database.get(), "DELETE FROM journal WHERE number = ?").bind(number).step();
     Statement(database.get(), "DELETE FROM journal_items WHERE number = ?").bind(number).step();
-    change.commit();
 }
 
 std::vector<JournalEntry> PairStore::unfinished() const {

@@ -50,7 +50,13 @@ struct PathAndItem {
 // change; `path` is the key.
 struct JournalEntry {
     // Numbers are on disks: they never change.
-    enum class Step : int { replaceThere = 1, placeThere = 2, placeManyThere = 3 };
+    enum class Step : int {
+        replaceThere = 1,
+        placeThere = 2,
+        placeManyThere = 3,
+        moveThere = 4,
+        moveHere = 5
+    };
     std::int64_t number = 0;
     Step step = Step::placeThere;
     std::string path;
@@ -58,7 +64,8 @@ struct JournalEntry {
     std::string privatePath; // where the new version lies until then
     std::string trashPath;   // where the old one goes
     AgreedItem item;         // what is agreed on when it is done
-    // Of many: the private path is a folder, and each item has its own place.
+    // Of many: the private path is a folder, and each item has its own place. Of a move: the private path is
+    // the old place, on its side, and the one item has the new key and the new place.
     struct Placed {
         std::string path;
         std::string remotePath;
@@ -105,6 +112,8 @@ class PairStore {
                 std::optional<std::int64_t> uploaded = std::nullopt);
     void finish(std::int64_t number, const std::vector<PathAndItem>& items,
                 std::optional<std::int64_t> uploaded = std::nullopt);
+    // A move is over: what was agreed at `path` and below is so at its new key.
+    void finishMove(std::int64_t number, const std::string& path, const JournalEntry::Placed& moved);
     std::vector<JournalEntry> unfinished() const;
 
     // What was deleted and replaced by older versions, in files, for LossGuard; and the lines that a person
@@ -143,6 +152,7 @@ class PairStore {
         void operator()(sqlite3* database) const;
     };
     void run(const char* sql) const;
+    void end(std::int64_t number);
 
     std::unique_ptr<sqlite3, Closer> database;
 };

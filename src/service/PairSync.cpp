@@ -5,6 +5,7 @@
 #include "service/remote_move.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <utility>
 
@@ -87,7 +88,12 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
     Round result;
     const auto names = look(result, stop);
     if (!names) return names.failure();
-    const auto operations = guard.allowed(plan(*names), *names, around.time());
+    auto operations = guard.allowed(plan(*names), *names, around.time());
+    if (result.restless) // what it belongs to may have to rest
+        std::erase_if(operations, [](const Operation& operation) {
+            return isPrivate(operation.path) &&
+                   (operation.what == What::trash || !isForParked(operation.what));
+        });
     result.waiting = guard.waiting();
     return carryOut(operations, std::move(result), stop);
 }
@@ -135,6 +141,10 @@ void PairSync::recover(const std::stop_token& stop) {
             if (!recoverMany(entry, stop)) return;
             continue;
         }
+        if (!entry.many.empty()) {
+            if (!recoverMove(entry, stop)) return;
+            continue;
+        }
         const auto there = around.space.look(entry.remotePath, false).wait(stop);
         if (!there) return; // the next round tries again
         const auto isLeft = isInSpace(around.space, entry.privatePath, stop);
@@ -161,7 +171,8 @@ void PairSync::recover(const std::stop_token& stop) {
 // are as they were agreed on.
 class PairSync::Compared {
   public:
-    Compared(PairSync& owner, Round& result) : sync(owner), round(result), items(owner.around.store, "") {
+    Compared(PairSync& owner, const std::string& top, Round& result)
+        : sync(owner), round(result), items(owner.around.store, top), isWhole(top.empty()) {
         advance();
     }
 
@@ -186,7 +197,11 @@ class PairSync::Compared {
         bool isKept;
     };
 
-    void advance() { hasNext = items.next(nextPath, next); }
+    // What waits under a private name is looked at by itself.
+    void advance() {
+        while ((hasNext = items.next(nextPath, next)) && isWhole && isPrivate(nextPath))
+            if (nextPath.find('/') == std::string::npos) sync.parked.push_back(nextPath);
+    }
 
     void takeGoneBefore(const std::string* key) {
         while (hasNext && (!key || pathBefore(nextPath, *key))) {
@@ -238,6 +253,7 @@ class PairSync::Compared {
     PairSync& sync;
     Round& round;
     PairStore::Items items;
+    bool isWhole;
     std::string nextPath;
     AgreedItem next;
     bool hasNext = false;
@@ -248,22 +264,37 @@ class PairSync::Compared {
 Outcome<std::vector<Name>> PairSync::look(Round& round, const std::stop_token& stop) {
     view.clear();
     listedThere.clear();
+    parked.clear();
     PairWalkOptions options;
     options.remoteFolder = settings.remoteFolder;
     options.remote.foldsCase = features.foldsCase;
     options.remote.isLeftOut = settings.isLeftOut;
     options.remote.hadItems = [this](const std::string& key) { return around.store.hasBelow(key); };
-    std::vector<Name> names;
-    {
-        Compared compared(*this, round);
-        const auto walked = walkPair(around.local, around.space, options, rootOfPair(), stop,
-                                     [&compared](OnBothSides&& name) { compared.take(std::move(name)); });
-        if (!walked) return walked.failure();
-        names = compared.finish();
+    auto names = compare(options, rootOfPair(), round, stop, true);
+    if (!names) return names;
+    for (const std::string& key : parked) {
+        auto more = lookAtParked(key, options, round, stop);
+        if (!more) return more;
+        std::move((*more).begin(), (*more).end(), std::back_inserter(*names));
     }
+    if (!parked.empty())
+        std::sort((*names).begin(), (*names).end(),
+                  [](const Name& one, const Name& other) { return pathBefore(one.path, other.path); });
     around.store.agree(std::exchange(renewed, {}));
-    markRestless(names, round);
+    markRestless(*names, round);
     return names;
+}
+
+// The names below a folder of the pair, and itself when it is not the pair's own, where something follows.
+Outcome<std::vector<Name>> PairSync::compare(const PairWalkOptions& options, const OnBothSides& top,
+                                             Round& round, const std::stop_token& stop, bool isFolder) {
+    Compared compared(*this, top.key, round);
+    if (!top.key.empty()) compared.take(OnBothSides(top));
+    const auto walked = isFolder ? walkPair(around.local, around.space, options, top, stop,
+                                            [&](OnBothSides&& name) { compared.take(std::move(name)); })
+                                 : Outcome<Done>(Done{});
+    if (!walked) return walked.failure();
+    return compared.finish();
 }
 
 Name PairSync::nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& known, Round& round) {
@@ -318,6 +349,7 @@ void PairSync::markRestless(std::vector<Name>& all, Round& round) {
     std::vector<Unrest> changing;
     for (std::size_t index = 0; index < all.size(); ++index) {
         const Name& name = all[index];
+        if (isPrivate(name.path)) continue; // goes on at once with what it belongs to
         const auto isAsAgreed = [&](std::size_t side) {
             return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
         };

@@ -131,6 +131,8 @@ class PairSync {
     Outcome<Round> carryOut(const std::vector<Operation>& operations, Round result,
                             const std::stop_token& stop);
     Outcome<std::vector<Name>> look(Round& round, const std::stop_token& stop);
+    Outcome<std::vector<Name>> compare(const PairWalkOptions& options, const OnBothSides& top, Round& round,
+                                       const std::stop_token& stop, bool isFolder);
     Name nameOf(const OnBothSides& sides, const std::optional<AgreedItem>& agreed, Round& round);
     std::string spellingOf(const std::string& key, const AgreedItem& agreed, std::string AgreedItem::*side,
                            const std::string& path);
@@ -157,6 +159,13 @@ class PairSync {
     Outcome<Done> trashHere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> trashThere(const std::string& key, const std::stop_token& stop);
     Outcome<Done> move(Side side, const std::string& key, const std::string& to, const std::stop_token& stop);
+    static bool isForParked(What what);
+    std::string parkedAt(Side side, const std::string& key) const;
+    Outcome<std::string> targetOf(Side side, const std::string& from, const std::string& to);
+    bool recoverMove(const JournalEntry& entry, const std::stop_token& stop);
+    Outcome<std::vector<Name>> lookAtParked(const std::string& key, const PairWalkOptions& options,
+                                            Round& round, const std::stop_token& stop);
+    Outcome<Done> giveUpParked(const std::string& key);
     Outcome<Done> respell(Side side, const std::string& key, const std::stop_token& stop);
     Outcome<Done> aside(const std::string& key);
     Outcome<Done> agree(const std::string& key);
@@ -208,6 +217,7 @@ class PairSync {
     bool knowsFeatures = false;
     View view; // what the last look found that is not as it was agreed on, and the folders above it
     std::vector<PathAndItem> renewed;      // new records of an agreed content
+    std::vector<std::string> parked;       // keys of what a ring left under a private name
     std::optional<RemoteRecord> markThere; // of the space's mark, once it was read
     std::unordered_map<std::string, Learned> learnedHere;
     std::unordered_map<std::string, Learned> learnedThere;

@@ -11,25 +11,13 @@
 namespace service {
 namespace {
 
-Failure changed(const std::string& path) { return {Trouble::missing, path + " has changed meanwhile"}; }
-
-// The last four hexadecimal digits.
-std::string endOf(const Digest& digest) {
-    static constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (std::size_t i = digest.size() - 2; i < digest.size(); ++i) {
-        text += digits[digest[i] >> 4U];
-        text += digits[digest[i] & 15U];
-    }
-    return text;
-}
-
 constexpr std::string_view uploadFolder = "up";
 
 } // namespace
 
 Outcome<Done> PairSync::perform(const Operation& operation, const std::stop_token& stop) {
     const std::string& key = operation.path;
+    if (key.starts_with(privatePrefix) && !isForParked(operation.what)) return giveUpParked(key);
     switch (operation.what) {
     case What::put:
         return operation.side == Side::there ? putThere(key, operation.replaces, stop)
@@ -75,6 +63,7 @@ std::string PairSync::pathHere(const std::string& key) const {
     if (key.empty()) return {};
     const auto found = view.find(key);
     if (found != view.end() && found->second.here) return found->second.here->path;
+    if (isPrivate(key)) return parkedAt(Side::here, key);
     return joined(pathHere(parentOf(key)), nameOn(Side::here, key));
 }
 
@@ -83,6 +72,7 @@ std::string PairSync::pathThere(const std::string& key) const {
     const auto found = view.find(key);
     if (found != view.end() && found->second.there)
         return joined(settings.remoteFolder, found->second.there->path);
+    if (isPrivate(key)) return joined(settings.remoteFolder, parkedAt(Side::there, key));
     return joined(pathThere(parentOf(key)), nameOn(Side::there, key));
 }
 
@@ -366,101 +356,6 @@ Outcome<Done> PairSync::trashThere(const std::string& key, const std::stop_token
     if (!moved) return moved.failure();
     around.store.forget(key);
     eraseBelow(key, Side::there);
-    return Done{};
-}
-
-Outcome<Done> PairSync::move(Side side, const std::string& key, const std::string& to,
-                             const std::stop_token& stop) {
-    const auto pathOf = [&](const std::string& name) {
-        if (isPrivate(name)) return side == Side::here ? name : joined(settings.remoteFolder, name);
-        return side == Side::here ? pathHere(name) : pathThere(name);
-    };
-    // The new name is written as the side has it where it was moved.
-    const auto newPathOf = [&](const std::string& name) {
-        if (isPrivate(name)) return pathOf(name);
-        const std::string written = nameOn(otherOf(side), name);
-        return joined(side == Side::here ? pathHere(parentOf(name)) : pathThere(parentOf(name)), written);
-    };
-    const std::string from = pathOf(key);
-    const std::string target = newPathOf(to);
-    const auto agreed = around.store.at(key);
-    if (!agreed) return changed(from);
-    if (side == Side::here) {
-        if (!isPrivate(key))
-            if (const auto same = checkUnchangedHere(key); !same && agreed->shape == Shape::folder)
-                return same.failure();
-        if (const auto moved = around.local.move(from, target); !moved) return moved.failure();
-    } else {
-        if (!isPrivate(key) && agreed->shape == Shape::folder)
-            if (const auto same = checkUnchangedThere(key, stop); !same) return same.failure();
-        const auto moved = moveThereIfFree(from, target, agreed->shape, stop);
-        if (!moved) return moved.failure();
-    }
-    around.store.rename(key, to);
-    if (auto item = around.store.at(to)) {
-        (side == Side::here ? item->hereName : item->thereName) = lastOf(target);
-        const std::string other = nameOn(otherOf(side), to);
-        if (!isPrivate(to)) (side == Side::here ? item->thereName : item->hereName) = other;
-        around.store.agree(to, *item);
-    }
-    eraseBelow(key, side);
-    return Done{};
-}
-
-Outcome<Done> PairSync::respell(Side side, const std::string& key, const std::stop_token& stop) {
-    auto agreed = around.store.at(key);
-    const Held& held = view.at(key);
-    if (!agreed || !held.here || !held.there) return changed(key);
-    const std::string here = lastOf(held.here->path);
-    const std::string there = lastOf(held.there->path);
-    const std::string& name = side == Side::here ? there : here;
-    if (here != there) {
-        const std::string from = side == Side::here ? pathHere(key) : pathThere(key);
-        const std::string to = joined(parentOf(from), name);
-        if (side == Side::here) {
-            if (const auto moved = around.local.move(from, to); !moved) return moved.failure();
-        } else {
-            // A storage that ignores case takes the new spelling for the old item, so the way leads over a
-            // third name.
-            const std::string between = newPrivatePath(uploadFolder);
-            const auto away = moveThereIfFree(from, between, agreed->shape, stop);
-            if (!away) return away.failure();
-            const auto back = moveThereIfFree(between, to, agreed->shape, stop);
-            if (!back) return back.failure();
-        }
-    }
-    agreed->hereName = side == Side::here ? name : here;
-    agreed->thereName = side == Side::there ? name : there;
-    around.store.agree(key, *agreed);
-    return Done{};
-}
-
-std::string PairSync::conflictNameOf(const std::string& path, const std::string& key,
-                                     const Digest& digest) const {
-    return conflictName(
-        lastOf(path), settings.host, around.localTime(), endOf(digest), [&](const std::string& candidate) {
-            const std::string other = joined(parentOf(key), keyOf(candidate, features.foldsCase));
-            const auto taken = view.find(other);
-            return around.local.lookAt(joined(parentOf(path), candidate)).has_value() ||
-                   around.store.at(other) || (taken != view.end() && taken->second.there);
-        });
-}
-
-Outcome<Done> PairSync::aside(const std::string& key) {
-    const LocalItem item = *view.at(key).here;
-    const auto now = around.local.lookAt(item.path);
-    if (!now || now->shape != item.shape || now->record.inode != item.record.inode) return changed(item.path);
-    Digest digest{}; // a folder has none
-    if (item.shape == Shape::file) {
-        const auto known = around.local.digest(item.path, now->record);
-        if (!known) return known.failure();
-        digest = *known;
-    }
-    const std::string name = conflictNameOf(item.path, key, digest);
-    if (const auto moved = around.local.move(item.path, joined(parentOf(item.path), name)); !moved)
-        return moved.failure();
-    around.log.info("Kept both versions of ", item.path, "; the one of this machine is ", name);
-    eraseBelow(key, Side::here);
     return Done{};
 }
 

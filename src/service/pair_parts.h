@@ -16,6 +16,10 @@ inline std::string joined(const std::string& folder, const std::string& name) {
     return folder.empty() ? name : folder + "/" + name;
 }
 
+inline Failure changed(const std::string& path) {
+    return {Trouble::missing, path + " has changed meanwhile"};
+}
+
 // For a folder only what identifies it: the rest changes with what is in it.
 inline RemoteRecord recordOf(const RemoteItem& item) {
     if (item.kind == RemoteItem::Kind::folder) return {0, 0, item.id};

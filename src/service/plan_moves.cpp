@@ -198,12 +198,30 @@ class MoveFinder {
                 from = moved.newNameOf(from);
             }
             const bool isRing = from == first;
-            const std::string parked = isRing ? privateName(rings++) : std::string();
+            const std::string parked = isRing ? newPrivateName(rings) : std::string();
             if (isRing) move(side, tree[chain.back()].path, parked);
             for (auto member = chain.rbegin() + (isRing ? 1 : 0); member != chain.rend(); ++member)
                 move(side, tree[*member].path, tree[moved.newNameOf(*member)].path);
             if (isRing) move(side, parked, tree[first].path);
         }
+    }
+
+    // One where nothing waits that an earlier ring left.
+    std::string newPrivateName(std::size_t& number) const {
+        std::string name = privateName(number++);
+        while (isName(name))
+            name = privateName(number++);
+        return name;
+    }
+    bool isName(const std::string& path) const {
+        std::size_t first = 0;
+        for (std::size_t count = tree.size(); count > 0;) {
+            const std::size_t half = count / 2;
+            const bool isBefore = pathBefore(tree[first + half].path, path);
+            if (isBefore) first += half + 1;
+            count = isBefore ? count - half - 1 : half;
+        }
+        return first < tree.size() && tree[first].path == path;
     }
 
     bool canMove(std::size_t from, std::size_t to, Side side, const Moved& moved) const {

@@ -20,7 +20,9 @@ class TrickySpace final : public RemoteSpace {
         std::optional<std::string> content; // none: a folder
         std::int64_t modified = 0;
         std::string name; // as it is told
+        int id = 0;
     };
+    bool tellsIds = false;
     bool foldsCase = false;
     bool decomposes = false;
     std::int64_t now = 1'000'000'000; // nanoseconds; each change is a second later
@@ -32,7 +34,7 @@ class TrickySpace final : public RemoteSpace {
 
     std::string keyOfPath(const std::string& path) const { return keyOf(path, foldsCase); }
     void put(const std::string& path, const std::string& content) {
-        items[keyOfPath(path)] = {content, now += 1'000'000'000, told(path)};
+        items[keyOfPath(path)] = {content, now += 1'000'000'000, told(path), ++lastId};
     }
 
     Pending<Features> features() override {
@@ -132,6 +134,7 @@ class TrickySpace final : public RemoteSpace {
     Pending<Quota> quota() override { return Pending<Quota>(Quota{}); }
 
   private:
+    int lastId = 0;
     static Failure missing(const std::string& path) { return {Trouble::missing, path + " is not there"}; }
     static std::string above(const std::string& path) {
         const std::size_t slash = path.rfind('/');
@@ -145,19 +148,20 @@ class TrickySpace final : public RemoteSpace {
         g_free(text);
         return written;
     }
-    static RemoteItem itemOf(const Item& item) {
+    RemoteItem itemOf(const Item& item) const {
         RemoteItem all;
         all.name = item.name;
         all.kind = item.content ? RemoteItem::Kind::file : RemoteItem::Kind::folder;
         all.size = item.content ? item.content->size() : 0;
         all.modified = item.modified;
+        if (tellsIds) all.id = std::to_string(item.id);
         return all;
     }
     void makeAbove(const std::string& path) {
         for (std::size_t slash = path.find('/'); slash != std::string::npos;
              slash = path.find('/', slash + 1)) {
             const std::string folder = path.substr(0, slash);
-            items.try_emplace(keyOfPath(folder), Item{std::nullopt, now, told(folder)});
+            items.try_emplace(keyOfPath(folder), Item{std::nullopt, now, told(folder), ++lastId});
         }
     }
     Pending<Done> move(const std::string& operation, const std::string& path, const std::string& to) {

@@ -6,6 +6,28 @@
 #include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+
+#include <cerrno>
+#include <limits>
+#include <unistd.h>
+
+namespace {
+
+// So many renames here succeed; then none does, but the next one may happen all the same.
+int renamesLeft = std::numeric_limits<int>::max();
+bool lastHappens = false;
+
+} // namespace
+
+extern "C" int renameat2(int from, const char* name, int to, const char* newName, unsigned flags) noexcept {
+    const bool isLast = renamesLeft == 0;
+    if (isLast && !std::exchange(lastHappens, false)) return errno = EIO, -1;
+    const long done = ::syscall(SYS_renameat2, from, name, to, newName, flags);
+    if (isLast) return errno = EIO, -1;
+    --renamesLeft;
+    return static_cast<int>(done);
+}
 
 namespace service {
 namespace {
@@ -20,6 +42,10 @@ class Computer {
         : home(place / name), space(remote), trash(home / "trash") {
         fs::create_directories(home / "pair");
         (void)space.makeFolder("pair").wait();
+        restart(name);
+    }
+    void restart(const std::string& name) {
+        sync.reset();
         local.emplace(home / "pair");
         store.emplace(home / "state.db");
         PairSync::Settings settings;
@@ -42,12 +68,20 @@ class Computer {
             const auto result = sync->round({});
             if (!result) return "failed: " + result.failure().text;
             if (!result->isInStep()) continue;
+            if (result->waiting && sync->confirm(result->waiting->list)) continue;
             std::string problems;
             for (const auto& problem : result->problems)
                 if (!problem.reason.starts_with("it keeps changing")) problems += problem.path + "; ";
             return problems;
         }
         return "does not end";
+    }
+    // Its private names that would be in anybody's way.
+    bool hasLeftovers() const {
+        const fs::directory_iterator all(home / "pair");
+        return std::any_of(begin(all), end(all), [](const fs::directory_entry& entry) {
+            return entry.path().filename().string().starts_with(".tsyncquenz-");
+        });
     }
     void look() { EXPECT_TRUE(sync->round({})); } // what is new has not rested
     Files files() const { return contentsOf(home / "pair"); }
@@ -132,6 +166,58 @@ TEST_F(PairCases, ARingOfNamesIsMovedAndNotSent) {
     settleAll();
     EXPECT_EQ(one.files(), after);
     EXPECT_EQ(two.files(), after);
+}
+
+// The service is killed at each step in turn, when it moves there and when it moves here.
+TEST_F(PairCases, ARingThatWasCutOffIsTakenUp) {
+    Files files{{"a", "1"}, {"b", "22"}, {"d/x", "4444"}, {"e/x", "55555"}};
+    for (const auto& [path, content] : files)
+        one.write(path, content);
+    settleAll();
+    const auto swap = [&] {
+        for (const auto& [from, to] :
+             {std::pair("a", "t"), {"b", "a"}, {"t", "b"}, {"d", "t"}, {"e", "d"}, {"t", "e"}})
+            fs::rename(one / from, one / to);
+        std::swap(files["a"], files["b"]);
+        std::swap(files["d/x"], files["e/x"]);
+        space.asked.clear();
+    };
+    const auto check = [&](const std::string& where) {
+        settleAll();
+        settleAll();
+        EXPECT_EQ(one.files(), files) << where;
+        EXPECT_EQ(two.files(), files) << where;
+        EXPECT_EQ(space.asked["bringUp"], 0) << where;
+        EXPECT_FALSE(one.hasLeftovers() || two.hasLeftovers()) << where;
+        for (const auto& [key, item] : space.items)
+            EXPECT_EQ(key.find("moving"), std::string::npos) << where << key;
+    };
+    bool isCut = true;
+    for (int steps = 0; isCut && !HasFailure(); ++steps) {
+        swap();
+        isCut = false;
+        space.before = [&, left = steps](const auto&, const auto&) mutable -> std::optional<Failure> {
+            if (left-- > 0) return std::nullopt;
+            isCut = true;
+            return Failure{Trouble::unreachable, "cut off"};
+        };
+        one.settle();
+        space.before = [](const auto&, const auto&) { return std::nullopt; };
+        one.restart("one");
+        check("there, after " + std::to_string(steps));
+    }
+    space.tellsIds = isCut = true; // else two names swapped are two edits
+    settleAll();
+    for (int steps = 0; isCut && !HasFailure(); ++steps) {
+        swap();
+        EXPECT_EQ(one.settle(), "");
+        lastHappens = steps % 2 == 1;
+        renamesLeft = steps / 2;
+        two.settle();
+        isCut = std::exchange(renamesLeft, std::numeric_limits<int>::max()) == 0;
+        two.restart("two");
+        check("here, after " + std::to_string(steps));
+    }
 }
 
 TEST_F(PairCases, NamesThatTheStorageWritesInItsOwnWay) {
