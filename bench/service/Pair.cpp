@@ -134,7 +134,8 @@ Pair::Pair(const support::StorageServers& servers, const DiskFolder& disk, const
     : folder(made(disk / name)), control(controlSettings(servers.configuration()), log),
       space(control, servers.storage("sftp"), links / "all"), local(folder), store(disk / (name + ".db")),
       sync({space, local, store, trash, log, [this] { return now; },
-            [] { return std::chrono::sys_seconds(std::chrono::seconds(0)); }},
+            [] { return std::chrono::sys_seconds(std::chrono::seconds(0)); },
+            [] { return std::chrono::floor<std::chrono::seconds>(platform::machineClock().date()); }},
            [&name] {
                service::PairSync::Settings settings;
                settings.remoteFolder = name;

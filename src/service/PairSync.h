@@ -42,9 +42,9 @@ class PairSync {
         PairStore& store;
         DesktopTrash& trash;
         platform::ProcessLog& log;
-        std::function<std::chrono::steady_clock::time_point()> now;   // for rest
-        std::function<std::chrono::sys_seconds()> localTime;          // for the names of conflict copies
-        std::function<std::chrono::sys_seconds()> time = &systemTime; // for what is kept over a restart
+        std::function<std::chrono::steady_clock::time_point()> now; // for rest
+        std::function<std::chrono::sys_seconds()> localTime;        // for the names of conflict copies
+        std::function<std::chrono::sys_seconds()> time;             // for what is kept over a restart
     };
     struct Settings {
         std::string remoteFolder; // in the space
@@ -95,9 +95,6 @@ class PairSync {
 
   private:
     class Compared;
-    static std::chrono::sys_seconds systemTime() {
-        return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-    }
     struct Held { // a name as the last look found it
         std::optional<LocalItem> here;
         std::optional<RemoteEntry> there;

@@ -19,8 +19,8 @@ using platform::Dictionary;
 // Whoever asks goes on after a second.
 constexpr std::chrono::milliseconds folderLimit{900};
 
-std::chrono::sys_seconds now() {
-    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+std::chrono::sys_seconds today(const platform::Clock& clock) {
+    return std::chrono::floor<std::chrono::seconds>(clock.date());
 }
 
 // In the space; "" is the space itself.
@@ -150,7 +150,7 @@ bool Service::deleteFile(std::string_view remotePath, bool toTrash) {
     if (!toTrash)
         return done("delete", *plain,
                     (isFolder ? around.space.removeTree(path) : around.space.removeFile(path)).wait(stop));
-    const std::string place = trash::newPlace(path, now());
+    const std::string place = trash::newPlace(path, today(around.clock));
     if (const auto made = around.space.makeFolder(parentOf(place)).wait(stop); !made)
         return done("delete", *plain, made);
     return done(
@@ -200,10 +200,10 @@ Outcome<std::string> Service::restore(std::string_view remotePath) {
 void Service::cleanUp(const std::stop_token& stop) {
     const std::unique_lock guard(cleanLock, std::try_to_lock);
     constexpr std::chrono::hours day{24};
-    const auto time = std::chrono::steady_clock::now();
+    const auto time = around.clock.now();
     if (!guard || (lastClean && time - *lastClean < day)) return;
-    const auto removed =
-        trash::removeOld(around.space, stateFolder / "seen-in-space", settings.ages, now(), stop);
+    const auto removed = trash::removeOld(around.space, stateFolder / "seen-in-space", settings.ages,
+                                          today(around.clock), stop);
     if (removed && *removed > 0) log.info("Removed from the space's trash, being old: ", *removed);
     if (removed) lastClean = time;
 }

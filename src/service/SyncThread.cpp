@@ -39,11 +39,14 @@ std::string bootId() {
     return id;
 }
 
-std::chrono::sys_seconds booted() {
+std::chrono::sys_seconds dateOf(const platform::Clock& clock) {
+    return std::chrono::floor<std::chrono::seconds>(clock.date());
+}
+
+std::chrono::sys_seconds booted(const platform::Clock& clock) {
     struct timespec running {};
     ::clock_gettime(CLOCK_BOOTTIME, &running);
-    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) -
-           std::chrono::seconds(running.tv_sec);
+    return dateOf(clock) - std::chrono::seconds(running.tv_sec);
 }
 
 bool hasPrivateName(const std::string& path) {
@@ -67,7 +70,8 @@ struct SyncThread::Parts {
           local(owner.settings.localRoot, owner.around.clock), store(owner.settings.database),
           sync({space, local, store, owner.around.trash, owner.around.log,
                 [&owner] { return owner.around.clock.now(); },
-                [&owner] { return localTimeOf(owner.around.clock); }},
+                [&owner] { return localTimeOf(owner.around.clock); },
+                [&owner] { return dateOf(owner.around.clock); }},
                settingsOf(owner, remoteFolder)),
           identity(identityOf(owner.settings.localRoot)) {}
 
@@ -77,7 +81,7 @@ struct SyncThread::Parts {
         settings.host = owner.settings.host;
         settings.keepsFor = owner.settings.keepsFor;
         settings.bootId = bootId();
-        settings.booted = booted();
+        settings.booted = booted(owner.around.clock);
         settings.rest /= owner.settings.haste;
         settings.restOfDeletions /= owner.settings.haste;
         settings.restAfterUpload /= owner.settings.haste * owner.settings.haste; // minutes

@@ -16,6 +16,11 @@ inline std::string joined(const std::string& folder, const std::string& name) {
     return folder.empty() ? name : folder + "/" + name;
 }
 
+// Whether one path is the other, or lies in it.
+inline bool overlap(const std::string& one, const std::string& other) {
+    return sync_daemon::isAtOrBelow(one, other) || sync_daemon::isAtOrBelow(other, one);
+}
+
 inline Failure changed(const std::string& path) {
     return {Trouble::missing, path + " has changed meanwhile"};
 }

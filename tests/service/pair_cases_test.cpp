@@ -52,8 +52,10 @@ class Computer {
         settings.remoteFolder = "pair";
         settings.host = name;
         sync.emplace(
-            PairSync::Surroundings{space, *local, *store, trash, log, [this] { return now; },
-                                   [] { return std::chrono::sys_seconds(std::chrono::seconds(1795615200)); }},
+            PairSync::Surroundings{
+                space, *local, *store, trash, log, [this] { return now; },
+                [] { return std::chrono::sys_seconds(std::chrono::seconds(1795615200)); },
+                [] { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }},
             settings);
     }
     fs::path operator/(const std::string& path) const { return home / "pair" / path; }
