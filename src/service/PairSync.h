@@ -169,6 +169,7 @@ class PairSync {
     Outcome<Done> learn(Side side, const std::string& key, const std::stop_token& stop);
 
     struct Travelling;
+    std::optional<std::uint64_t> bytesInBatch(const Operation& operation, Side side) const;
     std::size_t batchAt(const std::vector<Operation>& operations, std::size_t first) const;
     std::vector<Travelling> batchOf(const std::vector<Operation>& operations, std::size_t first,
                                     std::size_t count) const;

@@ -36,27 +36,45 @@ Outcome<std::set<std::string>> leftIn(RemoteSpace& space, const std::string& fol
 
 } // namespace
 
-// How many operations from this one on make a batch; 0: none.
+// The bytes of an operation that can be one of a batch.
+std::optional<std::uint64_t> PairSync::bytesInBatch(const Operation& operation, Side side) const {
+    if (operation.side != side || operation.replaces) return std::nullopt;
+    if (operation.what == What::makeFolder && (features.moveFolder || side == Side::here)) return 0;
+    const auto found = view.find(operation.path);
+    if (operation.what != What::put || found == view.end()) return std::nullopt;
+    const Held& held = found->second;
+    std::optional<std::uint64_t> bytes;
+    if (side == Side::there && held.here) bytes = held.here->record.size;
+    if (side == Side::here && held.there && !held.here) bytes = held.there->item.size;
+    return bytes && *bytes <= largestFile ? bytes : std::nullopt;
+}
+
+// How many operations from this one on make a batch; 0: none. A new folder comes down in one piece only when
+// all that is in it is in the batch: one that is too large is made first, and its folders are looked at.
 std::size_t PairSync::batchAt(const std::vector<Operation>& operations, std::size_t first) const {
+    const Side side = operations[first].side;
     std::size_t files = 0;
     std::uint64_t bytes = 0;
+    std::size_t top = first; // with all that is in it
+    std::size_t filesBefore = 0;
     std::size_t index = first;
-    const Side side = operations[first].side;
-    for (; index < operations.size() && index - first < most; ++index) {
-        const Operation& operation = operations[index];
-        if (operation.side != side || operation.replaces) break;
-        const bool canMove = features.moveFolder || side == Side::here;
-        if (operation.what == What::makeFolder && canMove) continue;
-        if (operation.what != What::put) break;
-        const auto found = view.find(operation.path);
-        if (found == view.end()) break;
-        const Held& held = found->second;
-        const bool has = side == Side::there ? held.here.has_value() : held.there.has_value();
-        if (!has || (side == Side::here && held.here)) break;
-        const std::uint64_t size = side == Side::there ? held.here->record.size : held.there->item.size;
-        if (size > largestFile || bytes + size > largestBatch) break;
-        bytes += size;
-        ++files;
+    for (; index < operations.size(); ++index) {
+        if (!isAtOrBelow(operations[index].path, operations[top].path)) {
+            top = index;
+            filesBefore = files;
+        }
+        const auto size = bytesInBatch(operations[index], side);
+        const bool isFull = files >= most || (size && bytes + *size > largestBatch);
+        if (size && !isFull) {
+            bytes += *size;
+            if (operations[index].what == What::put) ++files;
+            continue;
+        }
+        if (index != top && (side == Side::here || (isFull && filesBefore >= fewest))) {
+            index = top;
+            files = filesBefore;
+        }
+        break;
     }
     return files >= fewest ? index - first : 0;
 }
