@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-
 namespace dirsnapshot {
 namespace {
 
@@ -46,6 +44,7 @@ TEST_F(Editing, MovesBehindItsNewSiblingsWithItsDigests) {
         snapshot.addItemAtPath(path, file(3));
     snapshot.computeHash();
     const std::string digest = digestOf("/a/x/deep");
+    snapshot.moveItemAtPath("/a/none", "/b"); // which is not there
     snapshot.moveItemAtPath("/a/x", "/a/y");
     EXPECT_THAT(listing(snapshot), ElementsAre("/a/", "/a/z 3", "/a/y/", "/a/y/deep 3"));
     EXPECT_EQ(digestOf("/a/y/deep"), digest);
@@ -124,76 +123,6 @@ TEST_F(Editing, ScansAPartAnewUnderItsName) {
     EXPECT_EQ(snapshot.nodeAtFullpath("/a/c/d")->size, 4);
     snapshot.reloadSnapshotPart(folder.path());
     EXPECT_EQ(snapshot.nodeAtFullpath("/z"), nullptr);
-}
-
-// A plain map. Paths of three names, so that they meet often.
-class Model {
-  public:
-    Sizes items;
-
-    void add(const std::string& path, std::int64_t size) {
-        for (const std::string& directory : above(path))
-            items.try_emplace(directory, -1);
-        if (const auto [item, isNew] = items.try_emplace(path, size); !isNew && item->second >= 0)
-            item->second = std::max<std::int64_t>(size, 0);
-    }
-    Sizes take(const std::string& path) {
-        Sizes taken;
-        for (auto item = items.begin(); item != items.end();) {
-            const bool isBelow = item->first == path || item->first.starts_with(path + "/");
-            if (isBelow) taken.emplace(item->first.substr(path.size()), item->second);
-            item = isBelow ? items.erase(item) : std::next(item);
-        }
-        return taken;
-    }
-};
-
-TEST_F(Editing, AgreesWithAPlainMapAfterEachOfManyEdits) {
-    std::mt19937 random(7);
-    Model model;
-    const auto anyPath = [&] {
-        std::string path;
-        for (auto depth = 1 + random() % 3; depth > 0; --depth)
-            path += std::string("/") + std::array{"a", "b", "c", "cd"}[random() % 4];
-        return path;
-    };
-    for (int step = 0; step < 4000; ++step) {
-        const std::string path = anyPath();
-        const std::string to = anyPath();
-        const std::int64_t size = random() % 3 == 0 ? -1 : static_cast<std::int64_t>(random() % 100);
-        switch (random() % 5) {
-        case 0:
-        case 1:
-            if (isBelowAFile(snapshot, path)) break;
-            snapshot.addItemAtPath(path, size < 0 ? directory() : file(size));
-            model.add(path, size);
-            break;
-        case 2:
-            // A repeated name has an order that a map does not know.
-            if (isBelowAFile(snapshot, to) || model.items.contains(to)) break;
-            snapshot.moveItemAtPath(path, to);
-            if (!model.items.contains(path) || to.starts_with(path + "/")) break;
-            for (const auto& [below, itemSize] : model.take(path))
-                model.add(to + below, itemSize);
-            break;
-        case 3:
-            snapshot.removeItemAtPath(path);
-            model.take(path);
-            break;
-        default: // what is not on disk is scanned as an empty directory
-            const std::string parent = path.substr(0, path.rfind('/'));
-            if (isBelowAFile(snapshot, path)) break;
-            snapshot.reloadSnapshotPart(folder.path() + path);
-            if (!parent.empty() && !model.items.contains(parent)) break; // refused
-            model.take(path);
-            model.add(path, -1);
-            for (const auto& [onDisk, diskSize] : {std::pair("/a/b", 3), std::pair("/a/c/d", 4)})
-                if ((onDisk + std::string("/")).starts_with(path + "/") && onDisk != path)
-                    model.add(onDisk, diskSize);
-        }
-        ASSERT_EQ(sizesOf(snapshot), model.items) << "step " << step;
-    }
-    EXPECT_GT(model.items.size(), 5U);
 }
 
 } // namespace
