@@ -20,30 +20,31 @@ struct ExtensionParts {
     platform::NotificationCenter localCenter;
     SilentConnections connections;
 
-    daemon_client::TSyncClient::Surroundings forClient() {
-        return {connections, center, localCenter, log, clock};
-    }
-    // The client is made when the extension asks for it.
+    std::unique_ptr<daemon_client::TSyncClient> client; // made when the extension asks for it
+
     extension::FinderSync::Surroundings forFinderSync(platform::FIFinderSyncController& controller,
-                                                      std::unique_ptr<daemon_client::TSyncClient>& client) {
-        return forFinderSync(controller, client, model);
-    }
-    extension::FinderSync::Surroundings forFinderSync(platform::FIFinderSyncController& controller,
-                                                      std::unique_ptr<daemon_client::TSyncClient>& client,
-                                                      platform::Queue& modelQueue) {
+                                                      platform::Queue* otherModel = nullptr) {
         return {controller,
                 center,
                 disk,
                 images,
                 log,
                 clock,
-                modelQueue,
+                otherModel != nullptr ? *otherModel : model,
                 background,
                 walks,
-                [&]() -> daemon_client::TSyncClient& {
-                    client = std::make_unique<daemon_client::TSyncClient>(forClient());
+                [this]() -> daemon_client::TSyncClient& {
+                    client =
+                        std::make_unique<daemon_client::TSyncClient>(daemon_client::TSyncClient::Surroundings{
+                            connections, center, localCenter, log, clock});
                     return *client;
                 }};
+    }
+    static std::vector<platform::FileURL> urls(const std::vector<std::string>& paths) {
+        std::vector<platform::FileURL> items;
+        for (const std::string& path : paths)
+            items.push_back(platform::FileURL::withPath(path).value());
+        return items;
     }
     void post(const char* name, platform::Dictionary userInfo = {}) {
         center.post({name, std::nullopt, std::move(userInfo)});

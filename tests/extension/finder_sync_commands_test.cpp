@@ -60,14 +60,13 @@ class FinderSyncCommandsTest : public testing::Test, protected support::Extensio
     RecordingNotifier notifier;
     Presence daemon = Presence::answering;
     std::map<std::string, Reply> replies; // by message, up to its first colon; otherwise no reply
-    std::unique_ptr<daemon_client::TSyncClient> client;
     std::unique_ptr<extension::FinderSync> finderSync;
     std::unique_ptr<extension::FinderSyncCommands> commands;
 
     void SetUp() override {
         disk.folders = {{"/", {}}, {"/r", {"d"}}, {"/r/d", {}}, {"/o", {"x"}}};
         disk.files = {"/o/x", "/o/y"};
-        finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller, client));
+        finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller));
         commands =
             std::make_unique<extension::FinderSyncCommands>(extension::FinderSyncCommands::Surroundings{
                 *finderSync, *client, center, disk, log, clock, links, panels, pasteboard, notifier,
@@ -82,8 +81,7 @@ class FinderSyncCommandsTest : public testing::Test, protected support::Extensio
     }
     static CommandRequest selecting(const Texts& paths, std::optional<std::string> destination = {}) {
         CommandRequest request;
-        for (const std::string& path : paths)
-            request.selection.push_back(platform::FileURL::withPath(path).value());
+        request.selection = urls(paths);
         request.destination = std::move(destination);
         return request;
     }

@@ -21,10 +21,9 @@ using Calls = std::vector<std::string>;
 class FinderSyncTest : public testing::Test, protected support::ExtensionParts {
   protected:
     support::RecordingController controller;
-    std::unique_ptr<daemon_client::TSyncClient> client;
     std::unique_ptr<extension::FinderSync> finderSync;
 
-    void start() { finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller, client)); }
+    void start() { finderSync = std::make_unique<extension::FinderSync>(forFinderSync(controller)); }
     void SetUp() override {
         disk.folders = {
             {"/", {"r", "s", "o"}}, {"/r", {"d", "f"}}, {"/r/d", {"g"}}, {"/s", {}}, {"/o", {"x"}}};
@@ -199,13 +198,12 @@ TEST_F(FinderSyncTest, ALookupCopiesNoRootsAndTheModelQueueDecodesNone) {
     EXPECT_LT(counted::peak - before, 50'000U) << "the roots take more than a megabyte";
 
     const std::string path = "/roots/of/a/person/9999/f";
-    const std::vector<FileURL> items{FileURL::withPath(path).value()};
     before = counted::now;
     counted::peak = before;
     bool isRoot = true;
     EXPECT_TRUE(finderSync->isPathInSync(path, isRoot) && client->isPathInSync(path, isRoot));
     bool isAnswered = false;
-    finderSync->badgesForItems(items, [&](const extension::BadgeBatch&) { isAnswered = true; });
+    finderSync->badgesForItems(urls({path}), [&](const extension::BadgeBatch&) { isAnswered = true; });
     EXPECT_TRUE(isAnswered);
     EXPECT_LT(counted::peak - before, 50'000U);
 }
@@ -216,10 +214,7 @@ TEST_F(FinderSyncTest, AnswersOtherBatchesWhileADiskIsSlow) {
     refresh({{"/R", "/r"}}, transfer({"/r/d/g"}));
     Calls answers;
     const auto ask = [&](const Calls& paths) {
-        std::vector<FileURL> items;
-        for (const std::string& path : paths)
-            items.push_back(FileURL::withPath(path).value());
-        finderSync->badgesForItems(items, [&](const extension::BadgeBatch& batch) {
+        finderSync->badgesForItems(urls(paths), [&](const extension::BadgeBatch& batch) {
             std::string text = std::to_string(batch.sequence - finderSync->badgeState()->sequence());
             for (const auto& each : batch.answers)
                 text += each.kind == extension::BadgeAnswer::Kind::unchanged
@@ -282,11 +277,8 @@ TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
         {{"/"}, {"Move to Space", "Copy to Space", "Start sync"}},
     };
     for (const auto& [paths, expected] : cases) {
-        std::vector<FileURL> selection;
-        for (const std::string& path : paths)
-            selection.push_back(FileURL::withPath(path).value());
         const auto menu =
-            finderSync->menuForMenuKind(platform::FIMenuKind::contextualMenuForItems, selection);
+            finderSync->menuForMenuKind(platform::FIMenuKind::contextualMenuForItems, urls(paths));
         ASSERT_EQ(menu->numberOfItems(), 1U);
         const auto top = menu->itemAtIndex(0);
         EXPECT_EQ(top->title + "|" + top->keyEquivalent + "|" + top->action, "TovikDrive|TSFP|");

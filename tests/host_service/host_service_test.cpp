@@ -50,8 +50,7 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
     std::vector<extension::CommandRequest> performed;
     std::function<void()> duringThePanel;
     host_service::HostTables tables{sink};
-    std::unique_ptr<daemon_client::TSyncClient> client;
-    extension::FinderSync finderSync{forFinderSync(tables, client)};
+    extension::FinderSync finderSync{forFinderSync(tables)};
     host_service::HostService service{
         {finderSync, tables, sink, log, clock, model, background, commands, panels,
          [this](const extension::Command& command, const extension::CommandRequest& request,

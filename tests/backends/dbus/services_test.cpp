@@ -125,8 +125,7 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
     backends::dbus::UnreadBytes unread{bus, platform::machineClock()};
     backends::dbus::FinderSync1Signals signals{bus, unread};
     host_service::HostTables tables{signals};
-    std::unique_ptr<daemon_client::TSyncClient> client;
-    extension::FinderSync finderSync{forFinderSync(tables, client, queue)};
+    extension::FinderSync finderSync{forFinderSync(tables, &queue)};
     host_service::HostService hosts{
         {finderSync, tables, signals, log, platform::machineClock(), queue, queue, queue, queue, {}}};
     // Goes after the service, whose last words it still takes in, and before those who are told of them.
