@@ -95,6 +95,13 @@ class Host {
             .storeResultsTo(sequence, answers);
         return answers;
     }
+    void activate(const std::string& display, const std::string& option) {
+        proxy->callMethod("Activate")
+            .onInterface(FINDER_SYNC_INTERFACE)
+            .withArguments("item", std::vector<std::string>(),
+                           std::map<std::string, std::string>{{"DISPLAY", display}}, "",
+                           std::map<std::string, sdbus::Variant>{{"option", option}});
+    }
     // Of the bus about a process.
     std::uint32_t figure(const std::string& process, const char* which) {
         std::map<std::string, sdbus::Variant> figures;
@@ -188,11 +195,16 @@ TEST_F(HostsTest, AHostThatDoesNotReadSilencesNoOther) {
 
     // An answer of some megabytes comes whole.
     EXPECT_EQ(living.badges(std::vector<std::string>(100'000, "file:///r")).size(), 100'000U);
-    for (const auto& [texts, error] :
-         {std::pair(std::size_t{300'000}, "at most 250000 texts are taken at once"),
-          std::pair(std::size_t{100'000}, "the message would take too much memory")}) {
-        EXPECT_THROW(living.badges(std::vector<std::string>(texts)), sdbus::Error);
-        EXPECT_EQ(log.count("Refused a call of " + living.name() + ": " + error), 1U);
+    const std::string large(2'000'000, 'x'), tooMuch = "the message would take too much memory";
+    const std::pair<std::function<void()>, std::string> refused[] = {
+        {[&] { living.badges(std::vector<std::string>(300'000)); }, "at most 250000 texts are taken at once"},
+        {[&] { living.badges(std::vector<std::string>(100'000)); }, tooMuch},
+        {[&] { living.activate(large, ""); }, tooMuch},
+        {[&] { living.activate("", large); }, tooMuch},
+    };
+    for (const auto& [call, reason] : refused) {
+        EXPECT_THROW(call(), sdbus::Error);
+        EXPECT_EQ(log.take().back(), "Refused a call of " + living.name() + ": " + reason);
     }
 }
 
