@@ -177,6 +177,9 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
         EXPECT_EQ(std::string(kept, value.size()), value);
     }
     EXPECT_EQ(modeOf("old"), 0640U);
+    ASSERT_EQ(setxattr(".", "system.posix_acl_default", list.data(), list.size(), 0), 0) << strerror(errno);
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "new"), 0);
+    EXPECT_LT(getxattr("new", "system.posix_acl_access", nullptr, 0), 0) << "the list is for new files";
 
     for (const char* name : {"symbolic", "hard"}) {
         store("target", "x");

@@ -77,7 +77,7 @@ TEST_F(NotificationTest, CarriesEveryKindOfValue) {
               Dictionary({{"a", 3}, {"b", 4}, {"c", 1}}));
 }
 
-TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
+TEST_F(NotificationTest, SurvivesWrongTypesAndTooMuchMemory) {
     send("Note");
     send("Note", 7, "x");
     send("Note", "", std::map<int, sdbus::Variant>{});
@@ -85,21 +85,8 @@ TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
     send("Note", "",
          Variants{{"odd", std::map<std::uint32_t, std::string>{{1, "a"}}},
                   {"struct", sdbus::make_struct(std::uint8_t{1}, sdbus::ObjectPath("/p"), 2.0)}});
-    auto deep = object->createSignal(NOTIFICATIONS_INTERFACE, NOTIFICATIONS_SIGNAL);
-    deep << "Note"
-         << "";
-    deep.openContainer("{sv}");
-    deep.openDictEntry("sv");
-    deep << "deep";
-    constexpr int levels = 50; // of variants, near the bus's own bound
-    for (int i = 0; i < levels; ++i)
-        deep.openVariant(i + 1 < levels ? "v" : "s");
-    deep << "bottom";
-    for (int i = 0; i < levels; ++i)
-        deep.closeVariant();
-    deep.closeDictEntry();
-    deep.closeContainer();
-    object->emitSignal(deep);
+    send("Note", "", Variants{{"bytes", std::vector<std::uint8_t>(400'000)}});
+    send("Note", "", Variants{{"text", std::string(4'000'000, 'x')}});
     send("End", "", Variants{});
     ASSERT_EQ(ended.get_future().wait_for(support::deadline), std::future_status::ready);
     ASSERT_EQ(seen.size(), 3U);
@@ -107,15 +94,7 @@ TEST_F(NotificationTest, SurvivesWrongTypesAndDeepNesting) {
     EXPECT_EQ(seen[1].userInfo.at("odd"), Value(Dictionary())) << "a key that is not a string is left out";
     EXPECT_EQ(seen[1].userInfo.at("struct"), Value(Array{1, "/p", 2.0}));
     EXPECT_EQ(log.count("Ignored a notification Note that does not have the form of one"), 3U);
-}
-
-TEST_F(NotificationTest, TellsOfWhatWouldTakeTooMuchMemory) {
-    send("Note", "", Variants{{"bytes", std::vector<std::uint8_t>(400'000)}});
-    send("Note", "", Variants{{"text", std::string(4'000'000, 'x')}});
-    send("End", "", Variants{});
-    ASSERT_EQ(ended.get_future().wait_for(support::deadline), std::future_status::ready);
     EXPECT_EQ(log.count("Ignored a notification Note: the message would take too much memory"), 1U);
-    EXPECT_EQ(seen.size(), 1U);
 }
 
 // Shapes of values by their bytes on the wire; none of a message's header.
