@@ -184,17 +184,11 @@ const Shape shapes[] = {
 };
 
 TEST_F(NotificationTest, ReadsNoDeeperThanAValueMayBe) {
-    constexpr int levels = 40; // deeper than this bus lets through, but not every one
+    Value deep("bottom");
+    for (int levels = 0; levels < 40; ++levels) // deeper than this bus lets through, but not every one
+        deep = Array{std::move(deep)};
     auto message = object->createSignal("an.interface", "Unsent");
-    for (int i = 0; i < levels; ++i) {
-        message.openContainer("v");
-        message.openVariant(i + 1 < levels ? "av" : "s");
-    }
-    message << "bottom";
-    for (int i = 0; i < levels; ++i) {
-        message.closeVariant();
-        message.closeContainer();
-    }
+    backends::dbus::appendValue(message, "av", deep);
     message.seal();
     message.rewind(true);
     std::optional<Value> value = backends::dbus::readValue(message, "av");
