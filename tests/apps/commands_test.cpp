@@ -282,6 +282,12 @@ TEST_F(CommandsTest, CountAPanelThatFailsAsCancelledAndTellThePersonOnce) {
     EXPECT_EQ(invoke("includeSync: @/Docs/sub").status, 0);
     EXPECT_THAT(desktop.take(), ElementsAre("7 " + excluded + "\nDer Synchronisierungsdienst soll " +
                                             path("Docs/sub") + " wieder einschließen."));
+    Texts more;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(invoke("includeSync: @/Docs/sub").status, 0);
+        more = desktop.take();
+    }
+    EXPECT_THAT(more, ElementsAre(testing::EndsWith("wieder einschließen.\n… (+1)")));
     desktop.closeThem();
     EXPECT_EQ(invoke("'Exclude from sync' @/Docs/sub").status, 0);
     EXPECT_THAT(desktop.take(), ElementsAre(excluded));

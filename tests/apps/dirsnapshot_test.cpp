@@ -80,7 +80,7 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"match --json x /a", 1, "{\"match\":false}\n"},
         {"convert old s --from flat --to sync && d convert s back --from sync --to flat && cmp old back", 0,
          ""},
-        {"convert old d.db --from flat --to sync && d count d.db", 0, "4\n"},
+        {"convert old d.db --from flat --to sync && d count d.db && test -e d.db", 0, "4\n"},
         {"scan base -o top --type backup --no-recursive && d count top && d ls top d --json", 0, "2\n[]\n"},
         {"scan base -o first --since first && d diff first base && d scan base -o next --type sync --since "
          "first && d scan base -o last --since next --structure && d diff last base && wc -c <last.evidence",

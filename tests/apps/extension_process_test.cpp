@@ -64,6 +64,8 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
                                           "/sub/large.bin upload"};
     const std::vector<std::string> after{" tovik", "/small.txt sync", "/sub sync", "/sub/large.bin sync"};
     EXPECT_TRUE(support::eventually([&] { return badges() == during; }));
+    EXPECT_THAT(run(finder + " status").output,
+                testing::HasSubstr("\nUnder way:      uploading " + docs + "/sub/large.bin\n"));
     EXPECT_THAT(run(finder + " why " + docs + "/sub").output,
                 testing::HasSubstr("Uploading now: " + docs + "/sub/large.bin"));
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
@@ -154,6 +156,8 @@ TEST_F(ExtensionProcessTest, TellsAPersonWhatIsWrong) {
 
     daemon.send(SIGSTOP);
     EXPECT_THAT(run(inDocs + "status").output, testing::HasSubstr("Sync service:   does not answer;"));
+    EXPECT_THAT(run(inDocs + "badges --depth 0").output,
+                testing::StartsWith("tsyncfinder: The sync service does not answer; "));
     daemon.end(SIGKILL);
     EXPECT_EQ(run(inDocs + "badges --depth 0").output, away + docs + "/…  ◆ Tovik Icon\n");
     EXPECT_THAT(run(inDocs + "why .").output, testing::StartsWith(away));
@@ -165,23 +169,25 @@ TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
     const Program extension({finder, "run", "--log-level", "error"});
     EXPECT_TRUE(support::eventually(
         [&] { return testing::Value(badges(), testing::Contains("/sub/large.bin sync")); }));
-    const Program watch(
-        {"/bin/sh", "-c", "exec " + finder + " badges --watch " + docs + " >" + folder.path("seen")});
-    const auto seen = [&](const std::string& line) {
+    const std::string watches = "exec " + finder + " badges --watch " + docs;
+    const Program watch({"/bin/sh", "-c", watches + " >" + folder.path("seen")});
+    const Program json({"/bin/sh", "-c", watches + " --json >" + folder.path("seen.json")});
+    const auto seen = [&](const std::string& line, const char* file = "seen") {
         return support::eventually(
-            [&] { return support::contentOf(folder / "seen").find(line) != std::string::npos; });
+            [&] { return support::contentOf(folder / file).find(line) != std::string::npos; });
     };
     EXPECT_TRUE(seen("└── sub  ✔ Status Sync\n    └── large.bin  ✔ Status Sync"));
     EXPECT_TRUE(
-        support::eventually([&] { return run(finder + " status --json | grep '\"hosts\":1'").status == 0; }));
+        support::eventually([&] { return run(finder + " status --json | grep '\"hosts\":2'").status == 0; }));
     // Whether it has arrived when it is seen, the daemon decides.
     fs::rename(folder / "Docs/sub", folder / "Docs/moved");
     EXPECT_TRUE(seen(docs + "/sub  gone\n"));
     EXPECT_TRUE(seen(docs + "/moved/large.bin  new  "));
-    folder.write("Docs/moved/later.txt", "later");
-    EXPECT_TRUE(seen(docs + "/moved/later.txt  new  "));
+    folder.write("Docs/moved/later\xff", "later");
+    EXPECT_TRUE(seen(docs + "/moved/later\xff  new  "));
+    EXPECT_TRUE(seen(R"("change":"new","path":")" + docs + R"(/moved/later\u0000ff"})", "seen.json"));
     EXPECT_EQ(run(finder + " invoke 'Stop sync' " + docs).status, 0);
-    EXPECT_TRUE(seen(docs + "/moved/later.txt  no badge\n"));
+    EXPECT_TRUE(seen(docs + "/moved/later\xff  no badge\n"));
     EXPECT_THAT(support::contentOf(folder / "seen"), testing::Not(testing::HasSubstr("/sub/large.bin")));
 }
 

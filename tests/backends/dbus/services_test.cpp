@@ -86,6 +86,10 @@ class Host {
         call.dontExpectReply();
         proxy->callMethod(call);
     }
+    void askForMenus() {
+        auto call = proxy->createMethodCall(FINDER_SYNC_INTERFACE, FINDER_SYNC_MENUS_BY_CLASS);
+        proxy->callMethod(call, [](sdbus::MethodReply&, const sdbus::Error*) {});
+    }
     std::vector<sdbus::Struct<std::string, bool, bool>> badges(const std::vector<std::string>& uris) {
         std::uint64_t sequence = 0;
         std::vector<sdbus::Struct<std::string, bool, bool>> answers;
@@ -189,6 +193,12 @@ TEST_F(HostsTest, AHostThatDoesNotReadSilencesNoOther) {
     }
     EXPECT_LT(living.figure(deaf.name(), "PeakOutgoingBytes"), 2'500'000U);
     EXPECT_EQ(neighbour.signals, 0U) << "what is for one host wakes no other";
+    for (int i = 0; i < 8000; ++i) // of more than a kilobyte
+        deaf.askForMenus();
+    EXPECT_TRUE(support::eventually([&] { return unread.exceeds(deaf.name(), 4'000'000); }));
+    for (int i = 0; i < 100; ++i)
+        living.badges({});
+    EXPECT_LT(living.figure(deaf.name(), "PeakOutgoingBytes"), 6'000'000U) << "no answers either";
     deaf.read(); // then it is told what it has missed
     EXPECT_TRUE(
         support::eventually([&] { return deaf.signals == 2 && deaf.lastDirectories == directories; }));
