@@ -1,6 +1,7 @@
 // The service with an encrypted configuration of rclone, whose password lies in a real keyring on a bus of
 // its own.
 #include "tests/backends/secret/PrivateKeyring.h"
+#include "tests/support/enter_home.h"
 
 #include <gmock/gmock.h>
 
@@ -20,9 +21,7 @@ TEST(RclonePassword, ComesFromTheDesktopsSecretStore) {
     PrivateKeyring keyring;
     keyring.start();
     const support::TemporaryFolder home;
-    ::setenv("HOME", home.path().c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", home.path("config").c_str(), 1);
-    ::setenv("XDG_STATE_HOME", home.path("state").c_str(), 1);
+    support::enterHome(home.path());
     ::setenv("RCLONE_CONFIG", home.path("rclone.conf").c_str(), 1);
     std::ofstream(home / "rclone.conf") << encrypted;
     const std::string program(SERVICE_PROGRAM);

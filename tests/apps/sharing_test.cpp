@@ -4,6 +4,7 @@
 #include "backends/dbus/DistributedCenter.h"
 #include "backends/posix/NetworkEvents.h"
 #include "service/Service.h"
+#include "tests/service/TrickySpace.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakes.h"
@@ -23,60 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 using service::Done;
 using service::Failure;
-using service::Pending;
 using service::Trouble;
-
-// One file that links can be made to; nothing else can be done.
-class LinkingSpace final : public service::RemoteSpace {
-  public:
-    bool makesLinks = true;
-    std::atomic<Trouble> trouble = Trouble::refused;
-
-    Pending<service::Features> features() override {
-        service::Features all;
-        all.publicLink = makesLinks;
-        return Pending<service::Features>(all);
-    }
-    Pending<std::vector<service::RemoteItem>> list(const std::string&, bool) override {
-        return no<std::vector<service::RemoteItem>>();
-    }
-    Pending<std::optional<service::RemoteItem>> look(const std::string& path, bool) override {
-        std::optional<service::RemoteItem> item;
-        if (path == "Letters/one.txt") item.emplace().name = "one.txt";
-        return Pending<std::optional<service::RemoteItem>>(item);
-    }
-    Pending<Done> bringUp(const std::string&, const std::string&) override { return no<Done>(); }
-    Pending<Done> bringUpAll(const std::vector<service::Upload>&, const std::string&) override {
-        return no<Done>();
-    }
-    Pending<Done> bringDown(const std::string&, const std::string&, std::uint64_t) override {
-        return no<Done>();
-    }
-    Pending<Done> bringDownAll(const std::string&, const std::vector<std::string>&,
-                               const std::string&) override {
-        return no<Done>();
-    }
-    Pending<Done> moveFile(const std::string&, const std::string&) override { return no<Done>(); }
-    Pending<Done> moveFolder(const std::string&, const std::string&) override { return no<Done>(); }
-    Pending<Done> makeFolder(const std::string&) override { return no<Done>(); }
-    Pending<Done> removeFile(const std::string&) override { return no<Done>(); }
-    Pending<Done> removeFolder(const std::string&) override { return no<Done>(); }
-    Pending<Done> removeTree(const std::string&) override { return no<Done>(); }
-    Pending<std::string> publicLink(const std::string& path) override {
-        return Pending<std::string>(std::string("https://storage.example/") + path);
-    }
-    Pending<service::Quota> quota() override { return no<service::Quota>(); }
-
-  private:
-    template <typename T>
-    Pending<T> no() {
-        ++refusals;
-        return Pending<T>(Failure{trouble, "the storage says no"});
-    }
-
-  public:
-    std::atomic<int> refusals = 0;
-};
 
 struct NoTrash final : service::DesktopTrash {
     service::Outcome<Done> trash(const fs::path&) override { return Failure{Trouble::other, "no trash"}; }
@@ -97,10 +45,20 @@ struct Told final : platform::UserNotifier {
 
 class BeforeAPerson : public testing::Test {
   protected:
+    BeforeAPerson() {
+        space.links = "https://storage.example/";
+        space.put("Letters/one.txt", "one");
+        space.before = [this](const std::string& operation, const std::string&) -> std::optional<Failure> {
+            if (operation == "look") return std::nullopt;
+            ++refusals;
+            return Failure{trouble, trouble == Trouble::refused ? "the storage says no" : "out of reach"};
+        };
+    }
     ~BeforeAPerson() override { ::setenv("PATH", programs.c_str(), 1); }
     void start() {
-        service.emplace(service::Service::Settings{folder / "state", "host", {}},
-                        service::Service::Surroundings{space, trash, nullptr, center, log, &mail, &told});
+        service.emplace(
+            service::Service::Settings{folder / "state", "host", {}},
+            service::Service::Surroundings{space, trash, nullptr, center, log, &mail, &told, clock});
         service->start();
     }
 
@@ -108,9 +66,12 @@ class BeforeAPerson : public testing::Test {
     const support::TemporaryFolder folder;
     support::PrivateBus sessionBus;
     support::RecordingLog log;
+    support::TestClock clock; // stands: no pair tries again by itself
     backends::dbus::Bus bus{"service"};
     backends::dbus::DistributedCenter center{bus, log};
-    LinkingSpace space;
+    service::TrickySpace space; // a person's file in it, and nothing else can be done
+    std::atomic<Trouble> trouble = Trouble::refused;
+    std::atomic<int> refusals = 0;
     NoTrash trash;
     apps::tsyncquenz::MailProgram mail;
     Told told;
@@ -166,7 +127,7 @@ TEST_F(BeforeAPerson, AMailWithTheLinkLiesInTheMailProgram) {
     EXPECT_FALSE(share("/Letters/two.txt"));
     EXPECT_EQ(told.all().back(),
               "/Letters/two.txt could not be shared: it is not in the storage, or not yet");
-    space.makesLinks = false;
+    space.links.clear();
     EXPECT_FALSE(share("/Letters/one.txt"));
     EXPECT_EQ(told.all().back(), "/Letters/one.txt could not be shared: this storage makes no public links");
     connection->leaveEventLoop();
@@ -179,11 +140,11 @@ TEST_F(BeforeAPerson, OneNotificationOfEachTroubleAndTheNetworkEndsTheWait) {
     ASSERT_TRUE(service->add(folder.path("one"), "/one"));
     ASSERT_TRUE(service->add(folder.path("two"), "/two"));
     const auto hasFailed = [this](int pairs) {
-        return support::eventually([&] { return space.refusals >= pairs; });
+        return support::eventually([&] { return refusals >= pairs; });
     };
     ASSERT_TRUE(hasFailed(2));
     EXPECT_TRUE(support::eventually([&] { return !told.all().empty(); }));
-    const int before = space.refusals;
+    const int before = refusals;
     service->syncPath("/one"); // again, with the same trouble
     service->syncPath("/two");
     ASSERT_TRUE(hasFailed(before + 2));
@@ -191,17 +152,17 @@ TEST_F(BeforeAPerson, OneNotificationOfEachTroubleAndTheNetworkEndsTheWait) {
     EXPECT_EQ(told.all().size(), 1U);
     EXPECT_NE(told.all().front().find(" is not synced: the storage says no"), std::string::npos);
     // What is only out of reach is no news for a person; it waits for the network.
-    space.trouble = Trouble::unreachable;
-    const int reached = space.refusals;
+    trouble = Trouble::unreachable;
+    const int reached = refusals;
     service->syncPath("/one");
     ASSERT_TRUE(hasFailed(reached + 1));
     const auto isUnreached = [this] {
-        return platform::jsonDescription(service->details()).find("failed") != std::string::npos;
+        return platform::jsonDescription(service->details()).find("out of reach") != std::string::npos;
     };
     ASSERT_TRUE(support::eventually(isUnreached));
-    EXPECT_TRUE(support::eventually([&, last = space.refusals.load()] {
+    EXPECT_TRUE(support::eventually([&, last = refusals.load()] {
         service->networkCame();
-        return space.refusals > last;
+        return refusals > last;
     }));
     EXPECT_EQ(told.all().size(), 1U);
 }

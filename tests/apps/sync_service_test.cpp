@@ -6,6 +6,7 @@
 #include "protocol/names.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/StorageServers.h"
+#include "tests/support/enter_home.h"
 
 #include <gtest/gtest.h>
 
@@ -21,15 +22,7 @@ using support::contentOf;
 class SyncService : public testing::Test {
   protected:
     SyncService() {
-        for (const auto& [name, place] : {std::pair("HOME", ""),
-                                          {"XDG_DATA_HOME", "data"},
-                                          {"XDG_CONFIG_HOME", "config"},
-                                          {"XDG_STATE_HOME", "state"},
-                                          {"XDG_CACHE_HOME", "cache"},
-                                          {"XDG_RUNTIME_DIR", "runtime"}}) {
-            fs::create_directories(home / place);
-            ::setenv(name, home.path(place).c_str(), 1);
-        }
+        support::enterHome(home.path());
         ::setenv("RCLONE_CONFIG", servers.configuration().c_str(), 1);
         fs::create_directories(folder);
     }

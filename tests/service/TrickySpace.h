@@ -10,6 +10,7 @@
 #include <functional>
 #include <glib.h>
 #include <map>
+#include <mutex>
 #include <string>
 
 namespace service {
@@ -29,6 +30,7 @@ class TrickySpace final : public RemoteSpace {
     // Before an operation of that name ("bringUp", "moveFile" …) on a path; a failure is its outcome.
     std::function<std::optional<Failure>(const std::string& operation, const std::string& path)> before =
         [](const auto&, const auto&) { return std::nullopt; };
+    std::string links;                 // how public links begin; "": it makes none
     std::map<std::string, int> asked;  // operations, how often
     std::map<std::string, Item> items; // by key of the whole path
 
@@ -43,6 +45,7 @@ class TrickySpace final : public RemoteSpace {
         all.foldsCase = foldsCase;
         all.precision = 1'000'000'000;
         all.setsTimes = false;
+        all.publicLink = !links.empty();
         return Pending<Features>(all);
     }
     Pending<std::vector<RemoteItem>> list(const std::string& folder, bool) override {
@@ -128,12 +131,14 @@ class TrickySpace final : public RemoteSpace {
         });
         return Pending<Done>(Done{});
     }
-    Pending<std::string> publicLink(const std::string&) override {
-        return Pending<std::string>(Failure{Trouble::impossible, "no links"});
+    Pending<std::string> publicLink(const std::string& path) override {
+        if (links.empty()) return Pending<std::string>(Failure{Trouble::impossible, "no links"});
+        return Pending<std::string>(links + path);
     }
     Pending<Quota> quota() override { return Pending<Quota>(Quota{}); }
 
   private:
+    std::mutex counting; // several threads may ask
     int lastId = 0;
     static Failure missing(const std::string& path) { return {Trouble::missing, path + " is not there"}; }
     static std::string above(const std::string& path) {
@@ -184,7 +189,10 @@ class TrickySpace final : public RemoteSpace {
     }
     template <typename T, typename Act>
     Pending<T> does(const std::string& operation, const std::string& path, const Act& act) {
-        ++asked[operation];
+        {
+            const std::lock_guard guard(counting);
+            ++asked[operation];
+        }
         if (auto failure = before(operation, path)) return Pending<T>(*failure);
         return Pending<T>(act());
     }

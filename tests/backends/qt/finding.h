@@ -3,12 +3,20 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QDialog>
 #include <QListView>
+#include <QMetaEnum>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
 #include <functional>
+#include <iterator>
+#include <regex>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace backends::qt {
 
@@ -52,6 +60,34 @@ inline void whenShown(QDialog& dialog, const std::function<void()>& person) {
         ADD_FAILURE() << "the window is still open";
         dialog.reject();
     });
+}
+
+// What assistive programs are told of a window and all that is shown in it: each part, and what they read of
+// it, "role|name|action,action". Parents stand before their children.
+using Read = std::vector<std::pair<QAccessibleInterface*, std::string>>;
+inline Read read(QAccessibleInterface* part) {
+    Read all;
+    auto* const actions = part->actionInterface();
+    const QString names = actions == nullptr ? QString() : actions->actionNames().join(u',');
+    if (!part->state().invisible)
+        all.emplace_back(part, QMetaEnum::fromType<QAccessible::Role>().valueToKey(part->role()) +
+                                   (u'|' + part->text(QAccessible::Name) + u'|' + names).toStdString());
+    for (int i = 0; i < part->childCount(); ++i)
+        std::ranges::copy(read(part->child(i)), std::back_inserter(all));
+    return all;
+}
+// The lines that match.
+inline std::string readingOf(QDialog& dialog, const std::string& pattern) {
+    std::string lines;
+    for (const auto& [part, text] : read(QAccessible::queryAccessibleInterface(&dialog)))
+        if (std::regex_search(text, std::regex(pattern))) lines += text + "\n";
+    return lines;
+}
+inline void perform(QDialog& dialog, const std::string& wanted, const QString& action) {
+    const Read all = read(QAccessible::queryAccessibleInterface(&dialog));
+    const auto found = std::ranges::find(all, wanted, &Read::value_type::second);
+    ASSERT_TRUE(found != all.end()) << wanted;
+    found->first->actionInterface()->doAction(action);
 }
 
 inline QString currentOf(const QListView& list) { return list.currentIndex().data().toString(); }

@@ -91,9 +91,10 @@ struct ShownMessage : QObject {
     QString text;
 };
 
-TEST_F(DestinationWindow, IsUsedWithTheKeyboardAlone) {
+TEST_F(DestinationWindow, IsUsedWithTheKeyboardAloneAndByAssistivePrograms) {
     space.folders["/"] = {"/A", "/B"};
     space.folders["/B"] = {"/B/C", "/B/D"};
+    dialog.setPurpose(panels::DestinationPurpose::sync);
     dialog.panel().setForSync("/nowhere/New");
     const ShownMessage shown(dialog);
     const int response = run([&] {
@@ -106,10 +107,19 @@ TEST_F(DestinationWindow, IsUsedWithTheKeyboardAlone) {
         EXPECT_TRUE(ok->isEnabled());
         EXPECT_EQ(chosen(), "/nowhere");
         EXPECT_EQ(dialog.focusWidget(), label(2)) << "the focus follows the proposal";
-        EXPECT_EQ(line(), "New folder: Tovik Space › nowhere");
+        const std::string folder = "ButtonMenu|nowhere, new folder|Press,ShowMenu,SetFocus\n";
+        EXPECT_EQ(readingOf(dialog, ""),
+                  "Dialog|Start sync|\n"
+                  "StaticText|Where do you want to sync\n\n/nowhere/New?|\nGrouping|Destination|\n"
+                  "ButtonMenu|Tovik Space|Press,ShowMenu,SetFocus\n" +
+                      folder +
+                      "StaticText|New folder: Tovik Space › nowhere|\nGrouping||\n"
+                      "Button|Start sync|Press,SetFocus\nButton|Cancel|Press,SetFocus\n");
         key(Qt::Key_Space);
         ASSERT_NE(openList(), nullptr);
-        EXPECT_EQ(rowsOf(*openList()), (QStringList{"A", "B", "", "nowhere"}));
+        EXPECT_EQ(readingOf(dialog, "^PopupMenu|^List"),
+                  "PopupMenu|Tovik Space|\nList|Tovik Space|\nListItem|A|Toggle\nListItem|B|Toggle\n"
+                  "ListItem||Toggle\nListItem|nowhere, new folder|Toggle\n");
         EXPECT_EQ(currentOf(*openList()), "nowhere");
         EXPECT_NEAR(openList()->viewport()->mapToGlobal(middleOf(*openList(), "nowhere")).y(),
                     label(2)->mapToGlobal(label(2)->rect().center()).y(), 3)
@@ -119,13 +129,14 @@ TEST_F(DestinationWindow, IsUsedWithTheKeyboardAlone) {
         key(Qt::Key_Right);
         space.answerAll();
         EXPECT_EQ(currentOf(*openList()), "C");
+        EXPECT_EQ(readingOf(dialog, "[|]C[|]"), "ListItem|C|Toggle\n") << "it hangs from its menu";
         key(Qt::Key_Left);
         EXPECT_EQ(currentOf(*openList()), "B");
         key(Qt::Key_Right);
         key(Qt::Key_Down);
         key(Qt::Key_Return);
         EXPECT_EQ(chosen(), "/B/D");
-        key(Qt::Key_Down);
+        perform(dialog, "ButtonMenu|D|Press,ShowMenu,SetFocus", "Press");
         ASSERT_NE(openList(), nullptr);
         key(Qt::Key_Escape);
         EXPECT_EQ(openList(), nullptr);
