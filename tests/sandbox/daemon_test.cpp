@@ -43,6 +43,19 @@ class DaemonTest : public testing::Test {
         center.until("syncStatusTransfer " + transferred);
         center.until("syncStatusCompleted");
     }
+    // The folder becomes a pair, and that file is what is transferred last.
+    void syncDocs(const std::string& transferred) {
+        runToRest();
+        daemon->startSync(docs(), "/Docs");
+        comesToRest(transferred);
+    }
+    // The same with the file "big" under way.
+    void beginSlowly() {
+        big();
+        run(slow);
+        daemon->startSync(docs(), "/Docs");
+        center.until("syncStatusTransfer big");
+    }
     // A look at the folder finds this file to transfer.
     void look(const std::string& transferred, bool isFlat = true) {
         daemon->localSnapshotChanged(docs(), isFlat);
@@ -101,10 +114,7 @@ TEST_F(DaemonTest, CopiesAPairFileByFileTellsOfEachAndKnowsItAfterARestart) {
 }
 
 TEST_F(DaemonTest, StopsAPairInTheMiddleOfAFileAndLeavesNoHalfOne) {
-    big();
-    run(slow);
-    daemon->startSync(docs(), "/Docs");
-    center.until("syncStatusTransfer big");
+    beginSlowly();
     EXPECT_TRUE(daemon->stopSync("/Docs"));
     isThrough(slow / 20); // the piece in hand
     EXPECT_EQ(center.until("syncStatusCompleted").front(),
@@ -124,9 +134,7 @@ TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
     temporary.write("docs/closed/kept", "1");
     temporary.write("docs/gone", "");
     const AsNobody nobody(temporary.path());
-    runToRest();
-    daemon->startSync(docs(), "/Docs");
-    comesToRest("kept");
+    syncDocs("kept");
     daemon.reset();
     fs::remove(temporary / "docs/gone");
     fs::permissions(temporary / "docs/closed", fs::perms::none);
@@ -142,9 +150,7 @@ TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
 TEST_F(DaemonTest, ADeletedFolderLeavesTheRootOfAnotherPairThere) {
     temporary.write("docs/sub/f", "f");
     temporary.write("spaces/g", "g"); // beside "space"
-    runToRest();
-    daemon->startSync(docs(), "/Docs");
-    comesToRest("f");
+    syncDocs("f");
     EXPECT_TRUE(daemon->startSync(temporary.path("spaces"), "/Docs/sub/Inner"));
     comesToRest("g");
     fs::remove_all(temporary / "docs/sub");
@@ -232,10 +238,7 @@ TEST_F(DaemonTest, LeavesOutWhatIsExcludedUntilItIsIncluded) {
 }
 
 TEST_F(DaemonTest, PausesInTheMiddleOfAFileAndAlsoOverARestart) {
-    big();
-    run(slow);
-    daemon->startSync(docs(), "/Docs");
-    center.until("syncStatusTransfer big");
+    beginSlowly();
     daemon->setPaused(true);
     EXPECT_EQ(*find(daemon->syncStatus(), "status"), platform::Value("syncStatusTransfer"));
     daemon.reset();
@@ -288,9 +291,7 @@ TEST_F(DaemonTest, ReplacesNothingInTheSpaceForGoodThatDidNotComeFromThere) {
     fs::last_write_time(temporary / "state/cache/Docs/a.txt",
                         fs::file_time_type::clock::now() - std::chrono::hours(2));
     fs::last_write_time(arrived("/Docs/a.txt"), fs::file_time_type::clock::now() - std::chrono::hours(1));
-    runToRest();
-    daemon->startSync(docs(), "/Docs");
-    comesToRest("a.txt");
+    syncDocs("a.txt");
     EXPECT_EQ(contentOf(arrived("/Docs/a.txt")), "here");
     EXPECT_EQ(contentOf(arrived("/.tsyncquenz-sandbox/trash/1/Docs/a.txt")), "from elsewhere");
 

@@ -1,7 +1,7 @@
 #!/bin/bash
 # The page about the daemon's protocol: every message, method and notification is on it, and every example on
-# it works, on a bus and in a home of its own: against the stand-in daemon, or against the sync service with a
-# real SFTP server, which makes no public links.
+# it works, on a bus and in a home of its own: against the stand-in daemon, or against the sync service on
+# a disk, which makes no public links.
 #
 # usage: protocol_page_test.sh SOURCE_FOLDER DAEMON_PROGRAM
 set -eu
@@ -23,32 +23,12 @@ done
 HOME=$(mktemp -d)
 export HOME
 unset XDG_DATA_HOME XDG_CONFIG_HOME XDG_STATE_HOME XDG_CACHE_HOME
-server=
-trap 'test -z "$server" || kill "$server"; rm -rf "$HOME"' EXIT
-
-# Serves the whole machine at $port by the key of this home.
-serve_sftp() {
-    mkdir -p "$HOME/.config/rclone" /run/sshd 2> "$HOME/server-log" || true
-    ssh-keygen -q -t ed25519 -N '' -f "$HOME/key"
-    port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
-    /usr/sbin/sshd -D -e -f /dev/null -p "$port" -h "$HOME/key" -o ListenAddress=127.0.0.1 \
-        -o "AuthorizedKeysFile=$HOME/key.pub" -o StrictModes=no -o UsePAM=no -o PidFile=none \
-        -o PermitRootLogin=prohibit-password -o MaxStartups=100 -o "Subsystem=sftp internal-sftp" \
-        2>> "$HOME/server-log" &
-    server=$!
-    printf '%s\n' '[server]' 'type = sftp' 'host = 127.0.0.1' "port = $port" "user = $(id -un)" \
-        "key_file = $HOME/key" 'shell_type = unix' > "$HOME/.config/rclone/rclone.conf"
-    for _ in $(seq 100); do
-        if (: < "/dev/tcp/127.0.0.1/$port") 2>> "$HOME/server-log"; then return; fi
-        sleep 0.1
-    done
-    cat "$HOME/server-log" >&2
-    return 1
-}
+trap 'rm -rf "$HOME"' EXIT
 
 examples() { awk '/^```sh$/ { on = 1; next } /^```$/ { on = 0 } on' "$page"; }
 if [ "$(basename "$program")" = tsyncquenz ]; then
-    serve_sftp
+    mkdir -p "$HOME/.config/rclone"
+    printf '[server]\ntype = local\n' > "$HOME/.config/rclone/rclone.conf"
     "$program" setup "server:$HOME/space"
     start="exec '$program' run --log-level info 2> '$HOME/log'"
     change='s/^call linkForSharing.*/if &; then exit 1; fi/'
