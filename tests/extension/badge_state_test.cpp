@@ -34,44 +34,38 @@ BadgeRule plainRule(const extension::WatchedPaths& roots, const std::vector<std:
     return std::any_of(working.begin(), working.end(), matches) ? BadgeRule::working : BadgeRule::existing;
 }
 
-// Paths from few names, so that they meet often, in all the spellings that a path can have.
-class PathMaker {
-  public:
-    explicit PathMaker(std::uint32_t seed) : random(seed) {}
-    std::string path(unsigned maximumDepth, bool isOdd) {
-        static constexpr std::string_view odd[] = {"/", "/./", "/../", "//", "/.", "/b/.."};
-        std::string text;
-        const auto depth = random() % (maximumDepth + 1);
-        for (unsigned long i = 0; i < depth; ++i) {
-            text += '/';
-            text += "ab"[random() % 2];
-            if (isOdd && random() % 4 == 0) text += odd[random() % std::size(odd)];
-        }
-        if (text.empty() || text[0] != '/') text = "/" + text;
-        if (isOdd && random() % 6 == 0) text += "/";
-        return text;
+using Texts = std::vector<std::string>;
+
+// From few names, so that they meet often, when odd in all the spellings that a path can have.
+std::string anyPath(std::mt19937& random, unsigned maximumDepth, bool isOdd) {
+    static constexpr std::string_view odd[] = {"/", "/./", "/../", "//", "/.", "/b/.."};
+    std::string text;
+    for (auto depth = random() % (maximumDepth + 1); depth > 0; --depth) {
+        text += random() % 2 == 0 ? "/a" : "/b";
+        if (isOdd && random() % 4 == 0) text += odd[random() % std::size(odd)];
     }
-    std::vector<std::string> paths(unsigned count, unsigned depth, bool isOdd) {
-        std::vector<std::string> list(random() % (count + 1));
-        for (std::string& each : list)
-            each = path(depth, isOdd);
-        return list;
-    }
-    std::mt19937 random;
-};
+    if (text.empty() || (isOdd && random() % 6 == 0)) text += "/";
+    return text;
+}
 
 TEST(BadgeState, DecidesAsThePlainRulesDo) {
     for (std::uint32_t seed = 0; seed < 800; ++seed) {
-        PathMaker maker(seed);
+        std::mt19937 random(seed);
         const bool isOdd = seed % 2 == 1;
+        const auto anyPaths = [&](unsigned most, unsigned depth) {
+            Texts paths(random() % (most + 1));
+            for (std::string& each : paths)
+                each = anyPath(random, depth, isOdd);
+            return paths;
+        };
         extension::WatchedPaths roots;
-        for (const std::string& root : maker.paths(4, 3, isOdd))
+        for (const std::string& root : anyPaths(4, 3))
             roots.insert(url(root));
-        const auto uploading = std::make_shared<const std::vector<std::string>>(maker.paths(5, 5, isOdd));
-        const auto working = std::make_shared<const std::vector<std::string>>(maker.paths(2, 5, isOdd));
+        const auto uploading = std::make_shared<const Texts>(anyPaths(5, 5));
+        const auto working = std::make_shared<const Texts>(anyPaths(2, 5));
         const auto state = extension::BadgeState().withRoots(roots)->withFiles(uploading, working);
         for (int i = 0; i < 30; ++i) {
-            const std::string path = url(maker.path(6, isOdd)).path();
+            const std::string path = url(anyPath(random, 6, isOdd)).path();
             const BadgeRule plain = plainRule(roots, *uploading, *working, path);
             ASSERT_EQ(state->rule(url(path)), plain) << "seed " << seed << ", item " << path;
             ASSERT_EQ(state->explain(url(path)).rule, plain) << "seed " << seed << ", item " << path;

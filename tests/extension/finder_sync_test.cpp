@@ -269,6 +269,7 @@ TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
         {{"/r/f"}, {"Share by email"}},
         {{"/r", "/s"}, {"Stop sync"}},
         {{"/s", "/r/d"}, {}},
+        {{"/r/d", "/s"}, {}},
         {{"/o/folder"}, {"Move to Space", "Copy to Space", "Start sync"}},
         {{"/o/link"}, {"Move to Space", "Copy to Space", "Start sync"}},
         {{"/o/x"}, {"Move to Space", "Copy to Space"}},
