@@ -423,25 +423,34 @@ bool LocalSide::isBeingWritten(const std::string& path) const {
 }
 
 void LocalSide::removeKept(std::chrono::sys_seconds before) const {
-    const std::string folder = joined(std::string(privatePrefix), keptFolder);
+    const std::int64_t oldest = before.time_since_epoch().count();
+    removeIn(keptAt(""), [oldest](const char* name, std::int64_t changed) {
+        return *name != '.' && std::strtoll(name, nullptr, 10) < oldest && changed < oldest;
+    });
+}
+
+void LocalSide::removeIn(const std::string& folder,
+                         const std::function<bool(const char* name, std::int64_t changed)>& isOld) const {
     File opened = openBelow(rootFile, folder.c_str(), O_RDONLY | O_DIRECTORY);
     const std::unique_ptr<DIR, DirectoryCloser> stream(opened ? ::fdopendir(*opened) : nullptr);
     if (!stream) return;
     const int number = opened.release();
-    const std::int64_t oldest = before.time_since_epoch().count();
     std::vector<std::string> old;
     while (const dirent* const entry = ::readdir(stream.get())) {
         struct statx status {};
-        if (*entry->d_name == '.' || statusOf(number, entry->d_name, status) != 0) continue;
-        if (std::strtoll(entry->d_name, nullptr, 10) < oldest && status.stx_ctime.tv_sec < oldest)
+        if (statusOf(number, entry->d_name, status) == 0 && isOld(entry->d_name, status.stx_ctime.tv_sec))
             old.emplace_back(entry->d_name);
     }
     std::error_code ignored;
-    for (const std::string& name : old) // folders too, where the desktop had no trash for them
+    for (const std::string& name : old) // folders too, with all that is in them
         std::filesystem::remove_all(root / folder / name, ignored);
 }
 
 void LocalSide::removeLeftovers(std::chrono::sys_seconds before, const std::stop_token& stop) const {
+    const std::int64_t oldest = before.time_since_epoch().count();
+    removeIn(std::string(privatePrefix), [oldest](const char* name, std::int64_t changed) {
+        return std::string_view(name).starts_with("in-") && changed < oldest; // of many at once
+    });
     const std::string prefix = std::string(privatePrefix) + "-";
     std::vector<std::string> folders{""};
     while (!folders.empty() && !stop.stop_requested()) {
@@ -457,8 +466,7 @@ void LocalSide::removeLeftovers(std::chrono::sys_seconds before, const std::stop
             if (name == "." || name == ".." || statusOf(number, entry->d_name, status) != 0) continue;
             if (S_ISDIR(status.stx_mode) && !isPrivate(name)) folders.push_back(joined(folder, name));
             const bool isLeft = S_ISREG(status.stx_mode) && name.starts_with(prefix);
-            if (isLeft && status.stx_ctime.tv_sec < before.time_since_epoch().count())
-                ::unlinkat(number, entry->d_name, 0);
+            if (isLeft && status.stx_ctime.tv_sec < oldest) ::unlinkat(number, entry->d_name, 0);
         }
     }
 }

@@ -110,6 +110,8 @@ class LocalSide {
     void removeLeftovers(std::chrono::sys_seconds before, const std::stop_token& stop) const;
 
   private:
+    void removeIn(const std::string& folder,
+                  const std::function<bool(const char* name, std::int64_t changed)>& isOld) const;
     int openFolderOf(const std::string& path, std::string& name) const;
 
     std::filesystem::path root;

@@ -101,7 +101,7 @@ std::vector<PairSync::Travelling> PairSync::batchOf(const std::vector<Operation>
 Outcome<Done> PairSync::performMany(const std::vector<Operation>& operations, std::size_t first,
                                     std::size_t count, Round& result, const std::stop_token& stop) {
     std::vector<Travelling> batch = batchOf(operations, first, count);
-    const auto done = operations[first].side == Side::there ? manyThere(batch, stop) : manyHere(batch, stop);
+    auto done = operations[first].side == Side::there ? manyThere(batch, stop) : manyHere(batch, stop);
     for (const Travelling& item : batch) {
         if (done && item.isGood)
             ++result.done;
@@ -138,7 +138,7 @@ Outcome<Done> PairSync::manyThere(std::vector<Travelling>& batch, const std::sto
         return arrived.failure();
     }
     checkArrived(batch, *arrived, privatePath, stop);
-    const auto placed = placeMany(batch, privatePath, stop);
+    auto placed = placeMany(batch, privatePath, stop);
     if (placed) (void)around.space.removeTree(privatePath).wait(stop);
     return placed;
 }

@@ -53,7 +53,8 @@ Outcome<Done> PairSync::bringManyDown(std::vector<Travelling>& batch, const std:
             whole[parentOf(pathThere(batch[index].key()))].push_back(index);
         } else {
             for (; index < end; ++index)
-                if (const auto ready = prepareSingle(batch[index], hidden, files, stop); !ready) return ready;
+                if (const auto ready = prepareSingle(batch[index], hidden, files, stop); !ready)
+                    return ready.failure();
         }
         index = end;
     }
@@ -66,7 +67,7 @@ Outcome<Done> PairSync::bringManyDown(std::vector<Travelling>& batch, const std:
                 names.push_back(batch[tops[index]].item.thereName);
             const auto down =
                 around.space.bringDownAll(above, names, (around.local.folder() / place).string()).wait(stop);
-            if (!down && endsAll(down.failure())) return down;
+            if (!down && endsAll(down.failure())) return down.failure();
             for (std::size_t index = first; index < last; ++index)
                 setPlaces(batch, tops[index], place);
         }
@@ -125,7 +126,7 @@ Outcome<Done> PairSync::bringFilesDown(const std::vector<Travelling*>& files, co
 }
 
 Outcome<Done> PairSync::placeManyHere(std::vector<Travelling>& batch, const std::stop_token& stop) {
-    if (const auto same = checkUnchangedThere(batch, stop); !same) return same;
+    if (const auto same = checkUnchangedThere(batch, stop); !same) return same.failure();
     for (Travelling& item : batch) {
         if (item.isAgreed || item.isFolder() || !item.isGood) continue;
         const auto arrived = around.local.lookAt(item.privateName);
@@ -138,7 +139,7 @@ Outcome<Done> PairSync::placeManyHere(std::vector<Travelling>& batch, const std:
         if (digest) item.item.digest = *digest;
     }
     removeOthers(batch);
-    if (const auto flushed = around.local.flush(); !flushed) return flushed;
+    if (const auto flushed = around.local.flush(); !flushed) return flushed.failure();
     std::string skipped = "/"; // no key
     for (Travelling& item : batch) {
         if (isAtOrBelow(item.key(), skipped)) item.isGood = false;
@@ -148,7 +149,7 @@ Outcome<Done> PairSync::placeManyHere(std::vector<Travelling>& batch, const std:
             item.isGood = false;
         }
     }
-    if (const auto flushed = around.local.flush(); !flushed) return flushed;
+    if (const auto flushed = around.local.flush(); !flushed) return flushed.failure();
     std::vector<PathAndItem> agreed;
     for (Travelling& item : batch) {
         if (item.isAgreed || !item.isGood) continue;

@@ -59,7 +59,7 @@ Outcome<Done> PairSync::move(Side side, const std::string& key, const std::strin
     if (!agreed) return changed(from);
     if (!isPrivate(key) && agreed->shape == Shape::folder) {
         const auto same = side == Side::here ? checkUnchangedHere(key) : checkUnchangedThere(key, stop);
-        if (!same) return same;
+        if (!same) return same.failure();
     }
     const auto target = targetOf(side, from, to);
     if (!target) return target.failure();
@@ -77,7 +77,7 @@ Outcome<Done> PairSync::move(Side side, const std::string& key, const std::strin
     const std::int64_t number = around.store.begin(entry);
     const auto moved = side == Side::here ? around.local.move(from, *target)
                                           : moveThereIfFree(from, *target, agreed->shape, stop);
-    if (!moved) return moved; // how far it came the journal tells, and a look at both names
+    if (!moved) return moved.failure(); // how far it came the journal tells, and a look at both names
     around.store.finishMove(number, key, entry.many.front());
     eraseBelow(key, side);
     return Done{};
@@ -131,7 +131,7 @@ Outcome<Done> PairSync::giveUpParked(const std::string& key) {
         const bool isFolder = found->second.there->shape == Shape::folder;
         const auto moved =
             (isFolder ? around.space.moveFolder(path, place) : around.space.moveFile(path, place)).wait();
-        if (!moved) return moved;
+        if (!moved) return moved.failure();
     }
     around.store.forget(top);
     eraseBelow(top, Side::here);
@@ -156,7 +156,8 @@ Outcome<Done> PairSync::respell(Side side, const std::string& key, const std::st
     }
     if (here != there) {
         const std::string from = pathHere(key);
-        if (const auto moved = around.local.move(from, joined(parentOf(from), there)); !moved) return moved;
+        if (const auto moved = around.local.move(from, joined(parentOf(from), there)); !moved)
+            return moved.failure();
     }
     agreed->hereName = agreed->thereName = there;
     around.store.agree(key, *agreed);

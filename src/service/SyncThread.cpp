@@ -84,7 +84,8 @@ struct SyncThread::Parts {
         settings.booted = booted(owner.around.clock);
         settings.rest /= owner.settings.haste;
         settings.restOfDeletions /= owner.settings.haste;
-        settings.restAfterUpload /= owner.settings.haste * owner.settings.haste; // minutes
+        settings.restAfterUpload /= owner.settings.haste; // twice: it is minutes
+        settings.restAfterUpload /= owner.settings.haste;
         settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
         return settings;
     }
@@ -322,7 +323,7 @@ void SyncThread::forgetMissing() {
         if (!gone.empty() && sync_daemon::isAtOrBelow(key, gone.back())) continue;
         const std::size_t slash = key.rfind('/');
         std::string place = item.hereName;
-        if (slash != std::string::npos) place = places[key.substr(0, slash)] + "/" + place;
+        if (slash != std::string::npos) place.insert(0, places[key.substr(0, slash)] + "/");
         if (isLeftOut(key) || !parts->local.lookAt(place))
             gone.push_back(key);
         else

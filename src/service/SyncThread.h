@@ -128,21 +128,21 @@ class SyncThread {
     std::string confirmed;            // the list that the next round may do
     bool holdsEvents = false;
     bool isPaused = false;
+    bool isMuchChanged = false; // more than `changed` holds
     Waits waits;
     std::set<std::string> newFolders;
     std::set<std::string> changed; // what events told of, relative to the local root
-    bool isMuchChanged = false;    // more than that
 
     // Of the thread alone.
     std::unique_ptr<Parts> parts;
-    bool wasInStep = false;      // after the last whole round
-    bool isHurried = false;      // the round in hand is one of `files` alone
+    bool wasInStep = false; // after the last whole round
+    bool isHurried = false; // the round in hand is one of `files` alone
+    bool foldsCase = false;
     std::set<std::string> files; // relative to the local root; none is left when they are in step
     Waits::Duration lastLook{};
     platform::Clock::TimePoint filesDue{};
     platform::Clock::TimePoint soonestFiles{}; // for what events ask
-    bool foldsCase = false;
-    std::vector<std::string> excludedKeys; // relative to the pair
+    std::vector<std::string> excludedKeys;     // relative to the pair
     std::set<std::string, std::less<>> wantedKeys;
     platform::Clock::TimePoint lastTold;
 

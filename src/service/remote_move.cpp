@@ -18,7 +18,7 @@ Outcome<Done> moveIfFree(RemoteSpace& space, const std::string& from, const std:
         if (*isTaken) return taken;
     }
     const auto moved = (isFolder ? space.moveFolder(from, to) : space.moveFile(from, to)).wait(stop);
-    if (!moved) return moved;
+    if (!moved) return moved.failure();
     const auto isLeft = isInSpace(space, from, stop);
     if (!isLeft) return isLeft.failure();
     if (*isLeft) return taken;

@@ -135,7 +135,7 @@ Outcome<std::string> restore(RemoteSpace& space, const std::string& path, const 
     const auto entries = itemsIn(space, trashFolder, stop);
     if (!entries) return entries.failure();
     for (const std::string& name : candidatesIn(*entries, path)) {
-        const std::string from = trashFolder + "/" + name + "/" + path;
+        const std::string from = joined(joined(trashFolder, name), path);
         const auto item = itemAt(space, from, stop);
         if (!item) return item.failure();
         if (!*item) continue;

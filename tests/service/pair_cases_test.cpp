@@ -40,22 +40,29 @@ class Computer {
   public:
     Computer(const fs::path& place, TrickySpace& remote, const std::string& name)
         : home(place / name), space(remote), trash(home / "trash") {
-        fs::create_directories(home / "pair");
-        (void)space.makeFolder("pair").wait();
-        restart(name);
+        beginAnew();
     }
-    void restart(const std::string& name) {
+    void beginAnew() {
+        fs::remove_all(home);
+        for (const char* folder : {"pair", "trash"})
+            fs::create_directories(home / folder);
+        (void)space.makeFolder("pair").wait();
+        restart();
+    }
+    void restart(std::chrono::days later = {}) {
         sync.reset();
         local.emplace(home / "pair");
         store.emplace(home / "state.db");
         PairSync::Settings settings;
         settings.remoteFolder = "pair";
-        settings.host = name;
+        settings.host = home.filename();
         sync.emplace(
             PairSync::Surroundings{
                 space, *local, *store, trash, log, [this] { return now; },
                 [] { return std::chrono::sys_seconds(std::chrono::seconds(1795615200)); },
-                [] { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }},
+                [later] {
+                    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) + later;
+                }},
             settings);
     }
     fs::path operator/(const std::string& path) const { return home / "pair" / path; }
@@ -132,6 +139,20 @@ class PairCases : public testing::Test {
             return once();
         };
     }
+    // From so many operations of the space on none answers any more, then the service is killed and starts
+    // anew. False: it had been done before.
+    bool cutOff(Computer& who, int operations) {
+        bool isCut = false;
+        space.before = [&](const auto&, const auto&) -> std::optional<Failure> {
+            if (operations-- > 0) return std::nullopt;
+            isCut = true;
+            return Failure{Trouble::unreachable, "cut off"};
+        };
+        who.settle();
+        space.before = [](const auto&, const auto&) { return std::nullopt; };
+        who.restart();
+        return isCut;
+    }
     bool isThere(const std::string& content) const {
         return std::any_of(space.items.begin(), space.items.end(),
                            [&](const auto& item) { return item.second.content == content; });
@@ -197,15 +218,7 @@ TEST_F(PairCases, ARingThatWasCutOffIsTakenUp) {
     bool isCut = true;
     for (int steps = 0; isCut && !HasFailure(); ++steps) {
         swap();
-        isCut = false;
-        space.before = [&, left = steps](const auto&, const auto&) mutable -> std::optional<Failure> {
-            if (left-- > 0) return std::nullopt;
-            isCut = true;
-            return Failure{Trouble::unreachable, "cut off"};
-        };
-        one.settle();
-        space.before = [](const auto&, const auto&) { return std::nullopt; };
-        one.restart("one");
+        isCut = cutOff(one, steps);
         check("there, after " + std::to_string(steps));
     }
     space.tellsIds = isCut = true; // else two names swapped are two edits
@@ -217,9 +230,48 @@ TEST_F(PairCases, ARingThatWasCutOffIsTakenUp) {
         renamesLeft = steps / 2;
         two.settle();
         isCut = std::exchange(renamesLeft, std::numeric_limits<int>::max()) == 0;
-        two.restart("two");
+        two.restart();
         check("here, after " + std::to_string(steps));
     }
+}
+
+TEST_F(PairCases, ABatchThatWasCutOffIsTakenUp) {
+    Files files;
+    bool isCut = true;
+    for (int steps = 0; isCut && !HasFailure(); ++steps) {
+        SCOPED_TRACE(steps);
+        space.items.clear();
+        for (Computer* who : {&one, &two})
+            who->beginAnew();
+        for (int i = 0; i < 16; ++i) {
+            const std::string name = (i % 2 == 0 ? "new/" : "new-") + std::to_string(i);
+            one.write(name, files[name] = "content of " + name);
+        }
+        isCut = cutOff(one, steps);
+        EXPECT_EQ(one.settle(), "");
+        isCut = cutOff(two, steps) || isCut;
+        settleAll();
+        EXPECT_EQ(one.files(), files);
+        EXPECT_EQ(two.files(), files);
+    }
+}
+
+// A week, or what the settings say, after it was seen last.
+TEST_F(PairCases, WhatNobodyMissesIsRemoved) {
+    const char* const leftovers[] = {".tsyncquenz-in-1234", "d/.tsyncquenz-in-5678", ".tsyncquenz/in-12-1/0",
+                                     ".tsyncquenz/kept/1000000000-1-a"};
+    settleAll();
+    for (const char* path : leftovers)
+        one.write(path, "left");
+    for (const auto& [days, left] : {std::pair(6, 4), {8, 1}, {100, 0}}) {
+        one.restart(std::chrono::days(days));
+        EXPECT_EQ(one.settle(), "");
+        EXPECT_EQ(std::count_if(std::begin(leftovers), std::end(leftovers),
+                                [this](const char* path) { return fs::exists(one / path); }),
+                  left)
+            << days;
+    }
+    EXPECT_TRUE(fs::exists(one / ".tsyncquenz/root"));
 }
 
 TEST_F(PairCases, NamesThatTheStorageWritesInItsOwnWay) {

@@ -6,6 +6,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <sstream>
 #include <system_error>
@@ -52,9 +53,11 @@ bool composeByPortal(const Mail& mail) {
 std::string programInPath(const std::string& name) {
     const char* path = std::getenv("PATH");
     std::istringstream folders(path != nullptr ? path : "");
-    for (std::string folder; std::getline(folders, folder, ':');)
-        if (folder.starts_with('/') && ::access((folder + "/" + name).c_str(), X_OK) == 0)
-            return folder + "/" + name;
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (!folder.starts_with('/')) continue;
+        std::string program = std::filesystem::path(folder) / name;
+        if (::access(program.c_str(), X_OK) == 0) return program;
+    }
     return {};
 }
 

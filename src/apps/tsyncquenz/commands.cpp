@@ -232,9 +232,9 @@ int showProblems() {
     for (const Dictionary& pair : pairsIn(client.status())) {
         const std::string local = textIn(pair, "localPath");
         if (const std::string reason = textIn(pair, "reason"); !reason.empty())
-            std::cout << printable(local + ": " + reason) << '\n';
+            std::cout << printable(local) << ": " << printable(reason) << '\n';
         if (const std::string waiting = sentenceOfWaiting(pair); !waiting.empty())
-            std::cout << printable(local + ": " + waiting) << '\n';
+            std::cout << printable(local) << ": " << printable(waiting) << '\n';
         const platform::Array* problems = platform::arrayAt(pair, "problems");
         for (const platform::Value& problem : problems != nullptr ? *problems : platform::Array())
             if (const Dictionary* entry = problem.dictionary())

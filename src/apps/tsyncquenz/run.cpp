@@ -100,40 +100,49 @@ fs::path linksFolder() {
     return stateFolder() / "links";
 }
 
+// None: the unit has nothing to do here, and the log says why.
+std::optional<std::string> storageToServe(bool isAutomatic, platform::ProcessLog& log) {
+    if (const std::string mask = apps::maskOfUnit(unitName); isAutomatic && !mask.empty()) {
+        log.info("The unit is masked: ", mask);
+        return std::nullopt;
+    }
+    auto storage = apps::tsyncquenz::storage();
+    if (!storage && isAutomatic) log.info("No storage is set up yet: tsyncquenz setup");
+    if (!storage && !isAutomatic) throw std::runtime_error(notSetUp);
+    return storage;
+}
+
+void checkThatNoneRuns() {
+    if (const auto other = backends::dbus::BusNames().owner(TSYNC_SERVICE_NAME))
+        throw std::runtime_error("a sync service runs in this session already, " + described(other->process) +
+                                 "; there can be only one at a time");
+}
+
+void followSettings(backends::rclone::RemoteControl& control, backends::rclone::RcloneSpace& space) {
+    const Options wanted = options();
+    control.setBandwidth(wanted.bandwidth);
+    space.setTransfers(wanted.transfers);
+}
+
 } // namespace
 
 int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, const sigset_t& ending) {
     using namespace backends;
     log::StandardErrorLog log("tsyncquenz", *log::levelNamed(logLevel));
-    if (const std::string mask = apps::maskOfUnit(unitName); isAutomatic && !mask.empty()) {
-        log.info("The unit is masked: ", mask);
-        return EXIT_SUCCESS;
-    }
-    const auto storage = apps::tsyncquenz::storage();
-    if (!storage && isAutomatic) {
-        log.info("No storage is set up yet: tsyncquenz setup");
-        return EXIT_SUCCESS;
-    }
-    if (!storage) throw std::runtime_error(notSetUp);
+    const auto storage = storageToServe(isAutomatic, log);
+    if (!storage) return EXIT_SUCCESS;
     std::atomic<bool> busLost = false;
     dbus::Bus bus("service-bus");
-    if (const auto other = dbus::BusNames().owner(TSYNC_SERVICE_NAME))
-        throw std::runtime_error("a sync service runs in this session already, " + described(other->process) +
-                                 "; there can be only one at a time");
+    checkThatNoneRuns();
     dbus::DistributedCenter center(bus, log);
     rclone::RemoteControl::Settings controlSettings;
     controlSettings.environment = rcloneEnvironment(log);
     rclone::RemoteControl control(controlSettings, log);
     rclone::RcloneSpace space(control, *storage, linksFolder());
-    const auto follow = [&control, &space] {
-        const Options wanted = options();
-        control.setBandwidth(wanted.bandwidth);
-        space.setTransfers(wanted.transfers);
-    };
-    follow();
-    const posix::FileWatch settingsWatch(settingsFile().string(), [&follow, &log] {
+    followSettings(control, space);
+    const posix::FileWatch settingsWatch(settingsFile().string(), [&control, &space, &log] {
         try {
-            follow();
+            followSettings(control, space);
         } catch (const std::runtime_error& error) { // half a file, or nonsense
             log.error(std::string_view(error.what()));
         }

@@ -94,7 +94,7 @@ Pending<T> RcloneSpace::ask(const std::string& command, Dictionary arguments, mi
 
 Pending<Done> RcloneSpace::order(const std::string& command, Dictionary arguments, milliseconds limit,
                                  const std::filesystem::path& links) {
-    return ask<Done>(command, std::move(arguments), limit, readDone, std::move(links));
+    return ask<Done>(command, std::move(arguments), limit, readDone, links);
 }
 
 Dictionary RcloneSpace::at(const std::string& path) const { return {{"fs", storage}, {"remote", path}}; }

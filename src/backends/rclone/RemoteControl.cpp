@@ -270,8 +270,7 @@ class RemoteControl::Loop {
         const auto version = readVersion(*reply);
         if (!version) {
             dropChild();
-        } else if (std::lexicographical_compare(version->begin(), version->end(), std::begin(oldestVersion),
-                                                std::end(oldestVersion))) {
+        } else if (*version < std::vector(std::begin(oldestVersion), std::end(oldestVersion))) {
             dropChild();
             nextStart = clock.now() + longestPause;
             failWaiting({service::Trouble::impossible, "this rclone is too old: 1.60 or later is needed"});
