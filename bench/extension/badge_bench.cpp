@@ -6,8 +6,7 @@
 #include "extension/BadgeState.h"
 #include "extension/FinderSync.h"
 #include "paths/path_strings.h"
-#include "tests/support/fakes.h"
-#include "tests/support/silent_connections.h"
+#include "tests/extension/ExtensionParts.h"
 
 #include <benchmark/benchmark.h>
 
@@ -69,51 +68,26 @@ class CountingController final : public platform::FIFinderSyncController {
 };
 
 // The extension with nothing around it that takes time.
-struct Extension {
-    explicit Extension(const Dictionary& allPathsInSync = {}) : connections(answering(allPathsInSync)) {
+struct Extension : support::ExtensionParts {
+    explicit Extension(const Dictionary& allPathsInSync = {}) {
         log.lowest = platform::LogLevel::error;
+        connections.reply = {platform::Reply::Kind::value, allPathsInSync, {}};
+        finderSync.emplace(forFinderSync(controller));
     }
-
-    static support::SilentConnections answering(const Dictionary& allPathsInSync) {
-        support::SilentConnections all;
-        all.reply = {platform::Reply::Kind::value, allPathsInSync, {}};
-        return all;
-    }
-
-    support::RecordingLog log;
-    support::InlineQueue queue;
-    support::TestClock clock;
-    support::LocalDistributedCenter center;
-    support::MemoryFileSystem disk;
-    support::AllImages images;
-    platform::NotificationCenter localCenter;
-    support::SilentConnections connections;
     CountingController controller;
-    daemon_client::TSyncClient client{{connections, center, localCenter, log, clock}};
-    extension::FinderSync finderSync{
-        {controller, center, disk, images, log, clock, queue, queue, queue, [this]() -> auto& {return client;
-}
-} // namespace
-}
-;
-}
-;
+    std::optional<extension::FinderSync> finderSync;
+};
 
 // From the decoded notification to the last controller call.
 void refreshApplied(benchmark::State& run) {
     Extension extension;
 
     const auto notificationFor = [](const std::string& name, std::size_t count) {
-        Dictionary paths;
-        for (const std::string& file : filesBelow("/home/user/" + name, count))
-            paths[file] = Dictionary();
         return platform::Notification{
-            "TSyncQuenzSyncRefresh",
+            TSYNC_NOTE_SYNC_REFRESH,
             std::nullopt,
             {{"allPathsInSync", Dictionary{{"/R", "/home/user"}}},
-             {"statusInfo",
-              Dictionary{{"status", "syncStatusTransfer"},
-                         {"info", Dictionary{{"syncStatusUploading", Dictionary{{"paths", paths}}}}}}}}};
+             {"statusInfo", support::ExtensionParts::transfer(filesBelow("/home/user/" + name, count))}}};
     };
     const auto count = static_cast<std::size_t>(run.range(0));
     const platform::Notification one = notificationFor("one", count);
@@ -136,12 +110,12 @@ void pathInSync(benchmark::State& run) {
         table.emplace("/R" + std::to_string(i), rootPath(i));
     const Dictionary paths(table.begin(), table.end());
     Extension extension(paths);
-    extension.center.post({"TSyncQuenzSyncRefresh", std::nullopt, {{"allPathsInSync", paths}}});
+    extension.refresh(paths);
     const std::string path = rootPath(0) + "/area3/project17/module/source/part17/other.txt";
     bool isBase = false;
     const auto isInSync = [&] {
-        return run.range(1) != 0 ? extension.client.isPathInSync(path, isBase)
-                                 : extension.finderSync.isPathInSync(path, isBase);
+        return run.range(1) != 0 ? extension.client->isPathInSync(path, isBase)
+                                 : extension.finderSync->isPathInSync(path, isBase);
     };
     if (!isInSync()) run.SkipWithError("the path is not in sync");
     for (auto _ : run)

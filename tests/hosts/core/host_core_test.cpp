@@ -98,15 +98,6 @@ TEST_F(HostCore, TakesNoOlderAnswer) {
     EXPECT_EQ(requests.size(), 1U);
     run();
     EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-upload");
-
-    // So is that of an extension that has left.
-    look("file:///r/f0");
-    serve();
-    work();
-    badge = [](const std::string&) { return Answer{"sync", true}; };
-    come();
-    run();
-    EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-sync");
 }
 
 TEST_F(HostCore, AsksOnlyForWhatIsWatched) {
