@@ -39,37 +39,40 @@ std::string load(bool database) {
     return tree;
 }
 
-// The child's side of a fork, which ends with the status that `work` gives.
-[[noreturn]] void inChild(const std::function<int()>& work) {
-    int null = open("/dev/null", O_WRONLY);
+// Starts a process that ends with the status that `work` gives.
+pid_t started(const std::function<int()>& work) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    const int null = open("/dev/null", O_WRONLY);
     dup2(null, STDERR_FILENO);
     _exit(work());
+}
+int statusOf(pid_t child) { // once it stops or ends
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status;
 }
 
 // Runs `work` in a process that is killed when it is about to do its system call of this number. False when
 // it ended before.
 bool killedAtCall(int number, const std::function<int()>& work) {
-    pid_t child = fork();
-    if (child == 0)
-        inChild([&] {
-            ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-            raise(SIGSTOP);
-            return work();
-        });
-    int status = 0;
-    waitpid(child, &status, 0);
+    const pid_t child = started([&] {
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        raise(SIGSTOP);
+        return work();
+    });
+    statusOf(child);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_EXITKILL);
     // Two stops for each call: on its way in and on its way out.
     for (int stop = 0; stop < 2 * number + 1; stop++) {
         ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
-        waitpid(child, &status, 0);
-        if (WIFEXITED(status)) {
+        if (const int status = statusOf(child); WIFEXITED(status)) {
             EXPECT_EQ(WEXITSTATUS(status), 0);
             return false;
         }
     }
     kill(child, SIGKILL);
-    waitpid(child, &status, 0);
+    statusOf(child);
     return true;
 }
 
@@ -117,16 +120,12 @@ TEST_P(SaveFaults, AKillLeavesTheOldOrTheNew) {
 TEST_P(SaveFaults, AFullDiskIsReportedAndLeavesTheOld) {
     restore();
     size_t files = filesHere();
-    pid_t child = fork();
-    if (child == 0)
-        inChild([&] {
-            signal(SIGXFSZ, SIG_IGN);
-            rlimit limit{16384, 16384};
-            setrlimit(RLIMIT_FSIZE, &limit);
-            return save(current.get(), database) == 0 ? 0 : 1;
-        });
-    int status = 0;
-    waitpid(child, &status, 0);
+    const int status = statusOf(started([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{16384, 16384};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        return save(current.get(), database) == 0 ? 0 : 1;
+    }));
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
     if (database)
         EXPECT_NE(statusInDatabase(), "1\n");
@@ -140,18 +139,13 @@ TEST_F(SaveOntoMount, FillsTheFileThatIsMountedThere) {
     constexpr int cannotMount = 77;
     store("s", "");
     store("mounted", "longer than what will be there, and of another file");
-    pid_t child = fork();
-    if (child == 0)
-        inChild([] {
-            if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 ||
-                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                mount("mounted", "s", nullptr, MS_BIND, nullptr) != 0)
-                return cannotMount;
-            return DSNodeSaveSnapshot(newTree().get(), "s") == 0 && load(false) == dump(newTree().get()) ? 0
-                                                                                                         : 1;
-        });
-    int status = 0;
-    waitpid(child, &status, 0);
+    const int status = statusOf(started([] {
+        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 ||
+            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("mounted", "s", nullptr, MS_BIND, nullptr) != 0)
+            return cannotMount;
+        return DSNodeSaveSnapshot(newTree().get(), "s") == 0 && load(false) == dump(newTree().get()) ? 0 : 1;
+    }));
     if (WEXITSTATUS(status) == cannotMount) GTEST_SKIP() << "this process may not mount anything";
     EXPECT_EQ(status, 0);
     std::filesystem::rename("mounted", "s");
