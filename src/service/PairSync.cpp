@@ -7,6 +7,16 @@
 #include <random>
 
 namespace service {
+namespace {
+
+// Then everything fails, and the next round tells whether it still does.
+constexpr std::size_t mostFailuresInARow = 50;
+
+const char* noRoom(bool isUp) {
+    return isUp ? "the storage has no room left for it" : "this machine has no room left for it";
+}
+
+} // namespace
 
 PairSync::PairSync(Surroundings everything, Settings wanted)
     : around(std::move(everything)), settings(std::move(wanted)), guard(around.store), view(&pathBefore) {
@@ -36,11 +46,14 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
                    (operation.what == What::trash || !isForParked(operation.what));
         });
     result.waiting = guard.waiting();
+    std::erase_if(failedInBatch, [this](const std::string& key) { return !view.contains(key); });
     return carryOut(operations, std::move(result), stop);
 }
 
 Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operations, Round result,
                                             const std::stop_token& stop) {
+    withoutRoom = {};
+    std::size_t failuresInARow = 0;
     for (std::size_t index = 0; index < operations.size(); ++index) {
         const Operation& operation = operations[index];
         if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
@@ -49,19 +62,22 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
             const auto done = performMany(operations, index, count, result, stop);
             index += count - 1;
             if (done) continue;
-            around.log.info(operation.path, ": ", std::string_view(done.failure().text));
+            noteFailure(operation, done.failure(), result);
             break;
         }
-        const auto done = perform(operation, stop);
+        const auto done = performIfRoom(operation, stop);
         noteUnsteady(operation, done);
         if (done) {
             guard.done(operation, around.time());
             ++result.done;
+            failedInBatch.erase(operation.path);
+            failuresInARow = 0;
             continue;
         }
         ++result.postponed;
-        around.log.info(operation.path, ": ", std::string_view(done.failure().text));
+        noteFailure(operation, done.failure(), result);
         if (done.failure().trouble == Trouble::unreachable) break; // the rest would wait as long
+        if (++failuresInARow == mostFailuresInARow) break;
         // What follows may have needed it: a plan is made for the whole.
         if (operation.what == What::move || operation.what == What::aside ||
             operation.what == What::makeFolder)
@@ -72,6 +88,40 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
         around.store.setFact("boot", settings.bootId);
     }
     return result;
+}
+
+// A person hears of it; but what changed meanwhile is tried again without a word, and what is not reached is
+// told of the whole pair.
+void PairSync::noteFailure(const Operation& operation, const Failure& failure, Round& result) {
+    around.log.info(operation.path, ": ", std::string_view(failure.text));
+    const bool isTold = failure.trouble == Trouble::refused || failure.trouble == Trouble::full ||
+                        failure.trouble == Trouble::impossible || failure.trouble == Trouble::other;
+    if (isTold) result.problems.push_back({operation.path, failure.text, failure.trouble});
+}
+
+// What is as large as what found no room in this round is not sent to find none either.
+Outcome<Done> PairSync::performIfRoom(const Operation& operation, const std::stop_token& stop) {
+    if (operation.what != What::put) return perform(operation, stop);
+    const Held& held = view.at(operation.path);
+    const bool isUp = operation.side == Side::there;
+    const std::uint64_t bytes = isUp ? held.here.value().record.size : held.there.value().item.size;
+    std::optional<std::uint64_t>& least = withoutRoom[isUp ? 1 : 0];
+    if (least && bytes >= *least) return Failure{Trouble::full, noRoom(isUp)};
+    auto done = perform(operation, stop);
+    if (!done && isUp) done = explained(done.failure(), bytes, stop);
+    if (!done && done.failure().trouble == Trouble::full) {
+        least = bytes;
+        return Failure{Trouble::full, noRoom(isUp)};
+    }
+    return done;
+}
+
+// Servers of SFTP say of a full disk only that they failed: the protocol has no word for it.
+Failure PairSync::explained(const Failure& failure, std::uint64_t bytes, const std::stop_token& stop) {
+    if (failure.trouble != Trouble::other || !features.quota) return failure;
+    const auto quota = around.space.quota().wait(stop);
+    if (!quota || !quota->free || *quota->free > bytes) return failure;
+    return {Trouble::full, noRoom(true)};
 }
 
 // What a kill left: either the new version is in its place, and that is agreed on, or the old one goes back.

@@ -16,6 +16,7 @@
 #include "service/pair_walk.h"
 #include "service/remote_look.h"
 
+#include <array>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -65,6 +66,7 @@ class PairSync {
     struct Problem {
         std::string path; // the key
         std::string reason;
+        std::optional<Trouble> trouble = std::nullopt; // of an operation; none: it is left out
     };
     struct Round {
         std::size_t done = 0;      // operations
@@ -145,6 +147,9 @@ class PairSync {
     bool isSaved(const std::string& key, const Held& sides) const;
     const Rest& noteRest(const std::string& key, const Held& held, bool isDeletion);
     void noteUnsteady(const Operation& operation, const Outcome<Done>& outcome);
+    Outcome<Done> performIfRoom(const Operation& operation, const std::stop_token& stop);
+    Failure explained(const Failure& failure, std::uint64_t bytes, const std::stop_token& stop);
+    void noteFailure(const Operation& operation, const Failure& failure, Round& result);
     void noteBoot();
     bool isLostByACrash(const LocalItem& item, const std::string& key) const;
     void markRestless(std::vector<Name>& all, Round& round);
@@ -229,6 +234,9 @@ class PairSync {
     bool knowsKept = false;
     std::optional<std::chrono::steady_clock::time_point> lastCleaned;
     std::unordered_map<std::string, Unsteady> unsteady;
+    std::set<std::string> failedInBatch; // keys of what the last round with batches could not do with the rest
+    // At least so many bytes found no room in this round, by the side.
+    std::array<std::optional<std::uint64_t>, 2> withoutRoom;
     bool knowsBoot = false;
     bool isAfterCrash = false; // the machine went down while this pair was synced
     std::uint64_t lastPrivate = 0;

@@ -38,7 +38,8 @@ Outcome<std::set<std::string>> leftIn(RemoteSpace& space, const std::string& fol
 
 // The bytes of an operation that can be one of a batch.
 std::optional<std::uint64_t> PairSync::bytesInBatch(const Operation& operation, Side side) const {
-    if (operation.side != side || operation.replaces) return std::nullopt;
+    if (operation.side != side || operation.replaces || failedInBatch.contains(operation.path))
+        return std::nullopt;
     if (operation.what == What::makeFolder && (features.moveFolder || side == Side::here)) return 0;
     const auto found = view.find(operation.path);
     if (operation.what != What::put || found == view.end()) return std::nullopt;
@@ -103,10 +104,12 @@ Outcome<Done> PairSync::performMany(const std::vector<Operation>& operations, st
     std::vector<Travelling> batch = batchOf(operations, first, count);
     auto done = operations[first].side == Side::there ? manyThere(batch, stop) : manyHere(batch, stop);
     for (const Travelling& item : batch) {
-        if (done && item.isGood)
+        if (done && item.isGood) {
             ++result.done;
-        else
-            ++result.postponed;
+            continue;
+        }
+        ++result.postponed;
+        if (done) failedInBatch.insert(item.key()); // alone it tells why
     }
     return done;
 }

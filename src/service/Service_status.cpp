@@ -97,19 +97,25 @@ void Service::refresh() {
     post(TSYNC_NOTE_SYNC_REFRESH, {{"allPathsInSync", allPathsInSync()}, {"statusInfo", lastStatus}});
 }
 
-// One notification for each kind of trouble, whatever the number of pairs that have it, until none has it any
-// more. What is only not reached comes back by itself.
+// One notification for each kind of trouble, whatever the number of pairs and items that have it, until none
+// has it any more. What is only not reached comes back by itself, and so may what failed for a single item
+// but for want of room or of permission.
 void Service::tellTroubles() {
     if (around.notifier == nullptr) return;
     std::set<Trouble> now;
+    const auto tell = [&](Trouble trouble, const std::string& path, const std::string& reason) {
+        if (now.insert(trouble).second && !toldTroubles.contains(trouble))
+            around.notifier->notify({"%@ is not synced: %@", {shown(path), shown(reason)}},
+                                    platform::UserNotifier::News::failure);
+    };
     for (const auto& [remote, thread] : currentThreads()) {
         const auto pair = thread->state();
+        for (const PairSync::Problem& problem : pair->problems)
+            if (problem.trouble == Trouble::refused || problem.trouble == Trouble::full)
+                tell(*problem.trouble, thread->localRoot() + "/" + problem.path, problem.reason);
         if (pair->phase != Phase::failed || !pair->trouble) continue;
-        const Trouble trouble = *pair->trouble;
-        if (trouble == Trouble::unreachable || trouble == Trouble::cancelled) continue;
-        if (now.insert(trouble).second && !toldTroubles.contains(trouble))
-            around.notifier->notify({"%@ is not synced: %@", {thread->localRoot(), shown(pair->reason)}},
-                                    platform::UserNotifier::News::failure);
+        if (*pair->trouble != Trouble::unreachable && *pair->trouble != Trouble::cancelled)
+            tell(*pair->trouble, thread->localRoot(), pair->reason);
     }
     toldTroubles = std::move(now);
 }

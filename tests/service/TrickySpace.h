@@ -26,6 +26,7 @@ class TrickySpace final : public RemoteSpace {
     bool tellsIds = false;
     bool foldsCase = false;
     bool decomposes = false;
+    std::optional<std::uint64_t> free; // bytes; none: it does not tell
     std::int64_t now = 1'000'000'000; // nanoseconds; each change is a second later
     // Before an operation of that name ("bringUp", "moveFile" …) on a path; a failure is its outcome.
     std::function<std::optional<Failure>(const std::string& operation, const std::string& path)> before =
@@ -46,6 +47,7 @@ class TrickySpace final : public RemoteSpace {
         all.precision = 1'000'000'000;
         all.setsTimes = false;
         all.publicLink = !links.empty();
+        all.quota = free.has_value();
         return Pending<Features>(all);
     }
     Pending<std::vector<RemoteItem>> list(const std::string& folder, bool) override {
@@ -135,7 +137,7 @@ class TrickySpace final : public RemoteSpace {
         if (links.empty()) return Pending<std::string>(Failure{Trouble::impossible, "no links"});
         return Pending<std::string>(links + path);
     }
-    Pending<Quota> quota() override { return Pending<Quota>(Quota{}); }
+    Pending<Quota> quota() override { return Pending<Quota>(Quota{{}, {}, free}); }
 
   private:
     std::mutex counting; // several threads may ask

@@ -70,20 +70,22 @@ class Computer {
         fs::create_directories((*this / path).parent_path());
         std::ofstream(*this / path, std::ios::binary) << content;
     }
-    // How it ended, with what it left out.
+    // How it ended, with what the last round left out.
     std::string settle() {
+        std::string problems;
         for (int number = 0; number < 30; ++number) {
             now += std::chrono::hours(1); // everything has rested
             const auto result = sync->round({});
             if (!result) return "failed: " + result.failure().text;
+            problems.clear();
+            for (const auto& problem : result->problems)
+                if (!problem.reason.starts_with("it keeps changing"))
+                    problems += problem.path + (problem.trouble == Trouble::full ? " has no room; " : "; ");
             if (!result->isInStep()) continue;
             if (result->waiting && sync->confirm(result->waiting->list)) continue;
-            std::string problems;
-            for (const auto& problem : result->problems)
-                if (!problem.reason.starts_with("it keeps changing")) problems += problem.path + "; ";
             return problems;
         }
-        return "does not end";
+        return "does not end: " + problems;
     }
     // Its private names that would be in anybody's way.
     bool hasLeftovers() const {
@@ -380,25 +382,32 @@ TEST_F(PairCases, WhatComesInBetweenIsKept) {
 }
 
 TEST_F(PairCases, AFullDiskAndAFullQuotaLeaveTheOldVersionAndNothingHalf) {
+    space.free = 10;
     one.write("a", "the old version");
     settleAll();
     one.write("a", "the new version");
+    one.write("b", "as large as that");
     const Failure full{Trouble::full, "no room is left"};
-    space.before = [&](const std::string& now, const std::string&) {
-        return now == "bringUp" ? std::optional(full) : std::nullopt;
-    };
-    EXPECT_EQ(one.settle(), "does not end"); // it goes on trying
+    // A server of SFTP says of a full disk only that it failed.
+    for (const Failure& failure : {full, Failure{Trouble::other, "it failed"}}) {
+        space.before = [&](const std::string& now, const std::string&) {
+            return now == "bringUp" ? std::optional(failure) : std::nullopt;
+        };
+        space.asked.clear();
+        EXPECT_EQ(one.settle(), "does not end: a has no room; b has no room; "); // it goes on trying
+        EXPECT_LE(space.asked["bringUp"], 30) << "once a round";
+    }
     EXPECT_EQ(space.items.at("pair/a").content, "the old version");
     EXPECT_FALSE(isThere("the new")); // the half
     space.before = [&](const std::string& now, const std::string&) {
         return now == "bringDown" ? std::optional(full) : std::nullopt;
     };
     EXPECT_EQ(one.settle(), "");
-    EXPECT_EQ(two.settle(), "does not end");
+    EXPECT_EQ(two.settle(), "does not end: a has no room; b has no room; ");
     EXPECT_EQ(two.files(), (Files{{"a", "the old version"}}));
     space.before = [](const auto&, const auto&) { return std::nullopt; };
     settleAll();
-    EXPECT_EQ(two.files(), (Files{{"a", "the new version"}}));
+    EXPECT_EQ(two.files(), (Files{{"a", "the new version"}, {"b", "as large as that"}}));
 }
 
 } // namespace

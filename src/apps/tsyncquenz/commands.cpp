@@ -140,7 +140,7 @@ void print(const Dictionary& status, std::ostream& output) {
                 line += std::string(", ") + key + " " + path;
         const platform::Array* problems = platform::arrayAt(pair, "problems");
         if (problems != nullptr && !problems->empty())
-            line += ", " + std::to_string(problems->size()) + " left out: tsyncquenz problems";
+            line += ", " + std::to_string(problems->size()) + " not synced: tsyncquenz problems";
         if (const std::string waiting = sentenceOfWaiting(pair); !waiting.empty()) line += ", " + waiting;
         output << printable(line) << '\n';
     }

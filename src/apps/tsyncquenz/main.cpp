@@ -78,7 +78,7 @@ class CommandLine {
         on(app.add_subcommand("pause", "Transfer nothing until resume, even after a restart"),
            [] { return setPaused(true); });
         on(app.add_subcommand("resume", "Go on"), [] { return setPaused(false); });
-        on(app.add_subcommand("problems", "What is left out and why"), [] { return showProblems(); });
+        on(app.add_subcommand("problems", "What is not synced and why"), [] { return showProblems(); });
     }
 
     void addLosses() {

@@ -58,7 +58,7 @@ Findings pairsOf(const Dictionary& status) {
     if (findings.empty())
         findings.push_back({State::ok, "storage", "The service uses " + textIn(status, "storage"), ""});
     if (leftOut > 0)
-        findings.push_back({State::warning, "storage", std::to_string(leftOut) + " items are left out.",
+        findings.push_back({State::warning, "storage", std::to_string(leftOut) + " items are not synced.",
                             "See which and why: tsyncquenz problems"});
     if (pairs == nullptr || pairs->empty())
         findings.push_back(
