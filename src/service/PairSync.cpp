@@ -12,9 +12,7 @@ namespace {
 // Then everything fails, and the next round tells whether it still does.
 constexpr std::size_t mostFailuresInARow = 50;
 
-const char* noRoom(bool isUp) {
-    return isUp ? "the storage has no room left for it" : "this machine has no room left for it";
-}
+constexpr std::uint64_t worthAsking = std::uint64_t{16} << 20U; // bytes: sending so much in vain costs more
 
 } // namespace
 
@@ -106,22 +104,23 @@ Outcome<Done> PairSync::performIfRoom(const Operation& operation, const std::sto
     const bool isUp = operation.side == Side::there;
     const std::uint64_t bytes = isUp ? held.here.value().record.size : held.there.value().item.size;
     std::optional<std::uint64_t>& least = withoutRoom[isUp ? 1 : 0];
-    if (least && bytes >= *least) return Failure{Trouble::full, noRoom(isUp)};
-    auto done = perform(operation, stop);
-    if (!done && isUp) done = explained(done.failure(), bytes, stop);
-    if (!done && done.failure().trouble == Trouble::full) {
-        least = bytes;
-        return Failure{Trouble::full, noRoom(isUp)};
-    }
-    return done;
+    const bool fits = (!least || bytes < *least) && (!isUp || bytes < worthAsking || hasRoom(bytes, stop));
+    auto done = fits ? perform(operation, stop) : Outcome<Done>(Failure{Trouble::full, {}});
+    // Servers of SFTP say of a full disk only that they failed: the protocol has no word for it.
+    const bool isFull =
+        !done && (done.failure().trouble == Trouble::full ||
+                  (done.failure().trouble == Trouble::other && isUp && !hasRoom(bytes, stop)));
+    if (!isFull) return done;
+    least = std::min(least.value_or(bytes), bytes);
+    return Failure{Trouble::full,
+                   isUp ? "the storage has no room left for it" : "this machine has no room left for it"};
 }
 
-// Servers of SFTP say of a full disk only that they failed: the protocol has no word for it.
-Failure PairSync::explained(const Failure& failure, std::uint64_t bytes, const std::stop_token& stop) {
-    if (failure.trouble != Trouble::other || !features.quota) return failure;
+// Whether the storage has that, as far as it tells.
+bool PairSync::hasRoom(std::uint64_t bytes, const std::stop_token& stop) {
+    if (!features.quota) return true;
     const auto quota = around.space.quota().wait(stop);
-    if (!quota || !quota->free || *quota->free > bytes) return failure;
-    return {Trouble::full, noRoom(true)};
+    return !quota || !quota->free || *quota->free > bytes;
 }
 
 // What a kill left: either the new version is in its place, and that is agreed on, or the old one goes back.

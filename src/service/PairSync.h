@@ -148,7 +148,7 @@ class PairSync {
     const Rest& noteRest(const std::string& key, const Held& held, bool isDeletion);
     void noteUnsteady(const Operation& operation, const Outcome<Done>& outcome);
     Outcome<Done> performIfRoom(const Operation& operation, const std::stop_token& stop);
-    Failure explained(const Failure& failure, std::uint64_t bytes, const std::stop_token& stop);
+    bool hasRoom(std::uint64_t bytes, const std::stop_token& stop);
     void noteFailure(const Operation& operation, const Failure& failure, Round& result);
     void noteBoot();
     bool isLostByACrash(const LocalItem& item, const std::string& key) const;

@@ -75,14 +75,19 @@ Pending<T> RcloneSpace::ask(const std::string& command, Dictionary arguments, mi
                             const std::filesystem::path& links) {
     const service::Promise<T> promise;
     arguments["_config"] = options(command);
-    const std::uint64_t question =
-        control.ask(command, arguments, limit, [promise, read, links](service::Outcome<std::string> reply) {
+    const std::uint64_t question = control.ask(
+        command, arguments, limit,
+        [&control = control, promise, read, links](service::Outcome<std::string> reply) {
             std::error_code ignored;
             if (!links.empty()) std::filesystem::remove_all(links, ignored);
-            if (reply)
-                promise.finish(read(*reply));
-            else
-                promise.finish(reply.failure());
+            if (reply) return promise.finish(read(*reply));
+            const Failure failure = reply.failure();
+            if (links.empty() || (failure.trouble != Trouble::full && failure.trouble != Trouble::other))
+                return promise.finish(failure);
+            // The half that it sent is removed, but rclone may keep it open over SFTP: then it goes on taking
+            // room, which is just what may be missing, until the connections are closed.
+            control.ask("fscache/clear", {}, lookLimit,
+                        [promise, failure](const auto&) { promise.finish(failure); });
         });
     promise.onCancel([&control = control, question, links] {
         control.end(question);

@@ -91,6 +91,8 @@ std::string hintOf(Trouble trouble, std::string_view text) {
         return "rclone's configuration is encrypted; tsyncquenz password tells its password: ";
     if (containsAny(lower, {"didn't find section", "didn't find backend"}))
         return "rclone's configuration no longer has this storage; rclone config makes it: ";
+    if (containsAny(lower, {"ssh_fx_failure"})) // all that SFTP can say of a file system that is read-only
+        return "the server gives no reason; it may be read-only or full: ";
     switch (trouble) {
     case Trouble::full:
         return "no room is left: ";

@@ -62,6 +62,8 @@ TEST(RcloneReplies, ErrorsAreKindsToActOn) {
         {500, "googleapi: Error 403: The user's Drive storage quota has been exceeded", Trouble::full},
         {500, "optional feature not supported", Trouble::impossible},
         {500, "something new", Trouble::other},
+        {500, "Update Create failed: sftp: \\\"Failure\\\" (SSH_FX_FAILURE)", Trouble::other,
+         "the server gives no reason; it may be read-only or full: "},
         {500, "x509: certificate has expired or is not yet valid", Trouble::refused,
          "is this machine's clock right? "},
         {500, "ssh: unable to authenticate, attempted methods [none password]", Trouble::refused,
