@@ -234,7 +234,8 @@ class PairSync {
     bool knowsKept = false;
     std::optional<std::chrono::steady_clock::time_point> lastCleaned;
     std::unordered_map<std::string, Unsteady> unsteady;
-    std::set<std::string> failedInBatch; // keys of what the last round with batches could not do with the rest
+    std::set<std::string>
+        failedInBatch; // keys of what the last round with batches could not do with the rest
     // At least so many bytes found no room in this round, by the side.
     std::array<std::optional<std::uint64_t>, 2> withoutRoom;
     bool knowsBoot = false;

@@ -27,7 +27,7 @@ class TrickySpace final : public RemoteSpace {
     bool foldsCase = false;
     bool decomposes = false;
     std::optional<std::uint64_t> free; // bytes; none: it does not tell
-    std::int64_t now = 1'000'000'000; // nanoseconds; each change is a second later
+    std::int64_t now = 1'000'000'000;  // nanoseconds; each change is a second later
     // Before an operation of that name ("bringUp", "moveFile" …) on a path; a failure is its outcome.
     std::function<std::optional<Failure>(const std::string& operation, const std::string& path)> before =
         [](const auto&, const auto&) { return std::nullopt; };
