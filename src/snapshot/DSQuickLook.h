@@ -21,7 +21,7 @@ DS_BEGIN_DECLS
 
 typedef struct DSEvidence DSEvidence;
 
-/* Evidence of nothing: with it a look is a whole scan. */
+/* Evidence of nothing: with it a look is a whole scan. NULL: there is no memory for it. */
 DS_API DSEvidence* DSEvidenceCreate(void) DS_NOTHROW;
 DS_API void DSEvidenceDestroy(DSEvidence* evidence) DS_NOTHROW;
 

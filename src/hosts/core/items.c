@@ -276,21 +276,29 @@ TsfItem* tsf_core_next_invalid(TsfCore* core) {
 
 void tsf_core_doubt_ends(TsfCore* core) { core->doubts_ends = true; }
 
+/* An item of the folder, one at rest sooner than one that is waited for; NULL: there is no other. */
+static TsfItem* item_other_than(const TsfFolder* folder, const TsfItem* item) {
+    const TsfNode* const lists[] = {&folder->resting, &folder->waiting};
+    for (size_t i = 0; i < 2; ++i) {
+        TsfNode* node = lists[i]->next;
+        if (item != NULL && node == &item->in_folder) node = node->next;
+        if (node != lists[i]) return TSF_OWNER(node, TsfItem, in_folder);
+    }
+    return NULL;
+}
+
 void tsf_folder_doubt(TsfFolder* folder) {
-    const TsfNode* items = tsf_list_is_empty(&folder->resting) ? &folder->waiting : &folder->resting;
-    if (tsf_list_is_empty(items)) return;
-    TsfItem* item = TSF_OWNER(items->next, TsfItem, in_folder);
-    tsf_list_append(&folder->core->invalid, &item->in_invalid);
+    TsfItem* item = item_other_than(folder, NULL);
+    if (item != NULL) tsf_list_append(&folder->core->invalid, &item->in_invalid);
 }
 
 bool tsf_item_was_asked(const TsfItem* item) { return !item->was_invalidated; }
 
 void tsf_item_unseen(TsfItem* item) {
-    TsfFolder* folder = item->folder;
-    const bool is_last = item->in_folder.next->next == &item->in_folder &&
-                         (tsf_list_is_empty(&folder->waiting) || tsf_list_is_empty(&folder->resting));
+    TsfCore* core = item->folder->core;
+    TsfItem* other = item_other_than(item->folder, item); /* the folder goes with its last one */
     tsf_item_gone(item);
-    if (!is_last) tsf_folder_doubt(folder);
+    if (other != NULL) tsf_list_append(&core->invalid, &other->in_invalid);
 }
 
 bool tsf_core_has_invalid(const TsfCore* core) { return !tsf_list_is_empty(&core->invalid); }

@@ -35,6 +35,7 @@ void digestBlock(const uint8_t* block, uint8_t* digest) {
 
 // Four of the 80 steps of one message: `group` is 0 to 19, `w` its last sixteen words. `e` is the fifth word
 // of the state, made of the state before the last four steps.
+// NOLINTBEGIN(bugprone-macro-parentheses): variables that are assigned to
 #define FOUR_STEPS(group, state, before, w)                                                                  \
     {                                                                                                        \
         const __m128i e = (group) == 0                                                                       \
@@ -48,6 +49,7 @@ void digestBlock(const uint8_t* block, uint8_t* digest) {
                               (w)[((group) + 2) % 4]),                                                       \
                 (w)[((group) + 3) % 4]);                                                                     \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 #define BOTH(group)                                                                                          \
     FOUR_STEPS(group, state0, before0, words0)                                                               \
     FOUR_STEPS(group, state1, before1, words1)
@@ -73,7 +75,7 @@ __attribute__((target("sha,sse4.1"))) void digestPairByShaInstructions(const uin
         words1[i] =
             _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(blocks[1] + 16 * i)), order);
     }
-    __m128i state0 = start, state1 = start, before0 = start, before1 = start;
+    __m128i state0 = start, state1 = start, before0, before1; // the first steps set what was before
     FIVE_GROUPS(0)
     FIVE_GROUPS(5)
     FIVE_GROUPS(10)

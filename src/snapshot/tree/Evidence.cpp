@@ -2,6 +2,8 @@
 
 #include "snapshot/tree/list_private.h"
 
+#include <new>
+
 namespace snapshot {
 
 uint32_t checkOfNode(const DSNode& node) {
@@ -20,7 +22,7 @@ uint32_t checkOfNode(const DSNode& node) {
 
 } // namespace snapshot
 
-DSEvidence* DSEvidenceCreate() noexcept { return new DSEvidence; }
+DSEvidence* DSEvidenceCreate() noexcept { return new (std::nothrow) DSEvidence; }
 
 void DSEvidenceDestroy(DSEvidence* evidence) noexcept { delete evidence; }
 
