@@ -1,9 +1,11 @@
 #include "service/Carrier.h"
 
+#include "platform/json.h"
 #include "service/names.h"
 #include "service/pair_parts.h"
 #include "service/remote_look.h"
 #include "service/remote_move.h"
+#include "sync_daemon/writing.h"
 
 #include <sys/stat.h>
 
@@ -12,6 +14,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <system_error>
 
@@ -44,6 +47,45 @@ std::string recordOfTree(const fs::path& item) {
     return all;
 }
 
+// [is over, kind, local path, remote path]
+std::optional<std::pair<Carrier::Task, bool>> readLine(const std::string& line) {
+    const auto value = platform::valueOfJson(line);
+    const platform::Array* parts = value ? value->array() : nullptr;
+    if (!parts || parts->size() != 4) return std::nullopt;
+    const auto isOver = (*parts)[0].boolean();
+    const auto kind = (*parts)[1].signedInteger();
+    const auto* local = (*parts)[2].string();
+    const auto* remote = (*parts)[3].string();
+    if (!isOver || !kind || *kind < 0 || *kind > static_cast<int>(Carrier::Kind::download) || !local ||
+        !remote)
+        return std::nullopt;
+    return std::pair(Carrier::Task{static_cast<Carrier::Kind>(*kind), *local, *remote}, *isOver);
+}
+
+std::string lineOf(const Carrier::Task& task, bool isOver) {
+    const auto text = platform::jsonText(
+        platform::Array{isOver, static_cast<std::int64_t>(task.kind), task.localPath, task.remotePath});
+    return text ? *text + "\n" : ""; // no text: what lies in the uploading folder is found again there
+}
+
+// What an earlier object left, with a file that holds no more than that.
+std::deque<Carrier::Task> readList(const fs::path& list) {
+    std::deque<Carrier::Task> tasks;
+    std::ifstream stream(list, std::ios::binary);
+    for (std::string line; std::getline(stream, line);) {
+        auto read = readLine(line); // the last line may be half
+        if (read && read->second) std::erase(tasks, read->first);
+        if (read && !read->second) tasks.push_back(std::move(read->first));
+    }
+    std::string text;
+    for (const Carrier::Task& task : tasks)
+        text += lineOf(task, false);
+    const fs::path beside = list.string() + ".new";
+    std::error_code ignored; // then it is longer than it has to be
+    if (sync_daemon::writeToDisk(beside, text)) fs::rename(beside, list, ignored);
+    return tasks;
+}
+
 std::string newWord() {
     std::random_device device;
     return std::to_string(device()) + std::to_string(device());
@@ -58,7 +100,7 @@ std::string numberedName(const std::string& name, int number) {
 }
 
 Carrier::Carrier(RemoteSpace& realSpace, DesktopTrash& desktopTrash, platform::ProcessLog& processLog,
-                 std::function<void()> hasChanged, bool isPaused)
+                 std::function<void()> hasChanged, bool isPaused, fs::path listFile)
     : space(realSpace,
             [this](const std::optional<Transfer>& transfer) {
                 {
@@ -68,8 +110,9 @@ Carrier::Carrier(RemoteSpace& realSpace, DesktopTrash& desktopTrash, platform::P
                 }
                 changed();
             }),
-      trash(desktopTrash), log(processLog), changed(std::move(hasChanged)), privateWord(newWord()),
-      paused(isPaused), thread([this](const std::stop_token& stop) { run(stop); }) {}
+      trash(desktopTrash), log(processLog), changed(std::move(hasChanged)), list(std::move(listFile)),
+      privateWord(newWord()), waiting(readList(list)), paused(isPaused),
+      thread([this](const std::stop_token& stop) { run(stop); }) {}
 
 Carrier::~Carrier() {
     thread.request_stop();
@@ -83,8 +126,17 @@ Carrier::~Carrier() {
 void Carrier::add(Task task) {
     const std::lock_guard guard(lock);
     if (inHand == task || std::find(waiting.begin(), waiting.end(), task) != waiting.end()) return;
+    note(task, false);
     waiting.push_back(std::move(task));
     wake.notify_all();
+}
+
+// A kill must not lose it; the machine may go down before it is on the disk.
+void Carrier::note(const Task& task, bool isOver) {
+    const bool isLast = isOver && waiting.empty();
+    std::ofstream stream(list, std::ios::binary | (isLast ? std::ios::trunc : std::ios::app));
+    if (!isLast) stream << lineOf(task, isOver);
+    if (!stream.flush()) log.error("What is to be brought cannot be remembered: ", list.string());
 }
 
 void Carrier::setPaused(bool pause) {
@@ -125,7 +177,10 @@ void Carrier::run(const std::stop_token& stop) {
                       task.kind == Kind::download ? task.localPath : task.remotePath, ": ",
                       std::string_view(done.failure().text));
         guard.lock();
-        if (isCancelled && paused) waiting.push_front(task);
+        if (isCancelled) // by a pause, or at the end
+            waiting.push_front(task);
+        else
+            note(task, true);
         inHand.reset();
         onItsWay.reset();
         guard.unlock();

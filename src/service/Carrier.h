@@ -3,6 +3,9 @@
 //
 // An item lies complete under a private name before it gets its own, and never another one's: a taken name
 // gets a number. What changes while it goes up is not placed and not thrown away.
+//
+// What waits or is in hand stands in a file, a line of JSON for each that came and for each that is over, and
+// is begun again by the next object with that file.
 #pragma once
 
 #include "platform/ProcessLog.h"
@@ -11,6 +14,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -22,11 +26,12 @@ namespace service {
 
 class Carrier {
   public:
+    // Numbers are on disks: they never change.
     enum class Kind {
-        copy,     // into a folder of the space
-        move,     // the same, and away from here
-        folder,   // an empty folder, made in the space and removed here
-        download, // an item of the space into a folder here
+        copy = 0,     // into a folder of the space
+        move = 1,     // the same, and away from here
+        folder = 2,   // an empty folder, made in the space and removed here
+        download = 3, // an item of the space into a folder here
     };
     struct Task {
         Kind kind = Kind::copy;
@@ -37,8 +42,8 @@ class Carrier {
 
     // `changed` is called on the carrier's thread, no lock held. All must outlive the object.
     Carrier(RemoteSpace& realSpace, DesktopTrash& desktopTrash, platform::ProcessLog& processLog,
-            std::function<void()> changed, bool isPaused);
-    ~Carrier(); // what is in hand is cancelled, and what waits is lost
+            std::function<void()> changed, bool isPaused, std::filesystem::path listFile);
+    ~Carrier(); // what is in hand is cancelled, and stays in the list
 
     void add(Task task); // unless an equal one waits or is in hand
     // A pause ends the transfer in hand, which begins again after it.
@@ -48,6 +53,7 @@ class Carrier {
 
   private:
     void run(const std::stop_token& stop);
+    void note(const Task& task, bool isOver); // with the lock
     Outcome<Done> carry(const Task& task);
     Outcome<Done> bringOneUp(const Task& task);
     Outcome<Done> makeOneFolder(const Task& task);
@@ -61,6 +67,7 @@ class Carrier {
     DesktopTrash& trash;
     platform::ProcessLog& log;
     const std::function<void()> changed;
+    const std::filesystem::path list;
     const std::string privateWord; // makes this process's private names its own
     std::uint64_t lastPrivate = 0;
     std::stop_token ending;       // of the thread

@@ -171,6 +171,10 @@ Outcome<Done> PairSync::placeManyHere(std::vector<Travelling>& batch, const std:
 // What came down is what the last look found only when it is there still, unchanged.
 Outcome<Done> PairSync::checkUnchangedThere(std::vector<Travelling>& batch, const std::stop_token& stop) {
     ListedFolders folders(around.space, stop);
+    std::set<std::string> wanted;
+    for (const Travelling& item : batch)
+        if (!item.isAgreed) wanted.insert(parentOf(pathThere(item.key())));
+    if (const auto listed = folders.fetch(wanted); !listed) return listed.failure();
     for (Travelling& item : batch) {
         if (item.isAgreed) continue;
         const std::string path = pathThere(item.key());

@@ -43,7 +43,8 @@ Service::Service(Settings wanted, const Surroundings& everything)
       stateFile(stateFolder / "state.json"), around(everything), log(everything.log),
       state(sync_daemon::loadState(stateFile, log)), folders(around.space, around.clock),
       carrier(
-          around.space, around.trash, log, [this] { statusChanged(); }, state.paused),
+          around.space, around.trash, log, [this] { statusChanged(); }, state.paused,
+          stateFolder / "carrying"),
       uploads(createdFolder(stateFolder / "uploading"), carrier, around.events, around.clock),
       cache(stateFolder / "cache.json", cacheSettings(), threadSurroundings()),
       spaceSnapshot(around.space, stateFolder / "remote-snapshot", log, around.clock) {

@@ -3,9 +3,13 @@
 
 #include "service/PairSync.h"
 
+#include <deque>
 #include <map>
+#include <set>
 #include <stop_token>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace service {
 
@@ -33,7 +37,28 @@ class ListedFolders {
     Outcome<const Items*> of(const std::string& folder) {
         const auto known = folders.find(folder);
         if (known != folders.end()) return &known->second;
-        const auto list = space.list(folder, false).wait(stop);
+        return take(folder, space.list(folder, false));
+    }
+    // All of these, several at once.
+    Outcome<Done> fetch(const std::set<std::string>& wanted) {
+        std::deque<std::pair<std::string, Pending<std::vector<RemoteItem>>>> underWay;
+        auto next = wanted.begin();
+        while (next != wanted.end() || !underWay.empty()) {
+            if (next != wanted.end() && underWay.size() < listsAtOnce) {
+                underWay.emplace_back(*next, space.list(*next, false));
+                ++next;
+                continue;
+            }
+            const auto taken = take(underWay.front().first, std::move(underWay.front().second));
+            underWay.pop_front();
+            if (!taken) return taken.failure();
+        }
+        return Done{};
+    }
+
+  private:
+    Outcome<const Items*> take(const std::string& folder, Pending<std::vector<RemoteItem>> pending) {
+        const auto list = pending.wait(stop);
         if (!list && list.failure().trouble != Trouble::missing) return list.failure();
         Items& items = folders[folder];
         if (list)
@@ -42,7 +67,6 @@ class ListedFolders {
         return &items;
     }
 
-  private:
     RemoteSpace& space;
     const std::stop_token& stop;
     std::map<std::string, Items> folders; // by path in the space
