@@ -122,20 +122,23 @@ Outcome<Done> PairSync::manyThere(std::vector<Travelling>& batch, const std::sto
         item.item.here = item.isFolder() ? folderRecord(here.record) : here.record;
         item.item.hereName = lastOf(here.path);
         item.item.thereName = lastOf(pathThere(item.key()));
-        if (!item.isFolder()) {
-            const auto digest = around.local.digest(here.path, here.record);
-            if (digest) item.item.digest = *digest;
-            item.isGood = static_cast<bool>(digest);
-        }
-        if (item.isGood)
-            uploads.push_back(
-                {item.isFolder() ? "" : (around.local.folder() / here.path).string(), item.privateName});
+        uploads.push_back(
+            {item.isFolder() ? "" : (around.local.folder() / here.path).string(), item.privateName});
     }
     const std::string privatePath = newPrivatePath("up");
-    const auto up = around.space.bringUpAll(uploads, privatePath).wait(stop);
-    const auto arrived = up || up.failure().trouble == Trouble::other
-                             ? lookAtSpace(around.space, privatePath, {}, stop)
-                             : Outcome<std::vector<RemoteEntry>>(up.failure());
+    auto goingUp = around.space.bringUpAll(uploads, privatePath);
+    for (Travelling& item : batch) { // meanwhile
+        if (item.isFolder()) continue;
+        const LocalItem& here = *view.at(item.key()).here;
+        const auto digest = around.local.digest(here.path, here.record);
+        if (digest) item.item.digest = *digest;
+        item.isGood = static_cast<bool>(digest);
+    }
+    const auto up = goingUp.wait(stop);
+    const bool mayHaveArrived = // all but what has gone here meanwhile
+        up || up.failure().trouble == Trouble::other || up.failure().trouble == Trouble::missing;
+    const auto arrived = mayHaveArrived ? lookAtSpace(around.space, privatePath, {}, stop)
+                                        : Outcome<std::vector<RemoteEntry>>(up.failure());
     if (!arrived) {
         (void)around.space.removeTree(privatePath).wait(stop);
         return arrived.failure();
