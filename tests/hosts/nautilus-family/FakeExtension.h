@@ -51,8 +51,7 @@ class Extension {
     std::function<GVariant*(const std::string&)> badge = [](const std::string&) {
         return g_variant_new("(sbb)", "sync", TRUE, FALSE);
     };
-    std::size_t batches = 0; // that held a URI
-    std::size_t asked = 0;   // URIs
+    std::size_t asked = 0; // URIs
     std::map<std::string, int> observed;
 
     void emit(const char* signal, GVariant* arguments) {
@@ -113,7 +112,6 @@ class Extension {
         g_variant_get(arguments, "(as)", &uris);
         GVariantBuilder answers;
         g_variant_builder_init(&answers, G_VARIANT_TYPE("a(sbb)"));
-        if (g_variant_iter_n_children(uris) > 0) ++batches;
         while (g_variant_iter_next(uris, "&s", &uri)) {
             ++asked;
             if (mood != "wrong-count") g_variant_builder_add_value(&answers, badge(uri));
