@@ -127,9 +127,8 @@ TEST_F(BadgeKeeper, badgesWhatTheFileManagerShows) {
     // A selection of files that it never met: the one on another machine decides.
     GList* selection = g_list_append(nullptr, newFile("file:///r/never-met"));
     TSyncSelectionClass found = TSYNC_CLASS_NOTHING;
-    EXPECT_TRUE(until([&] {
-        return tsf_badge_keeper_selection_class(keeper, selection, TRUE, FALSE, &found) != FALSE;
-    }));
+    EXPECT_TRUE(until(
+        [&] { return tsf_badge_keeper_selection_class(keeper, selection, TRUE, FALSE, &found) != FALSE; }));
     EXPECT_EQ(found, TSYNC_CLASS_SYNCED_FILE);
     selection = g_list_append(selection, newFile("sftp://host/y"));
     EXPECT_NE(tsf_badge_keeper_selection_class(keeper, selection, TRUE, FALSE, &found), FALSE);
