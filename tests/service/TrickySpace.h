@@ -48,7 +48,7 @@ class TrickySpace final : public RemoteSpace {
         all.setsTimes = false;
         all.publicLink = !links.empty();
         all.quota = free.has_value();
-        return Pending<Features>(all);
+        return does<Features>("features", "", [&] { return all; });
     }
     Pending<std::vector<RemoteItem>> list(const std::string& folder, bool) override {
         return does<std::vector<RemoteItem>>("list", folder, [&]() -> Outcome<std::vector<RemoteItem>> {

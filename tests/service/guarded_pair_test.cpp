@@ -5,15 +5,13 @@
 namespace service {
 namespace {
 
-using Computer = StorageComputer;
-
 class GuardedPair : public testing::Test {
   protected:
     GuardedPair() {
         for (int i = 0; i < 100; ++i)
             write(one / nameOf(i), "content");
         one.confirmsAll = false;
-        EXPECT_EQ(one.settle(), std::vector<std::string>{});
+        EXPECT_EQ(one.settle(), "");
     }
     static std::string nameOf(int number) {
         return (number < 50 ? "low/" : "high/") + std::to_string(number);
@@ -22,11 +20,7 @@ class GuardedPair : public testing::Test {
         for (int i = from; i < to; ++i)
             fs::remove(one / nameOf(i));
     }
-    std::size_t countThere() const {
-        const auto files = Computer::contentsOf(there);
-        return static_cast<std::size_t>(
-            std::count_if(files.begin(), files.end(), [](const auto& file) { return file.second != "/"; }));
-    }
+    std::size_t countThere() const { return filesOf(there).size(); }
     static const fs::path& newSpace() {
         static int number = 0;
         static fs::path folder;
@@ -35,7 +29,7 @@ class GuardedPair : public testing::Test {
     }
     const fs::path there = newSpace() / "pair";
     support::TemporaryFolder place;
-    Computer one{place.path(), "disk:" + there.parent_path().filename().string(), "one"};
+    StorageComputer one{place.path(), "disk:" + there.parent_path().filename().string(), "one"};
 };
 
 TEST_F(GuardedPair, AsksBeforeManyFilesAreDeletedAndDoesExactlyWhatWasConfirmed) {
@@ -70,7 +64,7 @@ TEST_F(GuardedPair, AsksBeforeMuchIsTakenFromHere) {
     fs::remove_all(there / "low");
     fs::create_directories(there / "low");
     EXPECT_EQ(one.waitingFiles(), 50U);
-    EXPECT_EQ(one.files().size(), 102U);
+    EXPECT_EQ(one.tree().size(), 102U);
     for (int i = 0; i < 100; ++i) { // set back to what it was last month, and newer versions
         write(there / nameOf(i), "last month");
         if (i < 90)
@@ -134,9 +128,9 @@ TEST_F(GuardedPair, BelievesADeletionThereOnlyWhenItIsOne) {
         one.space.lists = lists;
         one.space.looks = looks;
         isBad = !lists;
-        const std::vector<std::string> said = one.settle();
+        const std::string said = one.settle();
         EXPECT_EQ(!said.empty(), fails) << what;
-        EXPECT_EQ(one.files().size(), 102U) << what;
+        EXPECT_EQ(one.tree().size(), 102U) << what;
         EXPECT_EQ(countThere(), 100U) << what;
     }
     EXPECT_FALSE(isBad);
@@ -165,10 +159,10 @@ TEST_F(GuardedPair, DoesNothingWithARootThatIsAnother) {
         fs::remove(mark);
         fs::remove(there / nameOf(0));
         write(one / "new", "waits");
-        EXPECT_TRUE(one.settle().at(0).starts_with("failed: ")) << mark;
+        EXPECT_TRUE(one.settle().starts_with("failed: ")) << mark;
         write(mark, std::string(content.size(), 'x'));
         one.restart();
-        EXPECT_TRUE(one.settle().at(0).starts_with("failed: ")) << mark;
+        EXPECT_TRUE(one.settle().starts_with("failed: ")) << mark;
         EXPECT_TRUE(fs::exists(one / nameOf(0)));
         EXPECT_FALSE(fs::exists(there / "new"));
         write(mark, content);
@@ -180,7 +174,7 @@ TEST_F(GuardedPair, DoesNothingWithARootThatIsAnother) {
 TEST_F(GuardedPair, LosesNothingThatWasWrittenLateOrNotToItsEnd) {
     const auto contents = [this] {
         std::map<std::string, int> count;
-        for (const auto& [path, content] : one.files())
+        for (const auto& [path, content] : one.tree())
             ++count[content];
         return count;
     };
@@ -228,7 +222,7 @@ TEST_F(GuardedPair, ThrowsIntoATrashFromWhichItemsComeBackUntilTheyAreOld) {
     EXPECT_FALSE(trash::restore(one.space, "pair/" + nameOf(4), {}));
     one.confirmsAll = true;
     fs::remove_all(one / "low");
-    EXPECT_EQ(one.settle(), std::vector<std::string>{});
+    EXPECT_EQ(one.settle(), "");
     EXPECT_EQ(countThere(), 50U);
     EXPECT_EQ(restored(7), "pair/low/7"); // out of a folder that went as a whole
 

@@ -5,8 +5,6 @@
 namespace service {
 namespace {
 
-using Computer = StorageComputer;
-
 class PairOnEachStorage : public testing::TestWithParam<const char*> {
   protected:
     // A folder of the test's own in the storage.
@@ -16,26 +14,24 @@ class PairOnEachStorage : public testing::TestWithParam<const char*> {
         const std::string base = servers().storage(GetParam());
         return base + (base.ends_with(':') ? "" : "/") + name;
     }
-    using Files = std::map<std::string, std::string>;
     support::TemporaryFolder place;
 };
 
 TEST_P(PairOnEachStorage, KeepsTwoComputersInStep) {
     const std::string space = storage();
-    Computer one(place.path(), space, "one");
-    Computer two(place.path(), space, "two");
-    const std::vector<std::string> none;
+    StorageComputer one(place.path(), space, "one");
+    StorageComputer two(place.path(), space, "two");
     const auto settleAll = [&] {
-        EXPECT_EQ(one.settle(), none);
-        EXPECT_EQ(two.settle(), none);
-        EXPECT_EQ(one.settle(), none);
+        EXPECT_EQ(one.settle(), "");
+        EXPECT_EQ(two.settle(), "");
+        EXPECT_EQ(one.settle(), "");
     };
     write(one / "a.txt", "one");
     write(one / "d/b.txt", "two");
     fs::create_directories(one / "empty");
     write(two / "a.txt", "one");
     settleAll();
-    EXPECT_EQ(two.files(), (Files{{"a.txt", "one"}, {"d", "/"}, {"d/b.txt", "two"}, {"empty", "/"}}));
+    EXPECT_EQ(two.tree(), (Files{{"a.txt", "one"}, {"d", "/"}, {"d/b.txt", "two"}, {"empty", "/"}}));
 
     // A version of equal size; where times are told by the second it would have to be a second
     // later.
@@ -45,8 +41,8 @@ TEST_P(PairOnEachStorage, KeepsTwoComputersInStep) {
     write(two / "e/new", "");
     fs::remove(one / "empty");
     settleAll();
-    EXPECT_EQ(two.files(), (Files{{"a.txt", changed}, {"e", "/"}, {"e/b.txt", "two"}, {"e/new", ""}}));
-    EXPECT_EQ(one.files(), two.files());
+    EXPECT_EQ(two.tree(), (Files{{"a.txt", changed}, {"e", "/"}, {"e/b.txt", "two"}, {"e/new", ""}}));
+    EXPECT_EQ(one.tree(), two.tree());
 
     // Both change one file: both versions stay, on both computers.
     write(one / "a.txt", "first");
@@ -54,23 +50,23 @@ TEST_P(PairOnEachStorage, KeepsTwoComputersInStep) {
     fs::remove_all(one / "e");
     write(two / "e/late.txt", "something new in what goes");
     settleAll();
-    const Files files = one.files();
-    EXPECT_EQ(files, two.files());
+    const Files files = one.tree();
+    EXPECT_EQ(files, two.tree());
     EXPECT_EQ(files.at("a.txt"), "first");
     EXPECT_EQ(files.at("a (conflict two 2026-11-25 140000 1f6a).txt"), "second");
     EXPECT_EQ(files.at("e/late.txt"), "something new in what goes");
     EXPECT_FALSE(files.contains("e/b.txt"));
-    const Files thrown = Computer::contentsOf(two.home / "trash");
+    const Files thrown = treeOf(two.home / "trash");
     EXPECT_TRUE(
         std::any_of(thrown.begin(), thrown.end(), [](const auto& item) { return item.second == "two"; }));
 }
 
 TEST_P(PairOnEachStorage, BringsASavedFileUpAlone) {
     using namespace std::chrono_literals;
-    Computer one(place.path(), storage(), "one");
+    StorageComputer one(place.path(), storage(), "one");
     write(one / "d/a.txt", "one");
     write(one / "d/gone", "one");
-    EXPECT_EQ(one.settle(), std::vector<std::string>{});
+    EXPECT_EQ(one.settle(), "");
     const auto savePart = [&](const std::string& text) { // not in a whole second, where times tell little
         std::ofstream writer;
         struct stat info {};
@@ -106,9 +102,8 @@ TEST_P(PairOnEachStorage, BringsASavedFileUpAlone) {
 
 TEST_P(PairOnEachStorage, BringsManyNewItemsAtOnce) {
     const std::string space = storage();
-    Computer one(place.path(), space, "one");
-    Computer two(place.path(), space, "two");
-    const std::vector<std::string> none;
+    StorageComputer one(place.path(), space, "one");
+    StorageComputer two(place.path(), space, "two");
     const std::string odd = "[an] odd*, na{m}e? \\ \u00e4";
     const auto writeMany = [&](Computer& who, const std::string& word) {
         for (int i = 0; i < 12; ++i) {
@@ -119,35 +114,35 @@ TEST_P(PairOnEachStorage, BringsManyNewItemsAtOnce) {
         fs::create_directories(who / (odd + "/" + word));
     };
     writeMany(one, "first");
-    EXPECT_EQ(one.settle(), none);
-    EXPECT_EQ(two.settle(), none);
-    EXPECT_EQ(one.files(), two.files());
+    EXPECT_EQ(one.settle(), "");
+    EXPECT_EQ(two.settle(), "");
+    EXPECT_EQ(one.tree(), two.tree());
     writeMany(two, "second"); // into folders that exist, on both sides
     write(two / "new/with a link", "text");
-    EXPECT_EQ(two.settle(), none);
-    EXPECT_EQ(one.settle(), none);
-    EXPECT_EQ(one.files(), two.files());
-    EXPECT_EQ(one.files().size(), 54U);
+    EXPECT_EQ(two.settle(), "");
+    EXPECT_EQ(one.settle(), "");
+    EXPECT_EQ(one.tree(), two.tree());
+    EXPECT_EQ(one.tree().size(), 54U);
     // A name that somebody took meanwhile is left to him, and nothing of a batch that fails is left behind.
     writeMany(one, "third");
     writeMany(two, "third");
     write(two / "third3", "another");
-    EXPECT_EQ(two.settle(), none);
-    EXPECT_EQ(one.settle(), none);
-    EXPECT_EQ(two.settle(), none);
-    EXPECT_EQ(one.files(), two.files());
-    EXPECT_EQ(one.files().at("third3"), "another");
+    EXPECT_EQ(two.settle(), "");
+    EXPECT_EQ(one.settle(), "");
+    EXPECT_EQ(two.settle(), "");
+    EXPECT_EQ(one.tree(), two.tree());
+    EXPECT_EQ(one.tree().at("third3"), "another");
 }
 
 // Somebody else takes the name between the look that found it free and the move.
 TEST_P(PairOnEachStorage, TakesNoNameThatSomebodyTookMeanwhile) {
     const std::string space = storage();
-    Computer one(place.path(), space, "one");
-    Computer two(place.path(), space, "two");
+    StorageComputer one(place.path(), space, "one");
+    StorageComputer two(place.path(), space, "two");
     const auto settleAll = [&] {
         for (Computer* who : {&one, &two, &one, &two})
-            EXPECT_EQ(who->settle(), std::vector<std::string>{});
-        EXPECT_EQ(one.files(), two.files());
+            EXPECT_EQ(who->settle(), "");
+        EXPECT_EQ(one.tree(), two.tree());
     };
     const auto writeMany = [&one](const std::string& prefix) {
         for (int i = 0; i < 12; ++i)
@@ -190,7 +185,7 @@ TEST_P(PairOnEachStorage, TakesNoNameThatSomebodyTookMeanwhile) {
         settleAll();
         EXPECT_TRUE(isTaken);
         std::set<std::string> contents;
-        for (const auto& [name, content] : one.files())
+        for (const auto& [name, content] : one.tree())
             contents.insert(content);
         EXPECT_TRUE(contents.contains(std::string("of somebody, ") + path));
         EXPECT_TRUE(contents.contains(std::string("mine, ") + path));
@@ -201,15 +196,15 @@ TEST_P(PairOnEachStorage, AgreesAfterAnythingAndLosesNothing) {
     const std::string space = storage();
     std::mt19937 random(7);
     const auto below = [&random](std::size_t most) { return static_cast<std::size_t>(random() % most); };
-    Computer one(place.path(), space, "one");
-    Computer two(place.path(), space, "two");
+    StorageComputer one(place.path(), space, "one");
+    StorageComputer two(place.path(), space, "two");
     std::set<std::string> saved;
     int number = 0;
     for (int round = 0; round < 6; ++round) {
         for (int edit = 0; edit < 12; ++edit) {
             Computer& who = below(2) == 0 ? one : two;
             std::vector<std::string> items;
-            for (const auto& [path, content] : who.files())
+            for (const auto& [path, content] : who.tree())
                 items.push_back(path);
             const std::string item = items.empty() ? "" : items[below(items.size())];
             std::string name(1, static_cast<char>('a' + below(5)));
@@ -236,9 +231,9 @@ TEST_P(PairOnEachStorage, AgreesAfterAnythingAndLosesNothing) {
         for (int turn = 0; turn < 3; ++turn)
             for (Computer* who : {&one, &two}) {
                 if (below(3) == 0) who->restart();
-                EXPECT_EQ(who->settle(), std::vector<std::string>{}) << "round " << round;
+                EXPECT_EQ(who->settle(), "") << "round " << round;
             }
-        ASSERT_EQ(one.files(), two.files()) << "round " << round;
+        ASSERT_EQ(one.tree(), two.tree()) << "round " << round;
         std::set<std::string> there;
         if (std::string(GetParam()) == "secret") continue; // its trash cannot be read from here
         for (const fs::path& folder : {one.home, two.home, servers().files(GetParam())})
