@@ -231,12 +231,6 @@ TEST_F(CommandsTest, EachSendsItsMessages) {
     waitForBadge("Docs", "none");
     EXPECT_EQ(contentOf(folder / "space/Archive/one.txt"), "one.txt");
     EXPECT_FALSE(fs::exists(folder / "two.txt"));
-    // What the daemon refuses, the person learns: a link is not moved.
-    fs::create_symlink(folder / "one.txt", folder / "link");
-    recorder.take();
-    const Result refused = invoke("'Move to Space' --destination /Archive @/link");
-    EXPECT_EQ(refused.output, filled("The sync service was asked, but has not confirmed it: @/link\n"));
-    EXPECT_EQ(refused.status, 1);
 }
 
 TEST_F(CommandsTest, CountAPanelThatFailsAsCancelledAndTellThePersonOnce) {

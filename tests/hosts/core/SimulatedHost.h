@@ -158,11 +158,6 @@ class Host {
             if (isListening && tsf_core_heard(core, now, uris.size())) takeDirectories(0, uris);
         });
     }
-    std::size_t batchesUnderWay() const {
-        return static_cast<std::size_t>(std::ranges::count_if(requests, [](const Request& request) {
-            return request.kind == TSF_ASK_BADGES && !request.uris.empty();
-        }));
-    }
     bool everythingShows(const std::string& emblem) const {
         return std::ranges::all_of(shown, [&](const auto& each) { return each.second == emblem; });
     }
