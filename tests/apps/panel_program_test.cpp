@@ -15,7 +15,6 @@
 namespace {
 
 using backends::posix::ChildProcess;
-using testing::HasSubstr;
 
 // On a bus of the test's own, with one contact and no display.
 class PanelProgramTest : public testing::Test {

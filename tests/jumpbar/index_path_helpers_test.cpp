@@ -8,7 +8,6 @@ namespace {
 using platform::IndexPath;
 
 TEST(IndexPathHelpers, JoinCutAndPrint) {
-    EXPECT_EQ(stringRepresentation({0, 12, 3}), "0.12.3");
     const IndexPath path{4, 3, 2, 1};
     EXPECT_EQ(subIndexPathWithRange(path, {1, 2}), (IndexPath{3, 2}));
     EXPECT_EQ(subIndexPathFromPosition(path, 1), (IndexPath{3, 2, 1}));

@@ -20,11 +20,7 @@ TEST(EmailEntry, TheWholeTextMustBeAnAddress) {
 }
 
 TEST(EmailEntry, TheAddressInAnEntry) {
-    const std::vector<std::pair<std::string, std::string>> table = {{"john smith <j@x.org>", "j@x.org"},
-                                                                    {"j@x.org (John Smith)", "j@x.org"},
-                                                                    {"j@x.org", "j@x.org"},
-                                                                    {"word", "word"},
-                                                                    {"a <b <c@d.ee>", "b <c@d.ee"},
+    const std::vector<std::pair<std::string, std::string>> table = {{"a <b <c@d.ee>", "b <c@d.ee"},
                                                                     {"a (b) <c@d.ee>", "c@d.ee"},
                                                                     {"open <c@d.ee", "c@d.e"},
                                                                     {"a <é", ""},
