@@ -1,7 +1,5 @@
 #include "tests/service/StorageComputer.h"
 
-#include <random>
-
 namespace service {
 namespace {
 
@@ -189,58 +187,6 @@ TEST_P(PairOnEachStorage, TakesNoNameThatSomebodyTookMeanwhile) {
             contents.insert(content);
         EXPECT_TRUE(contents.contains(std::string("of somebody, ") + path));
         EXPECT_TRUE(contents.contains(std::string("mine, ") + path));
-    }
-}
-
-TEST_P(PairOnEachStorage, AgreesAfterAnythingAndLosesNothing) {
-    const std::string space = storage();
-    std::mt19937 random(7);
-    const auto below = [&random](std::size_t most) { return static_cast<std::size_t>(random() % most); };
-    StorageComputer one(place.path(), space, "one");
-    StorageComputer two(place.path(), space, "two");
-    std::set<std::string> saved;
-    int number = 0;
-    for (int round = 0; round < 6; ++round) {
-        for (int edit = 0; edit < 12; ++edit) {
-            Computer& who = below(2) == 0 ? one : two;
-            std::vector<std::string> items;
-            for (const auto& [path, content] : who.tree())
-                items.push_back(path);
-            const std::string item = items.empty() ? "" : items[below(items.size())];
-            std::string name(1, static_cast<char>('a' + below(5)));
-            if (!item.empty() && fs::is_directory(who / item) && below(2) == 0) name = item + "/" + name;
-            const std::size_t kind = below(10);
-            std::error_code refused;
-            if (kind < 4) {
-                if (fs::exists(who / name)) continue;
-                write(who / name, std::string(static_cast<std::size_t>(++number), 'x'));
-            } else if (kind == 4) {
-                fs::create_directories(who / name, refused);
-            } else if (kind < 7 && !item.empty() && fs::is_regular_file(who / item)) {
-                write(who / item, std::string(static_cast<std::size_t>(++number), 'x'));
-            } else if (kind == 7 && !item.empty()) {
-                fs::remove_all(who / item);
-            } else if (!item.empty() && !fs::exists(who / name) && !name.starts_with(item + "/")) {
-                fs::rename(who / item, who / name, refused);
-            }
-        }
-        saved.clear();
-        for (Computer* who : {&one, &two})
-            for (const auto& [path, content] : who->files())
-                if (content != "/") saved.insert(content);
-        for (int turn = 0; turn < 3; ++turn)
-            for (Computer* who : {&one, &two}) {
-                if (below(3) == 0) who->restart();
-                EXPECT_EQ(who->settle(), "") << "round " << round;
-            }
-        ASSERT_EQ(one.tree(), two.tree()) << "round " << round;
-        std::set<std::string> there;
-        if (std::string(GetParam()) == "secret") continue; // its trash cannot be read from here
-        for (const fs::path& folder : {one.home, two.home, servers().files(GetParam())})
-            for (const auto& entry : fs::recursive_directory_iterator(folder))
-                if (entry.is_regular_file()) there.insert(support::contentOf(entry.path()));
-        for (const std::string& content : saved)
-            EXPECT_TRUE(there.contains(content)) << content << " is lost in round " << round;
     }
 }
 
