@@ -327,14 +327,11 @@ class Rounds {
         const std::string who = computer.home.filename().string();
         switch (below(6)) {
         case 0:
+        case 1:
             note("kill the service of " + who);
             computer.kill();
             rest(below(500));
-            computer.start();
-            break;
-        case 1:
-            note("kill the service of " + who + " for a while");
-            computer.kill();
+            if (below(2) == 0) computer.start();
             break;
         case 2:
             note("kill rclone of " + who);

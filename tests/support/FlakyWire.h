@@ -16,11 +16,11 @@ namespace support {
 
 class FlakyWire {
   public:
-    explicit FlakyWire(int serverPort) : target(addressOf(serverPort)) {
+    explicit FlakyWire(int serverPort) : target(loopback(serverPort)) {
         listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         const int yes = 1;
         ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-        const sockaddr_in address = addressOf(portNumber);
+        const sockaddr_in address = loopback(portNumber);
         if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
             ::listen(listener, 64) != 0)
             throw std::runtime_error("the wire cannot listen");
@@ -42,13 +42,6 @@ class FlakyWire {
     }
 
   private:
-    static sockaddr_in addressOf(int port) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        return address;
-    }
     void run(const std::stop_token& stop) {
         while (!stop.stop_requested()) {
             std::vector<pollfd> all{{listener, POLLIN, 0}};
