@@ -49,7 +49,7 @@ class BeforeAPerson : public testing::Test {
         space.links = "https://storage.example/";
         space.put("Letters/one.txt", "one");
         space.before = [this](const std::string& operation, const std::string&) -> std::optional<Failure> {
-            if (operation == "look") return std::nullopt;
+            if (operation == "look" || operation == "features") return std::nullopt;
             ++refusals;
             return Failure{trouble, trouble == Trouble::refused ? "the storage says no" : "out of reach"};
         };
