@@ -89,7 +89,7 @@ class Computer {
             if (!result) return "failed: " + result.failure().text;
             problems.clear();
             for (const auto& problem : result->problems)
-                if (!problem.reason.starts_with("it keeps changing"))
+                if (tellsUnrest || !problem.reason.starts_with("it keeps changing"))
                     problems += problem.path + (problem.trouble == Trouble::full ? " has no room; " : "; ");
             waiting = result->waiting;
             if (result->isInStep() && !(waiting && confirmsAll && confirm(waiting->list))) return problems;
@@ -130,6 +130,7 @@ class Computer {
     support::RecordingLog log;
     std::shared_ptr<const WaitingLosses> waiting; // after the last round
     bool confirmsAll = true;
+    bool tellsUnrest = false; // a storage that tells times by the second makes some
     std::chrono::steady_clock::time_point now{};
     std::chrono::minutes step{15}; // between two rounds
 

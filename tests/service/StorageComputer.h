@@ -66,7 +66,9 @@ struct StorageAccess {
 class StorageComputer : public StorageAccess, public Computer {
   public:
     StorageComputer(const fs::path& place, const std::string& storage, const std::string& name)
-        : StorageAccess(storage), Computer(place, space, name) {}
+        : StorageAccess(storage), Computer(place, space, name) {
+        tellsUnrest = true;
+    }
 };
 
 } // namespace service
