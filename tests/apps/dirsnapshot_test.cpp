@@ -71,6 +71,16 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"ls new /new --json", 0,
          R"([{"modified":5,"path":"/new/l","size":4,"started":0,"type":3}])"
          "\n"},
+        {"ls old /gone --ndjson && d ls old --ndjson | tail -n 1", 0,
+         "{\"modified\":5,\"path\":\"/gone/y\",\"size\":3,\"started\":0,\"type\":2}\n"
+         "{\"modified\":5,\"path\":\"/\\u0000ff\",\"size\":7,\"started\":0,\"type\":2}\n"},
+        {"ls base --null --recursive | tr '\\0' 0", 0,
+         "/d0/d/b\xFF"
+         "0/kept0"},
+        {"sha1 --null odd* base/kept | tr '\\0' 0", 0,
+         "11f6ad8ec52a2984abaafd7c3b516503785c2072  odd\\name\nhere0"
+         "da39a3ee5e6b4b0d3255bfef95601890afd80709  base/kept0"},
+        {"ls new --null --ndjson", 2, ""},
         {"ls new /d", 0, "-            2 1970-01-01 00:00:06 +0000 /d/x\n"},
         {"ls old --recursive --type flat | grep -ac ' /'", 0, "7\n"},
         // SHA-1 of 06 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 'x'

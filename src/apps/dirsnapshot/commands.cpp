@@ -99,6 +99,14 @@ class Items {
     const platform::Array* _items = nullptr;
 };
 
+void addDigest(Records& records, std::string_view digest, std::string_view name) {
+    if (records.areJson())
+        records.add(platform::Dictionary{{"path", platform::undoableText(name)}, {"sha1", digest}});
+    else
+        records.addText(records.areNull() ? std::string(digest).append("  ").append(name)
+                                          : digestLine(digest, name));
+}
+
 ExitCode answer(const char* key, bool isTrue, const char* yes, const char* no, bool json) {
     if (json)
         printJson(platform::Dictionary{{key, isTrue}});
@@ -125,24 +133,25 @@ ExitCode scanSince(const std::string& directory, const Source& target, const Sou
     return codeOf(saved && saveEvidence(evidence, target.path) && tree.complete);
 }
 
-ExitCode list(const Source& source, const std::string& path, bool recursive, bool json) {
+ExitCode list(const Source& source, const std::string& path, bool recursive, Format format) {
     LoadedTree tree = scanOrLoad(source.path, source.type);
     if (tree.root == nullptr) return kTrouble;
     DSNode* node = findItem(tree, path);
     if (node == nullptr) return kTrouble;
-    auto each = [&](auto visit) {
-        if (node->type != DSNodeTypeDirectory)
-            visit(pathOf(node), *node);
+    Records records(format);
+    auto add = [&](std::string_view itemPath, const DSNode& item) {
+        if (records.areJson())
+            records.add(itemValue(itemPath, item));
+        else if (records.areNull())
+            records.addText(itemPath);
         else
-            visitBelow(node, recursive, visit);
+            records.addText(itemLine(itemPath, item));
     };
-    if (json) {
-        JsonArray array;
-        each([&](std::string_view itemPath, const DSNode& item) { array.add(itemValue(itemPath, item)); });
-        array.finish();
-    } else {
-        each([](std::string_view itemPath, const DSNode& item) { printItem(itemPath, item); });
-    }
+    if (node->type != DSNodeTypeDirectory)
+        add(pathOf(node), *node);
+    else
+        visitBelow(node, recursive, add);
+    records.finish();
     return codeOf(tree.complete);
 }
 
@@ -209,28 +218,19 @@ ExitCode count(const Source& source, const std::string& path, bool recursive, bo
     return codeOf(tree.complete);
 }
 
-ExitCode hash(const Source& source, const std::string& path, bool recursive, bool json) {
+ExitCode hash(const Source& source, const std::string& path, bool recursive, Format format) {
     LoadedTree tree = scanOrLoad(source.path, source.type);
     if (tree.root == nullptr) return kTrouble;
     DSNode* node = findItem(tree, path);
     if (node == nullptr) return kTrouble;
     DSNodeComputeHashes(node);
-    auto each = [&](auto visit) {
-        visit(pathOf(node), *node);
-        if (recursive) visitBelow(node, true, visit);
+    Records records(format);
+    auto add = [&](std::string_view itemPath, const DSNode& item) {
+        addDigest(records, hexDigest(item.hash), itemPath);
     };
-    if (json) {
-        JsonArray array;
-        each([&](std::string_view itemPath, const DSNode& item) {
-            array.add(platform::Dictionary{{"path", platform::undoableText(itemPath)},
-                                           {"sha1", hexDigest(item.hash)}});
-        });
-        array.finish();
-    } else {
-        each([](std::string_view itemPath, const DSNode& item) {
-            printDigest(hexDigest(item.hash), itemPath);
-        });
-    }
+    add(pathOf(node), *node);
+    if (recursive) visitBelow(node, true, add);
+    records.finish();
     return codeOf(tree.complete);
 }
 
@@ -268,23 +268,20 @@ ExitCode match(const std::string& pattern, const std::string& path, bool json) {
     return answer("match", compiled.matches(path.c_str()), "match", "no match", json);
 }
 
-ExitCode sha1(const std::vector<std::string>& files, bool json) {
+ExitCode sha1(const std::vector<std::string>& files, Format format) {
     bool complete = true;
-    platform::Array array;
+    Records records(format);
     for (const std::string& file : files) {
         char digest[2 * DSNodeHashLength + 1];
         errno = 0;
         if (SHA1ForFileAtPath(file == "-" ? "/dev/stdin" : file.c_str(), digest) != 0) {
             complain(file, errno != 0 ? strerror(errno) : "cannot be read");
             complete = false;
-        } else if (json) {
-            array.emplace_back(
-                platform::Dictionary{{"path", platform::undoableText(file)}, {"sha1", digest}});
         } else {
-            printDigest(digest, file);
+            addDigest(records, digest, file);
         }
     }
-    if (json) printJson(array);
+    records.finish();
     return codeOf(complete);
 }
 

@@ -2,6 +2,7 @@
 // error; each returns the program's exit code.
 #pragma once
 
+#include "apps/dirsnapshot/Records.h"
 #include "apps/dirsnapshot/trees.h"
 
 #include <string>
@@ -25,7 +26,7 @@ ExitCode scan(const std::string& directory, const Source& target, bool recursive
 // Takes what the older snapshot knows, and leaves the evidence for the next time beside the new one.
 ExitCode scanSince(const std::string& directory, const Source& target, const Source& older,
                    bool structureOnly);
-ExitCode list(const Source& source, const std::string& path, bool recursive, bool json);
+ExitCode list(const Source& source, const std::string& path, bool recursive, Format format);
 ExitCode diff(const Source& older, const Source& newer, bool json);
 
 // How a comparison by digests goes.
@@ -36,12 +37,12 @@ struct HashOptions {
 };
 ExitCode diffByHashes(const Source& older, const Source& newer, const HashOptions& options, bool json);
 ExitCode count(const Source& source, const std::string& path, bool recursive, bool hidden, bool json);
-ExitCode hash(const Source& source, const std::string& path, bool recursive, bool json);
+ExitCode hash(const Source& source, const std::string& path, bool recursive, Format format);
 ExitCode convert(const Source& from, const Source& to);
 ExitCode excluded(const std::string& name, const std::string& parent, const std::string& grandparent,
                   bool json);
 ExitCode excludedPath(const std::string& path, bool json);
 ExitCode match(const std::string& pattern, const std::string& path, bool json);
-ExitCode sha1(const std::vector<std::string>& files, bool json);
+ExitCode sha1(const std::vector<std::string>& files, Format format);
 
 } // namespace dirsnapshot_tool

@@ -34,6 +34,8 @@ constexpr const char* kReadType = "flat: the file; sync, backup: the file or els
 constexpr const char* kWriteType = "flat: the file; sync, backup: the database FILE.db, in which items of "
                                    "earlier saves stay";
 
+constexpr const char* kDigestsInNull = "End each line with a NUL, and escape no name";
+
 // The arguments of all subcommands; each uses its own.
 struct Arguments {
     std::string first, second, third;
@@ -44,6 +46,7 @@ struct Arguments {
     bool noRecursive = false;
     bool structure = false;
     bool json = false;
+    Format format = Format::lines; // of a list
     bool hidden = false;
     bool hashes = false;
     HashOptions hashOptions;
@@ -141,11 +144,12 @@ class CommandLine {
     }
     void addList() {
         CLI::App* listing = add("ls", "List what a snapshot holds below a directory.", [this] {
-            return list({_is.first, _is.from}, _is.path, _is.recursive, _is.json);
+            return list({_is.first, _is.from}, _is.path, _is.recursive, _is.format);
         });
         addItemOfSnapshot(listing);
         listing->add_flag("--recursive", _is.recursive, "Everything below it");
-        addJson(listing, "Print [{\"path\",\"type\",\"size\",\"modified\",\"started\"}]");
+        addFormats(listing, _is.format, "Print [{\"path\",\"type\",\"size\",\"modified\",\"started\"}]",
+                   "Print the paths alone, each with a NUL behind it");
     }
     void addDiff() {
         CLI::App* comparing = add(
@@ -210,11 +214,11 @@ class CommandLine {
     void addHash() {
         CLI::App* hashing =
             add("hash", "Digest of an item's metadata, and with it of everything below.", [this] {
-                return hash({_is.first, _is.from}, _is.path, _is.recursive, _is.json);
+                return hash({_is.first, _is.from}, _is.path, _is.recursive, _is.format);
             });
         addItemOfSnapshot(hashing);
         hashing->add_flag("--recursive", _is.recursive, "Also everything below it, sorted by name");
-        addJson(hashing, "Print [{\"path\",\"sha1\"}]");
+        addFormats(hashing, _is.format, "Print [{\"path\",\"sha1\"}]", kDigestsInNull);
     }
     void addConvert() {
         CLI::App* converting = add("convert", "Store a snapshot in another way.", [this] {
@@ -256,9 +260,9 @@ class CommandLine {
     }
     void addSha1() {
         CLI::App* digesting = add("sha1", "SHA-1 of files, as sha1sum prints it.",
-                                  [this] { return sha1(_is.files, _is.json); });
+                                  [this] { return sha1(_is.files, _is.format); });
         digesting->add_option("FILE", _is.files, "A file; - is standard input")->required();
-        addJson(digesting, "Print [{\"path\",\"sha1\"}]");
+        addFormats(digesting, _is.format, "Print [{\"path\",\"sha1\"}]", kDigestsInNull);
     }
 
     CLI::App _app;

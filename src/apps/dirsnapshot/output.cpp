@@ -15,8 +15,6 @@ namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
-void print(std::string_view text) { fwrite(text.data(), 1, text.size(), stdout); }
-
 char letterOf(uint8_t type) {
     switch (type) {
     case DSNodeTypeDirectory:
@@ -32,17 +30,7 @@ char letterOf(uint8_t type) {
 
 } // namespace
 
-JsonArray::JsonArray() { print("["); }
-
-void JsonArray::add(const platform::Value& item) {
-    if (!_first) print(",");
-    _first = false;
-    print(platform::jsonDescription(item));
-}
-
-void JsonArray::finish() { print("]\n"); }
-
-void printJson(const platform::Value& value) { print(platform::jsonDescription(value) + "\n"); }
+void printJson(const platform::Value& value) { puts(platform::jsonDescription(value).c_str()); }
 
 platform::Value itemValue(std::string_view path, const DSNode& node) {
     return platform::Dictionary{{"path", platform::undoableText(path)},
@@ -52,14 +40,15 @@ platform::Value itemValue(std::string_view path, const DSNode& node) {
                                 {"started", node.startedTime}};
 }
 
-void printItem(std::string_view path, const DSNode& node) {
+std::string itemLine(std::string_view path, const DSNode& node) {
     char date[64] = "?";
     time_t seconds = node.modifiedTime;
     struct tm local {};
     if (localtime_r(&seconds, &local) != nullptr) strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S %z", &local);
-    printf("%c %12lld %s ", letterOf(node.type), static_cast<long long>(node.size), date);
-    print(path);
-    print("\n");
+    char before[128];
+    const int length = snprintf(before, sizeof before, "%c %12lld %s ", letterOf(node.type),
+                                static_cast<long long>(node.size), date);
+    return std::string(before, static_cast<std::size_t>(length)).append(path);
 }
 
 std::string hexDigest(const uint8_t* digest) {
@@ -71,7 +60,7 @@ std::string hexDigest(const uint8_t* digest) {
     return text;
 }
 
-void printDigest(std::string_view digest, std::string_view name) {
+std::string digestLine(std::string_view digest, std::string_view name) {
     std::string escaped;
     for (char byte : name) {
         switch (byte) {
@@ -88,10 +77,8 @@ void printDigest(std::string_view digest, std::string_view name) {
             escaped += byte;
         }
     }
-    if (escaped.size() != name.size()) print("\\");
-    print(digest);
-    print("  ");
-    print(escaped + "\n");
+    const char* mark = escaped.size() != name.size() ? "\\" : "";
+    return std::string(mark).append(digest).append("  ").append(escaped);
 }
 
 bool flushOutput() {

@@ -9,31 +9,20 @@
 
 namespace dirsnapshot_tool {
 
-// A JSON array that is printed item by item, so that a million items need no memory.
-class JsonArray {
-  public:
-    JsonArray();
-    void add(const platform::Value& item);
-    void finish();
-
-  private:
-    bool _first = true;
-};
-
 void printJson(const platform::Value& value);
 
 // {"path","type","size","modified","started"}
 platform::Value itemValue(std::string_view path, const DSNode& node);
 
 // One line for people: kind, size, local modification time with its distance from UTC, path.
-void printItem(std::string_view path, const DSNode& node);
+std::string itemLine(std::string_view path, const DSNode& node);
 
 // The 20 bytes of a digest as 40 hexadecimal digits.
 std::string hexDigest(const uint8_t* digest);
 
 // A line as sha1sum prints it: a name with a backslash or a line break is escaped, behind a leading
 // backslash.
-void printDigest(std::string_view digest, std::string_view name);
+std::string digestLine(std::string_view digest, std::string_view name);
 
 // Whether everything printed reached standard output; otherwise after a message.
 bool flushOutput();
