@@ -94,7 +94,7 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"scan base -o top --type backup --no-recursive && d count top && d ls top d --json", 0, "2\n[]\n"},
         {"scan base -o first --since first && d diff first base && d scan base -o next --type sync --since "
          "first && d scan base -o last --since next --structure && d diff last base && wc -c <last.evidence",
-         0, "184\n"}, // a head of 24 bytes and 40 for each of four items
+         0, "216\n"}, // a head of 24 bytes and 48 for each of four items
         {"scan deep -o most", 2, ""},
         {"ls most | grep -ac /a", 0, "1\n"},
         {"sha1 - <base/kept", 0, "da39a3ee5e6b4b0d3255bfef95601890afd80709  -\n"},

@@ -7,6 +7,7 @@
 #include "snapshot/tree/path_utils.h"
 
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -29,12 +30,19 @@ constexpr int64_t kSecond = 1'000'000'000;
 constexpr int64_t kTooRecent = 2 * kSecond; // the coarsest clock of a file system, FAT's
 constexpr size_t kNone = SIZE_MAX;
 
-int64_t nanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
+template <typename Time>
+int64_t nanoseconds(const Time& time) {
+    return time.tv_sec * kSecond + time.tv_nsec;
+}
 
-uint8_t typeOf(const struct stat& status) {
-    if (S_ISREG(status.st_mode)) return DSNodeTypeFile;
-    if (S_ISDIR(status.st_mode)) return DSNodeTypeDirectory;
-    if (S_ISLNK(status.st_mode)) return DSNodeTypeSymlink;
+bool look(int directory, const char* path, int flags, struct statx& status) {
+    return statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) == 0;
+}
+
+uint8_t typeOf(const struct statx& status) {
+    if (S_ISREG(status.stx_mode)) return DSNodeTypeFile;
+    if (S_ISDIR(status.stx_mode)) return DSNodeTypeDirectory;
+    if (S_ISLNK(status.stx_mode)) return DSNodeTypeSymlink;
     return 0; // not recorded
 }
 
@@ -77,8 +85,8 @@ class QuickLook {
         }
         if (path.ends_with('/')) path.remove_suffix(1);
         memcpy(_path, path.data(), path.size());
-        struct stat status;
-        const bool isThere = stat(wholePath(path.size()), &status) == 0;
+        struct statx status;
+        const bool isThere = look(AT_FDCWD, wholePath(path.size()), 0, status);
         const EvidenceRecord now = isThere ? recordOf(status) : EvidenceRecord{};
         directory(root, path.size(), {root, _old.records.empty() ? kNone : 0, now});
         std::swap(_old, _new);
@@ -216,10 +224,10 @@ class QuickLook {
     // Gives the node, a new one where there is none, what is seen. False when the item is not there, or of a
     // kind that is not recorded.
     bool lookAt(Opened& directory, Item& item, std::string_view name = {}) {
-        struct stat status;
+        struct statx status;
         const char* text = item.node != nullptr ? item.node->name : name.data();
         const int descriptor = directory.descriptor();
-        if (descriptor < 0 || fstatat(descriptor, text, &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+        if (descriptor < 0 || !look(descriptor, text, AT_SYMLINK_NOFOLLOW, status)) return false;
         const uint8_t type = typeOf(status);
         if (type == 0) return false;
         item.now = recordOf(status);
@@ -231,14 +239,20 @@ class QuickLook {
                 DSNodeDestroy(childAt(item.node, item.node->children->count - 1));
         }
         item.node->type = type;
-        item.node->size = status.st_size;
-        item.node->modifiedTime = status.st_mtim.tv_sec;
-        item.node->startedTime = status.st_atim.tv_sec;
+        item.node->size = static_cast<int64_t>(status.stx_size);
+        item.node->modifiedTime = status.stx_mtime.tv_sec;
+        item.node->startedTime = status.stx_atime.tv_sec;
         return true;
     }
 
-    static EvidenceRecord recordOf(const struct stat& status) {
-        return {status.st_dev, status.st_ino, nanoseconds(status.st_mtim), nanoseconds(status.st_ctim), 1, 0};
+    static EvidenceRecord recordOf(const struct statx& status) {
+        EvidenceRecord record;
+        record.device = makedev(status.stx_dev_major, status.stx_dev_minor);
+        record.inode = status.stx_ino;
+        record.modified = nanoseconds(status.stx_mtime);
+        record.changed = nanoseconds(status.stx_ctime);
+        if ((status.stx_mask & STATX_BTIME) != 0) record.born = nanoseconds(status.stx_btime);
+        return record;
     }
 
     size_t extend(size_t pathEnd, const DSNode* child) {

@@ -13,9 +13,9 @@ using namespace snapshot;
 
 namespace {
 
-constexpr std::array<char, 8> kMagic = {'d', 's', 'e', 'v', 'i', 'd', '1', '\n'};
+constexpr std::array<char, 8> kMagic = {'d', 's', 'e', 'v', 'i', 'd', '2', '\n'};
 constexpr size_t kHeaderBytes = 24; // the magic, the time, the number of records
-constexpr size_t kRecordBytes = 40;
+constexpr size_t kRecordBytes = 48;
 
 void put(uint8_t*& at, uint64_t value, unsigned bytes) {
     for (unsigned i = 0; i < bytes; i++)
@@ -50,6 +50,7 @@ bool readRecords(FILE* file, DSEvidence& evidence) {
             record.inode = get(at, 8);
             record.modified = static_cast<int64_t>(get(at, 8));
             record.changed = static_cast<int64_t>(get(at, 8));
+            record.born = static_cast<int64_t>(get(at, 8));
             record.count = static_cast<uint32_t>(get(at, 4));
             record.check = static_cast<uint32_t>(get(at, 4));
         }
@@ -113,6 +114,7 @@ int DSEvidenceSave(const DSEvidence* evidence, const char* path) noexcept {
         put(at, record.inode, 8);
         put(at, static_cast<uint64_t>(record.modified), 8);
         put(at, static_cast<uint64_t>(record.changed), 8);
+        put(at, static_cast<uint64_t>(record.born), 8);
         put(at, record.count, 4);
         put(at, record.check, 4);
         fwrite(bytes.data(), 1, bytes.size(), target.file());

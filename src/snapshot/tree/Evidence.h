@@ -15,6 +15,7 @@ struct EvidenceRecord {
     uint64_t inode = 0;
     int64_t modified = 0; // nanoseconds since 1970, as the change of its own
     int64_t changed = 0;
+    int64_t born = 0; // likewise; 0 where the file system does not say. Inodes are used again, births are not
     uint32_t count = 1; // nodes of the sub-tree, the node included
     uint32_t check = 0; // of the node's name and fields, so that evidence of another tree is told
 };
