@@ -1,10 +1,8 @@
 #include "platform/utf8.h"
 
 namespace platform {
-namespace {
 
-// Length of the UTF-8 sequence at that place; 0 where there is none.
-std::size_t sequenceLength(std::string_view bytes, std::size_t at) {
+std::size_t characterLength(std::string_view bytes, std::size_t at) {
     const auto byte = [&](std::size_t offset) { return static_cast<unsigned char>(bytes[at + offset]); };
     const unsigned first = byte(0);
     if (first < 0x80) return 1;
@@ -19,11 +17,9 @@ std::size_t sequenceLength(std::string_view bytes, std::size_t at) {
     return length;
 }
 
-} // namespace
-
 bool isUtf8(std::string_view bytes) {
     for (std::size_t at = 0; at < bytes.size();) {
-        const std::size_t length = sequenceLength(bytes, at);
+        const std::size_t length = characterLength(bytes, at);
         if (length == 0) return false;
         at += length;
     }
@@ -35,7 +31,7 @@ std::string undoableText(std::string_view bytes) {
     std::string text;
     text.reserve(bytes.size());
     for (std::size_t at = 0; at < bytes.size();) {
-        const std::size_t length = sequenceLength(bytes, at);
+        const std::size_t length = characterLength(bytes, at);
         if (length > 0) {
             text += bytes.substr(at, length);
             at += length;

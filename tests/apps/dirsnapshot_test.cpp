@@ -6,6 +6,24 @@
 
 namespace {
 
+// Below the head, which has the colours: 90 of 100 bytes take nine tenths of what is in the border.
+constexpr const char* kPicture = R"(<rect x="0.0" y="0.0" width="200.0" height="80.0" class="d0"><title>/
+100</title></rect>
+<text x="2.0" y="12.0" class="d">/  100</text>
+<rect x="2.0" y="16.0" width="176.4" height="62.0" class="e7"><title>/&lt;&amp;&gt;
+90</title></rect>
+<text x="4.0" y="28.0">&lt;&amp;&gt;  90</text>
+<rect x="178.4" y="16.0" width="19.6" height="62.0" class="d1"><title>/d.d
+10</title></rect>
+<rect x="180.4" y="18.0" width="15.6" height="58.0" class="e0"><title>/d.d/)"
+                                 "\xEF\xBF\xBD"
+                                 R"(.A
+10</title></rect>
+<rect x="2.0" y="84.0" width="12" height="12" class="e0"/>
+<text x="18.0" y="94.0">.a  10</text>
+</svg>
+)";
+
 class Dirsnapshot : public testing::Test {
   protected:
     Dirsnapshot() {
@@ -17,6 +35,11 @@ class Dirsnapshot : public testing::Test {
                             "8|/.hidden1|2|5|0|7|/Caches0|1|5|0|9|/Caches/z1|2|5|0|2|/\xFF"
                             "7|2|5|0|");
         folder.write("cut", "5|/kept4|2|5|0|2|/b");
+        folder.write("markup", "4|/<&>90|2|5|0|8|/d.d/\xFF."
+                               "A10|2|5|0|2|/e0|2|5|0|");
+        folder.write("sizes",
+                     "2|/a1023|2|5|0|2|/b1024|2|5|0|2|/c10137|2|5|0|2|/d10138|2|5|0|2|/e1047553|2|5|0|"
+                     "2|/f9223372036854775807|2|5|0|2|/g-5|2|5|0|");
         folder.write("base/kept", "");
         folder.write("base/d/b\xFF", "x");
         folder.write("odd\\name\nhere", "x");
@@ -28,8 +51,9 @@ class Dirsnapshot : public testing::Test {
     }
     // In the folder, where "d" is the program; what it says on standard error ends up in the file "said".
     support::Result run(const std::string& arguments) const {
-        return support::run("cd '" + folder.path() +
-                            "' && d() { TZ=UTC '" DIRSNAPSHOT_PROGRAM "' \"$@\" 2>said; }; d " + arguments);
+        return support::run(
+            "cd '" + folder.path() +
+            "' && d() { TZ=UTC LS_COLORS=di=31 '" DIRSNAPSHOT_PROGRAM "' \"$@\" 2>said; }; d " + arguments);
     }
     support::TemporaryFolder folder;
 };
@@ -58,6 +82,23 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"diff --hashes old new --exclude d/x", 2, ""},
         {"diff --base base old new", 2, ""},
         {"diff --hashes old missing", 2, ""},
+        {"ls new /d --color always", 0, "-            2 1970-01-01 00:00:06 +0000 \033[31m/d/\033[0mx\n"},
+        {"size new --bytes", 0, "2\t/d\n0\t/new\n1\t/Caches\n11\t/\n"},
+        {"size new --bytes --top 3 --files --json", 0,
+         R"([{"path":"/","size":11},{"path":"/\u0000ff","size":7},{"path":"/d","size":2}])"
+         "\n"},
+        {"size new /new --files --null | tr '\\0' 0", 0, "0\t/new/l00\t/new0"},
+        {"size new --depth 0 --ndjson", 0, "{\"path\":\"/\",\"size\":11}\n"},
+        {"size sizes --files", 0,
+         "1023\t/a\n1.0K\t/b\n9.9K\t/c\n10K\t/d\n1.0M\t/e\n8.0E\t/f\n0\t/g\n8.0E\t/\n"},
+        {"size new --top 0", 2, ""},
+        {"size cut", 2, "4\t/\n"},
+        {"map markup m.svg --width 200 --height 100 && tail -n +6 m.svg", 0, kPicture},
+        {"map new no/folder.svg", 2, ""},
+        {"map new /dev/full", 2, ""},
+        {"map new m.svg --width 1", 2, ""},
+        {"--complete map --wi", 0, "--width\tPixels\n"},
+        {"--complete ls --color a", 0, "auto\t\nalways\t\n"},
         {"count old", 0, "4\n"},
         {"count old --hidden --recursive --json", 0, "{\"count\":5}\n"},
         {"count old gone --recursive", 0, "1\n"},
@@ -131,6 +172,11 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
     }
     EXPECT_EQ(support::contentOf(folder / "said"),
               "dirsnapshot: count: The following argument was not expected: --odd; see --help\n");
+    // On a terminal, unless NO_COLOR says something.
+    EXPECT_THAT(run("--version; for no in '' 1; do LS_COLORS=di=31 TERM=xterm NO_COLOR=$no script -qc "
+                    "\"'" DIRSNAPSHOT_PROGRAM "' ls new /d\" /dev/null; done")
+                    .output,
+                testing::ContainsRegex(" \033\\[31m/d/\033\\[0mx\r\n.* /d/x\r\n"));
     // A database that is new and of which a part is missing goes again.
     EXPECT_THAT(run("--help").output, testing::HasSubstr("\\u0000"));
     const support::Result full =

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <map>
 #include <string>
 
 namespace dirsnapshot_tool {
@@ -46,6 +47,17 @@ void addFormats(CLI::App* subcommand, Format& format, const char* inJson, const 
     CLI::Option* null = addFlag("--null", Format::null, inNull);
     ndjson->excludes(json);
     null->excludes(json)->excludes(ndjson);
+}
+
+void addColouring(CLI::App* subcommand, Colouring& colouring) {
+    const std::map<std::string, Colouring> words = {
+        {"auto", Colouring::automatic}, {"always", Colouring::always}, {"never", Colouring::never}};
+    subcommand
+        ->add_option_function<std::string>(
+            "--color", [&colouring, words](const std::string& word) { colouring = words.at(word); },
+            "Names in the colours of LS_COLORS: auto, when standard output is a terminal and NO_COLOR is not "
+            "set (the default)")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
 }
 
 } // namespace dirsnapshot_tool

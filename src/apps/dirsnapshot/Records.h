@@ -2,6 +2,7 @@
 // is added, so that a million of them need no memory.
 #pragma once
 
+#include "apps/dirsnapshot/LsColors.h"
 #include "platform/Value.h"
 
 #include <string_view>
@@ -41,5 +42,8 @@ class Records {
 // --json, --ndjson and --null of a command; at most one of them is given. The texts say what each record
 // holds.
 void addFormats(CLI::App* subcommand, Format& format, const char* inJson, const char* inNull);
+
+// --color, of a list whose lines show names in colours.
+void addColouring(CLI::App* subcommand, Colouring& colouring);
 
 } // namespace dirsnapshot_tool

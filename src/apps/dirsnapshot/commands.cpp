@@ -42,11 +42,6 @@ void visitBelow(DSNode* node, bool recursive, Visit visit) {
     }
 }
 
-std::string pathOf(const DSNode* node) {
-    const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
-    return path ? path.get() : "";
-}
-
 platform::Value valueOf(const snapshot::ComparedPaths& paths) {
     platform::Array array;
     for (const char* path : paths)
@@ -133,19 +128,21 @@ ExitCode scanSince(const std::string& directory, const Source& target, const Sou
     return codeOf(saved && saveEvidence(evidence, target.path) && tree.complete);
 }
 
-ExitCode list(const Source& source, const std::string& path, bool recursive, Format format) {
+ExitCode list(const Source& source, const std::string& path, bool recursive, Format format,
+              Colouring colouring) {
     LoadedTree tree = scanOrLoad(source.path, source.type);
     if (tree.root == nullptr) return kTrouble;
     DSNode* node = findItem(tree, path);
     if (node == nullptr) return kTrouble;
     Records records(format);
+    const LsColors* colours = coloursFor(colouring);
     auto add = [&](std::string_view itemPath, const DSNode& item) {
         if (records.areJson())
             records.add(itemValue(itemPath, item));
         else if (records.areNull())
             records.addText(itemPath);
         else
-            records.addText(itemLine(itemPath, item));
+            records.addText(itemLine(itemPath, item, colours));
     };
     if (node->type != DSNodeTypeDirectory)
         add(pathOf(node), *node);

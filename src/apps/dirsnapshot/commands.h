@@ -2,6 +2,7 @@
 // error; each returns the program's exit code.
 #pragma once
 
+#include "apps/dirsnapshot/LsColors.h"
 #include "apps/dirsnapshot/Records.h"
 #include "apps/dirsnapshot/trees.h"
 
@@ -26,7 +27,8 @@ ExitCode scan(const std::string& directory, const Source& target, bool recursive
 // Takes what the older snapshot knows, and leaves the evidence for the next time beside the new one.
 ExitCode scanSince(const std::string& directory, const Source& target, const Source& older,
                    bool structureOnly);
-ExitCode list(const Source& source, const std::string& path, bool recursive, Format format);
+ExitCode list(const Source& source, const std::string& path, bool recursive, Format format,
+              Colouring colouring);
 ExitCode diff(const Source& older, const Source& newer, bool json);
 
 // How a comparison by digests goes.

@@ -3,6 +3,7 @@
 #include "apps/completion.h"
 #include "apps/dirsnapshot/commands.h"
 #include "apps/dirsnapshot/output.h"
+#include "apps/dirsnapshot/size_commands.h"
 
 #include <CLI/CLI.hpp>
 
@@ -47,6 +48,9 @@ struct Arguments {
     bool structure = false;
     bool json = false;
     Format format = Format::lines; // of a list
+    Colouring colouring = Colouring::automatic;
+    SizeOptions sizes;
+    PictureSize picture;
     bool hidden = false;
     bool hashes = false;
     HashOptions hashOptions;
@@ -62,6 +66,8 @@ class CommandLine {
         addList();
         addDiff();
         addCount();
+        addSize();
+        addMap();
         addHash();
         addConvert();
         addExcluded();
@@ -144,12 +150,13 @@ class CommandLine {
     }
     void addList() {
         CLI::App* listing = add("ls", "List what a snapshot holds below a directory.", [this] {
-            return list({_is.first, _is.from}, _is.path, _is.recursive, _is.format);
+            return list({_is.first, _is.from}, _is.path, _is.recursive, _is.format, _is.colouring);
         });
         addItemOfSnapshot(listing);
         listing->add_flag("--recursive", _is.recursive, "Everything below it");
         addFormats(listing, _is.format, "Print [{\"path\",\"type\",\"size\",\"modified\",\"started\"}]",
                    "Print the paths alone, each with a NUL behind it");
+        addColouring(listing, _is.colouring);
     }
     void addDiff() {
         CLI::App* comparing = add(
@@ -210,6 +217,39 @@ class CommandLine {
                            "Also everything below it; otherwise each folder in it counts as one");
         counting->add_flag("--hidden", _is.hidden, "Also files whose name begins with a dot");
         addJson(counting, "Print {\"count\"}");
+    }
+    void addSize() {
+        CLI::App* sizing =
+            add("size", "How many bytes lie below each directory, all files as long as they are.", [this] {
+                return size({_is.first, _is.from}, _is.path, _is.sizes, _is.format);
+            });
+        addItemOfSnapshot(sizing);
+        sizing->add_option("--top", _is.sizes.top, "Only the largest N, the largest first")
+            ->type_name("N")
+            ->check(CLI::PositiveNumber);
+        sizing->add_option("--depth", _is.sizes.depth, "Only so many levels below the item")->type_name("N");
+        sizing->add_flag("--files", _is.sizes.files, "Files too, not only directories");
+        sizing->add_flag("--bytes", _is.sizes.inBytes, "Print bytes in place of units of 1,024 each");
+        addFormats(sizing, _is.format, "Print [{\"path\",\"size\"}], in bytes", "End each line with a NUL");
+    }
+    void addMap() {
+        CLI::App* mapping = add(
+            "map", "Draw where the bytes lie: a tree map, each rectangle as large as what is in it.", [this] {
+                return map({_is.first, _is.from}, _is.path, _is.second, _is.picture);
+            });
+        mapping->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
+        mapping->add_option("OUT.svg", _is.second, "The picture")->required();
+        mapping->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
+            ->capture_default_str();
+        addType(mapping, "--type", _is.from, kReadType);
+        const auto addSide = [&](const char* name, int& side) {
+            mapping->add_option(name, side, "Pixels")
+                ->type_name("N")
+                ->check(CLI::Range(100, 10'000))
+                ->capture_default_str();
+        };
+        addSide("--width", _is.picture.width);
+        addSide("--height", _is.picture.height);
     }
     void addHash() {
         CLI::App* hashing =

@@ -40,7 +40,7 @@ platform::Value itemValue(std::string_view path, const DSNode& node) {
                                 {"started", node.startedTime}};
 }
 
-std::string itemLine(std::string_view path, const DSNode& node) {
+std::string itemLine(std::string_view path, const DSNode& node, const LsColors* colours) {
     char date[64] = "?";
     time_t seconds = node.modifiedTime;
     struct tm local {};
@@ -48,7 +48,8 @@ std::string itemLine(std::string_view path, const DSNode& node) {
     char before[128];
     const int length = snprintf(before, sizeof before, "%c %12lld %s ", letterOf(node.type),
                                 static_cast<long long>(node.size), date);
-    return std::string(before, static_cast<std::size_t>(length)).append(path);
+    std::string line(before, static_cast<std::size_t>(length));
+    return colours != nullptr ? line + colours->painted(path, node.type) : line.append(path);
 }
 
 std::string hexDigest(const uint8_t* digest) {

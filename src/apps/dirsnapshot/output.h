@@ -1,6 +1,7 @@
 // What the tool prints on standard output.
 #pragma once
 
+#include "apps/dirsnapshot/LsColors.h"
 #include "platform/Value.h"
 #include "snapshot/DSNode.h"
 
@@ -15,7 +16,8 @@ void printJson(const platform::Value& value);
 platform::Value itemValue(std::string_view path, const DSNode& node);
 
 // One line for people: kind, size, local modification time with its distance from UTC, path.
-std::string itemLine(std::string_view path, const DSNode& node);
+// The path is plain without colours.
+std::string itemLine(std::string_view path, const DSNode& node, const LsColors* colours);
 
 // The 20 bytes of a digest as 40 hexadecimal digits.
 std::string hexDigest(const uint8_t* digest);

@@ -198,4 +198,9 @@ DSNode* findItem(const LoadedTree& tree, const std::string& path) {
     return node;
 }
 
+std::string pathOf(const DSNode* node) {
+    const snapshot::Text path(DSNodeCreateStringWithFullPath(node));
+    return path ? path.get() : "";
+}
+
 } // namespace dirsnapshot_tool

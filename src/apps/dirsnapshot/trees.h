@@ -40,6 +40,9 @@ bool saveSnapshot(const DSNode* root, const std::string& path, const StoreType& 
 // The node at a path in the tree, with or without its leading "/"; NULL after a message.
 DSNode* findItem(const LoadedTree& tree, const std::string& path);
 
+// The path of a node from its root; empty where it is too long to be formed.
+std::string pathOf(const DSNode* node);
+
 // One line on standard error, "dirsnapshot: SUBJECT: WHAT".
 void complain(std::string_view subject, std::string_view what);
 
