@@ -1,6 +1,7 @@
 /* The public headers, as a C program uses them with the shared library. */
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDatabase.h"
+#include "snapshot/DSDifferences.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/DSExclusion.h"
 #include "snapshot/DSFlatFile.h"

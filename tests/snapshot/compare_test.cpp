@@ -1,3 +1,4 @@
+#include "snapshot/DSDifferences.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/compare/compare.h"
 #include "snapshot/tree/name_order.h"
@@ -32,6 +33,24 @@ Changes compare(const Tree& current, const Tree& previous, bool withUnchanged) {
                                    withUnchanged ? &counts[3] : nullptr, 1);
     return {takenPaths(arrays[0], counts[0]), takenPaths(arrays[1], counts[1]),
             takenPaths(arrays[2], counts[2]), takenPaths(arrays[3], counts[3])};
+}
+
+// The same one by one, in which each tree's own order is kept.
+Changes enumerated(const Tree& current, const Tree& previous) {
+    Changes changes;
+    const DSDifferenceOptions options{DSFieldModifiedTime, 1, 0, nullptr, nullptr, nullptr, nullptr};
+    DSNodeEnumerateDifferences(
+        current.get(), previous.get(), &options,
+        [](const DSDifference* difference, void* context) {
+            auto& to = *static_cast<Changes*>(context);
+            (difference->kind == DSDifferenceAdded     ? to.added
+             : difference->kind == DSDifferenceDeleted ? to.deleted
+                                                       : to.modified)
+                .emplace_back(difference->path);
+            return 0;
+        },
+        &changes);
+    return changes;
 }
 
 Changes expected(const Tree& current, const Tree& previous, bool withUnchanged) {
@@ -87,7 +106,10 @@ TEST(Compare, FollowsSetDifference) {
         grow(current, random(20), names, false);
         for (int hashed = 0; hashed < 3; hashed++) { // none, one, both trees put in the order of digests
             if (hashed > 0) DSNodeComputeHashes(hashed == 1 ? current.get() : previous.get());
-            ASSERT_EQ(compare(current, previous, true), expected(current, previous, true)) << round;
+            Changes changes = expected(current, previous, true);
+            ASSERT_EQ(compare(current, previous, true), changes) << round;
+            changes.unchanged.clear();
+            ASSERT_EQ(enumerated(current, previous), changes) << round;
             ASSERT_EQ(compare(current, previous, false), expected(current, previous, false)) << round;
         }
     }
