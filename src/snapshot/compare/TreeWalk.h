@@ -68,7 +68,7 @@ class TreeWalk {
 
     static uint32_t orderOf(const DSNode* node) {
         constexpr uint32_t both = kListAscending | kListAscendingSigned;
-        return countOf(node) == 0 ? both : node->children->_flags & both;
+        return node == nullptr || node->children->count == 0 ? both : node->children->_flags & both;
     }
 
     void enter(const DSNode* current, const DSNode* previous, size_t pathEnd, bool forward, bool backward) {
