@@ -47,11 +47,30 @@ std::string recordOfTree(const fs::path& item) {
     return all;
 }
 
-// [is over, kind, local path, remote path]
-std::optional<std::pair<Carrier::Task, bool>> readLine(const std::string& line) {
+// [is over, kind, local path, remote path], and of what is about to get its name behind that
+// [private path, place, is a folder, size, time of change, record]
+struct Line {
+    bool isOver;
+    Carrier::Task task;
+    std::optional<Carrier::Placing> placing;
+};
+constexpr std::size_t shortLine = 4;
+constexpr std::size_t longLine = 10;
+
+std::optional<Carrier::Placing> readPlacing(const platform::Array& parts) {
+    const auto text = [&parts](std::size_t index) { return parts[index].string(); };
+    const auto isFolder = parts[6].boolean();
+    const auto size = parts[7].signedInteger();
+    const auto modified = parts[8].signedInteger();
+    if (!text(4) || !text(5) || !isFolder || !size || !modified || !text(9)) return std::nullopt;
+    return Carrier::Placing{*text(4),  *text(5), *isFolder, static_cast<std::uint64_t>(*size),
+                            *modified, *text(9)};
+}
+
+std::optional<Line> readLine(const std::string& line) {
     const auto value = platform::valueOfJson(line);
     const platform::Array* parts = value ? value->array() : nullptr;
-    if (!parts || parts->size() != 4) return std::nullopt;
+    if (!parts || (parts->size() != shortLine && parts->size() != longLine)) return std::nullopt;
     const auto isOver = (*parts)[0].boolean();
     const auto kind = (*parts)[1].signedInteger();
     const auto* local = (*parts)[2].string();
@@ -59,31 +78,50 @@ std::optional<std::pair<Carrier::Task, bool>> readLine(const std::string& line) 
     if (!isOver || !kind || *kind < 0 || *kind > static_cast<int>(Carrier::Kind::download) || !local ||
         !remote)
         return std::nullopt;
-    return std::pair(Carrier::Task{static_cast<Carrier::Kind>(*kind), *local, *remote}, *isOver);
+    Line read{*isOver, {static_cast<Carrier::Kind>(*kind), *local, *remote}, {}};
+    if (parts->size() == longLine) read.placing = readPlacing(*parts);
+    return read;
 }
 
-std::string lineOf(const Carrier::Task& task, bool isOver) {
-    const auto text = platform::jsonText(
-        platform::Array{isOver, static_cast<std::int64_t>(task.kind), task.localPath, task.remotePath});
+std::string lineOf(const Carrier::Task& task, bool isOver, const Carrier::Placing* placing = nullptr) {
+    platform::Array parts{isOver, static_cast<std::int64_t>(task.kind), task.localPath, task.remotePath};
+    if (placing != nullptr)
+        for (const platform::Value& part :
+             {platform::Value(placing->privatePath), platform::Value(placing->place),
+              platform::Value(placing->isFolder), platform::Value(static_cast<std::int64_t>(placing->size)),
+              platform::Value(placing->modified), platform::Value(placing->record)})
+            parts.push_back(part);
+    const auto text = platform::jsonText(parts);
     return text ? *text + "\n" : ""; // no text: what lies in the uploading folder is found again there
 }
 
 // What an earlier object left, with a file that holds no more than that.
-std::deque<Carrier::Task> readList(const fs::path& list) {
-    std::deque<Carrier::Task> tasks;
+Carrier::List readList(const fs::path& list) {
+    Carrier::List left;
+    const auto isOf = [](const Carrier::Task& task) {
+        return [&task](const auto& placing) { return placing.first == task; };
+    };
     std::ifstream stream(list, std::ios::binary);
     for (std::string line; std::getline(stream, line);) {
-        auto read = readLine(line); // the last line may be half
-        if (read && read->second) std::erase(tasks, read->first);
-        if (read && !read->second) tasks.push_back(std::move(read->first));
+        const auto read = readLine(line); // the last line may be half
+        if (!read) continue;
+        std::erase_if(left.placings, isOf(read->task));
+        if (read->placing)
+            left.placings.emplace_back(read->task, *read->placing);
+        else if (read->isOver)
+            std::erase(left.tasks, read->task);
+        else
+            left.tasks.push_back(read->task);
     }
     std::string text;
-    for (const Carrier::Task& task : tasks)
+    for (const Carrier::Task& task : left.tasks)
         text += lineOf(task, false);
+    for (const auto& [task, placing] : left.placings)
+        text += lineOf(task, false, &placing);
     const fs::path beside = list.string() + ".new";
     std::error_code ignored; // then it is longer than it has to be
     if (sync_daemon::writeToDisk(beside, text)) fs::rename(beside, list, ignored);
-    return tasks;
+    return left;
 }
 
 std::string newWord() {
@@ -111,7 +149,7 @@ Carrier::Carrier(RemoteSpace& realSpace, DesktopTrash& desktopTrash, platform::P
                 changed();
             }),
       trash(desktopTrash), log(processLog), changed(std::move(hasChanged)), list(std::move(listFile)),
-      privateWord(newWord()), waiting(readList(list)), paused(isPaused),
+      privateWord(newWord()), left(readList(list)), waiting(left.tasks), paused(isPaused),
       thread([this](const std::stop_token& stop) { run(stop); }) {}
 
 Carrier::~Carrier() {
@@ -131,11 +169,17 @@ void Carrier::add(Task task) {
     wake.notify_all();
 }
 
+void Carrier::note(const Task& task, bool isOver) { write(lineOf(task, isOver), isOver && waiting.empty()); }
+
+void Carrier::notePlacing(const Task& task, const Placing& placing) {
+    const std::lock_guard guard(lock);
+    write(lineOf(task, false, &placing), false);
+}
+
 // A kill must not lose it; the machine may go down before it is on the disk.
-void Carrier::note(const Task& task, bool isOver) {
-    const bool isLast = isOver && waiting.empty();
+void Carrier::write(const std::string& line, bool isLast) {
     std::ofstream stream(list, std::ios::binary | (isLast ? std::ios::trunc : std::ios::app));
-    if (!isLast) stream << lineOf(task, isOver);
+    if (!isLast) stream << line;
     if (!stream.flush()) log.error("What is to be brought cannot be remembered: ", list.string());
 }
 
@@ -203,40 +247,79 @@ Outcome<Done> Carrier::carry(const Task& task) {
 }
 
 Outcome<Done> Carrier::bringOneUp(const Task& task) {
+    const auto before = std::find_if(left.placings.begin(), left.placings.end(),
+                                     [&task](const auto& each) { return each.first == task; });
+    if (before != left.placings.end()) {
+        const Placing placing = before->second;
+        const auto isThere = isPlaced(placing);
+        if (!isThere) return isThere.failure();
+        left.placings.erase(before);
+        if (*isThere) return finish(task, placing);
+        discard(placing);
+    }
     const std::string name = lastOf(task.localPath);
     if (faultOf(name)) return Failure{Trouble::impossible, "no storage can hold its name"};
     const std::string folder = task.remotePath.substr(1);
     if (!folder.empty())
         if (const auto made = space.makeFolder(folder).wait(ending); !made) return made.failure();
 
-    const bool isFolder = fs::is_directory(fs::symlink_status(task.localPath));
-    const auto up = bringUpUnchanged(task.localPath, isFolder);
+    const auto up = bringUpUnchanged(task.localPath, fs::is_directory(fs::symlink_status(task.localPath)));
     if (!up) return up.failure();
-    const std::string before = recordOfTree(task.localPath);
-    const auto place = freePath(folder, name);
+    Placing placing = *up;
+    const auto item = space.look(placing.privatePath, false).wait(ending);
+    const auto place = item ? freePath(folder, name) : Outcome<std::string>(item.failure());
     if (!place) {
-        (void)(isFolder ? space.removeTree(*up) : space.removeFile(*up)).wait(ending);
+        discard(placing);
         return place.failure();
     }
-    const auto placed = moveIfFree(space, *up, *place, isFolder, ending);
+    placing.place = *place;
+    if (*item && !placing.isFolder) {
+        placing.size = (*item)->size;
+        placing.modified = (*item)->modified;
+    }
+    notePlacing(task, placing);
+    const auto placed = moveIfFree(space, placing.privatePath, placing.place, placing.isFolder, ending);
     if (!placed) return placed.failure(); // a leftover by now, or nobody knows where it is: it stays
-    log.info(task.localPath, " lies in the space as /", *place);
+    return finish(task, placing);
+}
+
+// Whether what was about to get its name has it: somebody else may have it instead.
+Outcome<bool> Carrier::isPlaced(const Placing& placing) {
+    const auto isLeft = isInSpace(space, placing.privatePath, ending);
+    if (!isLeft || *isLeft) return isLeft ? Outcome<bool>(false) : isLeft;
+    const auto item = space.look(placing.place, false).wait(ending);
+    if (!item && item.failure().trouble != Trouble::missing) return item.failure();
+    if (!item || !*item) return false;
+    if (placing.isFolder) return (*item)->kind == RemoteItem::Kind::folder;
+    return (*item)->kind == RemoteItem::Kind::file && (*item)->size == placing.size &&
+           (*item)->modified == placing.modified;
+}
+
+void Carrier::discard(const Placing& placing) {
+    const std::string& path = placing.privatePath;
+    (void)(placing.isFolder ? space.removeTree(path) : space.removeFile(path)).wait(ending);
+}
+
+Outcome<Done> Carrier::finish(const Task& task, const Placing& placing) {
+    log.info(task.localPath, " lies in the space as /", placing.place);
     if (task.kind == Kind::copy) return Done{};
-    if (recordOfTree(task.localPath) != before)
+    if (wordOf(recordOfTree(task.localPath)) != placing.record)
         return Failure{Trouble::missing, "it changed while it went up, and stays here too"};
     return trash.trash(task.localPath);
 }
 
-// Under a private name, the path of which is the outcome. What changes meanwhile goes up again.
-Outcome<std::string> Carrier::bringUpUnchanged(const std::string& localPath, bool isFolder) {
+// Under a private name. What changes meanwhile goes up again.
+Outcome<Carrier::Placing> Carrier::bringUpUnchanged(const std::string& localPath, bool isFolder) {
     constexpr int tries = 3;
     for (int number = 0; number < tries; ++number) {
-        const std::string before = recordOfTree(localPath);
-        const std::string privatePath =
+        Placing placing;
+        placing.isFolder = isFolder;
+        placing.record = wordOf(recordOfTree(localPath));
+        placing.privatePath =
             std::string(privatePrefix) + "/up/" + privateWord + "-" + std::to_string(++lastPrivate);
-        const auto up = bringUp(localPath, privatePath);
-        if (up && recordOfTree(localPath) == before) return privatePath;
-        (void)(isFolder ? space.removeTree(privatePath) : space.removeFile(privatePath)).wait(ending);
+        const auto up = bringUp(localPath, placing.privatePath);
+        if (up && wordOf(recordOfTree(localPath)) == placing.record) return placing;
+        discard(placing);
         if (!up) return up.failure();
     }
     return Failure{Trouble::other, "it changes all the time"};

@@ -4,8 +4,9 @@
 // An item lies complete under a private name before it gets its own, and never another one's: a taken name
 // gets a number. What changes while it goes up is not placed and not thrown away.
 //
-// What waits or is in hand stands in a file, a line of JSON for each that came and for each that is over, and
-// is begun again by the next object with that file.
+// What waits or is in hand stands in a file, a line of JSON for each that came, for each that is about to get
+// its name and for each that is over. The next object with that file begins it again, unless it finds it in
+// its place.
 #pragma once
 
 #include "platform/ProcessLog.h"
@@ -20,6 +21,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace service {
@@ -51,14 +53,33 @@ class Carrier {
     std::vector<Task> tasks() const; // the one in hand first
     std::optional<Transfer> transfer() const;
 
+    // What is about to get its name: whether it did can be told afterwards.
+    struct Placing {
+        std::string privatePath;
+        std::string place;
+        bool isFolder = false;
+        std::uint64_t size = 0; // of a file, as the storage tells it of the private one; the same the next
+        std::int64_t modified = 0;
+        std::string record; // of what went up, as it is here
+    };
+    struct List {
+        std::deque<Task> tasks;
+        std::vector<std::pair<Task, Placing>> placings; // of some of them
+    };
+
   private:
     void run(const std::stop_token& stop);
     void note(const Task& task, bool isOver); // with the lock
+    void notePlacing(const Task& task, const Placing& placing);
+    void write(const std::string& line, bool isLast); // with the lock
+    Outcome<bool> isPlaced(const Placing& placing);
+    void discard(const Placing& placing);
+    Outcome<Done> finish(const Task& task, const Placing& placing);
     Outcome<Done> carry(const Task& task);
     Outcome<Done> bringOneUp(const Task& task);
     Outcome<Done> makeOneFolder(const Task& task);
     Outcome<Done> bringOneDown(const Task& task);
-    Outcome<std::string> bringUpUnchanged(const std::string& localPath, bool isFolder);
+    Outcome<Placing> bringUpUnchanged(const std::string& localPath, bool isFolder);
     Outcome<Done> bringUp(const std::string& localPath, const std::string& remotePath);
     Outcome<Done> bringTreeDown(const std::string& remotePath, const std::filesystem::path& folder);
     Outcome<std::string> freePath(const std::string& folder, const std::string& name);
@@ -75,6 +96,7 @@ class Carrier {
 
     mutable std::mutex lock; // of all below
     std::condition_variable_any wake;
+    List left; // by an earlier object; its tasks wait from the start
     std::deque<Task> waiting;
     std::optional<Task> inHand;
     std::optional<Transfer> onItsWay;
