@@ -12,7 +12,8 @@ namespace service {
 enum class Trouble : std::uint8_t {
     missing,     // the item, or the folder that should hold it, is not there
     refused,     // the storage does not want it: no permission, read-only, wrong password
-    full,        // no room left, there or here
+    full,        // no room left where it goes
+    fullHere,    // no room left on this machine for what is needed to do it
     unreachable, // no answer, or none before the deadline: network, server or helper program
     cancelled,   // by whoever asked
     impossible,  // the storage has no such operation

@@ -93,7 +93,8 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
 void PairSync::noteFailure(const Operation& operation, const Failure& failure, Round& result) {
     around.log.info(operation.path, ": ", std::string_view(failure.text));
     const bool isTold = failure.trouble == Trouble::refused || failure.trouble == Trouble::full ||
-                        failure.trouble == Trouble::impossible || failure.trouble == Trouble::other;
+                        failure.trouble == Trouble::fullHere || failure.trouble == Trouble::impossible ||
+                        failure.trouble == Trouble::other;
     if (isTold) result.problems.push_back({operation.path, failure.text, failure.trouble});
 }
 

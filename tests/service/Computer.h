@@ -90,7 +90,7 @@ class Computer {
             problems.clear();
             for (const auto& problem : result->problems)
                 if (tellsUnrest || !problem.reason.starts_with("it keeps changing"))
-                    problems += problem.path + (problem.trouble == Trouble::full ? " has no room; " : "; ");
+                    problems += problem.path + " " + wordOf(problem) + "; ";
             waiting = result->waiting;
             if (result->isInStep() && !(waiting && confirmsAll && confirm(waiting->list))) return problems;
         }
@@ -135,6 +135,11 @@ class Computer {
     std::chrono::minutes step{15}; // between two rounds
 
   private:
+    static std::string wordOf(const PairSync::Problem& problem) {
+        if (problem.trouble != Trouble::full && problem.trouble != Trouble::fullHere) return "";
+        return problem.reason.starts_with("this machine") ? "has no room here" : "has no room there";
+    }
+
     RemoteSpace& remote;
     FolderTrash trash;
     std::string boot = "first";

@@ -301,16 +301,23 @@ TEST_F(PairCases, AFullDiskAndAFullQuotaLeaveTheOldVersionAndNothingHalf) {
     settleAll();
     write(one / "a", "the new version");
     write(one / "b", "as large as that");
-    const char* const noRoom = "does not end: a has no room; b has no room; \n";
+    const auto noRoom = [](const std::string& where) {
+        return "does not end: a has no room " + where + "; b has no room " + where + "; \n";
+    };
     const Failure full{Trouble::full, "no room is left"};
-    // A server of SFTP says of a full disk only that it failed.
-    for (const Failure& failure : {full, Failure{Trouble::other, "it failed"}}) {
-        space.before = [&](const std::string& now, const std::string&) {
-            return now == "bringUp" ? std::optional(failure) : std::nullopt;
+    const std::pair<Failure, const char*> failures[] = {
+        {full, "there"},
+        {Failure{Trouble::other, "it failed"}, "there"}, // all that a server of SFTP says of a full disk
+        {Failure{Trouble::fullHere, "this machine has no room left for it"}, "here"},
+    };
+    for (const auto& [failure, where] : failures) {
+        space.before = [&said = failure](const std::string& now, const std::string&) {
+            return now == "bringUp" ? std::optional(said) : std::nullopt;
         };
         space.asked.clear();
-        EXPECT_TRUE(one.settle().starts_with(noRoom)); // it goes on trying
-        EXPECT_LE(space.asked["bringUp"], 40) << "once a round";
+        const std::string said = one.settle(); // it goes on trying
+        EXPECT_TRUE(said.starts_with(noRoom(where))) << said;
+        EXPECT_LE(space.asked["bringUp"], failure.trouble == Trouble::fullHere ? 80 : 40) << "once a round";
     }
     EXPECT_EQ(space.items.at("pair/a").content, "the old version");
     EXPECT_FALSE(isThere("the new")); // the half
@@ -318,11 +325,36 @@ TEST_F(PairCases, AFullDiskAndAFullQuotaLeaveTheOldVersionAndNothingHalf) {
         return now == "bringDown" ? std::optional(full) : std::nullopt;
     };
     EXPECT_EQ(one.settle(), "");
-    EXPECT_TRUE(two.settle().starts_with(noRoom));
+    EXPECT_TRUE(two.settle().starts_with(noRoom("here")));
     EXPECT_EQ(two.files(), (Files{{"a", "the old version"}}));
     space.before = [](const auto&, const auto&) { return std::nullopt; };
     settleAll();
     EXPECT_EQ(two.files(), (Files{{"a", "the new version"}, {"b", "as large as that"}}));
+
+    // What is large is not sent to find that out.
+    write(one / "large", std::string(std::size_t{16} << 20U, 'x'));
+    space.asked.clear();
+    EXPECT_TRUE(one.settle().starts_with("does not end: large has no room there"));
+    EXPECT_EQ(space.asked["bringUp"], 0);
+    space.free = std::uint64_t{1} << 30U;
+    EXPECT_EQ(one.settle(), "");
+    EXPECT_EQ(space.asked["bringUp"], 1);
+
+    // Where everything fails a round comes to an end.
+    for (const char* version : {"1", "22"}) {
+        for (int i = 0; i < 60; ++i)
+            write(one / std::to_string(i), version);
+        space.asked.clear();
+        EXPECT_EQ(*version == '1' ? one.settle() : "", "");
+    }
+    space.before = [](const std::string& now, const std::string&) {
+        return now == "bringUp" ? std::optional(Failure{Trouble::refused, "no"}) : std::nullopt;
+    };
+    for (int round = 0; round < 2; ++round) { // the first one lets them rest
+        one.now += one.step;
+        one.roundIsRestless();
+    }
+    EXPECT_EQ(space.asked["bringUp"], 50);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <system_error>
 #include <unistd.h>
 
@@ -52,6 +53,15 @@ std::optional<std::uint64_t> sizeOf(const std::string& file) {
     struct stat status {};
     if (::stat(file.c_str(), &status) != 0) return std::nullopt;
     return static_cast<std::uint64_t>(status.st_size);
+}
+
+// What goes up is found by links, which lie in memory for the most part.
+Failure noLinks(const std::filesystem::path& folder, const std::error_code& error) {
+    if (error == std::errc::no_space_on_device || error.value() == EDQUOT)
+        return {Trouble::fullHere, "this machine has no room left for links to what goes up, in " +
+                                       folder.string() + ": " + error.message()};
+    return {Trouble::other,
+            "links to what goes up cannot be made in " + folder.string() + ": " + error.message()};
 }
 
 service::Outcome<Done> readDone(const std::string&) { return Done{}; }
@@ -152,7 +162,7 @@ Pending<Done> RcloneSpace::bringUp(const std::string& file, const std::string& p
     const std::filesystem::path link = newLinks();
     std::error_code error;
     std::filesystem::create_symlink(file, link, error);
-    if (error) return Pending<Done>(Failure{Trouble::full, error.message()});
+    if (error) return Pending<Done>(noLinks(farm, error));
     return order("operations/copyfile",
                  {{"srcFs", linksIn(farm)},
                   {"srcRemote", link.filename().string()},
@@ -177,7 +187,7 @@ Pending<Done> RcloneSpace::bringUpAll(const std::vector<service::Upload>& files,
     if (error) {
         std::error_code ignored;
         std::filesystem::remove_all(links, ignored);
-        return Pending<Done>(Failure{Trouble::full, error.message()});
+        return Pending<Done>(noLinks(farm, error));
     }
     return order("sync/copy",
                  {{"srcFs", linksIn(links)}, {"dstFs", folderStorage(folder)}, {"createEmptySrcDirs", true}},
