@@ -62,6 +62,7 @@ class PairSync {
         std::string bootId;                // of this run of the machine; empty: not known
         std::chrono::sys_seconds booted{}; // when that began
         LocalSide::IsLeftOut isLeftOut;    // by path here, which is also asked with keys of the storage
+        std::function<const LeftAlone*(const std::string& key)> leftAlone; // at or below such a name
     };
     struct Problem {
         std::string path; // the key

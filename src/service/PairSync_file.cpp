@@ -40,6 +40,7 @@ Outcome<bool> PairSync::lookAtFile(const std::string& path, Names& names, Round&
                                    const std::stop_token& stop) {
     const std::string name = lastOf(path);
     if (isPrivate(name) || (settings.isLeftOut && settings.isLeftOut(path))) return true;
+    if (settings.leftAlone && settings.leftAlone(keyOf(path, features.foldsCase)) != nullptr) return true;
     if (faultOf(name)) return false;
     const auto folder = folderAbove(path, names, round);
     if (!folder) return false;

@@ -151,6 +151,7 @@ Outcome<std::vector<Name>> PairSync::look(Round& round, const std::stop_token& s
     options.remoteFolder = settings.remoteFolder;
     options.remote.foldsCase = features.foldsCase;
     options.remote.isLeftOut = settings.isLeftOut;
+    options.leftAlone = settings.leftAlone;
     options.remote.hadItems = [this](const std::string& key) { return around.store.hasBelow(key); };
     auto names = compare(options, rootOfPair(), round, stop, true);
     if (!names) return names;

@@ -39,6 +39,10 @@ void PairSync::markRestless(std::vector<Name>& all, Round& round) {
     for (std::size_t index = 0; index < all.size(); ++index) {
         const Name& name = all[index];
         if (isPrivate(name.path)) continue; // goes on at once with what it belongs to
+        if (name.seen[0].shape == Shape::unknown || name.seen[1].shape == Shape::unknown) {
+            rests.erase(name.path); // nothing follows from it, whatever it does
+            continue;
+        }
         const auto isAsAgreed = [&](std::size_t side) {
             return name.agreed && name.seen[side].shape == name.agreed->shape && !name.seen[side].differs;
         };

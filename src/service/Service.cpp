@@ -23,10 +23,6 @@ fs::path createdFolder(const fs::path& folder) {
     return fs::canonical(folder);
 }
 
-Failure nested(const std::string& one, const std::string& other) {
-    return {Trouble::refused, one + " and " + other + " lie in one another"};
-}
-
 // FNV-1a: names the database of a pair.
 std::string nameOf(const std::string& remote, const std::string& local) {
     std::uint64_t hash = 0xcbf29ce484222325U;
@@ -117,6 +113,13 @@ std::shared_ptr<SyncThread> Service::makeThread(const std::string& remote, const
     SyncThread::Settings wanted = threadSettings(databaseOf(remote, local));
     wanted.localRoot = local;
     wanted.remoteRoot = remote;
+    wanted.others = [this, remote] {
+        const std::lock_guard guard(lock);
+        std::vector<PairRoots> others;
+        for (const auto& [otherRemote, otherLocal] : state.pairs)
+            if (otherRemote != remote) others.push_back({otherRemote, otherLocal});
+        return others;
+    };
     return std::make_shared<SyncThread>(std::move(wanted), threadSurroundings());
 }
 
@@ -127,7 +130,7 @@ fs::path Service::databaseOf(const std::string& remote, const std::string& local
 // A pair that is made again later begins with a first sync, which deletes nothing.
 void Service::forgetDatabase(const std::string& remote, const std::string& local) const {
     std::error_code ignored;
-    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+    for (const char* suffix : {"", "-wal", "-shm", "-journal", ".left-out"})
         fs::remove(databaseOf(remote, local).string() + suffix, ignored);
 }
 
@@ -142,9 +145,18 @@ void Service::noticed(const platform::DirectoryEvent& event) {
     };
     if (concerns(uploads.folder().string())) uploads.noticed();
     if (const auto thread = cache.thread(); thread && concerns(cache.folder())) thread->noticed(event);
-    const std::lock_guard guard(lock);
-    for (const auto& [remote, thread] : threads)
-        if (concerns(thread->localRoot())) thread->noticed(event);
+    const Threads all = currentThreads();
+    std::string real = event.directory; // it is told by the spelling of one root or another
+    for (const auto& [remote, thread] : all)
+        if (sync_daemon::isAtOrBelow(event.directory, thread->localRoot()))
+            real = thread->realRoot() + event.directory.substr(thread->localRoot().size());
+    std::shared_ptr<SyncThread> holder;
+    for (const auto& [remote, thread] : all) {
+        if (event.isLost) thread->noticed(event);
+        const bool holds = !event.isLost && sync_daemon::isAtOrBelow(real, thread->realRoot());
+        if (holds && (!holder || thread->realRoot().size() > holder->realRoot().size())) holder = thread;
+    }
+    if (holder) holder->noticed(event);
 }
 
 void Service::networkCame() {
@@ -166,78 +178,6 @@ bool Service::holdsOurs(const fs::path& folder) const {
         [&folder](const fs::path& own) { return overlap(folder.string(), realPath(own.string())); });
 }
 
-Outcome<Done> Service::checkPair(const std::string& local, const std::string& remote) const {
-    for (const auto& [otherRemote, otherLocal] : state.pairs) {
-        if (otherRemote == remote) continue;
-        if (overlap(remote, otherRemote)) return nested(remote, otherRemote);
-        if (overlap(realPath(local), realPath(otherLocal))) return nested(local, otherLocal);
-    }
-    return Done{};
-}
-
-Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePath) {
-    const std::optional<std::string> remote = plainPath(remotePath);
-    if (!remote || *remote == "/" || isPrivate(fs::path(*remote).relative_path().begin()->string()))
-        return Failure{Trouble::refused, "not a folder of the space: " + std::string(remotePath)};
-    if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
-        return Failure{Trouble::refused, "not an absolute path in UTF-8: " + std::string(localPath)};
-    const std::string local = plainLocalPath(localPath);
-    std::error_code error;
-    if (!fs::is_directory(local, error)) return Failure{Trouble::missing, "no such folder: " + local};
-    if (holdsOurs(realPath(local)))
-        return Failure{Trouble::refused, "the service's own folders lie in it, or hold it: " + local};
-
-    std::shared_ptr<SyncThread> gone; // ended when the lock is free
-    std::optional<std::string> former;
-    {
-        const std::lock_guard guard(lock);
-        if (const auto right = checkPair(local, *remote); !right) return right.failure();
-        const auto [pair, isNew] = state.pairs.try_emplace(*remote, local);
-        if (!isNew && pair->second == local) {
-            if (threads.contains(*remote)) threads[*remote]->ask();
-            return Done{};
-        }
-        if (!isNew) former = std::exchange(pair->second, local);
-        saveState(state, stateFile, log);
-        if (const auto found = threads.find(*remote); found != threads.end()) gone = found->second;
-        threads.erase(*remote);
-    }
-    if (gone) gone->end();
-    if (former) forgetDatabase(*remote, *former);
-    {
-        const std::lock_guard guard(lock);
-        threads[*remote] = makeThread(*remote, local);
-    }
-    log.info("Syncing ", local, " with ", *remote);
-    if (former) post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", *remote}, {"localPath", *former}});
-    post(TSYNC_NOTE_SYNC_PATH_ADDED, {{"remotePath", *remote}, {"localPath", local}});
-    refresh();
-    return Done{};
-}
-
-Outcome<Done> Service::remove(std::string_view remotePath) {
-    const std::string remote = plainPath(remotePath).value_or("");
-    std::string local;
-    std::shared_ptr<SyncThread> gone;
-    {
-        const std::lock_guard guard(lock);
-        const auto pair = state.pairs.find(remote);
-        if (pair == state.pairs.end())
-            return Failure{Trouble::missing, "no folder is synced with " + std::string(remotePath)};
-        local = pair->second;
-        state.pairs.erase(pair);
-        saveState(state, stateFile, log);
-        if (const auto found = threads.find(remote); found != threads.end()) gone = found->second;
-        threads.erase(remote);
-    }
-    if (gone) gone->end();
-    forgetDatabase(remote, local);
-    log.info("No longer syncing ", local, " with ", remote);
-    post(TSYNC_NOTE_SYNC_PATH_REMOVED, {{"remotePath", remote}, {"localPath", local}});
-    refresh();
-    return Done{};
-}
-
 Outcome<Done> Service::confirm(std::string_view remotePath, const std::string& list) {
     const Threads all = currentThreads();
     const auto found = all.find(plainPath(remotePath).value_or(""));
@@ -249,32 +189,17 @@ Outcome<Done> Service::confirm(std::string_view remotePath, const std::string& l
     return Done{};
 }
 
-bool Service::startSync(std::string_view localPath, std::string_view remotePath) {
-    return done("start syncing", localPath, add(localPath, remotePath));
-}
-
-bool Service::stopSync(std::string_view remotePath) {
-    return done("stop syncing", remotePath, remove(remotePath));
-}
-
-bool Service::done(std::string_view what, std::string_view path, const Outcome<Done>& outcome) const {
-    return outcome || refuse(what, path, outcome.failure().text);
-}
-
 bool Service::syncPath(std::string_view remotePath) {
     const std::optional<std::string> path = plainPath(remotePath);
     if (!path) return refuse("sync", remotePath, "not a path in the space");
     return askPairsAt(*path) || refuse("sync", remotePath, "no pair has it");
 }
 
-bool Service::askPairsAt(const std::string& remotePath) {
-    bool isFound = false;
-    for (const auto& [remote, thread] : currentThreads()) {
-        if (!overlap(remotePath, remote)) continue;
-        thread->ask();
-        isFound = true;
-    }
-    return isFound;
+// With the lock, together with the change for which it is done.
+void Service::forgetAt(const std::string& remotePath) const {
+    for (const auto& [root, thread] : threads)
+        thread->forget(remotePath);
+    if (const auto thread = cache.thread()) thread->forget(remotePath);
 }
 
 bool Service::excludePath(std::string_view remotePath) {
@@ -283,10 +208,9 @@ bool Service::excludePath(std::string_view remotePath) {
     {
         const std::lock_guard guard(lock);
         state.excluded.insert(*remote);
+        forgetAt(*remote);
         saveState(state, stateFile, log);
     }
-    for (const auto& [root, thread] : currentThreads())
-        thread->forget(*remote);
     log.info("Excluded from sync: ", *remote);
     refresh();
     askPairsAt(*remote);
@@ -299,6 +223,7 @@ bool Service::includePath(std::string_view remotePath) {
         const std::lock_guard guard(lock);
         if (state.excluded.erase(remote) == 0)
             return refuse("include", remotePath, "it is not excluded itself");
+        forgetAt(remote);
         saveState(state, stateFile, log);
     }
     log.info("Included in sync again: ", remote);
@@ -312,24 +237,18 @@ bool Service::localSnapshotChanged(std::string_view localPath, bool noRecursive)
     if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
         return refuse(what, localPath, "not an absolute path in UTF-8");
     const std::string real = realPath(localPath);
-    bool isFound = false;
-    for (const auto& [remote, thread] : currentThreads()) {
-        const std::string root = realPath(thread->localRoot());
-        if (!sync_daemon::isAtOrBelow(real, root) && (noRecursive || !sync_daemon::isAtOrBelow(root, real)))
-            continue;
+    const auto found = threadsAt(Root::local, real, !noRecursive);
+    for (const auto& thread : found)
         thread->ask();
-        isFound = true;
-    }
-    return isFound || refuse(what, localPath, "it lies in no synced folder");
+    return !found.empty() || refuse(what, localPath, "it lies in no synced folder");
 }
 
 // A pair is looked at as a whole, so events of a pair wait as a whole.
 bool Service::setEventsPaused(std::string_view localPath, bool pause) {
     if (!localPath.starts_with('/') || !sync_daemon::isText(localPath))
         return refuse("pause events on", localPath, "not an absolute path in UTF-8");
-    const std::string real = realPath(localPath);
-    for (const auto& [remote, thread] : currentThreads())
-        if (overlap(real, realPath(thread->localRoot()))) thread->holdEvents(pause);
+    for (const auto& thread : threadsAt(Root::local, realPath(localPath), true))
+        thread->holdEvents(pause);
     return true;
 }
 

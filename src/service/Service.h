@@ -3,8 +3,12 @@
 // path added, path removed, and a refresh with the whole table and the status at each change of either.
 //
 // What it remembers lies in its state folder: the pairs, what is excluded and whether it is paused
-// (sync_daemon/State.h), and one database for each pair. Pairs that lie in one another are refused.
-// The cache folder, the uploading folder and the snapshot of the space lie there too.
+// (sync_daemon/State.h), and one database for each pair. The cache folder, the uploading folder and the
+// snapshot of the space lie there too.
+//
+// A pair that lies in another, here or in the space, is cut out of it on both sides: a path belongs to the
+// innermost pair that holds it. Refused are two pairs each of which lies in the other on one side, and a
+// second pair of a folder here.
 #pragma once
 
 #include "platform/Clock.h"
@@ -134,6 +138,9 @@ class Service final : public sync_daemon::SyncDaemon {
     bool done(std::string_view what, std::string_view path, const Outcome<Done>& outcome) const;
     std::optional<std::string> checkedItem(std::string_view what, std::string_view remotePath) const;
     Outcome<Done> checkPair(const std::string& local, const std::string& remote) const; // with the lock
+    void forgetAt(const std::string& remotePath) const;
+    void forgetInOuter(const std::string& local, const std::string& remote) const; // with the lock
+    void cutAnew(const std::string& local, const std::string& remote);
     bool holdsOurs(const std::filesystem::path& folder) const;
     bool bringToSpace(bool isMove, std::string_view localPath, std::string_view remoteFolder);
     Outcome<std::string> linkTo(std::string_view remotePath, bool isDirectory) const;
@@ -145,7 +152,12 @@ class Service final : public sync_daemon::SyncDaemon {
     std::filesystem::path databaseOf(const std::string& remote, const std::string& local) const;
     void forgetDatabase(const std::string& remote, const std::string& local) const;
     Threads currentThreads() const;
-    bool askPairsAt(const std::string& remotePath); // those that hold it or lie below it; false: none
+    enum class Root { local, remote };
+    // The innermost that holds a path (a local one by where it leads), and all that lie below it if wanted.
+    std::vector<std::shared_ptr<SyncThread>> threadsAt(Root side, const std::string& path,
+                                                       bool alsoBelow) const;
+    bool isPending(Root side, const std::string& path) const;
+    bool askPairsAt(const std::string& remotePath); // false: none has it or lies below it
     void cleanUp(const std::stop_token& stop);
     void noticed(const platform::DirectoryEvent& event);
     void statusChanged();

@@ -14,6 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::Dictionary;
+using sync_daemon::isAtOrBelow;
 using sync_daemon::plainLocalPath;
 using sync_daemon::plainPath;
 using Phase = PairState::Phase;
@@ -111,7 +112,8 @@ void Service::tellTroubles() {
     for (const auto& [remote, thread] : currentThreads()) {
         const auto pair = thread->state();
         for (const PairSync::Problem& problem : pair->problems)
-            if (problem.trouble == Trouble::refused || problem.trouble == Trouble::full)
+            if (problem.trouble == Trouble::refused || problem.trouble == Trouble::full ||
+                problem.trouble == Trouble::fullHere)
                 tell(*problem.trouble, thread->localRoot() + "/" + problem.path, problem.reason);
         if (pair->phase != Phase::failed || !pair->trouble) continue;
         if (*pair->trouble != Trouble::unreachable && *pair->trouble != Trouble::cancelled)
@@ -205,15 +207,18 @@ Service::Exclusion Service::exclusionOfLocal(std::string_view localPath) const {
     const auto remote = daemon_client::remotePathOfLocalSyncPath(table, plain);
     if (!remote) return {};
     if (const Exclusion chosen = exclusionOfRemote(*remote); chosen.isExcluded) return chosen;
-    for (const auto& [remoteRoot, localRoot] : table) {
-        if (plain == localRoot || !sync_daemon::isAtOrBelow(plain, localRoot)) continue;
-        // Below the pair, as its own look applies the rules.
-        const std::string below = plain.substr(localRoot.size());
-        const bool isExcluded = dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(below);
-        const std::string above = fs::path(below).parent_path().string();
-        return {isExcluded, isExcluded && !dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(above)};
-    }
-    return {};
+    std::pair<std::string, std::string> pair; // the innermost that holds it
+    for (const auto& each : table)
+        if (isAtOrBelow(plain, each.second) && each.second.size() > pair.second.size()) pair = each;
+    for (const auto& [other, ignored] : table)
+        if (other != pair.first && isAtOrBelow(other, pair.first) && isAtOrBelow(*remote, other))
+            return {true, *remote == other}; // another pair has its place in the space
+    if (plain == pair.second) return {};
+    // Below the pair, as its own look applies the rules.
+    const std::string below = plain.substr(pair.second.size());
+    const bool isExcluded = dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(below);
+    const std::string above = fs::path(below).parent_path().string();
+    return {isExcluded, isExcluded && !dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(above)};
 }
 
 platform::Array Service::pendingOperations() const {
@@ -232,20 +237,30 @@ platform::Array Service::pendingOperations() const {
     return operations;
 }
 
-bool Service::isPendingLocally(std::string_view localPath) const {
-    if (!localPath.starts_with('/')) return false;
-    const std::string path = plainLocalPath(localPath);
-    for (const platform::Value& operation : pendingOperations())
-        if (overlap(path, *platform::textAt(*operation.dictionary(), "localPath"))) return true;
+// What a pair has to do concerns no path that lies in another pair in it.
+bool Service::isPending(Root side, const std::string& path) const {
+    std::size_t innermost = 0; // the length of that root
+    for (const auto& [remote, local] : allPathsInSync()) {
+        const std::string& root = side == Root::remote ? remote : *local.string();
+        if (isAtOrBelow(path, root)) innermost = std::max(innermost, root.size());
+    }
+    const char* const which = side == Root::remote ? "remotePath" : "localPath";
+    for (const platform::Value& operation : pendingOperations()) {
+        const std::string& place = *platform::textAt(*operation.dictionary(), which);
+        const bool isOfAnother = *platform::textAt(*operation.dictionary(), "operation") == "sync" &&
+                                 isAtOrBelow(path, place) && place.size() < innermost;
+        if (!isOfAnother && overlap(path, place)) return true;
+    }
     return false;
+}
+
+bool Service::isPendingLocally(std::string_view localPath) const {
+    return localPath.starts_with('/') && isPending(Root::local, plainLocalPath(localPath));
 }
 
 bool Service::isPendingRemotely(std::string_view remotePath) const {
     const std::optional<std::string> path = plainPath(remotePath);
-    if (!path) return false;
-    for (const platform::Value& operation : pendingOperations())
-        if (overlap(*path, *platform::textAt(*operation.dictionary(), "remotePath"))) return true;
-    return false;
+    return path && isPending(Root::remote, *path);
 }
 
 } // namespace service

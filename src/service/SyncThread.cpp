@@ -1,7 +1,7 @@
 #include "service/SyncThread.h"
 
-#include "dirsnapshot/DirSnapshot.h"
 #include "service/names.h"
+#include "service/sync_thread_parts.h"
 #include "sync_daemon/paths.h"
 
 #include <sys/stat.h>
@@ -64,41 +64,36 @@ std::string identityOf(const std::string& folder) {
 
 } // namespace
 
-struct SyncThread::Parts {
-    Parts(SyncThread& owner, const std::string& remoteFolder)
-        : space(owner.around.space, [&owner](const auto& transfer) { owner.tell(transfer); }),
-          local(owner.settings.localRoot, owner.around.clock), store(owner.settings.database),
-          sync({space, local, store, owner.around.trash, owner.around.log,
-                [&owner] { return owner.around.clock.now(); },
-                [&owner] { return localTimeOf(owner.around.clock); },
-                [&owner] { return dateOf(owner.around.clock); }},
-               settingsOf(owner, remoteFolder)),
-          identity(identityOf(owner.settings.localRoot)) {}
+SyncThread::Parts::Parts(SyncThread& owner, const std::string& remoteFolder)
+    : space(owner.around.space, [&owner](const auto& transfer) { owner.tell(transfer); }),
+      local(owner.settings.localRoot, owner.around.clock), store(owner.settings.database),
+      sync({space, local, store, owner.around.trash, owner.around.log,
+            [&owner] { return owner.around.clock.now(); },
+            [&owner] { return localTimeOf(owner.around.clock); },
+            [&owner] { return dateOf(owner.around.clock); }},
+           settingsOf(owner, remoteFolder)),
+      identity(identityOf(owner.settings.localRoot)) {}
 
-    static PairSync::Settings settingsOf(SyncThread& owner, const std::string& remoteFolder) {
-        PairSync::Settings settings;
-        settings.remoteFolder = remoteFolder;
-        settings.host = owner.settings.host;
-        settings.keepsFor = owner.settings.keepsFor;
-        settings.bootId = bootId();
-        settings.booted = booted(owner.around.clock);
-        settings.rest /= owner.settings.haste;
-        settings.restOfDeletions /= owner.settings.haste;
-        settings.restAfterUpload /= owner.settings.haste; // twice: it is minutes
-        settings.restAfterUpload /= owner.settings.haste;
-        settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
-        return settings;
-    }
-
-    WatchedSpace space;
-    LocalSide local;
-    PairStore store;
-    PairSync sync;
-    std::string identity; // of the folder that `local` holds open
-};
+PairSync::Settings SyncThread::Parts::settingsOf(SyncThread& owner, const std::string& remoteFolder) {
+    PairSync::Settings settings;
+    settings.remoteFolder = remoteFolder;
+    settings.host = owner.settings.host;
+    settings.keepsFor = owner.settings.keepsFor;
+    settings.bootId = bootId();
+    settings.booted = booted(owner.around.clock);
+    settings.rest /= owner.settings.haste;
+    settings.restOfDeletions /= owner.settings.haste;
+    settings.restAfterUpload /= owner.settings.haste; // twice: it is minutes
+    settings.restAfterUpload /= owner.settings.haste;
+    settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
+    settings.leftAlone = [&owner](const std::string& key) { return owner.leftAlone(key); };
+    return settings;
+}
 
 SyncThread::SyncThread(Settings wanted, Surroundings everything)
-    : settings(std::move(wanted)), around(std::move(everything)), isPaused(settings.isPaused) {
+    : settings(std::move(wanted)), around(std::move(everything)),
+      whereItLed(sync_daemon::realPath(settings.localRoot)), leftOut(readListLeftOut()),
+      isPaused(settings.isPaused) {
     if (isPaused)
         published = std::make_shared<PairState>(PairState{PairState::Phase::paused, {}, {}, {}, {}});
     newFolders.insert(settings.localRoot);
@@ -138,11 +133,6 @@ bool SyncThread::confirm(const std::string& list) {
     }
     ask();
     return true;
-}
-
-void SyncThread::forget(const std::string& remotePath) {
-    const std::lock_guard guard(lock);
-    leftOut.push_back(remotePath);
 }
 
 void SyncThread::noticed(const platform::DirectoryEvent& event) {
@@ -240,7 +230,7 @@ Outcome<PairSync::Round> SyncThread::roundOf(const std::stop_token& stop) {
         if (!parts)
             if (const auto opened = open(stop); !opened) return opened.failure();
         watchNewFolders();
-        readExclusions();
+        readLeftOut();
         readWanted();
         std::string list;
         {
@@ -279,60 +269,6 @@ Outcome<Done> SyncThread::open(const std::stop_token& stop) {
     return Done{};
 }
 
-// For what lies below the remote root.
-std::optional<std::string> SyncThread::keyOfRemote(const std::string& remotePath) const {
-    const std::string& root = settings.remoteRoot;
-    if (remotePath == root || !sync_daemon::isAtOrBelow(remotePath, root)) return std::nullopt;
-    return keyOf(remotePath.substr(root == "/" ? 1 : root.size() + 1), foldsCase);
-}
-
-// What is left out is forgotten at once: when it is taken in again nothing counts as deleted meanwhile.
-void SyncThread::readExclusions() {
-    std::vector<std::string> since;
-    {
-        const std::lock_guard guard(lock);
-        since.swap(leftOut);
-    }
-    std::vector<std::string> keys;
-    for (const std::string& remote : settings.excluded())
-        if (const auto key = keyOfRemote(remote)) keys.push_back(*key);
-    for (const std::string& remote : since)
-        if (const auto key = keyOfRemote(remote)) parts->store.forget(*key);
-    for (const std::string& key : keys)
-        if (std::find(excludedKeys.begin(), excludedKeys.end(), key) == excludedKeys.end())
-            parts->store.forget(key);
-    excludedKeys = std::move(keys);
-}
-
-void SyncThread::readWanted() {
-    if (!settings.wanted) return;
-    wantedKeys.clear();
-    for (const std::string& remote : settings.wanted())
-        if (auto key = keyOfRemote(remote)) wantedKeys.insert(std::move(*key));
-    forgetMissing();
-}
-
-// What is wanted no more, and what is no longer here.
-void SyncThread::forgetMissing() {
-    std::map<std::string, std::string> places; // here, by key; a folder comes before what is in it
-    std::vector<std::string> gone;
-    PairStore::Items items(parts->store, "");
-    std::string key;
-    AgreedItem item;
-    while (items.next(key, item)) {
-        if (!gone.empty() && sync_daemon::isAtOrBelow(key, gone.back())) continue;
-        const std::size_t slash = key.rfind('/');
-        std::string place = item.hereName;
-        if (slash != std::string::npos) place.insert(0, places[key.substr(0, slash)] + "/");
-        if (isLeftOut(key) || !parts->local.lookAt(place))
-            gone.push_back(key);
-        else
-            places.emplace(key, std::move(place));
-    }
-    for (const std::string& each : gone)
-        parts->store.forget(each);
-}
-
 // Before the look: what is made in them afterwards comes as an event.
 void SyncThread::watchNewFolders() {
     std::set<std::string> folders;
@@ -348,28 +284,6 @@ void SyncThread::watchNewFolders() {
             around.log.error("Not every folder can be watched, in ", folder,
                              ": what changes there is seen at the next look");
     }
-}
-
-// Asked with paths here and with keys of the space: both must give the same answer.
-bool SyncThread::isLeftOut(const std::string& path) const {
-    if (!excludedKeys.empty()) {
-        const std::string key = keyOf(path, foldsCase);
-        if (std::any_of(excludedKeys.begin(), excludedKeys.end(), [&key](const std::string& excluded) {
-                return sync_daemon::isAtOrBelow(key, excluded);
-            }))
-            return true;
-    }
-    if (settings.wanted) {
-        const std::string key = keyOf(path, foldsCase);
-        const auto next = wantedKeys.lower_bound(key + "/");
-        bool isWanted = next != wantedKeys.end() && next->starts_with(key + "/");
-        for (std::size_t end = key.size(); !isWanted && end != std::string::npos && end > 0;
-             end = key.rfind('/', end - 1))
-            isWanted = wantedKeys.contains(std::string_view(key).substr(0, end));
-        if (!isWanted) return true;
-    }
-    // The built-in rules tell cases apart.
-    return !foldsCase && dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded("/" + path);
 }
 
 void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took) {

@@ -13,12 +13,14 @@
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -41,6 +43,11 @@ struct PairState {
     std::optional<Trouble> trouble = std::nullopt; // of a failure
 };
 
+struct PairRoots {
+    std::string remote; // plain
+    std::string local;  // absolute
+};
+
 class SyncThread {
   public:
     struct Settings {
@@ -53,6 +60,9 @@ class SyncThread {
         unsigned haste = 1;             // what changes rests for so many times less; at least 1
         // The plain remote paths that are left out now, each with what lies below. Asked at each round.
         std::function<std::set<std::string, std::less<>>()> excluded;
+        // The roots of all other pairs: one that lies in this pair, on either side, is cut out of it on both.
+        // Asked at each round. None: there are no others.
+        std::function<std::vector<PairRoots>()> others;
         // The plain remote paths that alone are synced, each with what lies below. Asked at each round. None:
         // all. What goes here of those is then no deletion: it is forgotten.
         std::function<std::set<std::string, std::less<>>()> wanted;
@@ -78,14 +88,18 @@ class SyncThread {
     void end();
 
     const std::string& localRoot() const { return settings.localRoot; }
+    // Where that led, links followed, when the object was made.
+    const std::string& realRoot() const { return whereItLed; }
     std::shared_ptr<const PairState> state() const;
 
     // A round now, whatever it waits for.
     void ask();
     // What `waiting` listed is meant. False: another list waits by now, or none.
     bool confirm(const std::string& list);
-    // A plain remote path is left out from now on: what was agreed there is forgotten in the next round, also
-    // when it is taken in again by then.
+    // What was agreed at and below a plain remote path is forgotten in the next round, also when that is one
+    // of the next object with that database. So what was left out begins with a first sync, however soon it
+    // is taken in again. Without effect but below the remote root. What `excluded` and `others` answer may be
+    // another from this call on, and no earlier.
     void forget(const std::string& remotePath);
     // An event of a directory at or below the local root, or that events were lost.
     void noticed(const platform::DirectoryEvent& event);
@@ -102,19 +116,28 @@ class SyncThread {
     void round();
     Outcome<PairSync::Round> roundOf(const std::stop_token& stop);
     Outcome<Done> open(const std::stop_token& stop);
-    void readExclusions();
-    void readWanted();
-    void forgetMissing();
-    std::optional<std::string> keyOfRemote(const std::string& remotePath) const;
     void watchNewFolders();
-    bool isLeftOut(const std::string& path) const;
     void settleFiles(const PairSync::Round& round);
     void settle(const Outcome<PairSync::Round>& outcome, Waits::Duration took);
     void publish(PairState next);
     void tell(const std::optional<Transfer>& transfer);
 
+    // ---- What is not synced (SyncThread_leftOut.cpp)
+    void readLeftOut();
+    void readWanted();
+    void forgetMissing();
+    void forgetSinceLeftOut();
+    std::filesystem::path listOfLeftOut() const;
+    std::vector<std::string> readListLeftOut() const;
+    std::map<std::string, LeftAlone, std::less<>> leftAloneNow() const;
+    std::optional<std::string> keyOfRemote(const std::string& remotePath) const;
+    std::optional<std::string> keyOfLocal(const std::string& localPath) const;
+    bool isLeftOut(const std::string& path) const;
+    const LeftAlone* leftAlone(std::string_view key) const;
+
     const Settings settings;
     const Surroundings around;
+    const std::string whereItLed;
 
     mutable std::mutex lock; // of all up to the next comment
     std::condition_variable_any wake;
@@ -124,7 +147,7 @@ class SyncThread {
     std::stop_source current;           // of the round in hand
     bool isAsked = false;
     bool isNoticed = false;
-    std::vector<std::string> leftOut; // to be forgotten, plain
+    std::vector<std::string> leftOut; // plain; to be forgotten. The file holds at least these.
     std::string confirmed;            // the list that the next round may do
     bool holdsEvents = false;
     bool isPaused = false;
@@ -142,7 +165,7 @@ class SyncThread {
     Waits::Duration lastLook{};
     platform::Clock::TimePoint filesDue{};
     platform::Clock::TimePoint soonestFiles{}; // for what events ask
-    std::vector<std::string> excludedKeys;     // relative to the pair
+    std::map<std::string, LeftAlone, std::less<>> leftAloneKeys;
     std::set<std::string, std::less<>> wantedKeys;
     platform::Clock::TimePoint lastTold;
 

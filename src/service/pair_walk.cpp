@@ -150,6 +150,7 @@ class Walk {
                     names.end());
             }
         }
+        leaveAlone(names);
         std::vector<std::string> foldersThere;
         for (const OnBothSides& name : names)
             if (isFolderThere(name)) foldersThere.push_back(name.there->path);
@@ -177,6 +178,18 @@ class Walk {
             if (auto done = folder(key, pathThere, std::move(below)); !done) return done;
         }
         return Done{};
+    }
+
+    void leaveAlone(std::vector<OnBothSides>& names) const {
+        if (!options.leftAlone) return;
+        for (OnBothSides& name : names) {
+            const LeftAlone* const why = options.leftAlone(name.key);
+            if (why == nullptr) continue;
+            if (name.here) name.here->shape = Shape::unknown;
+            if (name.here) name.here->reason = why->reasonHere;
+            if (name.there) name.there->shape = Shape::unknown;
+            if (name.there) name.there->reason = why->reasonThere;
+        }
     }
 
     static void mergeDoubles(std::vector<OnBothSides>& names) {

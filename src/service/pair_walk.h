@@ -18,9 +18,17 @@ struct OnBothSides {
     std::optional<RemoteEntry> there; // its paths are relative to the pair
 };
 
+// A name that is left alone on both sides, with all below it: unknown, so that nothing above it is deleted or
+// moved in one piece. The reasons are for a person, where a side has an item there; "" says nothing.
+struct LeftAlone {
+    std::string reasonHere;
+    std::string reasonThere;
+};
+
 struct PairWalkOptions {
     RemoteLookOptions remote; // `isLeftOut` is also asked by path here
     std::string remoteFolder; // of the pair, in the space
+    std::function<const LeftAlone*(const std::string& key)> leftAlone; // null: it is not
 };
 
 // Visits all names below a folder of the pair, each folder before what is in it; `top` says what the folder

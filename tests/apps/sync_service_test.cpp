@@ -126,6 +126,119 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     EXPECT_EQ(again.end(SIGTERM), 0);
 }
 
+// A pair in another one, through all that could make either take the other's items for deleted.
+TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
+    const fs::path inner = folder / "dir/in";
+    const auto put = [](const fs::path& file, const std::string& content) {
+        fs::create_directories(file.parent_path());
+        std::ofstream(file) << content;
+    };
+    const auto has = [](const fs::path& file, const std::string& content) {
+        return eventually([&] { return contentOf(file) == content; });
+    };
+    const auto areInStep = [](std::size_t pairs) {
+        return eventually([&] {
+            const std::string status = command("status").output;
+            std::size_t count = 0;
+            for (std::size_t at = 0; (at = status.find(": in step", at)) != std::string::npos; ++at)
+                ++count;
+            return count == pairs;
+        });
+    };
+    const auto add = [](const fs::path& local, const std::string& remote) {
+        return command("add " + local.string() + " " + remote);
+    };
+    ASSERT_EQ(command("setup " + servers.storage("sftp")).status, 0);
+    std::optional<support::Program> service;
+    const auto restart = [&service](int signal) {
+        if (service) service->end(signal);
+        service.emplace(std::vector<std::string>{SERVICE_PROGRAM, "run", "--haste", "20"});
+        EXPECT_TRUE(eventuallyStatus("Storage: "));
+    };
+    restart(SIGTERM);
+    for (const char* name : {"one", "two", "dir/three", "dir/four", "dir/in/x", "dir/in/y", "dir/in/z"})
+        put(folder / name, name);
+    ASSERT_EQ(add(folder, "/Pictures").status, 0);
+    EXPECT_TRUE(has(there / "dir/in/z", "dir/in/z"));
+    EXPECT_TRUE(areInStep(1));
+
+    // It comes and goes before the outer one looks, what is in it is deleted here meanwhile, and the service
+    // is killed: all the same nothing follows. The same for what is excluded and included.
+    ASSERT_EQ(command("pause").status, 0);
+    ASSERT_EQ(add(inner, "/Pictures/dir/in").status, 0);
+    EXPECT_EQ(request("excludeSyncPath_", "/Pictures/dir/four"), "()\n");
+    fs::remove(inner / "x");
+    fs::remove(folder / "dir/four");
+    EXPECT_EQ(request("includeSyncPath_", "/Pictures/dir/four"), "()\n");
+    EXPECT_EQ(command("remove " + inner.string()).status, 0);
+    restart(SIGKILL);
+    ASSERT_EQ(command("resume").status, 0);
+    EXPECT_TRUE(has(inner / "x", "dir/in/x"));
+    EXPECT_TRUE(has(folder / "dir/four", "dir/four"));
+
+    // Each has what is its own.
+    ASSERT_EQ(add(inner, "/Pictures/dir/in").status, 0);
+    EXPECT_TRUE(areInStep(2));
+    put(inner / "new", "new");
+    fs::remove(inner / "y");
+    EXPECT_TRUE(has(there / "dir/in/new", "new"));
+    EXPECT_TRUE(eventually([&] { return !fs::exists(there / "dir/in/y"); }));
+    const support::Result crossing = add(folder / "dir", "/Pictures/dir/in/below");
+    EXPECT_EQ(crossing.status, 2);
+    EXPECT_NE(crossing.output.find("in the storage"), std::string::npos) << crossing.output;
+    EXPECT_EQ(add(inner, "/Elsewhere").status, 2);
+    EXPECT_EQ(request("isRemotePathExcluded_isBasePathOfExclusion_withReply_", "/Pictures/dir/in"),
+              "(false, false)\n");
+
+    // What lies around it goes, here and there: it stays, with what it holds.
+    EXPECT_TRUE(areInStep(2));
+    for (const char* name : {"dir/three", "dir/four"})
+        fs::remove(there / name);
+    fs::rename(there / "dir/in", home / "in");
+    fs::remove(there / "dir");
+    EXPECT_EQ(command("resume").status, 0);
+    EXPECT_TRUE(eventually([&] { return !fs::exists(folder / "dir/three"); }));
+    EXPECT_EQ(contentOf(inner / "z"), "dir/in/z");
+    fs::create_directories(there / "dir");
+    fs::rename(home / "in", there / "dir/in");
+    put(folder / "dir/five", "five");
+    EXPECT_TRUE(has(there / "dir/five", "five"));
+    EXPECT_TRUE(areInStep(2));
+    fs::rename(folder / "dir", folder / "moved"); // the inner one is missing now
+    EXPECT_TRUE(has(there / "moved/five", "five"));
+    EXPECT_TRUE(eventually([&] { return !fs::exists(there / "dir/five"); }));
+    EXPECT_EQ(contentOf(there / "dir/in/z"), "dir/in/z");
+    EXPECT_TRUE(has(there / "moved/in/z", "dir/in/z")); // somebody's copy now
+    fs::remove_all(folder / "moved");
+    EXPECT_TRUE(eventually([&] { return !fs::exists(there / "moved"); }));
+    EXPECT_EQ(contentOf(there / "dir/in/z"), "dir/in/z");
+
+    // Without it the outer one begins with a first sync there.
+    EXPECT_EQ(command("remove " + inner.string()).status, 0);
+    EXPECT_TRUE(has(inner / "z", "dir/in/z"));
+    EXPECT_TRUE(has(inner / "new", "new"));
+    EXPECT_TRUE(areInStep(1));
+    fs::remove(inner / "z");
+    EXPECT_TRUE(eventually([&] { return !fs::exists(there / "dir/in/z"); }));
+    put(inner / "later", "later"); // it is watched
+    EXPECT_TRUE(has(there / "dir/in/later", "later"));
+
+    // In it on one side alone: its place on the other is nobody's.
+    ASSERT_EQ(add(home / "state", "/Pictures/dir/apart").status, 2);
+    fs::create_directories(home / "Apart");
+    put(folder / "dir/apart/mine", "mine");
+    EXPECT_TRUE(has(there / "dir/apart/mine", "mine"));
+    ASSERT_EQ(add(home / "Apart", "/Pictures/dir/apart").status, 0);
+    EXPECT_TRUE(has(home / "Apart/mine", "mine"));
+    EXPECT_TRUE(areInStep(2));
+    fs::remove(home / "Apart/mine");
+    EXPECT_TRUE(eventually([&] { return !fs::exists(there / "dir/apart/mine"); }));
+    EXPECT_TRUE(areInStep(2));
+    EXPECT_EQ(contentOf(folder / "dir/apart/mine"), "mine");
+    EXPECT_NE(command("problems").output.find("dir/apart"), std::string::npos) << command("problems").output;
+    EXPECT_EQ(service->end(SIGTERM), 0);
+}
+
 TEST_F(SyncService, BringsSingleItemsUpAndDownAndWritesASnapshotOfTheSpace) {
     const fs::path docs = servers.files("sftp") / "Docs";
     const fs::path own = home / "state/tsyncquenz";
