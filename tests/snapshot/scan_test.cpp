@@ -152,11 +152,10 @@ TEST(Scan, GoesOnPastTrouble) {
     for (unsigned threads : {1U, 4U}) {
         Tree root = makeRoot();
         bool isWhole = true;
-        takeSnapshot(directory.path().c_str(), root.get(), &options, threads, Callback::mayAct, &isWhole);
+        takeSnapshot(directory.path().c_str(), root.get(), &options, {.threads = threads}, &isWhole);
         EXPECT_FALSE(isWhole);
         EXPECT_EQ(linesOf(root.get()), (Lines{"/locked 1", "/open 1", "/open/inside 2"}));
-        takeSnapshot(directory.path("open").c_str(), root.get(), &options, threads, Callback::mayAct,
-                     &isWhole);
+        takeSnapshot(directory.path("open").c_str(), root.get(), &options, {.threads = threads}, &isWhole);
         EXPECT_TRUE(isWhole);
     }
     ASSERT_EQ(seteuid(user), 0);
@@ -220,7 +219,7 @@ TEST(Scan, HelpersChangeNothing) {
     options.recursive = 1;
     auto withThreads = [&](unsigned threads, const std::string& path) {
         Tree root = makeRoot();
-        takeSnapshot(path.c_str(), root.get(), &options, threads);
+        takeSnapshot(path.c_str(), root.get(), &options, {.threads = threads});
         return linesOf(root.get());
     };
     for (unsigned threads : {1U, 2U, 5U, 16U})
@@ -230,7 +229,7 @@ TEST(Scan, HelpersChangeNothing) {
     options.callback = Watched::callback;
     options.callbackContext = &watched;
     Tree root = makeRoot();
-    takeSnapshot(directory.path().c_str(), root.get(), &options, 4, Callback::onlyWatches);
+    takeSnapshot(directory.path().c_str(), root.get(), &options, {4, Callback::onlyWatches});
     EXPECT_EQ(linesOf(root.get()), expected);
     EXPECT_EQ(watched.asked.size(), expected.size());
     options = {};

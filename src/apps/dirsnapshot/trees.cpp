@@ -114,8 +114,8 @@ LoadedTree scanDirectory(const std::string& path, bool recursive) {
     LoadedTree tree;
     bool isWhole = false;
     tree.root = snapshot::emptyTree();
-    snapshot::takeSnapshot(absolute.c_str(), tree.root.get(), &options, snapshot::kScanThreads,
-                           snapshot::Callback::onlyWatches, &isWhole);
+    snapshot::takeSnapshot(absolute.c_str(), tree.root.get(), &options,
+                           {.callback = snapshot::Callback::onlyWatches}, &isWhole);
     progress.clear();
     tree.complete = isComplete(path, absolute, tree.root.get(), recursive, isWhole);
     return tree;

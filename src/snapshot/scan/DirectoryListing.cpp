@@ -24,16 +24,20 @@ uint64_t prefixOf(const char* name, size_t length) {
     return prefix;
 }
 
+// Names that one answer may hold, roughly.
+constexpr size_t kAnswersAtOnce = 1'000;
+
 bool isDotOrDotDot(const char* name) {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
 } // namespace
 
-bool DirectoryListing::read(int directory) {
+bool DirectoryListing::read(int directory, Asking::Thread* asking) {
     clear();
-    const int error = forEachEntry(directory, [this](const dirent64& entry) {
-        if (!isDotOrDotDot(entry.d_name)) add(entry.d_name);
+    const int error = forEachEntry(directory, [this, asking](const dirent64& entry) {
+        if (!isDotOrDotDot(entry.d_name)) add(entry.d_name, entry.d_type == DT_DIR);
+        if (asking != nullptr && _names.size() % kAnswersAtOnce == 0) asking->answered();
         return true;
     });
     if (error != 0) clear();
@@ -43,9 +47,9 @@ bool DirectoryListing::read(int directory) {
 
 bool DirectoryListing::isGone(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
 
-void DirectoryListing::add(const char* name) {
+void DirectoryListing::add(const char* name, bool isDirectory) {
     size_t length = strlen(name);
-    _names.push_back({prefixOf(name, length), _bytes.size(), length});
+    _names.push_back({prefixOf(name, length), _bytes.size(), static_cast<uint32_t>(length), isDirectory});
     _bytes.insert(_bytes.end(), name, name + length + 1);
 }
 
@@ -57,10 +61,16 @@ void DirectoryListing::sort() {
     });
 }
 
-void DirectoryListing::examine(int directory) {
-    _statuses.resize(_names.size());
-    for (size_t i = 0; i < _names.size(); i++)
+void DirectoryListing::examine(int directory, Asking::Thread* asking) {
+    prepareToExamine();
+    examine(directory, 0, _names.size(), asking);
+}
+
+void DirectoryListing::examine(int directory, size_t from, size_t to, Asking::Thread* asking) {
+    for (size_t i = from; i < to; i++) {
         _statuses[i] = statusOf(directory, _bytes.data() + _names[i].start);
+        if (asking != nullptr) asking->itemExamined();
+    }
 }
 
 DirectoryListing::Status DirectoryListing::statusOf(int directory, const char* path) {

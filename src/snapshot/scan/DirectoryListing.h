@@ -1,6 +1,8 @@
 // What one directory holds, read and examined in few system calls.
 #pragma once
 
+#include "snapshot/scan/Asking.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -22,14 +24,19 @@ class DirectoryListing {
     };
 
     // Reads the names from an open directory. False, and an empty listing, when that fails; one that is gone
-    // meanwhile is merely empty.
-    bool read(int directory);
+    // meanwhile is merely empty. Here and below `asking`, if any, is told of answers.
+    bool read(int directory, Asking::Thread* asking = nullptr);
 
     // Whether an error of the system says that what was a directory no longer is one.
     static bool isGone(int error);
 
     // Examines every entry relative to the open directory.
-    void examine(int directory);
+    void examine(int directory, Asking::Thread* asking = nullptr);
+
+    // The same by several threads, each with entries of its own: first room for all, then those from a
+    // position up to another.
+    void prepareToExamine() { _statuses.resize(_names.size()); }
+    void examine(int directory, size_t from, size_t to, Asking::Thread* asking);
 
     // Examines one path relative to an open directory (or AT_FDCWD), without following links.
     static Status statusOf(int directory, const char* path);
@@ -43,14 +50,18 @@ class DirectoryListing {
     }
     const Status& status(size_t position) const { return _statuses[position]; }
 
+    // Whether reading the names showed already that it is a directory; not every file system tells.
+    bool isKnownDirectory(size_t position) const { return _names[position].isDirectory; }
+
   private:
     struct Name {
         uint64_t prefix; // the first eight bytes as a big-endian number, which orders as they do
         size_t start;    // in _bytes
-        size_t length;
+        uint32_t length;
+        bool isDirectory;
     };
 
-    void add(const char* name);
+    void add(const char* name, bool isDirectory);
     void sort();
 
     std::vector<Name> _names;

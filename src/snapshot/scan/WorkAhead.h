@@ -3,10 +3,16 @@
 // The scan walks the tree on its own thread and in its own order; for each directory it comes to, it asks for
 // the listing. Helper threads read and examine directories that it will come to, the nearest first; what is
 // not ready when it is asked for is read on the asking thread, which also takes other directories while a
-// helper is at the one it needs. No helper is started before a tree has shown some size.
+// helper is at the one it needs. No helper is started before a tree has shown some size, or its disk that it
+// is slow.
+//
+// Where answers are slow, what a directory's names show is used before its entries are examined: directories
+// among them are begun with, and threads that find no other directory share in the examining.
 #pragma once
 
+#include "snapshot/scan/Asking.h"
 #include "snapshot/scan/DirectoryListing.h"
+#include "snapshot/scan/Pace.h"
 
 #include <condition_variable>
 #include <memory>
@@ -21,7 +27,8 @@ class WorkAhead {
   public:
     // One directory. From take() on it belongs to its taker; before that only this class looks into it.
     struct Directory {
-        explicit Directory(std::string absolutePath) : path(std::move(absolutePath)) {}
+        Directory(std::string absolutePath, size_t positionAbove)
+            : path(std::move(absolutePath)), position(positionAbove) {}
 
         const std::string path;
         DirectoryListing listing; // empty when the directory cannot be read
@@ -31,13 +38,18 @@ class WorkAhead {
 
       private:
         friend class WorkAhead;
-        enum class State { waiting, beingRead, read };
-        State state = State::waiting; // guarded by the mutex
-        bool followsLink = false;     // for the top: its path may be a link
+        enum class State { isNew, waiting, beingRead, read };
+        const size_t position;      // in the listing of the directory above
+        bool followsLink = false;   // for the top: its path may be a link
+        int descriptor = -1;        // while it is being read
+        State state = State::isNew; // guarded by the mutex, as the next
+        size_t nextEntry = 0;       // while it is shared: the first that nobody examines yet
+        unsigned examining = 0;     // threads that examine its entries
     };
 
-    // `threads` is how many may read at a time, the caller's included.
-    explicit WorkAhead(unsigned threads) : _threads(threads) {}
+    // `threads` is how many may read at a time, the caller's included, at most Asking::kMostThreads; 0 goes
+    // by the answers. `asking`, if any, shows what they are at; the caller's thread is the first.
+    explicit WorkAhead(unsigned threads, Asking* asking = nullptr) : _asking(asking), _pace(threads) {}
     ~WorkAhead();
     WorkAhead(const WorkAhead&) = delete;
     WorkAhead& operator=(const WorkAhead&) = delete;
@@ -50,21 +62,40 @@ class WorkAhead {
     void take(Directory& directory);
 
   private:
-    void help();
-    static bool read(Directory& directory);
-    void readUnlocked(std::unique_lock<std::mutex>& lock, Directory& directory, bool isHelper);
+    using Lock = std::unique_lock<std::mutex>;
+    using Directories = std::vector<std::unique_ptr<Directory>>;
+
+    // All under the lock, which they let go of while the disk is asked, but for the last three.
+    void help(unsigned thread);
+    bool hasWork() const;
+    bool doOther(Lock& lock, unsigned thread);
+    void read(Lock& lock, Directory& directory, unsigned thread);
+    bool tryToRead(Lock& lock, Directory& directory, unsigned thread);
+    void share(Lock& lock, Directory& directory, unsigned thread);
+    void examinePieces(Lock& lock, Directory& directory, unsigned thread);
+    void conclude(Directory& directory, Directories unexpected);
+    void letOthersRead(const Directories& directories);
+    void note(Pace::Duration taken, size_t questions);
     void startHelpers();
+    static bool readNames(Directory& directory, Asking::Thread* asking);
+    static Directories finish(Directory& directory);
+    Asking::Thread* asking(unsigned thread) const;
 
-    unsigned _threads; // 1 once no further helper is to be tried
-    std::vector<std::thread> _helpers;
-    size_t _entriesTaken = 0; // by the scan's own thread; decides when helpers start
+    Asking* const _asking;
+    std::vector<std::thread> _helpers; // the scan's own thread alone looks at these three
+    size_t _entriesTaken = 0;          // decides when helpers start
+    bool _cannotStart = false;         // no further helper is to be tried
 
-    std::mutex _mutex;                // guards everything below, and the state of each directory
-    std::condition_variable _hasWork; // for helpers
-    std::condition_variable _hasRead; // for the scan's thread
-    std::vector<Directory*> _waiting; // the nearest last
-    size_t _entriesAhead = 0;         // read and not yet taken
-    unsigned _helpersReading = 0;
+    std::mutex _mutex;                 // guards everything below, and the state of each directory
+    std::condition_variable _hasWork;  // for helpers
+    std::condition_variable _isWanted; // for helpers that are too many for the pace
+    std::condition_variable _hasRead;  // for the scan's thread
+    std::vector<Directory*> _waiting;  // the nearest last
+    std::vector<Directory*> _shared;   // with entries that nobody examines yet; the latest last
+    Directories _unexpected;           // begun with, and no directories any more when they were examined
+    Pace _pace;
+    size_t _entriesAhead = 0; // read and not yet taken
+    unsigned _helpersAtWork = 0;
     bool _stops = false; // helpers end: the scan is over, or the process has no descriptors left for them
 };
 

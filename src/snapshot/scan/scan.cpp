@@ -33,9 +33,11 @@ int openDirectory(int at, const char* path, int flags) {
 class Scan {
   public:
     // Threads beside the caller's are used only where a callback cannot tell.
-    Scan(DSSnapshotOptions* options, unsigned threads, Callback callback) : _options(options) {
-        bool cannotTell = options->callback == nullptr || callback == Callback::onlyWatches;
-        if (threads > 1 && cannotTell && options->recursive == 1) _ahead.emplace(threads);
+    Scan(DSSnapshotOptions* options, const Reading& reading)
+        : _options(options), _asking(reading.asking != nullptr ? reading.asking->threads.data() : nullptr) {
+        bool cannotTell = options->callback == nullptr || reading.callback == Callback::onlyWatches;
+        if (reading.threads != 1 && cannotTell && options->recursive == 1)
+            _ahead.emplace(reading.threads, reading.asking);
     }
 
     // False when something was left out: a path that is too long, or a directory that cannot be read.
@@ -51,12 +53,13 @@ class Scan {
         if (_ahead)
             enter(node, path.size(), _ahead->top(dirPath));
         else
-            enter(node, path.size(), openDirectory(AT_FDCWD, dirPath, 0));
+            enter(node, path.size(), openTop(dirPath));
         while (_depth > 0) {
             Level& level = _levels[_depth - 1];
             if (level.next == level.entries->count() || !visit(level, level.next++)) leave();
         }
         if (auto* context = progressContext()) context->currentPath = nullptr;
+        if (_asking != nullptr) _asking->end();
         return _isWhole;
     }
 
@@ -108,9 +111,9 @@ class Scan {
             level.listing.clear();
             return;
         }
-        if (!level.listing.read(directory)) _isWhole = false;
+        if (!level.listing.read(directory, _asking)) _isWhole = false;
         // With a callback, an entry is examined only after its call.
-        if (_options->callback == nullptr) level.listing.examine(directory);
+        if (_options->callback == nullptr) level.listing.examine(directory, _asking);
         if (_depth > kOpenLevels) closeDirectory(level);
     }
 
@@ -161,9 +164,15 @@ class Scan {
         return true;
     }
 
+    int openTop(const char* path) {
+        if (_asking != nullptr) _asking->begin(path);
+        return openDirectory(AT_FDCWD, path, 0);
+    }
+
     // Opens the directory whose path is in _path, gives up descriptors of its own when the process has none
     // left.
     int openBelow(const Level& level, const char* name) {
+        if (_asking != nullptr) _asking->begin(_path);
         int directory = level.directory >= 0 ? openDirectory(level.directory, name, O_NOFOLLOW)
                                              : openDirectory(AT_FDCWD, _path, O_NOFOLLOW);
         if (directory >= 0 || (errno != EMFILE && errno != ENFILE)) return directory;
@@ -173,7 +182,8 @@ class Scan {
     }
 
     DSSnapshotOptions* _options;
-    std::deque<Level> _levels; // the first _depth are in use; the others keep their memory for later
+    Asking::Thread* const _asking; // of this thread, or NULL
+    std::deque<Level> _levels;     // the first _depth are in use; the others keep their memory for later
     size_t _depth = 0;
     NodeStore _nodes;
     std::optional<WorkAhead> _ahead;
@@ -184,17 +194,17 @@ class Scan {
 } // namespace
 
 DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOptions* options) {
-    return takeSnapshot(dirPath, node, options, kScanThreads);
+    return takeSnapshot(dirPath, node, options, Reading{});
 }
 
-DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads,
-                     Callback callback, bool* isWhole) {
+DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, const Reading& reading,
+                     bool* isWhole) {
     DSSnapshotOptions none = {};
     bool whole = false;
     if (dirPath == nullptr || dirPath[0] != '/')
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
     else
-        whole = Scan(options != nullptr ? options : &none, threads, callback).run(dirPath, node);
+        whole = Scan(options != nullptr ? options : &none, reading).run(dirPath, node);
     if (isWhole != nullptr) *isWhole = whole;
     return node;
 }

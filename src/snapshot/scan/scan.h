@@ -3,6 +3,7 @@
 #pragma once
 
 #include "snapshot/DSSnapshot.h"
+#include "snapshot/scan/Asking.h"
 
 #include <dirent.h>
 
@@ -11,20 +12,24 @@ namespace snapshot {
 // Scans a directory into a node, behind the children that it has, and returns the node.
 DSNode* _takeSnapshotWithOptions(const char* dirPath, DSNode* node, DSSnapshotOptions* options);
 
-// Threads of a scan, the caller's included. Far more than there are processors: a disk that is not in the
-// cache is read the faster the more requests it has, and where all is in the cache they cost next to nothing.
-inline constexpr unsigned kScanThreads = 16;
-
 // What a callback may do. Where it only watches, entries may be examined before its call, and a result that
 // would stop may have no effect.
 enum class Callback { mayAct, onlyWatches };
 
-// The same with a choice of how many threads may examine entries at a time, the caller's included: 1 keeps
-// all on the caller's thread. The result does not depend on it. `isWhole`, if any, tells whether nothing
-// was left out: a path that is too long, with what is below it, or what a directory that cannot be read
-// holds. For the tools and the benchmarks.
-DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, unsigned threads,
-                     Callback callback = Callback::mayAct, bool* isWhole = nullptr);
+// How a scan reads. The result does not depend on it.
+struct Reading {
+    // How many threads may examine entries at a time, the caller's included, at most Asking::kMostThreads: 1
+    // keeps all on the caller's thread, 0 goes by how long the disk takes to answer (Pace.h).
+    unsigned threads = 0;
+    Callback callback = Callback::mayAct;
+    Asking* asking = nullptr; // shows others what the threads are at, if any
+};
+
+// The same with a choice of how it reads. `isWhole`, if any, tells whether nothing was left out: a path that
+// is too long, with what is below it, or what a directory that cannot be read holds. For the tools and the
+// benchmarks.
+DSNode* takeSnapshot(const char* dirPath, DSNode* node, DSSnapshotOptions* options, const Reading& reading,
+                     bool* isWhole = nullptr);
 
 // The same, recursive, without a callback, and with the digest flag set.
 DSNode* _takeSnapshot(const char* dirPath, DSNode* root, DSList* patterns);
