@@ -1,3 +1,5 @@
+#include "bench/snapshot/slow_disk.h"
+#include "snapshot/scan/Pace.h"
 #include "snapshot/scan/scan.h"
 #include "tests/snapshot/support.h"
 
@@ -202,6 +204,28 @@ TEST(Scan, DeepTree) {
     EXPECT_EQ(watched.asked.size(), linesOf(plain.get()).size());
 }
 
+TEST(Pace, GoesByTheAnswers) {
+    using std::chrono::microseconds;
+    Pace pace(0);
+    const unsigned few = pace.threads();
+    const auto threadsAfter = [&](int each, int questions) {
+        pace.note(each * questions * microseconds(1), static_cast<size_t>(questions));
+        return pace.threads();
+    };
+    EXPECT_EQ(threadsAfter(100, 3), few) << "too few questions to tell";
+    EXPECT_EQ(threadsAfter(4000, 3), 16U);
+    EXPECT_EQ(pace.piece(), 1U);
+    EXPECT_EQ(threadsAfter(36, 16), 16U) << "more than half of them would do";
+    EXPECT_EQ(threadsAfter(32, 16), 8U);
+    EXPECT_EQ(threadsAfter(44, 16), 11U);
+    EXPECT_FALSE(pace.isSlow());
+    EXPECT_EQ(threadsAfter(1, 1000), few);
+    Pace fixed(3);
+    fixed.note(microseconds(100'000), 10);
+    EXPECT_EQ(fixed.threads(), 3U);
+    EXPECT_TRUE(fixed.isSlow());
+}
+
 // Helpers start once a tree has shown some size; what they read is what one thread reads.
 TEST(Scan, HelpersChangeNothing) {
     support::TemporaryFolder directory;
@@ -224,6 +248,10 @@ TEST(Scan, HelpersChangeNothing) {
     };
     for (unsigned threads : {1U, 2U, 5U, 16U})
         EXPECT_EQ(withThreads(threads, directory.path() + "/"), expected) << threads;
+    bench::setTimeOfAnswer(std::chrono::microseconds(100)); // so slow that they share directories
+    for (unsigned threads : {0U, 3U})
+        EXPECT_EQ(withThreads(threads, directory.path()), expected) << threads;
+    bench::setTimeOfAnswer({});
     Watched watched; // a callback that lets helpers work
     watched.base = directory.path();
     options.callback = Watched::callback;

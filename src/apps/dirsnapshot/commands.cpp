@@ -1,5 +1,7 @@
 #include "apps/dirsnapshot/commands.h"
 
+#include "apps/dirsnapshot/SignalsAfterwards.h"
+#include "apps/dirsnapshot/looking.h"
 #include "apps/dirsnapshot/output.h"
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/file_attributes.h"
@@ -113,8 +115,10 @@ ExitCode answer(const char* key, bool isTrue, const char* yes, const char* no, b
 } // namespace
 
 ExitCode scan(const std::string& directory, const Source& target, bool recursive) {
+    looking().earlier = target.path;
     LoadedTree tree = scanDirectory(directory, recursive);
     if (tree.root == nullptr) return kTrouble;
+    const SignalsAfterwards signals;
     bool saved = saveSnapshot(tree.root.get(), target.path, target.type);
     return codeOf(saved && tree.complete);
 }
@@ -124,6 +128,7 @@ ExitCode scanSince(const std::string& directory, const Source& target, const Sou
     snapshot::Evidence evidence;
     LoadedTree tree = lookAgain(directory, older.path, older.type, structureOnly, evidence);
     if (tree.root == nullptr) return kTrouble;
+    const SignalsAfterwards signals;
     const bool saved = saveSnapshot(tree.root.get(), target.path, target.type);
     return codeOf(saved && saveEvidence(evidence, target.path) && tree.complete);
 }
@@ -238,6 +243,7 @@ ExitCode convert(const Source& from, const Source& to) {
         complain(to.path, "not written, since a part would be missing");
         return kTrouble;
     }
+    const SignalsAfterwards signals;
     return codeOf(saveSnapshot(tree.root.get(), to.path, to.type));
 }
 

@@ -2,6 +2,7 @@
 
 #include "apps/completion.h"
 #include "apps/dirsnapshot/commands.h"
+#include "apps/dirsnapshot/looking.h"
 #include "apps/dirsnapshot/output.h"
 #include "apps/dirsnapshot/size_commands.h"
 
@@ -120,6 +121,7 @@ class CommandLine {
         subcommand->add_option("PATH", _is.path, "An item of the snapshot; / is its root")
             ->capture_default_str();
         addType(subcommand, "--type", _is.from, kReadType);
+        addLookingOptions(subcommand);
     }
     void addJson(CLI::App* subcommand, const char* about) { subcommand->add_flag("--json", _is.json, about); }
 
@@ -147,6 +149,7 @@ class CommandLine {
                        "Look at directories alone: what was added, removed or renamed is found, a file "
                        "that was written in place keeps its old size and times")
             ->needs(since);
+        addLookingOptions(scanning);
     }
     void addList() {
         CLI::App* listing = add("ls", "List what a snapshot holds below a directory.", [this] {
@@ -174,6 +177,7 @@ class CommandLine {
             ->required();
         comparing->add_option("NEW", _is.second, "The newer one")->required();
         addType(comparing, "--type", _is.from, kReadType);
+        addLookingOptions(comparing);
         addJson(comparing, "Print {\"added\":[],\"deleted\":[],\"modified\":[],\"unchanged\":[]}; with "
                            "--hashes each item as {\"path\",\"size\",\"type\"}, and no unchanged ones");
 

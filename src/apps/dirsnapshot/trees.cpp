@@ -1,8 +1,11 @@
 #include "apps/dirsnapshot/trees.h"
 
+#include "apps/dirsnapshot/looking.h"
+#include "snapshot/scan/quick_look.h"
 #include "snapshot/scan/scan.h"
 #include "snapshot/stores/database.h"
 #include "snapshot/stores/flat_file.h"
+#include "snapshot/stores/item_counts.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -16,23 +19,25 @@ namespace dirsnapshot_tool {
 
 namespace {
 
-// Counts entries for whoever watches the terminal.
-struct Progress {
-    DSScanProgressContext context{}; // first: the scan knows only this
-    unsigned long long entries = 0;
+using snapshot::Asking;
 
-    static int32_t entered(void* context) {
-        auto* progress = static_cast<Progress*>(context);
-        if (++progress->entries % 1000 == 0) fprintf(stderr, "\r%llu entries", progress->entries);
-        return 0;
-    }
-    void clear() const {
-        if (entries >= 1000) fputs("\r\033[K", stderr);
-    }
-};
+std::string absolute(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::absolute(path, error);
+}
+
+// Otherwise after a message.
+bool isDirectory(const std::string& path, Asking& asking) {
+    asking.threads[0].begin(path);
+    std::error_code error;
+    const bool isOne = std::filesystem::is_directory(path, error);
+    asking.threads[0].end();
+    if (!isOne) complain(path, error ? error.message() : strerror(ENOTDIR));
+    return isOne;
+}
 
 // The scan records a directory that it cannot read as an empty one; this says so for each.
-bool allReadable(const std::string& path, const DSNode* root, bool recursive) {
+bool allReadable(const std::string& path, const DSNode* root, bool recursive, Asking& asking) {
     bool readable = true;
     std::vector<const DSNode*> left{root};
     while (!left.empty()) {
@@ -42,31 +47,21 @@ bool allReadable(const std::string& path, const DSNode* root, bool recursive) {
             left.push_back(snapshot::childAt(node, i));
         if (node->type != DSNodeTypeDirectory || node->children->count > 0) continue;
         const snapshot::Text full(DSNodeCreateStringWithFullPathAndBasePath(node, path.c_str()));
+        if (full) asking.threads[0].begin(full.get());
         if (full && access(full.get(), R_OK | X_OK) != 0 && errno != ENOENT) {
             complain(full.get(), strerror(errno));
             readable = false;
         }
     }
+    asking.threads[0].end();
     return readable;
 }
 
 // Whether all of a scan is in the tree; what is missing is said.
-bool isComplete(const std::string& path, const std::string& absolute, const DSNode* root, bool recursive,
-                bool isWhole) {
-    if (!allReadable(absolute, root, recursive)) return false;
+bool isComplete(const std::string& path, const DSNode* root, bool recursive, bool isWhole, Asking& asking) {
+    if (!allReadable(absolute(path), root, recursive, asking)) return false;
     if (!isWhole) complain(path, "only a part could be read");
     return isWhole;
-}
-
-// Empty after a message.
-std::string absoluteDirectory(const std::string& path) {
-    std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(path, error);
-    if (!error && !std::filesystem::is_directory(absolute, error) && !error)
-        error = std::make_error_code(std::errc::not_a_directory);
-    if (!error) return absolute;
-    complain(path, error.message());
-    return {};
 }
 
 // A database may be named as the file that it is: "s.db" is the one of the snapshot "s".
@@ -102,37 +97,43 @@ void complain(std::string_view subject, std::string_view what) {
 }
 
 LoadedTree scanDirectory(const std::string& path, bool recursive) {
-    const std::string absolute = absoluteDirectory(path);
-    if (absolute.empty()) return {};
-    Progress progress;
-    DSSnapshotOptions options{};
-    options.recursive = recursive ? 1 : 0;
-    if (isatty(STDERR_FILENO) != 0) {
-        options.callback = Progress::entered;
-        options.callbackContext = &progress;
-    }
-    LoadedTree tree;
-    bool isWhole = false;
-    tree.root = snapshot::emptyTree();
-    snapshot::takeSnapshot(absolute.c_str(), tree.root.get(), &options,
-                           {.callback = snapshot::Callback::onlyWatches}, &isWhole);
-    progress.clear();
-    tree.complete = isComplete(path, absolute, tree.root.get(), recursive, isWhole);
-    return tree;
+    return take([&](Asking& asking) -> LoadedTree {
+        if (!isDirectory(path, asking)) return {};
+        DSSnapshotOptions options{};
+        options.recursive = recursive ? 1 : 0;
+        LoadedTree tree;
+        bool isWhole = false;
+        tree.root = snapshot::emptyTree();
+        snapshot::takeSnapshot(absolute(path).c_str(), tree.root.get(), &options,
+                               {.threads = looking().threads, .asking = &asking}, &isWhole);
+        tree.complete = isComplete(path, tree.root.get(), recursive, isWhole, asking);
+        return tree;
+    });
 }
 
 LoadedTree lookAgain(const std::string& path, const std::string& older, const StoreType& type,
                      bool structureOnly, snapshot::Evidence& evidence) {
-    const std::string absolute = absoluteDirectory(path);
-    if (absolute.empty()) return {};
-    LoadedTree tree;
-    if (isThere(older)) tree = loadSnapshot(older, type);
-    if (tree.root == nullptr || !tree.complete) tree.root = snapshot::emptyTree();
-    evidence.reset(DSEvidenceLoad(evidenceOf(older).c_str(), tree.root.get()));
-    const int32_t look = structureOnly ? DSQuickLookStructure : DSQuickLookItems;
-    const bool isWhole = DSNodeLookAgain(tree.root.get(), evidence.get(), absolute.c_str(), look) == 0;
-    tree.complete = isComplete(path, absolute, tree.root.get(), true, isWhole);
-    return tree;
+    LoadedTree known;
+    if (isThere(older)) known = loadSnapshot(older, type);
+    if (known.root == nullptr || !known.complete) known.root = snapshot::emptyTree();
+    evidence.reset(DSEvidenceLoad(evidenceOf(older).c_str(), known.root.get()));
+    return take(
+        [&](Asking& asking) -> LoadedTree {
+            if (!isDirectory(path, asking)) return {};
+            LoadedTree tree = std::move(known);
+            const bool isWhole = snapshot::lookAgain(tree.root.get(), evidence.get(), absolute(path).c_str(),
+                                                     structureOnly ? DSQuickLookStructure : DSQuickLookItems,
+                                                     {.threads = looking().threads, .asking = &asking}) == 0;
+            tree.complete = isComplete(path, tree.root.get(), true, isWhole, asking);
+            return tree;
+        },
+        &evidence);
+}
+
+uint64_t roughlyItemsOf(const std::string& snapshot) {
+    if (snapshot.empty()) return 0;
+    const uint64_t known = snapshot::itemsInEvidence(evidenceOf(snapshot).c_str());
+    return known > 0 ? known : snapshot::roughlyItemsInFlatFile(snapshot.c_str());
 }
 
 bool saveEvidence(const snapshot::Evidence& evidence, const std::string& path) {
@@ -145,6 +146,7 @@ bool saveEvidence(const snapshot::Evidence& evidence, const std::string& path) {
 
 LoadedTree loadSnapshot(const std::string& named, const StoreType& type) {
     LoadedTree tree;
+    if (looking().earlier.empty()) looking().earlier = named;
     const bool isNamedItself = type != "flat" && withoutSuffix(named) != named && isDatabaseFile(named);
     const std::string path = isNamedItself ? withoutSuffix(named) : named;
     const bool inDatabase =
@@ -162,9 +164,13 @@ LoadedTree loadSnapshot(const std::string& named, const StoreType& type) {
 }
 
 LoadedTree scanOrLoad(const std::string& path, const StoreType& type) {
-    std::error_code error;
-    bool isDirectory = std::filesystem::is_directory(path, error);
-    return isDirectory ? scanDirectory(path, true) : loadSnapshot(path, type);
+    const int isDirectory = ask([&](Asking& asking) {
+        asking.threads[0].begin(path);
+        std::error_code error;
+        return std::filesystem::is_directory(path, error) ? 1 : 0;
+    });
+    if (isDirectory < 0) return {};
+    return isDirectory == 1 ? scanDirectory(path, true) : loadSnapshot(path, type);
 }
 
 bool saveSnapshot(const DSNode* root, const std::string& named, const StoreType& type) {

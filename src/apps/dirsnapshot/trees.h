@@ -4,6 +4,7 @@
 
 #include "snapshot/tree/cxx.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -18,7 +19,7 @@ struct LoadedTree {
     bool complete = false; // whether all of the source is in the tree
 };
 
-// A snapshot of a directory, with progress on standard error while that is a terminal.
+// A snapshot of a directory, in the way that looking.h has it.
 LoadedTree scanDirectory(const std::string& path, bool recursive);
 
 // The same by a look that takes from an older snapshot, and the evidence beside it, what cannot have changed.
@@ -28,6 +29,9 @@ LoadedTree lookAgain(const std::string& path, const std::string& older, const St
 
 // Beside the store, for the next look. Said on standard error when it cannot be written.
 bool saveEvidence(const snapshot::Evidence& evidence, const std::string& path);
+
+// About how many items a stored snapshot holds, without reading it; 0 when that does not show.
+uint64_t roughlyItemsOf(const std::string& snapshot);
 
 LoadedTree loadSnapshot(const std::string& path, const StoreType& type);
 

@@ -19,7 +19,7 @@ struct Asking {
     // Written by one thread alone.
     struct Thread {
         std::atomic<uint64_t> items{0};   // that were examined
-        std::atomic<uint64_t> answers{0}; // beside those
+        std::atomic<uint64_t> answers{0}; // beside those, each directory that was begun with included
         std::atomic<bool> isAsking{false};
         std::array<char, DSNodePathCapacity> directory{}; // valid while its thread is known to stand still
 
@@ -27,6 +27,7 @@ struct Asking {
             const size_t length = std::min(path.size(), directory.size() - 1);
             std::copy_n(path.data(), length, directory.data());
             directory[length] = '\0';
+            answered();
             isAsking.store(true, std::memory_order_release);
         }
         void end() { isAsking.store(false, std::memory_order_release); }

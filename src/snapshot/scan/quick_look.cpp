@@ -1,5 +1,6 @@
 // The look behind DSQuickLook.h: a walk over the tree that is known, which asks the disk where it may differ.
-#include "snapshot/DSQuickLook.h"
+#include "snapshot/scan/quick_look.h"
+
 #include "snapshot/scan/DirectoryListing.h"
 #include "snapshot/tree/Evidence.h"
 #include "snapshot/tree/NodeStore.h"
@@ -70,7 +71,8 @@ class Opened {
 
 class QuickLook {
   public:
-    QuickLook(DSEvidence& evidence, bool structureOnly) : _old(evidence), _structureOnly(structureOnly) {
+    QuickLook(DSEvidence& evidence, bool structureOnly, Asking::Thread* asking)
+        : _old(evidence), _structureOnly(structureOnly), _asking(asking) {
         timespec now;
         clock_gettime(CLOCK_REALTIME, &now);
         _new.begun = nanoseconds(now);
@@ -85,10 +87,12 @@ class QuickLook {
         }
         if (path.ends_with('/')) path.remove_suffix(1);
         memcpy(_path, path.data(), path.size());
+        if (_asking != nullptr) _asking->begin(path);
         struct statx status;
         const bool isThere = look(AT_FDCWD, wholePath(path.size()), 0, status);
         const EvidenceRecord now = isThere ? recordOf(status) : EvidenceRecord{};
         directory(root, path.size(), {root, _old.records.empty() ? kNone : 0, now});
+        if (_asking != nullptr) _asking->end();
         std::swap(_old, _new);
         return isThere && _isWhole;
     }
@@ -107,6 +111,7 @@ class QuickLook {
     void directory(DSNode* node, size_t pathEnd, const Item& item) {
         const size_t record = _new.records.size();
         _new.records.push_back(item.now);
+        if (_asking != nullptr) _asking->begin(wholePath(pathEnd));
         std::vector<Item> children;
         if (isAsBefore(item)) {
             believe(node, pathEnd, item.known, children);
@@ -155,6 +160,7 @@ class QuickLook {
                     children.push_back({nullptr, child.known, {}});
                 else
                     children.back().now.count++;
+                if (_asking != nullptr) _asking->itemExamined(); // as far as this look goes
                 continue;
             }
             const bool fits = pathEnd + 1 + child.node->_nameLength < DSNodePathCapacity;
@@ -185,7 +191,7 @@ class QuickLook {
         DirectoryListing listing;
         Opened opened(wholePath(pathEnd), O_RDONLY);
         const int descriptor = opened.descriptor();
-        bool isWhole = descriptor < 0 ? DirectoryListing::isGone(errno) : listing.read(descriptor);
+        bool isWhole = descriptor < 0 ? DirectoryListing::isGone(errno) : listing.read(descriptor, _asking);
         children.reserve(listing.count());
         for (size_t i = 0; i < listing.count(); i++) {
             const std::string_view name = listing.name(i);
@@ -224,6 +230,7 @@ class QuickLook {
     // Gives the node, a new one where there is none, what is seen. False when the item is not there, or of a
     // kind that is not recorded.
     bool lookAt(Opened& directory, Item& item, std::string_view name = {}) {
+        if (_asking != nullptr) _asking->itemExamined();
         struct statx status;
         const char* text = item.node != nullptr ? item.node->name : name.data();
         const int descriptor = directory.descriptor();
@@ -268,6 +275,7 @@ class QuickLook {
     DSEvidence& _old;
     DSEvidence _new;
     const bool _structureOnly;
+    Asking::Thread* const _asking; // of this thread, or NULL
     NodeStore _nodes;
     bool _isWhole = true;
     char _path[DSNodePathCapacity]; // of the directory in hand
@@ -275,13 +283,18 @@ class QuickLook {
 
 } // namespace
 
-} // namespace snapshot
-
-int DSNodeLookAgain(DSNode* root, DSEvidence* evidence, const char* path, int32_t look) noexcept {
+int lookAgain(DSNode* root, DSEvidence* evidence, const char* path, int32_t look, const Reading& reading) {
     if (path == nullptr || path[0] != '/') {
         fputs("Cannot look for path components on a non-absolute path.\n", stderr);
         return -1;
     }
     if (root == nullptr || evidence == nullptr) return -1;
-    return snapshot::QuickLook(*evidence, look == DSQuickLookStructure).run(root, path) ? 0 : -1;
+    Asking::Thread* asking = reading.asking != nullptr ? reading.asking->threads.data() : nullptr;
+    return QuickLook(*evidence, look == DSQuickLookStructure, asking).run(root, path) ? 0 : -1;
+}
+
+} // namespace snapshot
+
+int DSNodeLookAgain(DSNode* root, DSEvidence* evidence, const char* path, int32_t look) noexcept {
+    return snapshot::lookAgain(root, evidence, path, look, {});
 }

@@ -1,6 +1,7 @@
 // Evidence as a file; docs/formats/evidence.md has the bytes.
 #include "snapshot/DSQuickLook.h"
 #include "snapshot/stores/ReplacedFile.h"
+#include "snapshot/stores/item_counts.h"
 #include "snapshot/tree/Evidence.h"
 #include "snapshot/tree/list_private.h"
 
@@ -33,17 +34,23 @@ struct CloseFile {
     void operator()(FILE* file) const { fclose(file); }
 };
 
-bool readRecords(FILE* file, DSEvidence& evidence) {
+bool readHeader(FILE* file, int64_t& begun, uint64_t& count) {
     std::array<uint8_t, kHeaderBytes> header;
     if (fread(header.data(), 1, header.size(), file) != header.size()) return false;
     if (memcmp(header.data(), kMagic.data(), kMagic.size()) != 0) return false;
     const uint8_t* at = header.data() + kMagic.size();
-    evidence.begun = static_cast<int64_t>(get(at, 8));
-    const uint64_t count = get(at, 8);
+    begun = static_cast<int64_t>(get(at, 8));
+    count = get(at, 8);
+    return true;
+}
+
+bool readRecords(FILE* file, DSEvidence& evidence) {
+    uint64_t count = 0;
+    if (!readHeader(file, evidence.begun, count)) return false;
     std::vector<uint8_t> piece(kRecordBytes << 12);
     for (size_t got = 1; evidence.records.size() < count && got > 0;) { // no memory for what is not there
         got = fread(piece.data(), kRecordBytes, piece.size() / kRecordBytes, file);
-        at = piece.data();
+        const uint8_t* at = piece.data();
         for (size_t i = 0; i < got; i++) {
             EvidenceRecord& record = evidence.records.emplace_back();
             record.device = get(at, 8);
@@ -87,6 +94,14 @@ bool isOf(const DSNode* root, const std::vector<EvidenceRecord>& records) {
 }
 
 } // namespace
+
+uint64_t snapshot::itemsInEvidence(const char* path) {
+    const std::unique_ptr<FILE, CloseFile> file(fopen(path, "rbe"));
+    int64_t begun = 0;
+    uint64_t count = 0;
+    if (file == nullptr || !readHeader(file.get(), begun, count) || count == 0) return 0;
+    return count - 1; // without the root
+}
 
 DSEvidence* DSEvidenceLoad(const char* path, const DSNode* root) noexcept {
     auto evidence = std::make_unique<DSEvidence>();
