@@ -20,9 +20,9 @@ class DirsnapshotLooking : public testing::Test {
     // In the folder, on a disk with faults.
     int run(const std::string& arguments) const {
         return support::run("cd '" + folder.path() +
-                            "' && ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD='" DISK_FAULTS
+                            "' && (ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD='" DISK_FAULTS
                             "' '" DIRSNAPSHOT_PROGRAM "' " +
-                            arguments + " 2>said")
+                            arguments + " 2>said)")
             .status;
     }
     std::string said() const { return contentOf(folder / "said"); }
@@ -71,7 +71,7 @@ TEST_F(DirsnapshotLooking, ShowsHowFarItIs) {
 // The signal comes when the first file appears beside the target, which takes the program longer to write.
 TEST_F(DirsnapshotLooking, AnInterruptLeavesNothingHalfWritten) {
     std::string records;
-    for (int i = 0; i < 300'000; i++)
+    for (int i = 0; i < 100'000; i++)
         records += "8|/" + std::to_string(1'000'000 + i) + "0|2|5|0|";
     folder.write("large", records);
     for (const std::string type : {"flat", "sync"}) {
@@ -93,9 +93,8 @@ TEST_F(DirsnapshotLooking, AnInterruptLeavesNothingHalfWritten) {
         const std::string store = type == "flat" ? "new" : "new.db";
         for (const auto& entry : std::filesystem::directory_iterator(target))
             EXPECT_EQ(entry.path().filename(), store);
-        if (type == "sync") folder.write("count", "");
         EXPECT_EQ(run("count " + target + "/new >count"), 0);
-        EXPECT_EQ(contentOf(folder / "count"), "300000\n");
+        EXPECT_EQ(contentOf(folder / "count"), "100000\n");
     }
 }
 

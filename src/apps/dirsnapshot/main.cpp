@@ -241,6 +241,7 @@ class CommandLine {
             "map", "Draw where the bytes lie: a tree map, each rectangle as large as what is in it.", [this] {
                 return map({_is.first, _is.from}, _is.path, _is.second, _is.picture);
             });
+        addLookingOptions(mapping);
         mapping->add_option("FILE", _is.first, "The snapshot, or a directory, which is scanned")->required();
         mapping->add_option("OUT.svg", _is.second, "The picture")->required();
         mapping->add_option("PATH", _is.path, "An item of the snapshot; / is its root")

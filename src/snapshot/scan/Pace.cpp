@@ -18,7 +18,8 @@ unsigned fewest() { return std::clamp(std::thread::hardware_concurrency(), 2U, P
 
 } // namespace
 
-Pace::Pace(unsigned threads) : _isFixed(threads != 0), _threads(threads != 0 ? threads : fewest()) {}
+Pace::Pace(unsigned threads)
+    : _isFixed(threads != 0), _fewest(fewest()), _threads(threads != 0 ? threads : _fewest) {}
 
 size_t Pace::piece() const {
     if (_answer <= Duration(0)) return 1;
@@ -34,7 +35,7 @@ void Pace::note(Duration taken, size_t questions) {
     _questions = 0;
     if (_isFixed) return;
     const auto wanted =
-        static_cast<unsigned>(std::clamp<int64_t>(_answer / kAnswerForThread, fewest(), kMostThreads));
+        static_cast<unsigned>(std::clamp<int64_t>(_answer / kAnswerForThread, _fewest, kMostThreads));
     if (wanted > _threads || wanted * 2 <= _threads) _threads = wanted;
 }
 

@@ -35,7 +35,8 @@ class Pace {
     void note(Duration taken, size_t questions);
 
   private:
-    bool _isFixed;
+    const bool _isFixed;
+    const unsigned _fewest;
     unsigned _threads;
     Duration _answer{0}; // the last average
     Duration _taken{0};  // since then, and the questions of that time
