@@ -4,15 +4,19 @@
 // there is for the receiver to see.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
 namespace platform {
 
 struct DirectoryEvent {
-    std::string directory; // as it was given to `watchTree`, or below one that was
-    std::string name;      // the entry that was made, changed, moved or deleted
-    bool isLost = false;   // events were lost: anything may have changed anywhere, and the two are empty
+    std::string directory;  // as it was given to `watchTree`, or below one that was
+    std::string name;       // the entry that was made, changed, moved or deleted
+    bool isLost = false;    // events were lost: anything may have changed anywhere, and the two are empty
+    std::uint32_t move = 0; // not 0: of a move, whose other half has the same number, the departure first;
+                            // one from or to where nobody watches has one half
+    bool isArrival = false; // of a move: the item is there now
 };
 
 class DirectoryEvents {

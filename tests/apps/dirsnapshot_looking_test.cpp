@@ -59,12 +59,12 @@ TEST_F(DirsnapshotLooking, ShowsHowFarItIs) {
     for (const char* file : {"d/a", "d/slow/b"})
         folder.write(file, "");
     folder.write("s", "2|/a0|2|5|0|5|/slow0|1|5|0|7|/slow/b0|2|5|0|");
-    EXPECT_EQ(run("scan d -o s"), 0);
+    EXPECT_EQ(run("scan d -o new"), 0);
     EXPECT_EQ(said(), "") << "no terminal";
     EXPECT_EQ(run("scan d -o s --progress"), 0); // the earlier one is what is expected
     EXPECT_THAT(said(), HasSubstr("%  2 of about 3, "));
     EXPECT_TRUE(said().ends_with("\r\033[K"));
-    EXPECT_EQ(run("scan d -o new --progress --timeout 20"), 0);
+    EXPECT_EQ(run("scan d -o newer --progress --timeout 20"), 0);
     EXPECT_THAT(said(), HasSubstr("\r2 items, "));
 }
 

@@ -5,6 +5,7 @@
 #include "apps/dirsnapshot/looking.h"
 #include "apps/dirsnapshot/output.h"
 #include "apps/dirsnapshot/size_commands.h"
+#include "apps/dirsnapshot/watch.h"
 
 #include <CLI/CLI.hpp>
 
@@ -55,6 +56,7 @@ struct Arguments {
     bool hidden = false;
     bool hashes = false;
     HashOptions hashOptions;
+    WatchOptions watching;
 };
 
 class CommandLine {
@@ -74,6 +76,7 @@ class CommandLine {
         addExcluded();
         addMatch();
         addSha1();
+        addWatch();
         _app.footer(kNotes);
     }
 
@@ -308,6 +311,26 @@ class CommandLine {
                                   [this] { return sha1(_is.files, _is.format); });
         digesting->add_option("FILE", _is.files, "A file; - is standard input")->required();
         addFormats(digesting, _is.format, "Print [{\"path\",\"sha1\"}]", kDigestsInNull);
+    }
+
+    void addWatch() {
+        CLI::App* watching = add(
+            "watch", "Tell what is added, modified, moved or deleted in a directory, as it happens.", [this] {
+                return watch(_is.first, {_is.second, _is.from}, _is.watching);
+            });
+        watching->add_option("DIR", _is.first, "The directory")->required();
+        watching->add_option("OLD", _is.second, "A snapshot of it: what differs from that comes first");
+        addType(watching, "--type", _is.from, kReadType);
+        addFormats(watching, _is.watching.format, "Print [{\"change\",\"path\",\"was\",\"is\"}]",
+                   "End each path with a NUL, also the first of two");
+        watching
+            ->add_option("--interval", _is.watching.interval,
+                         "Seconds between looks where the kernel does not tell")
+            ->capture_default_str()
+            ->type_name("SECONDS")
+            ->check(CLI::PositiveNumber);
+        watching->add_flag("--looks", _is.watching.looksAlways,
+                           "Look again and again, although the kernel would tell");
     }
 
     CLI::App _app;

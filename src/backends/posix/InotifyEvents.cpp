@@ -138,7 +138,7 @@ void InotifyEvents::run() {
 }
 
 void InotifyEvents::take(const inotify_event& event, std::string_view name) {
-    if ((event.mask & IN_Q_OVERFLOW) != 0) return handler({{}, {}, true});
+    if ((event.mask & IN_Q_OVERFLOW) != 0) return handler({{}, {}, true, 0, false});
     std::string directory;
     {
         const std::lock_guard guard(lock);
@@ -156,7 +156,7 @@ void InotifyEvents::take(const inotify_event& event, std::string_view name) {
     const std::string path = (directory == "/" ? directory : directory + "/").append(name);
     if ((event.mask & IN_ISDIR) != 0 && (event.mask & IN_MOVED_FROM) != 0) forgetTree(path);
     if ((event.mask & IN_CREATE) != 0 && (event.mask & IN_ISDIR) == 0 && isBeingWritten(path)) return;
-    handler({directory, std::string(name), false});
+    handler({directory, std::string(name), false, event.cookie, (event.mask & IN_MOVED_TO) != 0});
 }
 
 } // namespace backends::posix

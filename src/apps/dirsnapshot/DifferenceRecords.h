@@ -1,0 +1,43 @@
+// Differences as records on standard output.
+#pragma once
+
+#include "apps/dirsnapshot/Records.h"
+#include "snapshot/DSDifferences.h"
+
+#include <cstdint>
+#include <functional>
+#include <string_view>
+
+namespace dirsnapshot_tool {
+
+// What people and JSON call the fields.
+struct Field {
+    uint32_t bit;
+    const char* name;
+};
+inline constexpr Field kFields[] = {{DSFieldType, "type"},
+                                    {DSFieldSize, "size"},
+                                    {DSFieldModifiedTime, "mtime"},
+                                    {DSFieldContent, "content"}};
+
+class DifferenceRecords {
+  public:
+    // The digest of a file's content where it is known, else NULL. It shows in JSON.
+    using ContentOf = std::function<const uint8_t*(const DSNode* node)>;
+    DifferenceRecords(Format format, ContentOf contentOf) : _records(format), _contentOf(contentOf) {}
+
+    void add(const DSDifference& difference);
+    void finish() { _records.finish(); }
+
+  private:
+    platform::Value valueOf(const DSDifference& difference) const;
+    platform::Value fieldsOf(const DSNode* node) const;
+
+    Records _records;
+    ContentOf _contentOf;
+};
+
+// A change without fields: a letter and a path, or {"change","path","is"}.
+void addChange(Records& records, char letter, std::string_view path, const platform::Value& is);
+
+} // namespace dirsnapshot_tool
