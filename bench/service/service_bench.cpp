@@ -44,7 +44,9 @@ void manyFiles(bool isUp) {
         Pair pair(servers, disk, name);
         pair.settle();
         makeFiles(isUp ? pair.folder : servers.files("sftp") / name, many);
+        ::sync(); // else the disk is still busy with what was made, while the first of the two runs
         own.push_back(pair.settle());
+        ::sync();
         peers.push_back(rclone(servers, isUp ? copying(pair.folder, there(servers, peer))
                                              : copying(there(servers, name), disk / peer)));
     }

@@ -376,7 +376,7 @@ class Rounds {
                 isInStep = isInStep && states[i] == "in step";
                 // As a person would who waits for it: try again now, and yes, it is meant.
                 if (details[i].find("\"waiting\"") != std::string::npos)
-                    computers[i]->command("confirm " + computers[i]->folder().string());
+                    computers[i]->command("confirm --yes " + computers[i]->folder().string());
             }
             if (isInStep && areEqual()) return true;
             for (auto& computer : computers)

@@ -63,7 +63,7 @@ class RcloneSpace final : public service::RemoteSpace {
                                           const std::filesystem::path& links = {});
     platform::Dictionary at(const std::string& path) const;
     platform::Dictionary options(const std::string& command) const;
-    std::string folderStorage(const std::string& path) const;
+    platform::Value folderStorage(const std::string& path) const;
     std::filesystem::path newLinks();
 
     RemoteControl& control;

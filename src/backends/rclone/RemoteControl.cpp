@@ -223,15 +223,12 @@ class RemoteControl::Loop {
         password = randomWord();
         posix::ChildProcess::Start start;
         start.program = settings.program;
-        start.arguments = {"rcd",
-                           "--rc-addr",
-                           "127.0.0.1:" + std::to_string(port),
-                           "--log-file",
+        start.arguments = {"rcd", "--rc-addr", "127.0.0.1:" + std::to_string(port), "--log-file",
                            "/dev/null", // what it has to say about an error comes with the answer
-                           "--rc-server-read-timeout",
-                           "720h",
-                           "--rc-server-write-timeout",
-                           "720h"};
+                           "--rc-server-read-timeout", "720h", "--rc-server-write-timeout", "720h",
+                           // It keeps each answer for a minute, for who asks again: nobody does here, and
+                           // those of a look at a large pair fill its memory.
+                           "--rc-job-expire-duration", "1s", "--rc-job-expire-interval", "1s"};
         start.environment = settings.environment;
         start.environment.push_back("RCLONE_RC_USER=" + user);
         start.environment.push_back("RCLONE_RC_PASS=" + password);
