@@ -166,6 +166,41 @@ void editRow(const std::string& title, const Paths& before, Limit limit, Edit ed
         printf("%-34s %-28s %10.4f\n", title.c_str(), "microseconds an item", each);
 }
 
+// What the removal of siblings in no order costs at the least, since callers read the list as an array
+// without holes: of an array of as many pointers, one goes after the other from a place that is known, and
+// the shorter side closes up.
+double closeUpAtRandom() {
+    std::vector<void*> array(editCount);
+    std::mt19937 random(2);
+    void** first = array.data();
+    const double start = now();
+    for (std::size_t count = editCount; count > 0; --count) {
+        const std::size_t place = random() % count;
+        if (place < count - place - 1) {
+            memmove(first + 1, first, place * sizeof(void*));
+            ++first;
+        } else {
+            memmove(first + place, first + place + 1, (count - place - 1) * sizeof(void*));
+        }
+    }
+    return now() - start;
+}
+
+// The removals beside that bound.
+void removalsAtRandom(const Paths& siblings, const Paths& inNoOrder) {
+    compare("remove siblings at random",
+            {{"DirSnapshot",
+              [&] {
+                  DirSnapshot snapshot = emptySnapshot();
+                  addAll(snapshot, siblings);
+                  const double start = now();
+                  removeAll(snapshot, inNoOrder);
+                  return now() - start;
+              }},
+             {"an array that closes up", closeUpAtRandom, 0, true}},
+            rounds);
+}
+
 void edits() {
     const Paths wide = inOneDirectory("first");
     const Paths wideTargets = inOneDirectory("other");
@@ -181,6 +216,7 @@ void edits() {
             [&](auto& subject) { moveAll(subject, scatteredSources, scatteredTargets); });
     editRow("remove from it, at random", wide, Limit::none,
             [&](auto& subject) { removeAll(subject, scatteredSources); });
+    removalsAtRandom(wide, scatteredSources);
 
     const Paths deep = inADeepTree("first");
     Paths deepTargets = inADeepTree("other");

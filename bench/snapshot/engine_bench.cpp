@@ -12,6 +12,7 @@
 #include "bench/snapshot/trees.h"
 #include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
+#include "snapshot/DSFlatFile.h"
 #include "snapshot/DSQuickLook.h"
 #include "snapshot/scan/scan.h"
 
@@ -192,27 +193,47 @@ double residentBytes() {
     return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
-// Bytes a node, allocator included, in a tree of a million nodes with names of 20 bytes, ten in a directory.
+// A million nodes with names of 20 bytes, ten in a directory.
+constexpr unsigned kNodes = 1'000'000;
+constexpr unsigned kNameBytes = 20;
+
+DSNode* nodesMadeOneByOne() {
+    DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
+    DSNode* directory = root;
+    for (unsigned i = 0; i < kNodes; i++) {
+        char name[kNameBytes + 4];
+        snprintf(name, sizeof(name), "%020u", i);
+        if (i % 11 == 0)
+            directory = DSNodeCreateWithParent(root, name, 0, 0, 0, DSNodeTypeDirectory);
+        else
+            DSNodeCreateWithParent(directory, name, 1, 2, 3, DSNodeTypeFile);
+    }
+    return root;
+}
+
+// Bytes a node, allocator included, beside what the public records are by themselves: the node, its list of
+// children, the link and the slot that stand for it in its parent's list, and its name.
 void memory() {
-    constexpr unsigned count = 1'000'000;
-    auto grow = [](double (*bytes)()) {
-        double start = bytes();
-        DSNode* root = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
-        DSNode* directory = root;
-        for (unsigned i = 0; i < count; i++) {
-            char name[24];
-            snprintf(name, sizeof(name), "%020u", i);
-            if (i % 11 == 0)
-                directory = DSNodeCreateWithParent(root, name, 0, 0, 0, DSNodeTypeDirectory);
-            else
-                DSNodeCreateWithParent(directory, name, 1, 2, 3, DSNodeTypeFile);
-        }
-        return (bytes() - start) / count;
+    constexpr double records =
+        sizeof(DSNode) + sizeof(DSList) + sizeof(DSListNode) + sizeof(DSListNode*) + kNameBytes + 1;
+    const std::string file = folder + "/million.snapshot";
+    auto grow = [](double (*bytes)(), const std::function<DSNode*()>& make) {
+        return inChild([=] {
+            double start = bytes();
+            make();
+            return (bytes() - start) / kNodes;
+        });
     };
-    std::optional<double> heap = inChild([&] { return grow(heapBytes); });
-    std::optional<double> resident = inChild([&] { return grow(residentBytes); });
+    auto load = [=] { return DSNodeLoadSnapshotWithSHA1(file.c_str(), 0); };
+    inChild([=] { return DSNodeSaveSnapshotWithSHA1(nodesMadeOneByOne(), file.c_str(), 0); });
+    std::optional<double> heap = grow(heapBytes, nodesMadeOneByOne);
+    std::optional<double> resident = grow(residentBytes, nodesMadeOneByOne);
+    std::optional<double> loaded = grow(residentBytes, load); // the allocator counts address space, too
+    std::filesystem::remove(file);
     printRatio("memory, bytes a node", "allocated", *heap, 192, *heap / 192, 1, true);
     printRatio("memory, bytes a node", "resident", *resident, 192, *resident / 192, 1, true);
+    printRatio("the same, loaded from a file", "records alone, resident", *loaded, records, *loaded / records,
+               1.05, true);
 
     std::string tree = treeAt(folder, kTreeC);
     std::optional<double> scanned = inChild([&] {

@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::string_view flag = "--complete";
 
+// A word of its own between an option and its value, as bash cuts "--color=auto".
+constexpr std::string_view kEqualSign = "=";
+
 bool isShown(const CLI::Option* option) { return !option->get_group().empty(); }
 
 // "--name" before "-n": the longer one tells more.
@@ -65,7 +68,7 @@ Place placeAfter(CLI::App& app, const std::vector<std::string>& words) {
     Place place{&app};
     for (auto word = words.begin(); word + 1 < words.end(); ++word) {
         if (place.needsValue != nullptr) {
-            place.needsValue = nullptr;
+            if (*word != kEqualSign) place.needsValue = nullptr;
         } else if (!place.onlyPositionals && *word == "--") {
             place.onlyPositionals = true;
         } else if (!place.onlyPositionals && word->starts_with('-')) {
@@ -99,15 +102,23 @@ bool asksForCompletions(int count, char** words) { return count > 1 && words[1] 
 
 std::vector<std::string> completions(CLI::App& app, const std::vector<std::string>& words) {
     const Place place = placeAfter(app, words);
-    const std::string begun = words.empty() ? std::string() : words.back();
+    std::string begun = words.empty() ? std::string() : words.back();
     std::vector<std::string> lines;
     const auto offer = [&](const std::string& word, const std::string& meaning) {
         if (word.empty() || !word.starts_with(begun)) return;
         lines.push_back(word + '\t' + meaning.substr(0, meaning.find('\n')));
     };
     if (place.needsValue != nullptr) {
+        if (begun == kEqualSign) begun.clear();
         for (const std::string& value : valuesOf(place.needsValue))
             offer(value, {});
+        return lines;
+    }
+    const std::size_t equal = begun.find(kEqualSign);
+    if (begun.starts_with("--") && equal != std::string::npos && !place.onlyPositionals) {
+        if (const CLI::Option* option = optionNamed(place.command, begun.substr(0, equal)))
+            for (const std::string& value : valuesOf(option))
+                offer(begun.substr(0, equal + 1) + value, {});
         return lines;
     }
     if (begun.starts_with('-') && !place.onlyPositionals) {

@@ -99,6 +99,8 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"map new m.svg --width 1", 2, ""},
         {"--complete map --wi", 0, "--width\tPixels\n"},
         {"--complete ls --color a", 0, "auto\t\nalways\t\n"},
+        {"--complete ls --color=n && d --complete ls --color = && d --complete ls --color = n s", 0,
+         "--color=never\t\nauto\t\nalways\t\nnever\t\n"},
         {"count old", 0, "4\n"},
         {"count old --hidden --recursive --json", 0, "{\"count\":5}\n"},
         {"count old gone --recursive", 0, "1\n"},
