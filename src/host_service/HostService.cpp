@@ -144,10 +144,13 @@ void HostService::beginObserving(const HostName& name, std::string uri) {
         }
         ++host.count;
         host.bytes += uri.size();
-        auto& entry = *observed.try_emplace(keyOf(*directory)).first;
+        const auto [place, isFirst] = observed.try_emplace(keyOf(*directory));
+        auto& entry = *place;
         ++entry.second.hosts[name][uri];
         host.directories.insert(&entry);
         around.finderSync.beginObservingDirectoryAtURL(*directory);
+        if (isFirst && !around.finderSync.badgeState()->explain(*directory).root.empty())
+            around.sink.observingBegan(uri);
     });
 }
 

@@ -159,6 +159,11 @@ void Service::noticed(const platform::DirectoryEvent& event) {
     if (holder) holder->noticed(event);
 }
 
+void Service::observed(const std::string& localPath) {
+    for (const auto& thread : threadsAt(Root::local, realPath(localPath), false))
+        thread->observed();
+}
+
 void Service::networkCame() {
     for (const auto& [remote, thread] : currentThreads()) {
         const auto pair = thread->state();

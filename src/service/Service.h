@@ -73,6 +73,9 @@ class Service final : public sync_daemon::SyncDaemon {
     // Posts the refresh. It serves an extension that has just come, too.
     void refresh();
 
+    // Somebody begins to look at a folder here: the pair that has it is looked at soon.
+    void observed(const std::string& localPath);
+
     // Other machines may be reached again: what waits for that looks at once.
     void networkCame();
 

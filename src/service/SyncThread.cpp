@@ -125,6 +125,14 @@ void SyncThread::ask() {
     wake.notify_all();
 }
 
+void SyncThread::observed() {
+    const std::lock_guard guard(lock);
+    if (published->phase != PairState::Phase::inStep) return; // it is looked at soon, or cannot be
+    waits.observed();
+    due = std::min(due, dueIfObserved);
+    wake.notify_all();
+}
+
 bool SyncThread::confirm(const std::string& list) {
     {
         const std::lock_guard guard(lock);
@@ -195,7 +203,7 @@ bool SyncThread::waitForTurn(const std::stop_token& stop) {
             return true;
         }
         const auto changes = [&] {
-            return (!isPaused && isAsked) || (isNoticed && !holdsEvents) != listens || isPaused;
+            return (!isPaused && isAsked) || (isNoticed && !holdsEvents) != listens || isPaused || due < next;
         };
         if (isPaused)
             wake.wait(guard, stop, [this] { return !isPaused; });
@@ -319,6 +327,7 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
             settleFiles(*outcome);
         } else {
             due = around.clock.now() + waits.after(came, took);
+            dueIfObserved = std::min(due, around.clock.now() + Waits().after(Came::nothing, took));
             lastLook = took;
         }
         soonest = around.clock.now() + std::max<Waits::Duration>(betweenEventLooks, 2 * took);

@@ -94,6 +94,9 @@ class SyncThread {
 
     // A round now, whatever it waits for.
     void ask();
+    // Somebody looks at the folder: a pair in step is looked at when its last look is a minute old, or ten
+    // times as long ago as that took.
+    void observed();
     // What `waiting` listed is meant. False: another list waits by now, or none.
     bool confirm(const std::string& list);
     // What was agreed at and below a plain remote path is forgotten in the next round, also when that is one
@@ -144,7 +147,8 @@ class SyncThread {
     std::shared_ptr<const PairState> published = std::make_shared<PairState>();
     platform::Clock::TimePoint due;     // at first: at once
     platform::Clock::TimePoint soonest; // for what events ask
-    std::stop_source current;           // of the round in hand
+    platform::Clock::TimePoint dueIfObserved;
+    std::stop_source current; // of the round in hand
     bool isAsked = false;
     bool isNoticed = false;
     std::vector<std::string> leftOut; // plain; to be forgotten. The file holds at least these.

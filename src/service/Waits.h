@@ -17,6 +17,8 @@ class Waits {
     // The wait after a look with that result. A wait after work is over at once: what it changed is looked at
     // again.
     Duration after(Came came, Duration took);
+    // Somebody looks at the pair: the wait while nothing changes begins again.
+    void observed() { nothings = 0; }
     // Somebody asks, or something has changed here: the waits begin again.
     void reset();
 

@@ -33,12 +33,14 @@ class RecordingSink final : public host_service::HostSink {
                           outcome.message.english());
     }
     void menusChanged() override { signals.push_back("menus"); }
+    void observingBegan(const std::string& directory) override { shown.push_back(directory); }
     bool isListening(const host_service::HostName& host) override { return host != deaf; }
     void hostDropped(const host_service::HostName& host, const host_service::WatchedDirectories&) override {
         signals.push_back(host + " dropped");
     }
     std::vector<std::string> take() { return std::exchange(signals, {}); }
     std::vector<std::string> signals;
+    std::vector<std::string> shown; // to the sync service
     host_service::HostName deaf;
 };
 
@@ -108,6 +110,7 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
     service.beginObserving("B", "file:///r/d/");
     service.beginObserving("B", "not a uri");
     EXPECT_EQ(finderSync.numberOfObservedPaths(), 3);
+    EXPECT_THAT(sink.shown, ElementsAre("file:///r", "file:///r/d"));
     uploads({"/r/d/f"});
     uploads({"/r/d/f"});
     EXPECT_THAT(announced(),

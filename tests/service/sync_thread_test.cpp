@@ -12,6 +12,34 @@ namespace {
 
 using namespace std::chrono_literals;
 
+TEST(SyncThread, LooksSoonerWhenSomebodyBeginsToLook) {
+    const support::TemporaryFolder place;
+    FolderTrash trash(place / "trash");
+    TrickySpace space;
+    support::RecordingLog log;
+    support::TestClock clock;
+    SyncThread::Settings settings;
+    settings.localRoot = place.path("pair");
+    settings.remoteRoot = "/Pair";
+    settings.database = place / "state.db";
+    settings.excluded = [] { return std::set<std::string, std::less<>>(); };
+    std::filesystem::create_directories(settings.localRoot);
+    SyncThread thread(std::move(settings),
+                      {space, trash, nullptr, log, [] {}, [](const std::stop_token&) {}, clock});
+    EXPECT_TRUE(clock.tickWhenAwaited(60s));
+    EXPECT_TRUE(clock.tickWhenAwaited(120s));
+    EXPECT_TRUE(clock.isAwaited(240s));
+    clock.tick(40s);
+    thread.observed(); // the last look is 40 seconds old
+    EXPECT_TRUE(clock.tickWhenAwaited(20s));
+    EXPECT_TRUE(clock.tickWhenAwaited(60s));
+    EXPECT_TRUE(clock.isAwaited(120s));
+    clock.tick(100s);
+    thread.observed(); // older than a minute: at once
+    EXPECT_TRUE(clock.isAwaited(60s));
+    thread.end();
+}
+
 TEST(SyncThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
     const support::TemporaryFolder place;
     FolderTrash trash(place / "trash");

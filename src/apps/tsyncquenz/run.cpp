@@ -10,6 +10,7 @@
 #include "backends/dbus/DaemonService.h"
 #include "backends/dbus/DesktopNotifier.h"
 #include "backends/dbus/DistributedCenter.h"
+#include "backends/dbus/FinderSync1Signals.h"
 #include "backends/dbus/SyncServiceInterface.h"
 #include "backends/dbus/name_owner.h"
 #include "backends/gio/GioTrash.h"
@@ -19,6 +20,7 @@
 #include "backends/posix/NetworkEvents.h"
 #include "backends/posix/SerialQueue.h"
 #include "backends/rclone/RcloneSpace.h"
+#include "platform/FileURL.h"
 #include "protocol/names.h"
 #include "service/Service.h"
 #include "sync_daemon/Commands.h"
@@ -167,6 +169,10 @@ int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, co
         dbus::watchNameOwner(bus, FINDER_SYNC_BUS_NAME, [&](const std::string&, const std::string& owner) {
             if (!owner.empty()) quick.dispatch([&service] { service.refresh(); });
         });
+    const platform::Subscription observing = dbus::watchObserving(bus, [&](const std::string& uri) {
+        const auto directory = platform::FileURL::withURI(uri);
+        if (directory) quick.dispatch([&service, path = directory->path()] { service.observed(path); });
+    });
     bus.start([&busLost] {
         busLost = true;
         ::kill(::getpid(), SIGTERM);

@@ -91,4 +91,20 @@ void FinderSync1Signals::menusChanged() {
     emit(FINDER_SYNC_MENUS_CHANGED, "", 0, [](sdbus::Signal&) {});
 }
 
+void FinderSync1Signals::observingBegan(const std::string& directory) {
+    emit(FINDER_SYNC_OBSERVING_BEGAN, "", 0, [&](sdbus::Signal& signal) { signal << directory; });
+}
+
+platform::Subscription watchObserving(Bus& bus, std::function<void(const std::string& uri)> handler) {
+    const auto slot = std::make_shared<sdbus::Slot>(bus.connection().addMatch(
+        "type='signal',sender='" FINDER_SYNC_BUS_NAME "',interface='" FINDER_SYNC_INTERFACE
+        "',member='" FINDER_SYNC_OBSERVING_BEGAN "'",
+        [handler = std::move(handler)](sdbus::Message& message) {
+            std::string uri;
+            if (message >> uri) handler(uri);
+        }));
+    bus.wake();
+    return platform::Subscription([slot] { slot->reset(); });
+}
+
 } // namespace backends::dbus

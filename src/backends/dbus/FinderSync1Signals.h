@@ -9,7 +9,9 @@
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/UnreadBytes.h"
 #include "host_service/HostSink.h"
+#include "platform/Subscription.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +33,7 @@ class FinderSync1Signals final : public host_service::HostSink {
     void activationFinished(const host_service::HostName& host, std::uint64_t number,
                             const extension::CommandOutcome& outcome) override;
     void menusChanged() override;
+    void observingBegan(const std::string& directory) override;
     void hostDropped(const host_service::HostName& host,
                      const host_service::WatchedDirectories& directories) override;
 
@@ -42,6 +45,11 @@ class FinderSync1Signals final : public host_service::HostSink {
     UnreadBytes& unread;
     std::unique_ptr<sdbus::IObject> object; // speaks for the object path; the service exports it
 };
+
+// Calls the handler on the bus thread with each directory that a first host shows at or below a sync root, as
+// a URI.
+[[nodiscard]] platform::Subscription watchObserving(Bus& bus,
+                                                    std::function<void(const std::string& uri)> handler);
 
 // As "isSet" and "uris".
 void appendURIs(sdbus::Message& message, const host_service::WatchedDirectories& directories);
