@@ -71,6 +71,16 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
          R"({"added":[],"deleted":[],"modified":[],"unchanged":["/d","/d/x","/gone","/gone/y","/kept",)"
          R"("/.hidden","/\u0000ff"]})"
          "\n"},
+        {"diff --null old new >o; c=$?; tr '\\0' @ <o; exit $c", 1,
+         "M /d/x@A /new@A /new/l@A /Caches@A /Caches/z@D /gone@D /gone/y@D /kept@"},
+        {"diff --ndjson new old | head -n 2", 0,
+         R"({"change":"added","is":{"mtime":5,"size":0,"type":1},"path":"/gone"})"
+         "\n"
+         R"({"change":"added","is":{"mtime":5,"size":3,"type":2},"path":"/gone/y"})"
+         "\n"},
+        {"diff --hashes old new --ignore-deleted --base / --exclude new --ndjson", 1,
+         R"({"change":"modified","is":{"size":2,"type":2},"path":"/d/x"})"
+         "\n"},
         {"diff --hashes old new", 1, "A /new\nA /new/l\nM /d/x\nD /gone\nD /kept\n"},
         {"diff --hashes old new --base base --json", 1,
          R"({"added":[{"path":"/new","size":0,"type":1},{"path":"/new/l","size":4,"type":3}],)"
@@ -186,6 +196,69 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
     EXPECT_EQ(full.status, 2);
     EXPECT_FALSE(std::filesystem::exists(folder / "full.db"));
     EXPECT_THAT(full.output, testing::MatchesRegex("[0-9.]+\n"));
+}
+
+TEST_F(Dirsnapshot, ComparesFieldsContentsAndPlaces) {
+    folder.write("was", "2|/a1|2|5|0|2|/b1|2|5|0|2|/c1|2|5|0|2|/e9|2|9|0|");
+    folder.write("now", "2|/a2|2|5|0|2|/b1|2|4|0|2|/c1|3|5|0|2|/f9|2|9|0|");
+    const std::string forger = "sed -zi -E 's/^[0-9a-f]{40}(( [0-9]+){5}) [0-9]+ /" + std::string(40, '7') +
+                               "\\1 9000000000000000000 /' j; printf torn >>j; ";
+    struct Case {
+        std::string script;
+        int code;
+        const char* printed;
+    };
+    const Case cases[] = {
+        {"diff was now --ignore type,mtime --ignore size", 1, "D /e\nA /f\n"},
+        {"diff was now --fields", 1, "M /a\nM /b\nM /c\nD /e\nA /f\n"},
+        {"diff was now --moves --ignore mtime --json", 1,
+         R"([{"change":"modified","fields":["size"],"is":{"mtime":5,"size":2,"type":2},"path":"/a",)"
+         R"("was":{"mtime":5,"size":1,"type":2}},)"
+         R"({"change":"modified","fields":["type"],"is":{"mtime":5,"size":1,"type":3},"path":"/c",)"
+         R"("was":{"mtime":5,"size":1,"type":2}},)"
+         R"({"by":"attributes","change":"moved","fields":[],"from":"/e","is":{"mtime":9,"size":9,"type":2},)"
+         R"("path":"/f","was":{"mtime":9,"size":9,"type":2}}])"
+         "\n"},
+        {"diff was now --ignore odd", 2, ""},
+        {"diff was now --fields --hashes", 2, ""},
+        {"diff was now --content --resume j", 2, ""},
+        {"diff was now --resume j", 2, ""},
+        {"diff was was --fields --ndjson", 0, ""},
+        // By inodes, from the evidence beside a snapshot.
+        {"scan base -o s --since s && mkdir base/n && mv base/d base/n/d && echo >>base/kept && mv base/kept "
+         "base/n/k && d diff --moves s base --null >o; c=$?; tr '\\0' @ <o; exit $c",
+         1, "A /n@R /d@/n/d@RM /kept@/n/k@"},
+        {"scan base -o s2 --since s && d diff --moves s2 s", 1, "R /n/d -> /d\nRM /n/k -> /kept\nD /n\n"},
+        // By what the files hold.
+        {"scan base -o p >o && mkdir p1 q1 && printf aa >p1/x && printf bb >q1/x && touch -d @5 p1/x q1/x && "
+         "d "
+         "diff --fields p1 q1",
+         0, ""},
+        {"diff --content p1 q1 --resume j", 1, "M /x\n"},
+        {"diff --content p1 q1 --ndjson", 1,
+         R"({"change":"modified","fields":["content"],)"
+         R"("is":{"content":"9a900f538965a426994e1e90600920aff0b4e8d2","mtime":5,"size":2,"type":2},)"
+         R"("path":"/x",)"
+         R"("was":{"content":"e0c9035898dd52fc65c41454cec9c4d2611bfb37","mtime":5,"size":2,"type":2}})"
+         "\n"},
+        // What is kept is believed and goes on behind its last whole record; a changed file is read again.
+        {"--version >o; " + forger + "d diff --content p1 q1 --resume j && tr -cd '\\0' <j | wc -c", 0,
+         "3\n"},
+        {"scan p1 -o ps && printf cc >p1/y && touch -d @5 p1/y && mv p1/y p1/x && d diff --content ps p1 "
+         "--resume "
+         "j; echo $?; tr -cd '\\0' <j | wc -c",
+         0, "M /x\n1\n4\n"},
+        {"diff --content ps p1", 2, ""},
+        {"--version >o; touch -d @6 p1/x; d diff --content ps p1 --ignore mtime --resume j2", 2, ""},
+        {"diff --content p1 q1 --resume was && exit 9; cat was", 0,
+         "2|/a1|2|5|0|2|/b1|2|5|0|2|/c1|2|5|0|2|/e9|2|9|0|"},
+        {"diff --content p1 q1 --resume no/folder", 2, ""},
+    };
+    for (const Case& each : cases) {
+        const support::Result result = run(each.script);
+        EXPECT_EQ(result.status, each.code) << each.script;
+        EXPECT_EQ(result.output, each.printed) << each.script << support::contentOf(folder / "said");
+    }
 }
 
 } // namespace

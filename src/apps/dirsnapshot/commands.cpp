@@ -4,9 +4,7 @@
 #include "apps/dirsnapshot/looking.h"
 #include "apps/dirsnapshot/output.h"
 #include "dirsnapshot/DirSnapshot.h"
-#include "platform/file_attributes.h"
 #include "platform/utf8.h"
-#include "snapshot/DSCompare.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/exclusion/scan_utils.h"
 #include "snapshot/stores/StoredItems.h"
@@ -14,7 +12,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 
 namespace dirsnapshot_tool {
 
@@ -43,58 +40,6 @@ void visitBelow(DSNode* node, bool recursive, Visit visit) {
         visit(prefix + "/" + child->name, *child);
     }
 }
-
-platform::Value valueOf(const snapshot::ComparedPaths& paths) {
-    platform::Array array;
-    for (const char* path : paths)
-        array.emplace_back(platform::undoableText(path));
-    return array;
-}
-
-void print(char letter, const snapshot::ComparedPaths& paths) {
-    for (const char* path : paths)
-        printf("%c %s\n", letter, path);
-}
-
-// The items of one category of a comparison by digests.
-class Items {
-  public:
-    Items(const platform::Dictionary& result, const char* category) {
-        _items = platform::arrayAt(result, category);
-    }
-    bool isEmpty() const { return _items == nullptr; }
-    platform::Value value() const {
-        platform::Array array;
-        each([&](const std::string& path, const platform::Dictionary& item) {
-            array.emplace_back(platform::Dictionary{{"path", platform::undoableText(path)},
-                                                    {"type", typeOf(item)},
-                                                    {"size", item.at(platform::NSFileSize)}});
-        });
-        return array;
-    }
-    void print(char letter) const {
-        each([&](const std::string& path, const platform::Dictionary&) {
-            printf("%c %s\n", letter, path.c_str());
-        });
-    }
-
-  private:
-    template <typename Visit>
-    void each(Visit visit) const {
-        if (isEmpty()) return;
-        for (const platform::Value& value : *_items) {
-            const platform::Dictionary& item = *value.dictionary();
-            visit(*item.at(dirsnapshot::DirSnapshotNodePathKey).string(), item);
-        }
-    }
-    static int typeOf(const platform::Dictionary& item) {
-        const std::string& type = *item.at(platform::NSFileType).string();
-        if (type == platform::NSFileTypeDirectory) return DSNodeTypeDirectory;
-        return type == platform::NSFileTypeSymbolicLink ? DSNodeTypeSymlink : DSNodeTypeFile;
-    }
-
-    const platform::Array* _items = nullptr;
-};
 
 void addDigest(Records& records, std::string_view digest, std::string_view name) {
     if (records.areJson())
@@ -155,56 +100,6 @@ ExitCode list(const Source& source, const std::string& path, bool recursive, For
         visitBelow(node, recursive, add);
     records.finish();
     return codeOf(tree.complete);
-}
-
-ExitCode diff(const Source& older, const Source& newer, bool json) {
-    LoadedTree previous = scanOrLoad(older.path, older.type);
-    LoadedTree current = scanOrLoad(newer.path, newer.type);
-    if (previous.root == nullptr || current.root == nullptr) return kTrouble;
-    snapshot::ComparedPaths added;
-    snapshot::ComparedPaths deleted;
-    snapshot::ComparedPaths modified;
-    snapshot::ComparedPaths unchanged;
-    DSNodeCompareSnapshotsWithSHA1(current.root.get(), previous.root.get(), &added.paths, &added.count,
-                                   &deleted.paths, &deleted.count, &modified.paths, &modified.count,
-                                   &unchanged.paths, &unchanged.count, 0);
-    if (json) {
-        printJson(platform::Dictionary{{"added", valueOf(added)},
-                                       {"modified", valueOf(modified)},
-                                       {"deleted", valueOf(deleted)},
-                                       {"unchanged", valueOf(unchanged)}});
-    } else {
-        print('A', added);
-        print('M', modified);
-        print('D', deleted);
-    }
-    if (!previous.complete || !current.complete) return kTrouble;
-    return added.count + modified.count + deleted.count > 0 ? kDifferent : kSame;
-}
-
-ExitCode diffByHashes(const Source& older, const Source& newer, const HashOptions& options, bool json) {
-    LoadedTree previous = scanOrLoad(older.path, older.type);
-    LoadedTree current = scanOrLoad(newer.path, newer.type);
-    if (previous.root == nullptr || current.root == nullptr) return kTrouble;
-    std::string base = options.base;
-    std::error_code error;
-    if (base.empty() && std::filesystem::is_directory(newer.path, error)) base = newer.path;
-    if (!base.empty()) base = std::filesystem::absolute(base).lexically_normal();
-    const platform::Dictionary result = dirsnapshot::DirSnapshot::compareWithSnapshotUsingHashes(
-        current.root.get(), previous.root.get(), options.ignoreDeleted, options.exclusions, base);
-    const Items added(result, dirsnapshot::DirSnapshotAddedPathsKey);
-    const Items modified(result, dirsnapshot::DirSnapshotModifiedPathsKey);
-    const Items deleted(result, dirsnapshot::DirSnapshotDeletedPathsKey);
-    if (json) {
-        printJson(platform::Dictionary{
-            {"added", added.value()}, {"modified", modified.value()}, {"deleted", deleted.value()}});
-    } else {
-        added.print('A');
-        modified.print('M');
-        deleted.print('D');
-    }
-    if (!previous.complete || !current.complete) return kTrouble;
-    return result.empty() ? kSame : kDifferent;
 }
 
 ExitCode count(const Source& source, const std::string& path, bool recursive, bool hidden, bool json) {

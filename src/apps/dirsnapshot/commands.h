@@ -29,15 +29,6 @@ ExitCode scanSince(const std::string& directory, const Source& target, const Sou
                    bool structureOnly);
 ExitCode list(const Source& source, const std::string& path, bool recursive, Format format,
               Colouring colouring);
-ExitCode diff(const Source& older, const Source& newer, bool json);
-
-// How a comparison by digests goes.
-struct HashOptions {
-    std::string base; // the directory that the snapshots are of; empty: the newer one's, if it is scanned
-    bool ignoreDeleted = false;
-    std::vector<std::string> exclusions; // absolute paths and names
-};
-ExitCode diffByHashes(const Source& older, const Source& newer, const HashOptions& options, bool json);
 ExitCode count(const Source& source, const std::string& path, bool recursive, bool hidden, bool json);
 ExitCode hash(const Source& source, const std::string& path, bool recursive, Format format);
 ExitCode convert(const Source& from, const Source& to);

@@ -2,6 +2,7 @@
 
 #include "apps/completion.h"
 #include "apps/dirsnapshot/commands.h"
+#include "apps/dirsnapshot/diff.h"
 #include "apps/dirsnapshot/looking.h"
 #include "apps/dirsnapshot/output.h"
 #include "apps/dirsnapshot/size_commands.h"
@@ -54,8 +55,7 @@ struct Arguments {
     SizeOptions sizes;
     PictureSize picture;
     bool hidden = false;
-    bool hashes = false;
-    HashOptions hashOptions;
+    DiffOptions difference;
     WatchOptions watching;
 };
 
@@ -169,47 +169,19 @@ class CommandLine {
             "diff",
             "Compare two snapshots: A added, M modified, D deleted. Exit code 1 when there "
             "is any of these. An item that is not a directory is modified when its time is later; one that "
-            "differs only in size, or whose time went back, is not reported: --hashes finds these.",
+            "differs only in size, or whose time went back, is not reported: --fields and --hashes find "
+            "these.",
             [this] {
                 const Source older{_is.first, _is.from};
                 const Source newer{_is.second, _is.from};
-                return _is.hashes ? diffByHashes(older, newer, _is.hashOptions, _is.json)
-                                  : diff(older, newer, _is.json);
+                return diff(older, newer, _is.difference);
             });
         comparing->add_option("OLD", _is.first, "The older snapshot, or a directory, which is scanned")
             ->required();
         comparing->add_option("NEW", _is.second, "The newer one")->required();
         addType(comparing, "--type", _is.from, kReadType);
         addLookingOptions(comparing);
-        addJson(comparing, "Print {\"added\":[],\"deleted\":[],\"modified\":[],\"unchanged\":[]}; with "
-                           "--hashes each item as {\"path\",\"size\",\"type\"}, and no unchanged ones");
-
-        CLI::Option* hashes = comparing->add_flag(
-            "--hashes", _is.hashes,
-            "By digests of names, sizes and times: leaves out what is never reported (see excluded), and "
-            "below a deleted directory says nothing more");
-        HashOptions& options = _is.hashOptions;
-        comparing
-            ->add_option("--base", options.base,
-                         "The directory that the snapshots are of, NEW if that is one: a deleted item that "
-                         "is still there is not reported")
-            ->type_name("DIR")
-            ->needs(hashes);
-        comparing->add_flag("--ignore-deleted", options.ignoreDeleted, "Do not look for deleted items")
-            ->needs(hashes);
-        comparing
-            ->add_option("--exclude", options.exclusions,
-                         "Leave out the item with this absolute path below the base, or every item of this "
-                         "name, with all below it; may be repeated")
-            ->type_name("ENTRY")
-            ->expected(1)
-            ->allow_extra_args(false) // or "[a,b]" would be two entries
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-            ->check([](const std::string& entry) {
-                const bool isUsable = entry.starts_with('/') || entry.find('/') == std::string::npos;
-                return isUsable && !entry.empty() ? "" : "neither an absolute path nor a name: " + entry;
-            })
-            ->needs(hashes);
+        addDiffOptions(comparing, _is.difference);
     }
     void addCount() {
         CLI::App* counting = add(

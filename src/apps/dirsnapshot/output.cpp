@@ -5,6 +5,7 @@
 #include "platform/utf8.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -59,6 +60,16 @@ std::string hexDigest(const uint8_t* digest) {
         text += kHexDigits[digest[i] & 15];
     }
     return text;
+}
+
+bool digestOfHex(std::string_view text, uint8_t* digest) {
+    if (text.size() != 2 * DSNodeHashLength) return false;
+    for (size_t i = 0; i < DSNodeHashLength; i++) {
+        const char* end = text.data() + 2 * i + 2;
+        const auto [stop, error] = std::from_chars(end - 2, end, digest[i], 16);
+        if (error != std::errc() || stop != end) return false;
+    }
+    return true;
 }
 
 std::string digestLine(std::string_view digest, std::string_view name) {

@@ -22,6 +22,9 @@ std::string itemLine(std::string_view path, const DSNode& node, const LsColors* 
 // The 20 bytes of a digest as 40 hexadecimal digits.
 std::string hexDigest(const uint8_t* digest);
 
+// The bytes of such a text into 20 of the caller's. False when it is not one.
+bool digestOfHex(std::string_view text, uint8_t* digest);
+
 // A line as sha1sum prints it: a name with a backslash or a line break is escaped, behind a leading
 // backslash.
 std::string digestLine(std::string_view digest, std::string_view name);

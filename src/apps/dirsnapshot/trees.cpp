@@ -116,7 +116,7 @@ LoadedTree lookAgain(const std::string& path, const std::string& older, const St
     LoadedTree known;
     if (isThere(older)) known = loadSnapshot(older, type);
     if (known.root == nullptr || !known.complete) known.root = snapshot::emptyTree();
-    evidence.reset(DSEvidenceLoad(evidenceOf(older).c_str(), known.root.get()));
+    evidence = loadEvidence(older, known.root.get());
     return take(
         [&](Asking& asking) -> LoadedTree {
             if (!isDirectory(path, asking)) return {};
@@ -134,6 +134,10 @@ uint64_t roughlyItemsOf(const std::string& snapshot) {
     if (snapshot.empty()) return 0;
     const uint64_t known = snapshot::itemsInEvidence(evidenceOf(snapshot).c_str());
     return known > 0 ? known : snapshot::roughlyItemsInFlatFile(snapshot.c_str());
+}
+
+snapshot::Evidence loadEvidence(const std::string& snapshot, const DSNode* root) {
+    return snapshot::Evidence(DSEvidenceLoad(evidenceOf(snapshot).c_str(), root));
 }
 
 bool saveEvidence(const snapshot::Evidence& evidence, const std::string& path) {

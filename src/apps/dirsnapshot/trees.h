@@ -27,6 +27,9 @@ LoadedTree scanDirectory(const std::string& path, bool recursive);
 LoadedTree lookAgain(const std::string& path, const std::string& older, const StoreType& type,
                      bool structureOnly, snapshot::Evidence& evidence);
 
+// What lies beside a stored snapshot for exactly this tree; evidence of nothing when nothing does.
+snapshot::Evidence loadEvidence(const std::string& snapshot, const DSNode* root);
+
 // Beside the store, for the next look. Said on standard error when it cannot be written.
 bool saveEvidence(const snapshot::Evidence& evidence, const std::string& path);
 
