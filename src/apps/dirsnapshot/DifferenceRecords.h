@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 namespace dirsnapshot_tool {
 
@@ -24,7 +25,8 @@ class DifferenceRecords {
   public:
     // The digest of a file's content where it is known, else NULL. It shows in JSON.
     using ContentOf = std::function<const uint8_t*(const DSNode* node)>;
-    DifferenceRecords(Format format, ContentOf contentOf) : _records(format), _contentOf(contentOf) {}
+    DifferenceRecords(Format format, ContentOf contentOf)
+        : _records(format), _contentOf(std::move(contentOf)) {}
 
     void add(const DSDifference& difference);
     void finish() { _records.finish(); }

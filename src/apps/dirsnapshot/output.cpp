@@ -63,7 +63,7 @@ std::string hexDigest(const uint8_t* digest) {
 }
 
 bool digestOfHex(std::string_view text, uint8_t* digest) {
-    if (text.size() != 2 * DSNodeHashLength) return false;
+    if (text.size() != size_t{2} * DSNodeHashLength) return false;
     for (size_t i = 0; i < DSNodeHashLength; i++) {
         const char* end = text.data() + 2 * i + 2;
         const auto [stop, error] = std::from_chars(end - 2, end, digest[i], 16);
