@@ -93,6 +93,11 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"diff --base base old new", 2, ""},
         {"diff --hashes old missing", 2, ""},
         {"ls new /d --color always", 0, "-            2 1970-01-01 00:00:06 +0000 \033[31m/d/\033[0mx\n"},
+        {"diff old new --color always | head -n 2 && d diff --hashes old new --color=always | tail -n 1", 0,
+         "\033[32mA\033[0m \033[31m/\033[0m\033[31mnew\033[0m\n"
+         "\033[32mA\033[0m \033[31m/new/\033[0m\033[01;36ml\033[0m\n"
+         "\033[31mD\033[0m \033[31m/\033[0mkept\n"},
+        {"diff old new --fields --color always | grep -a x", 0, "\033[33mM\033[0m \033[31m/d/\033[0mx\n"},
         {"size new --bytes", 0, "2\t/d\n0\t/new\n1\t/Caches\n11\t/\n"},
         {"size new --bytes --top 3 --files --json", 0,
          R"([{"path":"/","size":11},{"path":"/\u0000ff","size":7},{"path":"/d","size":2}])"

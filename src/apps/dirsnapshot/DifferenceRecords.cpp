@@ -13,6 +13,17 @@ constexpr const char* kLetters[] = {"", "A", "D", "M", "R"};
 constexpr const char* kChanges[] = {"", "added", "deleted", "modified", "moved"};
 constexpr const char* kMovedBy[] = {"", "inode", "content", "attributes", "name", "items"};
 
+// Green came, red went, yellow is another, cyan is elsewhere.
+std::string letters(const std::string& text, const LsColors* colours) {
+    if (colours == nullptr) return text;
+    const char* colour = text == "A" ? "32" : text == "D" ? "31" : text == "M" ? "33" : "36";
+    return inColour(colour, text);
+}
+
+std::string shown(std::string_view path, uint8_t type, const LsColors* colours) {
+    return colours != nullptr ? colours->painted(path, type) : std::string(path);
+}
+
 } // namespace
 
 void DifferenceRecords::add(const DSDifference& difference) {
@@ -20,19 +31,22 @@ void DifferenceRecords::add(const DSDifference& difference) {
         _records.add(valueOf(difference));
         return;
     }
+    const DSNode* node = difference.current != nullptr ? difference.current : difference.previous;
+    const uint8_t type = node->type;
+    const std::string path = shown(difference.path, type, _colours);
     std::string text = kLetters[difference.kind];
-    if (difference.previousPath != nullptr) {
-        if (difference.fields != 0) text += "M";
-        text += std::string(" ") + difference.previousPath;
-        if (!_records.areNull()) {
-            _records.addText(text + " -> " + difference.path);
-            return;
-        }
-        _records.addText(text);
-        _records.addText(difference.path);
+    if (difference.previousPath == nullptr) {
+        _records.addText(letters(text, _colours) + " " + path);
         return;
     }
-    _records.addText(text + " " + difference.path);
+    if (difference.fields != 0) text += "M";
+    text = letters(text, _colours) + " " + shown(difference.previousPath, type, _colours);
+    if (_records.areNull()) {
+        _records.addText(text);
+        _records.addText(path);
+    } else {
+        _records.addText(text + " -> " + path);
+    }
 }
 
 platform::Value DifferenceRecords::fieldsOf(const DSNode* node) const {
@@ -59,9 +73,11 @@ platform::Value DifferenceRecords::valueOf(const DSDifference& difference) const
     return value;
 }
 
-void addChange(Records& records, char letter, std::string_view path, const platform::Value& is) {
+void addChange(Records& records, char letter, std::string_view path, const platform::Value& is,
+               const LsColors* colours, uint8_t type) {
     if (!records.areJson()) {
-        records.addText(std::string(1, letter) + " " + std::string(path));
+        if (records.areNull()) colours = nullptr;
+        records.addText(letters(std::string(1, letter), colours) + " " + shown(path, type, colours));
         return;
     }
     for (int kind : {DSDifferenceAdded, DSDifferenceDeleted, DSDifferenceModified})

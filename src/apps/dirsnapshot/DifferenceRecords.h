@@ -25,8 +25,10 @@ class DifferenceRecords {
   public:
     // The digest of a file's content where it is known, else NULL. It shows in JSON.
     using ContentOf = std::function<const uint8_t*(const DSNode* node)>;
-    DifferenceRecords(Format format, ContentOf contentOf)
-        : _records(format), _contentOf(std::move(contentOf)) {}
+    // Only lines show the colours, which may be NULL.
+    DifferenceRecords(Format format, const LsColors* colours, ContentOf contentOf)
+        : _records(format), _colours(format == Format::lines ? colours : nullptr),
+          _contentOf(std::move(contentOf)) {}
 
     void add(const DSDifference& difference);
     void finish() { _records.finish(); }
@@ -36,10 +38,13 @@ class DifferenceRecords {
     platform::Value fieldsOf(const DSNode* node) const;
 
     Records _records;
+    const LsColors* _colours;
     ContentOf _contentOf;
 };
 
-// A change without fields: a letter and a path, or {"change","path","is"}.
-void addChange(Records& records, char letter, std::string_view path, const platform::Value& is);
+// A change without fields: a letter and a path, or {"change","path","is"}. The type is that of the item, and
+// without colours may be any.
+void addChange(Records& records, char letter, std::string_view path, const platform::Value& is,
+               const LsColors* colours, uint8_t type);
 
 } // namespace dirsnapshot_tool

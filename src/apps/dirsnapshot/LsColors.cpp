@@ -29,11 +29,6 @@ std::string inSmallLetters(std::string_view text) {
     return small;
 }
 
-std::string paintedIn(std::string_view colour, std::string_view text) {
-    if (colour.empty() || text.empty()) return std::string(text);
-    return std::string("\033[").append(colour).append("m").append(text).append("\033[0m");
-}
-
 bool terminalShowsColours() {
     const char* noColour = getenv("NO_COLOR");
     const char* terminal = getenv("TERM");
@@ -42,6 +37,11 @@ bool terminalShowsColours() {
 }
 
 } // namespace
+
+std::string inColour(std::string_view colour, std::string_view text) {
+    if (colour.empty() || text.empty()) return std::string(text);
+    return std::string("\033[").append(colour).append("m").append(text).append("\033[0m");
+}
 
 LsColors::LsColors(std::string_view text) {
     for (std::size_t at = 0; at < text.size();) {
@@ -101,7 +101,7 @@ std::string LsColors::painted(std::string_view path, uint8_t type) const {
     const std::size_t slash = path.rfind('/');
     const std::size_t start = slash == std::string_view::npos || path.size() == 1 ? 0 : slash + 1;
     const std::string_view name = path.substr(start);
-    return paintedIn(_directory, path.substr(0, start)).append(paintedIn(colourOf(name, type), name));
+    return inColour(_directory, path.substr(0, start)).append(inColour(colourOf(name, type), name));
 }
 
 const LsColors* coloursFor(Colouring when) {

@@ -42,6 +42,9 @@ class LsColors {
     std::set<std::size_t> _lengths; // that endings have: few, however many there are
 };
 
+// A text in a colour ("01;34"); plain where either is empty.
+std::string inColour(std::string_view colour, std::string_view text);
+
 // The colours of this process's surroundings; NULL when nothing is to be coloured. Made once, lives on.
 const LsColors* coloursFor(Colouring when);
 

@@ -20,9 +20,14 @@ platform::Value valueOf(const snapshot::ComparedPaths& paths) {
     return array;
 }
 
-void addTo(Records& records, char letter, const snapshot::ComparedPaths& paths) {
-    for (const char* path : paths)
-        addChange(records, letter, path, {});
+// What kind of item is meant only a look into the tree tells, and only colours ask.
+void addTo(Records& records, char letter, const snapshot::ComparedPaths& paths, const LoadedTree& tree,
+           const LsColors* colours) {
+    for (const char* path : paths) {
+        const DSNode* node = colours != nullptr ? DSNodeFindWithFullPath(path, tree.root.get()) : nullptr;
+        const uint8_t type = node != nullptr ? node->type : uint8_t{DSNodeTypeFile};
+        addChange(records, letter, path, {}, colours, type);
+    }
 }
 
 // The items of one category of a comparison by digests.
@@ -41,10 +46,11 @@ class Items {
         });
         return array;
     }
-    void addTo(Records& records, char letter) const {
+    void addTo(Records& records, char letter, const LsColors* colours) const {
         each([&](const std::string& path, const platform::Dictionary& item) {
             addChange(records, letter, path,
-                      platform::Dictionary{{"type", typeOf(item)}, {"size", item.at(platform::NSFileSize)}});
+                      platform::Dictionary{{"type", typeOf(item)}, {"size", item.at(platform::NSFileSize)}},
+                      colours, typeOf(item));
         });
     }
 
@@ -57,7 +63,7 @@ class Items {
             visit(*item.at(dirsnapshot::DirSnapshotNodePathKey).string(), item);
         }
     }
-    static int typeOf(const platform::Dictionary& item) {
+    static uint8_t typeOf(const platform::Dictionary& item) {
         const std::string& type = *item.at(platform::NSFileType).string();
         if (type == platform::NSFileTypeDirectory) return DSNodeTypeDirectory;
         return type == platform::NSFileTypeSymbolicLink ? DSNodeTypeSymlink : DSNodeTypeFile;
@@ -67,7 +73,7 @@ class Items {
 };
 
 // By later times alone, all of a kind together.
-ExitCode diffByTimes(const Source& older, const Source& newer, Format format) {
+ExitCode diffByTimes(const Source& older, const Source& newer, Format format, const LsColors* colours) {
     LoadedTree previous = scanOrLoad(older.path, older.type);
     LoadedTree current = scanOrLoad(newer.path, newer.type);
     if (previous.root == nullptr || current.root == nullptr) return kTrouble;
@@ -85,15 +91,16 @@ ExitCode diffByTimes(const Source& older, const Source& newer, Format format) {
                                        {"unchanged", valueOf(unchanged)}});
     } else {
         Records records(format);
-        addTo(records, 'A', added);
-        addTo(records, 'M', modified);
-        addTo(records, 'D', deleted);
+        addTo(records, 'A', added, current, colours);
+        addTo(records, 'M', modified, current, colours);
+        addTo(records, 'D', deleted, previous, colours);
     }
     if (!previous.complete || !current.complete) return kTrouble;
     return added.count + modified.count + deleted.count > 0 ? kDifferent : kSame;
 }
 
-ExitCode diffByHashes(const Source& older, const Source& newer, const HashOptions& options, Format format) {
+ExitCode diffByHashes(const Source& older, const Source& newer, const HashOptions& options, Format format,
+                      const LsColors* colours) {
     LoadedTree previous = scanOrLoad(older.path, older.type);
     LoadedTree current = scanOrLoad(newer.path, newer.type);
     if (previous.root == nullptr || current.root == nullptr) return kTrouble;
@@ -111,9 +118,9 @@ ExitCode diffByHashes(const Source& older, const Source& newer, const HashOption
             {"added", added.value()}, {"modified", modified.value()}, {"deleted", deleted.value()}});
     } else {
         Records records(format);
-        added.addTo(records, 'A');
-        modified.addTo(records, 'M');
-        deleted.addTo(records, 'D');
+        added.addTo(records, 'A', colours);
+        modified.addTo(records, 'M', colours);
+        deleted.addTo(records, 'D', colours);
     }
     if (!previous.complete || !current.complete) return kTrouble;
     return result.empty() ? kSame : kDifferent;
@@ -123,10 +130,11 @@ ExitCode diffByHashes(const Source& older, const Source& newer, const HashOption
 
 // Records for programs go out one by one; lines, and the arrays of --json, have all of a kind together.
 ExitCode diff(const Source& older, const Source& newer, const DiffOptions& options) {
-    if (options.byHashes) return diffByHashes(older, newer, options.hashes, options.format);
+    const LsColors* colours = coloursFor(options.colouring);
+    if (options.byHashes) return diffByHashes(older, newer, options.hashes, options.format, colours);
     const bool isOneByOne = options.format == Format::null || options.format == Format::ndjson;
     return options.comparesFields() || isOneByOne ? diffByFields(older, newer, options)
-                                                  : diffByTimes(older, newer, options.format);
+                                                  : diffByTimes(older, newer, options.format, colours);
 }
 
 } // namespace dirsnapshot_tool

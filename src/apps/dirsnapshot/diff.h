@@ -21,6 +21,7 @@ struct HashOptions {
 
 struct DiffOptions {
     Format format = Format::lines;
+    Colouring colouring = Colouring::automatic;
     bool byHashes = false;
     HashOptions hashes;
     bool byFields = false;

@@ -95,8 +95,8 @@ class Comparison {
         return _contents->read();
     }
 
-    ExitCode print(Format format) {
-        DifferenceRecords records(format, [this](const DSNode* node) {
+    ExitCode print(Format format, Colouring colouring) {
+        DifferenceRecords records(format, coloursFor(colouring), [this](const DSNode* node) {
             return _contents != nullptr ? _contents->find(node) : nullptr;
         });
         uint64_t told = 0;
@@ -152,7 +152,7 @@ ExitCode diffByFields(const Source& older, const Source& newer, const DiffOption
         if (!options.journal.empty() && !journal.open(options.journal)) return kTrouble;
         isWhole = comparison.readContents() && isWhole;
     }
-    const ExitCode code = comparison.print(options.format);
+    const ExitCode code = comparison.print(options.format, options.colouring);
     return isWhole ? code : kTrouble;
 }
 

@@ -54,6 +54,7 @@ void addDiffOptions(CLI::App* comparing, DiffOptions& options) {
         "as {\"path\",\"size\",\"type\"}, and no unchanged ones; where fields are compared a list of "
         "the records of --ndjson: {\"change\",\"path\",\"is\",\"was\",\"fields\",\"from\",\"by\"}",
         "End each path with a NUL in place of a line break; an old path stands before the new one");
+    addColouring(comparing, options.colouring);
     CLI::Option* hashes = comparing->add_flag(
         "--hashes", options.byHashes,
         "By digests of names, sizes and times: leaves out what is never reported (see excluded), and "

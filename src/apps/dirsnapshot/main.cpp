@@ -295,6 +295,7 @@ class CommandLine {
         addType(watching, "--type", _is.from, kReadType);
         addFormats(watching, _is.watching.format, "Print [{\"change\",\"path\",\"was\",\"is\"}]",
                    "End each path with a NUL, also the first of two");
+        addColouring(watching, _is.watching.colouring);
         watching
             ->add_option("--interval", _is.watching.interval,
                          "Seconds between looks where the kernel does not tell")

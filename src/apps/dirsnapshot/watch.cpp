@@ -49,7 +49,7 @@ class Watch {
   public:
     Watch(std::string path, const WatchOptions& options)
         : _path(std::move(path)), _options(options), _woken(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-          _records(options.format, [](const DSNode*) { return nullptr; }),
+          _records(options.format, coloursFor(options.colouring), [](const DSNode*) { return nullptr; }),
           _tree(
               _path, [this](const DSDifference& difference) { _records.add(difference); },
               [this](const std::string& directory) { follow(directory); }) {

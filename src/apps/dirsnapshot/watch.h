@@ -11,6 +11,7 @@ namespace dirsnapshot_tool {
 // as it may watch; else everything is looked at again and again.
 struct WatchOptions {
     Format format = Format::lines;
+    Colouring colouring = Colouring::automatic;
     double interval = 5;      // seconds between looks
     bool looksAlways = false; // although the kernel would tell
 };
