@@ -75,6 +75,7 @@ FinderSync1Service::FinderSync1Service(const Surroundings& surroundings, std::st
     addSignal(FINDER_SYNC_BADGES_CHANGED, FINDER_SYNC_BADGES_CHANGED_TYPES, {"sequence", "directories"});
     addSignal(FINDER_SYNC_DIRECTORIES_CHANGED, FINDER_SYNC_DIRECTORIES_CHANGED_TYPES, {"isSet", "uris"});
     addSignal(FINDER_SYNC_MENUS_CHANGED, "", {});
+    addSignal(FINDER_SYNC_OBSERVING_BEGAN, FINDER_SYNC_OBSERVING_BEGAN_TYPES, {"uri"});
     addSignal(FINDER_SYNC_ACTIVATION_FINISHED, FINDER_SYNC_ACTIVATION_FINISHED_TYPES,
               {"number", "succeeded", "message", "arguments"});
     object->finishRegistration();
