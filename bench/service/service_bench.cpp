@@ -249,16 +249,16 @@ void look() {
     std::printf("scan of the engine %.3f s, rclone lsf -R %.3f s\n", median(scans), median(lists));
     printRatio("a look at 100,000 items, nothing changed", median(own), "scan + rclone lsf -R",
                median(scans) + median(lists), 1.2);
-    const std::string bisync = "bisync --workdir " + (disk / "bisync").string() + " " + pair.folder.string() +
-                               " " + there(servers, "look");
-    rclone(servers, bisync + " --resync");
-    printRatio("the same", median(own), "rclone bisync", rclone(servers, bisync), 0);
     // A process like the daemon's after its start, with this pair.
     std::fflush(stdout);
     const std::string program = fs::read_symlink("/proc/self/exe");
     const std::string command = program + " rest " + servers.configuration() + " " + servers.storage("sftp") +
                                 " " + (disk / "").string();
     if (std::system(command.c_str()) != 0) std::printf("MISSED something\n");
+    const std::string bisync = "bisync --workdir " + (disk / "bisync").string() + " " + pair.folder.string() +
+                               " " + there(servers, "look");
+    rclone(servers, bisync + " --resync");
+    printRatio("the same", median(own), "rclone bisync", rclone(servers, bisync), 0);
     if (support::run("which unison").status != 0) return;
     const std::string unison = "UNISON=" + (disk / "unison").string() + " unison -batch -silent " +
                                "-sshargs '" + servers.sshOptions() + "' " + pair.folder.string() +
