@@ -44,6 +44,7 @@ void Bus::start(std::function<void()> onLost) {
 }
 
 void Bus::run() {
+    reader = std::this_thread::get_id();
     try {
         while (!ending) {
             while (link->connection->processPendingRequest() && !ending) {
@@ -59,6 +60,7 @@ void Bus::run() {
     } catch (const sdbus::Error&) {
         // The bus has gone; every send says so from now on.
     }
+    reader = std::thread::id();
     if (ending) return;
     lost = true;
     if (lostHandler) lostHandler();

@@ -59,6 +59,13 @@ class Bus {
 
     bool isLost() const { return lost; }
 
+    // Whether the bus's thread reads and is not the one that asks. Then nobody else may wait for an answer by
+    // a call that reads by itself: when a callback does the same, the two wait for each other forever.
+    bool isReadByAnother() const {
+        const std::thread::id now = reader;
+        return now != std::thread::id() && now != std::this_thread::get_id();
+    }
+
   private:
     void run();
 
@@ -67,6 +74,7 @@ class Bus {
     std::function<void()> lostHandler;
     std::atomic<bool> ending = false;
     std::atomic<bool> lost = false;
+    std::atomic<std::thread::id> reader;
     std::thread thread;
 };
 

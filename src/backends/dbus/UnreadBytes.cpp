@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <future>
 #include <map>
 
 namespace backends::dbus {
@@ -9,6 +10,13 @@ namespace {
 
 constexpr std::chrono::milliseconds lookInterval{100};
 constexpr std::chrono::seconds answerBound{1};
+constexpr const char* question = "GetConnectionStats";
+constexpr const char* statistics = "org.freedesktop.DBus.Debug.Stats";
+
+std::size_t waitingIn(const std::map<std::string, sdbus::Variant>& figures) {
+    const auto waiting = figures.find("OutgoingBytes");
+    return waiting != figures.end() ? waiting->second.get<std::uint32_t>() : 0;
+}
 
 } // namespace
 
@@ -58,18 +66,39 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
 }
 
 std::size_t UnreadBytes::ask(const std::string& process) {
+    if (bus.isReadByAnother()) return askThroughReader(process);
     std::map<std::string, sdbus::Variant> figures;
     try {
-        proxy->callMethod("GetConnectionStats")
-            .onInterface("org.freedesktop.DBus.Debug.Stats")
+        proxy->callMethod(question)
+            .onInterface(statistics)
             .withTimeout(answerBound)
             .withArguments(process)
             .storeResultsTo(figures);
-        bus.wake();
-        const auto waiting = figures.find("OutgoingBytes");
-        return waiting != figures.end() ? waiting->second.get<std::uint32_t>() : 0;
     } catch (const sdbus::Error&) {
+        figures.clear();
+    }
+    bus.wake();
+    return waitingIn(figures);
+}
+
+std::size_t UnreadBytes::askThroughReader(const std::string& process) {
+    const auto answer = std::make_shared<std::promise<std::size_t>>();
+    auto left = answer->get_future();
+    try {
+        proxy->callMethodAsync(question)
+            .onInterface(statistics)
+            .withTimeout(answerBound)
+            .withArguments(process)
+            .uponReplyInvoke(
+                [answer](const sdbus::Error* error, const std::map<std::string, sdbus::Variant>& figures) {
+                    answer->set_value(error ? 0 : waitingIn(figures));
+                });
         bus.wake();
+        // A bus that is lost meanwhile answers nothing.
+        return left.wait_for(answerBound) == std::future_status::ready ? left.get() : 0;
+    } catch (const sdbus::Error&) {
+        return 0;
+    } catch (const std::future_error&) {
         return 0;
     }
 }

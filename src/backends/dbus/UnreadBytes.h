@@ -54,6 +54,7 @@ class UnreadBytes {
     };
     // What the bus holds for the process; 0 when it cannot tell.
     std::size_t ask(const std::string& process);
+    std::size_t askThroughReader(const std::string& process);
 
     // Under the lock.
     void set(Account& account, std::size_t bytes) {
