@@ -19,6 +19,14 @@ if(TSYNCFINDER_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${TSYNCFINDER_CCACHE}")
 endif()
 
+# Builds of developers link in a third of the time.
+if(CMAKE_BUILD_TYPE STREQUAL Debug)
+    find_program(TSYNCFINDER_LLD ld.lld)
+    if(TSYNCFINDER_LLD)
+        add_link_options(-fuse-ld=lld)
+    endif()
+endif()
+
 # Errors are made of them in the presets that developers and the build server use, so that a packager's flags and next
 # year's compiler build it too.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion)

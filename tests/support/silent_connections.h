@@ -27,9 +27,9 @@ class SilentConnections final : public platform::RequestConnectionFactory {
         void resume() override {}
         void invalidate() override {}
         std::string remoteObjectProxy() const override { return "<silent>"; }
-        void send(std::string_view message, const platform::Array&, std::chrono::milliseconds wait,
+        void send(std::string_view message, const platform::Array&, std::chrono::milliseconds given,
                   platform::ReplyHandler handler) override {
-            all.wait = wait;
+            all.wait = given;
             all.onSend(message);
             handler(all.reply);
         }
