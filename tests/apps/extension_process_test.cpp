@@ -57,7 +57,7 @@ class ExtensionProcessTest : public testing::Test {
 
 TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     EXPECT_EQ(run(finder + " status").status, 2) << "no extension yet";
-    const Program daemon(daemonArguments({"--throttle", "2M", "--start", docs, "/Docs"}));
+    const Program daemon(daemonArguments({"--throttle", "800K", "--start", docs, "/Docs"}));
     Program extension({finder, "run", "--log-level", "error"});
 
     const std::vector<std::string> during{" tovik", "/small.txt sync", "/sub upload",

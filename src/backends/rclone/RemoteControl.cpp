@@ -1,6 +1,7 @@
 #include "backends/rclone/RemoteControl.h"
 
 #include "backends/posix/ChildProcess.h"
+#include "backends/rclone/listening.h"
 #include "backends/rclone/replies.h"
 #include "platform/json.h"
 
@@ -249,7 +250,7 @@ class RemoteControl::Loop {
         nextGreeting = clock.now();
     }
 
-    // Asks for the version until the child serves; another program at that port does not know the password.
+    // Asks for the version until the child serves.
     void greet() {
         auto exchange = std::make_unique<Exchange>();
         exchange->command = "core/version";
@@ -302,6 +303,8 @@ class RemoteControl::Loop {
         ::curl_easy_setopt(handle, CURLOPT_PROXY, "");
         ::curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
         ::curl_easy_setopt(handle, CURLOPT_MAXAGE_CONN, freshConnection);
+        ::curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, isOurs);
+        ::curl_easy_setopt(handle, CURLOPT_PREREQDATA, handle);
         ::curl_easy_setopt(handle, CURLOPT_USERNAME, user.c_str());
         ::curl_easy_setopt(handle, CURLOPT_PASSWORD, password.c_str());
         ::curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers.get());
@@ -313,6 +316,14 @@ class RemoteControl::Loop {
         ::curl_easy_setopt(handle, CURLOPT_WRITEDATA, exchange.get());
         ::curl_multi_add_handle(multi, handle);
         underWay.emplace(handle, std::move(exchange));
+    }
+
+    // Before anything is said on a new connection: a program of another user's at that port learns nothing,
+    // and is not believed.
+    static int isOurs(void* handle, char* /*there*/, char* /*here*/, int port, int /*portHere*/) {
+        long connections = 0;
+        ::curl_easy_getinfo(static_cast<CURL*>(handle), CURLINFO_NUM_CONNECTS, &connections);
+        return connections == 0 || listensHere(port) ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
     }
 
     void finish(CURL* handle, CURLcode code) {

@@ -2,7 +2,7 @@
 #include "tests/support/StorageServers.h"
 #include "tests/support/fakes.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <thread>
@@ -205,6 +205,21 @@ TEST_F(RcloneControl, SaysWhenThereIsNone) {
         RcloneSpace nowhere(none, "disk:", work / "links");
         EXPECT_EQ(nowhere.list("", false).wait().failure().trouble, Trouble::unreachable) << program;
     }
+}
+
+// Who took the port first could answer that everything was deleted.
+TEST_F(RcloneControl, BelievesNoProgramOfAnotherPerson) {
+    if (::getuid() != 0) GTEST_SKIP() << "only root can be two people";
+    RemoteControl::Settings settings;
+    settings.environment = {"PATH=/usr/bin:/bin", "HOME=/", "RCLONE_CONFIG="};
+    settings.startLimit = milliseconds(2000);
+    settings.program =
+        work.write("other", "#!/bin/sh\nexec setpriv --reuid 65534 --clear-groups rclone \"$@\"\n");
+    std::filesystem::permissions(settings.program, std::filesystem::perms::owner_all);
+    RemoteControl control(settings, log);
+    RcloneSpace space(control, "disk:", work / "links");
+    EXPECT_EQ(space.list("", false).wait().failure().trouble, Trouble::unreachable);
+    EXPECT_THAT(log.lines(), testing::Contains("rclone does not answer and is given up"));
 }
 
 TEST_F(RcloneControl, IsToldThatAServerIsAwayAndLetsGoOfAHungOne) {
