@@ -35,7 +35,8 @@ TEST_F(DirsnapshotLooking, ADirectoryThatNeverAnswersEndsIt) {
     for (const char* file : {"d/a", "d/b/c", "d/b/e", "gone/x", "gone/dead/y"})
         folder.write(file, "1");
     // A look is a directory's access only where the time of the last one is not later than its others.
-    ASSERT_EQ(support::run("touch -a -d tomorrow '" + folder.path() + "'/d '" + folder.path() + "'/d/b").status, 0);
+    ASSERT_EQ(
+        support::run("touch -a -d tomorrow '" + folder.path() + "'/d '" + folder.path() + "'/d/b").status, 0);
     // A disk that answers: the same with a process of its own, whatever the threads.
     EXPECT_EQ(run("scan d -o plain"), 0);
     EXPECT_EQ(run("scan d -o guarded --timeout 20 --threads 3"), 0);
