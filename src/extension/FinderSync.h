@@ -46,6 +46,8 @@ class ModelObserver {
     virtual void rootsChanged() = 0;
     // Items at or above these paths may have changed their badge.
     virtual void filesChanged(std::span<const std::string> paths) = 0;
+    // The daemon has told of itself, whether or not that touched a badge.
+    virtual void daemonTold() = 0;
 
   protected:
     ~ModelObserver() = default;

@@ -47,6 +47,7 @@ void FinderSync::onSyncStatusRefresh(Refresh refresh) {
     }
     _syncStatusInfo = std::move(refresh.statusInfo);
     refreshSyncStatus();
+    if (ModelObserver* const told = observer) told->daemonTold();
 }
 
 void FinderSync::refreshSyncStatus() {

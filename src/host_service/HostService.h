@@ -8,12 +8,14 @@
 // calls come from the model queue or from a background thread.
 #pragma once
 
+#include "extension/BadgeState.h"
 #include "extension/FinderSync.h"
 #include "extension/FinderSyncCommands.h"
 #include "extension/commands.h"
 #include "extension/selection_menu.h"
 #include "host_service/HostSink.h"
 #include "host_service/HostTables.h"
+#include "host_service/LinkedDirectories.h"
 #include "host_service/activation.h"
 #include "platform/Clock.h"
 #include "platform/ProcessLog.h"
@@ -29,15 +31,27 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 namespace host_service {
 
+// Which badges the person wants to see. Synced folders themselves have theirs but with `none`.
+enum class BadgeChoice {
+    all,
+    none,
+    problems, // only what is wrong
+    changes,  // all but what is in step
+};
+
+// By the name that it has in the settings and in the status; none: there is no such choice.
+std::optional<BadgeChoice> badgeChoiceNamed(std::string_view name);
+
 // What the person lets the file managers show.
 struct Shown {
-    bool badges = true;
+    BadgeChoice badges = BadgeChoice::all;
     bool menu = true;
 };
 
@@ -63,6 +77,7 @@ class HostService final : public extension::ModelObserver {
         extension::FinderSync& finderSync;
         HostTables& tables; // that object's controller
         HostSink& sink;
+        platform::FileSystem& fileSystem;
         platform::ProcessLog& log;
         const platform::Clock& clock; // the model queue's delays go by it too
         platform::Queue& modelQueue;
@@ -70,12 +85,18 @@ class HostService final : public extension::ModelObserver {
         platform::Queue& commandQueue;
         platform::Queue& panelQueue;
         Perform perform;
+        std::function<void()> progressed =
+            {}; // on the model queue, whenever the sink hears the same; or none
     };
     explicit HostService(const Surroundings& surroundings);
 
-    // From now on, and the hosts are told to ask again. Without badges every answer is none, with its flags
-    // as ever; without the menu every menu is one without items. Commands work either way.
+    // From now on, and the hosts are told to ask again. A badge that is not wanted is none, with its flags as
+    // ever; without the menu every menu is one without items. Commands work either way.
     void setShown(Shown shown);
+
+    // What the sync service cannot sync now, as local paths: these items, and the folders above them, show
+    // "error" where they would show "sync". Any thread.
+    void setProblems(std::vector<std::string> paths);
 
     // One answer for each URI, in order; anything but a file URI has no badge.
     void badges(std::vector<std::string> uris, std::function<void(extension::BadgeBatch)> answer);
@@ -86,6 +107,8 @@ class HostService final : public extension::ModelObserver {
 
     void beginObserving(const HostName& host, std::string uri);
     void endObserving(const HostName& host, std::string uri);
+    // The host has measured that it was held up by its plugin, for so many microseconds at the longest.
+    void heldUp(const HostName& host, std::uint64_t microseconds);
     // Drops what it observes and its panels: those that wait are never shown, and the one that is shown is
     // cancelled.
     void hostGone(const HostName& host);
@@ -102,6 +125,7 @@ class HostService final : public extension::ModelObserver {
     // The model's changes, on the model queue.
     void rootsChanged() override;
     void filesChanged(std::span<const std::string> paths) override;
+    void daemonTold() override;
 
     // The disk has answered late: these items may have another badge now, or, when none is given, any may.
     void itemsAnswered(std::vector<std::string> paths);
@@ -119,6 +143,7 @@ class HostService final : public extension::ModelObserver {
         std::unordered_set<Directories::value_type*> directories; // that it shows
         std::size_t count = 0;                                    // of its observations
         std::size_t bytes = 0;                                    // of their URIs
+        std::uint64_t longest = 0; // microseconds that its plugin has held it up, as far as it told
     };
 
     struct Asking {
@@ -134,6 +159,14 @@ class HostService final : public extension::ModelObserver {
     void forget(const HostName& host);
     void release(Host& host, const HostName& name, Directories::value_type& directory, const std::string& uri,
                  unsigned count);
+    bool isProblem(const platform::FileURL& item) const;
+    // What of an answer is shown. Null: the item is no problem.
+    void judge(const platform::FileURL* item, extension::BadgeAnswer& answer) const;
+    // The URLs by the roots' own paths; none when one of the URIs is no file's.
+    std::optional<std::vector<platform::FileURL>> selectionOf(const std::vector<std::string>& uris) const;
+    // Finds out, on the background queue, whether a directory that lies in no root leads into one.
+    void lookWhereItLeads(const std::string& key);
+    void leadsTo(const std::string& key, const std::string& own);
     // Notes that an item of that directory, both in standard form, may have another badge.
     void note(const std::string& directory, std::string_view item);
     void announceLater();
@@ -152,15 +185,20 @@ class HostService final : public extension::ModelObserver {
     HostName asking;                                  // whose panel is shown
     std::shared_ptr<platform::Cancellation> standing; // ends that panel
 
+    LinkedDirectories links;
+
     // Model queue only.
-    Directories observed; // by the directory's standard path
+    std::shared_ptr<const RootIdentities> identities; // null: the roots have changed since
+    Directories observed;                             // by the directory's standard path
     std::map<HostName, Host> hosts;
     // The hosts that do not listen, and how often in a row they were found so. Any item of theirs may have
     // changed.
     std::map<HostName, unsigned> behind;
-    bool isAnnouncing = false; // an announcement is on its way
-    bool isCatchingUp = false; // a look at those behind is
-    bool showsBadges = true;
+    bool isAnnouncing = false;     // an announcement is on its way
+    bool isCatchingUp = false;     // a look at those behind is
+    bool isToldOfProgress = false; // the sink will be told soon that something came of the daemon
+    BadgeChoice choice = BadgeChoice::all;
+    extension::PathsAndAncestors problems{std::make_shared<const std::vector<std::string>>()};
     platform::Clock::TimePoint lastAnnouncement;
 
     platform::Subscription observation; // last: it calls into all of the above

@@ -34,6 +34,8 @@ class HostSink {
                                     const extension::CommandOutcome& outcome) = 0;
     // The menus per class have changed.
     virtual void menusChanged() = 0;
+    // What is under way may have begun, ended or failed.
+    virtual void progressChanged() = 0;
     // A first host shows a directory (a URI) at or below a sync root.
     virtual void observingBegan(const std::string& directory) = 0;
     // The host has not listened for so long that what it observes is forgotten. When it listens again, it has

@@ -74,6 +74,8 @@
 #define FINDER_SYNC_BADGE_TABLE_OUT "a(" FINDER_SYNC_BADGE_FIELDS ")"
 #define FINDER_SYNC_WATCHED_DIRECTORIES "WatchedDirectories"
 #define FINDER_SYNC_WATCHED_DIRECTORIES_OUT "bas"
+#define FINDER_SYNC_TELL_LONGEST "TellLongest"
+#define FINDER_SYNC_TELL_LONGEST_IN "t"
 #define FINDER_SYNC_VERSION "Version"
 #define FINDER_SYNC_VERSION_OUT "s"
 
@@ -88,15 +90,32 @@
 #define FINDER_SYNC_ACTIVATION_FINISHED "ActivationFinished"
 #define FINDER_SYNC_ACTIVATION_FINISHED_TYPES "tbsas"
 
+/* On the same object, an interface of its own, since file managers listen to everything of the other one and
+ * need nothing of this: what is under way may have begun, ended or failed. */
+#define SYNC_PROGRESS_INTERFACE "com.quarnhold.TovikDrive_Quen.SyncProgress1"
+#define SYNC_PROGRESS_CHANGED "Changed"
+
+/* The entry in the sidebar of file managers (org.freedesktop.CloudProviders). The file in share/cloud-providers says the
+ * same. The name has no service file, so that nobody who asks for it starts the extension. */
+#define SIDEBAR_BUS_NAME "com.quarnhold.TovikDrive-Quen.TSyncFinder.Sidebar"
+#define SIDEBAR_OBJECT_PATH "/com/quarnhold/TovikDrive_Quen/TSyncFinder/Sidebar"
+
 /* What a badge answer says beside the identifiers of the badge table. */
 #define FINDER_SYNC_BADGE_NONE "none"
 #define FINDER_SYNC_BADGE_UNCHANGED "unchanged"
 /* The badge of what is in step, as most of a synced folder is. */
 #define FINDER_SYNC_BADGE_SYNC "sync"
+/* Those of what is wrong, and of a synced folder itself. */
+#define FINDER_SYNC_BADGE_ERROR "error"
+#define FINDER_SYNC_BADGE_ROOT "tovik"
 /* What the name of a badge's emblem, and of its drawings in an icon theme, has before the badge's identifier.
  * */
 #define FINDER_SYNC_EMBLEM_PREFIX "tsyncfinder-"
 #define FINDER_SYNC_EMBLEM_ICON_PREFIX "emblem-" FINDER_SYNC_EMBLEM_PREFIX
+
+/* A plugin measures how long it holds its file manager up in one turn of the main loop, in microseconds, and
+ * tells the longest from this one on, each time that it has doubled. */
+#define FINDER_SYNC_LONG_TURN 1000
 
 /* What a host passes on of its environment, so that a panel appears where the person is. */
 #define FINDER_SYNC_DISPLAY_VARIABLES                                                                        \

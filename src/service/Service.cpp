@@ -244,7 +244,7 @@ bool Service::localSnapshotChanged(std::string_view localPath, bool noRecursive)
     const std::string real = realPath(localPath);
     const auto found = threadsAt(Root::local, real, !noRecursive);
     for (const auto& thread : found)
-        thread->ask();
+        thread->askVisibly();
     return !found.empty() || refuse(what, localPath, "it lies in no synced folder");
 }
 

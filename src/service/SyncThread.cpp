@@ -125,6 +125,21 @@ void SyncThread::ask() {
     wake.notify_all();
 }
 
+void SyncThread::askVisibly() {
+    {
+        const std::lock_guard guard(lock);
+        isAsked = true;
+        waits.reset();
+        if (published->phase == PairState::Phase::inStep) {
+            auto looking = std::make_shared<PairState>(*published);
+            looking->phase = PairState::Phase::looking;
+            published = std::move(looking);
+        }
+        wake.notify_all();
+    }
+    around.changed();
+}
+
 void SyncThread::observed() {
     const std::lock_guard guard(lock);
     if (published->phase != PairState::Phase::inStep) return; // it is looked at soon, or cannot be
@@ -360,6 +375,8 @@ void SyncThread::settleFiles(const PairSync::Round& round) {
 void SyncThread::publish(PairState next) {
     {
         const std::lock_guard guard(lock);
+        // What ended just now had begun before it was asked for.
+        if (isAsked && next.phase == PairState::Phase::inStep) next.phase = PairState::Phase::looking;
         published = std::make_shared<const PairState>(std::move(next));
     }
     around.changed();

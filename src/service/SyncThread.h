@@ -94,6 +94,9 @@ class SyncThread {
 
     // A round now, whatever it waits for.
     void ask();
+    // The same, and a pair in step is "looking" from now until that round is over, so that whoever asked can
+    // tell.
+    void askVisibly();
     // Somebody looks at the folder: a pair in step is looked at when its last look is a minute old, or ten
     // times as long ago as that took.
     void observed();

@@ -328,4 +328,20 @@ TEST_F(CommandsTest, ShowOnePanelAtATimeOnTheDisplayOfItsRequest) {
     EXPECT_TRUE(support::eventually(panelHasEnded)) << "the panel has outlived the extension";
 }
 
+// Nobody has set up a sync service: the person learns it without asking.
+TEST(FirstTime, TellsWhatIsMissingAndWritesThatDown) {
+    const support::PrivateBus bus;
+    const support::TemporaryFolder home;
+    ::setenv("HOME", home.path().c_str(), 1);
+    Desktop desktop;
+    const Program extension(
+        {"/usr/bin/env", "LC_ALL=de_DE.UTF-8", TSYNCFINDER_PROGRAM, "run", "--log-level", "error"});
+    Texts told;
+    EXPECT_TRUE(support::eventually([&] { return !(told = desktop.take()).empty(); }));
+    EXPECT_THAT(told, ElementsAre(testing::AllOf(HasSubstr("Noch wird nichts synchronisiert"),
+                                                 HasSubstr("tsyncquenz setup"))));
+    EXPECT_TRUE(fs::exists(home / ".local/state/tsyncfinder/told-what-is-missing"));
+    EXPECT_THAT(run(TSYNCFINDER_PROGRAM " status").output, HasSubstr("tsyncquenz setup"));
+}
+
 } // namespace

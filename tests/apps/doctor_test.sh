@@ -79,6 +79,28 @@ kill -STOP "$extension"
 expect extension 'problem *does not answer.'
 kill -CONT "$extension"
 
+# Switches of the file managers' own.
+expect switch-nemo ''
+printf '#!/bin/sh\n' >"$work/bin/nemo"
+printf "#!/bin/sh\necho \"['TSyncFinderPlugin']\"\n" >"$work/bin/gsettings"
+chmod +x "$work/bin/nemo" "$work/bin/gsettings"
+printf '[General]\nlibtsyncfinder-dolphin=false\n[Show]\nlibtsyncfinder-dolphin=true\n' >"$work/config/kservicemenurc"
+mkdir -p "$work/data/flatpak/app/org.kde.dolphin" "$work/etc"
+expect switch-nemo "warning Nemo's own settings*"
+expect switch-dolphin ''
+rm "$work/config/kservicemenurc" "$work/bin/gsettings" "$work/bin/nemo"
+printf '[Show]\nlibtsyncfinder-dolphin=false\n' >"$work/etc/kservicemenurc"
+expect switch-dolphin "warning Dolphin's own settings*$work/etc/kservicemenurc."
+expect flatpak 'warning Dolphin is installed as a Flatpak, org.kde.dolphin, *'
+
+# The report tells all that, and no names.
+HOME=$work/home "$program" doctor --report >"$work/report" || true
+for line in "TSyncFinder " "System: " "Settings: autostart=on" "Extension: badgesShown=true" "problem storage" \
+    "warning switch-dolphin: Dolphin's own settings switch the menu off, in …" "ok extension: tsyncfinder (process"; do
+    grep -q "^$line" "$work/report" || fail "no $line in $(cat "$work/report")"
+done
+! grep -q -e "$work" -e mine:sync -e "$(uname -n)" "$work/report" || fail "names in $(cat "$work/report")"
+
 # Emblems: the theme of the person inherits from one that is there; the cache file of one hides them.
 printf '[Settings]\ngtk-icon-theme-name=Fancy\n' >"$work/config/gtk-3.0/settings.ini"
 mkdir -p "$work/share/icons/Fancy" "$work/share/icons/Plain/16/emblems"

@@ -64,11 +64,19 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
                                           "/sub/large.bin upload"};
     const std::vector<std::string> after{" tovik", "/small.txt sync", "/sub sync", "/sub/large.bin sync"};
     EXPECT_TRUE(support::eventually([&] { return badges() == during; }));
+    fs::create_directory_symlink(docs, folder / "link");
+    const Program watch(
+        {"/bin/sh", "-c",
+         "exec " + finder + " badges --watch " + folder.path("link/sub") + " >" + folder.path("linked")});
     EXPECT_THAT(run(finder + " status").output,
                 testing::HasSubstr("\nUnder way:      uploading " + docs + "/sub/large.bin\n"));
     EXPECT_THAT(run(finder + " why " + docs + "/sub").output,
                 testing::HasSubstr("Uploading now: " + docs + "/sub/large.bin"));
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
+    EXPECT_TRUE(support::eventually([&] {
+        const std::string text = support::contentOf(folder / "linked");
+        return text.find("/link/sub/large.bin  ▲") < text.find("/link/sub/large.bin  ✔");
+    })) << support::contentOf(folder / "linked");
     EXPECT_EQ(fs::file_size(folder / "space/Docs/sub/large.bin"), 4'000'000U);
 
     EXPECT_EQ(run(finder + " menu " + docs).output, "TovikDrive  ▸\n    Share by email\n    Stop sync\n");
@@ -169,6 +177,44 @@ TEST_F(ExtensionProcessTest, TellsAPersonWhatIsWrong) {
     }));
 }
 
+TEST_F(ExtensionProcessTest, WaitsUntilFilesHaveArrivedOrCannot) {
+    const auto waitFor = [&](const std::string& arguments) { return run(finder + " wait " + arguments); };
+    EXPECT_EQ(waitFor(docs).status, 1) << "no extension";
+    Program daemon(daemonArguments({"--throttle", "4M", "--start", docs, "/Docs"}));
+    Program extension({finder, "run", "--log-level", "error"});
+    EXPECT_TRUE(support::eventually([&] { return testing::Value(badges(), testing::Contains(" tovik")); }));
+
+    // It ends: also for what was written just before, and above the synced folder.
+    std::size_t size = 1'500'000;
+    for (const std::string& path : {docs + "/sub", folder.path("")}) {
+        folder.write("Docs/sub/large.bin", std::string(++size, 'y'));
+        const Result result = waitFor(path);
+        EXPECT_EQ(result.status, 0) << path << ": " << result.output;
+        EXPECT_EQ(fs::file_size(folder / "space/Docs/sub/large.bin"), size);
+    }
+    const Result outside = waitFor("/usr");
+    EXPECT_EQ(outside.status, 1);
+    EXPECT_THAT(outside.output, testing::HasSubstr("/usr is not in a synced folder"));
+
+    // It never ends.
+    run("dbus-send --session --print-reply --dest=" TSYNC_SERVICE_NAME " " TSYNC_OBJECT_PATH
+        " " TSYNC_INTERFACE ".pause");
+    folder.write("Docs/later.txt", "later");
+    EXPECT_EQ(waitFor("--timeout 0.5 " + docs).status, 2);
+    EXPECT_EQ(waitFor("--timeout 0 " + docs).status, 2);
+
+    // It fails.
+    Program waiting({"/bin/sh", "-c", "exec " + finder + " wait " + docs + " 2>" + folder.path("said")});
+    EXPECT_TRUE(support::eventually([] {
+        return run("dbus-send --session --print-reply --dest=org.freedesktop.DBus / "
+                   "org.freedesktop.DBus.Debug.Stats.GetAllMatchRules | grep " SYNC_PROGRESS_INTERFACE)
+                   .status == 0;
+    }));
+    daemon.end(SIGKILL);
+    EXPECT_EQ(waiting.end(0), 1);
+    EXPECT_EQ(support::contentOf(folder / "said"), "tsyncfinder: The sync service is not running.\n");
+}
+
 TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
     const Program daemon(daemonArguments({"--start", docs, "/Docs"}));
     const Program extension({finder, "run", "--log-level", "error"});
@@ -216,6 +262,12 @@ TEST_F(ExtensionProcessTest, FollowsTheSettings) {
         return run("grep -c '" + std::string(text) + "' " + folder.path("log")).status == 0;
     };
     EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
+    EXPECT_EQ(run(finder + " config badges changes").status, 0);
+    EXPECT_TRUE(support::eventually([&] { return !shows("sync"); }));
+    EXPECT_TRUE(shows("tovik"));
+    EXPECT_THAT(
+        run(finder + " why " + docs + "/small.txt").output,
+        testing::AllOf(testing::HasSubstr(": none"), testing::HasSubstr("The settings let no badge")));
     EXPECT_EQ(run(finder + " config badges off").status, 0);
     EXPECT_TRUE(support::eventually([&] { return shows("none"); }));
     EXPECT_THAT(run(finder + " why " + docs).output,

@@ -80,7 +80,9 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     // What changes here goes up by itself, what changes there comes down when it is looked at.
     fs::create_directories(folder / "below");
     std::ofstream(folder / "below/two.txt") << "two";
-    EXPECT_TRUE(eventually([&] { return contentOf(there / "below/two.txt") == "two"; }));
+    const std::string waits = std::string(TSYNCFINDER_PROGRAM) + " wait " + folder.string();
+    EXPECT_EQ(support::run(waits).status, 0);
+    EXPECT_EQ(contentOf(there / "below/two.txt"), "two");
     EXPECT_TRUE(eventuallyStatus(": in step"));
     std::ofstream(there / "one.txt") << "changed there";
     ASSERT_EQ(command("pause").status, 0);
@@ -114,6 +116,7 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     servers.stopSftp();
     support::Program again({SERVICE_PROGRAM, "run"});
     EXPECT_TRUE(eventually([] { return command("status").output.find("failed, ") != std::string::npos; }));
+    EXPECT_EQ(support::run(waits).status, 1);
     servers.startSftp();
     EXPECT_EQ(command("resume").status, 0);
     const auto status = platform::valueOfJson(command("status --json").output);
@@ -236,6 +239,15 @@ TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
     EXPECT_TRUE(areInStep(2));
     EXPECT_EQ(contentOf(folder / "dir/apart/mine"), "mine");
     EXPECT_NE(command("problems").output.find("dir/apart"), std::string::npos) << command("problems").output;
+    support::Program extension({TSYNCFINDER_PROGRAM, "run"});
+    EXPECT_TRUE(eventually([&] {
+        const auto waited = support::run(TSYNCFINDER_PROGRAM " wait --timeout 20 " + folder.string());
+        return waited.status == 1 && waited.output.find("dir/apart: ") != std::string::npos;
+    }));
+    EXPECT_TRUE(eventually([&] {
+        return support::run(TSYNCFINDER_PROGRAM " why " + (folder / "dir").string())
+                   .output.find(": error\n") != std::string::npos;
+    }));
     EXPECT_EQ(service->end(SIGTERM), 0);
 }
 

@@ -33,6 +33,7 @@ class RecordingSink final : public host_service::HostSink {
                           outcome.message.english());
     }
     void menusChanged() override { signals.push_back("menus"); }
+    void progressChanged() override { ++progress; }
     void observingBegan(const std::string& directory) override { shown.push_back(directory); }
     bool isListening(const host_service::HostName& host) override { return host != deaf; }
     void hostDropped(const host_service::HostName& host, const host_service::WatchedDirectories&) override {
@@ -42,6 +43,7 @@ class RecordingSink final : public host_service::HostSink {
     std::vector<std::string> signals;
     std::vector<std::string> shown; // to the sync service
     host_service::HostName deaf;
+    int progress = 0;
 };
 
 class HostServiceTest : public testing::Test, protected support::ExtensionParts {
@@ -54,7 +56,7 @@ class HostServiceTest : public testing::Test, protected support::ExtensionParts 
     host_service::HostTables tables{sink};
     extension::FinderSync finderSync{forFinderSync(tables)};
     host_service::HostService service{
-        {finderSync, tables, sink, log, clock, model, background, commands, panels,
+        {finderSync, tables, sink, disk, log, clock, model, background, commands, panels,
          [this](const extension::Command& command, const extension::CommandRequest& request,
                 const host_service::HostService::Done& done) {
              performed.push_back(request);
@@ -117,7 +119,9 @@ TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {
                 UnorderedElementsAre("A: file:///r: file:///r/d", "A: file:///r/d: file:///r/d/f",
                                      "B: file:///r/d/: file:///r/d/f"));
     uploads({"/r/d/f"});
+    sink.progress = 0;
     EXPECT_THAT(announced(), IsEmpty()) << "nothing has changed";
+    EXPECT_EQ(sink.progress, 1) << "but the daemon has told of itself";
     uploads({"/r/d/g"}); // the finished file's folders are announced though no badge was set on them
     EXPECT_THAT(announced({}), testing::Contains("A: file:///r/d: file:///r/d/f file:///r/d/g"));
 
@@ -196,6 +200,37 @@ TEST_F(HostServiceTest, TellsAHostThatDoesNotListenOnceItDoesOrDropsIt) {
     EXPECT_LT(count("observed"), 4200);
 }
 
+TEST_F(HostServiceTest, KnowsARootBehindALinkWhereItIsShown) {
+    disk.folders["/home"] = {"link", "other"};
+    disk.folders["/home/other"] = {};
+    disk.links["/home/link"] = "/r";
+    disk.folders["/inner"] = {};
+    disk.links["/home/later"] = "/inner";
+    EXPECT_THAT(badges({"file:///home/link/d"}), ElementsAre("")) << "it is not shown: nobody looks";
+    for (const char* directory :
+         {"file:///home/link/", "file:///home/link/d", "file:///home/other", "file:///home/later"})
+        service.beginObserving("A", directory);
+    EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///home/link/:", "A: file:///home/link/d:"));
+    EXPECT_THAT(sink.shown, ElementsAre("file:///r", "file:///r/d")) << "where the sync service looks";
+    uploads({"/r/d/f"});
+    EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///home/link/: file:///home/link/d",
+                                                  "A: file:///home/link/d: file:///home/link/d/f"));
+    const auto questions = disk.questions;
+    EXPECT_THAT(
+        badges({"file:///home/link", "file:///home/link/d/f", "file:///home/other", "file:///home/linked"}),
+        ElementsAre("tovik in root", "upload in", "", ""));
+    EXPECT_EQ(disk.questions, questions);
+    std::string message;
+    service.activate({"A", "Exclude from sync", {"file:///home/link/d"}, {}, "", {}}, message);
+    EXPECT_EQ(performed.back().selection.front().path(), "/r/d");
+
+    refresh({{"/R", "/r"}, {"/I", "/inner"}}, transfer({}));
+    announced();
+    EXPECT_THAT(badges({"file:///home/later"}), ElementsAre("tovik in root")) << "a root that came later";
+    service.hostGone("A");
+    EXPECT_THAT(badges({"file:///home/link"}), ElementsAre(""));
+}
+
 TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
     const auto items = [this] {
         std::size_t count = 0;
@@ -209,12 +244,30 @@ TEST_F(HostServiceTest, ShowsNothingThatThePersonDoesNotWant) {
     service.menu({}, {"http://x/", "file:///r"}, [](const auto& menu) {
         EXPECT_EQ(menu->itemAtIndex(0)->submenu()->numberOfItems(), 0U) << "not all are local files";
     });
-    service.setShown({.badges = false, .menu = true});
+    uploads({"/r/d/f"});
+    announced();
+    using host_service::BadgeChoice;
+    const auto chosen = [&](BadgeChoice choice) {
+        service.setShown({.badges = choice, .menu = true});
+        EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
+        return badges({"file:///r", "file:///r/d", "file:///r/d/g", "file:///r/gone"});
+    };
+    EXPECT_THAT(chosen(BadgeChoice::changes), ElementsAre("tovik in root", "upload in", " in", " in"));
+    EXPECT_THAT(chosen(BadgeChoice::problems), ElementsAre("tovik in root", " in", " in", " in"));
+    service.setProblems({"/r/d/g"});
+    EXPECT_THAT(announced(), ElementsAre("A: file:///r: file:///r/d"));
+    EXPECT_THAT(badges({"file:///r", "file:///r/d", "file:///r/d/g"}),
+                ElementsAre("tovik in root", " in", "error in"));
+    uploads({});
+    EXPECT_THAT(badges({"file:///r/d", "file:///r/d/f"}), ElementsAre("error in", " in"));
+    service.setProblems({});
+    announced();
+    service.setShown({.badges = BadgeChoice::none, .menu = true});
     EXPECT_THAT(announced(), ElementsAre("A: file:///r:"));
     // The flags decide the menu; an item that keeps its badge would keep it.
     EXPECT_THAT(badges({"file:///r", "file:///r/gone"}), ElementsAre(" in root", " in"));
-    service.setShown({.badges = false, .menu = false});
-    service.setShown({.badges = false, .menu = false});
+    service.setShown({.badges = BadgeChoice::none, .menu = false});
+    service.setShown({.badges = BadgeChoice::none, .menu = false});
     EXPECT_THAT(announced(), ElementsAre("menus")) << "only what changed is told";
     EXPECT_EQ(items(), 0U);
     service.setShown({});

@@ -1,6 +1,8 @@
 #include "apps/tsyncfinder/extension_process.h"
 
+#include "apps/tsyncfinder/ServiceFollower.h"
 #include "apps/tsyncfinder/SettingsFollower.h"
+#include "apps/tsyncfinder/first_time.h"
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/DesktopNotifier.h"
 #include "backends/dbus/DistributedCenter.h"
@@ -36,6 +38,8 @@ namespace {
 constexpr unsigned backgroundThreads = 4;
 constexpr unsigned linkThreads = 4;
 constexpr std::chrono::seconds waitForSignOfLife{1};
+// A service that starts with the session is there by then.
+constexpr std::chrono::seconds untilServiceIsMissed{5};
 
 sigset_t blockEndingSignals() {
     sigset_t signals;
@@ -97,16 +101,26 @@ struct Extension {
                    [&bus = ground.bus] {
                        return backends::dbus::presenceOf(bus, TSYNC_SERVICE_NAME, waitForSignOfLife);
                    }}),
-          service({finderSync, tables, signals, ground.log, ground.clock, ground.model, ground.background,
-                   ground.commands, ground.panels,
+          follower({finderSync, daemon_client::TSyncClient::sharedInstance(), ground.background,
+                    [&bus = ground.bus] {
+                        return backends::dbus::presenceOf(bus, TSYNC_SERVICE_NAME, waitForSignOfLife);
+                    },
+                    [this](std::vector<std::string> paths) { service.setProblems(std::move(paths)); }}),
+          service({finderSync, tables, signals, ground.fileSystem, ground.log, ground.clock, ground.model,
+                   ground.background, ground.commands, ground.panels,
                    [this](const extension::Command& command, const extension::CommandRequest& request,
                           const host_service::HostService::Done& done) {
                        actions.perform(command, request, done);
-                   }}),
+                   },
+                   [this] { follower.changed(); }}),
           lateAnswers(ground.fileSystem.whenAnsweredLate(
               [this](std::vector<std::string> paths) { service.itemsAnswered(std::move(paths)); })),
+          daemonDeath(ground.localCenter.addObserver(platform::NSConnectionDidDieNotification, nullptr,
+                                                     [this] { follower.changed(); })),
           shown(ground.settings.follow([this](const SettingsRead& read) {
-              service.setShown({read["badges"] == "on", read["menu"] == "on"});
+              follower.showSidebar(read["sidebar"] == "on");
+              service.setShown(
+                  {host_service::badgeChoiceNamed(read["badges"]).value(), read["menu"] == "on"});
           })),
           hosts({ground.bus, service, unread, ground.log}, TSYNCFINDER_VERSION) {}
 
@@ -115,8 +129,10 @@ struct Extension {
     host_service::HostTables tables;
     extension::FinderSync finderSync;
     extension::FinderSyncCommands actions;
+    ServiceFollower follower;
     host_service::HostService service;
     platform::Subscription lateAnswers;
+    platform::Subscription daemonDeath;
     platform::Subscription shown;
     backends::dbus::FinderSync1Service hosts;
 };
@@ -140,6 +156,9 @@ int runExtension(const RunOptions& options) {
         bus->start([] { ::kill(::getpid(), SIGTERM); });
     daemon_client::TSyncClient::install(
         {ground->requests, ground->center, ground->localCenter, ground->log, ground->clock});
+
+    ground->background.dispatchAfter(untilServiceIsMissed,
+                                     [ground] { tellOnceWhatIsMissing(ground->notifier, ground->log); });
 
     // Start-up waits for the daemon as long as it takes; a signal ends it at any time.
     std::thread([ground] {

@@ -18,15 +18,16 @@ namespace apps::tsyncfinder {
 struct Setting {
     std::string_view key;
     std::string_view meaning;
-    std::array<std::string_view, 3> values; // the first is the default; "" fills up
+    std::array<std::string_view, 4> values; // the first is the default; "" fills up
     bool isFollowed;                        // a running extension does at once what it says
 };
 
 inline constexpr std::array settings{
     Setting{
         "autostart", "start with the session, or when a file manager asks for it", {"on", "off", ""}, false},
-    Setting{"badges", "badges in file managers and terminals", {"on", "off", ""}, true},
+    Setting{"badges", "badges in file managers and terminals", {"on", "off", "problems", "changes"}, true},
     Setting{"menu", "the menu of sync commands", {"on", "off", ""}, true},
+    Setting{"sidebar", "the entry in the sidebar of Nautilus and of file dialogs", {"on", "off", ""}, true},
     Setting{"log-level", "what the process log holds", {"info", "debug", "error"}, true},
 };
 

@@ -56,4 +56,30 @@ std::optional<DaemonProbe::Exclusion> DaemonProbe::exclusionOf(const std::string
     }
 }
 
+std::optional<bool> DaemonProbe::isPending(const std::string& localPath) {
+    if (!daemon) return std::nullopt;
+    try {
+        auto call = daemon->createMethodCall(TSYNC_INTERFACE, memberOf("pendingOperationOnPath:withReply:"));
+        call << localPath;
+        auto reply = daemon->callMethod(call, answerBound);
+        bool isPending = false;
+        reply >> isPending;
+        return isPending;
+    } catch (const sdbus::Error&) {
+        return std::nullopt; // as above
+    }
+}
+
+bool DaemonProbe::lookAt(const std::string& localPath) {
+    if (!daemon) return false;
+    try {
+        auto call = daemon->createMethodCall(TSYNC_INTERFACE, memberOf("localSnapshotChanged:NoRecursive:"));
+        call << localPath << false;
+        daemon->callMethod(call, answerBound);
+        return true;
+    } catch (const sdbus::Error&) {
+        return false;
+    }
+}
+
 } // namespace backends::dbus

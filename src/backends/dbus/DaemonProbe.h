@@ -21,6 +21,10 @@ class DaemonProbe {
 
     // None when the daemon does not answer within two seconds, or is not answering at all.
     std::optional<platform::Dictionary> syncStatus();
+    // Whether something is under way at, above or below the path.
+    std::optional<bool> isPending(const std::string& localPath);
+    // Has the daemon look at all that lies at and below the path. False when it does not answer.
+    bool lookAt(const std::string& localPath);
     struct Exclusion {
         bool isExcluded = false;
         bool isBase = false; // it is excluded itself, and not only by a folder above it

@@ -3,6 +3,7 @@
 #include "backends/dbus/value_coding.h"
 #include "protocol/names.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <optional>
@@ -31,6 +32,15 @@ std::vector<MenuEntry> readMenu(sdbus::Message& message) {
     message.clearFlags();
     message.exitContainer();
     return items;
+}
+
+// Rounded up, so that nobody wakes just before it; -1: there is none.
+int millisecondsUntil(const std::optional<hosts::terminal::Extension::Deadline>& deadline) {
+    constexpr std::chrono::milliseconds aDay{24L * 60 * 60 * 1000}; // poll(2) takes no more than 24 days
+    if (!deadline) return -1;
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::clamp(left, std::chrono::milliseconds(0), aDay).count());
 }
 
 } // namespace
@@ -117,7 +127,8 @@ std::map<std::string, std::string> FinderSync1Client::badgeLabels() {
     return labels;
 }
 
-void FinderSync1Client::processUntil(const std::function<bool()>& isDone, const Readable& also) {
+bool FinderSync1Client::processUntil(const std::function<bool()>& isDone, const Readable& also,
+                                     std::optional<Deadline> deadline) {
     bool hasLeft = false;
     const auto ownership = connection->addMatch(
         "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" FINDER_SYNC_BUS_NAME
@@ -133,12 +144,17 @@ void FinderSync1Client::processUntil(const std::function<bool()>& isDone, const 
         while (!isDone()) {
             if (hasLeft) throw ExtensionError("The extension has ended.");
             if (connection->processPendingRequest()) continue;
+            const int left = millisecondsUntil(deadline);
+            if (left == 0) return false;
             const auto wanted = connection->getEventLoopPollData();
+            const int ofBus = wanted.getPollTimeout(); // -1, as `left`: for ever
             pollfd files[] = {{wanted.fd, wanted.events, 0}, {also.descriptor, POLLIN, 0}};
-            if (::poll(files, 2, wanted.getPollTimeout()) < 0 && errno != EINTR)
+            if (::poll(files, 2, left < 0 || (ofBus >= 0 && ofBus < left) ? ofBus : left) < 0 &&
+                errno != EINTR)
                 throw ExtensionError("The session bus has gone.");
             if (files[1].revents != 0) also.read();
         }
+        return true;
     } catch (const sdbus::Error&) {
         throw ExtensionError("The session bus has gone.");
     }
@@ -168,6 +184,18 @@ hosts::terminal::Outcome FinderSync1Client::invoke(const std::string& item,
     reply >> number;
     processUntil([&] { return finished.contains(number); });
     return finished[number];
+}
+
+bool FinderSync1Client::followProgress(const std::function<bool()>& goesOn,
+                                       std::optional<Deadline> deadline) {
+    bool hasNews = true;
+    const auto hear = [&hasNews](sdbus::Message&) { hasNews = true; };
+    const auto progress = connection->addMatch(
+        "type='signal',sender='" FINDER_SYNC_BUS_NAME "',interface='" SYNC_PROGRESS_INTERFACE "'", hear);
+    const auto service = connection->addMatch(
+        "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" TSYNC_SERVICE_NAME "'",
+        hear);
+    return processUntil([&] { return std::exchange(hasNews, false) && !goesOn(); }, {-1, {}}, deadline);
 }
 
 void FinderSync1Client::observe(const std::string& directoryURI) {

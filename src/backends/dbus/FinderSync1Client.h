@@ -27,6 +27,7 @@ class FinderSync1Client final : public hosts::terminal::Extension {
     hosts::terminal::Outcome invoke(const std::string& item, const std::vector<std::string>& uris,
                                     const platform::Dictionary& options) override;
     void observe(const std::string& directoryURI) override;
+    bool followProgress(const std::function<bool()>& goesOn, std::optional<Deadline> deadline) override;
     void watch(const std::function<bool(const std::vector<hosts::terminal::ChangedDirectory>&)>& changed,
                const Readable& also) override;
 
@@ -34,9 +35,10 @@ class FinderSync1Client final : public hosts::terminal::Extension {
     sdbus::MethodCall makeCall(const char* method);
     sdbus::MethodReply send(const sdbus::MethodCall& call);
     void beginObserving(const std::string& directoryURI);
-    // Reads the bus, and what else is there to read, until the condition holds; raises ExtensionError when
-    // the extension leaves.
-    void processUntil(const std::function<bool()>& isDone, const Readable& also = {-1, {}});
+    // Reads the bus, and what else is there to read, until the condition holds; false when the deadline comes
+    // first. Raises ExtensionError when the extension leaves.
+    bool processUntil(const std::function<bool()>& isDone, const Readable& also = {-1, {}},
+                      std::optional<Deadline> deadline = {});
 
     std::chrono::microseconds bound;
     std::unique_ptr<sdbus::IConnection> connection;

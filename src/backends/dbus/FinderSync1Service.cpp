@@ -67,6 +67,7 @@ FinderSync1Service::FinderSync1Service(const Surroundings& surroundings, std::st
     add(FINDER_SYNC_BADGE_TABLE, "", {}, FINDER_SYNC_BADGE_TABLE_OUT, {"badges"}, &Self::badgeTable);
     add(FINDER_SYNC_WATCHED_DIRECTORIES, "", {}, FINDER_SYNC_WATCHED_DIRECTORIES_OUT, {"isSet", "uris"},
         &Self::watchedDirectories);
+    add(FINDER_SYNC_TELL_LONGEST, FINDER_SYNC_TELL_LONGEST_IN, {"microseconds"}, "", {}, &Self::tellLongest);
     add(FINDER_SYNC_VERSION, "", {}, FINDER_SYNC_VERSION_OUT, {"version"}, &Self::versionOf);
     const auto addSignal = [this](const char* name, const char* types,
                                   const std::vector<std::string>& names) {
@@ -78,6 +79,7 @@ FinderSync1Service::FinderSync1Service(const Surroundings& surroundings, std::st
     addSignal(FINDER_SYNC_OBSERVING_BEGAN, FINDER_SYNC_OBSERVING_BEGAN_TYPES, {"uri"});
     addSignal(FINDER_SYNC_ACTIVATION_FINISHED, FINDER_SYNC_ACTIVATION_FINISHED_TYPES,
               {"number", "succeeded", "message", "arguments"});
+    object->registerSignal(SYNC_PROGRESS_INTERFACE, SYNC_PROGRESS_CHANGED, "", std::vector<std::string>{});
     object->finishRegistration();
     around.bus.wake();
 }
@@ -193,6 +195,13 @@ void FinderSync1Service::endObserving(sdbus::MethodCall& call) {
     std::string uri;
     call >> uri;
     around.service.endObserving(call.getSender(), std::move(uri));
+    reply(call, 0, [](sdbus::MethodReply&) {});
+}
+
+void FinderSync1Service::tellLongest(sdbus::MethodCall& call) {
+    std::uint64_t microseconds = 0;
+    call >> microseconds;
+    around.service.heldUp(call.getSender(), microseconds);
     reply(call, 0, [](sdbus::MethodReply&) {});
 }
 

@@ -44,6 +44,7 @@ class FinderSync1Service {
     void activate(sdbus::MethodCall& call);
     void beginObserving(sdbus::MethodCall& call);
     void endObserving(sdbus::MethodCall& call);
+    void tellLongest(sdbus::MethodCall& call);
     void explain(sdbus::MethodCall& call);
     void statusOf(sdbus::MethodCall& call);
     void badgeTable(sdbus::MethodCall& call);

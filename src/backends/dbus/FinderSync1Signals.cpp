@@ -91,6 +91,15 @@ void FinderSync1Signals::menusChanged() {
     emit(FINDER_SYNC_MENUS_CHANGED, "", 0, [](sdbus::Signal&) {});
 }
 
+void FinderSync1Signals::progressChanged() {
+    try {
+        object->emitSignal(object->createSignal(SYNC_PROGRESS_INTERFACE, SYNC_PROGRESS_CHANGED));
+        bus.wake();
+    } catch (const sdbus::Error&) {
+        // The bus has gone, and whoever waits with it.
+    }
+}
+
 void FinderSync1Signals::observingBegan(const std::string& directory) {
     emit(FINDER_SYNC_OBSERVING_BEGAN, "", 0, [&](sdbus::Signal& signal) { signal << directory; });
 }

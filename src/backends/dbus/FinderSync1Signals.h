@@ -33,6 +33,7 @@ class FinderSync1Signals final : public host_service::HostSink {
     void activationFinished(const host_service::HostName& host, std::uint64_t number,
                             const extension::CommandOutcome& outcome) override;
     void menusChanged() override;
+    void progressChanged() override;
     void observingBegan(const std::string& directory) override;
     void hostDropped(const host_service::HostName& host,
                      const host_service::WatchedDirectories& directories) override;

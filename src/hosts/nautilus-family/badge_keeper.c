@@ -35,14 +35,15 @@ static gboolean on_invalid_idle(gpointer data) {
         TsfItem* item = tsf_core_next_invalid(keeper->core);
         if (item == NULL) {
             keeper->invalid_idle = 0;
-            return G_SOURCE_REMOVE;
+            break;
         }
         for (TsfAttachment *at = tsf_item_cookie(item), *next = NULL; at != NULL; at = next) {
             next = at->next;
             keeper->events->invalidate(at->file, keeper->user);
         }
     } while (g_get_monotonic_time() - start < turn_budget);
-    return G_SOURCE_CONTINUE;
+    tsf_badge_keeper_held_up(keeper, start);
+    return keeper->invalid_idle != 0 ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
 }
 
 static gboolean on_timer(gpointer data);
@@ -75,7 +76,9 @@ static gboolean on_timer(gpointer data) {
     TsfBadgeKeeper* keeper = data;
     keeper->timer = 0;
     keeper->timer_at = INT64_MAX;
+    const gint64 start = g_get_monotonic_time();
     serve(keeper);
+    tsf_badge_keeper_held_up(keeper, start);
     return G_SOURCE_REMOVE;
 }
 
@@ -179,6 +182,10 @@ gboolean tsf_badge_keeper_is_there(const TsfBadgeKeeper* keeper) {
 
 GVariant* tsf_badge_keeper_menu(const TsfBadgeKeeper* keeper, TSyncSelectionClass selection_class) {
     return tsf_link_menu(keeper->link, tsyncSelectionClassName(selection_class));
+}
+
+void tsf_badge_keeper_held_up(TsfBadgeKeeper* keeper, gint64 since) {
+    tsf_link_held_up(keeper->link, g_get_monotonic_time() - since);
 }
 
 void tsf_badge_keeper_activate(TsfBadgeKeeper* keeper, const char* item, GVariant* uris) {

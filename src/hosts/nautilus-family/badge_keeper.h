@@ -41,6 +41,8 @@ gboolean tsf_badge_keeper_selection_class(TsfBadgeKeeper* keeper, GList* files, 
 gboolean tsf_badge_keeper_is_there(const TsfBadgeKeeper* keeper);
 /* The menu of a class of selections, av; NULL: there is none. Borrowed. */
 GVariant* tsf_badge_keeper_menu(const TsfBadgeKeeper* keeper, TSyncSelectionClass selection_class);
+/* The file manager was held up since then, by g_get_monotonic_time(). */
+void tsf_badge_keeper_held_up(TsfBadgeKeeper* keeper, gint64 since);
 /* Sends the choice of an item. What becomes of it is told to the person when it fails. uris: as, floating. */
 void tsf_badge_keeper_activate(TsfBadgeKeeper* keeper, const char* item, GVariant* uris);
 

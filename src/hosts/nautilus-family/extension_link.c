@@ -17,6 +17,9 @@ struct TsfLink {
     char* owner; /* unique name; NULL: the extension is not there */
     guint subscription;
     GHashTable* menus; /* selection class -> av; or NULL */
+
+    gint64 longest; /* us that the file manager was held up */
+    gint64 told;    /* of that, to this owner */
 };
 
 typedef struct {
@@ -90,6 +93,7 @@ static gboolean is_lost(const GError* error) {
 static void on_answer(GObject* source, GAsyncResult* result, gpointer data) {
     Call* call = data;
     TsfLink* link = call->link;
+    const gint64 start = g_get_monotonic_time();
     GError* error = NULL;
     GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error);
     if (error != NULL) g_debug("no answer: %s", error->message);
@@ -107,6 +111,7 @@ static void on_answer(GObject* source, GAsyncResult* result, gpointer data) {
     if (reply != NULL) g_variant_unref(reply);
     g_clear_error(&error);
     g_free(call);
+    tsf_link_held_up(link, g_get_monotonic_time() - start);
     link_unref(link);
 }
 
@@ -145,7 +150,8 @@ static void on_signal(GDBusConnection* bus, const char* sender, const char* path
                       const char* member, GVariant* arguments, gpointer data) {
     (void)bus, (void)sender, (void)path, (void)interface;
     TsfLink* link = data;
-    const gint64 now = now_ms();
+    const gint64 start = g_get_monotonic_time();
+    const gint64 now = start / 1000;
     if (is_signal(member, arguments, FINDER_SYNC_BADGES_CHANGED, "(" FINDER_SYNC_BADGES_CHANGED_TYPES ")")) {
         guint64 sequence = 0;
         GVariant* directories = NULL;
@@ -162,6 +168,7 @@ static void on_signal(GDBusConnection* bus, const char* sender, const char* path
         tsf_core_menus_changed(link->core);
     }
     link->served(link->user);
+    tsf_link_held_up(link, g_get_monotonic_time() - start);
 }
 
 static void stop_listening(TsfLink* link) {
@@ -235,6 +242,7 @@ static void on_name_appeared(GDBusConnection* bus, const char* name, const char*
     stop_listening(link);
     g_free(link->owner);
     link->owner = g_strdup(owner);
+    link->told = 0;
     tsf_core_extension_came(link->core, now_ms());
     link->served(link->user);
 }
@@ -280,6 +288,15 @@ void tsf_link_free(TsfLink* link) {
 }
 
 /* --- for the owner */
+
+void tsf_link_held_up(TsfLink* link, gint64 duration) {
+    link->longest = MAX(link->longest, duration);
+    if (link->owner == NULL || link->is_closed || link->longest < MAX(FINDER_SYNC_LONG_TURN, 2 * link->told))
+        return;
+    link->told = link->longest;
+    send(link, FINDER_SYNC_TELL_LONGEST,
+         g_variant_new("(" FINDER_SYNC_TELL_LONGEST_IN ")", (guint64)link->longest), NULL, NULL);
+}
 
 GVariant* tsf_link_menu(const TsfLink* link, const char* selection_class) {
     return tsf_core_has_menus(link->core) ? g_hash_table_lookup(link->menus, selection_class) : NULL;

@@ -18,6 +18,9 @@ TsfLink* tsf_link_new(TsfCore* core, void (*served)(gpointer user), gpointer use
 /* The core hears of nothing after this. */
 void tsf_link_free(TsfLink* link);
 
+/* The file manager was held up for so long, in microseconds. The longest time is told to the extension. */
+void tsf_link_held_up(TsfLink* link, gint64 duration);
+
 /* Any order that goes to the extension. */
 void tsf_link_carry_out(TsfLink* link, const TsfOrder* order);
 /* The menu of a class of selections, av; NULL: there is none. Borrowed. */

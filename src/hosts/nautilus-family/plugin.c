@@ -42,10 +42,12 @@ static FM_T(OperationResult)
     update_file_info(FM_T(InfoProvider) * provider, FM_T(FileInfo) * file, G_GNUC_UNUSED GClosure* complete,
                      G_GNUC_UNUSED FM_T(OperationHandle) * *handle) {
     TsfPlugin* plugin = (TsfPlugin*)provider;
+    const gint64 start = g_get_monotonic_time();
     char* uri = uri_of(G_OBJECT(file));
     const char* emblem = uri != NULL ? tsf_badge_keeper_emblem(plugin->keeper, G_OBJECT(file), uri) : NULL;
     if (emblem != NULL) FM(file_info_add_emblem)(file, emblem);
     g_free(uri);
+    tsf_badge_keeper_held_up(plugin->keeper, start);
     return FM_C(OPERATION_COMPLETE);
 }
 
@@ -147,7 +149,7 @@ static GList* make_items(const MenuMaker* maker, GVariant* menu, guint depth) {
     return g_list_reverse(items);
 }
 
-static GList* menu_for(TsfPlugin* plugin, GList* files, const char* place) {
+static GList* make_menu(TsfPlugin* plugin, GList* files, const char* place) {
     FM_T(FileInfo)* first = files != NULL ? files->data : NULL;
     TSyncSelectionClass class = TSYNC_CLASS_NOTHING;
     if (first == NULL || tsf_badge_keeper_menu(plugin->keeper, class) == NULL) return NULL;
@@ -161,6 +163,13 @@ static GList* menu_for(TsfPlugin* plugin, GList* files, const char* place) {
         g_ptr_array_add(maker.selection, g_object_ref(at->data));
     GList* items = make_items(&maker, menu, 0);
     g_ptr_array_unref(maker.selection);
+    return items;
+}
+
+static GList* menu_for(TsfPlugin* plugin, GList* files, const char* place) {
+    const gint64 start = g_get_monotonic_time();
+    GList* items = make_menu(plugin, files, place);
+    tsf_badge_keeper_held_up(plugin->keeper, start);
     return items;
 }
 

@@ -7,9 +7,11 @@
 #include "platform/DisplayText.h"
 #include "platform/Value.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -55,6 +57,8 @@ struct ChangedDirectory {
 
 class Extension {
   public:
+    using Deadline = std::chrono::steady_clock::time_point;
+
     virtual ~Extension() = default;
 
     virtual std::vector<ItemBadge> badges(const std::vector<std::string>& uris) = 0;
@@ -70,6 +74,11 @@ class Extension {
 
     // From now on `watch` is told of changes in the directory.
     virtual void observe(const std::string& directoryURI) = 0;
+
+    // Calls `goesOn`, on the calling thread, at once and whenever what is under way may have changed, until
+    // it answers false; false when the deadline comes first. Without a deadline it waits for ever. Raises
+    // ExtensionError when the extension leaves.
+    virtual bool followProgress(const std::function<bool()>& goesOn, std::optional<Deadline> deadline) = 0;
 
     // Something else that a watch waits for: a file descriptor, and what to do when it can be read.
     struct Readable {

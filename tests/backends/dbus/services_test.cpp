@@ -138,7 +138,7 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
     host_service::HostTables tables{signals};
     extension::FinderSync finderSync{forFinderSync(tables, &queue)};
     host_service::HostService hosts{
-        {finderSync, tables, signals, log, platform::machineClock(), queue, queue, queue, queue, {}}};
+        {finderSync, tables, signals, disk, log, platform::machineClock(), queue, queue, queue, queue, {}}};
     // Goes after the service, whose last words it still takes in, and before those who are told of them.
     struct End {
         std::optional<backends::posix::SerialQueue>& model;

@@ -2,12 +2,14 @@
 
     file_manager_test.py BUILD FILE-MANAGER PLUGIN PLUGIN-FOLDER SCENARIO       (inside desktop.py)"""
 import os
+import shutil
 import signal
 import subprocess
 import sys
 import time
 
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)
 from desktop import Accessible, put_plugin, screen_colours, screenshot, shows, wait_until  # noqa: E402
 
 
@@ -254,12 +256,44 @@ def faults(session):
     assert session.manager.poll() is None, "the file manager has ended"
 
 
+def sidebar(session):
+    """The entry in Nautilus's sidebar, what it says and what it offers; and it goes when nobody wants it."""
+    name, path = "com.quarnhold.TovikDrive-Quen.TSyncFinder.Sidebar", "/com/quarnhold/TovikDrive_Quen/TSyncFinder/Sidebar"
+    places = os.path.join(session.home, "share", "cloud-providers")
+    os.makedirs(places)
+    shutil.copy(os.path.join(HERE, "../../../packaging/com.quarnhold.TovikDrive-Quen.TSyncFinder.ini"), places)
+
+    def ask(*call):
+        return subprocess.run(["gdbus", "call", "--session", "--dest", name, "--object-path", *call],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True).stdout
+
+    def says(text):
+        wait_until(lambda: text in ask(path, "--method", "org.freedesktop.DBus.ObjectManager.GetManagedObjects"), 30,
+                   "the entry says " + text)
+
+    tree = Accessible(True)
+    says("'in step'")
+    session.write("large.bin", 900_000)
+    session.sync_again()
+    says("'uploading 1 file'")
+    session.open(session.folder)
+    tree.wait(["label"], "TovikDrive", 30)
+    wait_until(lambda: shows("tovik"), 30, "the root's emblem")
+    screenshot(os.path.join(session.build, "screenshots", "nautilus-sidebar.png"))
+    says("'in step'")
+    account = path + "/space"
+    ask(account, "--method", "org.gtk.Actions.Activate", "pause", "[]", "{}")
+    wait_until(lambda: "Paused" in session.log("tsyncquenz-sandbox.log"), 20, "the sync service is paused")
+    subprocess.check_call([session.program("tsyncfinder"), "config", "sidebar", "off"], stdout=subprocess.DEVNULL)
+    wait_until(lambda: tree.find(["label"], "TovikDrive") is None, 20, "the entry goes")
+
+
 def main():
     build, name, module, directory, scenario = sys.argv[1:]
     os.makedirs(os.path.join(build, "screenshots"), exist_ok=True)
     session = Session(build, name, module, directory)
     try:
-        {"everyday": everyday, "faults": faults, "nonsense": nonsense}[scenario](session)
+        {"everyday": everyday, "faults": faults, "nonsense": nonsense, "sidebar": sidebar}[scenario](session)
         print("ok:", name, scenario)
     except BaseException:
         screenshot(os.path.join(build, "screenshots", name + "-failed.png"))

@@ -17,6 +17,9 @@ Findings checkService();
 // runs now.
 Findings checkPlugins();
 
+// What switches a plugin off in a file manager's own settings, and file managers that load none.
+Findings checkSwitches();
+
 // Are the emblems found in the icon theme of the desktop.
 Findings checkEmblems();
 

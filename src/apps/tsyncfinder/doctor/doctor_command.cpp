@@ -1,6 +1,7 @@
 #include "apps/tsyncfinder/doctor/doctor_command.h"
 
 #include "apps/tsyncfinder/doctor/checks.h"
+#include "apps/tsyncfinder/doctor/report.h"
 #include "apps/usage.h"
 #include "platform/Clock.h"
 #include "platform/json.h"
@@ -25,9 +26,9 @@ struct Check {
     Findings (*run)();
 };
 
-constexpr Check checks[] = {{"bus", checkBus},         {"service", checkService}, {"plugins", checkPlugins},
-                            {"emblems", checkEmblems}, {"start", checkStart},     {"settings", checkSettings},
-                            {"panel", checkPanel}};
+constexpr Check checks[] = {{"bus", checkBus},           {"service", checkService}, {"plugins", checkPlugins},
+                            {"switches", checkSwitches}, {"emblems", checkEmblems}, {"start", checkStart},
+                            {"settings", checkSettings}, {"panel", checkPanel}};
 
 // Begins the check on a thread that nobody waits for at the end.
 std::future<Findings> begin(const Check& check) {
@@ -63,7 +64,9 @@ void print(const Finding& finding) {
     if (!finding.advice.empty()) std::cout << std::string(width, ' ') << "→ " << finding.advice << '\n';
 }
 
-int examine(bool isJson) {
+enum class Form { lines, json, report };
+
+int examine(Form form) {
     std::vector<std::future<Findings>> waiting;
     for (const Check& check : checks)
         waiting.push_back(begin(check));
@@ -79,7 +82,9 @@ int examine(bool isJson) {
                            "A disk or a program that it asks hangs."});
         }
     }
-    if (isJson) {
+    if (form == Form::report) {
+        std::cout << reportOf(all);
+    } else if (form == Form::json) {
         platform::Array list;
         for (const Finding& finding : all)
             list.emplace_back(platform::Dictionary{{"state", nameOf(finding.state)},
@@ -99,11 +104,17 @@ int examine(bool isJson) {
 } // namespace
 
 void addDoctorCommand(CLI::App& app, int& exitStatus) {
-    const auto isJson = std::make_shared<bool>(false);
+    const auto form = std::make_shared<Form>(Form::lines);
     CLI::App* doctor = app.add_subcommand("doctor", "Look for what keeps badges and menus from appearing");
-    doctor->add_flag("--json", *isJson, R"(An array of {"state","check","text","advice"})");
-    doctor->callback([isJson, &exitStatus] {
-        exitStatus = examine(*isJson);
+    CLI::Option* const json = doctor->add_flag_callback(
+        "--json", [form] { *form = Form::json; }, R"(An array of {"state","check","text","advice"})");
+    doctor
+        ->add_flag_callback(
+            "--report", [form] { *form = Form::report; },
+            "One text for whoever is to help, without names of files, people and storages")
+        ->excludes(json);
+    doctor->callback([form, &exitStatus] {
+        exitStatus = examine(*form);
         // A check that hangs still uses what an orderly end would take down.
         std::_Exit(apps::flushOutput("tsyncfinder") ? exitStatus : apps::usageTrouble);
     });

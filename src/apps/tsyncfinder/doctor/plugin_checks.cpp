@@ -1,6 +1,7 @@
 #include "apps/tsyncfinder/doctor/checks.h"
 #include "apps/tsyncfinder/doctor/file_managers.h"
 #include "apps/tsyncfinder/doctor/processes.h"
+#include "apps/tsyncfinder/doctor/run_program.h"
 #include "apps/tsyncfinder/installation.h"
 #include "backends/dbus/BusNames.h"
 #include "backends/dbus/FinderSync1Client.h"
@@ -12,7 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
+#include <map>
 
 namespace apps::tsyncfinder::doctor {
 namespace {
@@ -20,15 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::chrono::seconds answerBound{2};
-
-bool isInPath(const std::string& program) {
-    const char* path = std::getenv("PATH");
-    std::istringstream folders(path != nullptr ? path : "/usr/bin:/bin");
-    std::error_code error;
-    for (std::string folder; std::getline(folders, folder, ':');)
-        if (fs::is_regular_file(fs::path(folder) / program, error)) return true;
-    return false;
-}
+// A plugin that has held its file manager up for so many microseconds is felt.
+constexpr std::uint64_t muchTooLong = 100'000;
 
 // The version that is written in a plugin's file; "": it has none.
 std::string versionIn(const fs::path& plugin) {
@@ -40,15 +34,23 @@ std::string versionIn(const fs::path& plugin) {
     return content.substr(start + label.size(), content.find('\0', start) - start - label.size());
 }
 
-// The processes that have told the extension which folders they show.
-std::vector<pid_t> connectedProcesses() {
-    std::vector<pid_t> processes;
+// The processes that have told the extension which folders they show, and how long, in microseconds, the
+// plugin has held each up at the longest; 0: never for a millisecond.
+std::map<pid_t, std::uint64_t> connectedProcesses() {
+    std::map<pid_t, std::uint64_t> processes;
     try {
         backends::dbus::BusNames names;
         if (!names.owner(FINDER_SYNC_BUS_NAME)) return processes;
         const platform::Dictionary status = backends::dbus::FinderSync1Client(answerBound).status();
-        for (const std::string& host : platform::textsAt(status, "hostNames"))
-            if (const auto owner = names.owner(host)) processes.push_back(owner->process);
+        const std::vector<std::string> hosts = platform::textsAt(status, "hostNames");
+        const platform::Array* longest = platform::arrayAt(status, "hostsHeldUp");
+        for (std::size_t i = 0; i < hosts.size(); ++i) {
+            const auto owner = names.owner(hosts[i]);
+            if (!owner) continue;
+            const bool isTold = longest != nullptr && i < longest->size();
+            const std::uint64_t* time = isTold ? (*longest)[i].unsignedInteger() : nullptr;
+            processes.emplace(owner->process, time != nullptr ? *time : 0);
+        }
     } catch (const sdbus::Error&) {
         // Their own checks tell what is wrong with the bus or the extension.
     } catch (const hosts::terminal::ExtensionError&) {
@@ -90,8 +92,9 @@ Finding checkLoaded(const FileManager& manager, const std::string& plugin, const
     const std::string restart = "Start it again: " + restartOf(manager);
     const std::vector<pid_t> processes = processesRunning(manager.program);
     if (processes.empty()) return {State::ok, check, installed + "; " + manager.name + " does not run", ""};
-    const std::vector<pid_t> connected = connectedProcesses();
+    const std::map<pid_t, std::uint64_t> connected = connectedProcesses();
     bool isConnected = false;
+    std::uint64_t longest = 0; // microseconds
     for (const pid_t process : processes) {
         const std::string mapped = mappedFile(process, plugin);
         if (mapped.empty())
@@ -100,14 +103,22 @@ Finding checkLoaded(const FileManager& manager, const std::string& plugin, const
         if (mapped.ends_with(" (deleted)"))
             return {State::warning, check,
                     installed + ", but " + describeProcess(process) + " has loaded a former one.", restart};
-        isConnected =
-            isConnected || std::find(connected.begin(), connected.end(), process) != connected.end();
+        const auto told = connected.find(process);
+        if (told == connected.end()) continue;
+        isConnected = true;
+        longest = std::max(longest, told->second);
     }
-    return {
-        State::ok, check,
-        installed + " and loaded; " +
-            (isConnected ? "it shows folders to the extension" : "it shows no folder to the extension now"),
-        ""};
+    const std::string held =
+        longest == 0 ? "" : ", and held it up for " + std::to_string(longest / 1000) + " ms at the longest";
+    if (longest >= muchTooLong)
+        return {State::warning, check,
+                installed + " and loaded; it shows folders to the extension" + held + ".",
+                "Please report it, with what this prints: tsyncfinder doctor --report"};
+    return {State::ok, check,
+            installed + " and loaded; " +
+                (isConnected ? "it shows folders to the extension" + held
+                             : "it shows no folder to the extension now"),
+            ""};
 }
 
 } // namespace

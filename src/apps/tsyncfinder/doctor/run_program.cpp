@@ -5,9 +5,12 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <poll.h>
 #include <spawn.h>
+#include <sstream>
 #include <unistd.h>
 
 namespace apps::tsyncfinder::doctor {
@@ -70,6 +73,15 @@ std::optional<ProgramResult> runProgram(std::vector<std::string> arguments, std:
     if (!hasEnded || !WIFEXITED(status)) return std::nullopt;
     result.status = WEXITSTATUS(status);
     return result;
+}
+
+bool isInPath(const std::string& program) {
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(path != nullptr ? path : "/usr/bin:/bin");
+    std::error_code error;
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (std::filesystem::is_regular_file(std::filesystem::path(folder) / program, error)) return true;
+    return false;
 }
 
 } // namespace apps::tsyncfinder::doctor

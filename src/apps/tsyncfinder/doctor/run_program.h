@@ -17,4 +17,7 @@ struct ProgramResult {
 // program, when a signal ended it, or when it did not end in time; then it is killed.
 std::optional<ProgramResult> runProgram(std::vector<std::string> arguments, std::chrono::milliseconds limit);
 
+// Whether PATH has a program of that name.
+bool isInPath(const std::string& program);
+
 } // namespace apps::tsyncfinder::doctor

@@ -4,6 +4,7 @@
 
 #include "hosts/terminal/Extension.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,7 @@ struct Arguments {
     unsigned depth = 3;
     bool isJson = false;
     bool watches = false;
+    std::optional<double> timeout; // seconds; none: for ever
 };
 
 // Nothing was done, or not all of it: the extension cannot be asked, a path does not exist, an argument makes
@@ -29,5 +31,10 @@ int showMenu(hosts::terminal::Extension& extension, const Arguments& arguments);
 int invokeItem(hosts::terminal::Extension& extension, const Arguments& arguments);
 int explainBadges(hosts::terminal::Extension& extension, const Arguments& arguments);
 int showStatus(hosts::terminal::Extension& extension, const Arguments& arguments);
+
+// Waits until all at and below the paths is in step. It has exit statuses of its own: 1 for every problem,
+// that the extension cannot be asked among them, and this one.
+inline constexpr int timeIsOver = 2;
+int waitForPaths(hosts::terminal::Extension& extension, const Arguments& arguments);
 
 } // namespace apps::tsyncfinder::terminal

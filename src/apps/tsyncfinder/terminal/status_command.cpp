@@ -119,7 +119,16 @@ Lines serviceLines(Presence daemon) {
 } // namespace
 
 int showStatus(hosts::terminal::Extension& extension, const Arguments& arguments) {
-    Dictionary status = extension.status();
+    Dictionary status;
+    try {
+        status = extension.status();
+    } catch (const hosts::terminal::ExtensionError& error) {
+        complain(error.what());
+        // Whoever has just begun may lack more than the extension.
+        if (const std::string advice = lookAtSyncService().advice; !advice.empty())
+            complain("The sync service: " + advice);
+        return trouble;
+    }
     const std::string version = extension.version();
     backends::dbus::DaemonProbe daemon;
     if (arguments.isJson) {
@@ -134,6 +143,9 @@ int showStatus(hosts::terminal::Extension& extension, const Arguments& arguments
     print("Under way:", underWay(daemon.syncStatus()));
     print("File managers:", fileManagers(status));
     if (isFalseAt(status, "badgesShown")) print("Badges:", {"switched off: tsyncfinder config badges on"});
+    if (const std::string* choice = platform::textAt(status, "badgeChoice");
+        choice != nullptr && (*choice == "changes" || *choice == "problems"))
+        print("Badges:", {"for " + *choice + " only: tsyncfinder config badges on"});
     if (isFalseAt(status, "menuShown")) print("Menu:", {"switched off: tsyncfinder config menu on"});
     return EXIT_SUCCESS;
 }

@@ -4,22 +4,25 @@
 #include "apps/tsyncfinder/terminal/paths.h"
 #include "backends/dbus/FinderSync1Client.h"
 
+#include <cstdlib>
+
 namespace apps::tsyncfinder {
 
 void addTerminalCommands(CLI::App& app, int& exitStatus) {
     const auto arguments = std::make_shared<terminal::Arguments>();
     const auto add = [&](const std::string& name, const std::string& description,
-                         int (*action)(hosts::terminal::Extension&, const terminal::Arguments&)) {
+                         int (*action)(hosts::terminal::Extension&, const terminal::Arguments&),
+                         int trouble = terminal::trouble) {
         CLI::App* command = app.add_subcommand(name, description);
-        command->callback([arguments, action, &exitStatus] {
+        command->callback([arguments, action, trouble, &exitStatus] {
             try {
                 backends::dbus::FinderSync1Client extension;
                 exitStatus = action(extension, *arguments);
             } catch (const terminal::OutputLost&) {
-                exitStatus = terminal::trouble;
+                exitStatus = trouble;
             } catch (const std::exception& error) { // of the extension, or of an answer that makes no sense
                 terminal::complain(error.what());
-                exitStatus = terminal::trouble;
+                exitStatus = trouble;
             }
         });
         return command;
@@ -57,6 +60,13 @@ void addTerminalCommands(CLI::App& app, int& exitStatus) {
     CLI::App* why = add("why", "Tell why an item has its badge", terminal::explainBadges);
     why->add_option("PATH", arguments->paths, "Files or folders")->required();
     why->add_flag("--json", arguments->isJson, "One object a path");
+
+    CLI::App* wait =
+        add("wait", "Wait until all at and below the paths is in step", terminal::waitForPaths, EXIT_FAILURE);
+    wait->add_option("PATH", arguments->paths, "Files or folders in synced folders, or above them")
+        ->required();
+    wait->add_option("--timeout", arguments->timeout, "Seconds to wait at most; 0: only tell")
+        ->check(CLI::Range(0.0, 1e9));
 
     CLI::App* status =
         add("status", "Tell what is synced, what is under way, and what shows it", terminal::showStatus);

@@ -6,6 +6,7 @@
 #include "hosts/terminal/drawing.h"
 #include "platform/json.h"
 #include "platform/utf8.h"
+#include "protocol/names.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -36,7 +37,10 @@ ExclusionFound exclusionOf(DaemonProbe& daemon, const std::string& path, const s
 void print(const std::string& path, const hosts::terminal::Explanation& why,
            const ExclusionFound& exclusion) {
     std::cout << printableName(path) << ": " << why.badge << '\n';
-    if (why.rule == "off") std::cout << "  Badges are switched off: tsyncfinder config badges on\n";
+    if (why.rule == "off")
+        std::cout << "  Badges are switched off: tsyncfinder config badges on\n";
+    else if (why.badge == FINDER_SYNC_BADGE_NONE && !why.root.empty())
+        std::cout << "  The settings let no badge be shown for it: tsyncfinder config badges on\n";
     if (why.root.empty())
         std::cout << "  It lies in no synced folder.\n";
     else
@@ -45,6 +49,8 @@ void print(const std::string& path, const hosts::terminal::Explanation& why,
         std::cout << "  It is the synced folder itself.\n";
     else if (why.rule == "missing")
         std::cout << "  Nothing exists there, or its disk does not answer: it keeps the badge it had.\n";
+    else if (why.rule == "problem")
+        std::cout << "  Not synced: " << printableName(why.file) << "; why: tsyncquenz problems\n";
     else if (!why.file.empty())
         std::cout << (why.rule == "working" ? "  In work: " : "  Uploading now: ") << printableName(why.file)
                   << '\n';
