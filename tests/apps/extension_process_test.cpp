@@ -206,7 +206,7 @@ TEST_F(ExtensionProcessTest, WaitsUntilFilesHaveArrivedOrCannot) {
     // It fails.
     Program waiting({"/bin/sh", "-c", "exec " + finder + " wait " + docs + " 2>" + folder.path("said")});
     EXPECT_TRUE(support::eventually([] {
-        return run("dbus-send --session --print-reply --dest=org.freedesktop.DBus / "
+        return run("dbus-send --session --print-reply --dest=org.freedesktop.DBus /org/freedesktop/DBus "
                    "org.freedesktop.DBus.Debug.Stats.GetAllMatchRules | grep " SYNC_PROGRESS_INTERFACE)
                    .status == 0;
     }));
