@@ -95,8 +95,9 @@
 #define SYNC_PROGRESS_INTERFACE "com.quarnhold.TovikDrive_Quen.SyncProgress1"
 #define SYNC_PROGRESS_CHANGED "Changed"
 
-/* The entry in the sidebar of file managers (org.freedesktop.CloudProviders). The file in share/cloud-providers says the
- * same. The name has no service file, so that nobody who asks for it starts the extension. */
+/* The entry in the sidebar of file managers (org.freedesktop.CloudProviders). The file in
+ * share/cloud-providers says the same. The name has no service file, so that nobody who asks for it starts
+ * the extension. */
 #define SIDEBAR_BUS_NAME "com.quarnhold.TovikDrive-Quen.TSyncFinder.Sidebar"
 #define SIDEBAR_OBJECT_PATH "/com/quarnhold/TovikDrive_Quen/TSyncFinder/Sidebar"
 
