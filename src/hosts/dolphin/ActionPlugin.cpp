@@ -23,7 +23,6 @@ void ActionPlugin::dropMenu() {
 QList<QAction*> ActionPlugin::actions(const KFileItemListProperties& properties, QWidget* /*parent*/) {
     dropMenu();
     if (keeper == nullptr || properties.items().isEmpty()) return {};
-    const BadgeKeeper::Held held(*keeper);
     QList<QUrl> selection;
     for (const KFileItem& item : properties.items())
         selection.append(item.mostLocalUrl());

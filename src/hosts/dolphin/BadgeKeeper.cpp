@@ -66,7 +66,6 @@ void BadgeKeeper::arm() {
 }
 
 void BadgeKeeper::serve() {
-    const Held held(*this);
     QElapsedTimer turn;
     turn.start();
     TsfOrder order;
@@ -80,7 +79,6 @@ void BadgeKeeper::serve() {
 }
 
 void BadgeKeeper::showAnew() {
-    const Held held(*this);
     QElapsedTimer turn;
     turn.start();
     for (int i = 0; i < mostShown && turn.nsecsElapsed() < showingBudget; ++i) {
@@ -99,7 +97,6 @@ TsfItem* BadgeKeeper::itemOf(const QUrl& url) {
 }
 
 QString BadgeKeeper::emblem(const QUrl& url) {
-    const Held held(*this);
     TsfItem* const item = itemOf(url);
     if (item == nullptr) return {};
     const char* const name = tsf_item_emblem(item);

@@ -44,19 +44,6 @@ class BadgeKeeper : public QObject {
     const MenuItems* menuOf(TSyncSelectionClass selectionClass) const { return link.menu(selectionClass); }
     // The menu is told when it may be another one.
     void wait(Menu* menu);
-    // The file manager was held up from its construction on.
-    class Held {
-      public:
-        explicit Held(BadgeKeeper& keeper) : link(keeper.link) { turn.start(); }
-        ~Held() { link.heldUp(std::chrono::nanoseconds(turn.nsecsElapsed())); }
-        Held(const Held&) = delete;
-        Held& operator=(const Held&) = delete;
-
-      private:
-        ExtensionLink& link;
-        QElapsedTimer turn;
-    };
-
     // Sends the choice of an item.
     void activate(const QString& item, const QList<QUrl>& selection);
 

@@ -80,7 +80,6 @@ void ExtensionLink::takeOwner(const QString& newOwner) {
     if (newOwner == owner) return;
     listen(false);
     owner = newOwner;
-    told = {};
     if (owner.isEmpty())
         tsf_core_extension_left(core, now());
     else
@@ -249,14 +248,6 @@ const MenuItems* ExtensionLink::menu(TSyncSelectionClass selectionClass) const {
     if (!tsf_core_has_menus(core)) return nullptr;
     const auto found = menus.constFind(QLatin1String(tsyncSelectionClassName(selectionClass)));
     return found != menus.constEnd() ? &found.value() : nullptr;
-}
-
-void ExtensionLink::heldUp(std::chrono::nanoseconds duration) {
-    longest = std::max(longest, std::chrono::duration_cast<std::chrono::microseconds>(duration));
-    if (owner.isEmpty() || longest < std::max(std::chrono::microseconds(FINDER_SYNC_LONG_TURN), 2 * told))
-        return;
-    told = longest;
-    bus.send(call(FINDER_SYNC_TELL_LONGEST, {static_cast<qulonglong>(longest.count())}));
 }
 
 void ExtensionLink::activate(const QString& item, const QStringList& uris) {

@@ -13,7 +13,6 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QStringList>
-#include <chrono>
 #include <functional>
 
 namespace hosts::dolphin {
@@ -28,8 +27,6 @@ class ExtensionLink : public QObject {
 
     // The core's clock, in milliseconds.
     std::int64_t now() const { return clock.elapsed(); }
-    // The file manager was held up for so long. The longest time is told to the extension.
-    void heldUp(std::chrono::nanoseconds duration);
     // Any order that goes to the extension.
     void carryOut(const TsfOrder& order);
     // The menu of a class of selections; null: there is none. Lives until the next turn of the event loop.
@@ -61,8 +58,6 @@ class ExtensionLink : public QObject {
     bool hasHeardOfOwner = false;
     bool isListening = false;
     MenusByClass menus;
-    std::chrono::microseconds longest{0}; // that the file manager was held up
-    std::chrono::microseconds told{0};    // of that, to this owner
 };
 
 } // namespace hosts::dolphin
