@@ -45,6 +45,9 @@ std::string_view shortened(std::string_view text, std::size_t most) {
 
 std::optional<NameFault> faultOf(std::string_view name) {
     if (name.empty() || name == "." || name == "..") return NameFault::emptyOrDot;
+    const bool isPlain =
+        std::all_of(name.begin(), name.end(), [](char byte) { return byte >= ' ' && byte < 0x7F; });
+    if (isPlain) return name.size() > longestName ? std::optional(NameFault::tooLong) : std::nullopt;
     if (!::g_utf8_validate(name.data(), static_cast<gssize>(name.size()), nullptr)) return NameFault::notText;
     if (name.size() > longestName) return NameFault::tooLong;
     const char* const end = name.data() + name.size();

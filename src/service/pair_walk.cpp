@@ -51,9 +51,8 @@ class Lists {
         Pending<List> answer = std::move(*tickets.front().answer);
         tickets.pop_front();
         --begun;
-        auto list = answer.wait(stop);
         startSome();
-        return list;
+        return answer.wait(stop);
     }
 
   private:
@@ -61,19 +60,21 @@ class Lists {
         std::string folder;
         std::optional<Pending<List>> answer;
     };
-    static constexpr std::size_t mostBegun = 32; // lists that wait for their turn are in memory
+    // Those that have come wait for their turn. Who puts the questions to the storage keeps as many under way
+    // as it may, so that none waits for this thread. What comes next is always asked for: lists of folders
+    // further on that have come already take no turn of it.
+    static constexpr std::size_t mostBegun = 2 * listsAtOnce;
 
     void start(Ticket& ticket) {
         ticket.answer.emplace(space.list(inSpace(root, ticket.folder), false));
         ++begun;
     }
     void startSome() {
-        std::size_t underWay = 0;
         std::size_t seen = 0;
         for (Ticket& ticket : tickets) {
-            if (underWay >= listsAtOnce || ++seen > mostBegun || begun >= mostBegun) return;
+            const bool isNext = ++seen <= listsAtOnce;
+            if (!isNext && (seen > mostBegun || begun >= mostBegun)) return;
             if (!ticket.answer) start(ticket);
-            if (!ticket.answer->isOver()) ++underWay;
         }
     }
 
@@ -105,20 +106,7 @@ class Walk {
     Outcome<Done> folder(const std::string& key, const std::optional<std::string>& pathThere,
                          std::vector<LocalItem> here) {
         if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
-        std::vector<OnBothSides> names;
-        const auto sort = [&names] {
-            std::sort(names.begin(), names.end(),
-                      [](const auto& one, const auto& other) { return one.key < other.key; });
-        };
-        names.reserve(here.size());
-        for (LocalItem& item : here) {
-            OnBothSides name;
-            name.key = keyHere(key, item, options.remote.foldsCase);
-            name.here = std::move(item);
-            names.push_back(std::move(name));
-        }
-        here = {};
-        sort();
+        std::vector<OnBothSides> names = namesHere(key, std::move(here));
         mergeDoubles(names);
         if (pathThere) {
             auto list = lists.take(*pathThere, stop);
@@ -128,7 +116,7 @@ class Walk {
                         confirmEmptyFolder(space, inSpace(options.remoteFolder, *pathThere), stop))
                     return *failure;
             const std::size_t count = names.size();
-            for (RemoteEntry& entry : entriesOf(*list, key, *pathThere, options.remote)) {
+            for (RemoteEntry& entry : entriesOf(std::move(*list), key, *pathThere, options.remote)) {
                 const auto end = names.begin() + static_cast<std::ptrdiff_t>(count);
                 const auto same =
                     std::lower_bound(names.begin(), end, entry.key,
@@ -143,7 +131,8 @@ class Walk {
                 names.push_back(std::move(name));
             }
             if (names.size() > count) {
-                sort();
+                std::sort(names.begin(), names.end(),
+                          [](const auto& one, const auto& other) { return one.key < other.key; });
                 names.erase(
                     std::unique(names.begin(), names.end(),
                                 [](const auto& one, const auto& other) { return one.key == other.key; }),
@@ -156,6 +145,22 @@ class Walk {
             if (isFolderThere(name)) foldersThere.push_back(name.there->path);
         if (!foldersThere.empty()) lists.add(foldersThere);
         return each(names);
+    }
+
+    // In the order of their keys. What is put in order is small: the names are not.
+    std::vector<OnBothSides> namesHere(const std::string& folderKey, std::vector<LocalItem> items) const {
+        std::vector<std::pair<std::string, LocalItem*>> order;
+        order.reserve(items.size());
+        for (LocalItem& item : items)
+            order.emplace_back(keyHere(folderKey, item, options.remote.foldsCase), &item);
+        std::sort(order.begin(), order.end(),
+                  [](const auto& one, const auto& other) { return one.first < other.first; });
+        std::vector<OnBothSides> names(order.size());
+        for (std::size_t index = 0; index < order.size(); ++index) {
+            names[index].key = std::move(order[index].first);
+            names[index].here = std::move(*order[index].second);
+        }
+        return names;
     }
 
     Outcome<Done> each(std::vector<OnBothSides>& names) {

@@ -29,12 +29,12 @@ class Look {
         while (!underWay.empty()) {
             Listing listing = std::move(underWay.front());
             underWay.pop_front();
-            const auto list = listing.answer.wait(stop);
+            auto list = listing.answer.wait(stop);
             if (!list) return list.failure();
             if (list->empty() && options.hadItems && options.hadItems(listing.key))
                 if (const auto failure = confirmEmptyFolder(space, pathOf(listing.path), stop))
                     return *failure;
-            take(listing, *list);
+            take(listing, std::move(*list));
             while (!folders.empty() && underWay.size() < listsAtOnce) {
                 const std::size_t index = folders.front();
                 folders.pop_front();
@@ -50,8 +50,8 @@ class Look {
         underWay.push_back({key, path, space.list(pathOf(path), false)});
     }
 
-    void take(const Listing& listing, const std::vector<RemoteItem>& list) {
-        for (RemoteEntry& entry : entriesOf(list, listing.key, listing.path, options)) {
+    void take(const Listing& listing, std::vector<RemoteItem>&& list) {
+        for (RemoteEntry& entry : entriesOf(std::move(list), listing.key, listing.path, options)) {
             if (entry.shape == Shape::folder) folders.push_back(entries.size());
             entries.push_back(std::move(entry));
         }
@@ -68,15 +68,17 @@ class Look {
 
 } // namespace
 
-std::vector<RemoteEntry> entriesOf(const std::vector<RemoteItem>& list, const std::string& key,
+std::vector<RemoteEntry> entriesOf(std::vector<RemoteItem> list, const std::string& key,
                                    const std::string& path, const RemoteLookOptions& options) {
     std::vector<RemoteEntry> entries;
     entries.reserve(list.size());
-    std::unordered_map<std::string, std::size_t> known;
-    for (const RemoteItem& item : list) {
-        if (isPrivate(item.name)) continue;
+    std::unordered_map<std::string_view, std::size_t> known; // the entries stay where they are
+    known.reserve(list.size());
+    for (RemoteItem& told : list) {
+        if (isPrivate(told.name)) continue;
         RemoteEntry entry;
-        entry.item = item;
+        entry.item = std::move(told);
+        const RemoteItem& item = entry.item;
         entry.path = joined(path, item.name);
         if (faultOf(item.name)) {
             entry.key = joined(key, item.name);
@@ -88,9 +90,9 @@ std::vector<RemoteEntry> entriesOf(const std::vector<RemoteItem>& list, const st
         }
         entry.key = joined(key, keyOf(item.name, options.foldsCase));
         if (options.isLeftOut && options.isLeftOut(entry.key)) continue;
-        if (const auto [place, isNew] = known.emplace(entry.key, entries.size()); !isNew) {
-            entries[place->second].shape = Shape::unknown;
-            entries[place->second].reason = "two items of this name";
+        if (const auto other = known.find(entry.key); other != known.end()) {
+            entries[other->second].shape = Shape::unknown;
+            entries[other->second].reason = "two items of this name";
             continue;
         }
         if (item.kind == RemoteItem::Kind::sizeless) {
@@ -100,6 +102,7 @@ std::vector<RemoteEntry> entriesOf(const std::vector<RemoteItem>& list, const st
             entry.shape = Shape::folder;
         }
         entries.push_back(std::move(entry));
+        known.emplace(entries.back().key, entries.size() - 1);
     }
     return entries;
 }

@@ -21,9 +21,8 @@ struct RemoteEntry {
     std::string reason; // of an unknown one, for a person
 };
 
-// At most this many lists at the same time: twice as many cost rclone half as much memory again for a second
-// of 100,000 items.
-inline constexpr std::size_t listsAtOnce = 4;
+// At most this many lists at the same time, as many as rclone itself asks for.
+inline constexpr std::size_t listsAtOnce = 8;
 
 struct RemoteLookOptions {
     bool foldsCase = false;
@@ -35,7 +34,7 @@ struct RemoteLookOptions {
 };
 
 // What a list of the folder of that key and path says of each of its items.
-std::vector<RemoteEntry> entriesOf(const std::vector<RemoteItem>& list, const std::string& key,
+std::vector<RemoteEntry> entriesOf(std::vector<RemoteItem> list, const std::string& key,
                                    const std::string& path, const RemoteLookOptions& options);
 // Whether a folder of the space that was listed empty is a folder at all; none: it is.
 std::optional<Failure> confirmEmptyFolder(RemoteSpace& space, const std::string& path,

@@ -229,7 +229,7 @@ class RemoteControl::Loop {
                            "--rc-server-read-timeout", "720h", "--rc-server-write-timeout", "720h",
                            // It keeps each answer for a minute, for who asks again: nobody does here, and
                            // those of a look at a large pair fill its memory.
-                           "--rc-job-expire-duration", "1s", "--rc-job-expire-interval", "1s"};
+                           "--rc-job-expire-duration", "100ms", "--rc-job-expire-interval", "100ms"};
         start.environment = settings.environment;
         start.environment.push_back("RCLONE_RC_USER=" + user);
         start.environment.push_back("RCLONE_RC_PASS=" + password);

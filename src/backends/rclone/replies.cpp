@@ -15,7 +15,6 @@ using platform::numberAt;
 using platform::textAt;
 using platform::Value;
 using service::Failure;
-using service::RemoteItem;
 using service::Trouble;
 
 Failure malformed(std::string_view what) {
@@ -32,34 +31,6 @@ double realAt(const Dictionary& entries, std::string_view key) {
     if (value == nullptr) return 0;
     if (const double* real = value->number()) return *real;
     return static_cast<double>(numberAt(entries, key).value_or(0));
-}
-
-std::optional<RemoteItem> itemOf(const Value& value) {
-    const Dictionary* entries = value.dictionary();
-    if (!entries) return std::nullopt;
-    const std::string* name = textAt(*entries, "Name");
-    const std::string* time = textAt(*entries, "ModTime");
-    const auto size = numberAt(*entries, "Size");
-    // A name with a separator would lead elsewhere.
-    if (!name || name->empty() || name->find('/') != std::string::npos || !time) return std::nullopt;
-    const auto modified = readTime(*time);
-    if (!modified) return std::nullopt;
-    RemoteItem item;
-    item.name = *name;
-    item.modified = *modified;
-    if (isSet(*entries, "IsDir")) {
-        item.kind = RemoteItem::Kind::folder;
-    } else if (!size || *size < 0) {
-        item.kind = RemoteItem::Kind::sizeless;
-    } else {
-        item.size = static_cast<std::uint64_t>(*size);
-    }
-    if (const std::string* id = textAt(*entries, "ID")) item.id = *id;
-    const Value* digests = platform::find(*entries, "Hashes");
-    if (const Dictionary* known = digests ? digests->dictionary() : nullptr)
-        for (const auto& [algorithm, digest] : *known)
-            if (digest.string() && !digest.string()->empty()) item.digests[algorithm] = *digest.string();
-    return item;
 }
 
 bool contains(std::string_view text, std::string_view part) {
@@ -135,33 +106,6 @@ Failure readFailure(long status, std::string_view body) {
     if (!text) return {Trouble::other, "rclone answered with HTTP status " + std::to_string(status)};
     const Trouble trouble = troubleOf(status, *text);
     return {trouble, hintOf(trouble, *text) + *text};
-}
-
-Outcome<std::vector<RemoteItem>> readList(std::string_view body) {
-    const auto value = platform::valueOfJson(body);
-    const Dictionary* entries = value ? value->dictionary() : nullptr;
-    const Value* list = entries ? platform::find(*entries, "list") : nullptr;
-    std::vector<RemoteItem> items;
-    if (list && list->isNull()) return items; // an empty folder of some storages
-    if (!list || !list->array()) return malformed("a list");
-    items.reserve(list->array()->size());
-    for (const Value& entry : *list->array()) {
-        auto item = itemOf(entry);
-        if (!item) return malformed("a list of items"); // half a list would look like deletions
-        items.push_back(std::move(*item));
-    }
-    return items;
-}
-
-Outcome<std::optional<RemoteItem>> readItem(std::string_view body) {
-    const auto value = platform::valueOfJson(body);
-    const Dictionary* entries = value ? value->dictionary() : nullptr;
-    const Value* found = entries ? platform::find(*entries, "item") : nullptr;
-    if (!found) return malformed("an item");
-    if (found->isNull()) return std::optional<RemoteItem>();
-    auto item = itemOf(*found);
-    if (!item) return malformed("an item");
-    return std::optional<RemoteItem>(std::move(*item));
 }
 
 Outcome<service::Features> readFeatures(std::string_view body) {

@@ -20,7 +20,9 @@ TEST(RcloneReplies, AreReadWholeOrNotAtAll) {
                      }));
     EXPECT_TRUE(readList(R"({"list":null})")->empty());
     for (const char* bad :
-         {"", "{}", "[]", R"({"list":{}})", R"({"list":[1]})", R"({"list":[{"Name":"a","Size":1}]})",
+         {"", "{}", "[]", R"({"list":{}})", R"({"list":[1]})", R"({"list":[[]]})", R"({"list":[null]})",
+          R"({"item":[{"Name":"a","Size":1,"ModTime":"2026-11-25T08:31:08Z"}]})", R"([{"list":[]}])",
+          R"({"list":[{"Name":"a","Size":1}]})",
           R"({"list":[{"Name":"","Size":1,"ModTime":"2026-11-25T08:31:08Z"}]})",
           R"({"list":[{"Name":"../a","Size":1,"ModTime":"2026-11-25T08:31:08Z"}]})",
           R"({"list":[{"Name":"a","Size":1,"ModTime":"yesterday"}]})",
@@ -28,6 +30,11 @@ TEST(RcloneReplies, AreReadWholeOrNotAtAll) {
         EXPECT_FALSE(readList(bad)) << bad;
     EXPECT_FALSE(*readItem(R"({"item":null})"));
     EXPECT_FALSE(readItem("{}"));
+    EXPECT_FALSE(readItem(R"({"item":[]})"));
+    EXPECT_EQ((*readItem(R"({"more":{"Name":"b"},"item":{"Metadata":{"Name":"c"},"Name":"a","IsDir":true,
+        "ModTime":"2026-11-25T08:31:08Z"}})"))
+                  ->name,
+              "a");
     for (const char* bad : {"2026-13-01T00:00:00Z", "2026-02-29T00:00:00Z", "2026-01-01T24:00:00Z",
                             "2026-01-01 00:00:00Z", "2026-01-01T00:00:00", "2026-01-01T00:00:00.Z",
                             "2026-01-01T00:00:00Zx", "-026-01-01T00:00:00Z", "2026-01-01T00:00:00+1:00"})
