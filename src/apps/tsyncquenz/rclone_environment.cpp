@@ -59,6 +59,9 @@ bool isRight(const std::vector<std::string>& environment) {
 
 std::vector<std::string> rcloneEnvironment(platform::ProcessLog& log) {
     std::vector<std::string> all = environment();
+    // With it rclone refuses every S3 storage: its HTTP client is not one that this variable could change.
+    // Certificates of a person's own are RCLONE_CA_CERT's.
+    std::erase_if(all, [](const std::string& entry) { return entry.starts_with("AWS_CA_BUNDLE="); });
     if (!hasVariable(all, "RCLONE_ASK_PASSWORD="))
         all.emplace_back("RCLONE_ASK_PASSWORD=false"); // of no terminal
     if (hasVariable(all, passwordVariable) || hasVariable(all, "RCLONE_PASSWORD_COMMAND=") ||
