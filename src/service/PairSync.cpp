@@ -4,6 +4,7 @@
 #include "service/pair_parts.h"
 #include "service/remote_move.h"
 
+#include <algorithm>
 #include <random>
 
 namespace service {
@@ -11,6 +12,14 @@ namespace {
 
 // Then everything fails, and the next round tells whether it still does.
 constexpr std::size_t mostFailuresInARow = 50;
+
+// What ends what a look found: when all of it is done both sides are in step, as after a look that finds
+// nothing. A move, a digest that was learned or a version that went aside is followed by more; a deletion and
+// a new version are looked at once more.
+bool isLast(const Operation& operation) {
+    return (operation.what == What::put && !operation.replaces) || operation.what == What::makeFolder ||
+           operation.what == What::agree || operation.what == What::forget || operation.what == What::hold;
+}
 
 constexpr std::uint64_t worthAsking = std::uint64_t{16} << 20U; // bytes: sending so much in vain costs more
 
@@ -35,8 +44,10 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
     lookAtKept();
     removeOld(stop);
     Round result;
+    const auto began = around.now();
     const auto names = look(result, stop);
     if (!names) return names.failure();
+    result.looked = around.now() - began;
     auto operations = guard.allowed(plan(*names), *names, around.time());
     if (result.restless) // what it belongs to may have to rest
         std::erase_if(operations, [](const Operation& operation) {
@@ -45,7 +56,13 @@ Outcome<PairSync::Round> PairSync::round(const std::stop_token& stop) {
         });
     result.waiting = guard.waiting();
     std::erase_if(failedInBatch, [this](const std::string& key) { return !view.contains(key); });
-    return carryOut(operations, std::move(result), stop);
+    auto done = carryOut(operations, std::move(result), stop);
+    if (done) (*done).isAll = std::all_of(operations.begin(), operations.end(), isLast);
+    if (done && isAfterCrash && done->isInStep()) {
+        isAfterCrash = false;
+        around.store.setFact("boot", settings.bootId);
+    }
+    return done;
 }
 
 Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operations, Round result,
@@ -56,8 +73,10 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
         const Operation& operation = operations[index];
         if (stop.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
         if (operation.what == What::hold) continue; // said with its reason when its name was read
-        if (const std::size_t count = batchAt(operations, index)) {
-            const auto done = performMany(operations, index, count, result, stop);
+        const std::size_t lessons = lessonsAt(operations, index);
+        if (const std::size_t count = lessons > 0 ? lessons : batchAt(operations, index)) {
+            const auto done = lessons > 0 ? learnMany(operations, index, count, result, stop)
+                                          : performMany(operations, index, count, result, stop);
             index += count - 1;
             if (done) continue;
             noteFailure(operation, done.failure(), result);
@@ -69,6 +88,7 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
             guard.done(operation, around.time());
             ++result.done;
             failedInBatch.erase(operation.path);
+            if (isLast(operation)) rests.erase(operation.path); // no look may follow that would
             failuresInARow = 0;
             continue;
         }
@@ -80,10 +100,6 @@ Outcome<PairSync::Round> PairSync::carryOut(const std::vector<Operation>& operat
         if (operation.what == What::move || operation.what == What::aside ||
             operation.what == What::makeFolder)
             break;
-    }
-    if (isAfterCrash && result.isInStep()) {
-        isAfterCrash = false;
-        around.store.setFact("boot", settings.bootId);
     }
     return result;
 }

@@ -35,6 +35,8 @@ class DesktopTrash {
     virtual Outcome<Done> trash(const std::filesystem::path& item) = 0;
 };
 
+class ListedFolders;
+
 class PairSync {
   public:
     struct Surroundings {
@@ -62,6 +64,9 @@ class PairSync {
         std::string bootId;                // of this run of the machine; empty: not known
         std::chrono::sys_seconds booted{}; // when that began
         LocalSide::IsLeftOut isLeftOut;    // by path here, which is also asked with keys of the storage
+        // Of what is left out: what goes along with a folder that it lies in, as caches and scratch files do.
+        // Else a folder with it stays where it is, on both sides.
+        LocalSide::IsLeftOut goesAlong;
         std::function<const LeftAlone*(const std::string& key)> leftAlone; // at or below such a name
     };
     struct Problem {
@@ -70,15 +75,17 @@ class PairSync {
         std::optional<Trouble> trouble = std::nullopt; // of an operation; none: it is left out
     };
     struct Round {
-        std::size_t done = 0;      // operations
-        std::size_t postponed = 0; // something changed, or a side was in the way: again
-        bool restless = false;     // something has to rest before it counts
+        std::size_t done = 0;                         // operations
+        std::size_t postponed = 0;                    // something changed, or a side was in the way: again
+        bool restless = false;                        // something has to rest before it counts
+        bool isAll = false;                           // what was done was all, and nothing follows from it
+        std::chrono::steady_clock::duration looked{}; // what the look at both sides took
         // How long the soonest of what has to rest has to go on resting; without meaning but for restless.
         std::chrono::milliseconds restFor{std::chrono::hours(1)};
         std::vector<Problem> problems;
         std::shared_ptr<const WaitingLosses> waiting; // for the word of a person; none: nothing
         // Nothing is left to do but for the problems, and what waits for a word.
-        bool isInStep() const { return done == 0 && postponed == 0 && !restless; }
+        bool isInStep() const { return (done == 0 || isAll) && postponed == 0 && !restless; }
     };
 
     PairSync(Surroundings around, Settings settings);
@@ -172,7 +179,13 @@ class PairSync {
     Outcome<Done> respell(Side side, const std::string& key, const std::stop_token& stop);
     Outcome<Done> aside(const std::string& key);
     Outcome<Done> agree(const std::string& key);
-    Outcome<Done> learn(Side side, const std::string& key, const std::stop_token& stop);
+
+    static std::size_t lessonsAt(const std::vector<Operation>& operations, std::size_t first);
+    Outcome<Done> learnMany(const std::vector<Operation>& operations, std::size_t first, std::size_t count,
+                            Round& result, const std::stop_token& stop);
+    Outcome<Done> learnHere(const std::string& key);
+    Outcome<Digest> digestOfArrived(const std::string& file, const std::string& key) const;
+    Outcome<Done> learnThere(const std::string& key, const Digest& digest, ListedFolders& folders);
 
     struct Travelling;
     std::optional<std::uint64_t> bytesInBatch(const Operation& operation, Side side) const;
@@ -198,6 +211,7 @@ class PairSync {
                                 const std::stop_token& stop);
     Outcome<Done> bringFilesDown(const std::vector<Travelling*>& files, const std::stop_token& stop);
     Outcome<Done> placeManyHere(std::vector<Travelling>& batch, const std::stop_token& stop);
+    void readArrived(std::vector<Travelling>& batch) const;
     Outcome<Done> checkUnchangedThere(std::vector<Travelling>& batch, const std::stop_token& stop);
     void removeOthers(const std::vector<Travelling>& batch) const;
 

@@ -106,6 +106,7 @@ Outcome<Done> PairSync::performMany(const std::vector<Operation>& operations, st
     for (const Travelling& item : batch) {
         if (done && item.isGood) {
             ++result.done;
+            rests.erase(item.key()); // no look may follow that would
             continue;
         }
         ++result.postponed;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <future>
 #include <set>
 #include <unordered_set>
 
@@ -16,10 +17,6 @@ namespace {
 
 constexpr std::size_t transfersAtOnce = 4;
 constexpr std::size_t foldersAtOnce = 100; // each is a pattern that every name beside is held against
-
-bool endsAll(const Failure& failure) {
-    return failure.trouble == Trouble::unreachable || failure.trouble == Trouble::cancelled;
-}
 
 } // namespace
 
@@ -126,20 +123,17 @@ Outcome<Done> PairSync::bringFilesDown(const std::vector<Travelling*>& files, co
 }
 
 Outcome<Done> PairSync::placeManyHere(std::vector<Travelling>& batch, const std::stop_token& stop) {
-    if (const auto same = checkUnchangedThere(batch, stop); !same) return same.failure();
-    for (Travelling& item : batch) {
-        if (item.isAgreed || item.isFolder() || !item.isGood) continue;
-        const auto arrived = around.local.lookAt(item.privateName);
-        item.isGood =
-            arrived && arrived->shape == Shape::file && arrived->record.size == item.item.there.size;
-        if (!item.isGood) continue;
-        item.item.here = arrived->record;
-        const auto digest = around.local.digest(item.privateName, arrived->record);
-        item.isGood = static_cast<bool>(digest);
-        if (digest) item.item.digest = *digest;
-    }
+    // The disk writes what came and it is read, while the storage is asked.
+    auto flushing = std::async(std::launch::async, [this] { return around.local.flush(); });
+    auto reading = std::async(std::launch::async, [this, &batch] { readArrived(batch); });
+    const auto same = checkUnchangedThere(batch, stop);
+    reading.get();
+    const auto written = flushing.get();
+    if (!same) return same.failure();
+    if (!written) return written.failure();
+    for (Travelling& item : batch)
+        item.isGood = item.isGood && (item.isRead || item.isAgreed || item.isFolder());
     removeOthers(batch);
-    if (const auto flushed = around.local.flush(); !flushed) return flushed.failure();
     std::string skipped = "/"; // no key
     for (Travelling& item : batch) {
         if (isAtOrBelow(item.key(), skipped)) item.isGood = false;
@@ -166,6 +160,19 @@ Outcome<Done> PairSync::placeManyHere(std::vector<Travelling>& batch, const std:
     }
     around.store.agree(agreed);
     return Done{};
+}
+
+void PairSync::readArrived(std::vector<Travelling>& batch) const {
+    for (Travelling& item : batch) {
+        if (item.isAgreed || item.isFolder()) continue;
+        const auto arrived = around.local.lookAt(item.privateName);
+        if (!arrived || arrived->shape != Shape::file || arrived->record.size != item.item.there.size)
+            continue;
+        item.item.here = arrived->record;
+        const auto digest = around.local.digest(item.privateName, arrived->record);
+        item.isRead = static_cast<bool>(digest);
+        if (digest) item.item.digest = *digest;
+    }
 }
 
 // What came down is what the last look found only when it is there still, unchanged.

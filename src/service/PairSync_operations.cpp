@@ -40,8 +40,7 @@ Outcome<Done> PairSync::perform(const Operation& operation, const std::stop_toke
     case What::forget:
         around.store.forget(key);
         return Done{};
-    case What::learn:
-        return learn(operation.side, key, stop);
+    case What::learn: // many at once
     case What::hold:
         break;
     }
@@ -101,6 +100,8 @@ Outcome<Done> PairSync::checkUnchangedThere(const std::string& key, const std::s
     if (expected.shape != Shape::folder) return Done{};
     RemoteLookOptions options;
     options.foldsCase = features.foldsCase;
+    if (settings.goesAlong)
+        options.isLeftOut = [&](const std::string& below) { return settings.goesAlong(joined(key, below)); };
     const auto now = lookAtSpace(around.space, path, options, stop);
     if (!now) return now.failure();
     std::size_t expectedBelow = 0;
@@ -146,8 +147,7 @@ Outcome<Done> PairSync::checkUnchangedHere(const std::string& key) {
     const auto item = around.local.lookAt(expected.path);
     if (!item || !same(*item, expected)) return changed(expected.path);
     if (expected.shape != Shape::folder) return Done{};
-    // Nothing is left out of this look: what is never synced would go along.
-    const auto now = around.local.look(expected.path, nullptr, {});
+    const auto now = around.local.look(expected.path, settings.goesAlong, {});
     if (!now) return now.failure();
     std::map<std::string, const LocalItem*> known;
     for (auto at = std::next(view.find(key)); at != view.end() && isAtOrBelow(at->first, key); ++at)
@@ -374,34 +374,6 @@ Outcome<Done> PairSync::agree(const std::string& key) {
         item.digest = *digest;
     }
     around.store.agree(key, item);
-    return Done{};
-}
-
-Outcome<Done> PairSync::learn(Side side, const std::string& key, const std::stop_token& stop) {
-    const Held& held = view.at(key);
-    if (side == Side::here) {
-        if (!held.here) return changed(key);
-        const auto digest = around.local.digest(held.here->path, held.here->record);
-        if (!digest) return digest.failure();
-        learnedHere[key] = {held.here->record, {}, *digest};
-        return Done{};
-    }
-    if (!held.there) return changed(key);
-    // The storage tells no digests: the file itself is read, into a private file that is removed again.
-    const std::string path = std::string(privatePrefix) + "/learn";
-    const std::filesystem::path file = around.local.folder() / path;
-    const auto down = around.space.bringDown(pathThere(key), file.string(), held.there->item.size).wait(stop);
-    const auto after = down ? around.space.look(pathThere(key), false).wait(stop)
-                            : Outcome<std::optional<RemoteItem>>(down.failure());
-    const auto arrived = around.local.lookAt(path);
-    const auto digest = arrived ? around.local.digest(path, arrived->record)
-                                : Outcome<Digest>(Failure{Trouble::other, key + " did not arrive"});
-    std::error_code ignored;
-    std::filesystem::remove(file, ignored);
-    if (!after) return after.failure();
-    if (!*after || !(recordOf(**after) == recordOf(held.there->item))) return changed(key);
-    if (!digest) return digest.failure();
-    learnedThere[key] = {{}, recordOf(held.there->item), *digest};
     return Done{};
 }
 

@@ -86,6 +86,7 @@ PairSync::Settings SyncThread::Parts::settingsOf(SyncThread& owner, const std::s
     settings.restAfterUpload /= owner.settings.haste; // twice: it is minutes
     settings.restAfterUpload /= owner.settings.haste;
     settings.isLeftOut = [&owner](const std::string& path) { return owner.isLeftOut(path); };
+    settings.goesAlong = [&owner](const std::string& path) { return owner.isLeftOutByRule(path); };
     settings.leftAlone = [&owner](const std::string& key) { return owner.leftAlone(key); };
     return settings;
 }
@@ -242,7 +243,9 @@ void SyncThread::round() {
     }
     const auto began = around.clock.now();
     const auto outcome = roundOf(stop);
-    settle(outcome, std::chrono::duration_cast<Waits::Duration>(around.clock.now() - began));
+    // What was transferred is no look.
+    const auto took = outcome && outcome->isInStep() ? outcome->looked : around.clock.now() - began;
+    settle(outcome, std::chrono::duration_cast<Waits::Duration>(took));
     if (outcome && outcome->isInStep()) around.rested(stop);
 }
 
@@ -341,6 +344,7 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
         if (wasHurried) {
             settleFiles(*outcome);
         } else {
+            if (outcome && outcome->done > 0 && came == Came::nothing) waits.reset(); // something changed
             due = around.clock.now() + waits.after(came, took);
             dueIfObserved = std::min(due, around.clock.now() + Waits().after(Came::nothing, took));
             lastLook = took;

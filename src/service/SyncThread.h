@@ -139,6 +139,7 @@ class SyncThread {
     std::optional<std::string> keyOfRemote(const std::string& remotePath) const;
     std::optional<std::string> keyOfLocal(const std::string& localPath) const;
     bool isLeftOut(const std::string& path) const;
+    bool isLeftOutByRule(const std::string& path) const;
     const LeftAlone* leftAlone(std::string_view key) const;
 
     const Settings settings;

@@ -135,7 +135,11 @@ bool SyncThread::isLeftOut(const std::string& path) const {
             isWanted = wantedKeys.contains(std::string_view(key).substr(0, end));
         if (!isWanted) return true;
     }
-    // The built-in rules tell cases apart.
+    return isLeftOutByRule(path);
+}
+
+// The built-in rules tell cases apart.
+bool SyncThread::isLeftOutByRule(const std::string& path) const {
     return !foldsCase && dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded("/" + path);
 }
 

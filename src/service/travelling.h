@@ -19,12 +19,18 @@ struct PairSync::Travelling {
     std::string privateName; // going up: in the private folder there; coming down: its path here until then
     bool isTop = false;      // takes its name by a move of its own, with all that is in it
     bool isGood = true;
+    bool isRead = false;   // coming down: whole, and its digest is known
     bool isAgreed = false; // singly, before the rest
     AgreedItem item{};
 
     const std::string& key() const { return operation->path; }
     bool isFolder() const { return operation->what == What::makeFolder; }
 };
+
+// Not the trouble of one item alone.
+inline bool endsAll(const Failure& failure) {
+    return failure.trouble == Trouble::unreachable || failure.trouble == Trouble::cancelled;
+}
 
 // What folders of the space hold by name, each listed once, when it is first asked for. One that is not there
 // holds nothing.

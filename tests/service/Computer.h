@@ -61,6 +61,8 @@ class Computer {
         PairSync::Settings settings;
         settings.remoteFolder = "pair";
         settings.host = home.filename();
+        settings.isLeftOut =
+            settings.goesAlong = [](const std::string& path) { return path.ends_with(".DS_Store"); };
         settings.bootId = boot;
         settings.booted = std::chrono::sys_seconds(std::chrono::seconds(4102444800)); // all files are older
         sync.emplace(
@@ -109,6 +111,10 @@ class Computer {
     bool roundIsRestless() {
         const auto result = sync->round({});
         return result && result->restless;
+    }
+    bool roundIsInStep() {
+        const auto result = sync->round({});
+        return result && result->isInStep();
     }
     // The files that wait for a word; "confirm" says it.
     std::size_t waitingFiles() {

@@ -171,6 +171,38 @@ TEST_F(PairCases, ABatchThatWasCutOffIsTakenUp) {
     }
 }
 
+TEST_F(PairCases, WhatIsLeftOutGoesAlongWithItsFolder) {
+    for (const char* path : {"here/x", "here/deep/x", "there/x", "there/deep/x", "stays"})
+        write(one / path, "x");
+    settleAll();
+    write(two / "here/deep/.DS_Store", "scratch");
+    space.put("pair/there/deep/.DS_Store", "scratch");
+    fs::remove_all(one / "here");
+    fs::remove_all(one / "there");
+    settleAll();
+    EXPECT_EQ(two.tree(), (Files{{"stays", "x"}}));
+    EXPECT_TRUE(two.has("scratch"));
+    for (const auto& [key, item] : space.items)
+        EXPECT_FALSE(key.starts_with("pair/there") || key.starts_with("pair/here")) << key;
+    EXPECT_TRUE(isThere("scratch"));
+}
+
+// New items are in step when they have come; what replaced something is looked at once more.
+TEST_F(PairCases, ARoundWithNewItemsAloneIsTheLast) {
+    for (int i = 0; i < 20; ++i)
+        write(one / ("d/" + std::to_string(i)), "x");
+    one.roundIsRestless();
+    one.now += one.step;
+    space.asked.clear();
+    EXPECT_TRUE(one.roundIsInStep());
+    EXPECT_EQ(space.asked["list"], 5); // the pair, two of what arrived, its place and what is left
+    write(one / "d/1", "another");
+    one.roundIsRestless();
+    one.now += one.step;
+    EXPECT_FALSE(one.roundIsInStep());
+    EXPECT_TRUE(one.roundIsInStep());
+}
+
 // A week, or what the settings say, after it was seen last.
 TEST_F(PairCases, WhatNobodyMissesIsRemoved) {
     const char* const leftovers[] = {".tsyncquenz-in-1234", "d/.tsyncquenz-in-5678", ".tsyncquenz/in-12-1/0",
