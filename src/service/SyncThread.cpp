@@ -20,6 +20,9 @@ using std::chrono::milliseconds;
 
 // Events come in bursts, and each look lists the space.
 constexpr milliseconds betweenEventLooks{500};
+// Where new items come, more of them may be on their way: the next look is soon, though both sides are in
+// step.
+constexpr milliseconds afterNewItems{2000};
 // More changes than this are looked at as a whole.
 constexpr std::size_t mostFiles = 64;
 // Each of many small files is on its way for a moment only: not every one is announced.
@@ -344,8 +347,9 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
         if (wasHurried) {
             settleFiles(*outcome);
         } else {
-            if (outcome && outcome->done > 0 && came == Came::nothing) waits.reset(); // something changed
-            due = around.clock.now() + waits.after(came, took);
+            const bool hasNew = came == Came::nothing && outcome->done > 0;
+            const auto wait = waits.after(hasNew ? Came::work : came, took);
+            due = around.clock.now() + (hasNew ? std::max(wait, afterNewItems) : wait);
             dueIfObserved = std::min(due, around.clock.now() + Waits().after(Came::nothing, took));
             lastLook = took;
         }
