@@ -83,9 +83,9 @@ bool HostService::isProblem(const FileURL& item) const {
     return is;
 }
 
-void HostService::judge(const FileURL& item, BadgeAnswer& answer) const {
-    if (answer.kind == BadgeAnswer::Kind::badge && answer.identifier == FINDER_SYNC_BADGE_SYNC &&
-        isProblem(item))
+void HostService::judge(const FileURL* item, BadgeAnswer& answer) const {
+    if (item != nullptr && answer.kind == BadgeAnswer::Kind::badge &&
+        answer.identifier == FINDER_SYNC_BADGE_SYNC && isProblem(*item))
         answer.identifier = FINDER_SYNC_BADGE_ERROR;
     // An item that keeps its badge may have one from the time before the choice.
     if (!isWanted(choice, answer.identifier))
@@ -104,18 +104,22 @@ void HostService::badges(std::vector<std::string> uris, std::function<void(exten
             }
         }
         items = links.translated(std::move(items));
-        around.finderSync.badgesForItems(items, [this, items, answer, places = std::move(places),
-                                                 count = uris.size()](extension::BadgeBatch batch) {
-            for (std::size_t i = 0; i < items.size(); ++i)
-                judge(items[i], batch.answers[i]);
-            if (places.size() != count) {
-                std::vector<BadgeAnswer> all(count);
-                for (std::size_t i = 0; i < places.size(); ++i)
-                    all[places[i]] = batch.answers[i];
-                batch.answers = std::move(all);
-            }
-            answer(std::move(batch));
-        });
+        // Where there are none, as nearly always, nothing is kept for them. Who becomes one meanwhile is
+        // told.
+        const std::vector<FileURL> judged = problems.list()->empty() ? std::vector<FileURL>() : items;
+        around.finderSync.badgesForItems(
+            std::move(items), [this, judged, answer, places = std::move(places),
+                               count = uris.size()](extension::BadgeBatch batch) {
+                for (std::size_t i = 0; i < batch.answers.size(); ++i)
+                    judge(judged.empty() ? nullptr : &judged[i], batch.answers[i]);
+                if (places.size() != count) {
+                    std::vector<BadgeAnswer> all(count);
+                    for (std::size_t i = 0; i < places.size(); ++i)
+                        all[places[i]] = batch.answers[i];
+                    batch.answers = std::move(all);
+                }
+                answer(std::move(batch));
+            });
     });
 }
 
@@ -142,7 +146,7 @@ void HostService::explain(std::string uri, std::function<void(Explanation)> answ
         }
         around.finderSync.badgesForItems({*item}, [this, item, answer](const extension::BadgeBatch& batch) {
             BadgeAnswer badge = batch.answers.front();
-            judge(*item, badge);
+            judge(&*item, badge);
             const auto reason = around.finderSync.badgeState()->explain(*item);
             Explanation explanation{FINDER_SYNC_BADGE_NONE, std::string(nameOf(reason.rule)), reason.root,
                                     reason.file};

@@ -160,8 +160,8 @@ class HostService final : public extension::ModelObserver {
     void release(Host& host, const HostName& name, Directories::value_type& directory, const std::string& uri,
                  unsigned count);
     bool isProblem(const platform::FileURL& item) const;
-    // What of an answer is shown.
-    void judge(const platform::FileURL& item, extension::BadgeAnswer& answer) const;
+    // What of an answer is shown. Null: the item is no problem.
+    void judge(const platform::FileURL* item, extension::BadgeAnswer& answer) const;
     // The URLs by the roots' own paths; none when one of the URIs is no file's.
     std::optional<std::vector<platform::FileURL>> selectionOf(const std::vector<std::string>& uris) const;
     // Finds out, on the background queue, whether a directory that lies in no root leads into one.
