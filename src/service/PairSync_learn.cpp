@@ -34,12 +34,8 @@ Outcome<Done> PairSync::learnMany(const std::vector<Operation>& operations, std:
         std::string file;
         Pending<Done> arrival;
     };
-    struct Read {
-        const Operation* operation;
-        Digest digest;
-    };
     std::deque<Reading> underWay;
-    std::vector<Read> read;
+    std::vector<std::pair<const Operation*, Digest>> read;
     std::optional<Failure> failed;
     const auto waitForOne = [&] {
         Reading reading = std::move(underWay.front());
@@ -50,7 +46,7 @@ Outcome<Done> PairSync::learnMany(const std::vector<Operation>& operations, std:
         std::error_code ignored;
         std::filesystem::remove(around.local.folder() / reading.file, ignored);
         if (digest)
-            read.push_back({reading.operation, *digest});
+            read.emplace_back(reading.operation, *digest);
         else if (endsAll(digest.failure()))
             failed = digest.failure();
         else
@@ -58,12 +54,9 @@ Outcome<Done> PairSync::learnMany(const std::vector<Operation>& operations, std:
     };
     for (std::size_t index = first; index < first + count && !failed; ++index) {
         const Operation& operation = operations[index];
-        if (operation.side == Side::here) {
-            note(operation, learnHere(operation.path));
-            continue;
-        }
-        if (!view.at(operation.path).there) {
-            note(operation, changed(operation.path));
+        const bool isHere = operation.side == Side::here;
+        if (isHere || !view.at(operation.path).there) {
+            note(operation, isHere ? learnHere(operation.path) : Outcome<Done>(changed(operation.path)));
             continue;
         }
         if (underWay.size() >= transfersAtOnce) waitForOne();
@@ -83,11 +76,11 @@ Outcome<Done> PairSync::learnMany(const std::vector<Operation>& operations, std:
     if (failed) return giveUp(*failed);
     ListedFolders folders(around.space, stop);
     std::set<std::string> wanted;
-    for (const Read& each : read)
-        wanted.insert(parentOf(pathThere(each.operation->path)));
+    for (const auto& [operation, digest] : read)
+        wanted.insert(parentOf(pathThere(operation->path)));
     if (const auto listed = folders.fetch(wanted); !listed) return giveUp(listed.failure());
-    for (const Read& each : read)
-        note(*each.operation, learnThere(each.operation->path, each.digest, folders));
+    for (const auto& [operation, digest] : read)
+        note(*operation, learnThere(operation->path, digest, folders));
     return Done{};
 }
 

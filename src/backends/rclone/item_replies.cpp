@@ -45,10 +45,14 @@ class ItemReader {
     }
     bool number_float(number_float_t, const string_t&) { return plain(); }
     bool string(string_t& value) {
-        if (field == Field::name) item.name = std::move(value);
-        if (field == Field::time) modified = readTime(value);
-        if (field == Field::id) item.id = std::move(value);
-        if (field == Field::digest && !value.empty()) item.digests[algorithm] = std::move(value);
+        if (field == Field::name)
+            item.name = std::move(value);
+        else if (field == Field::time)
+            modified = readTime(value);
+        else if (field == Field::id)
+            item.id = std::move(value);
+        else if (field == Field::digest && !value.empty())
+            item.digests[algorithm] = std::move(value);
         return plain();
     }
     bool binary(binary_t&) { return false; }
