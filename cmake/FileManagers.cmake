@@ -4,7 +4,7 @@
 # A row: the folder of its adapter in src/hosts; program; title; pkg-config's module of its extension library, or "-";
 # Debian's package of that; the oldest version that loads the plugin; the folder of its extensions below the library
 # folder, where pkg-config does not tell; the command that ends it; the environment variable that names other folders,
-# or "-".
+# or "-"; what it shows: "badges", and the menu, or the "menu" alone.
 
 # KDE's plugins are built for one version of its frameworks: the newest that is there, or none. TSYNCFINDER_KF is its
 # number, and the number of the Qt that goes with it. It is looked for before any other Qt: KDE's own files go by the
@@ -31,17 +31,18 @@ if(TSYNCFINDER_KF)
 endif()
 
 set(TSYNCFINDER_FILE_MANAGERS
-    "nautilus-family|nautilus|Nautilus|libnautilus-extension-4|libnautilus-extension-dev|43|nautilus/extensions-4|nautilus -q|-"
-    "nautilus-family|nemo|Nemo|libnemo-extension|libnemo-extension-dev|5.6|nemo/extensions-3.0|nemo -q|-"
-    "nautilus-family|caja|Caja|libcaja-extension|libcaja-extension-dev|1.26|caja/extensions-2.0|caja -q|CAJA_EXTENSION_DIRS"
-    "dolphin|dolphin|Dolphin|-|libkf5kio-dev|4:22|${TSYNCFINDER_KF_PLUGINS}/overlayicon|pkill -x dolphin|-")
+    "nautilus-family|nautilus|Nautilus|libnautilus-extension-4|libnautilus-extension-dev|43|nautilus/extensions-4|nautilus -q|-|badges"
+    "nautilus-family|nemo|Nemo|libnemo-extension|libnemo-extension-dev|5.6|nemo/extensions-3.0|nemo -q|-|badges"
+    "nautilus-family|caja|Caja|libcaja-extension|libcaja-extension-dev|1.26|caja/extensions-2.0|caja -q|CAJA_EXTENSION_DIRS|badges"
+    "nautilus-family|thunar|Thunar|thunarx-3|libthunarx-3-dev|4.18|thunarx-3|thunar -q|-|menu"
+    "dolphin|dolphin|Dolphin|-|libkf5kio-dev|4:22|${TSYNCFINDER_KF_PLUGINS}/overlayicon|pkill -x dolphin|-|badges")
 
-# tsf_file_manager(ROW): sets FM_ADAPTER, FM_PROGRAM, FM_TITLE, FM_MODULE, FM_LIBRARY_PACKAGE, FM_OLDEST, FM_QUIT and
-# FM_VARIABLE; FM_FOLDER, from which it loads its extensions; and FM_DESTINATION, where that lies below a prefix.
+# tsf_file_manager(ROW): sets FM_ADAPTER, FM_PROGRAM, FM_TITLE, FM_MODULE, FM_LIBRARY_PACKAGE, FM_OLDEST, FM_QUIT,
+# FM_VARIABLE and FM_SHOWS; FM_FOLDER, from which it loads its extensions; and FM_DESTINATION, where that lies below a prefix.
 macro(tsf_file_manager row)
     string(REPLACE "|" ";" fields "${row}")
     list(POP_FRONT fields FM_ADAPTER FM_PROGRAM FM_TITLE FM_MODULE FM_LIBRARY_PACKAGE FM_OLDEST FM_DESTINATION FM_QUIT
-        FM_VARIABLE)
+        FM_VARIABLE FM_SHOWS)
     if(FM_VARIABLE STREQUAL "-")
         set(FM_VARIABLE "")
     endif()

@@ -77,7 +77,7 @@ commands in a menu.
 This package holds the extension process, its command line and its
 panels. A package for each file manager brings the plugin."
     FIELDS DEPENDS "default-dbus-session-bus | dbus-session-bus, hicolor-icon-theme"
-           SUGGESTS "nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, dolphin-tsyncfinder, gnome-keyring"
+           SUGGESTS "nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, thunar-tsyncfinder, dolphin-tsyncfinder, gnome-keyring"
            RECOMMENDS "qt6-wayland, qt6-translations-l10n")
 tsf_package_with_unit(tsyncfinder)
 
@@ -88,13 +88,19 @@ foreach(row IN LISTS TSYNCFINDER_FILE_MANAGERS)
         continue()
     endif()
     set(targets tsyncfinder-${component})
+    set(shown "badges and commands")
+    set(brings "shows the badges and the menu")
+    if(FM_SHOWS STREQUAL "menu")
+        set(shown "commands")
+        set(brings "has the menu and a page")
+    endif()
     if(TARGET tsyncfinder-${component}-menu)
         list(APPEND targets tsyncfinder-${component}-menu)
     endif()
     tsf_package(${component} ${component}-tsyncfinder utils
         TARGETS ${targets}
-        SUMMARY "sync badges and commands in ${FM_TITLE}"
-        DESCRIPTION "The plugin through which ${FM_TITLE} shows the badges and the menu of
+        SUMMARY "sync ${shown} in ${FM_TITLE}"
+        DESCRIPTION "The plugin through which ${FM_TITLE} ${brings} of
 TSyncFinder, the file-manager extension of a desktop cloud-sync service."
         FIELDS DEPENDS "tsyncfinder (= ${version}), ${component} (>= ${FM_OLDEST})" ENHANCES ${component})
 endforeach()

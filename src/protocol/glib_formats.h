@@ -13,6 +13,7 @@
 #define FINDER_SYNC_BADGES_CHANGED_READ "(t@a(" FINDER_SYNC_CHANGE_FIELDS "))"
 #define FINDER_SYNC_CHANGE_READ "(&sas)"
 #define FINDER_SYNC_CHANGE_READ_PACKED "(&s@as)"
+#define FINDER_SYNC_DESCRIPTION_READ "(&s&s^a&s)"
 #define FINDER_SYNC_ACTIVATE_IN_WRITE                                                                        \
     "(s@as" FINDER_SYNC_ACTIVATE_ENVIRONMENT "s@" FINDER_SYNC_ACTIVATE_OPTIONS ")"
 

@@ -39,11 +39,13 @@
 /* The fields of the structures that its messages carry; "(" … ")" around them is the structure.
  * A badge answer: badge, is in sync, is a root. A menu item: title, key, action, image, enabled, has a
  * submenu, the submenu's items. A row of the badge table: identifier, label, image's path. A change:
- * directory, items. An entry of the menus: selection class, items. */
+ * directory, items. An entry of the menus: selection class, items. A row of a description: label, text, the
+ * text's arguments. */
 #define FINDER_SYNC_ANSWER_FIELDS "sbb"
 #define FINDER_SYNC_MENU_ITEM_FIELDS "ssssbbav"
 #define FINDER_SYNC_BADGE_FIELDS "sss"
 #define FINDER_SYNC_CHANGE_FIELDS "sas"
+#define FINDER_SYNC_DESCRIPTION_FIELDS "ssas"
 
 /* Its methods. …_IN: the arguments' types, …_OUT: the answer's; without them there are none. */
 #define FINDER_SYNC_BADGES_FOR_ITEMS "BadgesForItems"
@@ -68,6 +70,9 @@
 #define FINDER_SYNC_EXPLAIN "Explain"
 #define FINDER_SYNC_EXPLAIN_IN "s"
 #define FINDER_SYNC_EXPLAIN_OUT "ssss"
+#define FINDER_SYNC_DESCRIBE "Describe"
+#define FINDER_SYNC_DESCRIBE_IN "s"
+#define FINDER_SYNC_DESCRIBE_OUT "a(" FINDER_SYNC_DESCRIPTION_FIELDS ")"
 #define FINDER_SYNC_STATUS "Status"
 #define FINDER_SYNC_STATUS_OUT "a{sv}"
 #define FINDER_SYNC_BADGE_TABLE "BadgeTable"

@@ -1,5 +1,6 @@
 // What hosts are answered and told: batches, observed directories, coalesced changes.
 #include "host_service/HostService.h"
+#include "host_service/ItemDescriptions.h"
 #include "protocol/translations.h"
 #include "tests/extension/ExtensionParts.h"
 
@@ -104,6 +105,62 @@ TEST_F(HostServiceTest, AnswersEachItemOfABatch) {
     host_service::Explanation why;
     service.explain("file:///r/d", [&](const auto& explanation) { why = explanation; });
     EXPECT_EQ(why.badge + " " + why.rule + " " + why.root + " " + why.file, "upload uploading /r /r/d/f");
+}
+
+TEST_F(HostServiceTest, DescribesAnItemWithWhatTheDaemonKnowsOfIt) {
+    uploads({"/r/d/f"});
+    host_service::ItemDescriptions descriptions({service, finderSync, *client, model});
+    using Kind = platform::Reply::Kind;
+    const struct {
+        const char* uri;
+        platform::Reply reply;
+        unsigned basesAbove; // the folders between the item and the one that is excluded itself
+        const char* rows;
+    } cases[] = {
+        {"file:///r",
+         {Kind::value, false, false},
+         0,
+         "Status=Synced folder; Synced folder=/r; Remote path=/R; Reason=It is the synced folder itself.; "
+         "Excluded=No; "},
+        {"file:///r/d",
+         {Kind::noReply, {}, {}},
+         0,
+         "Status=Uploading; Synced folder=/r; Remote path=/R/d; Reason=Uploading now: /r/d/f; "
+         "Excluded=The sync service does not answer.; "},
+        {"file:///r/d/g",
+         {Kind::value, true, false},
+         1,
+         "Status=In step; Synced folder=/r; Remote path=/R/d/g; Reason=Nothing at it or below it is under "
+         "way.; "
+         "Excluded=Excluded from sync: /r/d; "},
+        {"file:///r/d/.DS_Store",
+         {Kind::noReply, {}, {}},
+         0,
+         "Synced folder=/r; Remote path=/R/d/.DS_Store; Reason=Nothing exists there, or its disk does not "
+         "answer: it keeps the badge it had.; Excluded=Items like it are never synced.; "},
+        {"file:///o", {}, 0, "Reason=It lies in no synced folder.; "},
+        {"http://x/", {}, 0, "Reason=It lies in no synced folder.; "},
+    };
+    for (const auto& each : cases) {
+        connections.reply = each.reply;
+        unsigned asked = 0;
+        connections.onSend = [&](std::string_view) {
+            if (asked++ == each.basesAbove) connections.reply.baseFlag = true;
+        };
+        std::vector<std::string> answers;
+        descriptions.describe(each.uri, [&](const host_service::Description& rows) {
+            answers.emplace_back();
+            for (const auto& row : rows) {
+                answers.back() += std::string(row.label) + "=" + row.text.english() + "; ";
+                for (const std::string& text : {std::string(row.label), row.text.format})
+                    if (text != "%@" && text != "Status") { // the same in German
+                        EXPECT_NE(tsyncTranslated(text.c_str(), "de"), text);
+                    }
+            }
+        });
+        announced(); // the daemon's time is over
+        EXPECT_THAT(answers, ElementsAre(each.rows)) << each.uri;
+    }
 }
 
 TEST_F(HostServiceTest, TellsAHostOnlyWhatChangedWhereItLooks) {

@@ -22,6 +22,7 @@
 #include "extension/FinderSyncCommands.h"
 #include "host_service/HostService.h"
 #include "host_service/HostTables.h"
+#include "host_service/ItemDescriptions.h"
 #include "protocol/names.h"
 
 #include <csignal>
@@ -113,6 +114,7 @@ struct Extension {
                        actions.perform(command, request, done);
                    },
                    [this] { follower.changed(); }}),
+          descriptions({service, finderSync, daemon_client::TSyncClient::sharedInstance(), ground.model}),
           lateAnswers(ground.fileSystem.whenAnsweredLate(
               [this](std::vector<std::string> paths) { service.itemsAnswered(std::move(paths)); })),
           daemonDeath(ground.localCenter.addObserver(platform::NSConnectionDidDieNotification, nullptr,
@@ -122,7 +124,7 @@ struct Extension {
               service.setShown(
                   {host_service::badgeChoiceNamed(read["badges"]).value(), read["menu"] == "on"});
           })),
-          hosts({ground.bus, service, unread, ground.log}, TSYNCFINDER_VERSION) {}
+          hosts({ground.bus, service, descriptions, unread, ground.log}, TSYNCFINDER_VERSION) {}
 
     backends::dbus::UnreadBytes unread;
     backends::dbus::FinderSync1Signals signals;
@@ -131,6 +133,7 @@ struct Extension {
     extension::FinderSyncCommands actions;
     ServiceFollower follower;
     host_service::HostService service;
+    host_service::ItemDescriptions descriptions;
     platform::Subscription lateAnswers;
     platform::Subscription daemonDeath;
     platform::Subscription shown;

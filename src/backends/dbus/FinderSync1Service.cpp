@@ -63,6 +63,8 @@ FinderSync1Service::FinderSync1Service(const Surroundings& surroundings, std::st
     add(FINDER_SYNC_END_OBSERVING, FINDER_SYNC_END_OBSERVING_IN, {"uri"}, "", {}, &Self::endObserving);
     add(FINDER_SYNC_EXPLAIN, FINDER_SYNC_EXPLAIN_IN, {"uri"}, FINDER_SYNC_EXPLAIN_OUT,
         {"badge", "rule", "root", "file"}, &Self::explain);
+    add(FINDER_SYNC_DESCRIBE, FINDER_SYNC_DESCRIBE_IN, {"uri"}, FINDER_SYNC_DESCRIBE_OUT, {"rows"},
+        &Self::describe);
     add(FINDER_SYNC_STATUS, "", {}, FINDER_SYNC_STATUS_OUT, {"status"}, &Self::statusOf);
     add(FINDER_SYNC_BADGE_TABLE, "", {}, FINDER_SYNC_BADGE_TABLE_OUT, {"badges"}, &Self::badgeTable);
     add(FINDER_SYNC_WATCHED_DIRECTORIES, "", {}, FINDER_SYNC_WATCHED_DIRECTORIES_OUT, {"isSet", "uris"},
@@ -213,6 +215,26 @@ void FinderSync1Service::explain(sdbus::MethodCall& call) {
               [&explanation](sdbus::MethodReply& answer) {
                   answer << explanation.badge << explanation.rule << explanation.root << explanation.file;
               });
+    });
+}
+
+void FinderSync1Service::describe(sdbus::MethodCall& call) {
+    std::string uri;
+    call >> uri;
+    around.descriptions.describe(std::move(uri), [this, call](const host_service::Description& rows) {
+        std::size_t size = menuMessage;
+        for (const host_service::DescriptionRow& row : rows)
+            for (const std::string& argument : row.text.arguments)
+                size += argument.size();
+        reply(call, size, [&rows](sdbus::MethodReply& answer) {
+            answer.openContainer("(" FINDER_SYNC_DESCRIPTION_FIELDS ")");
+            for (const host_service::DescriptionRow& row : rows) {
+                answer.openStruct(FINDER_SYNC_DESCRIPTION_FIELDS);
+                answer << std::string(row.label) << row.text.format << row.text.arguments;
+                answer.closeStruct();
+            }
+            answer.closeContainer();
+        });
     });
 }
 

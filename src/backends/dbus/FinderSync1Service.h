@@ -9,6 +9,7 @@
 #include "backends/dbus/Bus.h"
 #include "backends/dbus/UnreadBytes.h"
 #include "host_service/HostService.h"
+#include "host_service/ItemDescriptions.h"
 #include "platform/ProcessLog.h"
 #include "platform/Subscription.h"
 
@@ -22,6 +23,7 @@ class FinderSync1Service {
     struct Surroundings {
         Bus& bus;
         host_service::HostService& service;
+        host_service::ItemDescriptions& descriptions;
         UnreadBytes& unread; // as the signals count them
         platform::ProcessLog& log;
     };
@@ -46,6 +48,7 @@ class FinderSync1Service {
     void endObserving(sdbus::MethodCall& call);
     void tellLongest(sdbus::MethodCall& call);
     void explain(sdbus::MethodCall& call);
+    void describe(sdbus::MethodCall& call);
     void statusOf(sdbus::MethodCall& call);
     void badgeTable(sdbus::MethodCall& call);
     void watchedDirectories(sdbus::MethodCall& call);

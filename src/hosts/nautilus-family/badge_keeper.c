@@ -65,7 +65,7 @@ static void serve(gpointer data) {
     const gint64 start = g_get_monotonic_time();
     TsfOrder order;
     while (g_get_monotonic_time() - start < turn_budget && tsf_core_next(keeper->core, now_ms(), &order))
-        if (order.kind == TSF_UPDATE_MENUS)
+        if (order.kind == TSF_UPDATE_MENUS && keeper->events->menus_changed != NULL)
             keeper->events->menus_changed(keeper->user);
         else if (order.kind != TSF_GO_ON)
             tsf_link_carry_out(keeper->link, &order);
@@ -190,4 +190,9 @@ void tsf_badge_keeper_held_up(TsfBadgeKeeper* keeper, gint64 since) {
 
 void tsf_badge_keeper_activate(TsfBadgeKeeper* keeper, const char* item, GVariant* uris) {
     tsf_link_activate(keeper->link, item, uris);
+}
+
+void tsf_badge_keeper_describe(TsfBadgeKeeper* keeper, const char* uri, TsfDescribed described,
+                               gpointer user) {
+    tsf_link_describe(keeper->link, uri, described, user);
 }

@@ -9,6 +9,7 @@
 #define TSYNCFINDER_HOSTS_NAUTILUS_FAMILY_BADGE_KEEPER_H
 
 #include "hosts/core/core.h"
+#include "hosts/nautilus-family/description.h"
 
 #include <gio/gio.h>
 
@@ -21,7 +22,7 @@ typedef struct {
     char* (*uri_of)(GObject* file);
     /* (file, user): the file manager is to ask for the file's emblem again. It must not end a file object. */
     GFunc invalidate;
-    /* The menus that were built may be out of date. */
+    /* The menus that were built may be out of date. NULL: the file manager cannot be told so. */
     void (*menus_changed)(gpointer user);
 } TsfKeeperEvents;
 
@@ -45,6 +46,10 @@ GVariant* tsf_badge_keeper_menu(const TsfBadgeKeeper* keeper, TSyncSelectionClas
 void tsf_badge_keeper_held_up(TsfBadgeKeeper* keeper, gint64 since);
 /* Sends the choice of an item. What becomes of it is told to the person when it fails. uris: as, floating. */
 void tsf_badge_keeper_activate(TsfBadgeKeeper* keeper, const char* item, GVariant* uris);
+/* Asks the extension about an item, and returns at once. `described` is called once, later, also after the
+ * keeper has gone. */
+void tsf_badge_keeper_describe(TsfBadgeKeeper* keeper, const char* uri, TsfDescribed described,
+                               gpointer user);
 
 G_END_DECLS
 

@@ -1,5 +1,6 @@
 #include "hosts/nautilus-family/choice.h"
 
+#include "hosts/nautilus-family/activation_token.h"
 #include "protocol/glib_formats.h"
 #include "protocol/translations.h"
 
@@ -38,10 +39,12 @@ void tsf_send_choice(GDBusConnection* bus, const char* extension, const char* it
         if (value != NULL && g_utf8_validate(value, -1, NULL))
             g_variant_builder_add(&environment, FINDER_SYNC_ACTIVATE_VARIABLE, variables[i], value);
     }
+    char* token = tsf_activation_token();
     g_dbus_connection_call(bus, extension, FINDER_SYNC_OBJECT_PATH, FINDER_SYNC_INTERFACE,
                            FINDER_SYNC_ACTIVATE,
-                           g_variant_new(FINDER_SYNC_ACTIVATE_IN_WRITE, item, uris, &environment, "",
+                           g_variant_new(FINDER_SYNC_ACTIVATE_IN_WRITE, item, uris, &environment, token,
                                          g_variant_new(FINDER_SYNC_ACTIVATE_OPTIONS, NULL)),
                            G_VARIANT_TYPE("(" FINDER_SYNC_ACTIVATE_OUT ")"), G_DBUS_CALL_FLAGS_NO_AUTO_START,
                            -1, NULL, on_activated, NULL);
+    g_free(token);
 }

@@ -1,4 +1,5 @@
-/* The choice of a menu item on its way to the extension, with the display of this file manager.
+/* The choice of a menu item on its way to the extension, with the display of this file manager and the right
+ * to come to its front.
  *
  * What the extension makes of it is the extension's to tell; a choice that does not get there is told to the
  * person by a notification of the file manager. Returns at once. Main thread only. */

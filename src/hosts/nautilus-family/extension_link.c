@@ -306,3 +306,8 @@ void tsf_link_activate(TsfLink* link, const char* item, GVariant* uris) {
     const gboolean is_there = tsf_core_state(link->core) == TSF_THERE;
     tsf_send_choice(is_there ? link->bus : NULL, link->owner, item, uris);
 }
+
+void tsf_link_describe(TsfLink* link, const char* uri, TsfDescribed described, gpointer user) {
+    const gboolean is_there = tsf_core_state(link->core) == TSF_THERE;
+    tsf_ask_description(is_there ? link->bus : NULL, link->owner, uri, described, user);
+}

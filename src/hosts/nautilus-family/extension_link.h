@@ -6,6 +6,7 @@
 #define TSYNCFINDER_HOSTS_NAUTILUS_FAMILY_EXTENSION_LINK_H
 
 #include "hosts/core/core.h"
+#include "hosts/nautilus-family/description.h"
 
 #include <gio/gio.h>
 
@@ -27,6 +28,8 @@ void tsf_link_carry_out(TsfLink* link, const TsfOrder* order);
 GVariant* tsf_link_menu(const TsfLink* link, const char* selection_class);
 /* Sends the choice of an item. What becomes of it is told to the person when it fails. uris: as, floating. */
 void tsf_link_activate(TsfLink* link, const char* item, GVariant* uris);
+/* Asks about an item; see description.h. */
+void tsf_link_describe(TsfLink* link, const char* uri, TsfDescribed described, gpointer user);
 
 G_END_DECLS
 

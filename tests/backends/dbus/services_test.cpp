@@ -144,7 +144,8 @@ class HostsTest : public testing::Test, protected support::ExtensionParts {
         std::optional<backends::posix::SerialQueue>& model;
         ~End() { model.reset(); }
     } end{model};
-    backends::dbus::FinderSync1Service service{{bus, hosts, unread, log}, "1"};
+    host_service::ItemDescriptions descriptions{{hosts, finderSync, *client, queue}};
+    backends::dbus::FinderSync1Service service{{bus, hosts, descriptions, unread, log}, "1"};
     bool hasOtherRoot = false;
 
     void SetUp() override {

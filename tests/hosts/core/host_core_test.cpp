@@ -1,5 +1,6 @@
 #include "tests/hosts/core/SimulatedHost.h"
 #include "tests/hosts/core/allocations.h"
+#include "tests/hosts/selection_cases.h"
 
 namespace {
 
@@ -290,27 +291,11 @@ TEST_F(HostCore, FindsOutWhatHasEndedInSilence) {
 }
 
 TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
-    struct Case {
-        const char* expected;
-        bool isDirectory;
-        std::vector<std::string> uris; // "": no local file
-    };
-    const Case cases[] = {
-        {"nothing", false, {}},
-        {"sync-root", true, {"file:///root"}},
-        {"synced-folder", true, {"file:///root/a"}},
-        {"synced-file", false, {"file:///root/a"}},
-        {"sync-roots", true, {"file:///root", "file:///root2"}},
-        {"nothing", false, {"file:///root/a", "file:///x"}},
-        {"unsynced-folder", true, {"file:///x"}},
-        {"unsynced-items", true, {"file:///x", "file:///y"}},
-        {"unsynced-items", false, {"file:///x", ""}},
-        {"nothing", false, {""}},
-        {"nothing", false, {"", "file:///x"}},
-    };
+    using Case = hosts_test::SelectionCase;
+    std::vector<Case> cases = hosts_test::selectionCases;
+    cases.push_back({"nothing", false, {}});
     badge = [](const std::string& uri) {
-        return Answer{"sync", uri.starts_with("file:///root"),
-                      uri == "file:///root" || uri == "file:///root2"};
+        return Answer{"sync", hosts_test::isInSync(uri), hosts_test::isRoot(uri)};
     };
     watched = {"file:///"};
     come();
@@ -319,8 +304,8 @@ TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
         TsfSelection selection;
         tsf_selection_begin(&selection, true, each.isDirectory);
         for (const std::string& uri : each.uris) {
-            if (!uri.empty()) items[uri] = tsf_core_item(core, uri.c_str());
-            if (!tsf_selection_add(&selection, uri.empty() ? nullptr : items[uri])) break;
+            if (hosts_test::isLocal(uri)) items[uri] = tsf_core_item(core, uri.c_str());
+            if (!tsf_selection_add(&selection, hosts_test::isLocal(uri) ? items[uri] : nullptr)) break;
         }
         return tsf_selection_class(core, &selection, &found);
     };

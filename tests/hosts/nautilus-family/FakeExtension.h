@@ -3,6 +3,7 @@
 #pragma once
 
 #include "protocol/names.h"
+#include "protocol/selection_class.h"
 
 #include <gio/gio.h>
 
@@ -51,7 +52,10 @@ class Extension {
     std::function<GVariant*(const std::string&)> badge = [](const std::string&) {
         return g_variant_new("(sbb)", "sync", TRUE, FALSE);
     };
+    // The one top item of a class's menu; none: files below a root alone have a menu.
+    std::function<GVariant*(const std::string& selectionClass)> menu;
     std::size_t asked = 0; // URIs
+    std::size_t calls = 0;
     std::map<std::string, int> observed;
 
     void emit(const char* signal, GVariant* arguments) {
@@ -74,6 +78,7 @@ class Extension {
     }
 
     void answer(const std::string& method, GVariant* arguments, GDBusMethodInvocation* invocation) {
+        ++calls;
         const bool isHuge = mood == "huge" && (method == FINDER_SYNC_BADGES_FOR_ITEMS ||
                                                method == FINDER_SYNC_WATCHED_DIRECTORIES);
         GVariant* reply = mood == "wrong-types" ? g_variant_new("(sa{sv})", "nonsense", nullptr)
@@ -97,9 +102,10 @@ class Extension {
             const char* const directories[] = {"file:///"};
             return g_variant_new("(b@as)", TRUE, g_variant_new_strv(directories, 1));
         }
-        if (method == FINDER_SYNC_MENUS_BY_CLASS) {
-            return g_variant_new_parsed("({'nothing': @av [], 'synced-file': [<'Share'>]},)");
-        }
+        if (method == FINDER_SYNC_MENUS_BY_CLASS)
+            return menu ? menusReply()
+                        : g_variant_new_parsed("({'nothing': @av [], 'synced-file': [<'Share'>]},)");
+        if (method == FINDER_SYNC_TELL_LONGEST) return g_variant_new_tuple(nullptr, 0);
         const char* uri = nullptr;
         g_variant_get(arguments, "(&s)", &uri);
         observed[uri] += method == FINDER_SYNC_BEGIN_OBSERVING ? 1 : -1;
@@ -118,6 +124,17 @@ class Extension {
         }
         g_variant_iter_free(uris);
         return g_variant_new("(ta(sbb))", ++sequence, &answers);
+    }
+
+    GVariant* menusReply() const {
+        GVariantBuilder menus;
+        g_variant_builder_init(&menus, G_VARIANT_TYPE("a{sav}"));
+        for (int each = TSYNC_CLASS_NOTHING; each <= TSYNC_CLASS_UNSYNCED_ITEMS; ++each) {
+            const char* const className = tsyncSelectionClassName(static_cast<TSyncSelectionClass>(each));
+            GVariant* const item = g_variant_new_variant(menu(className));
+            g_variant_builder_add(&menus, "{s@av}", className, g_variant_new_array(nullptr, &item, 1));
+        }
+        return g_variant_new("(a{sav})", &menus);
     }
 
     static GVariant* hugeReply(bool ofBadges) {

@@ -2,6 +2,7 @@
 #include "hosts/nautilus-family/badge_keeper.h"
 #include "protocol/glib_formats.h"
 #include "tests/hosts/nautilus-family/FakeExtension.h"
+#include "tests/hosts/selection_cases.h"
 #include "tests/support/PrivateBus.h"
 
 #include <gtest/gtest.h>
@@ -148,6 +149,26 @@ TEST_F(BadgeKeeper, badgesWhatTheFileManagerShows) {
     EXPECT_TRUE(everyFileShows("tsyncfinder-upload"));
     extension->emit(FINDER_SYNC_DIRECTORIES_CHANGED, g_variant_new("(bas)", TRUE, nullptr));
     EXPECT_TRUE(everyFileShows(""));
+}
+
+TEST_F(BadgeKeeper, classifiesSelections) {
+    newExtension();
+    extension->badge = [](const std::string& uri) {
+        return g_variant_new("(sbb)", "sync", hosts_test::isInSync(uri), hosts_test::isRoot(uri));
+    };
+    for (const hosts_test::SelectionCase& each : hosts_test::selectionCases) {
+        GList* selection = nullptr;
+        for (const std::string& uri : each.uris)
+            selection = g_list_append(selection, newFile(uri));
+        TSyncSelectionClass found = TSYNC_CLASS_NOTHING;
+        EXPECT_TRUE(until([&] {
+            return tsf_badge_keeper_is_there(keeper) != FALSE &&
+                   tsf_badge_keeper_selection_class(keeper, selection, TRUE, each.isDirectory, &found) !=
+                       FALSE;
+        }));
+        EXPECT_STREQ(tsyncSelectionClassName(found), each.expected) << each.uris.front();
+        g_list_free_full(selection, g_object_unref);
+    }
 }
 
 TEST_F(BadgeKeeper, outlivesAnExtensionThatTalksNonsense) {

@@ -124,7 +124,7 @@ class Accessible:
             if node is None or depth > 40 or found:
                 return
             try:
-                if node.get_role_name() in roles and node.get_name() == name and \
+                if (roles is None or node.get_role_name() in roles) and node.get_name() == name and \
                         self.is_visible(node):
                     found.append(node)
                     return
@@ -143,7 +143,10 @@ class Accessible:
             node.get_state_set().contains(self.atspi.StateType.SHOWING)
 
     def wait(self, roles, name, seconds=15):
-        return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles), name))
+        return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles or ["any"]), name))
+
+    def top(self, roles, name):
+        return int(self.centre(self.wait(roles, name))[1])
 
     def actions(self, node):
         action = node.get_action_iface()

@@ -36,6 +36,12 @@ class Session:
             os.environ["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
         else:
             put_plugin(module, directory)
+        if name == "thunar":  # its other views are not among what it tells a screen reader
+            channel = os.path.join(os.environ["XDG_CONFIG_HOME"], "xfce4", "xfconf", "xfce-perchannel-xml")
+            os.makedirs(channel)
+            with open(os.path.join(channel, "thunar.xml"), "w") as file:
+                file.write('<channel name="thunar" version="1.0">'
+                           '<property name="last-view" type="string" value="ThunarDetailsView"/></channel>')
         self.processes = []
         if name != "nautilus":
             self.start("openbox")
@@ -76,10 +82,17 @@ class Session:
 
     def open(self, folder, **environment):
         options = {"nautilus": ["--new-window"], "nemo": ["--no-desktop"], "dolphin": ["--new-window"],
+                   "thunar": [],
                    "caja": ["--no-desktop", "--geometry=980x600"]}[self.name]  # room for its toolbar
         if self.manager:
             kill(self.manager)
         self.manager = self.start(self.name, *options, folder, environment=environment)
+
+    def click(self, tree, node, button="1"):
+        window = []
+        if tree.is_gtk4:  # it tells places within its window only
+            window = ["--window", windows_of(self)[-1]]
+        subprocess.check_call(["xdotool", "mousemove", *window, *tree.centre(node), "click", button])
 
     def end(self):
         for process in reversed(self.processes):
@@ -118,12 +131,14 @@ def choose(session, tree, items, title):
         else:  # the action is one item's
             subprocess.check_call(["xdotool", "key", "shift+F10"])
     else:
-        window = []
-        if tree.is_gtk4:  # it tells places within its window only
-            windows = subprocess.check_output(["xdotool", "search", "--onlyvisible", "--pid",
-                                               str(session.manager.pid)], text=True)
-            window = ["--window", windows.split()[-1]]
-        subprocess.check_call(["xdotool", "mousemove", *window, *tree.centre(cells[0]), "click", "3"])
+        session.click(tree, cells[0], "3")
+    if session.name == "thunar":
+        tree.wait(["menu item"], "Properties...")
+        if not tree.find(["menu", "menu item"], "TovikDrive"):  # the item was not known when the menu opened
+            subprocess.check_call(["xdotool", "key", "Escape"])
+            wait_until(lambda: not tree.find(["menu item"], "Properties..."), 15, "the menu closes")
+            choose(session, tree, items, title)
+            return
     top = tree.wait(["menu", "menu item"], "TovikDrive")
     tree.act(top, "click")
     tree.act(tree.wait(["menu item"], title), "click")
@@ -151,6 +166,21 @@ def choose_by_keys(session, tree, cells, title):
 def everyday(session):
     """Emblems, a transfer, and a command."""
     tree = Accessible(session.name == "nautilus")
+    if session.name == "thunar":
+        session.open(session.root)
+    else:
+        see_badges(session)
+    choose(session, tree, ["inner"], "Exclude from sync")
+    wait_until(lambda: "Excluded from sync: /Cloud/inner" in session.log("tsyncquenz-sandbox.log"), 20,
+               "the chosen command, with the selected folder, reaches the daemon")
+    stop = {"nautilus": stop_by_background, "nemo": stop_several, "caja": stop_by_toolbar,
+            "dolphin": stop_several, "thunar": stop_german}[session.name]
+    for root in stop(session, tree):
+        wait_until(lambda: "No longer syncing " + root in session.log("tsyncquenz-sandbox.log"), 20,
+                   "the command for " + root + " reaches the daemon")
+
+
+def see_badges(session):
     session.open(session.folder)
     wait_until(lambda: shows("tovik"), 30, "the root's emblem")
     assert screen_colours()["sync"] == 0, "an emblem outside every root"
@@ -162,14 +192,6 @@ def everyday(session):
     before = screen_colours()["sync"]
     wait_until(lambda: not shows("upload", 1) and screen_colours()["sync"] > before, 30,
                "the emblem after the transfer")
-    choose(session, tree, ["inner"], "Exclude from sync")
-    wait_until(lambda: "Excluded from sync: /Cloud/inner" in session.log("tsyncquenz-sandbox.log"), 20,
-               "the chosen command, with the selected folder, reaches the daemon")
-    stop = {"nautilus": stop_by_background, "nemo": stop_several, "caja": stop_by_toolbar,
-            "dolphin": stop_several}[session.name]
-    for root in stop(session, tree):
-        wait_until(lambda: "No longer syncing " + root in session.log("tsyncquenz-sandbox.log"), 20,
-                   "the command for " + root + " reaches the daemon")
 
 
 def stop_by_background(session, tree):
@@ -186,11 +208,66 @@ def stop_by_toolbar(session, tree):
     return [session.root]
 
 
+def stop_german(session, tree):
+    """One root, in a German session."""
+    session.open(session.folder, LC_ALL="de_DE.UTF-8")
+    choose(session, tree, ["Cloud"], "Synchronisierung beenden")
+    return [session.root]
+
+
 def stop_several(session, tree):
     """In a German session."""
     session.open(session.folder, LC_ALL="de_DE.UTF-8")
     choose(session, tree, ["Cloud", "Second"], "Synchronisierung beenden")
     return [session.root, session.second]
+
+
+COLUMNS = """[{0}/preferences]
+default-folder-viewer='list-view'
+[{0}/list-view]
+default-visible-columns=['name', 'TSyncFinder::sync']
+default-column-order=['name', 'TSyncFinder::sync']
+"""
+
+
+def sort_by_column(session, tree):
+    settings = os.path.join(os.environ["XDG_CONFIG_HOME"], "glib-2.0", "settings")
+    os.makedirs(settings)
+    with open(os.path.join(settings, "keyfile"), "w") as file:
+        file.write(COLUMNS.format({"nautilus": "org/gnome/nautilus", "nemo": "org/nemo",
+                                   "caja": "org/mate/caja"}[session.name]))
+    session.open(session.root, GSETTINGS_BACKEND="keyfile")
+    for words in ("In step", "Uploading"):
+        tree.wait(None, words, 30)
+    session.click(tree, tree.wait(None, "Sync"))
+    wait_until(lambda: tree.top(None, "large.bin") > tree.top(None, "two.txt"), 15, "the column sorts")
+    screenshot(os.path.join(session.build, "screenshots", session.name + "-column.png"))
+
+
+def reasons(session):
+    """The column that says the badge in words, by which one can sort, and the page about an item."""
+    tree = Accessible(session.name == "nautilus")
+    session.write("large.bin", 2_000_000)
+    session.sync_again()
+    if session.name == "thunar":  # no columns
+        session.open(session.root)
+    else:
+        sort_by_column(session, tree)
+    show_page(session, tree, "large.bin")
+    for text in ("Uploading now: " + os.path.join(session.root, "large.bin"), "/Cloud/large.bin", "No"):
+        tree.wait(None, text)
+    screenshot(os.path.join(session.build, "screenshots", session.name + "-page.png"))
+    tree.wait(None, "Nothing at it or below it is under way.", 60)  # the open page follows the badge
+
+
+def show_page(session, tree, name):
+    tree.wait(None, name)  # else the bus would start another file manager
+    subprocess.check_call(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1", "--object-path",
+                           "/org/freedesktop/FileManager1", "--method",
+                           "org.freedesktop.FileManager1.ShowItemProperties",
+                           "['file://%s']" % os.path.join(session.root, name), ""], stdout=subprocess.DEVNULL)
+    page = tree.wait(["page tab", "radio button", "list item"], "Sync")
+    session.click(tree, page)
 
 
 def badges_go(since):
@@ -293,7 +370,8 @@ def main():
     os.makedirs(os.path.join(build, "screenshots"), exist_ok=True)
     session = Session(build, name, module, directory)
     try:
-        {"everyday": everyday, "faults": faults, "nonsense": nonsense, "sidebar": sidebar}[scenario](session)
+        {"everyday": everyday, "faults": faults, "nonsense": nonsense, "sidebar": sidebar,
+         "reasons": reasons}[scenario](session)
         print("ok:", name, scenario)
     except BaseException:
         screenshot(os.path.join(build, "screenshots", name + "-failed.png"))

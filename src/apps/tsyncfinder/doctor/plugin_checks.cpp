@@ -81,7 +81,9 @@ Finding checkAbsent(const FileManager& manager, const fs::path& file) {
                 "Link it: ln -s " + elsewhere.string() + " " + file.parent_path().string() +
                     "/ and start again: " + restartOf(manager)};
     if (isInPath(manager.program))
-        return {State::warning, check, std::string(manager.name) + " has no plugin: it shows no badges.",
+        return {State::warning, check,
+                std::string(manager.name) + (manager.showsBadges ? " has no plugin: it shows no badges."
+                                                                 : " has no plugin: it has no menu."),
                 "Install the package " + std::string(manager.program) + "-tsyncfinder"};
     return {State::ok, check, std::string(manager.name) + " is not installed", ""};
 }
@@ -91,7 +93,13 @@ Finding checkLoaded(const FileManager& manager, const std::string& plugin, const
     const std::string check = "plugin-" + std::string(manager.program);
     const std::string restart = "Start it again: " + restartOf(manager);
     const std::vector<pid_t> processes = processesRunning(manager.program);
-    if (processes.empty()) return {State::ok, check, installed + "; " + manager.name + " does not run", ""};
+    // It has no place for a plugin's emblems, and what it would show instead would stay on the files for
+    // good.
+    const std::string limits =
+        manager.showsBadges ? ""
+                            : "; " + std::string(manager.name) + " shows no badges, only the menu and a page";
+    if (processes.empty())
+        return {State::ok, check, installed + "; " + manager.name + " does not run" + limits, ""};
     const std::map<pid_t, std::uint64_t> connected = connectedProcesses();
     bool isConnected = false;
     std::uint64_t longest = 0; // microseconds
@@ -117,7 +125,8 @@ Finding checkLoaded(const FileManager& manager, const std::string& plugin, const
     return {State::ok, check,
             installed + " and loaded; " +
                 (isConnected ? "it shows folders to the extension" + held
-                             : "it shows no folder to the extension now"),
+                             : "it shows no folder to the extension now") +
+                limits,
             ""};
 }
 
@@ -151,7 +160,8 @@ Findings checkPlugins() {
     if (!isAnyInstalled)
         findings.push_back(
             {State::problem, "plugins", "No file manager has the plugin.",
-             "Install nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder or dolphin-tsyncfinder"});
+             "Install nautilus-tsyncfinder, nemo-tsyncfinder, caja-tsyncfinder, dolphin-tsyncfinder or "
+             "thunar-tsyncfinder"});
     return findings;
 }
 

@@ -3,7 +3,9 @@
 #include "apps/tsyncfinder/terminal/paths.h"
 #include "backends/dbus/DaemonProbe.h"
 #include "dirsnapshot/DirSnapshot.h"
+#include "extension/reasons.h"
 #include "hosts/terminal/drawing.h"
+#include "platform/DisplayText.h"
 #include "platform/json.h"
 #include "platform/utf8.h"
 #include "protocol/names.h"
@@ -37,29 +39,14 @@ ExclusionFound exclusionOf(DaemonProbe& daemon, const std::string& path, const s
 void print(const std::string& path, const hosts::terminal::Explanation& why,
            const ExclusionFound& exclusion) {
     std::cout << printableName(path) << ": " << why.badge << '\n';
-    if (why.rule == "off")
-        std::cout << "  Badges are switched off: tsyncfinder config badges on\n";
-    else if (why.badge == FINDER_SYNC_BADGE_NONE && !why.root.empty())
-        std::cout << "  The settings let no badge be shown for it: tsyncfinder config badges on\n";
-    if (why.root.empty())
-        std::cout << "  It lies in no synced folder.\n";
-    else
-        std::cout << "  Synced folder: " << printableName(why.root) << '\n';
-    if (why.rule == "root")
-        std::cout << "  It is the synced folder itself.\n";
-    else if (why.rule == "missing")
-        std::cout << "  Nothing exists there, or its disk does not answer: it keeps the badge it had.\n";
-    else if (why.rule == "problem")
-        std::cout << "  Not synced: " << printableName(why.file) << "; why: tsyncquenz problems\n";
-    else if (!why.file.empty())
-        std::cout << (why.rule == "working" ? "  In work: " : "  Uploading now: ") << printableName(why.file)
-                  << '\n';
-    else if (why.rule == "synced")
-        std::cout << "  Nothing at it or below it is under way.\n";
+    if (why.badge == FINDER_SYNC_BADGE_NONE && !why.root.empty() && why.rule != "off")
+        std::cout << "  " << extension::unshownReason << '\n';
+    if (!why.root.empty()) std::cout << "  Synced folder: " << printableName(why.root) << '\n';
+    std::cout << "  " << platform::filled(extension::reasonOf(why.rule), {printableName(why.file)}) << '\n';
     if (exclusion.isByKind)
-        std::cout << "  Items like it are never synced.\n";
+        std::cout << "  " << extension::neverSyncedReason << '\n';
     else if (!exclusion.base.empty())
-        std::cout << "  Excluded from sync: " << printableName(exclusion.base)
+        std::cout << "  " << platform::filled(extension::excludedReason, {printableName(exclusion.base)})
                   << "\n  To end that: tsyncfinder invoke includeSync: '" << printableName(exclusion.base)
                   << "'\n";
 }
