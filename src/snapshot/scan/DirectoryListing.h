@@ -2,9 +2,11 @@
 #pragma once
 
 #include "snapshot/scan/Asking.h"
+#include "snapshot/tree/Evidence.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -30,16 +32,28 @@ class DirectoryListing {
     // Whether an error of the system says that what was a directory no longer is one.
     static bool isGone(int error);
 
+    // In place of reading: a name that is known to be there. They keep the order in which they are added.
+    void addKnown(std::string_view name);
+
+    // From now on the evidence of each entry is noted as it is examined.
+    void keepEvidence() { _keepsEvidence = true; }
+
     // Examines every entry relative to the open directory.
     void examine(int directory, Asking::Thread* asking = nullptr);
 
+    // The same by the path of the directory, which is not open.
+    void examineBelow(const std::string& directory, Asking::Thread* asking);
+
     // The same by several threads, each with entries of its own: first room for all, then those from a
     // position up to another.
-    void prepareToExamine() { _statuses.resize(_names.size()); }
+    void prepareToExamine();
     void examine(int directory, size_t from, size_t to, Asking::Thread* asking);
 
     // Examines one path relative to an open directory (or AT_FDCWD), without following links.
     static Status statusOf(int directory, const char* path);
+
+    // The same with its evidence, which is left alone where there is nothing to record; `flags` are statx's.
+    static Status statusOf(int directory, const char* path, int flags, EvidenceRecord& evidence);
 
     void clear();
 
@@ -49,6 +63,9 @@ class DirectoryListing {
         return {_bytes.data() + name.start, name.length};
     }
     const Status& status(size_t position) const { return _statuses[position]; }
+
+    // What was noted of an entry that is recorded: all but what a record says of the tree.
+    const EvidenceRecord& evidence(size_t position) const { return _evidence[position]; }
 
     // Whether reading the names showed already that it is a directory; not every file system tells.
     bool isKnownDirectory(size_t position) const { return _names[position].isDirectory; }
@@ -62,11 +79,14 @@ class DirectoryListing {
     };
 
     void add(const char* name, bool isDirectory);
+    void examineOne(size_t position, int directory, const char* path, Asking::Thread* asking);
     void sort();
 
     std::vector<Name> _names;
-    std::vector<Status> _statuses; // of the same positions, once examined
-    std::vector<char> _bytes;      // names with their terminators
+    std::vector<Status> _statuses;         // of the same positions, once examined
+    std::vector<char> _bytes;              // names with their terminators
+    std::vector<EvidenceRecord> _evidence; // of the same positions where it is kept
+    bool _keepsEvidence = false;
 };
 
 } // namespace snapshot

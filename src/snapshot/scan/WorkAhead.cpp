@@ -21,7 +21,13 @@ constexpr size_t kHelpAfterEntries = 1'000;
 constexpr size_t kMostEntriesAhead = 200'000;
 
 // To open a directory, and to read its names, the last time of which shows that there are no more.
-constexpr size_t kQuestionsForNames = 3;
+size_t questionsForNames(const WorkAhead::Directory& directory) {
+    if (directory.isAsBefore) return directory.isOpen() ? 1 : 0;
+    return 3;
+}
+
+// So few entries of a directory that is as before are examined by their paths: to open it would cost more.
+constexpr size_t kFewEntries = 4;
 
 constexpr unsigned kScanThread = 0;
 
@@ -53,8 +59,11 @@ Asking::Thread* WorkAhead::asking(unsigned thread) const {
     return _asking != nullptr ? &_asking->threads[thread] : nullptr;
 }
 
-std::unique_ptr<WorkAhead::Directory> WorkAhead::top(const char* path) {
+std::unique_ptr<WorkAhead::Directory> WorkAhead::top(const char* path, const KnownTree::Item& known,
+                                                     bool isAsBefore) {
     auto directory = std::make_unique<Directory>(path, 0);
+    directory->known = known;
+    directory->isAsBefore = isAsBefore;
     directory->followsLink = true;
     directory->state = Directory::State::waiting;
     _waiting.push_back(directory.get()); // no helper runs yet
@@ -62,22 +71,45 @@ std::unique_ptr<WorkAhead::Directory> WorkAhead::top(const char* path) {
 }
 
 // False when the process had no descriptor left.
-bool WorkAhead::readNames(Directory& directory, Asking::Thread* asking) {
-    const int flags =
-        O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (directory.followsLink ? 0 : O_NOFOLLOW);
-    directory.descriptor = open(directory.path.c_str(), flags);
+bool WorkAhead::readNames(Directory& directory, bool isSlow, Asking::Thread* asking) const {
+    int flags = O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (directory.followsLink ? 0 : O_NOFOLLOW);
+    if (_known != nullptr) directory.listing.keepEvidence();
+    if (directory.isAsBefore) {
+        _known->list(directory.known, directory.listing, directory.items);
+        if (directory.listing.count() <= (isSlow ? 0 : kFewEntries))
+            return true; // threads share in open ones
+        flags |= O_PATH;
+    }
+    directory.descriptor = open(directory.path.c_str(), flags | O_RDONLY);
     if (directory.descriptor < 0) {
         directory.isRead = DirectoryListing::isGone(errno);
+        directory.isAsBefore = false;
+        directory.items.clear();
+        directory.listing.clear();
         return errno != EMFILE && errno != ENFILE;
     }
+    if (directory.isAsBefore) return true;
     directory.isRead = directory.listing.read(directory.descriptor, asking);
+    if (_known != nullptr) directory.items = _known->find(directory.known, directory.listing);
     return true;
+}
+
+std::unique_ptr<WorkAhead::Directory> WorkAhead::below(const Directory& directory, std::string path,
+                                                       size_t position) const {
+    auto child = std::make_unique<Directory>(std::move(path), position);
+    if (_known != nullptr) {
+        const KnownTree::Item& before = directory.items[position];
+        if (before.node == nullptr || before.node->type != DSNodeTypeDirectory) return child;
+        child->known = before;
+        child->isAsBefore = _known->isAsBefore(before, directory.listing.evidence(position));
+    }
+    return child;
 }
 
 // Once all entries are examined: those that are directories are what lies below. What had been begun with and
 // is none is returned.
-WorkAhead::Directories WorkAhead::finish(Directory& directory) {
-    if (directory.descriptor >= 0) close(directory.descriptor);
+WorkAhead::Directories WorkAhead::finish(Directory& directory) const {
+    if (directory.isOpen()) close(std::exchange(directory.descriptor, -1));
     Directories begun = std::exchange(directory.below, {});
     Directories unexpected;
     auto next = begun.begin();
@@ -87,7 +119,7 @@ WorkAhead::Directories WorkAhead::finish(Directory& directory) {
             (isDirectory ? directory.below : unexpected).push_back(std::move(*next++));
         } else if (isDirectory) {
             if (std::string path = pathBelow(directory, i); !path.empty())
-                directory.below.push_back(std::make_unique<Directory>(std::move(path), i));
+                directory.below.push_back(below(directory, std::move(path), i));
         }
     }
     return unexpected;
@@ -131,19 +163,23 @@ bool WorkAhead::tryToRead(Lock& lock, Directory& directory, unsigned thread) {
     lock.unlock();
     const auto begun = Clock::now();
     if (own != nullptr) own->begin(directory.path);
-    const bool hadDescriptor = readNames(directory, own);
+    const bool hadDescriptor = readNames(directory, isSlow, own);
     auto taken = Clock::now() - begun;
     const size_t count = directory.listing.count();
-    const bool isShared = count > 1 && (isSlow || Pace::isSlow(taken / kQuestionsForNames));
+    const size_t questions = questionsForNames(directory);
+    const bool isShared = count > 1 && directory.isOpen() && (isSlow || Pace::isSlow(taken / questions));
     Directories unexpected;
     if (!isShared) {
-        directory.listing.examine(directory.descriptor, own);
+        if (directory.isOpen())
+            directory.listing.examine(directory.descriptor, own);
+        else
+            directory.listing.examineBelow(directory.path, own);
         if (count > 0) taken = Clock::now() - begun;
         unexpected = finish(directory);
     }
     if (own != nullptr) own->end();
     lock.lock();
-    note(taken, kQuestionsForNames + (isShared ? 0 : count));
+    note(taken, questions + (isShared ? 0 : count));
     if (isShared)
         share(lock, directory, thread);
     else if (hadDescriptor)
@@ -168,7 +204,8 @@ void WorkAhead::read(Lock& lock, Directory& directory, unsigned thread) {
 void WorkAhead::share(Lock& lock, Directory& directory, unsigned thread) {
     lock.unlock();
     directory.listing.prepareToExamine();
-    for (size_t i = 0; i < directory.listing.count(); i++) {
+    // In a known tree the examining shows first whether a directory is as before.
+    for (size_t i = 0; _known == nullptr && i < directory.listing.count(); i++) {
         if (!directory.listing.isKnownDirectory(i)) continue;
         if (std::string path = pathBelow(directory, i); !path.empty())
             directory.below.push_back(std::make_unique<Directory>(std::move(path), i));

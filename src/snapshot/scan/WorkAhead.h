@@ -8,10 +8,14 @@
 //
 // Where answers are slow, what a directory's names show is used before its entries are examined: directories
 // among them are begun with, and threads that find no other directory share in the examining.
+//
+// Where the tree is known from an earlier look, the names in a directory that is as before are not read but
+// taken from there, and evidence is noted of all that is examined.
 #pragma once
 
 #include "snapshot/scan/Asking.h"
 #include "snapshot/scan/DirectoryListing.h"
+#include "snapshot/scan/KnownTree.h"
 #include "snapshot/scan/Pace.h"
 
 #include <condition_variable>
@@ -31,10 +35,15 @@ class WorkAhead {
             : path(std::move(absolutePath)), position(positionAbove) {}
 
         const std::string path;
-        DirectoryListing listing; // empty when the directory cannot be read
-        bool isRead = true;       // false when it is there and cannot be read
+        DirectoryListing listing;           // empty when the directory cannot be read
+        bool isRead = true;                 // false when it is there and cannot be read
+        KnownTree::Item known;              // what it was; only where the tree is known, as the next two
+        bool isAsBefore = false;            // its names were not read
+        std::vector<KnownTree::Item> items; // what its entries were
         std::vector<std::unique_ptr<Directory>>
             below; // the directories among the entries whose paths fit, in order
+
+        bool isOpen() const { return descriptor >= 0; } // while it is being read
 
       private:
         friend class WorkAhead;
@@ -48,14 +57,17 @@ class WorkAhead {
     };
 
     // `threads` is how many may read at a time, the caller's included, at most Asking::kMostThreads; 0 goes
-    // by the answers. `asking`, if any, shows what they are at; the caller's thread is the first.
-    explicit WorkAhead(unsigned threads, Asking* asking = nullptr) : _asking(asking), _pace(threads) {}
+    // by the answers. `asking`, if any, shows what they are at; the caller's thread is the first. `known`, if
+    // any, is what is known of the tree; of a directory, only its taker may change it.
+    explicit WorkAhead(unsigned threads, Asking* asking = nullptr, const KnownTree* known = nullptr)
+        : _asking(asking), _known(known), _pace(threads) {}
     ~WorkAhead();
     WorkAhead(const WorkAhead&) = delete;
     WorkAhead& operator=(const WorkAhead&) = delete;
 
-    // The top of a scan.
-    std::unique_ptr<Directory> top(const char* path);
+    // The top of a scan; where the tree is known with what it was, and whether it is as before.
+    std::unique_ptr<Directory> top(const char* path, const KnownTree::Item& known = {},
+                                   bool isAsBefore = false);
 
     // Waits until the directory has been read, and reads meanwhile. Each directory is taken once, and those
     // below it are taken after it; all of them must be taken before this object goes.
@@ -65,7 +77,7 @@ class WorkAhead {
     using Lock = std::unique_lock<std::mutex>;
     using Directories = std::vector<std::unique_ptr<Directory>>;
 
-    // All under the lock, which they let go of while the disk is asked, but for the last three.
+    // All under the lock, which they let go of while the disk is asked, but for the last four.
     void help(unsigned thread);
     bool hasWork() const;
     bool doOther(Lock& lock, unsigned thread);
@@ -77,11 +89,13 @@ class WorkAhead {
     void letOthersRead(const Directories& directories);
     void note(Pace::Duration taken, size_t questions);
     void startHelpers();
-    static bool readNames(Directory& directory, Asking::Thread* asking);
-    static Directories finish(Directory& directory);
+    bool readNames(Directory& directory, bool isSlow, Asking::Thread* asking) const;
+    Directories finish(Directory& directory) const;
+    std::unique_ptr<Directory> below(const Directory& directory, std::string path, size_t position) const;
     Asking::Thread* asking(unsigned thread) const;
 
     Asking* const _asking;
+    const KnownTree* const _known;
     std::vector<std::thread> _helpers; // the scan's own thread alone looks at these three
     size_t _entriesTaken = 0;          // decides when helpers start
     bool _cannotStart = false;         // no further helper is to be tried

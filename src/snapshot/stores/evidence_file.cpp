@@ -53,7 +53,9 @@ bool readRecords(FILE* file, DSEvidence& evidence) {
         const uint8_t* at = piece.data();
         for (size_t i = 0; i < got; i++) {
             EvidenceRecord& record = evidence.records.emplace_back();
-            record.device = get(at, 8);
+            const uint64_t device = get(at, 8);
+            record.device = static_cast<uint32_t>(device);
+            if (record.device != device) return false;
             record.inode = get(at, 8);
             record.modified = static_cast<int64_t>(get(at, 8));
             record.changed = static_cast<int64_t>(get(at, 8));
@@ -65,8 +67,9 @@ bool readRecords(FILE* file, DSEvidence& evidence) {
     return evidence.records.size() == count;
 }
 
-// Whether the records are of the tree's nodes, one for each, and know how many lie below each.
-bool isOf(const DSNode* root, const std::vector<EvidenceRecord>& records) {
+// Whether the records are of the tree's nodes, one for each, and know how many lie below each. They learn
+// which are directories.
+bool isOf(const DSNode* root, std::vector<EvidenceRecord>& records) {
     struct Level {
         const DSNode* node;
         uint64_t next;
@@ -74,7 +77,10 @@ bool isOf(const DSNode* root, const std::vector<EvidenceRecord>& records) {
     };
     size_t used = 0;
     const auto take = [&](const DSNode* node) {
-        return used < records.size() && records[used++].check == checkOfNode(*node);
+        if (used == records.size()) return false;
+        EvidenceRecord& record = records[used++];
+        record.isDirectory = node->type == DSNodeTypeDirectory;
+        return record.check == checkOfNode(*node);
     };
     if (!take(root)) return false;
     std::vector<Level> levels{{root, 0, 0}};

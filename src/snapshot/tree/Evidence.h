@@ -11,7 +11,8 @@ namespace snapshot {
 
 // Of one node. A record of zeros is of an item that was not looked at, and equals no item that is there.
 struct EvidenceRecord {
-    uint64_t device = 0;
+    uint32_t device = 0;      // as the kernel has it
+    bool isDirectory = false; // known from the node
     uint64_t inode = 0;
     int64_t modified = 0; // nanoseconds since 1970, as the change of its own
     int64_t changed = 0;
