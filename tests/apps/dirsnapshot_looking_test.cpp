@@ -69,6 +69,13 @@ TEST_F(DirsnapshotLooking, ShowsHowFarItIs) {
     EXPECT_TRUE(said().ends_with("\r\033[K"));
     EXPECT_EQ(run("scan d -o newer --progress --timeout 20"), 0);
     EXPECT_THAT(said(), HasSubstr("\r2 items, "));
+
+    for (const char* side : {"e", "f"}) {
+        folder.write(side + std::string("/a"), std::string(3'000, '1'));
+        folder.write(side + std::string("/slow"), side + std::string(999, '1'));
+    }
+    EXPECT_EQ(run("diff e f --content --progress"), 1);
+    EXPECT_THAT(said(), HasSubstr("75 %  6 of about 8 kB, "));
 }
 
 // The signal comes when the first file appears beside the target, which takes the program longer to write.

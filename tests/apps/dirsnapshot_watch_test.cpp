@@ -81,6 +81,12 @@ class DirsnapshotWatch : public testing::Test {
   protected:
     // What is told of the same changes, however they are known.
     void follow(Watching& watching) {
+        folder.write("t/skip/in", "");
+        fs::create_directory(folder / "t/not");
+        fs::rename(folder / "t/skip/in", folder / "t/in");
+        EXPECT_EQ(watching.next(1), "A /in|");
+        fs::rename(folder / "t/in", folder / "t/not/in");
+        EXPECT_EQ(watching.next(1), "D /in|");
         folder.write("w", "1");
         fs::rename(folder / "w", folder / "t/a");
         EXPECT_EQ(watching.next(1), "A /a|");
@@ -108,7 +114,7 @@ class DirsnapshotWatch : public testing::Test {
 TEST_F(DirsnapshotWatch, TellsWhatTheKernelTells) {
     folder.write("old", "5|/gone4|2|5|0|");
     folder.write("t/z", "1");
-    Watching watching({folder / "t", folder / "old"});
+    Watching watching({folder / "t", folder / "old", "--exclude", "skip", "--exclude", folder / "t/not"});
     EXPECT_EQ(watching.next(2), "D /gone|A /z|");
     folder.write("t/z", "2"); // within the second, and of the same size
     EXPECT_EQ(watching.next(1), "M /z|");
@@ -118,8 +124,10 @@ TEST_F(DirsnapshotWatch, TellsWhatTheKernelTells) {
 TEST_F(DirsnapshotWatch, LooksWhereTheKernelDoesNotTell) {
     folder.write("t/z", "1");
     folder.write("none", "");
-    Watching watching({folder / "t", folder / "none", "--looks", "--interval", "0.05"});
+    Watching watching({folder / "t", folder / "none", "--interval", "0.05", "--timeout", "20", "--threads",
+                       "2", "--ignore", "mtime", "--exclude", "skip", "--exclude", folder / "t/not/"});
     EXPECT_EQ(watching.next(1), "A /z|");
+    fs::last_write_time(folder / "t/z", {});
     follow(watching);
 }
 

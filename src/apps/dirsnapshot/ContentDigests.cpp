@@ -1,8 +1,10 @@
 #include "apps/dirsnapshot/ContentDigests.h"
 
+#include "apps/dirsnapshot/Progress.h"
+#include "apps/dirsnapshot/looking.h"
 #include "apps/dirsnapshot/output.h"
 #include "apps/dirsnapshot/trees.h"
-#include "snapshot/DSDigest.h"
+#include "snapshot/digest/file_digest.h"
 
 #include <algorithm>
 #include <atomic>
@@ -17,6 +19,8 @@ namespace {
 
 // More than there are processors: a file that is not in the cache is waited for.
 constexpr size_t kThreads = 8;
+
+constexpr uint64_t kProgressUnit = 1'000; // bytes
 
 int64_t nanosecondsNow() {
     timespec now;
@@ -45,9 +49,16 @@ const uint8_t* ContentDigests::find(const DSNode* node) const {
     return answer != _answers.end() && answer->second ? answer->second->data() : nullptr;
 }
 
-bool ContentDigests::read() {
+void ContentDigests::readAll() {
+    uint64_t bytes = 0;
+    for (const Question& question : _questions)
+        bytes += static_cast<uint64_t>(question.node->size);
+    std::optional<Progress> progress;
+    if (looking().showsProgress)
+        progress.emplace([this] { return _bytesRead / kProgressUnit; }, bytes / kProgressUnit, "kB");
     std::atomic<size_t> next = 0;
-    std::vector<std::thread> threads(std::min(kThreads, _questions.size()));
+    const size_t wanted = looking().threads > 0 ? looking().threads : kThreads;
+    std::vector<std::thread> threads(std::min(wanted, _questions.size()));
     for (std::thread& thread : threads)
         thread = std::thread([&] {
             for (size_t i = 0; (i = next++) < _questions.size();)
@@ -55,6 +66,10 @@ bool ContentDigests::read() {
         });
     for (std::thread& thread : threads)
         thread.join();
+}
+
+bool ContentDigests::read() {
+    readAll();
     bool isWhole = true;
     for (const Question& question : _questions) {
         _answers[question.node] = question.digest;
@@ -65,7 +80,7 @@ bool ContentDigests::read() {
     return isWhole;
 }
 
-void ContentDigests::readFile(Question& question) const {
+void ContentDigests::readFile(Question& question) {
     const snapshot::Text path(
         DSNodeCreateStringWithFullPathAndBasePath(question.node, _sides[question.side].directory.c_str()));
     const auto fail = [&](const char* what) {
@@ -80,12 +95,13 @@ void ContentDigests::readFile(Question& question) const {
     Digest digest;
     if (_journal != nullptr && _journal->find(state, digest)) {
         question.digest = digest;
+        _bytesRead += static_cast<uint64_t>(status.st_size);
         return;
     }
     const int64_t begun = nanosecondsNow();
     char text[2 * DSNodeHashLength + 1];
     errno = 0;
-    if (SHA1ForFileAtPath(path.get(), text) != 0)
+    if (snapshot::sha1ForFileAtPath(path.get(), text, &_bytesRead) != 0)
         return fail(errno != 0 ? strerror(errno) : "cannot be read");
     if (lstat(path.get(), &status) != 0 || FileState(status) != state)
         return fail("changed while it was read");

@@ -3,6 +3,8 @@
 
 #include "apps/dirsnapshot/DigestJournal.h"
 
+#include <atomic>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -26,7 +28,8 @@ class ContentDigests {
     // A DSContentCallback; the context is the object.
     static const uint8_t* ask(const DSNode* node, int32_t isPrevious, const char* path, void* context);
 
-    // Reads what was asked for. False when a part is not known, after messages.
+    // Reads what was asked for, by as many threads as looking.h says, else by several, and shows how far it
+    // is where that is shown. False when a part is not known, after messages.
     bool read();
 
     // NULL when it was not asked for or is not known.
@@ -41,12 +44,14 @@ class ContentDigests {
     };
 
     const uint8_t* answerTo(const DSNode* node, int32_t side, const char* path);
-    void readFile(Question& question) const;
+    void readAll();
+    void readFile(Question& question);
 
     Side _sides[2];          // current, previous
     DigestJournal* _journal; // or NULL
     bool _isRead = false;
     std::vector<Question> _questions;
+    std::atomic<uint64_t> _bytesRead = 0; // or known from the journal
     std::unordered_map<const DSNode*, std::optional<Digest>> _answers;
 };
 

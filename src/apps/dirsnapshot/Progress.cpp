@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <pthread.h>
 #include <unistd.h>
+#include <utility>
 
 namespace dirsnapshot_tool {
 
@@ -45,20 +46,22 @@ size_t columns() {
 
 } // namespace
 
-std::string progressLine(uint64_t items, uint64_t expected, duration<double> elapsed) {
-    const double rate = static_cast<double>(items) / std::max(elapsed.count(), 1e-9);
+std::string progressLine(uint64_t done, uint64_t expected, duration<double> elapsed, const char* unit) {
+    const double rate = static_cast<double>(done) / std::max(elapsed.count(), 1e-9);
+    const std::string named = std::string(" ") + unit;
     const std::string speed = grouped(static_cast<uint64_t>(rate)) + "/s";
-    if (items == 0 || items > expected) return grouped(items) + " items, " + speed;
-    const double share = static_cast<double>(items) / static_cast<double>(expected);
+    if (done == 0 || done > expected) return grouped(done) + named + ", " + speed;
+    const double share = static_cast<double>(done) / static_cast<double>(expected);
     const auto filled = static_cast<size_t>(share * kBarWidth);
     std::array<char, 16> percent;
     snprintf(percent.data(), percent.size(), "%3.0f %%", share * 100);
     return "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '-') + "] " + percent.data() +
-           "  " + grouped(items) + " of about " + grouped(expected) + ", " + speed + ", " +
-           minutes(static_cast<double>(expected - items) / rate) + " left";
+           "  " + grouped(done) + " of about " + grouped(expected) + named + ", " + speed + ", " +
+           minutes(static_cast<double>(expected - done) / rate) + " left";
 }
 
-Progress::Progress(const snapshot::Asking& asking, uint64_t expected) : _asking(asking), _expected(expected) {
+Progress::Progress(std::function<uint64_t()> done, uint64_t expected, const char* unit)
+    : _done(std::move(done)), _expected(expected), _unit(unit) {
     _thread = std::thread([this] { show(); });
     pthread_setname_np(_thread.native_handle(), "progress");
 }
@@ -78,7 +81,7 @@ void Progress::show() {
     bool isShown = false;
     std::unique_lock lock(_mutex);
     while (!_changed.wait_until(lock, next, [this] { return _isOver; })) {
-        std::string line = progressLine(_asking.itemsExamined(), _expected, steady_clock::now() - begun);
+        std::string line = progressLine(_done(), _expected, steady_clock::now() - begun, _unit);
         line.resize(std::min(line.size(), columns() - 1));
         fputs(("\r" + line + "\033[K").c_str(), stderr);
         isShown = true;

@@ -1,8 +1,9 @@
 #include "apps/dirsnapshot/WatchedTree.h"
 
+#include "apps/dirsnapshot/ToldDifferences.h"
+#include "apps/dirsnapshot/looking.h"
 #include "snapshot/scan/quick_look.h"
 #include "snapshot/scan/scan.h"
-#include "snapshot/stores/StoredItems.h"
 #include "snapshot/tree/Evidence.h"
 
 #include <sys/stat.h>
@@ -81,24 +82,40 @@ DSNode* WatchedTree::find(const std::string& item) const {
     return DSNodeFindWithFullPath(item.c_str(), _tree.get());
 }
 
-void WatchedTree::begin(const LoadedTree& known, bool isTold) {
+// Brings the tree and its evidence up to date.
+bool WatchedTree::look() {
+    LoadedTree found = take(
+        [this](snapshot::Asking& asking) {
+            snapshot::lookAgain(_tree.get(), _evidence.get(), _path.c_str(), DSQuickLookItems,
+                                {.threads = looking().threads, .asking = &asking});
+            return LoadedTree{std::move(_tree), true};
+        },
+        &_evidence);
+    if (found.root == nullptr) return false;
+    _tree = std::move(found.root);
+    return true;
+}
+
+bool WatchedTree::begin(const LoadedTree& known, bool isTold) {
     _begun = now();
     _tree = snapshot::emptyTree();
     _evidence.reset(DSEvidenceCreate());
-    snapshot::lookAgain(_tree.get(), _evidence.get(), _path.c_str(), DSQuickLookItems, {});
+    if (!look()) return false;
     if (isTold) enumerate("", _tree.get(), known.root.get(), nullptr, nullptr, _tell);
+    return true;
 }
 
-void WatchedTree::lookAtAll() {
+bool WatchedTree::lookAtAll() {
     const snapshot::Tree before(DSNodeCopy(_tree.get()));
     const DSEvidence known = _evidence != nullptr ? *_evidence : DSEvidence{};
     const bool isKnown = _evidence != nullptr;
     if (!isKnown) _evidence.reset(DSEvidenceCreate());
     const int64_t begun = now();
-    snapshot::lookAgain(_tree.get(), _evidence.get(), _path.c_str(), DSQuickLookItems, {});
+    if (!look()) return false;
     enumerate("", _tree.get(), before.get(), _evidence.get(), isKnown ? &known : nullptr, _tell);
     _begun = begun;
     _written.clear();
+    return true;
 }
 
 void WatchedTree::lookAt(const std::string& item) {
@@ -163,35 +180,16 @@ void WatchedTree::appear(const std::string& item, const struct stat& status) {
         _watch(_path + item);
         DSSnapshotOptions options{};
         options.recursive = 1;
-        snapshot::takeSnapshot((_path + item).c_str(), node, &options, {});
+        snapshot::takeSnapshot((_path + item).c_str(), node, &options, {.threads = looking().threads});
     }
-    tellAll(DSDifferenceAdded, item, node);
+    tellWhole(DSDifferenceAdded, item, node, _tell);
 }
 
 void WatchedTree::vanish(const std::string& item, DSNode* node) {
     _evidence.reset();
-    tellAll(DSDifferenceDeleted, item, node);
+    tellWhole(DSDifferenceDeleted, item, node, _tell);
     _written.erase(item);
     DSNodeDestroy(node);
-}
-
-// An item and all below it were added or deleted.
-void WatchedTree::tellAll(int32_t kind, const std::string& item, const DSNode* node) const {
-    struct Visitor {
-        const WatchedTree& tree;
-        int32_t kind;
-        void enter() {}
-        void item(std::string_view path, const DSNode& each) const {
-            const std::string text(path);
-            DSDifference difference{};
-            difference.kind = kind;
-            (kind == DSDifferenceAdded ? difference.current : difference.previous) = &each;
-            difference.path = text.c_str();
-            tree._tell(difference);
-        }
-    } visitor{*this, kind};
-    visitor.item(item, *node);
-    if (node->type == DSNodeTypeDirectory) snapshot::StoredItems<Visitor>(visitor).visitBelow(item, node);
 }
 
 void WatchedTree::move(const std::string& from, const std::string& to) {
@@ -230,7 +228,7 @@ void WatchedTree::compareWithDisk(const std::string& item, DSNode* node) {
     const snapshot::Tree there = snapshot::emptyTree();
     DSSnapshotOptions options{};
     options.recursive = 1;
-    snapshot::takeSnapshot((_path + item).c_str(), there.get(), &options, {});
+    snapshot::takeSnapshot((_path + item).c_str(), there.get(), &options, {.threads = looking().threads});
     // Its parts keep their places in a tree of their own while both are compared.
     const snapshot::Tree before = snapshot::emptyTree();
     while (node->children->count > 0) {

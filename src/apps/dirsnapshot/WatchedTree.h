@@ -25,8 +25,9 @@ class WatchedTree {
         : _path(std::move(path)), _tell(std::move(tell)), _watch(std::move(watch)) {}
 
     // Takes in what is on the disk. What is there differs from `known`, which may be empty; the first time
-    // that is told only if `isTold`.
-    void begin(const LoadedTree& known, bool isTold);
+    // that is told only if `isTold`. Here and below false, after a message, when the disk did not answer in
+    // the time that looking.h says.
+    bool begin(const LoadedTree& known, bool isTold);
 
     // Looks at one item, by its path from the directory ("/a/b"), and at all below it if it is new.
     void lookAt(const std::string& item);
@@ -37,14 +38,14 @@ class WatchedTree {
     // Looks at everything: the events of some time are missing, or there are none. Of the directories whose
     // times are what they were at the last such look nothing is read, and moves are known by their inodes,
     // as long as nothing came between by the functions above.
-    void lookAtAll();
+    bool lookAtAll();
 
   private:
     DSNode* find(const std::string& item) const;
     void takeIn(const std::string& item, const struct stat& status);
     void appear(const std::string& item, const struct stat& status);
     void vanish(const std::string& item, DSNode* node);
-    void tellAll(int32_t kind, const std::string& item, const DSNode* node) const;
+    bool look();
     void compareWithDisk(const std::string& item, DSNode* node);
     bool isWrittenAgain(const std::string& item, const DSNode* node, const struct stat& status);
 

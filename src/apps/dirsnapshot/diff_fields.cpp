@@ -1,6 +1,7 @@
 // The comparison by fields, which streams.
 #include "apps/dirsnapshot/ContentDigests.h"
 #include "apps/dirsnapshot/DifferenceRecords.h"
+#include "apps/dirsnapshot/comparing_options.h"
 #include "apps/dirsnapshot/diff.h"
 #include "snapshot/tree/Evidence.h"
 
@@ -63,22 +64,12 @@ ContentDigests::Side contentsOf(const Side& side, const Side& other) {
     return {directory == "/" ? "" : directory, isStored};
 }
 
-uint32_t fieldsOf(const DiffOptions& options) {
-    uint32_t fields = 0;
-    for (const Field& field : kFields)
-        if (field.bit != DSFieldContent || options.contents) fields |= field.bit;
-    for (const std::string& name : options.ignored)
-        for (const Field& field : kFields)
-            if (field.name == name) fields &= ~field.bit;
-    return fields;
-}
-
 class Comparison {
   public:
     Comparison(const Side& current, const Side& previous, const DiffOptions& options,
                ContentDigests* contents)
         : _current(current), _previous(previous), _contents(contents) {
-        _engine.fields = fieldsOf(options);
+        _engine.fields = fieldsThatCount(options.ignored, options.contents);
         _engine.laterOnly = options.comparesFields() ? 0 : 1;
         _engine.moves = options.moves ? 1 : 0;
         _engine.currentEvidence = current.evidence.get();

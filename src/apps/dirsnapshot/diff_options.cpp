@@ -1,4 +1,4 @@
-#include "apps/dirsnapshot/DifferenceRecords.h"
+#include "apps/dirsnapshot/comparing_options.h"
 #include "apps/dirsnapshot/diff.h"
 
 #include <CLI/CLI.hpp>
@@ -8,21 +8,12 @@ namespace dirsnapshot_tool {
 namespace {
 
 void addFieldOptions(CLI::App* comparing, DiffOptions& options, CLI::Option* hashes) {
-    std::vector<std::string> names;
-    for (const Field& field : kFields)
-        if (field.bit != DSFieldContent) names.emplace_back(field.name);
     comparing
         ->add_flag("--fields", options.byFields,
                    "An item is modified when its type, size or time (mtime) is another one in any way. Two "
                    "directories differ only by what is in them. So do --ignore, --moves and --content")
         ->excludes(hashes);
-    comparing->add_option("--ignore", options.ignored, "Fields that do not count")
-        ->type_name("FIELD,...")
-        ->delimiter(',')
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->check(CLI::IsMember(names))
-        ->excludes(hashes);
+    addIgnoredFields(comparing, options.ignored)->excludes(hashes);
     comparing
         ->add_flag("--moves", options.moves,
                    "Say what moved: R, and RM when it was modified too, with the old path and the new one. A "
@@ -68,18 +59,10 @@ void addDiffOptions(CLI::App* comparing, DiffOptions& options) {
         ->needs(hashes);
     comparing->add_flag("--ignore-deleted", hashOptions.ignoreDeleted, "Do not look for deleted items")
         ->needs(hashes);
-    comparing
-        ->add_option("--exclude", hashOptions.exclusions,
-                     "Leave out the item with this absolute path below the base, or every item of this "
-                     "name, with all below it; may be repeated")
-        ->type_name("ENTRY")
-        ->expected(1)
-        ->allow_extra_args(false) // or "[a,b]" would be two entries
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->check([](const std::string& entry) {
-            const bool isUsable = entry.starts_with('/') || entry.find('/') == std::string::npos;
-            return isUsable && !entry.empty() ? "" : "neither an absolute path nor a name: " + entry;
-        })
+    addExclusions(
+        comparing, hashOptions.exclusions,
+        "Leave out the item with this absolute path below the base, or every item of this name, with "
+        "all below it; may be repeated")
         ->needs(hashes);
     addFieldOptions(comparing, options, hashes);
 }

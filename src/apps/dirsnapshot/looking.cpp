@@ -39,7 +39,9 @@ enum Outcome { kWhole, kPart, kNothing };
 
 LoadedTree takeHere(const Look& look, snapshot::Asking& asking) {
     std::optional<Progress> progress;
-    if (looking().showsProgress) progress.emplace(asking, roughlyItemsOf(looking().earlier));
+    if (looking().showsProgress)
+        progress.emplace([&asking] { return asking.itemsExamined(); }, roughlyItemsOf(looking().earlier),
+                         "items");
     return look(asking);
 }
 
@@ -68,7 +70,7 @@ void addLookingOptions(CLI::App* subcommand) {
         ->type_name("SECONDS")
         ->check(CLI::PositiveNumber);
     subcommand->add_flag("--progress", options.showsProgress,
-                         "Show on standard error how far a scan is, also when that is no terminal");
+                         "Show on standard error how far it is, also when that is no terminal");
 }
 
 int ask(const std::function<int(snapshot::Asking& asking)>& question) {

@@ -293,17 +293,8 @@ class CommandLine {
         watching->add_option("DIR", _is.first, "The directory")->required();
         watching->add_option("OLD", _is.second, "A snapshot of it: what differs from that comes first");
         addType(watching, "--type", _is.from, kReadType);
-        addFormats(watching, _is.watching.format, "Print [{\"change\",\"path\",\"was\",\"is\"}]",
-                   "End each path with a NUL, also the first of two");
-        addColouring(watching, _is.watching.colouring);
-        watching
-            ->add_option("--interval", _is.watching.interval,
-                         "Seconds between looks where the kernel does not tell")
-            ->capture_default_str()
-            ->type_name("SECONDS")
-            ->check(CLI::PositiveNumber);
-        watching->add_flag("--looks", _is.watching.looksAlways,
-                           "Look again and again, although the kernel would tell");
+        addLookingOptions(watching);
+        addWatchOptions(watching, _is.watching);
     }
 
     CLI::App _app;

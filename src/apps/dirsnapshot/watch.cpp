@@ -1,10 +1,14 @@
 #include "apps/dirsnapshot/watch.h"
 
 #include "apps/dirsnapshot/DifferenceRecords.h"
+#include "apps/dirsnapshot/ToldDifferences.h"
 #include "apps/dirsnapshot/WatchedTree.h"
+#include "apps/dirsnapshot/comparing_options.h"
+#include "apps/dirsnapshot/looking.h"
 #include "apps/dirsnapshot/output.h"
 #include "backends/posix/InotifyEvents.h"
 
+#include <CLI/CLI.hpp>
 #include <linux/magic.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
@@ -19,6 +23,7 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <poll.h>
@@ -50,8 +55,10 @@ class Watch {
     Watch(std::string path, const WatchOptions& options)
         : _path(std::move(path)), _options(options), _woken(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
           _records(options.format, coloursFor(options.colouring), [](const DSNode*) { return nullptr; }),
+          _told(_path, options.exclusions, fieldsThatCount(options.ignored, false),
+                [this](const DSDifference& difference) { _records.add(difference); }),
           _tree(
-              _path, [this](const DSDifference& difference) { _records.add(difference); },
+              _path, [this](const DSDifference& difference) { _told.add(difference); },
               [this](const std::string& directory) { follow(directory); }) {
         sigset_t ends;
         sigemptyset(&ends);
@@ -69,20 +76,17 @@ class Watch {
     Watch& operator=(const Watch&) = delete;
 
     ExitCode run(const LoadedTree& older) {
-        if (!_options.looksAlways && !changesElsewhere(_path)) startEvents();
-        _tree.begin(older, older.root != nullptr);
+        // A look that may take only so long is made by a process of its own, and what one thread makes.
+        const bool looksAlways = _options.looksAlways || looking().timeout > 0;
+        if (!looksAlways && !changesElsewhere(_path)) startEvents();
+        if (!_tree.begin(older, older.root != nullptr)) return kTrouble;
         while (true) {
             if (!flushOutput()) return kTrouble;
             std::array<pollfd, 2> files{pollfd{_signals, POLLIN, 0}, pollfd{_woken, POLLIN, 0}};
             if (poll(files.data(), files.size(), milliseconds()) < 0 && errno != EINTR) return kTrouble;
             if (files[0].revents != 0) break;
             if (files[1].revents != 0) drain();
-            struct stat status {};
-            if (lstat(_path.c_str(), &status) != 0) {
-                complain(_path, strerror(errno));
-                return kTrouble;
-            }
-            takeIn();
+            if (!isThere() || !takeIn()) return kTrouble;
         }
         _records.finish();
         return flushOutput() ? kSame : kTrouble;
@@ -135,23 +139,35 @@ class Watch {
         [[maybe_unused]] const ssize_t got = read(_woken, &count, sizeof count);
     }
 
-    void takeIn() {
+    // Otherwise after a message. What the kernel does not tell of may be on a disk that does not answer.
+    bool isThere() const {
+        const auto question = [this](snapshot::Asking& asking) {
+            asking.threads[0].begin(_path);
+            struct stat status {};
+            return lstat(_path.c_str(), &status) == 0 ? 0 : errno;
+        };
+        const int error = looks() ? ask(question) : question(*std::make_unique<snapshot::Asking>());
+        if (error > 0) complain(_path, strerror(error));
+        return error == 0;
+    }
+
+    // False, after a message, when the disk did not answer in time.
+    bool takeIn() {
         std::vector<platform::DirectoryEvent> events;
         {
             const std::lock_guard lock(_mutex);
             events.swap(_came);
         }
         if (looks()) {
-            if (Clock::now() - _looked < std::chrono::duration<double>(_options.interval)) return;
-            _tree.lookAtAll();
+            if (Clock::now() - _looked < std::chrono::duration<double>(_options.interval)) return true;
+            const bool isDone = _tree.lookAtAll();
             _looked = Clock::now();
-            return;
+            return isDone;
         }
         if (std::ranges::any_of(events, &platform::DirectoryEvent::isLost)) {
             _halves.clear();
-            follow(_path); // what is new meanwhile
-            _tree.lookAtAll();
-            return; // it has seen what the events are of
+            follow(_path);            // what is new meanwhile
+            return _tree.lookAtAll(); // which sees what the events are of
         }
         for (const platform::DirectoryEvent& event : events)
             take(event);
@@ -164,6 +180,7 @@ class Watch {
             half = _halves.erase(half);
             _tree.lookAt(item);
         }
+        return true;
     }
 
     void take(const platform::DirectoryEvent& event) {
@@ -187,6 +204,7 @@ class Watch {
     int _signals = -1;
     int _woken; // eventfd; readable: events came
     DifferenceRecords _records;
+    const ToldDifferences _told;
     WatchedTree _tree;
     std::optional<backends::posix::InotifyEvents> _events;
     bool _isIncomplete = false;
@@ -198,15 +216,35 @@ class Watch {
 
 } // namespace
 
+void addWatchOptions(CLI::App* watching, WatchOptions& options) {
+    addFormats(watching, options.format, "Print [{\"change\",\"path\",\"was\",\"is\"}]",
+               "End each path with a NUL, also the first of two");
+    addColouring(watching, options.colouring);
+    watching
+        ->add_option("--interval", options.interval, "Seconds between looks where the kernel does not tell")
+        ->capture_default_str()
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber);
+    watching->add_flag("--looks", options.looksAlways,
+                       "Look again and again, although the kernel would tell");
+    addExclusions(watching, options.exclusions,
+                  "Tell nothing of the item with this absolute path, or of every item of this name, with all "
+                  "below it; may be repeated");
+    addIgnoredFields(watching, options.ignored);
+}
+
 ExitCode watch(const std::string& directory, const Source& older, const WatchOptions& options) {
-    std::error_code error;
-    const std::string path = std::filesystem::canonical(directory, error);
-    if (!error && !std::filesystem::is_directory(path, error) && !error)
-        error = std::make_error_code(std::errc::not_a_directory);
-    if (error) {
-        complain(directory, error.message());
-        return kTrouble;
-    }
+    std::string path;
+    const int found = ask([&](snapshot::Asking& asking) {
+        asking.threads[0].begin(directory);
+        std::error_code error;
+        path = std::filesystem::canonical(directory, error);
+        if (!error && !std::filesystem::is_directory(path, error) && !error) return ENOTDIR;
+        return error.value();
+    });
+    if (found > 0) complain(directory, strerror(found));
+    if (found != 0) return kTrouble;
+    if (path.empty()) path = std::filesystem::canonical(directory); // it was another process that asked
     LoadedTree known;
     if (!older.path.empty()) {
         known = loadSnapshot(older.path, older.type);

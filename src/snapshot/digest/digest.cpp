@@ -3,6 +3,7 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "snapshot/DSDigest.h"
+#include "snapshot/digest/file_digest.h"
 #include "snapshot/digest/sha1_blocks.h"
 #include "snapshot/tree/DigestStore.h"
 #include "snapshot/tree/list_private.h"
@@ -248,7 +249,7 @@ DSNode* DSNodeFindNodeWithHash(DSNode* node, const uint8_t* digest, int32_t recu
     return nullptr;
 }
 
-int SHA1ForFileAtPath(const char* path, char* output) noexcept {
+int snapshot::sha1ForFileAtPath(const char* path, char* output, std::atomic<uint64_t>* bytesRead) {
     constexpr int kCannotRead = -0x76;
     constexpr size_t kPiece = 1 << 16;
     if (path == nullptr) return kCannotRead;
@@ -259,10 +260,10 @@ int SHA1ForFileAtPath(const char* path, char* output) noexcept {
     SHA1_Init(&context);
     ssize_t got = 0;
     while ((got = read(file, block.get(), kPiece)) != 0) {
-        if (got > 0)
-            SHA1_Update(&context, block.get(), static_cast<size_t>(got));
-        else if (errno != EINTR)
-            break;
+        if (got < 0 && errno != EINTR) break;
+        if (got < 0) continue;
+        SHA1_Update(&context, block.get(), static_cast<size_t>(got));
+        if (bytesRead != nullptr) bytesRead->fetch_add(static_cast<uint64_t>(got), std::memory_order_relaxed);
     }
     close(file);
     if (got < 0) return kCannotRead;
@@ -271,4 +272,8 @@ int SHA1ForFileAtPath(const char* path, char* output) noexcept {
     for (uint8_t byte : digest)
         output += snprintf(output, 3, "%02x", byte);
     return 0;
+}
+
+int SHA1ForFileAtPath(const char* path, char* output) noexcept {
+    return sha1ForFileAtPath(path, output, nullptr);
 }
