@@ -65,7 +65,7 @@ TEST_F(DirsnapshotLooking, ShowsHowFarItIs) {
     EXPECT_EQ(run("scan d -o new"), 0);
     EXPECT_EQ(said(), "") << "no terminal";
     EXPECT_EQ(run("scan d -o s --progress"), 0); // the earlier one is what is expected
-    EXPECT_THAT(said(), HasSubstr("%  2 of about 3, "));
+    EXPECT_THAT(said(), HasSubstr("%  2 of about 3 items, "));
     EXPECT_TRUE(said().ends_with("\r\033[K"));
     EXPECT_EQ(run("scan d -o newer --progress --timeout 20"), 0);
     EXPECT_THAT(said(), HasSubstr("\r2 items, "));

@@ -19,7 +19,7 @@ using std::chrono::steady_clock;
 
 constexpr auto kBeforeFirst = milliseconds(300);
 constexpr auto kBetween = milliseconds(150);
-constexpr size_t kBarWidth = 24;
+constexpr size_t kBarWidth = 16;
 
 // 1234567 as "1,234,567".
 std::string grouped(uint64_t number) {
