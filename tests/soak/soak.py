@@ -347,17 +347,23 @@ class Soak:
 
 def main():
     build, minutes, seed = os.path.abspath(sys.argv[1]), int(sys.argv[2]), int(sys.argv[3])
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
     soak = Soak(build, seed)
+    minute = 0
     try:
-        for minute in range(1, minutes + 1):
-            took = soak.minute()
-            print("minute %d: in step after %.0f s, %d files" % (minute, took, len(soak.items(soak.here, "file"))),
-                  flush=True)
+        try:
+            while minute < minutes:
+                took = soak.minute()
+                minute += 1
+                print("minute %d: in step after %.0f s, %d files" % (
+                    minute, took, len(soak.items(soak.here, "file"))), flush=True)
+        except KeyboardInterrupt:
+            print("ended before its time")
         grown = soak.table()
         print(", ".join("%s %d" % entry for entry in sorted(soak.counts.items())))
         if grown:
             sys.exit("soak: not flat: " + "; ".join(grown))
-        print("soak: %d minutes, seed %d: equal, nothing lost, every badge right, flat" % (minutes, seed))
+        print("soak: %d minutes, seed %d: equal, nothing lost, every badge right, flat" % (minute, seed))
     except AssertionError as error:
         for program in [soak.sshd, *soak.programs]:
             with open(os.path.join(soak.home, program.name + ".log"), errors="replace") as log:
