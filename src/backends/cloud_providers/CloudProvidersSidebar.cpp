@@ -40,19 +40,19 @@ constexpr const char* openAction = "cloudprovider.open";
 constexpr const char* pauseAction = "cloudprovider.pause";
 constexpr const char* resumeAction = "cloudprovider.resume";
 
-Reference<GMenu> menuOf(const SidebarEntry& entry) {
-    Reference<GMenu> menu(g_menu_new());
+// Whoever shows the menu is told what changed in it.
+void fill(GMenu* menu, const SidebarEntry& entry) {
+    g_menu_remove_all(menu);
     for (const std::string& root : entry.roots) {
         const std::string name = root.substr(root.rfind('/') + 1);
         const Reference<GMenuItem> item(g_menu_item_new(name.empty() ? root.c_str() : name.c_str(), nullptr));
         g_menu_item_set_action_and_target(item.get(), openAction, "s", root.c_str());
-        g_menu_append_item(menu.get(), item.get());
+        g_menu_append_item(menu, item.get());
     }
     if (entry.isPaused)
-        g_menu_append(menu.get(), shown("Resume").c_str(), resumeAction);
+        g_menu_append(menu, shown("Resume").c_str(), resumeAction);
     else
-        g_menu_append(menu.get(), shown("Pause").c_str(), pauseAction);
-    return menu;
+        g_menu_append(menu, shown("Pause").c_str(), pauseAction);
 }
 
 // The desktop's file manager shows it, as freedesktop.org's FileManager1 says.
@@ -114,12 +114,8 @@ class CloudProvidersSidebar::Thread {
         cloud_providers_account_exporter_set_status(account.get(), statusOf(entry->state));
         cloud_providers_account_exporter_set_status_details(account.get(), details.c_str());
         cloud_providers_account_exporter_set_path(account.get(), entry->roots.front().c_str());
-        if (last && last->roots == entry->roots && last->isPaused == entry->isPaused) {
-            last = entry;
-            return;
-        }
-        const auto menu = menuOf(*entry);
-        cloud_providers_account_exporter_set_menu_model(account.get(), G_MENU_MODEL(menu.get()));
+        if (!last || last->roots != entry->roots || last->isPaused != entry->isPaused)
+            fill(menu.get(), *entry);
         last = entry;
     }
 
@@ -137,6 +133,9 @@ class CloudProvidersSidebar::Thread {
         cloud_providers_account_exporter_set_name(account.get(), "TovikDrive");
         const Reference<GIcon> icon(g_themed_icon_new("tsyncfinder-symbolic"));
         cloud_providers_account_exporter_set_icon(account.get(), icon.get());
+        menu.reset(g_menu_new());
+        cloud_providers_account_exporter_set_menu_model(account.get(),
+                                                        G_MENU_MODEL(menu.get())); // once for all
         const auto actions = makeActions();
         cloud_providers_account_exporter_set_action_group(account.get(), G_ACTION_GROUP(actions.get()));
         name = g_bus_own_name_on_connection(bus.get(), SIDEBAR_BUS_NAME, G_BUS_NAME_OWNER_FLAGS_NONE, nullptr,
@@ -148,6 +147,7 @@ class CloudProvidersSidebar::Thread {
         if (name != 0) g_bus_unown_name(std::exchange(name, 0U));
         if (account) cloud_providers_provider_exporter_remove_account(provider.get(), account.get());
         account.reset();
+        menu.reset();
         provider.reset();
         bus.reset();
         last.reset();
@@ -186,6 +186,7 @@ class CloudProvidersSidebar::Thread {
     Reference<GDBusConnection> bus;
     Reference<CloudProvidersProviderExporter> provider; // null: there is no entry
     Reference<CloudProvidersAccountExporter> account;   // of the provider; null with it
+    Reference<GMenu> menu;                              // of the account
     guint name = 0;                                     // the bus name's number; 0: not owned
     std::optional<SidebarEntry> last;                   // that is shown
     std::thread thread;                                 // last: it uses the rest
