@@ -3,10 +3,12 @@
 #include "fuzz/require.h"
 #include "hosts/core/core.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {

@@ -68,8 +68,7 @@ class Waiting {
         if (Lines outside = outsideOf(status); !outside.empty())
             return {Standing::problem, std::move(outside)};
         DaemonProbe daemon;
-        if (daemon.presence() == Presence::absent)
-            return {Standing::problem, {"The sync service is not running."}};
+        if (daemon.presence() == Presence::absent) return noAnswer();
         bool isPending = false;
         for (const std::string& path : paths) {
             if (looksAnew && !daemon.lookAt(path)) return noAnswer();
@@ -87,7 +86,12 @@ class Waiting {
     }
 
   private:
-    static Look noAnswer() { return {Standing::problem, {"The sync service does not answer."}}; }
+    // It may have gone between two questions.
+    static Look noAnswer() {
+        const bool isGone = DaemonProbe().presence() == Presence::absent;
+        return {Standing::problem,
+                {isGone ? "The sync service is not running." : "The sync service does not answer."}};
+    }
 
     bool concerns(const std::string& place) const {
         return std::any_of(paths.begin(), paths.end(),
