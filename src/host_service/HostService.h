@@ -164,8 +164,8 @@ class HostService final : public extension::ModelObserver {
     void judge(const platform::FileURL* item, extension::BadgeAnswer& answer) const;
     // The URLs by the roots' own paths; none when one of the URIs is no file's.
     std::optional<std::vector<platform::FileURL>> selectionOf(const std::vector<std::string>& uris) const;
-    // Finds out, on the background queue, whether a directory that lies in no root leads into one.
-    void lookWhereItLeads(const std::string& key);
+    // Finds out, on the background queue, whether directories that lie in no root lead into one.
+    void lookWhereTheyLead(const std::vector<std::string>& keys);
     void leadsTo(const std::string& key, const std::string& own);
     // Notes that an item of that directory, both in standard form, may have another badge.
     void note(const std::string& directory, std::string_view item);

@@ -64,7 +64,7 @@ void HostService::beginObserving(const HostName& name, std::string uri) {
         if (!around.finderSync.badgeState()->explain(*directory).root.empty())
             around.sink.observingBegan(uri);
         else
-            lookWhereItLeads(entry.first);
+            lookWhereTheyLead({entry.first});
     });
 }
 
@@ -129,10 +129,13 @@ void HostService::release(Host& host, const HostName& name, Directories::value_t
 
 void HostService::rootsChanged() {
     identities = nullptr;
+    std::vector<std::string> keys;
+    keys.reserve(observed.size());
     for (auto& [path, directory] : observed) {
         directory.everyItem = true;
-        lookWhereItLeads(path);
+        keys.push_back(path);
     }
+    lookWhereTheyLead(keys);
     announceLater();
 }
 
@@ -187,21 +190,30 @@ void HostService::note(const std::string& directory, std::string_view item) {
         noteIn(shown);
 }
 
-void HostService::lookWhereItLeads(const std::string& key) {
+// One look for all of them: the roots are asked for once, however many directories are shown.
+void HostService::lookWhereTheyLead(const std::vector<std::string>& keys) {
     const auto state = around.finderSync.badgeState();
-    const auto directory = FileURL::withPath(key);
-    if (!directory || state->watchedPaths().empty() || !state->explain(*directory).root.empty()) {
-        leadsTo(key, "");
-        return;
+    std::vector<std::string> unknown; // in no root by name
+    for (const std::string& key : keys) {
+        const auto directory = FileURL::withPath(key);
+        if (!directory || state->watchedPaths().empty() || !state->explain(*directory).root.empty())
+            leadsTo(key, "");
+        else
+            unknown.push_back(key);
     }
-    around.backgroundQueue.dispatch([this, key, state, known = identities] {
+    if (unknown.empty()) return;
+    around.backgroundQueue.dispatch([this, keys = std::move(unknown), state, known = identities] {
         const auto roots = known ? known
                                  : std::make_shared<const RootIdentities>(
                                        identitiesOf(state->watchedPaths(), around.fileSystem));
-        const std::string own = ownPathOf(key, *roots, around.fileSystem);
-        around.modelQueue.dispatch([this, key, own, roots, sequence = state->sequence()] {
+        std::vector<std::pair<std::string, std::string>> own;
+        own.reserve(keys.size());
+        for (const std::string& key : keys)
+            own.emplace_back(key, ownPathOf(key, *roots, around.fileSystem));
+        around.modelQueue.dispatch([this, own = std::move(own), roots, sequence = state->sequence()] {
             if (around.finderSync.badgeState()->sequence() == sequence) identities = roots;
-            leadsTo(key, own);
+            for (const auto& [key, path] : own)
+                leadsTo(key, path);
         });
     });
 }

@@ -45,7 +45,10 @@ void ItemDescriptions::describe(std::string uri, Answer answer) {
         if (const auto remote = around.finderSync.remotePathOfLocalSyncPath(path); remote && !path.empty())
             add("Remote path", "%@", {*remote});
         add("Reason", extension::reasonOf(why.rule), {why.file});
-        if (!path.starts_with(why.root) || path.empty()) { // the service knows it by no other path
+        if (path.empty() ||
+            (path != why.root &&
+             !path.starts_with(why.root == "/" ? "/"
+                                               : why.root + "/"))) { // the service knows it by no other path
             answer(question->rows);
         } else if (dirsnapshot::DirSnapshot::isNodeAtFullPathExcluded(path)) {
             finish(*question, extension::neverSyncedReason);

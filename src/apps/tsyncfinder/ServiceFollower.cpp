@@ -1,5 +1,6 @@
 #include "apps/tsyncfinder/ServiceFollower.h"
 
+#include "apps/tsyncfinder/service_answer.h"
 #include "backends/dbus/SyncServiceInterface.h"
 #include "daemon_client/SyncStatus.h"
 #ifdef TSYNCFINDER_HAS_SIDEBAR
@@ -22,20 +23,6 @@ using platform::SidebarEntry;
 
 constexpr std::chrono::seconds answerBound{2};
 constexpr std::chrono::seconds betweenLooks{1};
-
-std::string textOf(const Dictionary& dictionary, std::string_view key) {
-    const std::string* text = platform::textAt(dictionary, key);
-    return text != nullptr ? *text : std::string();
-}
-
-// The dictionaries of an array.
-std::vector<const Dictionary*> rowsAt(const Dictionary& dictionary, std::string_view key) {
-    std::vector<const Dictionary*> rows;
-    if (const platform::Array* array = platform::arrayAt(dictionary, key))
-        for (const platform::Value& value : *array)
-            if (value.dictionary() != nullptr) rows.push_back(value.dictionary());
-    return rows;
-}
 
 std::vector<std::string> problemsIn(const Dictionary& service) {
     std::vector<std::string> paths;

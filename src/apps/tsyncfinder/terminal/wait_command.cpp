@@ -1,3 +1,4 @@
+#include "apps/tsyncfinder/service_answer.h"
 #include "apps/tsyncfinder/terminal/commands.h"
 #include "apps/tsyncfinder/terminal/paths.h"
 #include "backends/dbus/DaemonProbe.h"
@@ -37,20 +38,6 @@ struct Look {
 
 bool overlap(const std::string& one, const std::string& other) {
     return isChildOfPath(one, other) || isChildOfPath(other, one);
-}
-
-std::string textOf(const Dictionary& dictionary, std::string_view key) {
-    const std::string* text = platform::textAt(dictionary, key);
-    return text != nullptr ? *text : std::string();
-}
-
-// The dictionaries of an array.
-std::vector<const Dictionary*> rowsAt(const Dictionary& dictionary, std::string_view key) {
-    std::vector<const Dictionary*> rows;
-    if (const platform::Array* array = platform::arrayAt(dictionary, key))
-        for (const platform::Value& value : *array)
-            if (value.dictionary() != nullptr) rows.push_back(value.dictionary());
-    return rows;
 }
 
 class Waiting {
