@@ -44,7 +44,7 @@ def enter(build, arguments):
                            LC_ALL="C.UTF-8", NO_AT_BRIDGE="0", CAJA_EXTENSION_DIRS=os.path.join(home, "plugins"))
         reading, writing = os.pipe()
         display = subprocess.Popen(["Xvfb", "-displayfd", str(writing), "-screen", "0", "1000x700x24",
-                                    "-nolisten", "tcp"], pass_fds=[writing], stderr=subprocess.DEVNULL)
+                                    "-nolisten", "tcp", "-noreset"], pass_fds=[writing], stderr=subprocess.DEVNULL)
         os.close(writing)
         try:
             with os.fdopen(reading) as number:
