@@ -17,6 +17,7 @@
 #endif
 
 #include <QEvent>
+#include <QGuiApplication>
 #include <QMetaObject>
 #include <QWindow>
 #include <cstdlib>
@@ -33,21 +34,33 @@ struct NoContacts final : platform::AddressBook {
 #endif
 
 // Says on standard output that the first frame is on the screen, so that whoever waits can tell a panel that
-// a person looks at from one that does not come up.
+// a person looks at from one that does not come up. With a token the window comes to the front then: the
+// toolkit shows Wayland's to the compositor only with such a wish, and compositors pass over a window that is
+// not there yet. Without one nobody asked for the window now, and it stays where it is.
 class FirstFrame final : public QObject {
   public:
-    explicit FirstFrame(QWidget& window) : QObject(&window) { window.installEventFilter(this); }
+    FirstFrame(QWidget& ofWindow, bool hasToken)
+        : QObject(&ofWindow), window(ofWindow),
+          comesToFront(hasToken && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+        window.installEventFilter(this);
+    }
 
   private:
-    bool eventFilter(QObject* window, QEvent* event) override {
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
         if (event->type() == QEvent::Paint) {
-            window->removeEventFilter(this);
+            window.removeEventFilter(this);
             // The frame goes to the screen when all of it is painted, before the next turn of the loop.
-            QMetaObject::invokeMethod(
-                window, [] { writeLine(panels::lineOf(panels::Shown{})); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(this, &FirstFrame::isShown, Qt::QueuedConnection);
         }
         return false;
     }
+    void isShown() {
+        writeLine(panels::lineOf(panels::Shown{}));
+        if (comesToFront) window.activateWindow();
+    }
+
+    QWidget& window;
+    const bool comesToFront;
 };
 
 // The window belongs to the one that asked, where the window system lets a program say so.
@@ -75,7 +88,7 @@ int runDestinationPanel(const panels::PanelRequest& request, const panels::Desti
     else
         dialog.panel().setForArchive(destination.paths);
     placeOver(dialog, request.parentXWindow());
-    new FirstFrame(dialog);
+    new FirstFrame(dialog, !request.activationToken.empty());
     const int response = dialog.runModal();
     panels::DestinationAnswer answer;
     if (response != panels::cancelResponse) answer.path = dialog.panel().selectedPath();
@@ -113,7 +126,7 @@ int runSharePanel(const panels::PanelRequest& request, const panels::ShareReques
         dialog.controller().setAllPathsInSync(share.allPathsInSync);
         dialog.controller().shareFile({{"path", share.path}, {"isDir", share.isDirectory}});
         placeOver(dialog, request.parentXWindow());
-        new FirstFrame(dialog);
+        new FirstFrame(dialog, !request.activationToken.empty());
         dialog.runModal();
         if (dialog.controller().hasSent()) answer.recipients = dialog.recipients();
     }

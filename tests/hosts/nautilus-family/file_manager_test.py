@@ -11,6 +11,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
 from desktop import Accessible, put_plugin, screen_colours, screenshot, shows, wait_until  # noqa: E402
+from wayland import in_front  # noqa: E402
 
 
 def kill(process):
@@ -371,7 +372,7 @@ def main():
     session = Session(build, name, module, directory)
     try:
         {"everyday": everyday, "faults": faults, "nonsense": nonsense, "sidebar": sidebar,
-         "reasons": reasons}[scenario](session)
+         "reasons": reasons, "in_front": in_front}[scenario](session)
         print("ok:", name, scenario)
     except BaseException:
         screenshot(os.path.join(build, "screenshots", name + "-failed.png"))
