@@ -71,7 +71,7 @@ G_MODULE_EXPORT void FM(module_initialize)(GTypeModule* module) {
         .uri_of = tsf_uri_of, .invalidate = invalidate, .menus_changed = menus_changed};
     static const GInterfaceInfo info_provider = {info_provider_init, NULL, NULL};
     static const GInterfaceInfo column_provider = {column_provider_init, NULL, NULL};
-    plugin_type = tsf_plugin_register(module, &events);
+    plugin_type = tsf_plugin_register(module, &events, NULL);
     g_type_module_add_interface(module, plugin_type, FM_C(TYPE_INFO_PROVIDER), &info_provider);
     g_type_module_add_interface(module, plugin_type, FM_C(TYPE_COLUMN_PROVIDER), &column_provider);
 }

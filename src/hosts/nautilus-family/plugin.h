@@ -19,8 +19,9 @@ typedef struct {
 typedef GObjectClass TsfPluginClass;
 
 /* Registers the plugin's type, with menus and pages; what else it provides is the module's to add. The events
- * are kept; their user is the TsfPlugin. */
-GType tsf_plugin_register(GTypeModule* module, const TsfKeeperEvents* events);
+ * are kept; their user is the TsfPlugin. made: called with each new object; may be NULL. */
+GType tsf_plugin_register(GTypeModule* module, const TsfKeeperEvents* events,
+                          void (*made)(TsfPlugin* plugin));
 
 /* The URI of what a file object stands for, to be freed; NULL: it is not a local file. */
 char* tsf_uri_of(GObject* file);

@@ -6,6 +6,7 @@ G_MODULE_EXPORT const char tsyncfinder_plugin_version[] = "tsyncfinder-plugin-ve
 
 static GObjectClass* parent_class;
 static const TsfKeeperEvents* keeper_events;
+static void (*plugin_made)(TsfPlugin* plugin);
 
 char* tsf_uri_of(GObject* object) {
     FM_T(FileInfo)* file = (FM_T(FileInfo)*)object;
@@ -22,6 +23,7 @@ char* tsf_uri_of(GObject* object) {
 static void plugin_init(GTypeInstance* instance, G_GNUC_UNUSED gpointer class) {
     TsfPlugin* plugin = (TsfPlugin*)instance;
     plugin->keeper = tsf_badge_keeper_new(keeper_events, plugin);
+    if (plugin_made != NULL) plugin_made(plugin);
 }
 
 static void plugin_finalize(GObject* object) {
@@ -34,7 +36,7 @@ static void plugin_class_init(gpointer class, G_GNUC_UNUSED gpointer data) {
     ((GObjectClass*)class)->finalize = plugin_finalize;
 }
 
-GType tsf_plugin_register(GTypeModule* module, const TsfKeeperEvents* events) {
+GType tsf_plugin_register(GTypeModule* module, const TsfKeeperEvents* events, void (*made)(TsfPlugin*)) {
     static const GTypeInfo type = {.class_size = sizeof(TsfPluginClass),
                                    .class_init = plugin_class_init,
                                    .instance_size = sizeof(TsfPlugin),
@@ -42,6 +44,7 @@ GType tsf_plugin_register(GTypeModule* module, const TsfKeeperEvents* events) {
     static const GInterfaceInfo menu_provider = {tsf_menu_provider_init, NULL, NULL};
     static const GInterfaceInfo page_provider = {tsf_page_provider_init, NULL, NULL};
     keeper_events = events;
+    plugin_made = made;
     const GType registered =
         g_type_module_register_type(module, G_TYPE_OBJECT, "TSyncFinderPlugin", &type, 0);
     g_type_module_add_interface(module, registered, FM_C(TYPE_MENU_PROVIDER), &menu_provider);
