@@ -147,7 +147,8 @@ void takeAlong(int from, int to) {
     if (::fstat(from, &status) == 0) {
         [[maybe_unused]] const bool isOwned = ::fchown(to, status.st_uid, status.st_gid) == 0 ||
                                               ::fchown(to, static_cast<uid_t>(-1), status.st_gid) == 0;
-        (void)::fchmod(to, status.st_mode & 07777);
+        // As when it is written to: what comes from elsewhere does not run as its owner or group.
+        (void)::fchmod(to, status.st_mode & 01777);
     }
     std::array<char, 65536> names{};
     const ssize_t length = ::flistxattr(from, names.data(), names.size());

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The installed extension under a systemd user manager of its own, as the first process of a process namespace:
-# started by the bus, again after a crash, with the session and not against a person's will. Exit status 77
-# where no user manager can run.
+# The installed extension, and the sync service, under a systemd user manager of its own, as the first process
+# of a process namespace: started by the bus, again after a crash, with the session and not against a person's
+# will. Exit status 77 where no user manager can run.
 set -euo pipefail
 unit=tsyncfinder.service
 export PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/tmp/person XDG_RUNTIME_DIR=/run/user-session
@@ -91,4 +91,15 @@ tsyncfinder config autostart off >/dev/null
 ! ask --reply-timeout=1000 || fail "it starts though the settings say no"
 eventually test -e /tmp/ended || fail "it was not even asked, or goes on though the settings say no"
 eventually is ActiveState inactive || fail "it goes on though the settings say no"
+
+# The sync service under the limits of its unit: rclone brings a file to the storage, and ends with it.
+mkdir -p "$HOME/.config/rclone" "$HOME/space" "$HOME/Pictures"
+printf '[mine]\ntype = alias\nremote = %s\n' "$HOME/space" >"$HOME/.config/rclone/rclone.conf"
+echo x >"$HOME/Pictures/file"
+tsyncquenz setup mine: >/dev/null || fail "the service cannot be set up"
+systemctl --user start tsyncquenz.service || fail "the service does not start"
+tsyncquenz add "$HOME/Pictures" >/dev/null || fail "the service takes no folder"
+eventually test -f "$HOME/space/Pictures/file" || fail "nothing comes to the storage: $(tsyncquenz status)"
+systemctl --user stop tsyncquenz.service
+if ! eventually sh -c '! pgrep -x rclone >/dev/null'; then fail "rclone outlives the service"; fi
 echo "session: started, restarted, stopped and refused as it should be"
