@@ -1,6 +1,7 @@
 // The planner of a sync. Input: what two people do with a pair, a byte for each choice. Whatever the plan, no
 // step may lose a content, and planning and doing must end with both sides equal. `fuzz_plan -runs=0` with
-// PLANS in the environment plays that many plans from random numbers instead, without a fuzzer.
+// PLANS in the environment plays that many plans with something to do from random numbers instead, without a
+// fuzzer.
 #include "tests/service/PairModel.h"
 
 #include <cstdint>

@@ -3,7 +3,7 @@
 // an answer. After each round both folders and the space are equal, and no content that a person saved is
 // lost: it is in a folder, a trash or among what was kept.
 //
-// usage: rounds PROGRAM [ROUNDS] [SEED] [STORAGE]      STORAGE: sftp (the default), webdav
+// usage: rounds PROGRAM [ROUNDS] [SEED] [STORAGE]      STORAGE: sftp (the default), webdav, secret
 //        rounds PROGRAM large [FILES]      100,000 small files without it, and one of 5 GiB
 //
 // Ends with 0 when all rounds were good; else with 1, and what is left lies in the folder that it names.
@@ -203,16 +203,26 @@ class Rounds {
     void keep() {
         const std::string place = "/tmp/rounds-" + std::to_string(::getpid());
         fs::copy(work.path(), place, fs::copy_options::recursive | fs::copy_options::skip_symlinks);
-        fs::copy(servers.files(storageName), place + "/space", fs::copy_options::recursive);
+        fs::copy(space(), place + "/space", fs::copy_options::recursive);
         std::cout << "What is left lies in " << place << std::endl;
     }
 
   private:
     static int portIn(const std::string& configuration, const std::string& storage) {
-        const std::regex pattern(storage == "sftp" ? "port = ([0-9]+)" : "127\\.0\\.0\\.1:([0-9]+)");
+        const std::regex pattern(storage == "webdav" ? "127\\.0\\.0\\.1:([0-9]+)" : "port = ([0-9]+)");
         std::smatch found;
         std::regex_search(configuration, found, pattern);
         return std::stoi(found[1]);
+    }
+    // The files of the space. An encrypted one is read where its server has it.
+    fs::path space() const {
+        if (storageName != "secret") return servers.files(storageName);
+        const std::string plain = work.path("plain");
+        fs::remove_all(plain);
+        support::run("rclone --config " + servers.configuration() +
+                     " copy --create-empty-src-dirs 'secret,remote=" +
+                     (servers.files("sftp") / "secret").string() + ":' " + plain);
+        return plain;
     }
     std::size_t below(std::size_t most) { return static_cast<std::size_t>(random() % most); }
     // The pace of a person; nothing is waited for.
@@ -355,12 +365,12 @@ class Rounds {
         }
     }
     void stopServer() {
-        storageName == "sftp" ? servers.stopSftp() : servers.stopWebdav();
+        storageName == "webdav" ? servers.stopWebdav() : servers.stopSftp();
         wire.cutAfter(0);
         isServed = false;
     }
     void startServer() {
-        if (!isServed) storageName == "sftp" ? servers.startSftp() : servers.startWebdav();
+        if (!isServed) storageName == "webdav" ? servers.startWebdav() : servers.startSftp();
         isServed = true;
     }
 
@@ -390,12 +400,12 @@ class Rounds {
     }
     bool areEqual() const {
         const Files one = treeOf(computers[0]->folder());
-        return one == treeOf(computers[1]->folder()) && one == treeOf(servers.files(storageName) / "Shared");
+        return one == treeOf(computers[1]->folder()) && one == treeOf(space() / "Shared");
     }
 
     bool nothingIsLost(int number) {
         std::set<std::size_t> there; // by the hash of the content
-        for (const fs::path& place : {fs::path(work.path()), servers.files(storageName)})
+        for (const fs::path& place : {fs::path(work.path()), space()})
             for (const auto& entry : fs::recursive_directory_iterator(place))
                 if (entry.is_regular_file()) there.insert(std::hash<std::string>()(contentOf(entry.path())));
         bool isWhole = true;

@@ -59,8 +59,8 @@ class PairModel {
                 perform(operation);
                 ++done;
             }
-            ++plans;
             if (!did) break;
+            ++plans;
         }
         for (const int content : saved)
             if (!isSomewhere(content)) fail("content " + std::to_string(content) + " is lost");
@@ -71,7 +71,7 @@ class PairModel {
     std::vector<int> trash;
     std::map<std::string, Agreed, PathOrder> agreed;
     std::uint64_t done = 0;
-    std::uint64_t plans = 0;
+    std::uint64_t plans = 0; // with something to do
 
     static Digest digestOf(int content) {
         Digest digest{};
