@@ -238,8 +238,8 @@ class RemoteControl::Loop {
             start.environment.push_back("RCLONE_BWLIMIT=" + bandwidth);
         }
         start.environment.emplace_back("GOMEMLIMIT=80MiB"); // a third less at a look at 100,000 items
-        // Digests of SFTP cost a login shell each, also for each file that goes into an encrypted storage above
-        // it. None is asked for here.
+        // Digests of SFTP cost a login shell each, also for each file that goes into an encrypted storage
+        // above it. None is asked for here.
         start.environment.emplace_back("RCLONE_SFTP_DISABLE_HASHCHECK=true");
         try {
             child.emplace(start, clock);
