@@ -55,6 +55,19 @@ void fill(GMenu* menu, const SidebarEntry& entry) {
         g_menu_append(menu, shown("Pause").c_str(), pauseAction);
 }
 
+// For each entry another one: what the library exports on a connection answers there for as long as that
+// stands, also after it was taken back, and a second entry would not be seen behind it.
+GDBusConnection* connectionOfItsOwn() {
+    char* const address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+    if (address == nullptr) return nullptr;
+    constexpr int flags =
+        G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION;
+    GDBusConnection* const connection = g_dbus_connection_new_for_address_sync(
+        address, static_cast<GDBusConnectionFlags>(flags), nullptr, nullptr, nullptr);
+    g_free(address);
+    return connection;
+}
+
 // The desktop's file manager shows it, as freedesktop.org's FileManager1 says.
 void openFolder(GDBusConnection* bus, const char* path) {
     char* uri = g_filename_to_uri(path, nullptr, nullptr);
@@ -121,9 +134,8 @@ class CloudProvidersSidebar::Thread {
 
   private:
     bool enter() {
-        bus.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
+        bus.reset(connectionOfItsOwn());
         if (!bus) return false; // it has gone, and the process goes with it
-        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
         provider.reset(
             cloud_providers_provider_exporter_new(bus.get(), SIDEBAR_BUS_NAME, SIDEBAR_OBJECT_PATH));
         cloud_providers_provider_exporter_set_name(provider.get(), "TovikDrive");
@@ -149,6 +161,7 @@ class CloudProvidersSidebar::Thread {
         account.reset();
         menu.reset();
         provider.reset();
+        if (bus) g_dbus_connection_close_sync(bus.get(), nullptr, nullptr);
         bus.reset();
         last.reset();
     }

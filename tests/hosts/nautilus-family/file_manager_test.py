@@ -343,6 +343,24 @@ def faults(session):
     assert session.manager.poll() is None, "the file manager has ended"
 
 
+def use_service(session):
+    """The sync service itself in place of the stand-in: that cannot tell that it is paused."""
+    session.daemon.terminate()
+    session.daemon.wait()
+    rclone = os.path.join(os.environ["XDG_CONFIG_HOME"], "rclone")
+    storage = os.path.join(session.home, "storage")
+    os.makedirs(rclone)
+    os.makedirs(storage)
+    with open(os.path.join(rclone, "rclone.conf"), "w") as file:
+        file.write("[mine]\ntype = alias\nremote = %s\n" % storage)
+    service = session.program("tsyncquenz")
+    subprocess.check_call([service, "setup", "mine:"], stdout=subprocess.DEVNULL)
+    session.start(service, "run")
+    for folder in (session.root, session.second):
+        wait_until(lambda: subprocess.call([service, "add", folder], stdout=subprocess.DEVNULL,
+                                           stderr=subprocess.DEVNULL) == 0, 30, "the service takes " + folder)
+
+
 def sidebar(session):
     """The entry in Nautilus's sidebar, what it says and what it offers; and it goes when nobody wants it."""
     name, path = "com.quarnhold.TovikDrive-Quen.TSyncFinder.Sidebar", "/com/quarnhold/TovikDrive_Quen/TSyncFinder/Sidebar"
@@ -368,9 +386,13 @@ def sidebar(session):
     wait_until(lambda: shows("tovik"), 30, "the root's emblem")
     screenshot(os.path.join(session.build, "screenshots", "nautilus-sidebar.png"))
     says("'in step'")
-    account = path + "/space"
-    ask(account, "--method", "org.gtk.Actions.Activate", "pause", "[]", "{}")
-    wait_until(lambda: "Paused" in session.log("tsyncquenz-sandbox.log"), 20, "the sync service is paused")
+    use_service(session)
+    says("'in step'")
+    for action, target, words in (("pause", "[]", "'paused'"), ("resume", "[]", "'in step'"),
+                                  ("open", "[<'%s'>]" % session.second, "'in step'")):
+        ask(path + "/space", "--method", "org.gtk.Actions.Activate", action, target, "{}")
+        says(words)
+    tree.wait(["frame"], "Second", 20)  # a window shows it
     subprocess.check_call([session.program("tsyncfinder"), "config", "sidebar", "off"], stdout=subprocess.DEVNULL)
     wait_until(lambda: tree.find(["label"], "TovikDrive") is None, 20, "the entry goes")
 
