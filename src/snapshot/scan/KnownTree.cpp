@@ -14,12 +14,18 @@ constexpr int64_t kTooRecent = 2'000'000'000; // nanoseconds: the coarsest clock
 
 } // namespace
 
-bool KnownTree::isAsBefore(const Item& directory, const EvidenceRecord& now) const {
+bool KnownTree::isSameDirectory(const Item& directory, const EvidenceRecord& now) const {
     if (directory.record == kNone || now.inode == 0) return false;
     const EvidenceRecord& before = record(directory.record);
+    return before.device == now.device && before.inode == now.inode;
+}
+
+bool KnownTree::isAsBefore(const Item& directory, const EvidenceRecord& now) const {
+    if (!isSameDirectory(directory, now)) return false;
+    const EvidenceRecord& before = record(directory.record);
     const int64_t settled = _evidence.begun - kTooRecent;
-    return before.device == now.device && before.inode == now.inode && before.modified == now.modified &&
-           before.changed == now.changed && before.modified < settled && before.changed < settled;
+    return before.modified == now.modified && before.changed == now.changed && before.modified < settled &&
+           before.changed < settled;
 }
 
 void KnownTree::list(const Item& directory, DirectoryListing& listing, std::vector<Item>& items) const {

@@ -1,7 +1,7 @@
 // A tree from an earlier look with its evidence, as far as reading it again needs them.
 //
 // Any thread may ask about a directory, as long as nobody has begun to change it: its node's children stay,
-// and so do their names and kinds.
+// and so do their names and kinds. Where the tree may differ is noted before several threads ask.
 #pragma once
 
 #include "snapshot/tree/Evidence.h"
@@ -28,6 +28,9 @@ class KnownTree {
     KnownTree(const DSEvidence& evidence, bool structureOnly)
         : _evidence(evidence), _structureOnly(structureOnly) {}
 
+    // Whether it is the directory that was seen.
+    bool isSameDirectory(const Item& directory, const EvidenceRecord& now) const;
+
     // Whether the names in a directory are what they were, by what is seen of it now.
     bool isAsBefore(const Item& directory, const EvidenceRecord& now) const;
 
@@ -42,9 +45,15 @@ class KnownTree {
         }
     }
 
+    // As long as nothing was noted, all may differ, or all directories.
     bool isLookedAt(size_t recordOfChild) const {
+        if (!_mayDiffer.empty()) return _mayDiffer[recordOfChild];
         return !_structureOnly || record(recordOfChild).isDirectory;
     }
+
+    // The tree is as it was, but for items that are noted from now on.
+    void differsNowhere() { _mayDiffer.assign(_evidence.records.size(), false); }
+    void mayDiffer(size_t record) { _mayDiffer[record] = true; }
 
     // Puts into the listing the names in a directory that is as before, as far as they are looked at; the
     // items are those of the same positions.
@@ -58,6 +67,7 @@ class KnownTree {
   private:
     const DSEvidence& _evidence;
     const bool _structureOnly;
+    std::vector<bool> _mayDiffer; // by record
 };
 
 } // namespace snapshot

@@ -1,10 +1,12 @@
-// The look behind DSQuickLook.h: a walk over the tree that is known, which asks the disk where it may differ.
+// The look behind DSQuickLook.h: the known items are asked for where they are known to be (KnownItems.h), and
+// a walk over the tree looks where it may differ.
 //
 // The walk takes what was seen of one directory after the other into the tree; several threads ask ahead of
 // it (WorkAhead.h). They read the nodes of directories that it has not come to, so nodes that go are released
 // when those threads have ended.
 #include "snapshot/scan/quick_look.h"
 
+#include "snapshot/scan/KnownItems.h"
 #include "snapshot/scan/KnownTree.h"
 #include "snapshot/scan/WorkAhead.h"
 #include "snapshot/tree/NodeStore.h"
@@ -27,12 +29,12 @@ namespace {
 class QuickLook {
   public:
     QuickLook(DSEvidence& evidence, bool structureOnly, const Reading& reading)
-        : _old(evidence), _asking(reading.asking != nullptr ? reading.asking->threads.data() : nullptr),
+        : _old(evidence), _structureOnly(structureOnly), _reading(reading),
+          _asking(reading.asking != nullptr ? reading.asking->threads.data() : nullptr),
           _known(evidence, structureOnly), _ahead(reading.threads, reading.asking, &_known) {
         timespec now;
         clock_gettime(CLOCK_REALTIME, &now);
         _new.begun = now.tv_sec * 1'000'000'000 + now.tv_nsec;
-        _new.records.reserve(_old.records.size());
     }
 
     // False when a part was left out.
@@ -48,9 +50,17 @@ class QuickLook {
         const bool isThere = DirectoryListing::statusOf(AT_FDCWD, top, 0, now).type != 0;
         now.isDirectory = true;
         now.check = checkOfNode(*root);
-        const KnownTree::Item known{root, _old.records.empty() ? KnownTree::kNone : 0};
-        directory(root, path.size(), now, _ahead.top(top, known, _known.isAsBefore(known, now)));
         if (_asking != nullptr) _asking->end();
+        const KnownTree::Item known{root, _old.records.empty() ? KnownTree::kNone : 0};
+        const bool isAsBefore = _known.isAsBefore(known, now);
+        if (_known.isSameDirectory(known, now) &&
+            KnownItems(_old, _known, _reading).ask(root, path, isAsBefore, _structureOnly)) {
+            _old.begun = _new.begun;
+            _old.directoriesRead = 0;
+            return true;
+        }
+        _new.records.reserve(_old.records.size());
+        directory(root, path.size(), now, _ahead.top(top, known, isAsBefore));
         std::swap(_old, _new);
         return isThere && _isWhole;
     }
@@ -113,7 +123,6 @@ class QuickLook {
             if (children.empty() || children.back().node != nullptr)
                 children.push_back({nullptr, record, {.count = 0}});
             children.back().now.count += _known.record(record).count;
-            if (_asking != nullptr) _asking->itemExamined(); // as far as this look goes
         });
         for (DSNode* child : gone)
             abandon(child);
@@ -184,11 +193,13 @@ class QuickLook {
 
     DSEvidence& _old;
     DSEvidence _new;
+    const bool _structureOnly;
+    const Reading& _reading;
     Asking::Thread* const _asking; // of this thread, or NULL
     NodeStore _nodes;
     bool _isWhole = true;
     std::vector<Tree> _gone; // nodes that are no more in the tree
-    const KnownTree _known;
+    KnownTree _known;
     WorkAhead _ahead; // the last: its threads end before what they look at goes
 };
 
