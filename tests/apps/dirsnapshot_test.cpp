@@ -194,6 +194,18 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
                     "\"'" DIRSNAPSHOT_PROGRAM "' ls new /d\" /dev/null; done")
                     .output,
                 testing::ContainsRegex(" \033\\[31m/d/\033\\[0mx\r\n.* /d/x\r\n"));
+    // No name writes to a terminal; another program gets it byte for byte, and whoever asks for bytes.
+    const std::string raw = "\033[2J\xC2\x9B\xFF\xC3\xBC";
+    folder.write("c/" + raw, "");
+    std::string shown;
+    for (int i = 0; i < 5; i++)
+        shown += "?[2J??\xC3\xBC\n" + raw + "\n";
+    EXPECT_EQ(run("--version >v; for it in 'ls c' 'diff base c' 'diff base c --fields' "
+                  "'size c --files' 'hash c --recursive' 'ls c --null'; do script -qc \"'" DIRSNAPSHOT_PROGRAM
+                  "' $it\" /dev/null; echo; d $it; echo; done | "
+                  "LC_ALL=C grep -ao '[?[:cntrl:]]\\[2J[^[:cntrl:]]*'")
+                  .output,
+              shown + raw + "\n" + raw + "\n");
     // A database that is new and of which a part is missing goes again.
     EXPECT_THAT(run("--help").output, testing::HasSubstr("\\u0000"));
     const support::Result full =

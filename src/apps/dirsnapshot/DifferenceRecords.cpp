@@ -4,6 +4,7 @@
 #include "platform/utf8.h"
 
 #include <string>
+#include <unistd.h>
 
 namespace dirsnapshot_tool {
 
@@ -20,8 +21,10 @@ std::string letters(const std::string& text, const LsColors* colours) {
     return inColour(colour, text);
 }
 
-std::string shown(std::string_view path, uint8_t type, const LsColors* colours) {
-    return colours != nullptr ? colours->painted(path, type) : std::string(path);
+std::string shown(const Records& records, std::string_view path, uint8_t type, const LsColors* colours) {
+    if (records.areNull()) return std::string(path);
+    const std::string text = shownOn(STDOUT_FILENO, path);
+    return colours != nullptr ? colours->painted(text, type) : text;
 }
 
 } // namespace
@@ -33,14 +36,14 @@ void DifferenceRecords::add(const DSDifference& difference) {
     }
     const DSNode* node = difference.current != nullptr ? difference.current : difference.previous;
     const uint8_t type = node->type;
-    const std::string path = shown(difference.path, type, _colours);
+    const std::string path = shown(_records, difference.path, type, _colours);
     std::string text = kLetters[difference.kind];
     if (difference.previousPath == nullptr) {
         _records.addText(letters(text, _colours) + " " + path);
         return;
     }
     if (difference.fields != 0) text += "M";
-    text = letters(text, _colours) + " " + shown(difference.previousPath, type, _colours);
+    text = letters(text, _colours) + " " + shown(_records, difference.previousPath, type, _colours);
     if (_records.areNull()) {
         _records.addText(text);
         _records.addText(path);
@@ -77,7 +80,7 @@ void addChange(Records& records, char letter, std::string_view path, const platf
                const LsColors* colours, uint8_t type) {
     if (!records.areJson()) {
         if (records.areNull()) colours = nullptr;
-        records.addText(letters(std::string(1, letter), colours) + " " + shown(path, type, colours));
+        records.addText(letters(std::string(1, letter), colours) + " " + shown(records, path, type, colours));
         return;
     }
     for (int kind : {DSDifferenceAdded, DSDifferenceDeleted, DSDifferenceModified})

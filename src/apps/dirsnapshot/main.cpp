@@ -23,12 +23,13 @@ constexpr const char* kNotes =
     "\nExit code: 0 done, the same, excluded, matches; 1 different, not excluded, no match; 2 trouble, "
     "which\n"
     "standard error explains. A directory, a regular file and a symbolic link are recorded; a named pipe, a\n"
-    "socket or a device is not, and counts as not there. Paths are printed byte for byte. In JSON a byte of "
-    "a\n"
-    "path that is not UTF-8 is \\u0000 and its two hexadecimal digits (\"\\u0000ff\" is the byte FF), which "
-    "can\n"
-    "be undone, since no path holds a NUL. Times are seconds since 1970-01-01 UTC; types are 1 directory,\n"
-    "2 file, 3 symbolic link, 255 other.\n";
+    "socket or a device is not, and counts as not there. Paths are printed byte for byte, but in lines on a\n"
+    "terminal each control byte, and each byte that is not UTF-8, is \"?\". In JSON a byte of a path that "
+    "is\n"
+    "not UTF-8 is \\u0000 and its two hexadecimal digits (\"\\u0000ff\" is the byte FF), which can be "
+    "undone,\n"
+    "since no path holds a NUL. Times are seconds since 1970-01-01 UTC; types are 1 directory, 2 file,\n"
+    "3 symbolic link, 255 other.\n";
 
 constexpr const char* kWhereNotesAre =
     "\nExit codes, and what holds for paths, JSON and kinds of items: dirsnapshot --help\n";

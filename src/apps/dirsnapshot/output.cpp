@@ -4,11 +4,13 @@
 #include "platform/json.h"
 #include "platform/utf8.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <unistd.h>
 
 namespace dirsnapshot_tool {
 
@@ -41,6 +43,28 @@ platform::Value itemValue(std::string_view path, const DSNode& node) {
                                 {"started", node.startedTime}};
 }
 
+std::string withoutControls(std::string_view text) {
+    std::string shown;
+    for (size_t at = 0; at < text.size();) {
+        const size_t length = platform::characterLength(text, at);
+        const auto byte = static_cast<unsigned char>(text[at]);
+        // Behind C2 are U+0080 to U+00BF, of which the first half are controls as well.
+        const bool isControl = length == 0 || byte < ' ' || byte == 0x7F ||
+                               (byte == 0xC2 && static_cast<unsigned char>(text[at + 1]) < 0xA0);
+        if (isControl)
+            shown += '?';
+        else
+            shown.append(text, at, length);
+        at += std::max<size_t>(length, 1);
+    }
+    return shown;
+}
+
+std::string shownOn(int descriptor, std::string_view text) {
+    static const bool isTerminal[] = {false, isatty(STDOUT_FILENO) != 0, isatty(STDERR_FILENO) != 0};
+    return isTerminal[descriptor] ? withoutControls(text) : std::string(text);
+}
+
 std::string itemLine(std::string_view path, const DSNode& node, const LsColors* colours) {
     char date[64] = "?";
     time_t seconds = node.modifiedTime;
@@ -49,8 +73,9 @@ std::string itemLine(std::string_view path, const DSNode& node, const LsColors* 
     char before[128];
     const int length = snprintf(before, sizeof before, "%c %12lld %s ", letterOf(node.type),
                                 static_cast<long long>(node.size), date);
-    std::string line(before, static_cast<std::size_t>(length));
-    return colours != nullptr ? line + colours->painted(path, node.type) : line.append(path);
+    const std::string shown = shownOn(STDOUT_FILENO, path);
+    return std::string(before, static_cast<std::size_t>(length)) +
+           (colours != nullptr ? colours->painted(shown, node.type) : shown);
 }
 
 std::string hexDigest(const uint8_t* digest) {
@@ -90,7 +115,7 @@ std::string digestLine(std::string_view digest, std::string_view name) {
         }
     }
     const char* mark = escaped.size() != name.size() ? "\\" : "";
-    return std::string(mark).append(digest).append("  ").append(escaped);
+    return std::string(mark).append(digest).append("  ").append(shownOn(STDOUT_FILENO, escaped));
 }
 
 bool flushOutput() {

@@ -15,6 +15,11 @@ void printJson(const platform::Value& value);
 // {"path","type","size","modified","started"}
 platform::Value itemValue(std::string_view path, const DSNode& node);
 
+// A name, or a line of text with names in it, as a stream shows it: on a terminal each control byte, and each
+// byte that is not UTF-8, is "?", so that a name cannot write to it; elsewhere, byte for byte.
+std::string shownOn(int descriptor, std::string_view text);
+std::string withoutControls(std::string_view text);
+
 // One line for people: kind, size, local modification time with its distance from UTC, path.
 // The path is plain without colours.
 std::string itemLine(std::string_view path, const DSNode& node, const LsColors* colours);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <unistd.h>
 
 namespace dirsnapshot_tool {
 
@@ -64,7 +65,8 @@ class Sizes {
             _records.add(platform::Dictionary{{"path", platform::undoableText(path)}, {"size", bytes}});
         } else {
             std::string size = _options.inBytes ? std::to_string(bytes) : humanSize(bytes);
-            _records.addText(size.append("\t").append(path));
+            size += '\t';
+            _records.addText(_records.areNull() ? size.append(path) : size + shownOn(STDOUT_FILENO, path));
         }
     }
 

@@ -1,6 +1,7 @@
 #include "apps/dirsnapshot/trees.h"
 
 #include "apps/dirsnapshot/looking.h"
+#include "apps/dirsnapshot/output.h"
 #include "snapshot/scan/quick_look.h"
 #include "snapshot/scan/scan.h"
 #include "snapshot/stores/database.h"
@@ -92,8 +93,8 @@ std::string evidenceOf(const std::string& snapshot) { return withoutSuffix(snaps
 } // namespace
 
 void complain(std::string_view subject, std::string_view what) {
-    fprintf(stderr, "dirsnapshot: %.*s: %.*s\n", static_cast<int>(subject.size()), subject.data(),
-            static_cast<int>(what.size()), what.data());
+    const std::string line = shownOn(STDERR_FILENO, std::string(subject).append(": ").append(what));
+    fprintf(stderr, "dirsnapshot: %s\n", line.c_str());
 }
 
 LoadedTree scanDirectory(const std::string& path, bool recursive) {
