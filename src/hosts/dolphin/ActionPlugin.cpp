@@ -23,6 +23,7 @@ void ActionPlugin::dropMenu() {
 QList<QAction*> ActionPlugin::actions(const KFileItemListProperties& properties, QWidget* /*parent*/) {
     dropMenu();
     if (keeper == nullptr || properties.items().isEmpty()) return {};
+    const auto held = keeper->turn();
     QList<QUrl> selection;
     for (const KFileItem& item : properties.items())
         selection.append(item.mostLocalUrl());

@@ -66,6 +66,7 @@ void BadgeKeeper::arm() {
 }
 
 void BadgeKeeper::serve() {
+    const ExtensionLink::Turn held(link);
     QElapsedTimer turn;
     turn.start();
     TsfOrder order;
@@ -79,6 +80,7 @@ void BadgeKeeper::serve() {
 }
 
 void BadgeKeeper::showAnew() {
+    const ExtensionLink::Turn held(link);
     QElapsedTimer turn;
     turn.start();
     for (int i = 0; i < mostShown && turn.nsecsElapsed() < showingBudget; ++i) {
@@ -97,6 +99,7 @@ TsfItem* BadgeKeeper::itemOf(const QUrl& url) {
 }
 
 QString BadgeKeeper::emblem(const QUrl& url) {
+    const ExtensionLink::Turn held(link);
     TsfItem* const item = itemOf(url);
     if (item == nullptr) return {};
     const char* const name = tsf_item_emblem(item);

@@ -44,6 +44,8 @@ class BadgeKeeper : public QObject {
     const MenuItems* menuOf(TSyncSelectionClass selectionClass) const { return link.menu(selectionClass); }
     // The menu is told when it may be another one.
     void wait(Menu* menu);
+    // The file manager is held up as long as what is returned is there.
+    ExtensionLink::Turn turn() { return ExtensionLink::Turn(link); }
     // Sends the choice of an item.
     void activate(const QString& item, const QList<QUrl>& selection);
 

@@ -80,6 +80,7 @@ void ExtensionLink::takeOwner(const QString& newOwner) {
     if (newOwner == owner) return;
     listen(false);
     owner = newOwner;
+    told = {};
     if (owner.isEmpty())
         tsf_core_extension_left(core, now());
     else
@@ -101,6 +102,7 @@ void ExtensionLink::listen(bool isToListen) {
 }
 
 void ExtensionLink::hear(const QDBusMessage& signal) {
+    const Turn held(*this);
     if (!isListening || signal.service() != owner) return; // it was on its way when that ended
     const QString member = signal.member();
     if (member == QLatin1String(FINDER_SYNC_BADGES_CHANGED) &&
@@ -154,6 +156,7 @@ void ExtensionLink::ask(const char* method, const TsfOrder& order, const QVarian
     auto* const watch = new QDBusPendingCallWatcher(bus.asyncCall(call(method, arguments), forEver), this);
     connect(watch, &QDBusPendingCallWatcher::finished, this,
             [this, kind = order.kind, id = order.call](QDBusPendingCallWatcher* finished) {
+                const Turn held(*this);
                 finished->deleteLater();
                 takeAnswer(finished->reply(), kind, id);
                 served();
@@ -248,6 +251,14 @@ const MenuItems* ExtensionLink::menu(TSyncSelectionClass selectionClass) const {
     if (!tsf_core_has_menus(core)) return nullptr;
     const auto found = menus.constFind(QLatin1String(tsyncSelectionClassName(selectionClass)));
     return found != menus.constEnd() ? &found.value() : nullptr;
+}
+
+void ExtensionLink::heldUp(std::chrono::nanoseconds duration) {
+    longest = std::max(longest, std::chrono::duration_cast<std::chrono::microseconds>(duration));
+    if (owner.isEmpty() || longest < std::max(std::chrono::microseconds(FINDER_SYNC_LONG_TURN), 2 * told))
+        return;
+    told = longest;
+    bus.send(call(FINDER_SYNC_TELL_LONGEST, {static_cast<qulonglong>(longest.count())}));
 }
 
 void ExtensionLink::activate(const QString& item, const QStringList& uris) {

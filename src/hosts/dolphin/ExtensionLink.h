@@ -13,6 +13,7 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QStringList>
+#include <chrono>
 #include <functional>
 
 namespace hosts::dolphin {
@@ -27,6 +28,19 @@ class ExtensionLink : public QObject {
 
     // The core's clock, in milliseconds.
     std::int64_t now() const { return clock.elapsed(); }
+    // The file manager is held up as long as it is there; one may be within another. The longest of them is
+    // told to the extension, from a millisecond on and each time that it has doubled.
+    class Turn {
+      public:
+        explicit Turn(ExtensionLink& ofLink) : link(ofLink) { clock.start(); }
+        ~Turn() { link.heldUp(std::chrono::nanoseconds(clock.nsecsElapsed())); }
+        Turn(const Turn&) = delete;
+        Turn& operator=(const Turn&) = delete;
+
+      private:
+        ExtensionLink& link;
+        QElapsedTimer clock;
+    };
     // Any order that goes to the extension.
     void carryOut(const TsfOrder& order);
     // The menu of a class of selections; null: there is none. Lives until the next turn of the event loop.
@@ -48,6 +62,7 @@ class ExtensionLink : public QObject {
     void takeBadges(std::uint64_t call, const QVariantList& arguments);
     void takeChanges(const QVariantList& arguments);
     void tellPerson(const QString& message);
+    void heldUp(std::chrono::nanoseconds duration);
 
     TsfCore* core;
     std::function<void()> served;
@@ -58,6 +73,8 @@ class ExtensionLink : public QObject {
     bool hasHeardOfOwner = false;
     bool isListening = false;
     MenusByClass menus;
+    std::chrono::microseconds longest{0}; // that the file manager was held up
+    std::chrono::microseconds told{0};    // of that, to this owner
 };
 
 } // namespace hosts::dolphin

@@ -199,6 +199,7 @@ def see_badges(session):
     session.write("large.bin", 600_000)
     session.sync_again()
     wait_until(lambda: shows("upload"), 30, "the emblem of the file in flight")
+    screenshot(os.path.join(session.build, "screenshots", session.name + ".png"))
     before = screen_colours()["sync"]
     wait_until(lambda: not shows("upload", 1) and screen_colours()["sync"] > before, 30,
                "the emblem after the transfer")
