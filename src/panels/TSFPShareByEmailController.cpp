@@ -6,6 +6,7 @@
 #include "protocol/names.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace panels {
@@ -34,17 +35,41 @@ TSFPShareByEmailController::TSFPShareByEmailController(Surroundings surroundings
 
 void TSFPShareByEmailController::readAddressBook() {
     everybody = around.addressBook.people();
-    for (const platform::Person& person : everybody) {
-        for (const std::string& address : person.emails) {
-            if (!person.firstName) {
-                _addressBook.erase(address);
-                continue;
-            }
-            std::string& fullName = _addressBook[address];
-            fullName = *person.firstName;
-            if (person.lastName) fullName += " " + *person.lastName;
+    for (const platform::Person& person : everybody)
+        addToIndex(person);
+    around.addressBook.readFurther([this, &queue = around.mainQueue,
+                                    guard = std::weak_ptr(alive)](std::vector<platform::Person> people) {
+        queue.dispatch([this, guard, people = std::move(people)]() mutable {
+            if (!guard.expired()) addPeople(std::move(people));
+        });
+    });
+}
+
+void TSFPShareByEmailController::addToIndex(const platform::Person& person) {
+    for (const std::string& address : person.emails) {
+        if (!person.firstName) {
+            _addressBook.erase(address);
+            continue;
         }
+        std::string& fullName = _addressBook[address];
+        fullName = *person.firstName;
+        if (person.lastName) fullName += " " + *person.lastName;
     }
+}
+
+// An address that is known already keeps its first name.
+void TSFPShareByEmailController::addPeople(std::vector<platform::Person> people) {
+    const std::size_t before = everybody.size();
+    std::set<std::string> known;
+    for (const platform::Person& person : everybody)
+        known.insert(person.emails.begin(), person.emails.end());
+    for (platform::Person& person : people) {
+        std::erase_if(person.emails, [&](const std::string& address) { return known.contains(address); });
+        if (person.emails.empty()) continue;
+        addToIndex(person);
+        everybody.push_back(std::move(person));
+    }
+    if (everybody.size() > before) around.view.peopleHaveCome();
 }
 
 void TSFPShareByEmailController::showItem() {

@@ -1,10 +1,10 @@
 // The share-by-email panel without its window: the user names the people with whom a synced file or folder is
 // shared, and OK posts one command message.
 //
-// Use: make the controller (the address book is read then, once), call setAllPathsInSync and shareFile, run
-// the view modally. shareFile works on the main queue after the call has returned, so what the user sees
-// comes from it. An item outside every synced folder has no remote path: the panel says so and OK stays
-// disabled.
+// Use: make the controller (the address book is read then, once; the part that takes longer comes later),
+// call setAllPathsInSync and shareFile, run the view modally. shareFile works on the main queue after the
+// call has returned, so what the user sees comes from it. An item outside every synced folder has no remote
+// path: the panel says so and OK stays disabled.
 //
 // What the controller uses is not retained and outlives it. Main thread only, but for setAllPathsInSync and
 // remotePathOfLocalSyncPath, which any thread may call: the table has a lock of its own.
@@ -47,6 +47,7 @@ class TSFPShareByEmailView {
     virtual std::vector<FieldObject> emails() const = 0;
     virtual void setEmails(const std::vector<FieldObject>& objects) = 0;
     virtual std::vector<std::string> pickerSelectedValues() const = 0; // addresses selected in the picker
+    virtual void peopleHaveCome() = 0;                                 // more of them are in people()
     virtual void close() = 0;
     virtual void stopModal() = 0;
 
@@ -103,6 +104,8 @@ class TSFPShareByEmailController final {
 
   private:
     void readAddressBook();
+    void addPeople(std::vector<platform::Person> people);
+    void addToIndex(const platform::Person& person);
     void showItem();
 
     Surroundings around;

@@ -17,7 +17,9 @@ using Strings = std::vector<std::string>;
 
 struct Contacts final : platform::AddressBook {
     std::vector<platform::Person> everybody;
+    Found further;
     std::vector<platform::Person> people() override { return everybody; }
+    void readFurther(Found found) override { further = std::move(found); }
 };
 
 struct SharePanel : TSFPShareByEmailView, testing::Test {
@@ -31,6 +33,7 @@ struct SharePanel : TSFPShareByEmailView, testing::Test {
     std::vector<FieldObject> emails() const override { return field; }
     void setEmails(const std::vector<FieldObject>& objects) override { field = objects; }
     Strings pickerSelectedValues() const override { return picked; }
+    void peopleHaveCome() override { ends.emplace_back("people"); }
     void close() override { ends.emplace_back("close"); }
     void stopModal() override { ends.emplace_back("stop"); }
 
@@ -121,6 +124,16 @@ TEST_F(SharePanel, TheAddressBookGivesNamesToTokens) {
         << "addresses are compared exactly";
     EXPECT_EQ(panel->shouldAddObjects({john, "a <", "w"}),
               (std::vector<FieldObject>{TSFPEmailToken{"w", {}}}));
+
+    // Who comes later; an address that is known keeps its name.
+    contacts.further({{"Not John", {}, {"j@x.org"}}, {"Zoë", {}, {"z@x.org", "ann@x.org"}}});
+    contacts.further({{"Ann", {}, {"ann@x.org"}}});
+    contacts.further({});
+    mainQueue.runAll();
+    EXPECT_EQ(ends, Strings{"people"});
+    EXPECT_EQ(panel->people().back().emails, Strings{"z@x.org"});
+    EXPECT_EQ(panel->people().size(), 4U);
+    EXPECT_EQ(added("z@x.org"), FieldObject(TSFPEmailToken{"z@x.org", "Zoë"}));
 
     picked = {"a@b.de", "j@x.org"};
     panel->select();

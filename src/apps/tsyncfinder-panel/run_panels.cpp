@@ -13,6 +13,7 @@
 #include "daemon_client/command_message.h"
 #include "platform/NotificationCenter.h"
 #ifdef TSYNCFINDER_CONTACTS
+#include "backends/contacts/DesktopBooks.h"
 #include "backends/contacts/VCardFolder.h"
 #endif
 
@@ -101,7 +102,8 @@ int runSharePanel(const panels::PanelRequest& request, const panels::ShareReques
     backends::qt::MainQueue mainQueue;
     backends::posix::GuardedFileSystem fileSystem;
 #ifdef TSYNCFINDER_CONTACTS
-    backends::contacts::VCardFolder addressBook(backends::contacts::contactsFolder(), log);
+    backends::contacts::VCardFolder folder(backends::contacts::contactsFolder(), log);
+    backends::contacts::DesktopBooks addressBook(folder, log);
 #else
     NoContacts addressBook;
 #endif

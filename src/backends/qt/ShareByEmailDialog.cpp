@@ -23,6 +23,7 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <set>
 
 namespace backends::qt {
 namespace {
@@ -141,6 +142,13 @@ QWidget* ShareByEmailDialog::buildPicker() {
     return picker;
 }
 
+// With an address book in it.
+QSize ShareByEmailDialog::roomy() const {
+    const QFontMetrics metrics = fontMetrics();
+    return QSize(std::max(540, 70 * metrics.averageCharWidth()), std::max(480, 26 * metrics.lineSpacing()))
+        .boundedTo(screen()->availableSize() * 0.9);
+}
+
 void ShareByEmailDialog::fillPicker() {
     found = new QSortFilterProxyModel(this);
     found->setSourceModel(new PeopleModel(logic->people(), found));
@@ -151,8 +159,7 @@ void ShareByEmailDialog::fillPicker() {
     connect(peoplePicker->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { addButton->setEnabled(peoplePicker->selectionModel()->hasSelection()); });
 
-    const QFontMetrics metrics = fontMetrics();
-    QSize size(std::max(540, 70 * metrics.averageCharWidth()), std::max(480, 26 * metrics.lineSpacing()));
+    QSize size = roomy();
     if (found->rowCount() == 0) {
         QString folder = QString::fromStdString(logic->folderOfPeople());
         if (const QString home = QDir::homePath(); folder.startsWith(home + u'/'))
@@ -254,6 +261,28 @@ std::vector<std::string> ShareByEmailDialog::pickerSelectedValues() const {
     for (const QModelIndex& index : peoplePicker->selectionModel()->selectedRows(1))
         addresses.push_back(index.data(Qt::DisplayRole).toString().toStdString());
     return addresses;
+}
+
+// The rows are made anew; what is typed, and who is selected, stays.
+void ShareByEmailDialog::peopleHaveCome() {
+    const std::vector<std::string> values = pickerSelectedValues();
+    const std::set<std::string> selected(values.begin(), values.end());
+    QAbstractItemModel* const before = found->sourceModel();
+    found->setSourceModel(new PeopleModel(logic->people(), found));
+    delete before;
+    peoplePicker->header()->resizeSection(0, width() * 2 / 5);
+    if (finding->isHidden()) { // there was nobody
+        finding->show();
+        people->show();
+        resize(width(), std::max(height(), roomy().height()));
+    }
+    showFound();
+    for (int row = 0; row < found->rowCount(); ++row) {
+        const QModelIndex address = found->index(row, 1);
+        if (selected.contains(address.data(Qt::DisplayRole).toString().toStdString()))
+            peoplePicker->selectionModel()->select(address,
+                                                   QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    }
 }
 
 void ShareByEmailDialog::close() { hide(); }

@@ -52,6 +52,7 @@ class ShareByEmailDialog final : public QDialog,
     std::vector<panels::FieldObject> emails() const override;
     void setEmails(const std::vector<panels::FieldObject>& objects) override;
     std::vector<std::string> pickerSelectedValues() const override;
+    void peopleHaveCome() override;
     void close() override;
     void stopModal() override;
 
@@ -66,6 +67,7 @@ class ShareByEmailDialog final : public QDialog,
     void build();
     QWidget* buildPicker();
     void fillPicker();
+    QSize roomy() const;
     void showFound();   // after the search has changed
     void addSelected(); // everybody who is selected in the picker
     void confirm();     // OK
