@@ -344,6 +344,19 @@ def faults(session):
     assert session.manager.poll() is None, "the file manager has ended"
 
 
+def linked(session):
+    """A file in flight behind a link to its root, and behind a bind mount of that."""
+    places = [os.path.join(session.folder, name) for name in ("link", "bound")]
+    os.symlink(session.root, places[0])
+    os.mkdir(places[1])
+    subprocess.check_call(["mount", "--bind", session.root, places[1]])
+    session.write("inner/large.bin", 4_000_000)
+    session.sync_again()
+    for place in places:
+        session.open(os.path.join(place, "inner"))
+        wait_until(lambda: shows("upload") and shows("sync"), 30, "emblems in " + place)
+
+
 def use_service(session):
     """The sync service itself in place of the stand-in: that cannot tell that it is paused."""
     session.daemon.terminate()
@@ -404,7 +417,7 @@ def main():
     session = Session(build, name, module, directory)
     try:
         {"everyday": everyday, "faults": faults, "nonsense": nonsense, "sidebar": sidebar,
-         "reasons": reasons, "in_front": in_front}[scenario](session)
+         "reasons": reasons, "in_front": in_front, "linked": linked}[scenario](session)
         print("ok:", name, scenario)
     except BaseException:
         screenshot(os.path.join(build, "screenshots", name + "-failed.png"))
