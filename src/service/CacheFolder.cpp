@@ -107,11 +107,8 @@ void CacheFolder::save() const {
     for (const auto& [path, wasHere] : items)
         all.emplace(path, wasHere);
     const auto text = platform::jsonText(all);
-    const std::string beside = list.string() + ".new";
-    std::error_code error;
-    const bool isWritten = text && sync_daemon::writeToDisk(beside, *text);
-    if (isWritten) fs::rename(beside, list, error);
-    if (!isWritten || error) around.log.error("Cannot be written: ", list.string());
+    if (!text || !sync_daemon::replaceOnDisk(list, *text))
+        around.log.error("Cannot be written: ", list.string());
 }
 
 } // namespace service

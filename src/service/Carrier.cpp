@@ -118,9 +118,7 @@ Carrier::List readList(const fs::path& list) {
         text += lineOf(task, false);
     for (const auto& [task, placing] : left.placings)
         text += lineOf(task, false, &placing);
-    const fs::path beside = list.string() + ".new";
-    std::error_code ignored; // then it is longer than it has to be
-    if (sync_daemon::writeToDisk(beside, text)) fs::rename(beside, list, ignored);
+    sync_daemon::replaceOnDisk(list, text); // else it is longer than it has to be
     return left;
 }
 

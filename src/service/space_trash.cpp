@@ -117,9 +117,7 @@ void writeSeen(const std::filesystem::path& file, const Seen& seen) {
     std::string text;
     for (const auto& [path, time] : seen)
         text += std::to_string(time) + " " + path + "\n";
-    const std::filesystem::path beside = file.string() + ".new";
-    std::error_code ignored; // then everything is seen anew, and stays longer
-    if (sync_daemon::writeToDisk(beside, text)) std::filesystem::rename(beside, file, ignored);
+    sync_daemon::replaceOnDisk(file, text); // else everything is seen anew, and stays longer
 }
 
 } // namespace

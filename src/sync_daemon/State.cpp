@@ -102,12 +102,8 @@ bool saveState(const State& state, const fs::path& file, platform::ProcessLog& l
         {"pairs", std::move(pairs)},
         {"excluded", platform::Array(state.excluded.begin(), state.excluded.end())},
     };
-    const fs::path beside = file.string() + ".new";
-    std::error_code error;
     // Every path in it was taken from a message, so it is UTF-8 and the text exists.
-    const bool isWritten = writeToDisk(beside, platform::jsonText(entries).value() + '\n');
-    if (isWritten) fs::rename(beside, file, error);
-    if (!isWritten || error) {
+    if (!replaceOnDisk(file, platform::jsonText(entries).value() + '\n')) {
         log.error("Cannot write the state to ", file.string(), "; a restart will not know the last change");
         return false;
     }

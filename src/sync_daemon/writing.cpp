@@ -3,7 +3,9 @@
 #include "sync_daemon/Descriptor.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
+#include <string>
 
 namespace sync_daemon {
 
@@ -16,6 +18,11 @@ bool writeToDisk(const std::filesystem::path& path, std::string_view text) {
         if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
     }
     return ::fsync(file.get()) == 0;
+}
+
+bool replaceOnDisk(const std::filesystem::path& path, std::string_view text) {
+    const std::string beside = path.string() + ".new";
+    return writeToDisk(beside, text) && ::rename(beside.c_str(), path.c_str()) == 0;
 }
 
 } // namespace sync_daemon

@@ -2,16 +2,19 @@
 
 #include "apps/user_folders.h"
 #include "platform/json.h"
+#include "sync_daemon/writing.h"
 
 #include <sys/file.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <system_error>
 #include <unistd.h>
 
 namespace apps::tsyncfinder {
@@ -109,14 +112,9 @@ void setValue(const Setting& setting, std::string_view value) {
     if (!entries)
         throw std::runtime_error("The settings cannot be read, and are left as they are: " + settingsFile());
     (*entries)[std::string(setting.key)] = std::string(value);
-    {
-        std::ofstream file(path + ".new", std::ios::binary);
-        file << platform::jsonDescription(*entries) << '\n';
-        file.close();
-        if (!file) throw std::runtime_error("The settings cannot be written: " + path);
-    }
-    fs::rename(path + ".new", path, error);
-    if (error) throw std::runtime_error("The settings cannot be written: " + path + ": " + error.message());
+    if (!sync_daemon::replaceOnDisk(path, platform::jsonDescription(*entries) + '\n'))
+        throw std::runtime_error("The settings cannot be written: " + path + ": " +
+                                 std::generic_category().message(errno));
 }
 
 } // namespace apps::tsyncfinder

@@ -47,12 +47,10 @@ void set(const std::string& key, platform::Value value) {
     const auto text = platform::jsonText(all);
     if (!text) throw std::runtime_error("a setting is not UTF-8");
     const fs::path file = settingsFile();
-    const std::string beside = file.string() + ".new";
-    std::error_code error;
-    fs::create_directories(file.parent_path(), error);
-    const bool isWritten = sync_daemon::writeToDisk(beside, *text + "\n");
-    if (isWritten) fs::rename(beside, file, error);
-    if (!isWritten || error) throw std::runtime_error("the settings cannot be written: " + file.string());
+    std::error_code ignored; // then the file cannot be written either
+    fs::create_directories(file.parent_path(), ignored);
+    if (!sync_daemon::replaceOnDisk(file, *text + "\n"))
+        throw std::runtime_error("the settings cannot be written: " + file.string());
 }
 
 } // namespace
