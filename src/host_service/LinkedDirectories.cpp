@@ -19,14 +19,17 @@ RootIdentities identitiesOf(const extension::WatchedPaths& roots, platform::File
 std::string ownPathOf(const std::string& directory, const RootIdentities& roots,
                       platform::FileSystem& fileSystem) {
     if (roots.empty()) return {};
+    std::string linked; // behind the nearest link: a path without links
     // From the directory upwards: the nearest root counts.
     for (std::string_view level = directory; level.size() > 1; level = level.substr(0, level.rfind('/'))) {
         const auto kind = fileSystem.kind(level);
         if (!kind) return {}; // it has gone, or its disk does not answer
         const auto root = roots.find(kind->identity);
         if (root != roots.end()) return root->second + directory.substr(level.size());
+        if (linked.empty() && kind->leadsTo.starts_with('/'))
+            linked = kind->leadsTo + directory.substr(level.size());
     }
-    return {};
+    return linked.empty() || linked == directory ? std::string() : ownPathOf(linked, roots, fileSystem);
 }
 
 bool LinkedDirectories::set(const std::string& directory, const std::string& own) {

@@ -31,6 +31,7 @@ struct FileKind {
     bool isDirectory = false; // links resolved
     bool isLink = false;      // the item itself is a symbolic link
     FileIdentity identity;    // of what the path leads to
+    std::string leadsTo;      // of a link: the path of that without links; empty when it cannot be told
 
     bool isDirectoryItself() const { return isDirectory && !isLink; }
 };

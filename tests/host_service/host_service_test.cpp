@@ -263,15 +263,19 @@ TEST_F(HostServiceTest, KnowsARootBehindALinkWhereItIsShown) {
     disk.links["/home/link"] = "/r";
     disk.folders["/inner"] = {};
     disk.links["/home/later"] = "/inner";
+    disk.links["/home/below"] = "/r/d"; // a folder of the root
     EXPECT_THAT(badges({"file:///home/link/d"}), ElementsAre("")) << "it is not shown: nobody looks";
-    for (const char* directory :
-         {"file:///home/link/", "file:///home/link/d", "file:///home/other", "file:///home/later"})
+    for (const char* directory : {"file:///home/link/", "file:///home/link/d", "file:///home/other",
+                                  "file:///home/later", "file:///home/below"})
         service.beginObserving("A", directory);
-    EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///home/link/:", "A: file:///home/link/d:"));
-    EXPECT_THAT(sink.shown, ElementsAre("file:///r", "file:///r/d")) << "where the sync service looks";
+    EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///home/link/:", "A: file:///home/link/d:",
+                                                  "A: file:///home/below:"));
+    EXPECT_THAT(sink.shown, ElementsAre("file:///r", "file:///r/d", "file:///r/d"))
+        << "where the sync service looks";
     uploads({"/r/d/f"});
     EXPECT_THAT(announced(), UnorderedElementsAre("A: file:///home/link/: file:///home/link/d",
-                                                  "A: file:///home/link/d: file:///home/link/d/f"));
+                                                  "A: file:///home/link/d: file:///home/link/d/f",
+                                                  "A: file:///home/below: file:///home/below/f"));
     const auto questions = disk.questions;
     EXPECT_THAT(
         badges({"file:///home/link", "file:///home/link/d/f", "file:///home/other", "file:///home/linked"}),

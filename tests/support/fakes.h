@@ -259,7 +259,10 @@ class MemoryFileSystem final : public platform::FileSystem {
         if (hanging.contains(target) || (folder == folders.end() && !files.contains(target)))
             return std::nullopt;
         const bool isLink = links.contains(std::string(path));
-        return platform::FileKind{folder != folders.end(), isLink, {1, std::hash<std::string>()(target)}};
+        return platform::FileKind{folder != folders.end(),
+                                  isLink,
+                                  {1, std::hash<std::string>()(target)},
+                                  isLink ? target : std::string()};
     }
     std::vector<std::string> entryNames(std::string_view path) override {
         ++questions;

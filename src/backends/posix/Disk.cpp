@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <dirent.h>
 #include <string_view>
 
@@ -12,11 +13,18 @@ bool PosixDisk::exists(const std::string& path) const {
     return ::stat(path.c_str(), &status) == 0;
 }
 
-std::optional<platform::FileKind> PosixDisk::kind(const std::string& path) const {
+std::optional<platform::FileKind> PosixDisk::kind(const std::string& itsPath) const {
     struct stat target;
     struct stat item;
-    if (::stat(path.c_str(), &target) != 0 || ::lstat(path.c_str(), &item) != 0) return std::nullopt;
-    return platform::FileKind{S_ISDIR(target.st_mode), S_ISLNK(item.st_mode), {target.st_dev, target.st_ino}};
+    if (::stat(itsPath.c_str(), &target) != 0 || ::lstat(itsPath.c_str(), &item) != 0) return std::nullopt;
+    platform::FileKind kind{
+        S_ISDIR(target.st_mode), S_ISLNK(item.st_mode), {target.st_dev, target.st_ino}, {}};
+    if (kind.isLink) {
+        char* const path = ::realpath(itsPath.c_str(), nullptr);
+        if (path != nullptr) kind.leadsTo = path;
+        std::free(path);
+    }
+    return kind;
 }
 
 std::vector<std::string> PosixDisk::entryNames(const std::string& path) const {

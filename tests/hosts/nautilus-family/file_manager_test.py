@@ -345,15 +345,16 @@ def faults(session):
 
 
 def linked(session):
-    """A file in flight behind a link to its root, and behind a bind mount of that."""
-    places = [os.path.join(session.folder, name) for name in ("link", "bound")]
+    """A file in flight behind a link to its root, behind a bind mount of that, and behind a link to its folder."""
+    places = [os.path.join(session.folder, name) for name in ("link", "bound", "inside")]
     os.symlink(session.root, places[0])
     os.mkdir(places[1])
     subprocess.check_call(["mount", "--bind", session.root, places[1]])
-    session.write("inner/large.bin", 4_000_000)
+    os.symlink(os.path.join(session.root, "inner"), places[2])
+    session.write("inner/large.bin", 6_000_000)
     session.sync_again()
-    for place in places:
-        session.open(os.path.join(place, "inner"))
+    for place in (os.path.join(places[0], "inner"), os.path.join(places[1], "inner"), places[2]):
+        session.open(place)
         wait_until(lambda: shows("upload") and shows("sync"), 30, "emblems in " + place)
 
 
