@@ -1,12 +1,10 @@
 // A folder with a file of contacts. Input: the file. What reaches the panel is text.
 #include "backends/contacts/VCardFolder.h"
+#include "fuzz/folder.h"
 #include "fuzz/require.h"
 #include "platform/utf8.h"
 
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -16,16 +14,6 @@ class Silence final : public platform::ProcessLog {
   public:
     bool isOn(platform::LogLevel /*level*/) const override { return true; }
     void write(platform::LogLevel /*level*/, std::string_view line) override { require(!line.empty()); }
-};
-
-struct Folder {
-    Folder() {
-        std::string name = std::filesystem::temp_directory_path() / "contactsXXXXXX";
-        require(mkdtemp(name.data()) != nullptr);
-        path = name;
-    }
-    ~Folder() { std::filesystem::remove_all(path); }
-    std::string path;
 };
 
 void requireText(const platform::Person& person) {
@@ -42,9 +30,8 @@ void requireText(const platform::Person& person) {
 extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const Folder folder;
-    std::ofstream(folder.path + "/a.vcf", std::ios::binary)
-        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+    static const FuzzFolder folder;
+    folder.write(folder.path + "/a.vcf", {reinterpret_cast<const char*>(data), size});
     Silence log;
     for (const platform::Person& person : backends::contacts::VCardFolder(folder.path, log).people())
         requireText(person);
