@@ -8,28 +8,15 @@ after another start both sides equal, and every content that a person saved on o
 import json
 import os
 import random
-import re
 import shutil
 import subprocess
 import sys
 import tempfile
 import time
 
+from saves import at_call, counted, saves
+
 CALLS = "write,writev,pwrite64,rename,renameat,renameat2,fsync,fdatasync,unlink,unlinkat,ftruncate,linkat,mkdirat"
-
-
-def counted(command, environment):
-    """How many of these calls the program makes."""
-    log = tempfile.NamedTemporaryFile("r")
-    subprocess.run(["strace", "-f", "-o", log.name, "-e", "trace=" + CALLS, *command], env=environment, check=True,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
-    return len(re.findall(r"^\d+ +\w+\(", log.read(), re.M))
-
-
-def killed_at(number, command, environment):
-    subprocess.run(["strace", "-f", "-o", "/dev/null", "-e", "trace=" + CALLS, "-e",
-                    f"inject={CALLS}:signal=KILL:when={number}", *command], env=environment, stdin=subprocess.DEVNULL,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
 def killed_after(seconds, command, environment):
@@ -42,71 +29,25 @@ def killed_after(seconds, command, environment):
         process.wait()
 
 
-class Save:
-    """A program that replaces a file, and what may be read from that afterwards."""
-
-    def __init__(self, name, folder, command, read, environment):
-        self.name, self.folder, self.command, self.read, self.environment = name, folder, command, read, environment
-        self.allowed = [read()]
-        self.fresh = folder + ".old"
-        shutil.copytree(folder, self.fresh)
-        begin = time.monotonic()
-        subprocess.run(command, env=environment, check=True, stdout=subprocess.DEVNULL)
-        self.seconds = time.monotonic() - begin
-        self.allowed.append(read())
-        assert self.allowed[0] != self.allowed[1], name
-        self.seen = [0, 0]
-
-    def once(self, kill):
-        shutil.rmtree(self.folder)
-        shutil.copytree(self.fresh, self.folder)
-        kill(self.command, self.environment)
-        found = self.read()
-        assert found in self.allowed, "%s: neither the old nor the new: %s" % (self.name, found[:200])
-        self.seen[self.allowed.index(found)] += 1
-
-    def every_call(self):
-        calls = counted(self.command, self.environment)
-        self.seen = [0, 0]
-        for number in range(1, calls + 1):
-            self.once(lambda command, environment: killed_at(number, command, environment))
-        print("%-22s killed at each of %d calls: the old one %d times, the new one %d times" % (
-            self.name, calls, *self.seen), flush=True)
-
-    def at_random(self, times, randomness):
-        self.seen = [0, 0]
-        for _ in range(times):
-            self.once(lambda command, environment: killed_after(
-                randomness.uniform(0, 1.2 * self.seconds), command, environment))
-        print("%-22s killed %d times at random: the old one %d times, the new one %d times" % (
-            self.name, times, *self.seen), flush=True)
+def at_every_call(save):
+    calls = counted(CALLS, save.command, save.environment)
+    for name, times in sorted(calls.items()):
+        for number in range(1, times + 1):
+            save.once(lambda command, environment: quietly(at_call(name, number, "signal=KILL", command), environment))
+    save.tell("killed at each of %d calls (%s)" % (
+        calls.total(), ", ".join("%s %d" % one for one in sorted(calls.items()))))
 
 
-def output_of(*command, environment):
-    done = subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    return done.stdout.decode(errors="replace") + str(done.returncode)
+def quietly(command, environment):
+    subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL)
 
 
-def saves(build, work):
-    environment = {**os.environ, "XDG_CONFIG_HOME": work + "/config", "HOME": work, "LC_ALL": "C.UTF-8"}
-    environment.pop("DBUS_SESSION_BUS_ADDRESS", None)
-    dirsnapshot = os.path.join(build, "apps/dirsnapshot/dirsnapshot")
-    for name, count in (("old", 2000), ("new", 2001)):
-        with open(f"{work}/{name}", "w") as file:
-            file.writelines("8|/%d0|2|5|0|" % (1000000 + i) for i in range(count))
-    for store in ("flat", "sync"):
-        folder = f"{work}/{store}"
-        os.makedirs(folder)
-        convert = [dirsnapshot, "convert", "--from", "flat", "--to", store]
-        subprocess.check_call([*convert, work + "/old", folder + "/target"])
-        yield Save(f"snapshot, {store}", folder, [*convert, work + "/new", folder + "/target"],
-                   lambda folder=folder: output_of(dirsnapshot, "count", folder + "/target", environment=environment),
-                   environment)
-    for program, key, value in (("tsyncfinder", "menu", "off"), ("tsyncquenz", "transfers", "7")):
-        tool = os.path.join(build, "apps", program, program)
-        os.makedirs(f"{work}/config/{program}", exist_ok=True)
-        yield Save(f"settings, {program}", f"{work}/config/{program}", [tool, "config", key, value],
-                   lambda tool=tool: output_of(tool, "config", environment=environment), environment)
+def at_random(save, times, randomness):
+    for _ in range(times):
+        save.once(lambda command, environment: killed_after(
+            randomness.uniform(0, 1.2 * save.seconds), command, environment))
+    save.tell("killed %d times at random" % times)
 
 
 class Pair:
@@ -197,12 +138,12 @@ class Pair:
         return was_killed
 
     def every_call(self, step):
-        kills, number = 0, 1
-        while self.once(["strace", "-f", "-o", "/dev/null", "-e", "trace=" + CALLS, "-e",
-                         f"inject={CALLS}:signal=KILL:when={number}"], 60):
-            kills, number = kills + 1, number + step
-        print("%-22s killed at %d calls of a thread, up to its number %d: nothing lost, in step after the next start" % (
-            "the service", kills, number - step), flush=True)
+        for name in CALLS.split(","):
+            number = 1
+            while self.once(at_call(name, number, "signal=KILL", []), 60):
+                number += step
+            print("%-22s killed at %s of a thread, %d times up to its number %d: nothing lost, in step after the next "
+                  "start" % ("the service", name, (number - 1) // step, number - 1), flush=True)
 
     def at_random(self, times, randomness):
         for _ in range(times):
@@ -218,9 +159,9 @@ def main():
     try:
         every = list(saves(build, work))
         for save in every:
-            save.every_call()
+            at_every_call(save)
         for save in every:
-            save.at_random(times // len(every), randomness)
+            at_random(save, times // len(every), randomness)
         pair = Pair(build, work)
         pair.every_call(1 if times >= 10000 else 10)
         pair.at_random(max(1, times // 100), randomness)

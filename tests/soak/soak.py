@@ -4,9 +4,10 @@
 
 A service with a real SFTP server, the extension and two file managers. For most of a minute files are made, edited,
 renamed and deleted on both sides, commands are given, folders are shown, and programs are killed, stopped for a while
-or find their disk full. Then all is quiet, and after that the two sides must be equal, every badge must be the right
-one, and nothing that was saved may be gone from both sides and their trashes. What each program holds is written
-down; at the end it must have been flat after the first tenth."""
+or find their disk full; in the last two thirds of the time none of them is killed but rclone, so that what grows has
+time to. Then all is quiet, and after that the two sides must be equal, every badge must be the right one, and nothing
+that was saved may be gone from both sides and their trashes. What each program holds is written down; at the end it
+must have been flat after the first tenth."""
 import filecmp
 import json
 import os
@@ -216,9 +217,10 @@ class Soak:
         found = subprocess.run(["pgrep", "-P", str(self.service.process.pid), "-x", "rclone"], stdout=subprocess.PIPE)
         return int(found.stdout.split()[0]) if found.stdout else None
 
-    def nuisance(self):
-        deed = self.random.choice(("kill service", "kill extension", "kill rclone", "kill file manager", "stop service",
-                                   "stop extension", "stop server", "full disk", "pause"))
+    def nuisance(self, kills):
+        killed = ("kill service", "kill extension", "kill file manager") if kills else ()
+        deed = self.random.choice(("kill rclone", "stop service", "stop extension", "stop server", "full disk", "pause",
+                                   *killed))
         if deed == "kill service":
             self.service.end()
             self.service.start()
@@ -302,11 +304,11 @@ class Soak:
                 wrong[path] = "not told"
         return wrong
 
-    def minute(self):
+    def minute(self, kills):
         begin = time.monotonic()
         while time.monotonic() < begin + BUSY:
             try:
-                self.nuisance() if self.random.random() < NUISANCE else self.act()
+                self.nuisance(kills) if self.random.random() < NUISANCE else self.act()
             except OSError as error:  # the disk is full, or the service was quicker
                 self.counts[type(error).__name__] = self.counts.get(type(error).__name__, 0) + 1
             time.sleep(self.random.uniform(0, 1))
@@ -353,7 +355,7 @@ def main():
     try:
         try:
             while minute < minutes:
-                took = soak.minute()
+                took = soak.minute(kills=minute < minutes / 3)  # after that they live, and may grow
                 minute += 1
                 print("minute %d: in step after %.0f s, %d files" % (
                     minute, took, len(soak.items(soak.here, "file"))), flush=True)
