@@ -1,6 +1,6 @@
 /* Memory with a fault, to be loaded before a program (LD_PRELOAD). FAILING_ALLOCATION is the number of the
- * allocation that is refused, or with a "+" behind it, of the first of all that are. COUNTED_ALLOCATIONS is the
- * file that gets their number at the end. */
+ * allocation that is refused, or with a "+" behind it, of the first of all that are. COUNTED_ALLOCATIONS is
+ * the file that gets their number at the end. */
 #include <errno.h>
 #include <stdatomic.h>
 #include <stdbool.h>
@@ -33,7 +33,9 @@ static bool fails(void) {
 void* malloc(size_t size) { return fails() ? NULL : __libc_malloc(size); }
 void* calloc(size_t count, size_t size) { return fails() ? NULL : __libc_calloc(count, size); }
 void* realloc(void* memory, size_t size) { return fails() ? NULL : __libc_realloc(memory, size); }
-void* aligned_alloc(size_t alignment, size_t size) { return fails() ? NULL : __libc_memalign(alignment, size); }
+void* aligned_alloc(size_t alignment, size_t size) {
+    return fails() ? NULL : __libc_memalign(alignment, size);
+}
 int posix_memalign(void** memory, size_t alignment, size_t size) {
     *memory = aligned_alloc(alignment, size);
     return *memory != NULL ? 0 : ENOMEM;
