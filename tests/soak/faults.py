@@ -4,7 +4,7 @@
 
 Whatever fails, the program ends by itself: with its work done and right, or with a message and a status other than
 0. What was to be replaced is the old or the new one, whole, and the new one when the program says so. Without memory
-it may end by abort(3), with a message as well."""
+it may end by abort(3), or as GLib does by a trap, with a message as well."""
 import os
 import shutil
 import signal
@@ -30,7 +30,8 @@ def ended(command, environment, may_abort=False):
     done = subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, timeout=60)
     message = done.stderr.decode(errors="replace")
-    aborted = may_abort and done.returncode == -signal.SIGABRT and ("memory" in message or "terminate called" in message)
+    aborted = may_abort and done.returncode in (-signal.SIGABRT, -signal.SIGTRAP) and any(  # GLib ends by a trap
+        words in message for words in ("memory", "terminate called", "failed to allocate"))
     if done.returncode < 0 and not aborted:
         raise Fault("ended by signal %d: %s" % (-done.returncode, message[-300:]))
     return done.returncode, done.stdout, message
@@ -121,10 +122,10 @@ def allocations_of(command, environment):
 
 def fail_allocations(one, library):
     preloaded = {**one.environment, "LD_PRELOAD": library}
-    # A program makes very many to know its options, all alike: one in a hundred of these.
+    # What comes before are libraries that begin, which may crash then, and the options, made all alike.
     before = allocations_of([one.command[0], "--no-such-option"], preloaded)
     every = allocations_of(one.command, preloaded)
-    numbers = [number for number in range(1, every + 1) if number > before - 20 or number % 100 == 0]
+    numbers = range(max(1, before - 20), every + 1)
     for number in numbers:
         for which in (str(number), f"{number}+"):
             try:

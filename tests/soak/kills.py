@@ -143,7 +143,7 @@ class Pair:
             while self.once(at_call(name, number, "signal=KILL", []), 60):
                 number += step
             print("%-22s killed at %s of a thread, %d times up to its number %d: nothing lost, in step after the next "
-                  "start" % ("the service", name, (number - 1) // step, number - 1), flush=True)
+                  "start" % ("the service", name, (number - 1) // step, max(0, number - step)), flush=True)
 
     def at_random(self, times, randomness):
         for _ in range(times):
