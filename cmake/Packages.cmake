@@ -49,6 +49,7 @@ endmacro()
 # tsf_package_with_unit(COMPONENT): its package enables the user unit of its name, and has an autostart entry.
 macro(tsf_package_with_unit component)
     set(unit ${component}.service)
+    set(component "${component}") # a parameter of a macro is no variable that a file could name
     string(TOUPPER "${component}" key)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA)
     foreach(file postinst postrm conffiles)

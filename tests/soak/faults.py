@@ -91,11 +91,11 @@ def works(build, changes, work):
     for name in ("flat", "sync"):
         stores[name] = [f"{work}/{name}-{which}" for which in ("one", "two")]
         for store, source in zip(stores[name], (tree, other)):
-            subprocess.check_call([dirsnapshot, "scan", "--to", name, source, store], stdout=subprocess.DEVNULL)
+            subprocess.check_call([dirsnapshot, "scan", "--type", name, "-o", store, source], stdout=subprocess.DEVNULL)
         yield Reading(f"ls, {name}", [dirsnapshot, "ls", stores[name][0]], environment)
         yield Reading(f"diff, {name}", [dirsnapshot, "diff", *stores[name]], environment)
         target = f"{work}/{name}-scanned"
-        yield Reading(f"scan, {name}", [dirsnapshot, "scan", "--to", name, tree, target], environment,
+        yield Reading(f"scan, {name}", [dirsnapshot, "scan", "--type", name, "-o", target, tree], environment,
                       [dirsnapshot, "ls", target])
     yield Reading("the C example", [changes, other, work + "/flat-two"], environment)
 

@@ -107,7 +107,7 @@ char* DSNodeCreateStringWithFullPathAndBasePath(const DSNode* node, const char* 
         return nullptr;
     }
     char* path = static_cast<char*>(calloc(1, DSNodePathCapacity));
-    if (path == nullptr) abort();
+    if (path == nullptr) endForLackOfMemory();
     char* end = path + length;
     for (const DSNode* step = node; step->parent != nullptr; step = step->parent) {
         end -= step->_nameLength;

@@ -45,7 +45,7 @@ void DigestStore::provide(DSNode* node) {
     if (_block == nullptr || _given == kDigests) {
         if (_block != nullptr) Block::drop(_block, 1);
         void* memory = nullptr;
-        if (posix_memalign(&memory, kBlockAlignment, kBlockBytes) != 0) abort();
+        if (posix_memalign(&memory, kBlockAlignment, kBlockBytes) != 0) endForLackOfMemory();
         static_assert(sizeof(Block) <= kBlockBytes);
         _block = new (memory) Block;
         _given = 0;
