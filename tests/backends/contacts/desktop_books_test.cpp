@@ -1,4 +1,5 @@
 #include "backends/contacts/DesktopBooks.h"
+#include "tests/support/GBus.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/enter_home.h"
@@ -42,12 +43,7 @@ std::vector<std::string> everybody() {
 class Desktop {
   public:
     explicit Desktop(const support::TemporaryFolder& home) {
-        char* const address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-        constexpr int flags =
-            G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION;
-        bus = g_dbus_connection_new_for_address_sync(address, static_cast<GDBusConnectionFlags>(flags),
-                                                     nullptr, nullptr, nullptr);
-        g_free(address);
+        bus = support::newBusConnection();
         home.write("config/evolution/sources/hidden.source",
                    "[Data Source]\nDisplayName=Hidden\nEnabled=true\nParent=local-stub\n\n"
                    "[Address Book]\nBackendName=local\n\n[Autocomplete]\nIncludeMe=false\n");

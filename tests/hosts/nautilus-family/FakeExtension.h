@@ -4,6 +4,7 @@
 
 #include "protocol/names.h"
 #include "protocol/selection_class.h"
+#include "tests/support/GBus.h"
 
 #include <gio/gio.h>
 
@@ -23,12 +24,7 @@ class Extension {
         std::ifstream file(introspection);
         const std::string text{std::istreambuf_iterator<char>(file), {}};
         GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(text.c_str(), nullptr);
-        char* const address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-        constexpr int flags =
-            G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION;
-        bus = g_dbus_connection_new_for_address_sync(address, static_cast<GDBusConnectionFlags>(flags),
-                                                     nullptr, nullptr, nullptr);
-        g_free(address);
+        bus = support::newBusConnection();
         if (bus == nullptr || node == nullptr) throw std::runtime_error("no bus, or no introspection file");
         static const GDBusInterfaceVTable table = {called, nullptr, nullptr, {}};
         object = g_dbus_connection_register_object(
