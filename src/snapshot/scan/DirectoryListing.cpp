@@ -108,8 +108,8 @@ void DirectoryListing::examineOne(size_t position, int directory, const char* pa
 
 DirectoryListing::Status DirectoryListing::statusOf(int directory, const char* path) {
     struct stat status;
-    if (fstatat(directory, path, &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
-    return {status.st_size, status.st_mtim.tv_sec, status.st_atim.tv_sec, kindOf(status.st_mode)};
+    if (fstatat(directory, path, &status, AT_SYMLINK_NOFOLLOW) != 0) return {.isUnknown = !isGone(errno)};
+    return {status.st_size, status.st_mtim.tv_sec, status.st_atim.tv_sec, kindOf(status.st_mode), false};
 }
 
 DirectoryListing::Status DirectoryListing::statusOf(int directory, const char* path, int flags,
@@ -118,7 +118,8 @@ DirectoryListing::Status DirectoryListing::statusOf(int directory, const char* p
         return time.tv_sec * 1'000'000'000 + time.tv_nsec;
     };
     struct statx status;
-    if (statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) return {};
+    if (statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
+        return {.isUnknown = !isGone(errno)};
     evidence.device = static_cast<uint32_t>(makedev(status.stx_dev_major, status.stx_dev_minor));
     evidence.isDirectory = S_ISDIR(status.stx_mode);
     evidence.inode = status.stx_ino;
@@ -126,7 +127,7 @@ DirectoryListing::Status DirectoryListing::statusOf(int directory, const char* p
     evidence.changed = nanoseconds(status.stx_ctime);
     evidence.born = (status.stx_mask & STATX_BTIME) != 0 ? nanoseconds(status.stx_btime) : 0;
     return {static_cast<int64_t>(status.stx_size), status.stx_mtime.tv_sec, status.stx_atime.tv_sec,
-            kindOf(status.stx_mode)};
+            kindOf(status.stx_mode), false};
 }
 
 void DirectoryListing::clear() {

@@ -19,10 +19,11 @@ class DirectoryListing {
     // What the file system says about an entry. The kind is a node's, or 0 for an entry that is not recorded:
     // of another kind, or gone.
     struct Status {
-        int64_t size;         // bytes
-        int64_t modifiedTime; // seconds since 1970
-        int64_t accessedTime; // seconds since 1970
-        uint8_t type;
+        int64_t size = 0;         // bytes
+        int64_t modifiedTime = 0; // seconds since 1970
+        int64_t accessedTime = 0; // seconds since 1970
+        uint8_t type = 0;
+        bool isUnknown = false; // it is there, for all that is known: the disk would not say what it is
     };
 
     // Reads the names from an open directory. False, and an empty listing, when that fails; one that is gone

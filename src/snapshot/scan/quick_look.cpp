@@ -168,6 +168,7 @@ class QuickLook {
             return false;
         }
         const DirectoryListing::Status& status = listing.status(position);
+        if (status.isUnknown) isWhole = false;
         if (status.type == 0) return false;
         Child& child = children.emplace_back(Child{known.node, known.record, listing.evidence(position)});
         DSNode*& node = child.node;

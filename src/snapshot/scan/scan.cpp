@@ -149,6 +149,7 @@ class Scan {
         else
             status = DirectoryListing::statusOf(level.directory >= 0 ? level.directory : AT_FDCWD,
                                                 level.directory >= 0 ? name.data() : _path);
+        if (status.isUnknown) _isWhole = false;
         if (status.type == 0) return true;
         DSNode* node =
             _nodes.create(name, status.size, status.modifiedTime, status.accessedTime, status.type);
