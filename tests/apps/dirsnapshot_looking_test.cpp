@@ -58,6 +58,18 @@ TEST_F(DirsnapshotLooking, ADirectoryThatNeverAnswersEndsIt) {
     EXPECT_FALSE(isThere("none") || isThere("none.evidence"));
 }
 
+// Else a mistake of the disk would be taken for a deletion.
+TEST_F(DirsnapshotLooking, AnItemThatTheDiskDoesNotExplainIsNoneThatHasGone) {
+    folder.write("d/a", "1");
+    EXPECT_EQ(run("scan d -o whole"), 0);
+    folder.write("d/broken", "1");
+    for (const char* arguments :
+         {"scan d -o part", "scan d -o part --threads 1", "scan d -o part --since whole"}) {
+        EXPECT_EQ(run(arguments), 2) << arguments;
+        EXPECT_EQ(said(), "dirsnapshot: d: only a part could be read\n") << arguments;
+    }
+}
+
 TEST_F(DirsnapshotLooking, ShowsHowFarItIs) {
     for (const char* file : {"d/a", "d/slow/b"})
         folder.write(file, "");
