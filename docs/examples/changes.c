@@ -7,7 +7,7 @@
  * in the file for the next time. Ends with 0 when nothing changed, 1 when something did, 2 after an error. */
 #include <snapshot/DSCompare.h>
 #include <snapshot/DSFlatFile.h>
-#include <snapshot/DSSnapshot.h>
+#include <snapshot/DSQuickLook.h>
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -44,8 +44,17 @@ int main(int count, char** words) {
         perror(words[1]);
         return 2;
     }
-    DSNode* current = DSNodeCreateDirectorySnapshot(directory);
+    /* A look with the evidence of nothing is a scan; unlike the plain one it tells when a part is missing. */
+    DSNode* current = DSNodeCreate("/", 0, 0, 0, DSNodeTypeDirectory);
+    DSEvidence* evidence = DSEvidenceCreate();
+    int is_whole = evidence != NULL && DSNodeLookAgain(current, evidence, directory, DSQuickLookItems) == 0;
+    DSEvidenceDestroy(evidence);
     free(directory);
+    if (!is_whole) {
+        fprintf(stderr, "%s: only a part could be read\n", words[1]);
+        DSNodeDestroy(current);
+        return 2;
+    }
 
     /* NULL where there is no such file: then there is nothing to compare with. */
     DSNode* previous = DSNodeLoadSnapshotWithSHA1(words[2], 0);
