@@ -261,8 +261,8 @@ void look() {
     const std::string command = program + " rest " + servers.configuration() + " " + servers.storage("sftp") +
                                 " " + (disk / "").string();
     if (std::system(command.c_str()) != 0) std::printf("MISSED something\n");
-    const std::string bisync = "bisync --workdir " + (disk / "bisync").string() + " " + pair.folder.string() +
-                               " " + there(servers, "look");
+    const std::string bisync = "bisync --sftp-disable-hashcheck --workdir " + (disk / "bisync").string() +
+                               " " + pair.folder.string() + " " + there(servers, "look");
     rclone(servers, bisync + " --resync");
     printRatio("the same", median(own), "rclone bisync", rclone(servers, bisync), 0);
     if (support::run("which unison").status != 0) return;

@@ -24,6 +24,10 @@ constexpr std::chrono::microseconds awake{200};
 // Where a waiting request's reply arrives. It outlives the request, so that a late reply is harmless.
 class ReplySlot {
   public:
+    // Made before the request leaves: the time of the sending counts, and who sees the request on the bus
+    // knows that its time runs.
+    explicit ReplySlot(const platform::Clock& with) : clock(with), start(with.now()) {}
+
     void fill(Reply&& value) {
         {
             const std::lock_guard guard(lock);
@@ -34,8 +38,7 @@ class ReplySlot {
     }
 
     // The reply, or none once the time is over. Once only.
-    Reply wait(std::chrono::milliseconds bound, const platform::Clock& clock) {
-        const auto start = clock.now();
+    Reply wait(std::chrono::milliseconds bound) {
         while (!isFilled && clock.now() - start < awake)
             std::this_thread::yield();
         std::unique_lock guard(lock);
@@ -45,6 +48,8 @@ class ReplySlot {
     }
 
   private:
+    const platform::Clock& clock; // read by the waiting thread alone
+    const platform::Clock::TimePoint start;
     std::mutex lock;
     std::condition_variable arrived;
     std::atomic<bool> isFilled = false; // written with the lock held
@@ -90,10 +95,10 @@ void TSyncClient::send(std::string_view message, const Array& arguments, platfor
 Reply TSyncClient::request(std::string_view message, const Array& arguments) {
     const auto connection = currentConnection();
     if (!connection) return {};
-    const auto slot = std::make_shared<ReplySlot>();
+    const auto slot = std::make_shared<ReplySlot>(around.clock);
     connection->sendForWaiting(message, arguments, protocol::replyWait(message),
                                [slot](Reply reply) { slot->fill(std::move(reply)); });
-    return slot->wait(protocol::replyWait(message), around.clock);
+    return slot->wait(protocol::replyWait(message));
 }
 
 Reply TSyncClient::ask(std::string_view message, const Array& arguments) {
