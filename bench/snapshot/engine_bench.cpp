@@ -21,6 +21,7 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +30,7 @@
 #include <filesystem>
 #include <malloc.h>
 #include <set>
+#include <thread>
 #include <unistd.h>
 
 using namespace bench;
@@ -154,21 +156,50 @@ void comparison() {
         printRatio("compare A with 2 % changed", "watchdog", medians[0], peer, peer / medians[0], 100, false);
 }
 
-// Asks for each directory of a tree, or for each item, and does nothing with the answers. The least a look
-// can take.
-void askBarely(const DSNode* node, int above, bool structureOnly, const std::string& path = {}) {
-    struct statx status;
-    const int own = structureOnly || path.empty() ? above : openat(above, path.c_str(), O_PATH | O_CLOEXEC);
+// The directories of a tree, each after the one that it is in, by their paths from the top.
+using Directories = std::vector<std::pair<std::string, const DSNode*>>;
+
+void addDirectories(const std::string& path, const DSNode* node, Directories& found) {
+    found.emplace_back(path, node);
     for (uint64_t i = 0; i < node->children->count; i++) {
         const DSNode* child = snapshot::childAt(node, i);
-        const bool isDirectory = child->type == DSNodeTypeDirectory;
-        if (structureOnly && !isDirectory) continue;
-        const std::string below = path.empty() ? child->name : path + "/" + child->name;
-        statx(own, structureOnly ? below.c_str() : child->name, AT_SYMLINK_NOFOLLOW,
-              STATX_BASIC_STATS | STATX_BTIME, &status);
-        if (isDirectory) askBarely(child, above, structureOnly, below);
+        if (child->type == DSNodeTypeDirectory) addDirectories(path + "/" + child->name, child, found);
     }
-    if (own != above) close(own);
+}
+
+// Asks for each directory by its path, or opens it and asks for each item by its name, and does nothing with
+// the answers. The least a look can take.
+void askBarely(const std::string& tree, const Directories& directories, bool structureOnly,
+               unsigned threads) {
+    constexpr size_t piece = 100;
+    std::atomic<size_t> next = 0;
+    const auto ask = [](int at, const char* path) {
+        struct statx status;
+        statx(at, path, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &status);
+    };
+    const auto work = [&] {
+        const int top = open(tree.c_str(), O_PATH | O_CLOEXEC);
+        for (size_t from = next.fetch_add(piece); from < directories.size(); from = next.fetch_add(piece)) {
+            for (size_t i = from; i < std::min(from + piece, directories.size()); i++) {
+                const auto& [path, node] = directories[i];
+                if (structureOnly) {
+                    ask(top, path.c_str());
+                    continue;
+                }
+                const int own = openat(top, path.c_str(), O_PATH | O_CLOEXEC);
+                for (uint64_t j = 0; j < node->children->count; j++)
+                    ask(own, snapshot::childAt(node, j)->name);
+                close(own);
+            }
+        }
+        close(top);
+    };
+    std::vector<std::thread> helpers;
+    while (helpers.size() + 1 < threads)
+        helpers.emplace_back(work);
+    work();
+    for (std::thread& helper : helpers)
+        helper.join();
 }
 
 // A look again at a tree in which nothing changed, beside a whole scan of it by as many threads: by one, and
@@ -184,25 +215,29 @@ void quickLooks() {
             return now() - start;
         };
     };
-    const auto bareQuestions = [](const std::string& tree, int32_t kind) {
+    const auto bareQuestions = [](const std::string& tree, int32_t kind, unsigned threads) {
         return [=] {
-            const DSNode* root = scan(tree, 1);
-            const int top = open(tree.c_str(), O_PATH | O_CLOEXEC);
+            Directories directories;
+            addDirectories(".", scan(tree, 1), directories);
             const double start = now();
-            askBarely(root, top, kind == DSQuickLookStructure);
+            askBarely(tree, directories, kind == DSQuickLookStructure, threads);
             return now() - start;
         };
     };
+    const unsigned processors =
+        std::max(std::thread::hardware_concurrency(), 2U); // as many as the pace takes
     const auto row = [&](const std::string& title, const TreeKind& treeKind, int32_t look, double limit,
                          int rounds) {
         const std::string tree = treeAt(folder, treeKind);
         compare(title + ", 1 thread",
                 {{"engine", lookAgain(tree, look, 1)},
                  {"scan", engineScan(tree, 1).run, limit, true},
-                 {"bare questions", bareQuestions(tree, look)}},
+                 {"bare questions", bareQuestions(tree, look, 1), 1.1, true}},
                 rounds);
         compare(title + ", by the pace",
-                {{"engine", lookAgain(tree, look, 0)}, {"scan", engineScan(tree, 0).run, limit, true}},
+                {{"engine", lookAgain(tree, look, 0)},
+                 {"scan", engineScan(tree, 0).run, limit, true},
+                 {"bare questions", bareQuestions(tree, look, processors), 1.1, true}},
                 rounds);
     };
     row("structure of A", kTreeA, DSQuickLookStructure, 1.0 / 12, 5);

@@ -121,10 +121,10 @@ void printRatio(const std::string& title, const std::string& against, double eng
                 double ratio, double limit, bool isBound) {
     bool isHeld = limit <= 0 || (isBound ? ratio <= limit : ratio >= limit);
     if (!isHeld) missedCount++;
-    printf("%-34s %-28s %10.4f %10.4f   %s %6.2f", title.c_str(), against.c_str(), engine, other,
+    printf("%-34s %-28s %10.4f %10.4f   %s %6.3f", title.c_str(), against.c_str(), engine, other,
            isBound ? "takes" : "beats", ratio);
     if (limit > 0)
-        printf("   %s %.2f  %s", isBound ? "at most" : "at least", limit, isHeld ? "held" : "MISSED");
+        printf("   %s %.3f  %s", isBound ? "at most" : "at least", limit, isHeld ? "held" : "MISSED");
     printf("\n");
     fflush(stdout);
 }

@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <sys/inotify.h>
-#include <sys/wait.h>
 
 #include <array>
 #include <csignal>
@@ -101,17 +100,12 @@ TEST_F(DirsnapshotLooking, AnInterruptLeavesNothingHalfWritten) {
         std::filesystem::create_directory(target);
         const int events = inotify_init1(IN_CLOEXEC);
         inotify_add_watch(events, target.c_str(), IN_CREATE);
-        const pid_t child = fork();
-        if (child == 0)
-            execl(DIRSNAPSHOT_PROGRAM, "dirsnapshot", "convert", "--from", "flat", "--to", type.c_str(),
-                  (folder / "large").c_str(), (target + "/new").c_str(), nullptr);
+        support::Program program({DIRSNAPSHOT_PROGRAM, "convert", "--from", "flat", "--to", type,
+                                  folder / "large", target + "/new"});
         std::array<char, 4096> event;
         EXPECT_GT(read(events, event.data(), event.size()), 0);
-        kill(child, SIGINT);
+        EXPECT_EQ(program.end(SIGINT), -1) << type;
         close(events);
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << type;
         const std::string store = type == "flat" ? "new" : "new.db";
         for (const auto& entry : std::filesystem::directory_iterator(target))
             EXPECT_EQ(entry.path().filename(), store);

@@ -3,78 +3,42 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <poll.h>
 #include <string>
-#include <unistd.h>
-#include <vector>
+#include <utility>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// The program at work, and what it prints.
-class Watching {
+// The program at work, and what it prints into a file.
+class Watching : public support::Program {
   public:
-    explicit Watching(const std::vector<std::string>& arguments) {
-        std::array<int, 2> ends{};
-        if (pipe(ends.data()) != 0) return;
-        _child = fork();
-        if (_child == 0) {
-            dup2(ends[1], STDOUT_FILENO);
-            close(ends[0]);
-            close(ends[1]);
-            std::vector<char*> words{const_cast<char*>("dirsnapshot"), const_cast<char*>("watch")};
-            for (const std::string& argument : arguments)
-                words.push_back(const_cast<char*>(argument.c_str()));
-            words.push_back(nullptr);
-            execv(DIRSNAPSHOT_PROGRAM, words.data());
-            _exit(9);
-        }
-        close(ends[1]);
-        _output = ends[0];
-    }
-    ~Watching() {
-        if (_child > 0) end(SIGKILL);
-        close(_output);
-    }
+    Watching(const std::string& printed, const std::string& arguments)
+        : Program({"/bin/sh", "-c", "exec '" DIRSNAPSHOT_PROGRAM "' watch " + arguments + " >" + printed}),
+          _printed((std::ofstream(printed), printed)) {}
     // The next lines, with a "|" behind each; fewer when no more come.
     std::string next(size_t lines) {
         std::string text;
-        for (; lines > 0; lines--) {
-            size_t end;
-            while ((end = _text.find('\n')) == std::string::npos) {
-                pollfd output{_output, POLLIN, 0};
-                std::array<char, 65536> piece;
-                if (poll(&output, 1, 20'000) <= 0) return text;
-                const ssize_t got = read(_output, piece.data(), piece.size());
-                if (got <= 0) return text;
-                _text.append(piece.data(), static_cast<size_t>(got));
-            }
-            text += _text.substr(0, end) + "|";
-            _text.erase(0, end + 1);
+        while (lines > 0 && support::eventually([&] {
+                   std::string piece;
+                   _printed.clear();
+                   std::getline(_printed, piece);
+                   _line += piece;
+                   return !_printed.eof();
+               })) {
+            text += std::exchange(_line, "") + "|";
+            lines--;
         }
         return text;
     }
-    int end(int signal) {
-        kill(_child, signal);
-        int status = 0;
-        waitpid(_child, &status, 0);
-        _child = -1;
-        return status;
-    }
-    pid_t process() const { return _child; }
 
   private:
-    pid_t _child = -1;
-    int _output = -1;
-    std::string _text;
+    std::ifstream _printed;
+    std::string _line; // as far as it is there
 };
 
 class DirsnapshotWatch : public testing::Test {
@@ -108,13 +72,15 @@ class DirsnapshotWatch : public testing::Test {
         EXPECT_EQ(watching.next(1), "A /l|");
         EXPECT_EQ(watching.end(SIGTERM), 0);
     }
+    std::string within(const std::string& name) const { return " '" + folder.path(name) + "' "; }
     support::TemporaryFolder folder;
 };
 
 TEST_F(DirsnapshotWatch, TellsWhatTheKernelTells) {
     folder.write("old", "5|/gone4|2|5|0|");
     folder.write("t/z", "1");
-    Watching watching({folder / "t", folder / "old", "--exclude", "skip", "--exclude", folder / "t/not"});
+    Watching watching(folder / "told",
+                      within("t") + within("old") + "--exclude skip --exclude" + within("t/not"));
     EXPECT_EQ(watching.next(2), "D /gone|A /z|");
     folder.write("t/z", "2"); // within the second, and of the same size
     EXPECT_EQ(watching.next(1), "M /z|");
@@ -124,8 +90,11 @@ TEST_F(DirsnapshotWatch, TellsWhatTheKernelTells) {
 TEST_F(DirsnapshotWatch, LooksWhereTheKernelDoesNotTell) {
     folder.write("t/z", "1");
     folder.write("none", "");
-    Watching watching({folder / "t", folder / "none", "--interval", "0.05", "--timeout", "20", "--threads",
-                       "2", "--ignore", "mtime", "--exclude", "skip", "--exclude", folder / "t/not/"});
+    Watching watching(folder / "told",
+                      within("t") + within("none") +
+                          "--interval 0.05 --timeout 20 --threads 2 --ignore mtime --exclude skip "
+                          "--exclude" +
+                          within("t/not/"));
     EXPECT_EQ(watching.next(1), "A /z|");
     fs::last_write_time(folder / "t/z", {});
     follow(watching);
@@ -138,15 +107,13 @@ TEST_F(DirsnapshotWatch, LooksWhenEventsWereLost) {
     size_t kept = 0;
     std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> kept;
     if (kept == 0 || kept > 50'000) GTEST_SKIP() << "the kernel keeps " << kept;
-    Watching watching({folder / "t", folder / "none"});
+    Watching watching(folder / "told", within("t") + within("none"));
     EXPECT_EQ(watching.next(1), "A /z|");
-    kill(watching.process(), SIGSTOP);
-    int status = 0;
-    waitpid(watching.process(), &status, WUNTRACED);
+    watching.stop();
     for (size_t i = 0; i < kept; i++)
         folder.write("t/" + std::to_string(i), "");
     fs::create_directory(folder / "t/late");
-    kill(watching.process(), SIGCONT);
+    watching.send(SIGCONT);
     EXPECT_EQ(watching.next(1), "A /0|");
     std::string last;
     for (size_t i = 0; i < kept; i++)
@@ -155,10 +122,7 @@ TEST_F(DirsnapshotWatch, LooksWhenEventsWereLost) {
     folder.write("t/late/x", "");
     EXPECT_EQ(watching.next(1), "A /late/x|");
     EXPECT_EQ(watching.end(SIGINT), 0);
-    Watching none({folder / "nothing"});
-    int code = 0;
-    waitpid(none.process(), &code, 0);
-    EXPECT_EQ(WEXITSTATUS(code), 2);
+    EXPECT_EQ(Watching(folder / "told", within("nothing")).ownEnd(), 2);
 }
 
 } // namespace

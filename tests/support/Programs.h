@@ -34,6 +34,12 @@ class Program {
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
     void send(int signal) const { ::kill(process, signal); }
+    // Returns when it stands still.
+    void stop() const {
+        int status = 0;
+        send(SIGSTOP);
+        ::waitpid(process, &status, WUNTRACED);
+    }
     // The exit status, or -1 when a signal ended it.
     int end(int signal) {
         if (process <= 0) return -1;
@@ -43,13 +49,14 @@ class Program {
         process = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    // Ends by itself within the deadline. Leaves it to end() otherwise.
-    bool endsWithSuccess() {
+    // The status with which it ends by itself within the deadline; else -1, and it is left to end().
+    int ownEnd() {
         int status = 0;
-        const bool hasEnded = eventually([&] { return ::waitpid(process, &status, WNOHANG) != 0; });
-        if (hasEnded) process = -1;
-        return hasEnded && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (!eventually([&] { return ::waitpid(process, &status, WNOHANG) != 0; })) return -1;
+        process = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
+    bool endsWithSuccess() { return ownEnd() == 0; }
 
   private:
     void start(const std::vector<std::string>& arguments) {

@@ -25,6 +25,9 @@ constexpr size_t kDirectoriesWorthOpening = 24;
 // A thread keeps few open, all in one another, so that sixteen leave others their descriptors.
 constexpr size_t kMostOpen = 4;
 
+// Questions: the time of two suffices to bring something from the memory.
+constexpr size_t kFetchedAhead = 2;
+
 } // namespace
 
 // Where one thread is: the path of an item, and open directories that lead to it.
@@ -42,19 +45,28 @@ class KnownItems::Place {
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
 
-    // Goes to a directory.
+    // Goes to a directory, and writes of its path what it does not share with the one before.
     void goTo(size_t directory) {
+        _directoryEnd = _end = _items._directories[directory].pathLength;
+        size_t end = _end;
+        for (size_t at = directory; at != 0 && !isIn(at, _directory); at = _items._directories[at].above) {
+            const DSNode* node = _items._directories[at].node;
+            end -= node->_nameLength;
+            memcpy(_path + end, node->name, node->_nameLength);
+            _path[--end] = '/';
+        }
+        _path[_end] = '\0';
         _directory = directory;
-        setPath();
-        while (!isAbove(_open.back().directory, directory))
+        while (!isIn(_open.back().directory, directory))
             closeLast();
     }
 
     // Opens it where that is worth while: so many items are to be asked for in it.
-    void open(size_t count) {
+    void open(size_t count, Asking::Thread* asking) {
         if (_open.back().directory == _directory) return;
         if (count < kItemsWorthOpening && _items._directories[_directory].below < kDirectoriesWorthOpening)
             return;
+        if (asking != nullptr) asking->begin(absolute());
         if (_open.size() == kMostOpen) closeLast();
         const int descriptor =
             openat(_open.back().descriptor, relative(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -82,23 +94,9 @@ class KnownItems::Place {
         size_t start; // in the path, of what is relative to it
     };
 
-    void setPath() {
-        _directoryEnd = _end = _items._directories[_directory].pathLength;
-        _path[_end] = '\0';
-        size_t end = _end;
-        for (size_t at = _directory; at != 0; at = _items._directories[at].above) {
-            const DSNode* node = _items._directories[at].node;
-            end -= node->_nameLength;
-            memcpy(_path + end, node->name, node->_nameLength);
-            _path[--end] = '/';
-        }
-    }
-
-    // Also when they are the same. What is in a directory comes after it.
-    bool isAbove(size_t above, size_t directory) const {
-        while (directory > above)
-            directory = _items._directories[directory].above;
-        return directory == above;
+    // Also when they are the same.
+    bool isIn(size_t above, size_t directory) const {
+        return directory - above <= _items._directories[above].below; // also false when it comes before it
     }
 
     void closeLast() {
@@ -118,7 +116,7 @@ bool KnownItems::ask(DSNode* root, std::string_view top, bool rootIsAsBefore, bo
     _top = top;
     _known.differsNowhere();
     _directories.push_back({root, 0, 0, static_cast<uint32_t>(top.size()), 0, rootIsAsBefore});
-    gatherDirectories(0);
+    gatherDirectories();
     _topDescriptor = open(top.empty() ? "/" : std::string(top).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (_topDescriptor < 0) _topDescriptor = AT_FDCWD;
     askByThreads(_directories.size() - 1, [this](size_t from, size_t to, Asking::Thread* asking) {
@@ -137,24 +135,46 @@ bool KnownItems::ask(DSNode* root, std::string_view top, bool rootIsAsBefore, bo
     return _allAsBefore;
 }
 
-// The depth is bounded by the length of a path.
-void KnownItems::gatherDirectories(size_t above) {
-    const size_t first = _directories.size();
-    const Directory directory = _directories[above];
-    _known.eachRecord({directory.node, directory.record}, [&](uint64_t position, size_t record) {
-        if (!_known.record(record).isDirectory) return;
-        DSNode* node = childAt(directory.node, position);
-        const size_t length = directory.pathLength + 1 + node->_nameLength;
-        if (length >= DSNodePathCapacity)
-            mayDiffer(record, above); // which the walk will say
-        else
-            _directories.push_back(
-                {node, record, static_cast<uint32_t>(above), static_cast<uint32_t>(length), 0, false});
-    });
-    const size_t end = _directories.size();
-    for (size_t i = first; i < end; i++)
-        gatherDirectories(i);
-    _directories[above].below = static_cast<uint32_t>(_directories.size() - first);
+// The records are read one after the other, as they lie in the memory.
+void KnownItems::gatherDirectories() {
+    struct Level {
+        size_t directory;
+        size_t end; // behind its last record
+        uint64_t next;
+    };
+    const size_t count = _evidence.records.size();
+    std::vector<Level> levels{{0, count, 0}};
+    const auto leave = [&] {
+        const size_t directory = levels.back().directory;
+        _directories[directory].below = static_cast<uint32_t>(_directories.size() - directory - 1);
+        levels.pop_back();
+    };
+    for (size_t record = 1; record < count;) {
+        while (record == levels.back().end)
+            leave();
+        Level& level = levels.back();
+        const uint64_t position = level.next++;
+        const EvidenceRecord& known = _known.record(record);
+        const size_t end = record + known.count;
+        if (!known.isDirectory) {
+            record = end;
+            continue;
+        }
+        const Directory& above = _directories[level.directory];
+        DSNode* node = childAt(above.node, position);
+        const size_t length = above.pathLength + 1 + node->_nameLength;
+        if (length >= DSNodePathCapacity) {
+            mayDiffer(record, level.directory); // which the walk will say
+            record = end;
+            continue;
+        }
+        _directories.push_back(
+            {node, record, static_cast<uint32_t>(level.directory), static_cast<uint32_t>(length), 0, false});
+        levels.push_back({_directories.size() - 1, end, 0});
+        record++;
+    }
+    while (!levels.empty())
+        leave();
 }
 
 // Of directories that are as before: the others are read.
@@ -209,14 +229,24 @@ void KnownItems::startHelpers(size_t count, const AskRange& askRange, std::vecto
     }
 }
 
+// Begins to bring what a question soon needs into the processor's caches, which the kernel's answers to the
+// others empty: a node, or the link that stands before it, and its record.
+void KnownItems::fetch(const void* node, size_t record) const {
+    constexpr size_t line = 64;
+    __builtin_prefetch(node, 1);
+    __builtin_prefetch(static_cast<const char*>(node) + line, 1);
+    __builtin_prefetch(&_evidence.records[record], 1);
+}
+
 void KnownItems::askDirectories(size_t from, size_t to, Asking::Thread* asking) {
     Place place(*this);
     for (size_t i = from; i < to; i++) {
         Directory& directory = _directories[i];
+        if (i + kFetchedAhead < to)
+            fetch(_directories[i + kFetchedAhead].node, _directories[i + kFetchedAhead].record);
         if (i == from || directory.above != _directories[i - 1].above) {
             place.goTo(directory.above);
-            if (asking != nullptr) asking->begin(place.absolute());
-            place.open(0);
+            place.open(0, asking);
         }
         place.set(directory.node);
         if (asking != nullptr) asking->begin(place.absolute());
@@ -242,8 +272,11 @@ void KnownItems::askItems(size_t from, size_t to, Asking::Thread* asking) {
             next++;
         place.goTo(above);
         if (asking != nullptr) asking->begin(place.absolute());
-        place.open(next - first);
+        place.open(next - first, nullptr);
         for (size_t i = first; i < next; i++) {
+            if (i + kFetchedAhead < next)
+                fetch(_directories[above].node->children->items[_items[i + kFetchedAhead].position],
+                      _items[i + kFetchedAhead].record);
             DSNode* node = childAt(_directories[above].node, _items[i].position);
             if (!place.set(node) || !askItem(place, *node, _evidence.records[_items[i].record]))
                 differs.push_back(_items[i]);

@@ -48,11 +48,12 @@ class KnownItems {
     class Place;
     using AskRange = std::function<void(size_t from, size_t to, Asking::Thread* asking)>;
 
-    void gatherDirectories(size_t above);
+    void gatherDirectories();
     void gatherItems();
     void askByThreads(size_t count, const AskRange& askRange);
     void work(unsigned thread, size_t count, const AskRange& askRange, std::vector<std::thread>* helpers);
     void startHelpers(size_t count, const AskRange& askRange, std::vector<std::thread>& helpers);
+    void fetch(const void* node, size_t record) const;
     void askDirectories(size_t from, size_t to, Asking::Thread* asking);
     void askItems(size_t from, size_t to, Asking::Thread* asking);
     void refresh(DSNode& node, EvidenceRecord& record, const DirectoryListing::Status& status,
@@ -65,8 +66,8 @@ class KnownItems {
     Asking* const _asking;
     std::string_view _top;
     int _topDescriptor = -1;             // or AT_FDCWD, where the process has none left
-    std::vector<Directory> _directories; // the root first; those in one directory follow each other
-    std::vector<Item> _items;            // likewise
+    std::vector<Directory> _directories; // in pre-order, the root first
+    std::vector<Item> _items;            // those in one directory follow each other
     bool _allAsBefore = true;
 
     std::mutex _mutex; // guards what follows
