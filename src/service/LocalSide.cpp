@@ -117,12 +117,8 @@ std::string joined(const std::string& folder, std::string_view name) {
     return folder.empty() ? std::string(name) : folder + "/" + std::string(name);
 }
 
-std::string randomHex() {
-    std::array<unsigned char, markLength / 2> bytes{};
-    for (std::size_t have = 0; have < bytes.size();) {
-        const ssize_t count = ::getrandom(bytes.data() + have, bytes.size() - have, 0);
-        if (count > 0) have += static_cast<std::size_t>(count);
-    }
+template <typename Bytes>
+std::string hexOf(const Bytes& bytes) {
     static constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
     for (const unsigned char byte : bytes) {
@@ -130,6 +126,15 @@ std::string randomHex() {
         text += digits[byte & 15];
     }
     return text;
+}
+
+std::string randomHex() {
+    std::array<unsigned char, markLength / 2> bytes{};
+    for (std::size_t have = 0; have < bytes.size();) {
+        const ssize_t count = ::getrandom(bytes.data() + have, bytes.size() - have, 0);
+        if (count > 0) have += static_cast<std::size_t>(count);
+    }
+    return hexOf(bytes);
 }
 
 struct DirectoryCloser {
@@ -262,7 +267,8 @@ bool LocalSide::isAtRest(const std::string& path) const {
     return file && service::isAtRest(*file).value_or(false);
 }
 
-Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& expected) const {
+Outcome<std::vector<unsigned char>> LocalSide::digestBy(const EVP_MD* algorithm, const std::string& path,
+                                                        const LocalRecord& expected) const {
     const File file = openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOATIME);
     const File readable =
         file || errno != EPERM ? File(-1) : openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK);
@@ -273,7 +279,7 @@ Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& ex
         return Failure{Trouble::missing, path + " has changed"};
     const std::unique_ptr<EVP_MD_CTX, decltype(&::EVP_MD_CTX_free)> context(::EVP_MD_CTX_new(),
                                                                             ::EVP_MD_CTX_free);
-    ::EVP_DigestInit_ex(context.get(), ::EVP_sha1(), nullptr);
+    ::EVP_DigestInit_ex(context.get(), algorithm, nullptr);
     // Most files are small; the room for a large one is not to be cleared for each of them.
     constexpr std::size_t most = std::size_t{1} << 18U;
     std::vector<unsigned char> buffer(std::min<std::size_t>(most, expected.size + 1));
@@ -286,10 +292,27 @@ Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& ex
     }
     if (statusOf(number, "", status) != 0 || !(recordOf(status) == expected))
         return Failure{Trouble::missing, path + " has changed"};
-    Digest digest{};
+    std::vector<unsigned char> digest(EVP_MAX_MD_SIZE);
     unsigned int length = 0;
     ::EVP_DigestFinal_ex(context.get(), digest.data(), &length);
+    digest.resize(length);
     return digest;
+}
+
+Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& expected) const {
+    const auto bytes = digestBy(::EVP_sha1(), path, expected);
+    if (!bytes) return bytes.failure();
+    Digest digest{};
+    std::copy_n((*bytes).begin(), digest.size(), digest.begin());
+    return digest;
+}
+
+Outcome<std::string> LocalSide::digest(const std::string& path, const LocalRecord& expected,
+                                       const std::string& algorithm) const {
+    const EVP_MD* const known = ::EVP_get_digestbyname(algorithm.c_str());
+    if (known == nullptr) return Failure{Trouble::impossible, "no digest of the name " + algorithm};
+    const auto bytes = digestBy(known, path, expected);
+    return bytes ? hexOf(*bytes) : Outcome<std::string>(bytes.failure());
 }
 
 // The folder of an item, and the item's name in it. -1 with errno when the folder is not there.

@@ -23,6 +23,8 @@
 #include <string>
 #include <vector>
 
+struct evp_md_st; // OpenSSL's EVP_MD
+
 namespace service {
 
 // What this machine tells about an item. Two equal ones stand for the same content, once the file has rested.
@@ -74,6 +76,10 @@ class LocalSide {
     bool isAtRest(const std::string& path) const;
     // The content's digest. Fails when the file is not as the record says, before or after.
     Outcome<Digest> digest(const std::string& path, const LocalRecord& expected) const;
+    // The same by another algorithm, "md5" or any other name that OpenSSL knows; hexadecimal, in small
+    // letters.
+    Outcome<std::string> digest(const std::string& path, const LocalRecord& expected,
+                                const std::string& algorithm) const;
 
     // Where a file that comes down is written first: in the folder of `path`, with a private name.
     Outcome<std::filesystem::path> incoming(const std::string& path) const;
@@ -110,6 +116,8 @@ class LocalSide {
     void removeLeftovers(std::chrono::sys_seconds before, const std::stop_token& stop) const;
 
   private:
+    Outcome<std::vector<unsigned char>> digestBy(const evp_md_st* algorithm, const std::string& path,
+                                                 const LocalRecord& expected) const;
     void removeIn(const std::string& folder,
                   const std::function<bool(const char* name, std::int64_t changed)>& isOld) const;
     int openFolderOf(const std::string& path, std::string& name) const;

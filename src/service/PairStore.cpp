@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* itemColumns =
     "shape, digest, here_size, here_modified, here_changed, here_inode, here_born, "
-    "there_size, there_modified, there_id, here_name, there_name";
+    "there_size, there_modified, there_id, here_name, there_name, there_digest";
 
 void bindItem(Statement& statement, const AgreedItem& item) {
     statement.bind(static_cast<std::int64_t>(item.shape))
@@ -24,14 +24,21 @@ void bindItem(Statement& statement, const AgreedItem& item) {
         .bind(item.there.modified)
         .bind(item.there.id)
         .bind(item.hereName)
-        .bind(item.thereName);
+        .bind(item.thereName)
+        .bind(item.there.digest);
+}
+
+Digest digestIn(Statement& row) {
+    const std::string bytes = row.bytes();
+    Digest digest{};
+    std::copy_n(bytes.begin(), std::min(bytes.size(), digest.size()), digest.begin());
+    return digest;
 }
 
 AgreedItem readItem(Statement& row) {
     AgreedItem item;
     item.shape = row.number() == static_cast<std::int64_t>(Shape::folder) ? Shape::folder : Shape::file;
-    const std::string digest = row.bytes();
-    std::copy_n(digest.begin(), std::min(digest.size(), item.digest.size()), item.digest.begin());
+    item.digest = digestIn(row);
     item.here.size = static_cast<std::uint64_t>(row.number());
     item.here.modified = row.number();
     item.here.changed = row.number();
@@ -42,10 +49,18 @@ AgreedItem readItem(Statement& row) {
     item.there.id = row.bytes();
     item.hereName = row.bytes();
     item.thereName = row.bytes();
+    item.there.digest = row.bytes();
     return item;
 }
 
+std::string_view algorithmOf(std::string_view digest) { return digest.substr(0, digest.find(':')); }
+
 } // namespace
+
+bool operator==(const RemoteRecord& one, const RemoteRecord& other) {
+    return one.size == other.size && one.modified == other.modified && one.id == other.id &&
+           (one.digest == other.digest || algorithmOf(one.digest) != algorithmOf(other.digest));
+}
 
 void PairStore::Closer::operator()(sqlite3* open) const { ::sqlite3_close(open); }
 
@@ -73,6 +88,10 @@ PairStore::PairStore(const std::filesystem::path& file) {
         "shape INTEGER, digest BLOB, here_size INTEGER, here_modified INTEGER, here_changed INTEGER, "
         "here_inode INTEGER, here_born INTEGER, there_size INTEGER, there_modified INTEGER, there_id BLOB, "
         "here_name BLOB, there_name BLOB, PRIMARY KEY (number, path)) WITHOUT ROWID");
+    for (const char* const table : {"agreed", "journal", "journal_items"})
+        addColumn(table, "there_digest");
+    run("CREATE INDEX IF NOT EXISTS agreed_by_there_digest ON agreed (there_digest, there_size)"
+        " WHERE there_digest <> x''");
     run("CREATE TABLE IF NOT EXISTS facts (name BLOB PRIMARY KEY, value BLOB) WITHOUT ROWID");
     run("CREATE TABLE IF NOT EXISTS losses (time INTEGER, side INTEGER, deleted INTEGER, replaced INTEGER)");
     run("CREATE TABLE IF NOT EXISTS uploads (path BLOB PRIMARY KEY, time INTEGER) WITHOUT ROWID");
@@ -85,6 +104,14 @@ PairStore::~PairStore() = default;
 
 void PairStore::run(const char* sql) const {
     if (::sqlite3_exec(database.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(database.get());
+}
+
+// Where the database is one that was made before there was such a column.
+void PairStore::addColumn(const std::string& table, const std::string& column) {
+    Statement columns(database.get(),
+                      "SELECT 1 FROM pragma_table_info(CAST(? AS TEXT)) WHERE name = CAST(? AS TEXT)");
+    if (columns.bind(table).bind(column).step()) return;
+    run(("ALTER TABLE " + table + " ADD COLUMN " + column + " BLOB").c_str());
 }
 
 struct PairStore::Items::Rows {
@@ -137,11 +164,20 @@ std::optional<AgreedItem> PairStore::at(const std::string& path) const {
     return readItem(row);
 }
 
+std::optional<Digest> PairStore::contentOf(const RemoteRecord& record) const {
+    if (record.digest.empty()) return std::nullopt;
+    Statement row(database.get(), "SELECT digest FROM agreed WHERE there_digest = ? AND there_size = ?"
+                                  " AND there_digest <> x'' LIMIT 1");
+    row.bind(record.digest).bind(static_cast<std::int64_t>(record.size));
+    return row.step() ? std::optional(digestIn(row)) : std::nullopt;
+}
+
 // What agreeing takes, prepared once for many items.
 struct PairStore::Agreeing {
     explicit Agreeing(sqlite3* database)
         : forgetBelow(database, "DELETE FROM agreed WHERE path > ? AND path < ?"),
-          insert(database, "INSERT OR REPLACE INTO agreed VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") {}
+          insert(database,
+                 "INSERT OR REPLACE INTO agreed VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") {}
 
     void agree(const std::string& path, const AgreedItem& item) {
         const std::string key = stored(path);
@@ -199,7 +235,7 @@ void PairStore::rename(const std::string& path, const std::string& to) {
 std::int64_t PairStore::begin(const JournalEntry& entry) {
     Transaction change(database.get());
     Statement row(database.get(),
-                  "INSERT INTO journal VALUES (NULL, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+                  "INSERT INTO journal VALUES (NULL, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     row.bind(static_cast<std::int64_t>(entry.step))
         .bind(entry.path)
         .bind(entry.remotePath)
@@ -209,7 +245,7 @@ std::int64_t PairStore::begin(const JournalEntry& entry) {
     row.step();
     const std::int64_t number = ::sqlite3_last_insert_rowid(database.get());
     Statement part(database.get(),
-                   "INSERT INTO journal_items VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+                   "INSERT INTO journal_items VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     for (const JournalEntry::Placed& placed : entry.many) {
         part.bind(number).bind(placed.path).bind(placed.remotePath);
         bindItem(part, placed.item);

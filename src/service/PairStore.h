@@ -28,7 +28,10 @@ struct RemoteRecord {
     std::uint64_t size = 0;
     std::int64_t modified = 0;
     std::string id;
-    friend bool operator==(const RemoteRecord&, const RemoteRecord&) = default;
+    // Of the content, with its algorithm's name as in "md5:d41d8c…"; empty where the storage tells none. Some
+    // answers come without: it tells two records apart only when both have one of the same algorithm.
+    std::string digest;
+    friend bool operator==(const RemoteRecord& one, const RemoteRecord& other);
 };
 
 struct AgreedItem {
@@ -95,6 +98,8 @@ class PairStore {
         std::unique_ptr<Rows> rows;
     };
     std::optional<AgreedItem> at(const std::string& path) const;
+    // The content of an agreed file of which the storage told that digest and size.
+    std::optional<Digest> contentOf(const RemoteRecord& record) const;
     bool hasBelow(const std::string& path) const; // anything below, or at all with ""
     std::uint64_t count() const;
     std::uint64_t countFiles() const; // looks at each item
@@ -152,6 +157,7 @@ class PairStore {
         void operator()(sqlite3* database) const;
     };
     void run(const char* sql) const;
+    void addColumn(const std::string& table, const std::string& column);
     void end(std::int64_t number);
 
     std::unique_ptr<sqlite3, Closer> database;

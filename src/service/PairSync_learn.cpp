@@ -5,6 +5,7 @@
 #include "service/pair_parts.h"
 #include "service/travelling.h"
 
+#include <algorithm>
 #include <deque>
 
 namespace service {
@@ -59,6 +60,10 @@ Outcome<Done> PairSync::learnMany(const std::vector<Operation>& operations, std:
             note(operation, isHere ? learnHere(operation.path) : Outcome<Done>(changed(operation.path)));
             continue;
         }
+        if (learnByWhatIsHere(operation.path)) {
+            note(operation, Done{});
+            continue;
+        }
         if (underWay.size() >= transfersAtOnce) waitForOne();
         const std::string file = joined(std::string(privatePrefix),
                                         "in-learn-" + privateWord + "-" + std::to_string(++lastPrivate));
@@ -91,6 +96,21 @@ Outcome<Done> PairSync::learnHere(const std::string& key) {
     if (!digest) return digest.failure();
     learnedHere[key] = {here->record, {}, *digest};
     return Done{};
+}
+
+// The storage tells a digest that is not ours: where the file that is here has it too, both are the same, and
+// nothing is read from the storage.
+bool PairSync::learnByWhatIsHere(const std::string& key) {
+    const auto& [here, there] = view.at(key);
+    if (!here || here->shape != Shape::file || here->record.size != there->item.size) return false;
+    const auto& told = there->item.digests;
+    const bool isAlike = std::any_of(told.begin(), told.end(), [&, &item = *here](const auto& digest) {
+        const auto own = around.local.digest(item.path, item.record, digest.first);
+        return own && *own == digest.second;
+    });
+    if (!isAlike || !learnHere(key)) return false;
+    learnedThere[key] = {{}, recordOf(there->item), learnedHere.at(key).digest};
+    return true;
 }
 
 Outcome<Digest> PairSync::digestOfArrived(const std::string& file, const std::string& key) const {

@@ -269,6 +269,8 @@ Seen PairSync::seenThere(const std::string& key, const RemoteEntry& entry,
     const auto found = learnedThere.find(key);
     if (!seen.digest && found != learnedThere.end() && found->second.there == record)
         seen.digest = found->second.digest;
+    // The storage's own digest tells what was agreed on already, under whatever name.
+    if (!seen.digest) seen.digest = around.store.contentOf(record);
     seen.differs = !agreed || agreed->shape != Shape::file || seen.digest != agreed->digest;
     seen.isOlder =
         seen.differs && agreed && agreed->shape == Shape::file && record.modified < agreed->there.modified;

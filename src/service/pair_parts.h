@@ -27,8 +27,10 @@ inline Failure changed(const std::string& path) {
 
 // For a folder only what identifies it: the rest changes with what is in it.
 inline RemoteRecord recordOf(const RemoteItem& item) {
-    if (item.kind == RemoteItem::Kind::folder) return {0, 0, item.id};
-    return {item.size, item.modified, item.id};
+    if (item.kind == RemoteItem::Kind::folder) return {0, 0, item.id, {}};
+    const auto digest = item.digests.begin(); // of several the first by name: the same one each time
+    return {item.size, item.modified, item.id,
+            digest == item.digests.end() ? std::string() : digest->first + ":" + digest->second};
 }
 inline LocalRecord folderRecord(const LocalRecord& record) { return {0, 0, 0, record.inode, record.born}; }
 

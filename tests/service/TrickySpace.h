@@ -24,6 +24,7 @@ class TrickySpace final : public RemoteSpace {
         int id = 0;
     };
     bool tellsIds = false;
+    bool tellsDigests = false; // MD5 alone
     bool foldsCase = false;
     bool decomposes = false;
     std::optional<std::uint64_t> free; // bytes; none: it does not tell
@@ -162,6 +163,11 @@ class TrickySpace final : public RemoteSpace {
         all.size = item.content ? item.content->size() : 0;
         all.modified = item.modified;
         if (tellsIds) all.id = std::to_string(item.id);
+        if (!tellsDigests || !item.content) return all;
+        gchar* const digest = g_compute_checksum_for_string(G_CHECKSUM_MD5, item.content->data(),
+                                                            static_cast<gssize>(item.content->size()));
+        all.digests = {{"md5", digest}};
+        g_free(digest);
         return all;
     }
     void makeAbove(const std::string& path) {

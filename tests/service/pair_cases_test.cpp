@@ -260,6 +260,36 @@ TEST_F(PairCases, TwoEditsThereInOneSecondAreBothSeen) {
 }
 
 // What comes in between at each step of a replacement, here, there and by the other computer.
+TEST_F(PairCases, AStorageThatTellsADigestOfItsOwnIsNotRead) {
+    space.tellsDigests = true;
+    std::set<std::string> read;
+    space.before = [&read](const std::string& operation, const std::string& path) {
+        if (operation == "bringDown") read.insert(path.substr(path.rfind('/') + 1));
+        return std::optional<Failure>();
+    };
+    for (Computer* who : {&one, &two})
+        for (const char* path : {"a", "d/b"})
+            write(*who / path, path);
+    write(two / "c", "one");
+    write(one / "c", "two");
+    settleAll();
+    EXPECT_EQ(one.files().at("c (conflict two 2026-11-25 140000 e106)"), "one");
+    EXPECT_TRUE(read.contains("c"));
+    EXPECT_FALSE(read.contains("a") || read.contains("b"));
+
+    fs::rename(one / "a", one / "moved");
+    fs::rename(one / "d", one / "e");
+    space.asked.clear();
+    settleAll();
+    EXPECT_EQ(two.files(), one.files());
+    EXPECT_EQ(two.files().at("moved") + two.files().at("e/b"), "ad/b");
+    EXPECT_EQ(space.asked["bringDown"] + space.asked["bringUp"], 0);
+
+    space.items["pair/moved"].content = "b"; // of one size, in the same second
+    settleAll();
+    EXPECT_EQ(one.files().at("moved"), "b");
+}
+
 TEST_F(PairCases, WhatComesInBetweenIsKept) {
     struct Case {
         const char* operation;
