@@ -12,10 +12,11 @@ constexpr std::chrono::hours window{24};
 constexpr std::uint64_t always = 1000; // more files than that wait, however large the pair is
 constexpr std::uint64_t few = 20;      // so many are nothing to ask about, unless they are all
 constexpr std::uint64_t share = 10;    // a tenth of the pair
+constexpr std::uint64_t mostRead = std::uint64_t{1} << 30U;
 
 std::string lineOf(const WaitingLosses::File& file) {
-    return std::string(file.side == Side::here ? "here " : "there ") +
-           (file.isReplaced ? "replaced " : "deleted ") + file.path;
+    const char* const fate = file.toRead > 0 ? "read " : file.isReplaced ? "replaced " : "deleted ";
+    return std::string(file.side == Side::here ? "here " : "there ") + fate + file.path;
 }
 
 std::vector<std::string> linesOf(const std::vector<WaitingLosses::File>& files) {
@@ -29,7 +30,7 @@ std::vector<std::string> linesOf(const std::vector<WaitingLosses::File>& files) 
 PairStore::Losses countOf(const std::vector<WaitingLosses::File>& files) {
     PairStore::Losses count;
     for (const WaitingLosses::File& file : files)
-        ++(file.isReplaced ? count.replaced : count.deleted);
+        if (file.toRead == 0) ++(file.isReplaced ? count.replaced : count.deleted);
     return count;
 }
 
@@ -60,11 +61,17 @@ std::vector<WaitingLosses::File> LossGuard::filesOf(const Operation& operation,
                                                     const std::vector<Name>& names) {
     std::vector<WaitingLosses::File> files;
     const bool isPut = operation.what == What::put && operation.replaces;
-    if (!isPut && operation.what != What::trash) return files;
+    const bool isLesson = operation.what == What::learn && operation.side == Side::there;
+    if (!isPut && !isLesson && operation.what != What::trash) return files;
     const auto side = static_cast<std::size_t>(operation.side);
     auto at = std::lower_bound(
         names.begin(), names.end(), operation.path,
         [](const Name& name, const std::string& path) { return pathBefore(name.path, path); });
+    if (isLesson) {
+        if (at != names.end() && !at->agreed && at->seen[0].shape == Shape::file && !at->seen[1].isDigestTold)
+            files.push_back({operation.side, operation.path, false, at->seen[1].size.value_or(0)});
+        return files;
+    }
     if (isPut) {
         if (at != names.end() && at->seen[1 - side].isOlder)
             files.push_back({operation.side, operation.path, true});
@@ -89,6 +96,7 @@ std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, con
     held.reset();
     store.endBefore(secondsOf(now - window));
     std::array<PairStore::Losses, 2> planned;
+    std::uint64_t toRead = 0;
     std::set<std::string> confirmed;
     bool isFirst = true;
     for (const Operation& operation : operations) {
@@ -102,6 +110,8 @@ std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, con
             const PairStore::Losses count = countOf(loss.files);
             planned[static_cast<std::size_t>(operation.side)].deleted += count.deleted;
             planned[static_cast<std::size_t>(operation.side)].replaced += count.replaced;
+            for (const WaitingLosses::File& file : loss.files)
+                toRead += file.toRead;
         }
         expected.emplace(std::pair(operation.side, operation.path), std::move(loss));
     }
@@ -110,15 +120,19 @@ std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, con
     const std::uint64_t agreedFiles = store.countFiles();
     auto next = std::make_shared<WaitingLosses>();
     std::unordered_set<std::string> inTheWay;
-    for (const Side side : {Side::here, Side::there}) {
-        if (!isTooMuch(side, planned[static_cast<std::size_t>(side)], agreedFiles)) continue;
+    const auto hold = [&](Side side, bool isForReading) {
         std::erase_if(expected, [&](auto& entry) {
-            if (entry.first.first != side || entry.second.isConfirmed) return false;
+            if (entry.first.first != side || entry.second.isConfirmed ||
+                (entry.second.files.front().toRead > 0) != isForReading)
+                return false;
             std::move(entry.second.files.begin(), entry.second.files.end(), std::back_inserter(next->files));
             inTheWay.insert(entry.first.second);
             return true;
         });
-    }
+    };
+    for (const Side side : {Side::here, Side::there})
+        if (isTooMuch(side, planned[static_cast<std::size_t>(side)], agreedFiles)) hold(side, false);
+    if (toRead > mostRead) hold(Side::there, true);
     if (next->files.empty()) return operations;
     next->list = listOf(next->files);
     held = std::move(next);

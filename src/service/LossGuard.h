@@ -7,6 +7,9 @@
 // side, and neither is done what needs its place. Everything else goes on. What a person has confirmed is
 // done and counts no more; a file that was not on the list that he saw is not confirmed.
 //
+// Nor is more than 1 GiB read from a storage that tells no digests, to find out whether what lay on both
+// sides before the first sync is the same: a person may pay for it, or want to wait.
+//
 // Threads: one at a time.
 #pragma once
 
@@ -24,9 +27,10 @@ namespace service {
 
 struct WaitingLosses {
     struct File {
-        Side side = Side::here;  // that loses it
-        std::string path;        // its key
-        bool isReplaced = false; // by an older version
+        Side side = Side::here;   // that loses it
+        std::string path;         // its key
+        bool isReplaced = false;  // by an older version
+        std::uint64_t toRead = 0; // bytes: it is not lost, but has to be read to be compared; else 0
         friend bool operator==(const File&, const File&) = default;
     };
     std::string list; // stands for exactly these files

@@ -266,6 +266,7 @@ Seen PairSync::seenThere(const std::string& key, const RemoteEntry& entry,
         return seen;
     }
     seen.digest = digestOf(entry.item);
+    seen.isDigestTold = !entry.item.digests.empty();
     const auto found = learnedThere.find(key);
     if (!seen.digest && found != learnedThere.end() && found->second.there == record)
         seen.digest = found->second.digest;

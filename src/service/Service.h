@@ -91,7 +91,9 @@ class Service final : public sync_daemon::SyncDaemon {
     // "looking", "waiting", "working", "paused", "failed"), "reason" of a failure, "uploading" or
     // "downloading" of the file on its way, and "problems", dictionaries of "path" and "reason".
     // "waiting" is there when something waits for the person's word: "list", which stands for exactly these
-    // files, "count", and "files", the first of them: "path", "side" ("here", "there"), "isReplaced".
+    // files, "count", and "files", the first of them: "path", "side" ("here", "there"), "isReplaced",
+    // "toRead" (bytes, of a file that is not lost but has to be read from the storage to be compared; else
+    // 0).
     platform::Dictionary details() const;
 
     bool startSync(std::string_view localPath, std::string_view remotePath) override;

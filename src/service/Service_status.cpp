@@ -64,14 +64,20 @@ constexpr std::size_t mostTold = 200;
 
 Dictionary described(const WaitingLosses& waiting) {
     platform::Array files;
+    std::uint64_t toRead = 0;
+    for (const WaitingLosses::File& file : waiting.files)
+        toRead += file.toRead;
     for (const WaitingLosses::File& file : waiting.files) {
         if (files.size() == mostTold) break;
         files.emplace_back(Dictionary{{"path", shown(file.path)},
                                       {"side", file.side == Side::here ? "here" : "there"},
-                                      {"isReplaced", file.isReplaced}});
+                                      {"isReplaced", file.isReplaced},
+                                      {"toRead", file.toRead}});
     }
-    return {
-        {"list", waiting.list}, {"count", std::uint64_t{waiting.files.size()}}, {"files", std::move(files)}};
+    return {{"list", waiting.list},
+            {"count", std::uint64_t{waiting.files.size()}},
+            {"toRead", toRead},
+            {"files", std::move(files)}};
 }
 
 // The phase of them all, as the sync status names it.

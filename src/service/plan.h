@@ -57,6 +57,7 @@ struct Seen {
     bool differs = false;
     bool isOlder = false;              // it differs, and its time of change is before the agreed one's
     std::optional<Digest> digest;      // files, as far as known
+    bool isDigestTold = false;         // one of another algorithm, by which the same content is recognised
     std::optional<std::uint64_t> size; // files, bytes, as far as known
     std::optional<Identity> identity;  // as far as the side has one
     std::uint64_t record = 0;          // of what the side tells of it (size, time …); 0: nothing

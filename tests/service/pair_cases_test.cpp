@@ -290,6 +290,30 @@ TEST_F(PairCases, AStorageThatTellsADigestOfItsOwnIsNotRead) {
     EXPECT_EQ(one.files().at("moved"), "b");
 }
 
+TEST_F(PairCases, MuchThatWouldBeReadToBeComparedWaitsForAWord) {
+    std::vector<Name> names{{"a", {}, {}}, {"b", {}, {}}};
+    for (Name& name : names)
+        for (Seen& seen : name.seen) {
+            seen.shape = Shape::file;
+            seen.size = std::uint64_t{600} << 20U;
+        }
+    const std::vector<Operation> lessons = plan(names);
+    ASSERT_EQ(lessons.size(), 4U);
+    PairStore store(place.path("state.db"));
+    LossGuard guard(store);
+    const std::chrono::sys_seconds now{};
+    EXPECT_EQ(guard.allowed(lessons, names, now).size(), 0U) << "what is here is not read for nothing either";
+    ASSERT_TRUE(guard.waiting());
+    EXPECT_EQ(guard.waiting()->files,
+              (std::vector<WaitingLosses::File>{{Side::there, "a", false, 629145600},
+                                                {Side::there, "b", false, 629145600}}));
+    EXPECT_TRUE(guard.confirm(guard.waiting()->list, now));
+    EXPECT_EQ(guard.allowed(lessons, names, now), lessons);
+    names[0].seen[1].isDigestTold = true;
+    store.takeBack({"there read a", "there read b"});
+    EXPECT_EQ(guard.allowed(lessons, names, now), lessons);
+}
+
 TEST_F(PairCases, WhatComesInBetweenIsKept) {
     struct Case {
         const char* operation;

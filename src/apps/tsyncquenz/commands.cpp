@@ -59,12 +59,30 @@ std::string printable(std::string text) {
     return text;
 }
 
+// "12.3 MB"
+std::string amount(double bytes) {
+    const char* const units[] = {"bytes", "kB", "MB", "GB", "TB"};
+    constexpr double step = 1000;
+    std::size_t unit = 0;
+    while (bytes >= step && unit + 1 < std::size(units)) {
+        bytes /= step;
+        ++unit;
+    }
+    char text[32];
+    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+    return text;
+}
+
 // "" when nothing waits for a word.
 std::string sentenceOfWaiting(const Dictionary& pair) {
     const Dictionary* waiting = platform::dictionaryAt(pair, "waiting");
     if (waiting == nullptr) return {};
-    return std::to_string(platform::numberAt(*waiting, "count").value_or(0)) +
-           " files would be lost and wait for your word: tsyncquenz confirm";
+    const std::string count = std::to_string(platform::numberAt(*waiting, "count").value_or(0));
+    const std::int64_t toRead = platform::numberAt(*waiting, "toRead").value_or(0);
+    if (toRead > 0)
+        return count + " files wait for your word, " + amount(static_cast<double>(toRead)) +
+               " of them to be read from the storage and compared: tsyncquenz confirm";
+    return count + " files would be lost and wait for your word: tsyncquenz confirm";
 }
 
 void printWaiting(const Dictionary& pair, const Dictionary& waiting) {
@@ -77,7 +95,10 @@ void printWaiting(const Dictionary& pair, const Dictionary& waiting) {
         if (entry == nullptr) continue;
         ++shown;
         const bool isReplaced = platform::flagAt(*entry, "isReplaced").value_or(false);
-        std::cout << (isReplaced ? "replace by an older version  " : "delete  ")
+        const bool isRead = platform::numberAt(*entry, "toRead").value_or(0) > 0;
+        std::cout << (isRead       ? "read and compare  "
+                      : isReplaced ? "replace by an older version  "
+                                   : "delete  ")
                   << printable((textIn(*entry, "side") == "here" ? local : remote) + "/" +
                                textIn(*entry, "path"))
                   << '\n';
@@ -91,20 +112,6 @@ bool isMeant() {
     std::cout << "Is that meant? [y/N] " << std::flush;
     std::string answer;
     return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
-}
-
-// "12.3 MB"
-std::string amount(double bytes) {
-    const char* const units[] = {"bytes", "kB", "MB", "GB", "TB"};
-    constexpr double step = 1000;
-    std::size_t unit = 0;
-    while (bytes >= step && unit + 1 < std::size(units)) {
-        bytes /= step;
-        ++unit;
-    }
-    char text[32];
-    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
-    return text;
 }
 
 // A bar of what is being transferred now; "" when nothing is. What waits behind it is not known in bytes.

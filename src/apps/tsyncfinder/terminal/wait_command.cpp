@@ -119,7 +119,7 @@ class Waiting {
                 if (const std::string place = root + "/" + textOf(*problem, "path"); concerns(place))
                     lines.push_back(place + ": " + textOf(*problem, "reason"));
             if (platform::dictionaryAt(*pair, "waiting") != nullptr)
-                lines.push_back(root + ": very many deletions wait for your word: tsyncquenz confirm");
+                lines.push_back(root + ": files wait for your word: tsyncquenz confirm");
         }
         return lines;
     }
