@@ -29,6 +29,10 @@ size_t questionsForNames(const WorkAhead::Directory& directory) {
 // So few entries of a directory that is as before are examined by their paths: to open it would cost more.
 constexpr size_t kFewEntries = 4;
 
+// Listings whose memory is kept for others, and how many entries they may have had: some MB together.
+constexpr size_t kMostSpare = 64;
+constexpr size_t kMostEntriesOfSpare = 1'000;
+
 constexpr unsigned kScanThread = 0;
 
 using Clock = std::chrono::steady_clock;
@@ -158,6 +162,10 @@ void WorkAhead::note(Pace::Duration taken, size_t questions) {
 
 bool WorkAhead::tryToRead(Lock& lock, Directory& directory, unsigned thread) {
     directory.state = Directory::State::beingRead;
+    if (!_spare.empty()) {
+        directory.listing = std::move(_spare.back());
+        _spare.pop_back();
+    }
     const bool isSlow = _pace.isSlow();
     Asking::Thread* own = asking(thread);
     lock.unlock();
@@ -306,6 +314,13 @@ void WorkAhead::take(Directory& directory) {
     _entriesTaken += directory.listing.count();
     const bool isWorth = _entriesTaken >= kHelpAfterEntries || _pace.isSlow();
     if (_waiting.size() > 1 && !_stops && isWorth) startHelpers();
+}
+
+void WorkAhead::giveBack(std::unique_ptr<Directory> directory) {
+    if (directory->listing.count() > kMostEntriesOfSpare) return;
+    directory->listing.clear();
+    const std::lock_guard lock(_mutex);
+    if (_spare.size() < kMostSpare) _spare.push_back(std::move(directory->listing));
 }
 
 } // namespace snapshot

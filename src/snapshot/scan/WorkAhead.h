@@ -73,6 +73,9 @@ class WorkAhead {
     // below it are taken after it; all of them must be taken before this object goes.
     void take(Directory& directory);
 
+    // Ends a directory that was taken. Its listing's memory serves for others.
+    void giveBack(std::unique_ptr<Directory> directory);
+
   private:
     using Lock = std::unique_lock<std::mutex>;
     using Directories = std::vector<std::unique_ptr<Directory>>;
@@ -100,13 +103,14 @@ class WorkAhead {
     size_t _entriesTaken = 0;          // decides when helpers start
     bool _cannotStart = false;         // no further helper is to be tried
 
-    std::mutex _mutex;                 // guards everything below, and the state of each directory
-    std::condition_variable _hasWork;  // for helpers
-    std::condition_variable _isWanted; // for helpers that are too many for the pace
-    std::condition_variable _hasRead;  // for the scan's thread
-    std::vector<Directory*> _waiting;  // the nearest last
-    std::vector<Directory*> _shared;   // with entries that nobody examines yet; the latest last
-    Directories _unexpected;           // begun with, and no directories any more when they were examined
+    std::mutex _mutex;                    // guards everything below, and the state of each directory
+    std::condition_variable _hasWork;     // for helpers
+    std::condition_variable _isWanted;    // for helpers that are too many for the pace
+    std::condition_variable _hasRead;     // for the scan's thread
+    std::vector<Directory*> _waiting;     // the nearest last
+    std::vector<Directory*> _shared;      // with entries that nobody examines yet; the latest last
+    std::vector<DirectoryListing> _spare; // memory for listings
+    Directories _unexpected;              // begun with, and no directories any more when they were examined
     Pace _pace;
     size_t _entriesAhead = 0; // read and not yet taken
     unsigned _helpersAtWork = 0;

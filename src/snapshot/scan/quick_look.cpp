@@ -92,7 +92,7 @@ class QuickLook {
                 _new.records[record] = {.isDirectory = true, .check = now.check}; // to be read the next time
         }
         auto below = std::move(ahead->below);
-        ahead.reset();
+        _ahead.giveBack(std::move(ahead));
         size_t next = 0;
         for (const Child& child : children) {
             if (child.node == nullptr) {

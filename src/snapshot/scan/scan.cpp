@@ -119,7 +119,7 @@ class Scan {
 
     void leave() {
         closeDirectory(_levels[--_depth]);
-        _levels[_depth].ahead.reset();
+        if (_levels[_depth].ahead != nullptr) _ahead->giveBack(std::move(_levels[_depth].ahead));
     }
 
     static void closeDirectory(Level& level) {
