@@ -185,7 +185,8 @@ void KnownItems::gatherItems() {
         if (!directory.isAsBefore) continue;
         _known.eachRecord({directory.node, directory.record}, [&](uint64_t position, size_t record) {
             if (!_known.record(record).isDirectory)
-                _items.push_back({record, static_cast<uint32_t>(i), static_cast<uint32_t>(position)});
+                _items.push_back({static_cast<uint32_t>(record), static_cast<uint32_t>(i),
+                                  static_cast<uint32_t>(position)});
         });
     }
 }
@@ -274,9 +275,10 @@ void KnownItems::askItems(size_t from, size_t to, Asking::Thread* asking) {
         if (asking != nullptr) asking->begin(place.absolute());
         place.open(next - first, nullptr);
         for (size_t i = first; i < next; i++) {
-            if (i + kFetchedAhead < next)
-                fetch(_directories[above].node->children->items[_items[i + kFetchedAhead].position],
-                      _items[i + kFetchedAhead].record);
+            if (i + kFetchedAhead < to) {
+                const Item& soon = _items[i + kFetchedAhead];
+                fetch(_directories[soon.above].node->children->items[soon.position], soon.record);
+            }
             DSNode* node = childAt(_directories[above].node, _items[i].position);
             if (!place.set(node) || !askItem(place, *node, _evidence.records[_items[i].record]))
                 differs.push_back(_items[i]);

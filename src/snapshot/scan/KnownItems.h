@@ -41,7 +41,7 @@ class KnownItems {
         bool isAsBefore;
     };
     struct Item { // no directory
-        size_t record;
+        uint32_t record;
         uint32_t above;
         uint32_t position; // among the children
     };
