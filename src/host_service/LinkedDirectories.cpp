@@ -19,7 +19,7 @@ RootIdentities identitiesOf(const extension::WatchedPaths& roots, platform::File
 std::string ownPathOf(const std::string& directory, const RootIdentities& roots,
                       platform::FileSystem& fileSystem) {
     if (roots.empty()) return {};
-    std::string linked; // behind the nearest link: a path without links
+    std::string linked; // what the nearest link or bind mount leads to
     // From the directory upwards: the nearest root counts.
     for (std::string_view level = directory; level.size() > 1; level = level.substr(0, level.rfind('/'))) {
         const auto kind = fileSystem.kind(level);

@@ -2,9 +2,9 @@
 // mount, or another spelling of the way to a synced folder.
 //
 // A directory is such a one when it, or a folder above it, is the same directory (device and inode) as a sync
-// root; above a link first the folders as they are spelled, then those of what it leads to. (Above a bind
-// mount only the former are known.) Paths at and below it are then translated to the root's own. Only
-// directories that a host shows are looked at, never an item in them.
+// root; above a link or a bind mount first the folders as they are spelled, then those of what it leads to.
+// Paths at and below it are then translated to the root's own. Only directories that a host shows are looked
+// at, never an item in them.
 //
 // Any thread may call, but for `ownPathOf`, which asks the disk and says so itself.
 #pragma once

@@ -31,7 +31,9 @@ struct FileKind {
     bool isDirectory = false; // links resolved
     bool isLink = false;      // the item itself is a symbolic link
     FileIdentity identity;    // of what the path leads to
-    std::string leadsTo;      // of a link: the path of that without links; empty when it cannot be told
+    // Of a link: the path of that without links; of a bind mount: its path in a mount that shows more of the
+    // file system. Empty when it is neither, or it cannot be told.
+    std::string leadsTo;
 
     bool isDirectoryItself() const { return isDirectory && !isLink; }
 };

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <string_view>
+#include <utility>
 
 namespace backends::posix {
 
@@ -23,6 +24,15 @@ std::optional<platform::FileKind> PosixDisk::kind(const std::string& itsPath) co
         char* const path = ::realpath(itsPath.c_str(), nullptr);
         if (path != nullptr) kind.leadsTo = path;
         std::free(path);
+        return kind;
+    }
+    for (std::string& other : mounts.current()->otherPathsOf(itsPath)) {
+        struct stat there;
+        if (::stat(other.c_str(), &there) != 0 || there.st_dev != target.st_dev ||
+            there.st_ino != target.st_ino)
+            continue;
+        kind.leadsTo = std::move(other);
+        break;
     }
     return kind;
 }

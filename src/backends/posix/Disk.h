@@ -1,6 +1,7 @@
 // The disk itself, asked without a guard: a call takes as long as the disk takes, for ever on a dead mount.
 #pragma once
 
+#include "backends/posix/MountTable.h"
 #include "platform/FileSystem.h"
 
 #include <optional>
@@ -23,6 +24,9 @@ class PosixDisk final : public Disk {
     bool exists(const std::string& path) const override;
     std::optional<platform::FileKind> kind(const std::string& path) const override;
     std::vector<std::string> entryNames(const std::string& path) const override;
+
+  private:
+    mutable MountTable mounts;
 };
 
 } // namespace backends::posix

@@ -26,6 +26,22 @@ std::string unescaped(const std::string& field) {
 
 } // namespace
 
+MountPoints::MountPoints(const std::string& table) {
+    std::istringstream lines(table);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields(line);
+        std::string id;
+        std::string parent;
+        std::string device;
+        std::string root;
+        std::string path;
+        if (!(fields >> id >> parent >> device >> root >> path)) continue;
+        path = unescaped(path);
+        topmost.insert_or_assign(path, mounts.size());
+        mounts.push_back({path, device, unescaped(root)});
+    }
+}
+
 std::string_view MountPoints::of(std::string_view path) const {
     while (path.size() > 1 && !contains(path)) {
         const std::size_t slash = path.rfind('/');
@@ -35,6 +51,21 @@ std::string_view MountPoints::of(std::string_view path) const {
     return path;
 }
 
+std::vector<std::string> MountPoints::otherPathsOf(std::string_view mountPoint) const {
+    std::vector<std::string> paths;
+    const auto found = topmost.find(mountPoint);
+    if (found == topmost.end()) return paths;
+    const Mount& mounted = mounts[found->second];
+    const auto inside = [](const std::string& path) { return path == "/" ? std::string() : path; };
+    for (const Mount& wider : mounts) {
+        const std::string shown = inside(wider.root);
+        if (wider.device == mounted.device && mounted.root.size() > shown.size() + 1 &&
+            mounted.root.starts_with(shown + "/"))
+            paths.push_back(inside(wider.path) + mounted.root.substr(shown.size()));
+    }
+    return paths;
+}
+
 MountTable::MountTable() : table(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) { read(); }
 
 MountTable::~MountTable() {
@@ -42,24 +73,14 @@ MountTable::~MountTable() {
 }
 
 void MountTable::read() {
-    auto found = std::make_shared<MountPoints>();
-    mountPoints = found;
-    if (table < 0 || ::lseek(table, 0, SEEK_SET) != 0) return;
     std::string text;
-    std::array<char, 8192> buffer;
-    ssize_t count = 0;
-    while ((count = ::read(table, buffer.data(), buffer.size())) > 0)
-        text.append(buffer.data(), static_cast<std::size_t>(count));
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream fields(line);
-        std::string id;
-        std::string parent;
-        std::string device;
-        std::string root;
-        std::string mountPoint;
-        if (fields >> id >> parent >> device >> root >> mountPoint) found->add(unescaped(mountPoint));
+    if (table >= 0 && ::lseek(table, 0, SEEK_SET) == 0) {
+        std::array<char, 8192> buffer;
+        ssize_t count = 0;
+        while ((count = ::read(table, buffer.data(), buffer.size())) > 0)
+            text.append(buffer.data(), static_cast<std::size_t>(count));
     }
+    mountPoints = std::make_shared<MountPoints>(text);
 }
 
 std::shared_ptr<const MountPoints> MountTable::current() {
