@@ -13,6 +13,8 @@ sys.path.insert(0, HERE)
 from desktop import Accessible, put_plugin, screen_colours, screenshot, shows, wait_until  # noqa: E402
 from wayland import in_front  # noqa: E402
 
+GERMAN = "de_DE.UTF-8"
+
 
 def kill(process):
     process.send_signal(signal.SIGCONT)
@@ -158,13 +160,16 @@ def choose_by_keys(session, tree, cells, title):
 
 
 def everyday(session):
-    """Emblems, a transfer, and a command."""
+    """Emblems, a transfer, and commands, one of them in a German session."""
     tree = Accessible(session.name == "nautilus")
     if session.name == "thunar":
         meet_items(session, tree)
     else:
         see_badges(session)
-    choose(session, tree, ["inner"], "Exclude from sync")
+    is_german = session.name in ("nautilus", "caja")  # the others are when they stop
+    if is_german:
+        session.open(session.root, LC_ALL=GERMAN)
+    choose(session, tree, ["inner"], "Von der Synchronisierung ausschließen" if is_german else "Exclude from sync")
     wait_until(lambda: "Excluded from sync: /Cloud/inner" in session.log("tsyncquenz-sandbox.log"), 20,
                "the chosen command, with the selected folder, reaches the daemon")
     stop = {"nautilus": stop_by_background, "nemo": stop_several, "caja": stop_by_toolbar,
@@ -215,20 +220,20 @@ def stop_by_background(session, tree):
 
 def stop_by_toolbar(session, tree):
     subprocess.check_call(["xdotool", "key", "F5"])  # Caja asks for buttons when it loads a folder, never again
-    tree.act(tree.wait(["push button"], "Stop sync"), "click")
+    tree.act(tree.wait(["push button"], "Synchronisierung beenden"), "click")
     return [session.root]
 
 
 def stop_german(session, tree):
-    """One root, in a German session."""
-    session.open(session.folder, LC_ALL="de_DE.UTF-8")
+    """One root."""
+    session.open(session.folder, LC_ALL=GERMAN)
     choose(session, tree, ["Cloud"], "Synchronisierung beenden")
     return [session.root]
 
 
 def stop_several(session, tree):
-    """In a German session."""
-    session.open(session.folder, LC_ALL="de_DE.UTF-8")
+    """Both roots."""
+    session.open(session.folder, LC_ALL=GERMAN)
     choose(session, tree, ["Cloud", "Second"], "Synchronisierung beenden")
     return [session.root, session.second]
 
@@ -345,15 +350,16 @@ def faults(session):
 
 
 def linked(session):
-    """A file in flight behind a link to its root, behind a bind mount of that, and behind a link to its folder."""
-    places = [os.path.join(session.folder, name) for name in ("link", "bound", "inside")]
-    os.symlink(session.root, places[0])
-    os.mkdir(places[1])
-    subprocess.check_call(["mount", "--bind", session.root, places[1]])
-    os.symlink(os.path.join(session.root, "inner"), places[2])
-    session.write("inner/large.bin", 6_000_000)
+    """A file in flight behind a link to its root or its folder, and behind a bind mount of either."""
+    inner = os.path.join(session.root, "inner")
+    places = [os.path.join(session.folder, name) for name in ("link", "bound", "inside", "inside-bound")]
+    for target, link, mount in ((session.root, *places[:2]), (inner, *places[2:])):
+        os.symlink(target, link)
+        os.mkdir(mount)
+        subprocess.check_call(["mount", "--bind", target, mount])
+    session.write("inner/large.bin", 8_000_000)
     session.sync_again()
-    for place in (os.path.join(places[0], "inner"), os.path.join(places[1], "inner"), places[2]):
+    for place in (os.path.join(places[0], "inner"), os.path.join(places[1], "inner"), *places[2:]):
         session.open(place)
         wait_until(lambda: shows("upload") and shows("sync"), 30, "emblems in " + place)
 
