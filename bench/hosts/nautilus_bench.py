@@ -26,7 +26,7 @@ class LoopTimes(ctypes.Structure):
 
 class Desktop:
     def __init__(self, build, directory, items):
-        self.build, self.items = build, items
+        self.build, self.files, self.items = build, items, items
         self.home = os.environ["HOME"]
         self.plugins = os.path.join(self.home, "plugins")
         self.times = os.environ["TSYNCFINDER_LOOP_TIMES"] = os.path.join(self.home, "times")
@@ -35,8 +35,11 @@ class Desktop:
         for i in range(items):
             with open(os.path.join(self.root, "report of week %05d.txt" % i), "w"):
                 pass
-        put_plugin(self.module("timed"), directory)
         self.processes = []
+        if directory:
+            put_plugin(self.module("timed"), directory)
+        else:
+            self.start("openbox")
         self.start(self.program("tsyncquenz-sandbox"), "--log-level", "error", "--start", self.root, "/Cloud")
         self.extension = self.start(self.program("tsyncfinder"), "run")
         last = os.path.join(self.root, "report of week %05d.txt" % (items - 1))
@@ -66,28 +69,37 @@ class Desktop:
         with open(self.times, "rb") as file:
             return LoopTimes.from_buffer_copy(file.read())
 
-    def open_root(self, kind):
-        """Nautilus with that plugin stands, and begins to open the root; the time of it."""
+    def start_manager(self, kind):
         for name in os.listdir(self.plugins):
             os.unlink(os.path.join(self.plugins, name))
         os.symlink(self.module(kind), os.path.join(self.plugins, kind + ".so"))
-        with open(self.times, "wb") as file:
-            file.write(bytes(LoopTimes()))
-        self.nautilus = self.start("nautilus", "--new-window", os.path.dirname(self.root))
-        wait_until(lambda: self.read().asked > 0, 60, "Nautilus stands")
+        return self.start("nautilus", "--new-window", os.path.dirname(self.root))
+
+    def open_root(self, kind):
+        """The file manager with that plugin stands, and is told to open the root; the time of that."""
+        self.clear()
+        self.manager = self.start_manager(kind)
+        wait_until(lambda: self.read().questions > 0, 60, "the file manager stands")
         time.sleep(2)  # it fills its caches and its first window
-        with open(self.times, "r+b") as file:
-            file.write(bytes(LoopTimes()))
+        self.clear()
         start = time.monotonic()
+        self.show_folder()
+        return start
+
+    def clear(self):
+        """In place: the file manager has mapped it."""
+        with open(self.times, "r+b" if os.path.exists(self.times) else "wb") as file:
+            file.write(bytes(LoopTimes()))
+
+    def show_folder(self):
         subprocess.check_call(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1",
                                "--object-path", "/org/freedesktop/FileManager1", "--method",
                                "org.freedesktop.FileManager1.ShowFolders", "['file://%s']" % self.root, ""],
                               stdout=subprocess.DEVNULL)
-        return start
 
     def close(self):
-        self.nautilus.kill()
-        self.nautilus.wait()
+        self.manager.kill()
+        self.manager.wait()
 
     def until(self, start, count, point):
         """Seconds from the start to the last item."""
@@ -95,8 +107,8 @@ class Desktop:
         return getattr(self.read(), point) / 1e6 - start
 
     def worked(self):
-        """Seconds of the processor that Nautilus has used."""
-        with open("/proc/%d/stat" % self.nautilus.pid) as file:
+        """Seconds of the processor that the file manager has used."""
+        with open("/proc/%d/stat" % self.manager.pid) as file:
             fields = file.read().rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
@@ -135,7 +147,7 @@ def judge(found):
     plugin, instant, stopped = ("timed", False), ("instant", False), ("timed", True)
     for what, value, limit in (
             ("time to the last emblem, times", median(plugin, "badged") / median(instant, "badged"), "ratio"),
-            ("processor time of Nautilus until then, times",
+            ("its processor time until then, times",
              median(plugin, "worked") / median(instant, "worked"), None),
             ("extension stopped: time to the last question, times",
              median(stopped, "asked") / median(instant, "asked"), "ratio"),
@@ -147,11 +159,7 @@ def judge(found):
         print("%-52s %7.2f%s" % (what, value, verdict))
 
 
-def main():
-    build, directory = sys.argv[1:3]
-    items = int(sys.argv[3]) if len(sys.argv) > 3 else 10000
-    rounds = int(sys.argv[4]) if len(sys.argv) > 4 else 3
-    desktop = Desktop(build, directory, items)
+def compare(desktop, rounds):
     try:
         found = {}
         for _ in range(rounds):
@@ -169,4 +177,5 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    compare(Desktop(*sys.argv[1:3], int(sys.argv[3]) if len(sys.argv) > 3 else 10000),
+            int(sys.argv[4]) if len(sys.argv) > 4 else 3)
