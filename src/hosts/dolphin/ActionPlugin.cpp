@@ -22,12 +22,14 @@ void ActionPlugin::dropMenu() {
 
 QList<QAction*> ActionPlugin::actions(const KFileItemListProperties& properties, QWidget* /*parent*/) {
     dropMenu();
-    if (keeper == nullptr || properties.items().isEmpty()) return {};
+    const KFileItemList items = properties.items();
+    if (keeper == nullptr || items.isEmpty()) return {};
     const auto held = keeper->turn();
-    QList<QUrl> selection;
-    for (const KFileItem& item : properties.items())
-        selection.append(item.mostLocalUrl());
-    menu = new Menu(*keeper, selection, properties.items().first().isDir());
+    const auto url = [items](int i) { // what is local already would be taken apart and put together again
+        const KFileItem& item = items.at(i);
+        return item.isLocalFile() ? item.url() : item.mostLocalUrl();
+    };
+    menu = new Menu(*keeper, {url, static_cast<int>(items.size()), items.first().isDir()});
     return menu->actions();
 }
 

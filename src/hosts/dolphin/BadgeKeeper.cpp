@@ -6,18 +6,42 @@
 #include <QThread>
 #include <QVariant>
 #include <algorithm>
+#include <array>
 #include <new>
+#include <string>
+#include <string_view>
 
 namespace hosts::dolphin {
 namespace {
 
-constexpr qint64 turnBudget = 500'000;      // ns of the core's orders in one turn of the event loop
-constexpr qint64 showingBudget = 2'000'000; // ns of telling the file manager
-constexpr int mostShown = 200;              // items that it is told of in one turn
+constexpr qint64 turnBudget = 500'000;        // ns of the core's orders in one turn of the event loop
+constexpr qint64 showingBudget = 2'000'000;   // ns of telling the file manager
+constexpr qint64 selectionBudget = 2'000'000; // ns of looking at a selection
+constexpr int mostShown = 200;                // items that it is told of in one turn
 
 // What is kept unescaped, as in the extension and in other desktop programs: equal paths are equal URIs.
-QByteArray uriOf(const QUrl& url) {
-    return "file://" + QUrl::toPercentEncoding(url.path(QUrl::FullyDecoded), "/!$&'()*+,;=:@");
+constexpr std::array<bool, 256> areKept = [] {
+    std::array<bool, 256> kept{};
+    for (const char letter : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                              "0123456789-._~/!$&'()*+,;=:@"))
+        kept[static_cast<unsigned char>(letter)] = true;
+    return kept;
+}();
+
+// A menu may be about thousands of items: QUrl's own escaping takes several times as long.
+std::string uriOf(const QUrl& url) {
+    static constexpr std::string_view digits = "0123456789ABCDEF";
+    const QByteArray path = url.path(QUrl::FullyDecoded).toUtf8();
+    std::string uri = "file://";
+    uri.reserve(uri.size() + static_cast<std::size_t>(path.size()) * 3 / 2);
+    for (const char letter : path) {
+        const auto byte = static_cast<unsigned char>(letter);
+        if (areKept[byte])
+            uri += letter;
+        else
+            (uri += '%').append({digits[byte / 16], digits[byte % 16]});
+    }
+    return uri;
 }
 
 QUrl urlOf(const TsfItem* item) {
@@ -81,13 +105,15 @@ void BadgeKeeper::serve() {
 
 void BadgeKeeper::showAnew() {
     const ExtensionLink::Turn held(link);
+    const bool isMenuFilled = std::any_of(
+        waiting.begin(), waiting.end(), [](const QPointer<Menu>& menu) { return menu && menu->hasItems(); });
     QElapsedTimer turn;
     turn.start();
     for (int i = 0; i < mostShown && turn.nsecsElapsed() < showingBudget; ++i) {
         TsfItem* const item = tsf_core_next_invalid(core);
         if (item == nullptr) break;
         if (changed) changed(urlOf(item));
-        if (!tsf_item_was_asked(item) && waiting.empty()) tsf_item_unseen(item);
+        if (!tsf_item_was_asked(item) && !isMenuFilled) tsf_item_unseen(item);
     }
     arm();
 }
@@ -95,7 +121,7 @@ void BadgeKeeper::showAnew() {
 // --- items
 
 TsfItem* BadgeKeeper::itemOf(const QUrl& url) {
-    return url.isLocalFile() && url.host().isEmpty() ? tsf_core_item(core, uriOf(url).constData()) : nullptr;
+    return url.isLocalFile() && url.host().isEmpty() ? tsf_core_item(core, uriOf(url).c_str()) : nullptr;
 }
 
 QString BadgeKeeper::emblem(const QUrl& url) {
@@ -109,18 +135,27 @@ QString BadgeKeeper::emblem(const QUrl& url) {
 
 // --- menus
 
-std::optional<TSyncSelectionClass> BadgeKeeper::classify(const QList<QUrl>& urls, bool isFirstDirectory) {
-    TsfSelection selection;
-    tsf_selection_begin(&selection, true, isFirstDirectory);
-    for (const QUrl& url : urls)
-        if (!tsf_selection_add(&selection, itemOf(url))) break;
+std::optional<TSyncSelectionClass> BadgeKeeper::classify(Selection& selection) {
+    QElapsedTimer turn;
+    turn.start();
+    int& looked = selection.looked;
+    if (looked == 0) tsf_selection_begin(&selection.found, true, selection.isFirstDirectory);
+    bool mayDiffer = true;
+    while (looked < selection.count && mayDiffer) {
+        mayDiffer = tsf_selection_add(&selection.found, itemOf(selection.url(looked)));
+        if (++looked % 64 == 0 && turn.nsecsElapsed() >= selectionBudget) break;
+    }
+    if (!mayDiffer) looked = selection.count; // the others make no difference
     TSyncSelectionClass found = TSYNC_CLASS_NOTHING;
-    const bool isKnown = tsf_selection_class(core, &selection, &found);
+    const bool isKnown = selection.isLookedThrough() && tsf_selection_class(core, &selection.found, &found);
     arm();
     return isKnown ? std::optional(found) : std::nullopt;
 }
 
-void BadgeKeeper::wait(Menu* menu) { waiting.emplace_back(menu); }
+void BadgeKeeper::wait(Menu* menu) {
+    std::erase_if(waiting, [](const QPointer<Menu>& each) { return each.isNull(); });
+    waiting.emplace_back(menu);
+}
 
 void BadgeKeeper::fillMenus() {
     std::vector<QPointer<Menu>> menus;
@@ -129,10 +164,11 @@ void BadgeKeeper::fillMenus() {
         if (menu) menu->fill();
 }
 
-void BadgeKeeper::activate(const QString& item, const QList<QUrl>& selection) {
+void BadgeKeeper::activate(const QString& item, const Selection& selection) {
     QStringList uris;
-    for (const QUrl& url : selection)
-        if (url.isLocalFile()) uris.append(QString::fromLatin1(uriOf(url)));
+    for (int i = 0; i < selection.count; ++i)
+        if (const QUrl url = selection.url(i); url.isLocalFile())
+            uris.append(QString::fromStdString(uriOf(url)));
     link.activate(item, uris);
 }
 

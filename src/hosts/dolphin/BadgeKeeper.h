@@ -21,6 +21,17 @@ namespace hosts::dolphin {
 
 class Menu;
 
+// What a menu is about. An item is read when it is looked at, since there may be thousands.
+struct Selection {
+    std::function<QUrl(int)> url;
+    int count = 0;
+    bool isFirstDirectory = false; // links resolved
+    int looked = 0;                // the items before have been looked at; 0: it begins anew
+    TsfSelection found = {};       // among them
+
+    bool isLookedThrough() const { return looked == count; }
+};
+
 class BadgeKeeper : public QObject {
     Q_OBJECT
   public:
@@ -38,8 +49,9 @@ class BadgeKeeper : public QObject {
     QString emblem(const QUrl& url);
 
     // The class of a selection of items, by what is known of them: only an item that was never seen is asked
-    // for. None: something is not known yet; the menu that waits is filled when it is.
-    std::optional<TSyncSelectionClass> classify(const QList<QUrl>& selection, bool isFirstDirectory);
+    // for. None: the turn of the event loop is over before all were looked at, and it goes on with the next
+    // call; or all were, and something is not known yet: the menu that waits is filled when it is.
+    std::optional<TSyncSelectionClass> classify(Selection& selection);
     // Null: there is none. Lives until the next turn of the event loop.
     const MenuItems* menuOf(TSyncSelectionClass selectionClass) const { return link.menu(selectionClass); }
     // The menu is told when it may be another one.
@@ -47,7 +59,7 @@ class BadgeKeeper : public QObject {
     // The file manager is held up as long as what is returned is there.
     ExtensionLink::Turn turn() { return ExtensionLink::Turn(link); }
     // Sends the choice of an item.
-    void activate(const QString& item, const QList<QUrl>& selection);
+    void activate(const QString& item, const Selection& selection);
 
   private:
     TsfItem* itemOf(const QUrl& url);

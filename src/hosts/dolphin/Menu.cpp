@@ -3,17 +3,31 @@
 #include "protocol/translations.h"
 
 #include <QIcon>
+#include <algorithm>
 #include <utility>
 
 namespace hosts::dolphin {
 
-Menu::Menu(BadgeKeeper& ofKeeper, QList<QUrl> ofSelection, bool isDirectory)
-    : keeper(ofKeeper), selection(std::move(ofSelection)), isFirstDirectory(isDirectory) {
+Menu::Menu(BadgeKeeper& ofKeeper, Selection ofSelection)
+    : keeper(ofKeeper), selection(std::move(ofSelection)) {
+    if (selection.count > 0) begin();
+}
+
+void Menu::begin() {
     const MenuItems* const nothing = keeper.menuOf(TSYNC_CLASS_NOTHING);
-    if (nothing == nullptr || selection.isEmpty()) return;
-    for (const MenuItem& item : *nothing) {
-        tops.push_back(std::make_unique<QAction>());
-        make(*tops.back(), item);
+    if (nothing == nullptr) { // the extension is not there, or has not answered yet
+        if (tops.empty()) tops.push_back(std::make_unique<QAction>());
+        tops[0]->setVisible(false);
+        keeper.wait(this);
+        return;
+    }
+    isBegun = true;
+    // Whoever shows it took its actions at once: an entry that waited is the only one.
+    const std::size_t count = tops.empty() ? nothing->size() : std::min(nothing->size(), tops.size());
+    for (std::size_t i = 0; i < count; ++i) {
+        if (tops.size() == i) tops.push_back(std::make_unique<QAction>());
+        make(*tops[i], (*nothing)[i]);
+        tops[i]->setVisible(true);
     }
     fill();
 }
@@ -28,9 +42,22 @@ QList<QAction*> Menu::actions() const {
 }
 
 void Menu::fill() {
-    const std::optional<TSyncSelectionClass> selectionClass = keeper.classify(selection, isFirstDirectory);
+    if (!isBegun) {
+        begin();
+        return;
+    }
+    selection.looked = 0;
+    look();
+}
+
+void Menu::look() {
+    const auto held = keeper.turn();
+    const std::optional<TSyncSelectionClass> selectionClass = keeper.classify(selection);
     if (!selectionClass) {
-        keeper.wait(this);
+        if (selection.isLookedThrough())
+            keeper.wait(this);
+        else
+            QTimer::singleShot(0, this, &Menu::look);
         return;
     }
     const MenuItems* const items = keeper.menuOf(*selectionClass);

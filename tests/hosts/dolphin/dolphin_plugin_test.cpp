@@ -72,12 +72,17 @@ TEST(DolphinPlugins, BadgeItemsAndOfferEachSelectionTheMenuOfItsClass) {
     auto* const action = factory->create<KAbstractFileItemActionPlugin>(qApp);
     ASSERT_NE(action, nullptr);
 
+    const QUrl file = QUrl::fromLocalFile(QStringLiteral("/root/größe 1.txt"));
+    const auto first = action->actions(KFileItemListProperties(KFileItemList{item(file, false)}), nullptr);
+    ASSERT_EQ(first.size(), 1) << "nothing of the extension is known yet";
+    EXPECT_FALSE(first[0]->isVisible());
+    EXPECT_TRUE(until([&] { return first[0]->isVisible() && first[0]->menu() != nullptr; }));
+
     std::multiset<QUrl> changed;
     QObject::connect(overlay, &KOverlayIconPlugin::overlaysChanged, qApp, [&](const QUrl& url) {
         changed.insert(url);
         overlay->getOverlays(url); // as Dolphin asks for what it shows
     });
-    const QUrl file = QUrl::fromLocalFile(QStringLiteral("/root/größe 1.txt"));
     EXPECT_TRUE(until([&] { return overlay->getOverlays(file) == QStringList("emblem-tsyncfinder-sync"); }));
     EXPECT_EQ(overlay->getOverlays(QUrl(QStringLiteral("sftp://host/x"))), QStringList());
     extension.badge = [](const std::string&) { return g_variant_new("(sbb)", "upload", TRUE, FALSE); };

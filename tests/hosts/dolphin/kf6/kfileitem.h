@@ -9,12 +9,15 @@
 
 class KFileItem {
   public:
-    KFileItem(const QUrl& ofItem, const QString& /*mimeType*/, mode_t ofMode) : url(ofItem), mode(ofMode) {}
-    QUrl mostLocalUrl(bool* /*isLocal*/ = nullptr) const { return url; }
+    KFileItem(const QUrl& ofItem, const QString& /*mimeType*/, mode_t ofMode)
+        : itsUrl(ofItem), mode(ofMode) {}
+    QUrl url() const { return itsUrl; }
+    bool isLocalFile() const { return itsUrl.isLocalFile(); }
+    QUrl mostLocalUrl(bool* /*isLocal*/ = nullptr) const { return itsUrl; }
     bool isDir() const { return S_ISDIR(mode); }
 
   private:
-    QUrl url;
+    QUrl itsUrl;
     mode_t mode;
 };
 using KFileItemList = QList<KFileItem>;
