@@ -81,7 +81,6 @@ TEST_F(Dirsnapshot, PrintsAndExitsAsItsHelpSays) {
         {"diff --hashes old new --ignore-deleted --base / --exclude new --ndjson", 1,
          R"({"change":"modified","is":{"size":2,"type":2},"path":"/d/x"})"
          "\n"},
-        {"diff --hashes old new", 1, "A /new\nA /new/l\nM /d/x\nD /gone\nD /kept\n"},
         {"diff --hashes old new --base base --json", 1,
          R"({"added":[{"path":"/new","size":0,"type":1},{"path":"/new/l","size":4,"type":3}],)"
          R"("deleted":[{"path":"/gone","size":0,"type":1}],"modified":[{"path":"/d/x","size":2,"type":2}]})"

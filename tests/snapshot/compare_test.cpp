@@ -1,7 +1,6 @@
 #include "snapshot/DSDifferences.h"
 #include "snapshot/DSDigest.h"
 #include "snapshot/compare/compare.h"
-#include "snapshot/tree/name_order.h"
 #include "tests/snapshot/support.h"
 
 #include <cstring>
