@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <pthread.h>
 #include <unistd.h>
@@ -30,7 +31,7 @@ std::string grouped(uint64_t number) {
 }
 
 std::string minutes(double seconds) {
-    const auto whole = static_cast<unsigned long long>(seconds + 0.5);
+    const auto whole = static_cast<unsigned long long>(std::llround(seconds));
     std::array<char, 32> text;
     if (whole >= 3600)
         snprintf(text.data(), text.size(), "%llu:%02llu:%02llu", whole / 3600, whole / 60 % 60, whole % 60);
