@@ -27,8 +27,48 @@ void PairSync::noteUnsteady(const Operation& operation, const Outcome<Done>& out
     }
 }
 
+namespace {
+
+// By index: names that one side misses because it has their item under another name now, and folders above
+// such ones that it misses too. Identity tells it, or the content.
+std::vector<bool> movedAway(const std::vector<Name>& all) {
+    std::vector<bool> moved(all.size());
+    for (const std::size_t side : {0U, 1U}) {
+        std::set<Identity> identities;
+        std::set<Digest> digests;
+        for (const Name& name : all) {
+            const Seen& now = name.seen[side];
+            if (now.shape != Shape::file && now.shape != Shape::folder) continue;
+            if (name.agreed && name.agreed->identity[side] == now.identity) continue;
+            if (now.identity) identities.insert(*now.identity);
+            if (now.shape == Shape::file && now.digest) digests.insert(*now.digest);
+        }
+        if (identities.empty() && digests.empty()) continue;
+        std::vector<std::size_t> above; // missing folders, each in the one before
+        for (std::size_t index = 0; index < all.size(); ++index) {
+            const Name& name = all[index];
+            while (!above.empty() && !isAtOrBelow(name.path, all[above.back()].path))
+                above.pop_back();
+            if (!name.agreed || name.seen[side].shape != Shape::absent) continue;
+            const auto& identity = name.agreed->identity[side];
+            const bool isFile = name.agreed->shape == Shape::file;
+            if ((identity && identities.contains(*identity)) ||
+                (isFile && !name.agreed->empty && digests.contains(name.agreed->digest))) {
+                moved[index] = true;
+                for (auto folder = above.rbegin(); folder != above.rend() && !moved[*folder]; ++folder)
+                    moved[*folder] = true;
+            }
+            if (!isFile) above.push_back(index);
+        }
+    }
+    return moved;
+}
+
+} // namespace
+
 // A name that one side has not left alone for a while is unknown for now. Deletions come in bursts, which
-// are to be judged as a whole: all wait for the newest one.
+// are to be judged as a whole: all wait for the newest one. What was moved is not deleted: it would come
+// back, or go up, as something new long before its old name counted as free.
 void PairSync::markRestless(std::vector<Name>& all, Round& round) {
     struct Unrest {
         std::size_t index;
@@ -36,6 +76,7 @@ void PairSync::markRestless(std::vector<Name>& all, Round& round) {
         bool isDeletion;
     };
     std::vector<Unrest> changing;
+    const std::vector<bool> moved = movedAway(all);
     for (std::size_t index = 0; index < all.size(); ++index) {
         const Name& name = all[index];
         if (isPrivate(name.path)) continue; // goes on at once with what it belongs to
@@ -51,7 +92,7 @@ void PairSync::markRestless(std::vector<Name>& all, Round& round) {
             continue;
         }
         const Held& held = view[name.path];
-        const bool isDeletion = name.agreed && (!held.here || !held.there);
+        const bool isDeletion = name.agreed && (!held.here || !held.there) && !moved[index];
         changing.push_back({index, &noteRest(name.path, held, isDeletion), isDeletion});
     }
     const auto now = around.now();

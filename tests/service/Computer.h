@@ -138,7 +138,7 @@ class Computer {
     bool confirmsAll = true;
     bool tellsUnrest = false; // a storage that tells times by the second makes some
     std::chrono::steady_clock::time_point now{};
-    std::chrono::minutes step{15}; // between two rounds
+    std::chrono::seconds step = std::chrono::minutes(15); // between two rounds
 
   private:
     static std::string wordOf(const PairSync::Problem& problem) {
