@@ -90,12 +90,54 @@ bool LossGuard::isTooMuch(Side side, const PairStore::Losses& planned, std::uint
     return all > always || (all > few && all * share > before) || (all >= before && before > 1);
 }
 
+PairStore::Losses LossGuard::unconfirmed(Side side) const {
+    PairStore::Losses all;
+    for (const auto& [key, loss] : expected) {
+        if (key.first != side || loss.isConfirmed) continue;
+        const PairStore::Losses count = countOf(loss.files);
+        all.deleted += count.deleted;
+        all.replaced += count.replaced;
+    }
+    return all;
+}
+
+// A walk through all that is agreed, only when a person would be asked.
+void LossGuard::leaveOutWhatIsKept(Side side, const std::vector<Name>& names) {
+    const auto named = [&names](const std::string& path) {
+        const auto at =
+            std::lower_bound(names.begin(), names.end(), path, [](const Name& name, const std::string& key) {
+                return pathBefore(name.path, key);
+            });
+        return at != names.end() && at->path == path ? &*at : nullptr;
+    };
+    const auto digestOf = [&named](const WaitingLosses::File& file) {
+        const Name* const name = file.isReplaced || file.toRead > 0 ? nullptr : named(file.path);
+        return name != nullptr && name->agreed ? std::optional(name->agreed->digest) : std::nullopt;
+    };
+    std::map<Digest, bool> kept;
+    for (const auto& [key, loss] : expected)
+        for (const WaitingLosses::File& file : loss.files)
+            if (const auto digest = digestOf(file); key.first == side && digest) kept.emplace(*digest, false);
+    PairStore::Items items(store, "");
+    AgreedItem item;
+    for (std::string path; items.next(path, item);)
+        if (const auto found = item.shape == Shape::file ? kept.find(item.digest) : kept.end();
+            found != kept.end() && !named(path)) // what has a name in the plan is not as it was agreed on
+            found->second = true;
+    for (auto& [key, loss] : expected)
+        if (key.first == side)
+            std::erase_if(loss.files, [&](const WaitingLosses::File& file) {
+                const auto digest = digestOf(file);
+                return digest && kept.at(*digest);
+            });
+    std::erase_if(expected, [](const auto& entry) { return entry.second.files.empty(); });
+}
+
 std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, const std::vector<Name>& names,
                                           std::chrono::sys_seconds now) {
     expected.clear();
     held.reset();
     store.endBefore(secondsOf(now - window));
-    std::array<PairStore::Losses, 2> planned;
     std::uint64_t toRead = 0;
     std::set<std::string> confirmed;
     bool isFirst = true;
@@ -106,13 +148,9 @@ std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, con
         const std::vector<std::string> lines = linesOf(loss.files);
         loss.isConfirmed = std::all_of(lines.begin(), lines.end(),
                                        [&](const std::string& line) { return confirmed.contains(line); });
-        if (!loss.isConfirmed) {
-            const PairStore::Losses count = countOf(loss.files);
-            planned[static_cast<std::size_t>(operation.side)].deleted += count.deleted;
-            planned[static_cast<std::size_t>(operation.side)].replaced += count.replaced;
+        if (!loss.isConfirmed)
             for (const WaitingLosses::File& file : loss.files)
                 toRead += file.toRead;
-        }
         expected.emplace(std::pair(operation.side, operation.path), std::move(loss));
     }
     if (expected.empty()) return operations;
@@ -130,8 +168,11 @@ std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, con
             return true;
         });
     };
-    for (const Side side : {Side::here, Side::there})
-        if (isTooMuch(side, planned[static_cast<std::size_t>(side)], agreedFiles)) hold(side, false);
+    for (const Side side : {Side::here, Side::there}) {
+        if (!isTooMuch(side, unconfirmed(side), agreedFiles)) continue;
+        leaveOutWhatIsKept(side, names);
+        if (isTooMuch(side, unconfirmed(side), agreedFiles)) hold(side, false);
+    }
     if (toRead > mostRead) hold(Side::there, true);
     if (next->files.empty()) return operations;
     next->list = listOf(next->files);

@@ -7,6 +7,9 @@
 // side, and neither is done what needs its place. Everything else goes on. What a person has confirmed is
 // done and counts no more; a file that was not on the list that he saw is not confirmed.
 //
+// What the pair keeps the content of under another name is no loss: another computer has moved it, and the
+// storage could not tell.
+//
 // Nor is more than 1 GiB read from a storage that tells no digests, to find out whether what lay on both
 // sides before the first sync is the same: a person may pay for it, or want to wait.
 //
@@ -59,6 +62,8 @@ class LossGuard {
     };
     static std::vector<WaitingLosses::File> filesOf(const Operation& operation,
                                                     const std::vector<Name>& names);
+    void leaveOutWhatIsKept(Side side, const std::vector<Name>& names);
+    PairStore::Losses unconfirmed(Side side) const;
     bool isTooMuch(Side side, const PairStore::Losses& planned, std::uint64_t agreedFiles) const;
 
     PairStore& store;

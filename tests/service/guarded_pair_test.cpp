@@ -9,7 +9,7 @@ class GuardedPair : public testing::Test {
   protected:
     GuardedPair() {
         for (int i = 0; i < 100; ++i)
-            write(one / nameOf(i), "content");
+            write(one / nameOf(i), nameOf(i));
         one.confirmsAll = false;
         EXPECT_EQ(one.settle(), "");
     }
@@ -56,11 +56,21 @@ TEST_F(GuardedPair, AsksBeforeManyFilesAreDeletedAndDoesExactlyWhatWasConfirmed)
     fs::remove_all(one / "low"); // one folder, in one piece
     EXPECT_EQ(one.waitingFiles(), 18U);
     for (int i = 40; i < 45; ++i) // back again
-        write(one / nameOf(i), "content");
+        write(one / nameOf(i), nameOf(i));
     EXPECT_EQ(one.waitingFiles(), 0U);
 }
 
 TEST_F(GuardedPair, AsksBeforeMuchIsTakenFromHere) {
+    one.now += std::chrono::minutes(15);         // what was uploaded of late is not believed to be deleted
+    one.step = std::chrono::seconds(3);          // less than a deletion rests
+    fs::rename(there / "high", there / "moved"); // by another computer: this storage tells it from nothing
+    EXPECT_EQ(one.waitingFiles(), 0U);
+    EXPECT_EQ(support::contentOf(one / "moved/93"), nameOf(93));
+    EXPECT_FALSE(fs::exists(one / "high"));
+    fs::rename(there / "moved", there / "high");
+    one.step = std::chrono::minutes(15);
+    one.settle(); // asks before the files have come back, and no more then
+    EXPECT_EQ(one.waitingFiles(), 0U);
     fs::remove_all(there / "low");
     fs::create_directories(there / "low");
     EXPECT_EQ(one.waitingFiles(), 50U);
@@ -71,7 +81,7 @@ TEST_F(GuardedPair, AsksBeforeMuchIsTakenFromHere) {
             fs::last_write_time(there / nameOf(i), fs::file_time_type::clock::now() - std::chrono::days(30));
     }
     EXPECT_EQ(one.waitingFiles(), 90U);
-    EXPECT_EQ(support::contentOf(one / nameOf(3)), "content");
+    EXPECT_EQ(support::contentOf(one / nameOf(3)), nameOf(3));
     EXPECT_EQ(support::contentOf(one / nameOf(93)), "last month");
     EXPECT_TRUE(one.confirm(one.waiting->list));
     EXPECT_EQ(one.waitingFiles(), 0U);
@@ -198,8 +208,8 @@ TEST_F(GuardedPair, LosesNothingThatWasWrittenLateOrNotToItsEnd) {
     write(one / nameOf(2), "");
     one.crashTheMachine();
     EXPECT_EQ(one.waitingFiles(), 0U);
-    EXPECT_EQ(support::contentOf(one / nameOf(2)), "content");
-    EXPECT_EQ(support::contentOf(there / nameOf(2)), "content");
+    EXPECT_EQ(support::contentOf(one / nameOf(2)), nameOf(2));
+    EXPECT_EQ(support::contentOf(there / nameOf(2)), nameOf(2));
     EXPECT_EQ(contents()[""], 1); // beside it
     write(one / nameOf(3), "");   // a person may empty a file
     EXPECT_EQ(one.waitingFiles(), 0U);
@@ -217,8 +227,8 @@ TEST_F(GuardedPair, ThrowsIntoATrashFromWhichItemsComeBackUntilTheyAreOld) {
     EXPECT_EQ(restored(4), "pair/low/4");
     EXPECT_EQ(restored(5), "pair/low/5 (2)"); // the older version, beside the newer
     EXPECT_EQ(one.waitingFiles(), 0U);
-    EXPECT_EQ(support::contentOf(one / nameOf(4)), "content");
-    EXPECT_EQ(support::contentOf(one / "low/5 (2)"), "content");
+    EXPECT_EQ(support::contentOf(one / nameOf(4)), nameOf(4));
+    EXPECT_EQ(support::contentOf(one / "low/5 (2)"), nameOf(5));
     EXPECT_FALSE(trash::restore(one.space, "pair/" + nameOf(4), {}));
     one.confirmsAll = true;
     fs::remove_all(one / "low");
