@@ -104,7 +104,7 @@ TEST_F(DirsnapshotLooking, AnInterruptLeavesNothingHalfWritten) {
                                   folder / "large", target + "/new"});
         std::array<char, 4096> event;
         EXPECT_GT(read(events, event.data(), event.size()), 0);
-        EXPECT_EQ(program.end(SIGINT), -1) << type;
+        EXPECT_EQ(program.end(SIGINT), -SIGINT) << type;
         close(events);
         const std::string store = type == "flat" ? "new" : "new.db";
         for (const auto& entry : std::filesystem::directory_iterator(target))

@@ -40,14 +40,14 @@ class Program {
         send(SIGSTOP);
         ::waitpid(process, &status, WUNTRACED);
     }
-    // The exit status, or -1 when a signal ended it.
+    // The exit status, or less than 0: the signal that ended it.
     int end(int signal) {
         if (process <= 0) return -1;
         ::kill(process, signal);
         int status = 0;
         ::waitpid(process, &status, 0);
         process = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
     // The status with which it ends by itself within the deadline; else -1, and it is left to end().
     int ownEnd() {
