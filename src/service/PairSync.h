@@ -184,6 +184,7 @@ class PairSync {
     Outcome<Done> learnMany(const std::vector<Operation>& operations, std::size_t first, std::size_t count,
                             Round& result, const std::stop_token& stop);
     Outcome<Done> learnHere(const std::string& key);
+    std::optional<Outcome<Done>> learnWithoutReading(const Operation& operation);
     bool learnByWhatIsHere(const std::string& key);
     Outcome<Digest> digestOfArrived(const std::string& file, const std::string& key) const;
     Outcome<Done> learnThere(const std::string& key, const Digest& digest, ListedFolders& folders);

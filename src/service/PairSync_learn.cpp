@@ -55,13 +55,8 @@ Outcome<Done> PairSync::learnMany(const std::vector<Operation>& operations, std:
     };
     for (std::size_t index = first; index < first + count && !failed; ++index) {
         const Operation& operation = operations[index];
-        const bool isHere = operation.side == Side::here;
-        if (isHere || !view.at(operation.path).there) {
-            note(operation, isHere ? learnHere(operation.path) : Outcome<Done>(changed(operation.path)));
-            continue;
-        }
-        if (learnByWhatIsHere(operation.path)) {
-            note(operation, Done{});
+        if (const auto outcome = learnWithoutReading(operation)) {
+            note(operation, *outcome);
             continue;
         }
         if (underWay.size() >= transfersAtOnce) waitForOne();
@@ -96,6 +91,14 @@ Outcome<Done> PairSync::learnHere(const std::string& key) {
     if (!digest) return digest.failure();
     learnedHere[key] = {here->record, {}, *digest};
     return Done{};
+}
+
+// None when the file has to come from the storage.
+std::optional<Outcome<Done>> PairSync::learnWithoutReading(const Operation& operation) {
+    if (operation.side == Side::here) return learnHere(operation.path);
+    if (!view.at(operation.path).there) return changed(operation.path);
+    if (learnByWhatIsHere(operation.path)) return Done{};
+    return std::nullopt;
 }
 
 // The storage tells a digest that is not ours: where the file that is here has it too, both are the same, and
