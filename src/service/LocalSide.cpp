@@ -121,10 +121,8 @@ template <typename Bytes>
 std::string hexOf(const Bytes& bytes) {
     static constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
-    for (const unsigned char byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
+    for (const unsigned char byte : bytes)
+        (text += digits[byte >> 4]) += digits[byte & 15];
     return text;
 }
 
@@ -305,6 +303,10 @@ Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& ex
     Digest digest{};
     std::copy_n((*bytes).begin(), digest.size(), digest.begin());
     return digest;
+}
+
+bool LocalSide::knowsDigest(const std::string& algorithm) {
+    return ::EVP_get_digestbyname(algorithm.c_str()) != nullptr;
 }
 
 Outcome<std::string> LocalSide::digest(const std::string& path, const LocalRecord& expected,

@@ -80,6 +80,7 @@ class LocalSide {
     // letters.
     Outcome<std::string> digest(const std::string& path, const LocalRecord& expected,
                                 const std::string& algorithm) const;
+    static bool knowsDigest(const std::string& algorithm);
 
     // Where a file that comes down is written first: in the folder of `path`, with a private name.
     Outcome<std::filesystem::path> incoming(const std::string& path) const;

@@ -125,7 +125,7 @@ void LossGuard::leaveOutWhatIsKept(Side side, const std::vector<Name>& names) {
             found != kept.end() && !named(path)) // what has a name in the plan is not as it was agreed on
             found->second = true;
     for (auto& [key, loss] : expected)
-        if (key.first == side)
+        if (key.first == side && !loss.isConfirmed)
             std::erase_if(loss.files, [&](const WaitingLosses::File& file) {
                 const auto digest = digestOf(file);
                 return digest && kept.at(*digest);

@@ -266,7 +266,10 @@ Seen PairSync::seenThere(const std::string& key, const RemoteEntry& entry,
         return seen;
     }
     seen.digest = digestOf(entry.item);
-    seen.isDigestTold = !entry.item.digests.empty();
+    seen.isDigestTold =
+        std::any_of(entry.item.digests.begin(), entry.item.digests.end(), [](const auto& told) {
+            return LocalSide::knowsDigest(told.first); // some clouds have one of their own
+        });
     const auto found = learnedThere.find(key);
     if (!seen.digest && found != learnedThere.end() && found->second.there == record)
         seen.digest = found->second.digest;
