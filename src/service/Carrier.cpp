@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Tells whether an item, with all below it, is the one that went up.
+// Tells whether an item, with all that goes up of it, is the one that went up.
 std::string recordOfTree(const fs::path& item) {
     std::vector<std::string> lines;
     const auto add = [&lines](const fs::path& path) {
@@ -39,7 +39,10 @@ std::string recordOfTree(const fs::path& item) {
     std::error_code error;
     for (auto at = fs::recursive_directory_iterator(item, error);
          !error && at != fs::recursive_directory_iterator(); at.increment(error))
-        add(at->path());
+        if (isPrivate(at->path().filename().string()))
+            at.disable_recursion_pending();
+        else
+            add(at->path());
     std::sort(lines.begin(), lines.end());
     std::string all;
     for (const std::string& line : lines)
@@ -306,7 +309,8 @@ Outcome<Done> Carrier::finish(const Task& task, const Placing& placing) {
     return trash.trash(task.localPath);
 }
 
-// Under a private name. What changes meanwhile goes up again.
+// Under a private name. What changes meanwhile goes up again, also where the change is why it failed: a file
+// that goes as it is about to be read.
 Outcome<Carrier::Placing> Carrier::bringUpUnchanged(const std::string& localPath, bool isFolder) {
     constexpr int tries = 3;
     for (int number = 0; number < tries; ++number) {
@@ -316,9 +320,10 @@ Outcome<Carrier::Placing> Carrier::bringUpUnchanged(const std::string& localPath
         placing.privatePath =
             std::string(privatePrefix) + "/up/" + privateWord + "-" + std::to_string(++lastPrivate);
         const auto up = bringUp(localPath, placing.privatePath);
-        if (up && wordOf(recordOfTree(localPath)) == placing.record) return placing;
+        const bool isSame = wordOf(recordOfTree(localPath)) == placing.record;
+        if (up && isSame) return placing;
         discard(placing);
-        if (!up) return up.failure();
+        if (!up && (isSame || up.failure().trouble == Trouble::cancelled)) return up.failure();
     }
     return Failure{Trouble::other, "it changes all the time"};
 }
@@ -398,6 +403,7 @@ Outcome<Done> Carrier::bringUp(const std::string& localPath, const std::string& 
     if (error) return Failure{Trouble::refused, localPath + ": " + error.message()};
     for (const std::string& name : names) {
         if (transferring.stop_requested()) return Failure{Trouble::cancelled, "cancelled"};
+        if (isPrivate(name)) continue; // such as what a pair keeps in its folder
         const std::string below = joined(localPath, name);
         if (faultOf(name)) return Failure{Trouble::impossible, "no storage can hold the name of " + below};
         if (const auto up = bringUp(below, joined(remotePath, name)); !up) return up.failure();

@@ -60,5 +60,32 @@ TEST(Carrier, BeginsAgainWhatAnotherLeft) {
     EXPECT_TRUE(carrier(true)->tasks().empty());
 }
 
+// A folder of files that come and go, and of a pair, which keeps things of its own in it.
+TEST(Carrier, BringsAFolderUpAsItIsInTheEnd) {
+    const support::TemporaryFolder place;
+    support::RecordingLog log;
+    FolderTrash trash(place / "trash");
+    TrickySpace space;
+    fs::create_directories(place / "pair/.tsyncquenz");
+    for (const char* name : {"pair/a", "pair/b", "pair/.tsyncquenz/mark"})
+        std::ofstream(place / name) << name;
+    std::string left;
+    space.before = [&](const auto& operation, const std::string& path) -> std::optional<Failure> {
+        if (operation == "bringUp" && left.empty()) {
+            left = path.ends_with("/a") ? "a" : "b";
+            fs::remove(place / (left == "a" ? "pair/b" : "pair/a"));
+        }
+        return std::nullopt;
+    };
+    Carrier carrier(
+        space, trash, log, [] {}, false, place / "list");
+    carrier.add({Carrier::Kind::copy, place.path("pair"), "/in"});
+    EXPECT_TRUE(support::eventually([&] { return carrier.tasks().empty(); }));
+    std::string all;
+    for (const auto& [path, item] : space.items)
+        all += path + "\n";
+    EXPECT_EQ(all, ".tsyncquenz\n.tsyncquenz/up\nin\nin/pair\nin/pair/" + left + "\n");
+}
+
 } // namespace
 } // namespace service
