@@ -145,8 +145,8 @@ Pair::Pair(const support::StorageServers& servers, const DiskFolder& disk, const
     if (!space.makeFolder(name).wait()) throw std::runtime_error("no folder in the storage");
 }
 
-service::PairSync::Round Pair::round() {
-    now += std::chrono::hours(1);
+service::PairSync::Round Pair::round(std::chrono::seconds later) {
+    now += later;
     const auto round = sync.round({});
     if (!round) throw std::runtime_error(round.failure().text);
     return *round;

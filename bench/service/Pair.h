@@ -64,8 +64,9 @@ class Pair {
     // Of the folder `name` of the disk folder, with the folder of that name in the storage.
     Pair(const support::StorageServers& servers, const DiskFolder& disk, const std::string& name);
 
-    // One round for which everything has rested long ago; what it did.
-    service::PairSync::Round round();
+    // One round, so much later by the pair's own clock than the one before: after an hour everything has
+    // rested. What it did.
+    service::PairSync::Round round(std::chrono::seconds later = std::chrono::hours(1));
     // Rounds until nothing is left; how long they took together, in seconds.
     double settle();
 

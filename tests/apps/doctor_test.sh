@@ -167,6 +167,21 @@ LD_PRELOAD="$work/plugins/libtsyncfinder-caja.so" "$work/caja" 1000 &
 started+=($!)
 eventually "the module is not loaded" grep -q libtsyncfinder "/proc/$!/maps"
 expect plugin-caja 'ok * and loaded; it shows no folder*'
+kill "$!"
+cp "$(readlink -f /usr/bin/python3)" "$work/caja.new"
+mv "$work/caja.new" "$work/caja"
+LD_PRELOAD="$work/plugins/libtsyncfinder-caja.so" PYTHONHOME=/usr "$work/caja" - <<'END' &
+from gi.repository import Gio, GLib
+bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+for method, argument in (("BeginObserving", GLib.Variant("(s)", ("file:///",))),
+                         ("TellLongest", GLib.Variant("(t)", (150999,)))):
+    bus.call_sync("com.quarnhold.TovikDrive-Quen.TSyncFinder", "/com/quarnhold/TovikDrive_Quen/TSyncFinder",
+                  "com.quarnhold.TovikDrive_Quen.FinderSync1", method, argument, None, 0, -1)
+GLib.MainLoop().run()
+END
+started+=($!)
+held() { finding plugin-caja | grep -q '^warning .*it shows folders to the extension, and held it up for 150 ms at the longest'; }
+eventually "the time of the plugin is not told" held
 rm "$work/plugins/libtsyncfinder-caja.so"
 cp "$plugin" "$work/plugins/libtsyncfinder-caja.so"
 expect plugin-caja 'warning * has loaded a former one.'

@@ -39,6 +39,18 @@ static bool is_turn_due(const TsfCore* core) {
     return core->is_fading || (tsf_is_ready(core) && free_batch(core) != TSF_CALLS);
 }
 
+/* All that comes before a batch, or instead of one. */
+static bool is_urgent(const TsfCore* core) {
+    return should_listen(core) != core->is_listening || question_due(core) != TSF_QUESTIONS ||
+           is_tell_due(core) || core->is_fading;
+}
+
+bool tsf_core_can_wait(const TsfCore* core) {
+    if (is_urgent(core) || core->menu_waits || !is_turn_due(core)) return false;
+    const TsfFolder* next = TSF_OWNER(core->turn.next, TsfFolder, in_turn);
+    return next->expected != 0 && next->is_watched;
+}
+
 static bool is_quiet(const TsfCore* core) {
     for (size_t kind = 0; kind < TSF_CALLS; ++kind)
         if (is_under_way(core, kind)) return false;
@@ -60,9 +72,7 @@ static int64_t beat_at(const TsfCore* core) {
 }
 
 int64_t tsf_core_wakes(const TsfCore* core, int64_t now) {
-    if (should_listen(core) != core->is_listening || question_due(core) != TSF_QUESTIONS ||
-        is_tell_due(core) || is_turn_due(core) || is_update_due(core))
-        return now;
+    if (is_urgent(core) || is_turn_due(core) || is_update_due(core)) return now;
     int64_t wakes = beat_at(core);
     for (size_t kind = 0; kind < TSF_CALLS; ++kind)
         if (is_under_way(core, kind) && core->calls[kind].deadline < wakes)

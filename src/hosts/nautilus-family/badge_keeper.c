@@ -4,6 +4,11 @@
 
 static const gint64 turn_budget = 500; /* us of the core's orders, or of invalidations, in one turn */
 
+/* ms. What only confirms the badges that new items show already waits until no more of them come, but not
+ * longer than the other: while a large folder is read, the file manager has its processor to itself. */
+static const gint64 lull = 100;
+static const gint64 patience = 1000;
+
 struct TsfBadgeKeeper {
     const TsfKeeperEvents* events;
     gpointer user;
@@ -11,7 +16,9 @@ struct TsfBadgeKeeper {
     TsfLink* link;
     GQuark key; /* of the attachment in a file object */
     guint timer;
-    gint64 timer_at; /* ms; INT64_MAX: no timer runs */
+    gint64 timer_at;    /* ms; INT64_MAX: no timer runs */
+    gint64 last_came;   /* ms; the last new item */
+    gint64 waits_since; /* ms; orders that can wait do so; 0: none does */
     guint invalid_idle;
     gboolean is_closed;
 };
@@ -48,13 +55,26 @@ static gboolean on_invalid_idle(gpointer data) {
 
 static gboolean on_timer(gpointer data);
 
-/* The main loop comes back when there is something to do. */
+/* When there is something to do. */
+static gint64 due_at(TsfBadgeKeeper* keeper, gint64 now) {
+    const gint64 wakes = tsf_core_wakes(keeper->core, now);
+    if (wakes > now || !tsf_core_can_wait(keeper->core)) {
+        keeper->waits_since = 0;
+        return wakes;
+    }
+    if (keeper->waits_since == 0) keeper->waits_since = now;
+    return MAX(MIN(keeper->last_came + lull, keeper->waits_since + patience), now);
+}
+
+/* The main loop comes back then. */
 static void arm(TsfBadgeKeeper* keeper) {
     const gint64 now = now_ms();
-    const gint64 wakes = tsf_core_wakes(keeper->core, now);
+    const gint64 wakes = due_at(keeper, now);
     if (keeper->invalid_idle == 0 && tsf_core_has_invalid(keeper->core))
         keeper->invalid_idle = g_idle_add(on_invalid_idle, keeper);
     if (wakes == keeper->timer_at || (wakes <= now && keeper->timer_at <= now)) return;
+    /* Each new item puts it off: the timer looks again. */
+    if (keeper->waits_since != 0 && keeper->timer_at > now && keeper->timer_at <= wakes) return;
     if (keeper->timer != 0) g_source_remove(keeper->timer);
     keeper->timer = wakes == INT64_MAX ? 0 : g_timeout_add((guint)(wakes - now), on_timer, keeper);
     keeper->timer_at = wakes;
@@ -64,7 +84,9 @@ static void serve(gpointer data) {
     TsfBadgeKeeper* keeper = data;
     const gint64 start = g_get_monotonic_time();
     TsfOrder order;
-    while (g_get_monotonic_time() - start < turn_budget && tsf_core_next(keeper->core, now_ms(), &order))
+    for (gint64 now = start; now - start < turn_budget && due_at(keeper, now / 1000) <= now / 1000 &&
+                             tsf_core_next(keeper->core, now / 1000, &order);
+         now = g_get_monotonic_time())
         if (order.kind == TSF_UPDATE_MENUS && keeper->events->menus_changed != NULL)
             keeper->events->menus_changed(keeper->user);
         else if (order.kind != TSF_GO_ON)
@@ -108,6 +130,7 @@ static TsfItem* attach(TsfBadgeKeeper* keeper, GObject* file, const char* uri) {
     if (attachment != NULL) g_object_set_qdata(file, keeper->key, NULL);
     TsfItem* item = tsf_core_item(keeper->core, uri);
     if (item == NULL) return NULL;
+    keeper->last_came = now_ms();
     attachment = g_new(TsfAttachment, 1);
     *attachment = (TsfAttachment){item, file, tsf_item_cookie(item)};
     tsf_item_set_cookie(item, attachment);

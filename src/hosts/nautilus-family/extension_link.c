@@ -193,11 +193,11 @@ static void send(TsfLink* link, const char* method, GVariant* arguments, const c
 }
 
 static GVariant* uris_of(const TsfOrder* order) {
-    GVariantBuilder uris;
-    g_variant_builder_init(&uris, G_VARIANT_TYPE_STRING_ARRAY);
+    const char* uris[TSF_MAXIMUM_BATCH];
     for (gsize i = 0; i < order->count; ++i)
-        g_variant_builder_add(&uris, "s", tsf_item_uri(order->items[i]));
-    return g_variant_new("(" FINDER_SYNC_BADGES_FOR_ITEMS_IN ")", &uris);
+        uris[i] = tsf_item_uri(order->items[i]);
+    GVariant* list = g_variant_new_strv(uris, (gssize)order->count);
+    return g_variant_new_tuple(&list, 1);
 }
 
 void tsf_link_carry_out(TsfLink* link, const TsfOrder* order) {

@@ -69,6 +69,22 @@ TEST_F(HostCore, ForetellsBadges) {
     }
     look("file:///r/f0/first"); // in a folder that is in step
     EXPECT_EQ(shown["file:///r/f0/first"], "tsyncfinder-sync");
+    // What shows its badge already may be asked about later, but for a menu's sake; other items may not.
+    EXPECT_FALSE(tsf_core_can_wait(core)) << "the folder is to be observed first";
+    serve(1);
+    EXPECT_TRUE(tsf_core_can_wait(core));
+    TsfSelection selection;
+    TSyncSelectionClass found{};
+    tsf_selection_begin(&selection, true, false);
+    tsf_selection_add(&selection, items.at("file:///r/f0/first"));
+    EXPECT_FALSE(tsf_selection_class(core, &selection, &found) || tsf_core_can_wait(core));
+    run();
+    badge = [](const std::string&) { return Answer{"none", true}; };
+    look("file:///r/f1");
+    run();
+    look("file:///r/f1/first");
+    serve(1);
+    EXPECT_FALSE(tsf_core_can_wait(core) || tsf_core_wakes(core, now) > now);
 }
 
 TEST_F(HostCore, TakesNoOlderAnswer) {

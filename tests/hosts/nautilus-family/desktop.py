@@ -149,14 +149,22 @@ class Accessible:
         return int(self.centre(self.wait(roles, name))[1])
 
     def actions(self, node):
+        """Some may go while they are asked for: then those before it."""
+        names = []
         action = node.get_action_iface()
-        return [action.get_action_name(i) for i in range(action.get_n_actions())]
+        try:
+            for i in range(action.get_n_actions()):
+                names.append(action.get_action_name(i))
+        except Exception:
+            pass
+        return names
 
     def action(self, node, end):
         """The node's action whose name ends so."""
         return next((name for name in self.actions(node) if name.endswith(end)), None) if node else None
 
     def act(self, node, wanted):
+        wait_until(lambda: wanted in self.actions(node), 15, wanted)
         node.get_action_iface().do_action(self.actions(node).index(wanted))
 
     def centre(self, node):
