@@ -1,19 +1,14 @@
 #include "service/LocalSide.h"
 
+#include "service/local_files.h"
 #include "service/names.h"
 
-#include <linux/openat2.h>
-#include <openssl/evp.h>
 #include <sys/random.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/xattr.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
@@ -29,65 +24,6 @@ namespace {
 constexpr const char* markFile = "root";   // in the private folder
 constexpr const char* keptFolder = "kept"; // in the same
 constexpr std::size_t markLength = 32;     // hexadecimal digits
-
-class File {
-  public:
-    explicit File(int number) : file(number) {}
-    File(File&& other) noexcept : file(std::exchange(other.file, -1)) {}
-    ~File() {
-        if (file >= 0) ::close(file);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    explicit operator bool() const { return file >= 0; }
-    int operator*() const { return file; }
-    int release() { return std::exchange(file, -1); }
-
-  private:
-    int file;
-};
-
-Failure failureOf(int error, const std::string& path) {
-    Trouble trouble = Trouble::other;
-    if (error == ENOENT || error == ENOTDIR || error == ELOOP) trouble = Trouble::missing;
-    if (error == EACCES || error == EPERM || error == EROFS) trouble = Trouble::refused;
-    if (error == ENOSPC || error == EDQUOT) trouble = Trouble::full;
-    return {trouble, path + ": " + std::generic_category().message(error)};
-}
-
-File openBelow(int folder, const char* path, int flags, mode_t mode = 0) {
-    open_how how{};
-    how.flags = static_cast<unsigned>(flags | O_CLOEXEC);
-    how.mode = mode;
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
-    for (;;) {
-        const long file = ::syscall(SYS_openat2, folder, path, &how, sizeof how);
-        if (file >= 0 || (errno != EINTR && errno != EAGAIN)) return File(static_cast<int>(file));
-    }
-}
-
-constexpr unsigned wantedFields =
-    STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_CTIME | STATX_INO | STATX_BTIME;
-
-std::int64_t nanoseconds(const statx_timestamp& time) {
-    return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
-}
-
-LocalRecord recordOf(const struct statx& status) {
-    LocalRecord record;
-    record.size = status.stx_size;
-    record.modified = nanoseconds(status.stx_mtime);
-    record.changed = nanoseconds(status.stx_ctime);
-    record.inode = status.stx_ino;
-    record.born = (status.stx_mask & STATX_BTIME) != 0 ? nanoseconds(status.stx_btime) : 0;
-    return record;
-}
-
-// 0, or the error.
-int statusOf(int folder, const char* name, struct statx& status) {
-    const int flags = AT_SYMLINK_NOFOLLOW | (*name == '\0' ? AT_EMPTY_PATH : 0);
-    return ::statx(folder, name, flags, wantedFields, &status) == 0 ? 0 : errno;
-}
 
 LocalItem itemOf(std::string path, const struct statx& status) {
     LocalItem item;
@@ -117,15 +53,6 @@ std::string joined(const std::string& folder, std::string_view name) {
     return folder.empty() ? std::string(name) : folder + "/" + std::string(name);
 }
 
-template <typename Bytes>
-std::string hexOf(const Bytes& bytes) {
-    static constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : bytes)
-        (text += digits[byte >> 4]) += digits[byte & 15];
-    return text;
-}
-
 std::string randomHex() {
     std::array<unsigned char, markLength / 2> bytes{};
     for (std::size_t have = 0; have < bytes.size();) {
@@ -138,40 +65,6 @@ std::string randomHex() {
 struct DirectoryCloser {
     void operator()(DIR* stream) const { ::closedir(stream); }
 };
-
-int renameAt(int folder, const char* name, int toFolder, const char* to, unsigned flags) {
-    return ::renameat2(folder, name, toFolder, to, flags) == 0 ? 0 : errno;
-}
-
-// What a file takes over from the one whose place it takes: who may do what with it, and its attributes.
-// Errors count for nothing: a file system may hold less.
-void takeAlong(int from, int to) {
-    struct stat status {};
-    if (::fstat(from, &status) == 0) {
-        [[maybe_unused]] const bool isOwned = ::fchown(to, status.st_uid, status.st_gid) == 0 ||
-                                              ::fchown(to, static_cast<uid_t>(-1), status.st_gid) == 0;
-        // As when it is written to: what comes from elsewhere does not run as its owner or group.
-        (void)::fchmod(to, status.st_mode & 01777);
-    }
-    std::array<char, 65536> names{};
-    const ssize_t length = ::flistxattr(from, names.data(), names.size());
-    for (ssize_t at = 0; at < length;) {
-        const char* const name = names.data() + at;
-        at += static_cast<ssize_t>(std::char_traits<char>::length(name)) + 1;
-        std::array<char, 65536> value{};
-        const ssize_t size = ::fgetxattr(from, name, value.data(), value.size());
-        if (size >= 0) (void)::fsetxattr(to, name, value.data(), static_cast<std::size_t>(size), 0);
-    }
-}
-
-// Whether nobody has the file open for writing: then a lease on reading is granted. None: no leases here.
-std::optional<bool> isAtRest(int file) {
-    // Who opens the file just now makes the kernel send a signal: one that does nothing unless it is wanted.
-    ::fcntl(file, F_SETSIG, SIGURG);
-    if (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) return errno == EAGAIN ? std::optional(false) : std::nullopt;
-    ::fcntl(file, F_SETLEASE, F_UNLCK);
-    return true;
-}
 
 } // namespace
 
@@ -263,58 +156,6 @@ std::optional<LocalItem> LocalSide::lookAt(const std::string& path) const {
 bool LocalSide::isAtRest(const std::string& path) const {
     const File file = openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK);
     return file && service::isAtRest(*file).value_or(false);
-}
-
-Outcome<std::vector<unsigned char>> LocalSide::digestBy(const EVP_MD* algorithm, const std::string& path,
-                                                        const LocalRecord& expected) const {
-    const File file = openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOATIME);
-    const File readable =
-        file || errno != EPERM ? File(-1) : openBelow(rootFile, path.c_str(), O_RDONLY | O_NONBLOCK);
-    const int number = file ? *file : *readable;
-    if (number < 0) return failureOf(errno, path);
-    struct statx status {};
-    if (statusOf(number, "", status) != 0 || !(recordOf(status) == expected))
-        return Failure{Trouble::missing, path + " has changed"};
-    const std::unique_ptr<EVP_MD_CTX, decltype(&::EVP_MD_CTX_free)> context(::EVP_MD_CTX_new(),
-                                                                            ::EVP_MD_CTX_free);
-    ::EVP_DigestInit_ex(context.get(), algorithm, nullptr);
-    // Most files are small; the room for a large one is not to be cleared for each of them.
-    constexpr std::size_t most = std::size_t{1} << 18U;
-    std::vector<unsigned char> buffer(std::min<std::size_t>(most, expected.size + 1));
-    for (;;) {
-        const ssize_t count = ::read(number, buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return failureOf(errno, path);
-        if (count == 0) break;
-        ::EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(count));
-    }
-    if (statusOf(number, "", status) != 0 || !(recordOf(status) == expected))
-        return Failure{Trouble::missing, path + " has changed"};
-    std::vector<unsigned char> digest(EVP_MAX_MD_SIZE);
-    unsigned int length = 0;
-    ::EVP_DigestFinal_ex(context.get(), digest.data(), &length);
-    digest.resize(length);
-    return digest;
-}
-
-Outcome<Digest> LocalSide::digest(const std::string& path, const LocalRecord& expected) const {
-    const auto bytes = digestBy(::EVP_sha1(), path, expected);
-    if (!bytes) return bytes.failure();
-    Digest digest{};
-    std::copy_n((*bytes).begin(), digest.size(), digest.begin());
-    return digest;
-}
-
-bool LocalSide::knowsDigest(const std::string& algorithm) {
-    return ::EVP_get_digestbyname(algorithm.c_str()) != nullptr;
-}
-
-Outcome<std::string> LocalSide::digest(const std::string& path, const LocalRecord& expected,
-                                       const std::string& algorithm) const {
-    const EVP_MD* const known = ::EVP_get_digestbyname(algorithm.c_str());
-    if (known == nullptr) return Failure{Trouble::impossible, "no digest of the name " + algorithm};
-    const auto bytes = digestBy(known, path, expected);
-    return bytes ? hexOf(*bytes) : Outcome<std::string>(bytes.failure());
 }
 
 // The folder of an item, and the item's name in it. -1 with errno when the folder is not there.
