@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <set>
 #include <unordered_set>
 
 namespace service {
@@ -51,6 +52,12 @@ bool isWithin(std::string path, const std::unordered_set<std::string>& folders) 
         path.resize(slash == std::string::npos ? 0 : slash);
     }
     return false;
+}
+
+bool areAllIn(const std::vector<WaitingLosses::File>& files, const std::set<std::string>& confirmed) {
+    return std::all_of(files.begin(), files.end(), [&confirmed](const WaitingLosses::File& file) {
+        return confirmed.contains(lineOf(file));
+    });
 }
 
 std::int64_t secondsOf(std::chrono::sys_seconds time) { return time.time_since_epoch().count(); }
@@ -145,9 +152,7 @@ std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, con
         Loss loss{filesOf(operation, names)};
         if (loss.files.empty()) continue;
         if (std::exchange(isFirst, false)) confirmed = store.confirmed();
-        const std::vector<std::string> lines = linesOf(loss.files);
-        loss.isConfirmed = std::all_of(lines.begin(), lines.end(),
-                                       [&](const std::string& line) { return confirmed.contains(line); });
+        loss.isConfirmed = areAllIn(loss.files, confirmed);
         if (!loss.isConfirmed)
             for (const WaitingLosses::File& file : loss.files)
                 toRead += file.toRead;
@@ -171,6 +176,8 @@ std::vector<Operation> LossGuard::allowed(std::vector<Operation> operations, con
     for (const Side side : {Side::here, Side::there}) {
         if (!isTooMuch(side, unconfirmed(side), agreedFiles)) continue;
         leaveOutWhatIsKept(side, names);
+        for (auto& [key, loss] : expected) // by a list in which what is kept was left out, too
+            if (key.first == side) loss.isConfirmed = areAllIn(loss.files, confirmed);
         if (isTooMuch(side, unconfirmed(side), agreedFiles)) hold(side, false);
     }
     if (toRead > mostRead) hold(Side::there, true);

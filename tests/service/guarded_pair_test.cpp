@@ -58,6 +58,13 @@ TEST_F(GuardedPair, AsksBeforeManyFilesAreDeletedAndDoesExactlyWhatWasConfirmed)
     for (int i = 40; i < 45; ++i) // back again
         write(one / nameOf(i), nameOf(i));
     EXPECT_EQ(one.waitingFiles(), 0U);
+    write(one / "copy", nameOf(41)); // so that one of them is no loss, and its folder goes all the same
+    EXPECT_EQ(one.waitingFiles(), 0U);
+    fs::remove_all(one / "low");
+    EXPECT_EQ(one.waitingFiles(), 4U);
+    EXPECT_TRUE(one.confirm(one.waiting->list));
+    EXPECT_EQ(one.waitingFiles(), 0U);
+    EXPECT_FALSE(fs::exists(there / "low"));
 }
 
 TEST_F(GuardedPair, AsksBeforeMuchIsTakenFromHere) {
