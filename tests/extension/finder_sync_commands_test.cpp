@@ -143,6 +143,8 @@ TEST_F(FinderSyncCommandsTest, AreConfirmedByWhatTheDaemonAnswers) {
         EXPECT_EQ(perform(each.action, selecting({each.path}, "/N")),
                   each.outcome.empty() ? "failed: " + unconfirmed : confirmed);
         EXPECT_THAT(takePosted(), SizeIs(1)) << "whatever the daemon says later";
+        const std::string logged = std::string("Not confirmed by the daemon: [\"") + each.path + "\"]";
+        EXPECT_EQ(testing::Value(log.take(), testing::Contains(logged)), each.outcome.empty());
         const Texts told = std::exchange(notifier.told, {});
         if (each.outcome.empty())
             EXPECT_THAT(told, ElementsAre("failure: " + unconfirmed));
@@ -189,6 +191,7 @@ TEST_F(FinderSyncCommandsTest, AskAndPostNothingWhereNothingCanCome) {
 
     EXPECT_EQ(perform("startSync:", selecting({"/o"}, "/R/")), "failed: /r is already synced with /R.");
     EXPECT_EQ(perform("stopSync:", selecting({"/o"})), "failed: Left out, not in a synced folder: /o");
+    EXPECT_EQ(log.count("Skipped without a message: [\"/o\"]"), 1U);
     EXPECT_EQ(perform("stopSync:", selecting({"/r/\xff"})),
               "failed: Left out, with a name that cannot be sent: \"/r/\xEF\xBF\xBD\"");
     EXPECT_EQ(perform("stopSync:", selecting({"/o", "/r/\xff"})),

@@ -153,6 +153,8 @@ TEST_F(FinderSyncTest, ClearsEverythingBelowARemovedRootAndEndsInACycle) {
     EXPECT_EQ(visited, 3U) << "so does a walk of very much";
     EXPECT_EQ(log.count("TSyncFinder Removing child Path: /r/d/g"), 1U);
     EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f"));
+    finderSync->removeBadgeOfChildPath("/r/d");
+    EXPECT_THAT(controller.take(), testing::Contains("badge none /r/d/g"));
 
     // The whole disk, on a queue of its own; the walk ends when the next table makes other roots.
     walks.isHeld = true;
@@ -236,6 +238,7 @@ TEST_F(FinderSyncTest, AnswersOtherBatchesWhileADiskIsSlow) {
 }
 
 TEST_F(FinderSyncTest, LetsAHostileNotificationChangeNothing) {
+    log.lowest = platform::LogLevel::info;
     start();
     refresh({{"/R", "/r"}}, transfer({"/r/f"}));
     controller.take();
@@ -294,7 +297,12 @@ TEST_F(FinderSyncTest, OffersWhatTheSelectionAllows) {
         EXPECT_EQ(titles, expected) << testing::PrintToString(paths);
     }
     EXPECT_EQ(log.count("Selected Item not exists"), 2U);
-    EXPECT_EQ(log.count("All In Sync: 0, not: 0, base: 0"), 1U);
+    log.take();
+    finderSync->menuForMenuKind(platform::FIMenuKind::contextualMenuForItems, urls({"/r/f", "/o/x"}));
+    EXPECT_THAT(log.take(),
+                ElementsAre("Added TovikDrive main menu",
+                            "Selected Item URLS: [\"file:///r/f\",\"file:///o/x\"]", "Check In Sync: 1",
+                            "Check In Sync: 0", "All In Sync: 0, not: 0, base: 0"));
     for (const char* name : {"no such item", ""})
         EXPECT_EQ(extension::commandNamed(name), nullptr);
     images.hasImages = false;

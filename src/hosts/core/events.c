@@ -195,7 +195,7 @@ void tsf_core_badges(TsfCore* core, int64_t now, uint64_t call, uint64_t sequenc
 /* --- signals */
 
 bool tsf_core_heard(TsfCore* core, int64_t now, size_t size) {
-    if (now - core->signals_since > TSF_FLOOD_PAUSE) {
+    if (now - core->signals_since >= TSF_FLOOD_PAUSE) {
         core->signals_since = now;
         core->signals = 0;
     }
@@ -250,7 +250,6 @@ void tsf_tick(TsfCore* core, int64_t now) {
         if (core->calls[kind].id != 0 && core->calls[kind].deadline <= now) miss(core, kind, now);
     if (core->deaf_until != INT64_MIN && core->deaf_until <= now) {
         core->deaf_until = INT64_MIN;
-        core->signals = 0;
         core->is_wanted[TSF_DIRECTORIES] = core->is_wanted[TSF_MENUS] = true; /* and thus all items */
     }
     if (core->is_doubting && now - core->doubted_at >= TSF_DOUBT_PAUSE) {

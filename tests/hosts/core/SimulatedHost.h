@@ -57,6 +57,7 @@ class Host {
         TsfItem* const item = items.contains(uri) ? items[uri] : tsf_core_item(core, uri.c_str());
         if (item == nullptr) return;
         items[uri] = item;
+        EXPECT_EQ(tsf_item_host(item), this);
         const char* const emblem = tsf_item_emblem(item);
         shown[uri] = emblem != nullptr ? emblem : "";
     }

@@ -38,6 +38,11 @@ TEST_F(HostCore, FoldersTakeTurns) {
     lookAt(1, "file:///r/other");
     run();
     EXPECT_EQ(observed["file:///r/other"], 1);
+    lookAt(2, "file:///r/other");
+    look("file:///r/other/f0");
+    serve();
+    EXPECT_EQ(requests.back().uris.front(), "file:///r/other/f0") << "who asks again keeps its turn";
+    run();
 
     // A folder that comes and goes while the order about its end is carried out.
     drop("file:///r/other/f0");
@@ -90,21 +95,26 @@ TEST_F(HostCore, ForetellsBadges) {
 TEST_F(HostCore, TakesNoOlderAnswer) {
     start(1);
     // The answer on its way is older than the change; a newer one is asked for.
-    look("file:///r/f0");
-    serve();
-    badge = [](const std::string&) { return Answer{"working", true}; };
-    work();
-    badge = [](const std::string&) { return Answer{"upload", true}; };
-    const std::function<void()> late = wire.front();
-    wire.clear();
-    signalChange("file:///r", "file:///r/f0");
-    deliver();
-    late();
-    serve();
-    EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-sync");
-    EXPECT_EQ(requests.size(), 1U);
-    run();
-    EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-upload");
+    std::string before = "sync";
+    for (const std::string item : {"file:///r/f0", ""}) {
+        look("file:///r/f0");
+        serve();
+        badge = [](const std::string&) { return Answer{"working", true}; };
+        work();
+        const std::string after = before == "sync" ? "upload" : "error";
+        badge = [after](const std::string&) { return Answer{after, true}; };
+        const std::function<void()> late = wire.front();
+        wire.clear();
+        signalChange("file:///r", item);
+        deliver();
+        late();
+        serve();
+        EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-" + before);
+        EXPECT_EQ(requests.size(), 1U);
+        run();
+        EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-" + after);
+        before = after;
+    }
 }
 
 TEST_F(HostCore, TakesASignalThatOvertakesTheAnswer) {
@@ -156,6 +166,14 @@ TEST_F(HostCore, GoesQuietAfterThreeMissesAndComesBack) {
     EXPECT_GT(menuUpdates, updates);
     EXPECT_EQ(asked, before + 300);
 
+    // Another one begins without the misses of the former.
+    come();
+    tick(2 * TSF_ANSWER_TIME);
+    come();
+    tick(TSF_ANSWER_TIME);
+    EXPECT_EQ(state(), TSF_ASKING);
+    run();
+
     // Nothing is asked while nothing is shown.
     dropAll();
     run();
@@ -178,6 +196,10 @@ TEST_F(HostCore, BadgesOutliveTheExtensionByNineSeconds) {
         tick(500);
     }
     EXPECT_TRUE(everythingShows(""));
+    work();
+    deliver();
+    look("file:///r/new");
+    EXPECT_EQ(shown["file:///r/new"], "") << "nor is it by what has gone";
     run();
     EXPECT_TRUE(everythingShows("tsyncfinder-sync"));
 
@@ -222,7 +244,7 @@ TEST_F(HostCore, ShunsWhatMakesNoSense) {
         EXPECT_TRUE(requests.empty()) << "it is asked nothing more";
     }
     come();
-    tsf_core_menus(core, now, requests.back().call, TSF_MAXIMUM_MENUS + 1);
+    EXPECT_FALSE(tsf_core_menus(core, now, requests.back().call, TSF_MAXIMUM_MENUS + 1));
     EXPECT_FALSE(tsf_core_has_menus(core));
     tsf_core_directories(core, now, requests.front().call, nullptr, TSF_MAXIMUM_DIRECTORIES + 1);
     EXPECT_EQ(state(), TSF_ASKING);
@@ -304,6 +326,12 @@ TEST_F(HostCore, FindsOutWhatHasEndedInSilence) {
     EXPECT_EQ(asked, before);
     show("file:///x/", 1);
     EXPECT_EQ(items.size(), 1U);
+    look("file:///y/0");
+    run();
+    closed = "file:///";
+    look("file:///z/0");
+    run();
+    EXPECT_EQ(items.size(), 3U) << "not again so soon";
 }
 
 TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
@@ -354,15 +382,18 @@ TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
 
 // Whatever is refused, nothing crashes, and with memory again everything ends as it should.
 TEST_F(HostCore, FailsCleanlyWithoutMemory) {
+    const long before = allocations::live();
     bool wasRefused = true;
     for (int allowed = 0; wasRefused; ++allowed) {
         allocations::refuseAfter(allowed);
         simulated::Host host;
         if (host.core == nullptr) continue;
+        host.watched = {"file:///elsewhere"};
         host.come();
         for (int i = 0; i < 20; ++i)
             host.look("file:///r/f" + std::to_string(i));
         host.run();
+        host.watched = {"file:///r"};
         host.signalDirectories();
         host.run();
         wasRefused = allocations::refuseNoMore();
@@ -373,6 +404,7 @@ TEST_F(HostCore, FailsCleanlyWithoutMemory) {
         EXPECT_TRUE(host.everythingShows("tsyncfinder-sync")) << allowed;
         EXPECT_EQ(host.shown.size(), 20U);
     }
+    EXPECT_EQ(allocations::live(), before);
 }
 
 } // namespace
