@@ -71,17 +71,20 @@ function(tsf_library name)
     endif()
 endfunction()
 
-# tsf_test(NAME SOURCES … [USES …] [DISPLAY]): one test program of GoogleTest; each case is a test of ctest. DISPLAY:
-# they need an X display, and have the label "display".
+# tsf_test(NAME SOURCES … [USES …] [DISPLAY] [COST SECONDS]): one test program of GoogleTest; each case is a test of
+# ctest. DISPLAY: they need an X display, and have the label "display". COST: what takes long begins first.
 function(tsf_test name)
-    cmake_parse_arguments(ARG "DISPLAY" "" "SOURCES;USES" ${ARGN})
-    set(labels)
+    cmake_parse_arguments(ARG "DISPLAY" "COST" "SOURCES;USES" ${ARGN})
+    set(properties)
     if(ARG_DISPLAY)
-        set(labels LABELS display)
+        set(properties LABELS display)
+    endif()
+    if(ARG_COST)
+        list(APPEND properties COST ${ARG_COST})
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/src")
     target_link_libraries(${name} PRIVATE ${ARG_USES} GTest::gmock GTest::gtest_main)
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300 ${labels}
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300 ${properties}
                          ENVIRONMENT "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp")
 endfunction()

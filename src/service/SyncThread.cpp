@@ -348,7 +348,8 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
             settleFiles(*outcome);
         } else {
             const bool hasNew = came == Came::nothing && outcome->done > 0;
-            const auto wait = waits.after(hasNew ? Came::work : came, took);
+            const auto wait =
+                waits.after(hasNew ? Came::work : came, took) / (came == Came::unrest ? settings.haste : 1);
             due = around.clock.now() + (hasNew ? std::max(wait, afterNewItems) : wait);
             dueIfObserved = std::min(due, around.clock.now() + Waits().after(Came::nothing, took));
             lastLook = took;

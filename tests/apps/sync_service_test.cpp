@@ -45,6 +45,7 @@ class SyncService : public testing::Test {
         return eventually([&text] { return command("status").output.find(text) != std::string::npos; });
     }
 
+    const std::vector<std::string> serviceInHaste{SERVICE_PROGRAM, "run", "--haste", "20"};
     const support::TemporaryFolder home;
     support::StorageServers servers;
     support::PrivateBus sessionBus;
@@ -59,7 +60,7 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     ASSERT_EQ(setup.status, 0) << setup.output;
     EXPECT_EQ(command("status").status, 2); // nothing runs
 
-    support::Program service({SERVICE_PROGRAM, "run"});
+    support::Program service(serviceInHaste);
     support::Program extension({TSYNCFINDER_PROGRAM, "run"});
     ASSERT_TRUE(eventuallyStatus("No folder is synced yet"));
     EXPECT_EQ(command("run").status, 2); // there is one already
@@ -114,7 +115,7 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     // A restart knows the pair; a dead server is said.
     EXPECT_EQ(service.end(SIGTERM), 0);
     servers.stopSftp();
-    support::Program again({SERVICE_PROGRAM, "run"});
+    support::Program again(serviceInHaste);
     EXPECT_TRUE(eventually([] { return command("status").output.find("failed, ") != std::string::npos; }));
     EXPECT_EQ(support::run(waits).status, 1);
     servers.startSftp();
@@ -153,9 +154,9 @@ TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
     };
     ASSERT_EQ(command("setup " + servers.storage("sftp")).status, 0);
     std::optional<support::Program> service;
-    const auto restart = [&service](int signal) {
+    const auto restart = [&](int signal) {
         if (service) service->end(signal);
-        service.emplace(std::vector<std::string>{SERVICE_PROGRAM, "run", "--haste", "20"});
+        service.emplace(serviceInHaste);
         EXPECT_TRUE(eventuallyStatus("Storage: "));
     };
     restart(SIGTERM);
@@ -260,7 +261,7 @@ TEST_F(SyncService, BringsSingleItemsUpAndDownAndWritesASnapshotOfTheSpace) {
     std::ofstream(docs / "below/one.txt") << "one";
     std::ofstream(docs / "two.txt") << "two";
     ASSERT_EQ(command("setup " + servers.storage("sftp")).status, 0);
-    support::Program service({SERVICE_PROGRAM, "run"});
+    support::Program service(serviceInHaste);
     ASSERT_TRUE(eventuallyStatus("No folder is synced yet"));
 
     // A cached copy is kept in step both ways; without it the space keeps the item.

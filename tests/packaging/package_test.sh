@@ -100,15 +100,10 @@ find /sys/fs/cgroup -depth -type d -path "*/$group*" -exec rmdir {} + 2>/dev/nul
 # ---- used
 inside sh -c 'mkdir -p /tmp/folder/sub && echo x >/tmp/folder/sub/file && dirsnapshot scan -o /tmp/snapshot /tmp/folder &&
     dirsnapshot diff --type flat /tmp/snapshot /tmp/folder' || fail "dirsnapshot"
-cp "$sources/../snapshot/c_client.c" "$layer/root/tmp"
+cp "$sources/../../docs/examples/changes.c" "$layer/root/tmp"
 # shellcheck disable=SC2016 # for the shell inside
-inside sh -ec 'cc -std=c11 -Wall -Wextra -Wpedantic -Werror /tmp/c_client.c -o /tmp/user $(pkg-config --cflags --libs dssnapshot)
-    /tmp/user
-    for header in $(cd /usr/include/dssnapshot && ls snapshot/*.h); do
-        for language in "c -std=c11" "c++ -std=c++17"; do
-            printf "#include <%s>\\nint used;\\n" "$header" | cc -x $language -Wall -Wextra -Wpedantic -Werror -fsyntax-only $(pkg-config --cflags dssnapshot) -
-        done
-    done' || fail "the library"
+inside sh -ec 'cc /tmp/changes.c -o /tmp/changes $(pkg-config --cflags --libs dssnapshot) && /tmp/changes /tmp/folder /tmp/another' ||
+    fail "the library"
 "$sources/../snapshot/exports.sh" "$layer"/root/usr/lib/*/libdssnapshot.so.0 "$layer"/root/usr/include/dssnapshot/snapshot/*.h ||
     fail "a public header is not installed"
 for page in tsyncfinder tsyncfinder-panel dirsnapshot tsyncquenz tsyncquenz-sandbox; do

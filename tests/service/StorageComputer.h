@@ -6,8 +6,6 @@
 #include "tests/service/Computer.h"
 #include "tests/support/StorageServers.h"
 
-extern char** environ;
-
 namespace service {
 
 inline support::StorageServers& servers() {
@@ -17,9 +15,7 @@ inline support::StorageServers& servers() {
 
 inline backends::rclone::RemoteControl::Settings controlSettings() {
     backends::rclone::RemoteControl::Settings settings;
-    for (char** entry = environ; *entry; ++entry)
-        settings.environment.emplace_back(*entry);
-    settings.environment.push_back("RCLONE_CONFIG=" + servers().configuration());
+    settings.environment = servers().environment();
     return settings;
 }
 

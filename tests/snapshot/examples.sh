@@ -1,9 +1,10 @@
 #!/bin/sh
-# The examples of the library's documentation, as somebody runs them who has installed it.
+# The examples of the library's documentation, as somebody runs them who has installed it: found by pkg-config and
+# by CMake; and each of its headers, alone, in C and in C++.
 #
-#   examples.sh EXAMPLES CMAKE BUILD
+#   examples.sh SOURCES CMAKE BUILD
 set -eu
-examples=$1
+examples=$1/docs/examples
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 for component in libdssnapshot0 libdssnapshot-dev; do
@@ -23,6 +24,15 @@ expect() {
 
 # shellcheck disable=SC2046 # the flags are words
 cc -Wall -Wextra -Werror "$examples/changes.c" $(pkg-config --cflags --libs dssnapshot) -o "$work/changes"
+for header in "$work"/usr/include/dssnapshot/snapshot/*.h; do
+    for language in "c -std=c11" "c++ -std=c++17"; do
+        # shellcheck disable=SC2046,SC2086
+        printf '#include <snapshot/%s>\nint used;\n' "${header##*/}" |
+            cc -x $language -Wall -Wextra -Wpedantic -Werror -fsyntax-only $(pkg-config --cflags dssnapshot) -
+    done
+done
+{ "$2" -S "$1/tests/packaging/outside" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/usr" &&
+    "$2" --build "$work/build"; } >"$work/log" || { cat "$work/log"; exit 1; }
 odd=$(printf 'b\377')
 mkdir -p "$work/of/d"
 printf 12345 >"$work/of/a"
@@ -39,4 +49,4 @@ expect 1 "A /d/c
 D /a
 M /d/$odd" "$work/changes" "$work/of" "$work/snapshot"
 expect 0 "" "$work/changes" "$work/of" "$work/snapshot"
-expect 2 "$work/no/folder: cannot be written" "$work/changes" "$work/of" "$work/no/folder"
+expect 2 "$work/no/folder: cannot be written" "$work/build/user" "$work/of" "$work/no/folder"

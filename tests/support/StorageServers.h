@@ -75,6 +75,14 @@ class StorageServers {
     // Where its files lie; of an encrypted storage nothing that can be read.
     std::filesystem::path files(const std::string& name) const { return folder / name; }
     std::string configuration() const { return folder.path("rclone.conf"); }
+    // Of this process, for an rclone that knows them.
+    std::vector<std::string> environment() const {
+        std::vector<std::string> all;
+        for (char** entry = ::environ; *entry; ++entry)
+            all.emplace_back(*entry);
+        all.push_back("RCLONE_CONFIG=" + configuration());
+        return all;
+    }
     std::string sshOptions() const {
         return "-p " + std::to_string(sftpPort) + " -i " + folder.path("key") +
                " -o UserKnownHostsFile=" + folder.path("known_hosts");

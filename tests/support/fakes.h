@@ -26,13 +26,15 @@ namespace support {
 
 inline constexpr std::chrono::seconds deadline{20};
 
-// Whether the condition comes true within the deadline; for what no event tells.
+// Whether the condition comes true within the deadline; for what no event tells. The longer it takes, the
+// more of the processor is left to what is waited for.
 template <typename Condition>
 bool eventually(Condition&& isTrue) {
-    for (const auto end = std::chrono::steady_clock::now() + deadline;
-         std::chrono::steady_clock::now() < end;) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (auto now = begin; now < begin + deadline; now = std::chrono::steady_clock::now()) {
         if (isTrue()) return true;
-        std::this_thread::yield();
+        std::this_thread::sleep_for(
+            std::min<std::chrono::nanoseconds>((now - begin) / 8, std::chrono::milliseconds(50)));
     }
     return false;
 }

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <thread>
 
-extern char** environ;
-
 namespace backends::rclone {
 namespace {
 
@@ -17,9 +15,7 @@ using std::chrono::milliseconds;
 
 RemoteControl::Settings settingsFor(const support::StorageServers& servers) {
     RemoteControl::Settings settings;
-    for (char** entry = environ; *entry; ++entry)
-        settings.environment.emplace_back(*entry);
-    settings.environment.push_back("RCLONE_CONFIG=" + servers.configuration());
+    settings.environment = servers.environment();
     return settings;
 }
 

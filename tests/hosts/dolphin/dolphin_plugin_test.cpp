@@ -1,5 +1,5 @@
-// Both plugins as Dolphin loads them, in one process: they share what is known, and each selection gets the
-// menu of its class.
+// Both plugins as Dolphin loads them, in one process: they share what is known, each selection gets the menu
+// of its class, and an extension that talks nonsense does them no harm.
 #include "tests/hosts/nautilus-family/FakeExtension.h"
 #include "tests/hosts/selection_cases.h"
 #include "tests/support/PrivateBus.h"
@@ -19,6 +19,7 @@
 #include <QMenu>
 #include <QPluginLoader>
 #include <chrono>
+#include <optional>
 #include <set>
 
 namespace {
@@ -50,18 +51,24 @@ GVariant* menuOf(const std::string& name) {
     return g_variant_new_parsed(text.c_str());
 }
 
-TEST(DolphinPlugins, BadgeItemsAndOfferEachSelectionTheMenuOfItsClass) {
+TEST(DolphinPlugins, BadgeItemsOfferMenusAndOutliveNonsense) {
     const support::PrivateBus bus;
     qputenv("QT_QPA_PLATFORM", "offscreen");
     int count = 1;
     char name[] = "test";
     char* arguments[] = {name, nullptr};
     const QApplication application(count, arguments);
-    fake::Extension extension(TSYNCFINDER_INTROSPECTION);
-    extension.badge = [](const std::string& uri) {
+    std::optional<fake::Extension> extension;
+    const auto inStep = [](const std::string& uri) {
         return g_variant_new("(sbb)", "sync", hosts_test::isInSync(uri), hosts_test::isRoot(uri));
     };
-    extension.menu = menuOf;
+    const auto uploading = [](const std::string&) { return g_variant_new("(sbb)", "upload", TRUE, FALSE); };
+    const auto come = [&] {
+        extension.emplace(TSYNCFINDER_INTROSPECTION);
+        extension->badge = inStep;
+        extension->menu = menuOf;
+    };
+    come();
 
     QPluginLoader overlays(OVERLAY);
     QPluginLoader actions(ACTION);
@@ -83,17 +90,19 @@ TEST(DolphinPlugins, BadgeItemsAndOfferEachSelectionTheMenuOfItsClass) {
         changed.insert(url);
         overlay->getOverlays(url); // as Dolphin asks for what it shows
     });
-    EXPECT_TRUE(until([&] { return overlay->getOverlays(file) == QStringList("emblem-tsyncfinder-sync"); }));
-    EXPECT_EQ(overlay->getOverlays(QUrl(QStringLiteral("sftp://host/x"))), QStringList());
-    extension.badge = [](const std::string&) { return g_variant_new("(sbb)", "upload", TRUE, FALSE); };
-    changed.clear();
-    extension.emitChanged("file:///root", file.toEncoded().toStdString());
-    EXPECT_TRUE(until([&] { return changed.count(file) == 1; }));
-    EXPECT_EQ(overlay->getOverlays(file), QStringList("emblem-tsyncfinder-upload"));
-
-    extension.badge = [](const std::string& uri) {
-        return g_variant_new("(sbb)", "sync", hosts_test::isInSync(uri), hosts_test::isRoot(uri));
+    const QStringList sync("emblem-tsyncfinder-sync"), upload("emblem-tsyncfinder-upload");
+    const auto shows = [&](const QStringList& emblems) {
+        return until([&] { return overlay->getOverlays(file) == emblems; });
     };
+    EXPECT_TRUE(shows(sync));
+    EXPECT_EQ(overlay->getOverlays(QUrl(QStringLiteral("sftp://host/x"))), QStringList());
+    extension->badge = uploading;
+    changed.clear();
+    extension->emitChanged("file:///root", file.toEncoded().toStdString());
+    EXPECT_TRUE(until([&] { return changed.count(file) == 1; }));
+    EXPECT_EQ(overlay->getOverlays(file), upload);
+
+    extension->badge = inStep;
     for (const hosts_test::SelectionCase& each : hosts_test::selectionCases) {
         KFileItemList items;
         for (const std::string& uri : each.uris)
@@ -107,6 +116,19 @@ TEST(DolphinPlugins, BadgeItemsAndOfferEachSelectionTheMenuOfItsClass) {
         EXPECT_TRUE(until([&] { return title() == QLatin1String(each.expected); }))
             << each.expected << " " << title().toStdString();
     }
+
+    for (const char* const mood : {"wrong-types", "wrong-count", "huge"}) {
+        extension->mood = mood;
+        extension->emitChanged("file:///root");
+        EXPECT_TRUE(shows({})) << mood;
+        come();
+        EXPECT_TRUE(shows(sync)) << "a new one is given a chance after " << mood;
+    }
+    extension->emit(FINDER_SYNC_BADGES_CHANGED, g_variant_new("(s)", "nonsense"));
+    for (int i = 0; i < 20'000; ++i)
+        extension->emitChanged("file:///root");
+    extension->badge = uploading; // and no signal of it
+    EXPECT_TRUE(shows(upload)) << "after a flood";
     delete action;
 }
 
