@@ -54,9 +54,9 @@ class Session:
     def program(self, name):
         return os.path.join(self.build, "apps", name, name)
 
-    def start(self, *command, environment={}):
+    def start(self, *command, stdout=None, environment={}):
         log = open(os.path.join(self.home, os.path.basename(command[0]) + ".log"), "ab")
-        process = subprocess.Popen(command, stdout=log, stderr=log, env={**os.environ, **environment})
+        process = subprocess.Popen(command, stdout=stdout or log, stderr=log, env={**os.environ, **environment})
         self.processes.append(process)
         return process
 
@@ -111,6 +111,14 @@ class Session:
     def log(self, name):
         with open(os.path.join(self.home, name), errors="replace") as file:
             return file.read()
+
+    def start_flood(self):
+        """From what takes the extension's place."""
+        source = os.path.join(HERE, "../../../resources/dbus/com.quarnhold.TovikDrive_Quen.FinderSync1.xml")
+        process = self.start(os.path.join(self.build, "tests/hosts/nautilus-family/flooding_extension"), source,
+                             "file://" + self.root, stdout=subprocess.PIPE)
+        assert process.stdout.readline() == b"ready\n"
+        return process
 
     def logs(self):
         for name in sorted(os.listdir(self.home)):
@@ -311,6 +319,10 @@ def faults(session):
     kill(session.extension)
     stays_usable(session, tree, "while-dead")
     badges_go()
+    flooding = session.start_flood()
+    wait_until(lambda: shows("sync"), 15, "emblems in a flood")
+    stays_usable(session, tree, "while-flooded")
+    kill(flooding)
     session.extension = session.start_extension()
     wait_until(lambda: shows("sync"), 10, "emblems after a restart")
     before = screen_colours()["sync"]
