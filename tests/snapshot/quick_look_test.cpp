@@ -138,6 +138,45 @@ TEST_F(QuickLookTest, ReadsOnlyWhatMayDiffer) {
     EXPECT_EQ(look(DSQuickLookStructure), scanned());
 }
 
+// So many items that threads of their own ask for them, which go about in the tree.
+TEST_F(QuickLookTest, FindsWhatAScanFindsInALargeTree) {
+    for (int i = 0; i < 30; i++) {
+        const std::string folder = "d" + std::to_string(i);
+        fs::create_directories(folder + "/m/e");
+        for (int j = 0; j < 30; j++)
+            for (const char* name : {"/a", "/m/x", "/m/e/b"})
+                store(folder + name + std::to_string(j), "x");
+    }
+    look();
+    store("d3/m/e/b7", "in place");
+    store("d5/m/new", "");
+    fs::remove_all("d7/m");
+    fs::rename("d9/m", "d9/was");
+    fs::create_directory_symlink("was", "d9/m"); // by which all that was there is still found
+    fs::remove("d11/a3");
+    fs::create_directory("d11/a3"); // of another kind
+    const fs::path before = fs::current_path();
+    EXPECT_EQ(look(), scanned());
+    EXPECT_EQ(directoriesRead(), 7U); // in d5, d7, d9 and d11 one each, and the three that are new there
+    look(DSQuickLookStructure);
+    store("d13/m/e/new", "");
+    EXPECT_EQ(look(DSQuickLookStructure), scanned());
+    EXPECT_EQ(directoriesRead(), 1U);
+    EXPECT_EQ(fs::current_path(), before);
+
+    // The same directory by a path with which what is deepest is too long.
+    const std::string deep =
+        std::string(200, 'p') + "/" + std::string(200, 'q') + "/" + std::string(200, 'r');
+    fs::create_directories(deep + "/" + std::string(200, 's'));
+    store(deep + "/" + std::string(200, 's') + "/f", "");
+    ASSERT_EQ(look(), scanned());
+    const std::string longer = fs::path(_path).parent_path() / std::string(250, 't');
+    fs::rename(_path, longer);
+    _path = longer;
+    EXPECT_EQ(look(), scanned());
+    EXPECT_EQ(_result, -1);
+}
+
 TEST_F(QuickLookTest, TakesOnlyEvidenceOfItsTree) {
     store("f", "x");
     fs::create_directory("d");

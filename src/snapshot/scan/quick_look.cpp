@@ -53,11 +53,13 @@ class QuickLook {
         if (_asking != nullptr) _asking->end();
         const KnownTree::Item known{root, _old.records.empty() ? KnownTree::kNone : 0};
         const bool isAsBefore = _known.isAsBefore(known, now);
-        if (_known.isSameDirectory(known, now) &&
-            KnownItems(_old, _known, _reading).ask(root, path, isAsBefore, _structureOnly)) {
-            _old.begun = _new.begun;
-            _old.directoriesRead = 0;
-            return true;
+        if (_known.isSameDirectory(known, now)) {
+            KnownQuestions questions(_old, root, path.size(), isAsBefore, _structureOnly);
+            if (KnownItems(_old, _known, _reading, std::move(questions), path).ask(isAsBefore)) {
+                _old.begun = _new.begun;
+                _old.directoriesRead = 0;
+                return true;
+            }
         }
         _new.records.reserve(_old.records.size());
         directory(root, path.size(), now, _ahead.top(top, known, isAsBefore));

@@ -19,7 +19,7 @@ enum class Callback { mayAct, onlyWatches };
 // How a scan reads. The result does not depend on it.
 struct Reading {
     // How many threads may examine entries at a time, the caller's included, at most Asking::kMostThreads: 1
-    // keeps all on the caller's thread, 0 goes by how long the disk takes to answer (Pace.h).
+    // keeps all of a scan on the caller's thread, 0 goes by how long the disk takes to answer (Pace.h).
     unsigned threads = 0;
     Callback callback = Callback::mayAct;
     Asking* asking = nullptr; // shows others what the threads are at, if any
