@@ -16,6 +16,7 @@
 #include <mutex>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -150,18 +151,35 @@ void work(Queue& queue) {
     }
 }
 
-void hash(const BoundNode* node, std::string& path, unsigned char* digest) {
+// Memory for the digests of all nodes, one behind the other.
+class KeptDigests {
+  public:
+    unsigned char* next() {
+        if (_left == 0) {
+            _next = new unsigned char[size_t{kPiece} * SHA_DIGEST_LENGTH]; // as long as the process
+            _left = kPiece;
+        }
+        _left--;
+        return std::exchange(_next, _next + SHA_DIGEST_LENGTH);
+    }
+
+  private:
+    static constexpr unsigned kPiece = 50'000;
+    unsigned char* _next = nullptr;
+    unsigned _left = 0;
+};
+
+const unsigned char* hash(const BoundNode* node, std::string& path, KeptDigests& kept) {
     SHA_CTX context;
     SHA1_Init(&context);
     if (node->type == 1) {
         size_t length = path.size();
-        unsigned char below[SHA_DIGEST_LENGTH];
         for (uint32_t i = 0; i < node->count; i++) {
             const BoundNode* child = &node->children[i];
             if (child->type == 1) path.append("/").append(child->name, child->nameLength);
-            hash(child, path, below);
+            const unsigned char* below = hash(child, path, kept);
             path.resize(length);
-            SHA1_Update(&context, below, sizeof(below));
+            SHA1_Update(&context, below, SHA_DIGEST_LENGTH);
         }
         uint64_t count = node->count;
         SHA1_Update(&context, &count, sizeof(count));
@@ -171,7 +189,9 @@ void hash(const BoundNode* node, std::string& path, unsigned char* digest) {
         SHA1_Update(&context, stamp, sizeof(stamp));
         SHA1_Update(&context, node->name, node->nameLength);
     }
+    unsigned char* digest = kept.next();
     SHA1_Final(digest, &context);
+    return digest;
 }
 
 struct Merge {
@@ -236,10 +256,9 @@ BoundNode* boundScan(const std::string& path, unsigned threads) {
 }
 
 unsigned boundDigests(const BoundNode* root) {
-    unsigned char digest[SHA_DIGEST_LENGTH];
+    KeptDigests kept;
     std::string path;
-    hash(root, path, digest);
-    return digest[0];
+    return hash(root, path, kept)[0];
 }
 
 size_t boundCompare(const BoundNode* current, const BoundNode* previous) {

@@ -24,7 +24,8 @@ struct BoundNode {
 // directories are shared out over them.
 BoundNode* boundScan(const std::string& path, unsigned threads);
 
-// SHA-1 of every node, bottom up, over what a snapshot's digests cover. Returns one byte of the root's.
+// SHA-1 of every node, bottom up, over what a snapshot's digests cover; all are kept. Returns one byte of the
+// root's.
 unsigned boundDigests(const BoundNode* root);
 
 // A merge walk of two sorted trees; returns how many paths were stored as added, deleted or modified.

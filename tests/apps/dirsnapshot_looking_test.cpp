@@ -46,6 +46,8 @@ TEST_F(DirsnapshotLooking, ADirectoryThatNeverAnswersEndsIt) {
     EXPECT_EQ(said(), "");
     EXPECT_EQ(run("scan d/a -o none --timeout 20"), 2);
     EXPECT_EQ(said(), "dirsnapshot: d/a: Not a directory\n");
+    EXPECT_EQ(run("scan d -o none --timeout 0"), 2);
+    EXPECT_EQ(said(), "dirsnapshot: scan: --timeout: not more than 0: 0; see --help\n");
 
     const std::string dead =
         "dirsnapshot: " + folder.path() + "/gone/dead: no answer from the disk for 0.2 s; given up\n";

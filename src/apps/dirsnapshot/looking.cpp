@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -52,6 +53,10 @@ Looking& looking() {
     return options;
 }
 
+std::string moreThanZero(const std::string& number) {
+    return strtod(number.c_str(), nullptr) > 0 ? "" : "not more than 0: " + number;
+}
+
 void addLookingOptions(CLI::App* subcommand) {
     Looking& options = looking();
     options.showsProgress = isatty(STDERR_FILENO) != 0;
@@ -68,7 +73,7 @@ void addLookingOptions(CLI::App* subcommand) {
             "Give up, with exit code 2, when the disk leaves a question unanswered for so long, as a "
             "server does that is gone")
         ->type_name("SECONDS")
-        ->check(CLI::PositiveNumber);
+        ->check(moreThanZero);
     subcommand->add_flag("--progress", options.showsProgress,
                          "Show on standard error how far it is, also when that is no terminal");
 }

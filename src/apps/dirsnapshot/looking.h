@@ -23,6 +23,9 @@ struct Looking {
 };
 Looking& looking();
 
+// For an option that is checked: what is wrong with a number that is not more than 0, or nothing.
+std::string moreThanZero(const std::string& number);
+
 // --threads, --timeout and --progress of a command that may be given a directory.
 void addLookingOptions(CLI::App* subcommand);
 

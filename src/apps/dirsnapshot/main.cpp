@@ -206,7 +206,7 @@ class CommandLine {
         addItemOfSnapshot(sizing);
         sizing->add_option("--top", _is.sizes.top, "Only the largest N, the largest first")
             ->type_name("N")
-            ->check(CLI::PositiveNumber);
+            ->check(moreThanZero);
         sizing->add_option("--depth", _is.sizes.depth, "Only so many levels below the item")->type_name("N");
         sizing->add_flag("--files", _is.sizes.files, "Files too, not only directories");
         sizing->add_flag("--bytes", _is.sizes.inBytes, "Print bytes in place of units of 1,024 each");

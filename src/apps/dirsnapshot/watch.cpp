@@ -224,7 +224,7 @@ void addWatchOptions(CLI::App* watching, WatchOptions& options) {
         ->add_option("--interval", options.interval, "Seconds between looks where the kernel does not tell")
         ->capture_default_str()
         ->type_name("SECONDS")
-        ->check(CLI::PositiveNumber);
+        ->check(moreThanZero);
     watching->add_flag("--looks", options.looksAlways,
                        "Look again and again, although the kernel would tell");
     addExclusions(watching, options.exclusions,

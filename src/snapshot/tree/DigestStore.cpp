@@ -3,8 +3,6 @@
 #include "snapshot/tree/allocation.h"
 #include "snapshot/tree/list_private.h"
 
-#include <sys/mman.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -14,10 +12,10 @@ namespace snapshot {
 
 namespace {
 
-constexpr uint32_t kSingleOnes = 2'000;
-
-// The size of a large page on the usual machines: a block that is one costs one page fault.
-constexpr size_t kBlockBytes = size_t{2} << 20;
+constexpr uint32_t kSingleOnes = 64;
+constexpr size_t kBlockAlignment = size_t{16} << 10;
+constexpr size_t kBlockBytes =
+    kBlockAlignment - 64; // blocks lie side by side in spite of the allocator's header
 constexpr uint32_t kDigests = (kBlockBytes - sizeof(uint64_t)) / DSNodeHashLength;
 
 } // namespace
@@ -25,7 +23,7 @@ constexpr uint32_t kDigests = (kBlockBytes - sizeof(uint64_t)) / DSNodeHashLengt
 // Found from a digest by its alignment.
 struct DigestStore::Block {
     std::atomic<uint32_t> holders{kDigests + 1}; // digests with nodes or still to give, and the store
-    uint8_t digests[kDigests][DSNodeHashLength]; // set as they are given
+    uint8_t digests[kDigests][DSNodeHashLength] = {};
 
     static void drop(Block* block, uint32_t holders) {
         if (block->holders.fetch_sub(holders, std::memory_order_acq_rel) == holders) free(block);
@@ -47,14 +45,12 @@ void DigestStore::provide(DSNode* node) {
     if (_block == nullptr || _given == kDigests) {
         if (_block != nullptr) Block::drop(_block, 1);
         void* memory = nullptr;
-        if (posix_memalign(&memory, kBlockBytes, kBlockBytes) != 0) endForLackOfMemory();
-        madvise(memory, kBlockBytes, MADV_HUGEPAGE); // where it fails pages are small
+        if (posix_memalign(&memory, kBlockAlignment, kBlockBytes) != 0) endForLackOfMemory();
         static_assert(sizeof(Block) <= kBlockBytes);
         _block = new (memory) Block;
         _given = 0;
     }
     node->hash = _block->digests[_given++];
-    memset(node->hash, 0, DSNodeHashLength);
     node->_flags |= kDigestInBlock;
 }
 
@@ -63,7 +59,7 @@ void DigestStore::release(DSNode* node) {
         free(node->hash);
     } else {
         uint8_t* start = node->hash;
-        start -= reinterpret_cast<uintptr_t>(start) & (kBlockBytes - 1);
+        start -= reinterpret_cast<uintptr_t>(start) & (kBlockAlignment - 1);
         Block::drop(reinterpret_cast<Block*>(start), 1);
     }
     node->hash = nullptr;
