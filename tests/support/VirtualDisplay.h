@@ -23,8 +23,10 @@ class VirtualDisplay {
   private:
     const std::string name = ":" + std::to_string(1000 + ::getpid() % 50'000);
     std::string number;
+    // Without a key's repetition: a program that presses one may be held up before it lets go.
     Program server{
-        {"Xvfb", name, "-screen", "0", "1280x800x24", "-noreset", "-nolisten", "tcp", "-displayfd"}, number};
+        {"Xvfb", name, "-screen", "0", "1280x800x24", "-noreset", "-r", "-nolisten", "tcp", "-displayfd"},
+        number};
 };
 
 } // namespace support

@@ -47,7 +47,7 @@ def enter(build, arguments):
                            LC_ALL="C.UTF-8", NO_AT_BRIDGE="0", CAJA_EXTENSION_DIRS=os.path.join(home, "plugins"))
         reading, writing = os.pipe()
         display = subprocess.Popen(["Xvfb", "-displayfd", str(writing), "-screen", "0", "%dx%dx24" % SCREEN,
-                                    "-fbdir", home, "-nolisten", "tcp", "-noreset"],
+                                    "-fbdir", home, "-nolisten", "tcp", "-noreset", "-r"],
                                    pass_fds=[writing], stderr=subprocess.DEVNULL)
         os.close(writing)
         try:
