@@ -158,8 +158,9 @@ typedef struct {
 
 /* The next order; it counts as done. False: there is none before the time of tsf_core_wakes. */
 bool tsf_core_next(TsfCore* core, int64_t now, TsfOrder* order);
-/* Whether the next order, which is due, asks only about items that already show the badge of their folder: it
- * may wait while the file manager has other work. */
+/* Whether the next order, which is due, begins with an item that shows a foretold badge, and no menu waits
+ * for the answer: it may wait while the file manager has other work. An item that shows nothing yet, or whose
+ * badge has changed, may not. */
 bool tsf_core_can_wait(const TsfCore* core);
 /* When the next order will be there if nothing happens: now, later, or INT64_MAX for never. */
 int64_t tsf_core_wakes(const TsfCore* core, int64_t now);

@@ -47,8 +47,9 @@ static bool is_urgent(const TsfCore* core) {
 
 bool tsf_core_can_wait(const TsfCore* core) {
     if (is_urgent(core) || core->menu_waits || !is_turn_due(core)) return false;
-    const TsfFolder* next = TSF_OWNER(core->turn.next, TsfFolder, in_turn);
-    return next->expected != 0 && next->is_watched;
+    const TsfFolder* folder = TSF_OWNER(core->turn.next, TsfFolder, in_turn);
+    const TsfItem* item = TSF_OWNER(folder->waiting.next, TsfItem, in_folder);
+    return folder->is_watched && !item->is_known && item->badge != 0;
 }
 
 static bool is_quiet(const TsfCore* core) {

@@ -90,6 +90,14 @@ TEST_F(HostCore, ForetellsBadges) {
     look("file:///r/f1/first");
     serve(1);
     EXPECT_FALSE(tsf_core_can_wait(core) || tsf_core_wakes(core, now) > now);
+    run();
+    badge = [](const std::string&) { return Answer{"sync", true}; };
+    signalChange("file:///r/f0"); // what is known has changed, in a folder that foretells
+    while (!wire.empty()) {
+        wire.front()();
+        wire.pop_front();
+    }
+    EXPECT_FALSE(tsf_core_can_wait(core) || tsf_core_wakes(core, now) > now);
 }
 
 TEST_F(HostCore, TakesNoOlderAnswer) {
