@@ -25,6 +25,7 @@ class PrivateBus {
     PrivateBus& operator=(const PrivateBus&) = delete;
 
     void stop() { process.end(SIGTERM); }
+    void send(int signal) const { process.send(signal); }
 
   private:
     std::string address;

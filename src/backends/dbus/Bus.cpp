@@ -37,6 +37,11 @@ Bus::~Bus() {
     if (thread.joinable()) thread.join();
 }
 
+bool isWithoutAnswer(const sdbus::Error& error) {
+    return error.getName() == "org.freedesktop.DBus.Error.NoReply" ||
+           error.getName() == "org.freedesktop.DBus.Error.Timeout";
+}
+
 void Bus::start(std::function<void()> onLost) {
     lostHandler = std::move(onLost);
     thread = std::thread([this] { run(); });

@@ -38,6 +38,9 @@ class BusLink {
     int wakeUp = -1; // eventfd
 };
 
+// Whether a call ended because nobody answered it in time: any other error is an answer, too.
+bool isWithoutAnswer(const sdbus::Error& error);
+
 class Bus {
   public:
     // Connects to the session bus. Raises sdbus::Error when there is none.

@@ -1,5 +1,7 @@
 #include "backends/dbus/BusNames.h"
 
+#include "backends/dbus/Bus.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -50,9 +52,7 @@ bool BusNames::answers(const std::string& uniqueName) {
             .withTimeout(answerBound);
         return true;
     } catch (const sdbus::Error& error) {
-        // Any other error is an answer too.
-        return error.getName() != "org.freedesktop.DBus.Error.NoReply" &&
-               error.getName() != "org.freedesktop.DBus.Error.Timeout";
+        return !isWithoutAnswer(error);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "backends/dbus/FinderSync1Client.h"
 
+#include "backends/dbus/Bus.h"
 #include "backends/dbus/value_coding.h"
 #include "protocol/names.h"
 
@@ -66,8 +67,7 @@ sdbus::MethodReply FinderSync1Client::send(const sdbus::MethodCall& call) {
         if (name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
             name == "org.freedesktop.DBus.Error.NameHasNoOwner")
             throw ExtensionError("The extension is not running. Start it with: tsyncfinder run");
-        if (name == "org.freedesktop.DBus.Error.NoReply" || name == "org.freedesktop.DBus.Error.Timeout")
-            throw ExtensionError("The extension does not answer.");
+        if (isWithoutAnswer(error)) throw ExtensionError("The extension does not answer.");
         throw ExtensionError(error.getMessage());
     }
 }

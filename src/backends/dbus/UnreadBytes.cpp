@@ -18,6 +18,11 @@ std::size_t waitingIn(const std::map<std::string, sdbus::Variant>& figures) {
     return waiting != figures.end() ? waiting->second.get<std::uint32_t>() : 0;
 }
 
+std::optional<std::size_t> waitingAfter(const sdbus::Error& error) {
+    if (isWithoutAnswer(error)) return std::nullopt;
+    return 0;
+}
+
 } // namespace
 
 UnreadBytes::UnreadBytes(Bus& sharedBus, const platform::Clock& itsClock)
@@ -54,35 +59,38 @@ bool UnreadBytes::exceeds(const std::string& process, std::size_t limit) {
         if (clock.now() < account->second.nextLook) return true;
         before = account->second.waiting;
     }
-    const std::size_t left = ask(process);
+    const std::optional<std::size_t> left = ask(process);
     const std::lock_guard guard(lock);
     const auto account = accounts.find(process);
     if (account == accounts.end()) return false;
     // What was sent while the bus answered may or may not be in its answer.
-    set(account->second, left + (account->second.waiting - std::min(before, account->second.waiting)));
+    if (left)
+        set(account->second, *left + (account->second.waiting - std::min(before, account->second.waiting)));
     if (account->second.waiting <= limit) return false;
     account->second.nextLook = clock.now() + lookInterval;
     return true;
 }
 
-std::size_t UnreadBytes::ask(const std::string& process) {
+std::optional<std::size_t> UnreadBytes::ask(const std::string& process) {
     if (bus.isReadByAnother()) return askThroughReader(process);
-    std::map<std::string, sdbus::Variant> figures;
+    std::optional<std::size_t> left;
     try {
+        std::map<std::string, sdbus::Variant> figures;
         proxy->callMethod(question)
             .onInterface(statistics)
             .withTimeout(answerBound)
             .withArguments(process)
             .storeResultsTo(figures);
-    } catch (const sdbus::Error&) {
-        figures.clear();
+        left = waitingIn(figures);
+    } catch (const sdbus::Error& error) {
+        left = waitingAfter(error);
     }
     bus.wake();
-    return waitingIn(figures);
+    return left;
 }
 
-std::size_t UnreadBytes::askThroughReader(const std::string& process) {
-    const auto answer = std::make_shared<std::promise<std::size_t>>();
+std::optional<std::size_t> UnreadBytes::askThroughReader(const std::string& process) {
+    const auto answer = std::make_shared<std::promise<std::optional<std::size_t>>>();
     auto left = answer->get_future();
     try {
         proxy->callMethodAsync(question)
@@ -91,16 +99,16 @@ std::size_t UnreadBytes::askThroughReader(const std::string& process) {
             .withArguments(process)
             .uponReplyInvoke(
                 [answer](const sdbus::Error* error, const std::map<std::string, sdbus::Variant>& figures) {
-                    answer->set_value(error ? 0 : waitingIn(figures));
+                    answer->set_value(error != nullptr ? waitingAfter(*error) : waitingIn(figures));
                 });
         bus.wake();
-        // A bus that is lost meanwhile answers nothing.
-        return left.wait_for(answerBound) == std::future_status::ready ? left.get() : 0;
+        if (left.wait_for(answerBound) == std::future_status::ready) return left.get();
     } catch (const sdbus::Error&) {
-        return 0;
+        return 0; // the bus has gone
     } catch (const std::future_error&) {
-        return 0;
+        // Lost before it answered.
     }
+    return std::nullopt;
 }
 
 } // namespace backends::dbus

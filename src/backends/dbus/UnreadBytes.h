@@ -4,7 +4,7 @@
 // more from the sender. So one process that does not read would silence this one for all others. What is sent
 // to each is therefore counted, and where that seems much, the bus is asked how much of it is left
 // (GetConnectionStats of org.freedesktop.DBus.Debug.Stats). A bus that cannot tell is taken to have bounds of
-// its own, as dbus-broker has.
+// its own, as dbus-broker has; one that does not answer in time has read nothing meanwhile.
 //
 // Any thread. Nothing is locked while the bus is asked.
 #pragma once
@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstddef>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -52,9 +53,9 @@ class UnreadBytes {
         std::size_t waiting = 0;             // bytes, at most
         platform::Clock::TimePoint nextLook; // not before
     };
-    // What the bus holds for the process; 0 when it cannot tell.
-    std::size_t ask(const std::string& process);
-    std::size_t askThroughReader(const std::string& process);
+    // What the bus holds for the process: 0 when it cannot tell, none when it does not answer in time.
+    std::optional<std::size_t> ask(const std::string& process);
+    std::optional<std::size_t> askThroughReader(const std::string& process);
 
     // Under the lock.
     void set(Account& account, std::size_t bytes) {

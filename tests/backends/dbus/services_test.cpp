@@ -239,6 +239,12 @@ TEST(UnreadBytes, AreFewerForEachOfManyTogether) {
     EXPECT_TRUE(unread.exceeds(deaf->getUniqueName(), limit));
     EXPECT_FALSE(unread.exceeds("another", limit)) << "the bus keeps nothing for it";
     EXPECT_FALSE(unread.exceeds(deaf->getUniqueName(), limit));
+
+    unread.sent("another", 2 * limit);
+    sessionBus.send(SIGSTOP);
+    EXPECT_TRUE(unread.exceeds("another", limit)) << "what a busy bus does not tell may still wait";
+    sessionBus.send(SIGCONT);
+    EXPECT_TRUE(support::eventually([&] { return !unread.exceeds("another", limit); }));
 }
 
 TEST_F(HostsTest, AHostThatHasGoneLeavesNothing) {
