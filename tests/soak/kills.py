@@ -7,16 +7,19 @@ remembers and does with a pair of folders. After a kill the old or the new must 
 after another start both sides equal, and every content that a person saved on one of them or in a trash."""
 import json
 import os
+import queue
 import random
 import shutil
 import subprocess
 import sys
 import tempfile
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 from saves import at_call, counted, saves
 
 CALLS = "write,writev,pwrite64,rename,renameat,renameat2,fsync,fdatasync,unlink,unlinkat,ftruncate,linkat,mkdirat"
+SERVICES = 4  # at a time
 
 
 def killed_after(seconds, command, environment):
@@ -51,12 +54,19 @@ def at_random(save, times, randomness):
 
 
 class Pair:
-    """The service beside a storage that is a folder; each trial begins with the same two sides that differ."""
+    """The service on a bus of its own beside a storage that is a folder; each trial begins with the same two sides
+    that differ."""
 
     def __init__(self, build, work):
-        self.tool, self.work = os.path.join(build, "apps/tsyncquenz/tsyncquenz"), work + "/pair"
-        self.prepare()
+        self.tool, self.work = os.path.join(build, "apps/tsyncquenz/tsyncquenz"), work
         self.command = [self.tool, "run", "--haste", "20"]
+        self.bus = subprocess.Popen(["dbus-daemon", "--config-file=tests/support/private_bus.conf", "--nofork",
+                                     "--print-address"], stdout=subprocess.PIPE, text=True)
+        self.address = self.bus.stdout.readline().strip()
+
+    def end(self):
+        self.bus.terminate()
+        self.bus.wait()
 
     def prepare(self):
         shutil.rmtree(self.work, ignore_errors=True)
@@ -66,7 +76,8 @@ class Pair:
         os.chmod(self.work + "/run", 0o700)
         with open(self.work + "/config/rclone/rclone.conf", "w") as file:
             file.write("[disk]\ntype = alias\nremote = /\n")
-        self.environment = {**os.environ, "HOME": self.work, "XDG_RUNTIME_DIR": self.work + "/run"}
+        self.environment = {**os.environ, "HOME": self.work, "XDG_RUNTIME_DIR": self.work + "/run",
+                            "DBUS_SESSION_BUS_ADDRESS": self.address}
         for name in ("CONFIG", "STATE", "DATA", "CACHE"):
             self.environment[f"XDG_{name}_HOME"] = f"{self.work}/{name.lower()}"
         self.saved = set()
@@ -137,19 +148,37 @@ class Pair:
             again.wait()
         return was_killed
 
-    def every_call(self, step):
-        for name in CALLS.split(","):
-            number = 1
-            while self.once(at_call(name, number, "signal=KILL", []), 60):
-                number += step
-            print("%-22s killed at %s of a thread, %d times up to its number %d: nothing lost, in step after the next "
-                  "start" % ("the service", name, (number - 1) // step, max(0, number - step)), flush=True)
+    def every_call(self, name, step):
+        number = 1
+        while self.once(at_call(name, number, "signal=KILL", []), 60):
+            number += step
+        print("%-22s killed at %s of a thread, %d times up to its number %d: nothing lost, in step after the next "
+              "start" % ("the service", name, (number - 1) // step, max(0, number - step)), flush=True)
 
-    def at_random(self, times, randomness):
-        for _ in range(times):
-            self.once([], randomness.uniform(0.05, 4))
-        print("%-22s killed %d times at random: nothing lost, in step after the next start" % ("the service", times),
-              flush=True)
+
+def kill_service(build, work, step, times, randomness):
+    """Several at a time: most of a trial is waiting."""
+    pairs = queue.SimpleQueue()
+    for i in range(SERVICES):
+        pairs.put(Pair(build, "%s/pair%d" % (work, i)))
+
+    def with_pair(trial):
+        pair = pairs.get()
+        try:
+            trial(pair)
+        finally:
+            pairs.put(pair)
+
+    trials = [lambda pair, name=name: pair.every_call(name, step) for name in CALLS.split(",")]
+    trials += [lambda pair, seconds=randomness.uniform(0.05, 4): pair.once([], seconds) for _ in range(times)]
+    try:
+        with ThreadPoolExecutor(SERVICES) as pool:
+            list(pool.map(with_pair, trials))
+    finally:
+        while not pairs.empty():
+            pairs.get().end()
+    print("%-22s killed %d times at random: nothing lost, in step after the next start" % ("the service", times),
+          flush=True)
 
 
 def main():
@@ -162,9 +191,7 @@ def main():
             at_every_call(save)
         for save in every:
             at_random(save, times // len(every), randomness)
-        pair = Pair(build, work)
-        pair.every_call(1 if times >= 10000 else 10)
-        pair.at_random(max(1, times // 100), randomness)
+        kill_service(build, work, 1 if times >= 10000 else 10, max(1, times // 100), randomness)
         print("kills: seed %d: no loss" % seed)
     except AssertionError as error:
         shutil.copytree(work, work + "-evidence", symlinks=True)
