@@ -58,7 +58,6 @@ void TSyncClient::connect() {
     } catch (const IPCError& error) {
         around.log.info("Exception: ", std::string_view(error.what()));
         _connectionToService.reset();
-        connected = false;
     }
 }
 
@@ -100,7 +99,6 @@ void TSyncClient::invalidateSession() {
             // It is dropped all the same.
         }
     }
-    _connectionToService.reset();
 }
 
 std::shared_ptr<const SyncPathTable> TSyncClient::allPathsInSync() const {

@@ -151,7 +151,8 @@ TEST_F(ClientTest, TakesTheTableAndTheStatusFromTheDaemon) {
     client->getSyncStatus(); // the reply queue runs in order: the table stands now
     EXPECT_EQ(client->remotePathOfLocalSyncPath("/home/u/Docs/a/b"), "/Space/Docs/a/b");
     EXPECT_EQ(client->localSyncPathOfRemotePath("/Space/Docs//a/"), "/home/u/Docs/a");
-    EXPECT_EQ(client->remotePathOfLocalSyncPath(std::nullopt), std::nullopt);
+    EXPECT_EQ(client->remotePathOfLocalSyncPath({}), std::nullopt);
+    EXPECT_EQ(client->localSyncPathOfRemotePath({}), std::nullopt);
     EXPECT_EQ(client->getSyncStatus(), (Dictionary{{"status", "syncStatusScanning"}}));
     client->close();
     EXPECT_TRUE(daemon.waitFor("close"));
@@ -179,11 +180,22 @@ TEST_F(ClientTest, SendsNothingForNoneAndTwoRequestsNeverConnect) {
     set("countDirectoriesAtPath:withReply:", valueReply(std::uint64_t{7}));
     TestDaemon daemon(asSet());
     connect();
-    client->syncPath(std::nullopt);
-    client->renameFile("/a", std::nullopt);
+    const Dictionary options{{"key", "value"}};
+    using Text = std::optional<std::string_view>;
+    for (const auto& [one, other] : {std::pair<Text, Text>(std::nullopt, "/a"), {"/a", std::nullopt}}) {
+        client->renameFile(one, other);
+        client->downloadFile(one, other);
+        client->addSyncPath(one, other);
+        client->moveLocalFile(one, other);
+        client->copyLocalFile(one, other);
+        client->cacheFile(one, other ? std::optional(options) : std::nullopt);
+        EXPECT_FALSE(
+            client->sendSharingFileByEmail(one, true, other ? TSyncClient::Texts({"a"}) : std::nullopt));
+    }
+    bool isBase = true;
+    EXPECT_FALSE(client->isLocalPathExcluded({}, isBase) || client->isRemotePathExcluded({}, isBase));
     EXPECT_EQ(client->linkForSharingFile(std::nullopt, true), std::nullopt);
     client->localSnapshotChanged("/a");
-    const Dictionary options{{"key", "value"}};
     client->cacheFile("/a", options);
     EXPECT_EQ(client->countDirectoriesAtPath("/a"), 7U); // behind the others, as every message is
     EXPECT_EQ(heardOf("localSnapshotChanged:NoRecursive:"), (std::vector<Array>{{"/a", false}}));
@@ -252,18 +264,6 @@ TEST_F(ClientTest, TheBoundOfTheWaitEndsTheShortRequestsAndALateReplyChangesNoth
     }
 }
 
-TEST_F(ClientTest, AWaitEndsWithTheBus) {
-    silent = {"linkForSharingFile:isDirectory:withReply:"};
-    TestDaemon daemon(asSet());
-    connect();
-    auto link = std::async(std::launch::async, [this] { return client->linkForSharingFile("/a", false); });
-    ASSERT_TRUE(daemon.waitFor("linkForSharingFile:isDirectory:withReply:"));
-    sessionBus.stop();
-    ASSERT_EQ(link.wait_for(support::deadline), std::future_status::ready) << "its own bound is 30 seconds";
-    EXPECT_EQ(link.get(), std::nullopt);
-    takeWaiting();
-}
-
 TEST_F(ClientTest, FollowsNotificationsAndTheDeathOfTheDaemonOnceBound) {
     answers = {{"allPathsInSync:", valueReply(Dictionary{{"/R", "/r"}})},
                {"getSyncStatus:", valueReply(Dictionary{})}};
@@ -324,29 +324,13 @@ TEST_F(ClientTest, SaysWhenThereIsNoBusAndConnectsOnceThereIs) {
         return log.lines().back().starts_with("Exception: ");
     }));
     EXPECT_FALSE(client->daemonIsReady());
+    bool isAnswered = false;
+    client->send("cacheDir:", {}, [&](const Reply& none) { isAnswered = none.kind == Reply::Kind::noReply; });
+    EXPECT_TRUE(isAnswered);
     EXPECT_EQ(client->remotePathOfLocalSyncPath("/r"), std::nullopt);
     support::PrivateBus next;
     EXPECT_TRUE(client->daemonIsReady()) << "also when the bus thread has not seen yet that the bus is gone";
     takeWaiting();
-}
-
-TEST_F(ClientTest, TwoThreadsThatMissACacheAtOnceBothAskAndOneAnswerStands) {
-    silent = {"cacheDir:"};
-    TestDaemon daemon(asSet());
-    connect();
-    ASSERT_TRUE(log.waitFor("All Paths in Sync: (null)"));
-    replies.dispatchAndWait([] {}); // that table empties the cache
-    const auto ask = [this] { return client->cacheDir(); };
-    auto one = std::async(std::launch::async, ask);
-    auto other = std::async(std::launch::async, ask);
-    ASSERT_TRUE(daemon.waitFor("cacheDir:", 2));
-    const char* folder = "/one";
-    for (const auto& [message, handler] : takeWaiting())
-        handler(valueReply(std::exchange(folder, "/two")));
-    const std::set got{one.get(), other.get()};
-    EXPECT_THAT(got, testing::UnorderedElementsAre("/one", "/two"));
-    EXPECT_TRUE(got.contains(client->cacheDir()));
-    EXPECT_EQ(heardOf("cacheDir:").size(), 2U) << "the third time it was remembered";
 }
 
 // `close` and `cacheDir` go on for as long as sending fails, without growing the stack; the others do not.

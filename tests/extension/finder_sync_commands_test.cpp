@@ -107,10 +107,13 @@ TEST_F(FinderSyncCommandsTest, AreConfirmedByWhatTheDaemonAnswers) {
     const Reply withPair = value(Dictionary{{"/R", "/r"}, {"/N/", "/o/."}});
     const Reply yes = value(true);
     const Reply no = value(false);
+    using Replies = std::map<std::string, Reply>;
+    const Replies nothingThere{{"pendingOperationOnPath", no}, {"remoteFileInfo", none}};
+    const Replies somethingThere{{"pendingOperationOnPath", no}, {"remoteFileInfo", value(Dictionary())}};
     const struct {
         const char* action;
         const char* path;
-        std::map<std::string, Reply> replies;
+        Replies replies;
         std::string outcome; // "": it is not confirmed
         bool isTold = false; // also by the desktop; each failure is
     } cases[] = {
@@ -125,14 +128,10 @@ TEST_F(FinderSyncCommandsTest, AreConfirmedByWhatTheDaemonAnswers) {
         {"includeSync:", "/r/d", {{"isRemotePathExcluded", no}}, "include /r/d.", true},
         {"includeSync:", "/r/d", {{"isRemotePathExcluded", yes}}, ""},
         {"copyToSpace:", "/o/x", {{"pendingOperationOnPath", yes}}, "copy /o/x to /N.", true},
-        {"copyToSpace:", "/o/x", {{"pendingOperationOnPath", no}, {"remoteFileInfo", none}}, ""},
-        // Something of that name was there before, so it says nothing.
-        {"copyToSpace:",
-         "/o/x",
-         {{"pendingOperationOnPath", no}, {"remoteFileInfo", value(Dictionary())}},
-         "copy /o/x to /N (not confirmed).",
-         true},
-        {"moveToSpace:", "/o/gone", {{"pendingOperationOnPath", no}, {"remoteFileInfo", none}}, ""},
+        {"copyToSpace:", "/o/x", nothingThere, ""},
+        {"copyToSpace:", "/o/x", somethingThere, "copy /o/x to /N (not confirmed).",
+         true}, // it may be an older one
+        {"moveToSpace:", "/o/gone", nothingThere, ""},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(std::string(each.action) + " " + each.path + " " + each.outcome);
@@ -194,6 +193,7 @@ TEST_F(FinderSyncCommandsTest, AskAndPostNothingWhereNothingCanCome) {
     EXPECT_EQ(log.count("Skipped without a message: [\"/o\"]"), 1U);
     EXPECT_EQ(perform("stopSync:", selecting({"/r/\xff"})),
               "failed: Left out, with a name that cannot be sent: \"/r/\xEF\xBF\xBD\"");
+    EXPECT_THAT(log.lines(), testing::Contains(testing::StartsWith("kTFinderSyncTSyncStop was not sent, ")));
     EXPECT_EQ(perform("stopSync:", selecting({"/o", "/r/\xff"})),
               "failed: Left out, not in a synced folder or with a name that cannot be sent: /o, "
               "\"/r/\xEF\xBF\xBD\"");

@@ -110,36 +110,28 @@ TEST_F(HostServiceTest, AnswersEachItemOfABatch) {
 TEST_F(HostServiceTest, DescribesAnItemWithWhatTheDaemonKnowsOfIt) {
     uploads({"/r/d/f"});
     host_service::ItemDescriptions descriptions({service, finderSync, *client, model});
-    using Kind = platform::Reply::Kind;
+    using platform::Reply;
+    const Reply none, no{Reply::Kind::value, false, false}, yes{Reply::Kind::value, true, false};
     const struct {
         const char* uri;
-        platform::Reply reply;
+        Reply reply;
         unsigned basesAbove; // the folders between the item and the one that is excluded itself
         const char* rows;
     } cases[] = {
-        {"file:///r",
-         {Kind::value, false, false},
-         0,
+        {"file:///r", no, 0,
          "Status=Synced folder; Synced folder=/r; Remote path=/R; Reason=It is the synced folder itself.; "
          "Excluded=No; "},
-        {"file:///r/d",
-         {Kind::noReply, {}, {}},
-         0,
-         "Status=Uploading; Synced folder=/r; Remote path=/R/d; Reason=Uploading now: /r/d/f; "
-         "Excluded=The sync service does not answer.; "},
-        {"file:///r/d/g",
-         {Kind::value, true, false},
-         1,
+        {"file:///r/d", none, 0,
+         "Status=Uploading; Synced folder=/r; Remote path=/R/d; Reason=Uploading now: /r/d/f; Excluded=The "
+         "sync service does not answer.; "},
+        {"file:///r/d/g", yes, 1,
          "Status=In step; Synced folder=/r; Remote path=/R/d/g; Reason=Nothing at it or below it is under "
-         "way.; "
-         "Excluded=Excluded from sync: /r/d; "},
-        {"file:///r/d/.DS_Store",
-         {Kind::noReply, {}, {}},
-         0,
+         "way.; Excluded=Excluded from sync: /r/d; "},
+        {"file:///r/d/.DS_Store", none, 0,
          "Synced folder=/r; Remote path=/R/d/.DS_Store; Reason=Nothing exists there, or its disk does not "
          "answer: it keeps the badge it had.; Excluded=Items like it are never synced.; "},
-        {"file:///o", {}, 0, "Reason=It lies in no synced folder.; "},
-        {"http://x/", {}, 0, "Reason=It lies in no synced folder.; "},
+        {"file:///o", none, 0, "Reason=It lies in no synced folder.; "},
+        {"http://x/", none, 0, "Reason=It lies in no synced folder.; "},
     };
     for (const auto& each : cases) {
         connections.reply = each.reply;

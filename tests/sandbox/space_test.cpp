@@ -3,10 +3,6 @@
 #include "sync_daemon/State.h"
 #include "tests/sandbox/support.h"
 
-#include <sys/stat.h>
-
-#include <fcntl.h>
-
 namespace sandbox {
 namespace {
 
@@ -28,16 +24,6 @@ TEST(Space, StaysInItsFolder) {
     EXPECT_TRUE(space.makeDirectory("/a/b"));
     EXPECT_EQ(space.localPath("/a/b/c"), temporary / "space/a/b/c");
     EXPECT_EQ(std::distance(fs::directory_iterator(temporary / "out"), {}), 1);
-}
-
-TEST(Space, TellsFilesApartByTheNanosecond) {
-    const TemporaryFolder temporary;
-    const Space space(temporary / "space");
-    const std::string file = temporary.write("space/file", "four");
-    const timespec times[] = {{100, 5}, {100, 5}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-    EXPECT_TRUE(space.holds("/file", 4, {100, 5}) && space.isNewer("/file", {100, 4}));
-    EXPECT_FALSE(space.holds("/file", 4, {100, 4}) || space.isNewer("/file", {100, 5}));
 }
 
 TEST(Space, FindsFreeNamesAndBelongsToOneProcess) {

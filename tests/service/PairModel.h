@@ -111,8 +111,7 @@ class PairModel {
                 fail("nothing to put at " + path);
             if (const auto there = tree.find(path); there != tree.end()) {
                 if (!operation.replaces || !isAsAgreed(tree, path)) fail("would overwrite " + path);
-                if (tree.lower_bound(path + "/") != endBelow(tree, path))
-                    fail("a folder in the way of " + path);
+                if (atAndBelow(tree, path).size() > 1) fail("a folder in the way of " + path);
             }
             needFolderAbove(tree, path);
             tree[path] = {Shape::file, source->second.content, ++lastIdentity};
@@ -242,9 +241,6 @@ class PairModel {
         for (const auto& [name, value] : tree)
             if (isAtOrBelow(name, path)) found.push_back(name);
         return found;
-    }
-    static Tree::const_iterator endBelow(const Tree& tree, const std::string& path) {
-        return tree.lower_bound(path + "0"); // the byte behind the separator
     }
 
     template <typename Map>

@@ -79,45 +79,23 @@ class PairCases : public testing::Test {
     Computer two{place.path(), space, "two"};
 };
 
-TEST_F(PairCases, ARingOfNamesIsMovedAndNotSent) {
-    const Files before{{"a", "1"}, {"b", "22"}, {"c", "333"}, {"d/x", "4444"}, {"e/x", "55555"}};
-    for (const auto& [path, content] : before)
-        write(one / path, content);
-    settleAll();
-    const auto rename = [&](const std::string& from, const std::string& to) {
-        fs::rename(one / from, one / to);
-    };
-    for (const auto& [from, to] :
-         {std::pair("a", "t"), {"c", "a"}, {"b", "c"}, {"t", "b"}, {"d", "t"}, {"e", "d"}, {"t", "e"}})
-        rename(from, to);
-    space.asked.clear();
-    settleAll();
-    const Files after{{"b", "1"}, {"c", "22"}, {"a", "333"}, {"e/x", "4444"}, {"d/x", "55555"}};
-    EXPECT_EQ(one.files(), after);
-    EXPECT_EQ(two.files(), after);
-    EXPECT_EQ(space.asked["bringUp"], 0);
-
-    // Each folder is the other one now, and has the items that it had.
-    for (const auto& [from, to] :
-         {std::pair("d", "t"), {"e", "d"}, {"t", "e"}, {"d/x", "t"}, {"e/x", "d/x"}, {"t", "e/x"}})
-        rename(from, to);
-    settleAll();
-    EXPECT_EQ(one.files(), after);
-    EXPECT_EQ(two.files(), after);
-}
-
 // The service is killed at each step in turn, when it moves there and when it moves here.
-TEST_F(PairCases, ARingThatWasCutOffIsTakenUp) {
-    Files files{{"a", "1"}, {"b", "22"}, {"d/x", "4444"}, {"e/x", "55555"}};
+TEST_F(PairCases, ARingOfNamesIsMovedAndNotSentAlsoWhenItWasCutOff) {
+    Files files{{"a", "1"}, {"b", "22"}, {"c", "333"}, {"d/x", "4444"}, {"e/x", "55555"}};
     for (const auto& [path, content] : files)
         write(one / path, content);
     settleAll();
-    const auto swap = [&] {
-        for (const auto& [from, to] :
-             {std::pair("a", "t"), {"b", "a"}, {"t", "b"}, {"d", "t"}, {"e", "d"}, {"t", "e"}})
+    const auto rename = [&](std::initializer_list<std::pair<const char*, const char*>> moves) {
+        for (const auto& [from, to] : moves)
             fs::rename(one / from, one / to);
-        std::swap(files["a"], files["b"]);
-        std::swap(files["d/x"], files["e/x"]);
+    };
+    const auto turn = [&] {
+        rename({{"a", "t"}, {"c", "a"}, {"b", "c"}, {"t", "b"}, {"d", "t"}, {"e", "d"}, {"t", "e"}});
+        files = {{"a", files["c"]},
+                 {"b", files["a"]},
+                 {"c", files["b"]},
+                 {"d/x", files["e/x"]},
+                 {"e/x", files["d/x"]}};
         space.asked.clear();
     };
     const auto check = [&](const std::string& where) {
@@ -132,14 +110,14 @@ TEST_F(PairCases, ARingThatWasCutOffIsTakenUp) {
     };
     bool isCut = true;
     for (int steps = 0; isCut && !HasFailure(); ++steps) {
-        swap();
+        turn();
         isCut = cutOff(one, steps);
         check("there, after " + std::to_string(steps));
     }
     space.tellsIds = isCut = true; // else two names swapped are two edits
     settleAll();
     for (int steps = 0; isCut && !HasFailure(); ++steps) {
-        swap();
+        turn();
         EXPECT_EQ(one.settle(), "");
         lastHappens = steps % 2 == 1;
         renamesLeft = steps / 2;
@@ -148,6 +126,11 @@ TEST_F(PairCases, ARingThatWasCutOffIsTakenUp) {
         two.restart();
         check("here, after " + std::to_string(steps));
     }
+    // Each folder is the other one now, and has the items that it had.
+    rename({{"d", "t"}, {"e", "d"}, {"t", "e"}, {"d/x", "t"}, {"e/x", "d/x"}, {"t", "e/x"}});
+    settleAll();
+    EXPECT_EQ(one.files(), files);
+    EXPECT_EQ(two.files(), files);
 }
 
 TEST_F(PairCases, ABatchThatWasCutOffIsTakenUp) {
@@ -259,7 +242,6 @@ TEST_F(PairCases, TwoEditsThereInOneSecondAreBothSeen) {
     EXPECT_EQ(two.files(), one.files());
 }
 
-// What comes in between at each step of a replacement, here, there and by the other computer.
 TEST_F(PairCases, AStorageThatTellsADigestOfItsOwnIsNotRead) {
     space.tellsDigests = true;
     std::set<std::string> read;
@@ -315,6 +297,7 @@ TEST_F(PairCases, MuchThatWouldBeReadToBeComparedWaitsForAWord) {
     EXPECT_EQ(guard.allowed(lessons, names, now), lessons);
 }
 
+// What comes in between at each step of a replacement, here, there and by the other computer.
 TEST_F(PairCases, WhatComesInBetweenIsKept) {
     struct Case {
         const char* operation;

@@ -84,10 +84,7 @@ class BadgeKeeper : public testing::Test {
             g_object_unref(file);
         files.clear();
     }
-    void newExtension(const std::string& mood = "sensible") {
-        extension = std::make_unique<fake::Extension>(TSYNCFINDER_INTROSPECTION);
-        extension->mood = mood;
-    }
+    void newExtension() { extension = std::make_unique<fake::Extension>(TSYNCFINDER_INTROSPECTION); }
     void TearDown() override {
         tsf_badge_keeper_free(keeper);
         dropFiles();
