@@ -12,10 +12,6 @@ struct RecordingView final : VxJumpBarView {
     std::map<std::string, double> widths; // of texts; a text that is not in it is 6 points a byte wide
     int layouts = 0;
     int labelRedraws = 0;
-    int menuChanges = 0;
-    platform::MenuHandle popped;
-    std::size_t poppedIndex = 0;
-    platform::Point poppedAt;
 
     platform::Size sizeOfText(const std::string& text, const TextAttributes&) override {
         const auto known = widths.find(text);
@@ -27,13 +23,8 @@ struct RecordingView final : VxJumpBarView {
     void setNeedsDisplay() override {}
     void labelNeedsDisplay(VxJumpBarLabel&) override { ++labelRedraws; }
     void layoutChanged() override { ++layouts; }
-    void menuChanged(platform::Menu&) override { ++menuChanges; }
-    void popUpMenu(VxJumpBarLabel&, const platform::MenuHandle& menu, std::size_t index,
-                   platform::Point location) override {
-        popped = menu;
-        poppedIndex = index;
-        poppedAt = location;
-    }
+    void menuChanged(platform::Menu&) override {}
+    void popUpMenu(VxJumpBarLabel&, const platform::MenuHandle&, std::size_t, platform::Point) override {}
 };
 
 } // namespace jumpbar

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -38,7 +37,6 @@ MenuHandle chain(const std::vector<std::vector<std::string>>& levels) {
 
 struct RecordingDelegate final : VxJumpBarDelegate {
     std::vector<std::string> calls;
-    std::function<void(platform::MenuItem&)> onHighlight;
 
     void didSelectItemAtIndexPath(VxJumpBar& bar, const platform::IndexPathHandle& path) override {
         const auto item = bar.menuItemAtIndexPath(*path);
@@ -48,7 +46,6 @@ struct RecordingDelegate final : VxJumpBarDelegate {
     void didSelectAccessoryMenuItemAtIndex(VxJumpBar&, std::size_t index) override {
         calls.push_back("accessory " + std::to_string(index));
     }
-    void didHighlightMenuItem(VxJumpBar&, platform::MenuItem& item) override { onHighlight(item); }
     std::vector<std::string> taken() { return std::exchange(calls, {}); }
 };
 
@@ -165,39 +162,6 @@ TEST(VxJumpBar, RestylesTheWholeTree) {
     EXPECT_EQ(title({0, 0}), (platform::AttributedString{"deep", platform::systemFont(12)}));
     EXPECT_EQ(itemAtIndexPath(*menu, {0, 0})->image->size, (platform::Size{20, 20}));
     EXPECT_EQ(menu->itemAtIndex(2)->image, nullptr);
-}
-
-TEST(VxJumpBar, AClickPopsUpTheMenuOfItsLevel) {
-    RecordingView view;
-    RecordingDelegate delegate;
-    const MenuHandle menu = chain({{"r"}, {"a0", "a1"}, {"b0", "b1"}});
-    VxJumpBar bar(view, {0, 0, 900, 30}, menu);
-    bar.setSelectedIndexPath(indexPath({0, 1}));
-    bar.delegate = &delegate;
-    bar.setEnabled(false);
-    bar.labels().at(2)->mouseDown();
-    EXPECT_EQ(view.popped, nullptr);
-    bar.setEnabled(true);
-    bar.labels().at(2)->mouseDown();
-    const MenuHandle second = menu->itemAtIndex(0)->submenu();
-    EXPECT_EQ(view.popped, second);
-    EXPECT_EQ(view.poppedIndex, 1U);
-    EXPECT_EQ(view.poppedAt, (platform::Point{-16, 26}));
-
-    delegate.onHighlight = [](platform::MenuItem& item) { item.submenu()->addItem("late"); };
-    second->delegate->willHighlightItem(*second, *second->itemAtIndex(0));
-    itemAtIndexPath(*menu, {0, 0, 2})->performAction();
-    EXPECT_EQ(*bar.selectedIndexPath(), (IndexPath{0, 0, 2}));
-    EXPECT_EQ(bar.labels().at(2)->clickedMenu(), nullptr);
-    bar.setSelectedIndexPath(indexPath({0}));
-    EXPECT_EQ(itemAtIndexPath(*menu, {0, 0, 2})->target, nullptr) << "a label that goes lets its items go";
-
-    bar.setAccessoryMenu(chain({{"x", "y"}}));
-    bar.labels().at(-1)->mouseDown();
-    EXPECT_EQ(view.poppedAt, (platform::Point{-9, 26}));
-    delegate.taken();
-    bar.accessoryMenu()->itemAtIndex(1)->performAction();
-    EXPECT_EQ(delegate.taken(), Calls{"accessory 1"});
 }
 
 // Random trees: what is selected is found again by the path, and the layout agrees with plain arithmetic.

@@ -1,3 +1,4 @@
+#include "panels/TSFPEmailToken.h"
 #include "panels/email_entry.h"
 
 #include <gtest/gtest.h>
@@ -74,6 +75,17 @@ TEST(EmailEntry, CompletesNamesFirstAndKeepsWhatWasTyped) {
     for (const char* completion :
          {"X <y@z.org> <b@x.org>", "b@x.org (X <y@z.org)", "b@x.org (c) (d)", "b@x.org (X <3)"})
         EXPECT_EQ(addressInCompletion(completion), "b@x.org") << completion;
+}
+
+TEST(TSFPEmailToken, ArchivesItsNameAlone) {
+    platform::Array archive;
+    TSFPEmailToken{"j@x.org", "John Smith"}.encodeWithCoder(archive);
+    TSFPEmailToken{"w@x.org", std::nullopt}.encodeWithCoder(archive);
+    EXPECT_EQ(archive, (platform::Array{"John Smith", platform::Null{}}));
+    std::size_t position = 0;
+    EXPECT_EQ(TSFPEmailToken::initWithCoder(archive, position), (TSFPEmailToken{"", "John Smith"}));
+    EXPECT_EQ(TSFPEmailToken::initWithCoder(archive, position), (TSFPEmailToken{"", std::nullopt}));
+    EXPECT_EQ(TSFPEmailToken::initWithCoder(archive, position), (TSFPEmailToken{"", std::nullopt}));
 }
 
 } // namespace

@@ -100,6 +100,9 @@ TEST(JumpBarWidget, ShrinksDrawsAndDropsLabelsWithTheLayout) {
     ASSERT_NE(openList(), nullptr);
     QApplication::activePopupWidget()->close();
     EXPECT_EQ(widget.bar().labels().at(-1)->clickedMenu(), nullptr);
+    widget.bar().setEnabled(false);
+    click(label(-1));
+    EXPECT_EQ(openList(), nullptr);
 }
 
 } // namespace

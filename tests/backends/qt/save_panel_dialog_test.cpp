@@ -147,12 +147,52 @@ TEST_F(DestinationWindow, IsUsedWithTheKeyboardAloneAndByAssistivePrograms) {
     EXPECT_EQ(response, 1);
 }
 
+TEST_F(DestinationWindow, ProposesAFolderOfTheNameOrANewOneInEachLevelThatIsKnown) {
+    space.folders["/"] = {"/A/share", "/Docs", "/B/share"}; // of two the last
+    space.folders["/Docs"] = {"/Docs/Letters"};
+    dialog.panel().setForSync("/usr/share");
+    const int response = run([&] {
+        panels::StubbornSpace::deliver(space.listing, true);
+        EXPECT_EQ(chosen(), "/") << "a level is put in place in one go";
+        space.counting[1](false); // to be opened, as it may have folders
+        space.counting[0](true);
+        space.counting[2](true);
+        EXPECT_EQ(chosen(), "/B/share");
+        EXPECT_TRUE(ok->isEnabled());
+        click(label(2));
+        EXPECT_EQ(rowsOf(*openList()), (QStringList{"share", "Docs", "share"}));
+        key(Qt::Key_Up);
+        key(Qt::Key_Right);
+        space.answerAll();
+        key(Qt::Key_Left);
+        key(Qt::Key_Right);
+        EXPECT_EQ(rowsOf(*openList()), (QStringList{"Letters", "", "share"}));
+        EXPECT_EQ(space.lists, (std::map<std::string, int>{{"/", 1}, {"/Docs", 1}}));
+        EXPECT_EQ(chosen(), "/B/share") << "a level that arrives later chooses nothing";
+        key(Qt::Key_Down);
+        key(Qt::Key_Return);
+        EXPECT_EQ(chosen(), "/Docs/share");
+        EXPECT_EQ(line(), "New folder: Tovik Space › Docs › share");
+        click(label(3));
+        key(Qt::Key_Up);
+        key(Qt::Key_Return);
+        EXPECT_EQ(chosen(), "/Docs/Letters");
+        click(dialog.findChild<QPushButton*>("cancel"));
+    });
+    EXPECT_EQ(response, 0);
+}
+
 TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTyping) {
     std::vector<std::string>& folders = space.folders["/"];
     for (int number = 0; number < 3000; ++number)
         folders.push_back("/Folder " + std::to_string(number));
     dialog.panel().setForArchive({"/a", "/b"});
+    dialog.panel().setForArchive({});
+    EXPECT_EQ(log.lines(), std::vector<std::string>{"Set Message Text"});
     const int response = run([&] {
+        EXPECT_EQ(dialog.findChild<QLabel*>("message")->accessibleName(),
+                  "Do you want to archive selected files?");
+        EXPECT_TRUE(ok->isEnabled()) << "the root may be archived to";
         click(label(1));
         key(Qt::Key_Right);
         ASSERT_EQ(rowsOf(*openList()), QStringList{"Loading…"});
@@ -165,7 +205,8 @@ TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTypi
         panels::StubbornSpace::deliver(space.listing, false); // comes when the menu has gone
         EXPECT_EQ(line(), "No answer from the sync service");
         click(dialog.findChild<QPushButton*>("again"));
-        EXPECT_EQ(space.lists["/"], 2);
+        dialog.panel().askAgain();
+        EXPECT_EQ(space.lists["/"], 2) << "one question at a time";
 
         click(label(1));
         key(Qt::Key_Right);

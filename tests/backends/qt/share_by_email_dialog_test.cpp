@@ -2,6 +2,7 @@
 #include "backends/qt/MainQueue.h"
 #include "backends/qt/ShareByEmailDialog.h"
 #include "backends/qt/texts.h"
+#include "platform/json.h"
 #include "tests/backends/qt/finding.h"
 #include "tests/panels/SteppedQueue.h"
 #include "tests/support/fakes.h"
@@ -23,11 +24,10 @@ namespace backends::qt {
 namespace {
 
 struct Contacts final : platform::AddressBook {
-    std::vector<platform::Person> people() override {
-        return {{"John", "Smith", {"j@x.org"}},
-                {"Joan", {}, {"joan@x.org", "joan@home.org"}},
-                {{}, "Ärger Ltd", {"l@x.org"}}};
-    }
+    std::vector<platform::Person> everybody{{"John", "Smith", {"j@x.org"}},
+                                            {"Joan", {}, {"joan@x.org", "joan@home.org"}},
+                                            {{}, "Ärger Ltd", {"l@x.org"}}};
+    std::vector<platform::Person> people() override { return everybody; }
     Found further;
     void readFurther(Found found) override { further = std::move(found); }
 };
@@ -38,9 +38,17 @@ struct ShareWindow : testing::Test {
     panels::SteppedQueue background;
     backends::posix::GuardedFileSystem fileSystem;
     support::RecordingLog log;
-    ShareByEmailDialog dialog{{contacts, mainQueue, background, fileSystem, log,
-                               [](const std::string&, const platform::Dictionary&) {}},
-                              "/home/u/Docs/plan.pdf"};
+    std::vector<std::string> messages;
+    const ShareByEmailDialog::Surroundings around{
+        contacts,
+        mainQueue,
+        background,
+        fileSystem,
+        log,
+        [this](const std::string& name, const platform::Dictionary& payload) {
+            messages.push_back(name + " " + *platform::jsonText(payload));
+        }};
+    ShareByEmailDialog dialog{around, "/home/u/Docs/plan.pdf"};
     QLineEdit* line = dialog.findChild<TokenField*>("emails")->edit();
     QLineEdit* search = dialog.findChild<QLineEdit*>("search");
     QTreeView* picker = dialog.findChild<QTreeView*>("peoplePicker");
@@ -140,7 +148,65 @@ TEST_F(ShareWindow, TypesCompletesPicksAndSendsAndIsReadByAssistivePrograms) {
         click(ok);
     });
     EXPECT_TRUE(dialog.controller().hasSent());
-    EXPECT_EQ(dialog.recipients(), (std::vector<std::string>{"j@x.org", "k@y.org", "joan@home.org"}));
+    EXPECT_TRUE(messages.empty()) << "it is posted on the background queue";
+    background.runAll();
+    EXPECT_EQ(messages, std::vector<std::string>{
+                            "kTFinderSyncTShareByEmail {\"isDir\":\"file\",\"localPath\":\"/Docs/plan.pdf\","
+                            "\"recipients\":[\"j@x.org\",\"k@y.org\",\"joan@home.org\"]}"});
+}
+
+TEST_F(ShareWindow, SharesByTheRemotePathOrNotAtAll) {
+    EXPECT_EQ(log.lines(), std::vector<std::string>{"Init Share by email with path /home/u/Docs/plan.pdf"});
+    dialog.controller().setAllPathsInSync({{"/Space/Docs", "/home/u/Docs/"}});
+    dialog.show();
+    QTest::keyClicks(line, "k@y.org,");
+    const struct {
+        platform::Dictionary item;
+        const char *info, *icon; // no icon: it cannot be shared
+    } cases[] = {
+        {{{"path", "/home/u/Docs/a/plan.final.pdf"}}, "Share file 'plan.final.pdf' with", ".pdf"},
+        {{{"path", "/home/u/Docs"}, {"isDir", true}}, "Share folder 'Docs' with", "fldr"},
+        {{{"remote_path", "/Space/r"}, {"path", "/x"}, {"isDir", 0}}, "Share file 'r' with", "."},
+        {{{"remote_path", "/Space/.r"}, {"isDir", 1}}, "Share folder '.r' with", "fldr"},
+        {{{"path", "/home/u/Other/x"}}, "'x' is not in a synced folder and cannot be shared", nullptr},
+    };
+    for (const auto& [item, info, icon] : cases) {
+        dialog.controller().shareFile(item);
+        QCoreApplication::processEvents();
+        EXPECT_EQ(dialog.findChild<QLabel*>("textFieldInfo")->text().toStdString(), info);
+        EXPECT_FALSE(ok->isEnabled());
+        EXPECT_TRUE(icon == nullptr || dialog.controller().getIconForFile()->name == icon) << info;
+        dialog.controller().controlTextDidChange();
+        EXPECT_EQ(ok->isEnabled(), icon != nullptr) << info;
+    }
+    dialog.controller().okAction();
+    EXPECT_FALSE(dialog.controller().hasSent());
+}
+
+TEST_F(ShareWindow, TheAddressBookGivesNamesToTokens) {
+    contacts.everybody = {{"Ann", {}, {"ann@x.org", "both@x.org"}},
+                          {"John", "Smith", {"j@x.org", "both@x.org", "gone@x.org"}},
+                          {{}, "Nobody", {"gone@x.org"}}};
+    ShareByEmailDialog other(around, "/home/u/Docs");
+    auto& panel = other.controller();
+    const panels::TSFPEmailToken john{"j@x.org", "John Smith"};
+    using Objects = std::vector<panels::FieldObject>;
+    for (const char* entry : {"jOHn Smith <j@x.org>", "j@x.org (John Smith)", "j@x.org"})
+        EXPECT_EQ(panel.shouldAddObjects({entry}), Objects{john}) << entry;
+    EXPECT_EQ(panel.shouldAddObjects({john, "a <", "J@x.org"}),
+              Objects{panels::TSFPEmailToken("J@x.org", {})});
+    EXPECT_EQ(panel.displayStringForRepresentedObject("ann@x.org"), "Ann");
+
+    // Who comes later; an address that is known keeps its name.
+    contacts.further({{"Not John", {}, {"j@x.org"}}, {"Zoë", {}, {"z@x.org", "ann@x.org"}}});
+    contacts.further({{"Ann", {}, {"ann@x.org"}}});
+    QCoreApplication::processEvents();
+    EXPECT_EQ(panel.addressBook(), (panels::AddressIndex{{"ann@x.org", "Ann"},
+                                                         {"both@x.org", "John Smith"},
+                                                         {"j@x.org", "John Smith"},
+                                                         {"z@x.org", "Zoë"}}));
+    EXPECT_EQ(panel.people().back().emails, std::vector<std::string>{"z@x.org"});
+    EXPECT_EQ(panel.people().size(), 4U);
 }
 
 TEST_F(ShareWindow, AddsWhomOneSelectsAndSendsByNothingElse) {
