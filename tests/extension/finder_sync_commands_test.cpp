@@ -131,6 +131,7 @@ TEST_F(FinderSyncCommandsTest, AreConfirmedByWhatTheDaemonAnswers) {
         {"copyToSpace:", "/o/x", nothingThere, ""},
         {"copyToSpace:", "/o/x", somethingThere, "copy /o/x to /N (not confirmed).",
          true}, // it may be an older one
+        {"moveToSpace:", "/o/x", somethingThere, "move /o/x to /N (not confirmed).", true},
         {"moveToSpace:", "/o/gone", nothingThere, ""},
     };
     for (const auto& each : cases) {
@@ -199,6 +200,8 @@ TEST_F(FinderSyncCommandsTest, AskAndPostNothingWhereNothingCanCome) {
               "\"/r/\xEF\xBF\xBD\"");
     EXPECT_EQ(perform("stopSync:", selecting({})), "failed: Nothing is selected.");
     EXPECT_THAT(takePosted(), IsEmpty());
+    perform("stopSync:", selecting(Texts(18, "/r")));
+    EXPECT_THAT(log.lines(), testing::Contains(testing::EndsWith(R"-("/r","… (+2)"])-"))) << "in the log";
 }
 
 TEST_F(FinderSyncCommandsTest, LinksAreCopiedAndBounded) {
@@ -217,6 +220,10 @@ TEST_F(FinderSyncCommandsTest, LinksAreCopiedAndBounded) {
     });
     EXPECT_THAT(outcomes, SizeIs(17));
     EXPECT_EQ(perform("copyPublicLink:", selecting({"/r/d"})), "Copied the public link https://l");
+    connections.onSend = [](std::string_view) { throw platform::IPCError("no bus"); };
+    EXPECT_EQ(perform("copyPublicLink:", selecting({"/r/d"})),
+              "failed: The sync service gave no public link for /r/d.");
+    EXPECT_EQ(log.count("The daemon cannot be asked: no bus"), 1U);
 }
 
 } // namespace

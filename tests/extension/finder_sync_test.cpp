@@ -103,6 +103,17 @@ TEST_F(FinderSyncTest, FollowsATransferFromItsStartToItsEnd) {
     post(TSYNC_NOTE_SYNC_REFRESH, {{"statusInfo", transfer({"/r/f"})}});
     EXPECT_THAT(controller.take(), IsEmpty());
     EXPECT_THAT(badgeOf("/r/f"), ElementsAre("badge none /r/f"));
+
+    Calls many{"/r/f"};
+    for (int i = 0; i < 1000; ++i) // so many that the disk is asked more than once; none of them exists
+        many.push_back("/r/d/" + std::to_string(i));
+    refresh({{"/R", "/r"}}, transfer(many));
+    controller.take();
+    refresh({{"/R", "/r"}}, status("syncStatusCompleted"));
+    const Calls calls = controller.take();
+    EXPECT_EQ(calls.size(), 3003U);
+    EXPECT_THAT(Calls(calls.end() - 3, calls.end()),
+                ElementsAre("badge sync /r/f", "badge sync /r/f", "badge tovik /r"));
 }
 
 TEST_F(FinderSyncTest, ReconcilesTheRootsWithTheTable) {
@@ -129,6 +140,7 @@ TEST_F(FinderSyncTest, ReconcilesTheRootsWithTheTable) {
     EXPECT_EQ(finderSync->numberOfObservedPaths(), 1);
     EXPECT_EQ(log.count("beginObservingDirectoryAtURL:file:///r"), 1U);
     finderSync->refreshInterface();
+    EXPECT_THAT(controller.take(), IsEmpty()) << "the roots are known";
     EXPECT_EQ(background.delayed.size(), 1U) << "only this polls";
     EXPECT_EQ(log.count("TSyncFinder tsync status (null)"), 1U);
 }
@@ -240,6 +252,7 @@ TEST_F(FinderSyncTest, AnswersOtherBatchesWhileADiskIsSlow) {
 TEST_F(FinderSyncTest, LetsAHostileNotificationChangeNothing) {
     log.lowest = platform::LogLevel::info;
     start();
+    removed("/r"); // before there is a table
     refresh({{"/R", "/r"}}, transfer({"/r/f"}));
     controller.take();
     removed(Value(7));
