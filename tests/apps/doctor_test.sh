@@ -25,13 +25,16 @@ export XDG_DATA_DIRS=$work/share XDG_CONFIG_DIRS=$work/etc GSETTINGS_BACKEND=mem
 unset DBUS_SESSION_BUS_ADDRESS XDG_CURRENT_DESKTOP
 mkdir -p "$work"/{run,config/gtk-3.0,config/autostart,config/systemd/user,etc/autostart,plugins,share/icons,share/dbus-1/services}
 
-# finding CHECK: "STATE TEXT" of each line of that check.
-finding() { { "$program" doctor --json || true; } | jq -r --arg check "$1" '.[] | select(.check == $check) | .state + " " + .text'; }
+# expect CHECK PATTERN…: what one run of the doctor says, "STATE TEXT" for each check.
 expect() {
-    local found
-    found=$(finding "$1")
-    # shellcheck disable=SC2053 # a pattern
-    [[ $found == $2 ]] || fail "$1: expected $2, found $found"
+    local findings found
+    findings=$("$program" doctor --json || true)
+    while [ $# -gt 0 ]; do
+        found=$(jq -r --arg check "$1" '.[] | select(.check == $check) | .state + " " + .text' <<<"$findings")
+        # shellcheck disable=SC2053 # a pattern
+        [[ $found == $2 ]] || fail "$1: expected $2, found $found"
+        shift 2
+    done
 }
 
 ! "$program" doctor >"$work/said" || fail "no bus is no problem"
@@ -44,10 +47,7 @@ started+=($!)
 eventually "no bus" test -s "$work/address"
 DBUS_SESSION_BUS_ADDRESS=$(cat "$work/address")
 export DBUS_SESSION_BUS_ADDRESS
-expect bus 'ok *'
-expect activation 'warning *'
-expect extension 'problem The extension does not run *'
-expect daemon 'warning Nobody owns *'
+expect bus 'ok *' activation 'warning *' extension 'problem The extension does not run *' daemon 'warning Nobody owns *'
 
 # The service: not there, without a storage, without its rclone, with one that answers and one that does not.
 mkdir "$work/bin"
@@ -63,8 +63,7 @@ for world in 'ok:ok:rclone v1.60.1-DEV' 'problem:ok:rclone v1.53.3' 'warning:pro
     # shellcheck disable=SC2016 # for the script
     printf '#!/bin/sh\n[ -n "%s" ] || exit 1\n[ $1 = version ] && echo "%s" || [ %s = ok ]\n' "$line" "$line" "$storage" >"$work/bin/rclone"
     chmod +x "$work/bin/rclone"
-    expect rclone "$version *"
-    expect storage "$storage mine:sync *"
+    expect rclone "$version *" storage "$storage mine:sync *"
 done
 expect service 'warning tsyncquenz is set up and does not run.'
 
@@ -73,25 +72,22 @@ extension=$!
 started+=("$extension")
 answers() { "$program" status >/dev/null 2>&1; }
 eventually "the extension does not answer" answers
-expect extension 'ok tsyncfinder (process *'
-expect version 'ok *'
+expect extension 'ok tsyncfinder (process *' version 'ok *' switch-nemo ''
 kill -STOP "$extension"
 expect extension 'problem *does not answer.'
 kill -CONT "$extension"
 
 # Switches of the file managers' own.
-expect switch-nemo ''
 printf '#!/bin/sh\n' >"$work/bin/nemo"
 printf "#!/bin/sh\necho \"['TSyncFinderPlugin']\"\n" >"$work/bin/gsettings"
 chmod +x "$work/bin/nemo" "$work/bin/gsettings"
 printf '[General]\nlibtsyncfinder-dolphin=false\n[Show]\nlibtsyncfinder-dolphin=true\n' >"$work/config/kservicemenurc"
 mkdir -p "$work/data/flatpak/app/org.kde.dolphin" "$work/etc"
-expect switch-nemo "warning Nemo's own settings*"
-expect switch-dolphin ''
+expect switch-nemo "warning Nemo's own settings*" switch-dolphin ''
 rm "$work/config/kservicemenurc" "$work/bin/gsettings" "$work/bin/nemo"
 printf '[Show]\nlibtsyncfinder-dolphin=false\n' >"$work/etc/kservicemenurc"
-expect switch-dolphin "warning Dolphin's own settings*$work/etc/kservicemenurc."
-expect flatpak 'warning Dolphin is installed as a Flatpak, org.kde.dolphin, *'
+expect switch-dolphin "warning Dolphin's own settings*$work/etc/kservicemenurc." \
+    flatpak 'warning Dolphin is installed as a Flatpak, org.kde.dolphin, *'
 
 # The report tells all that, and no names.
 HOME=$work/home "$program" doctor --report >"$work/report" || true
@@ -118,15 +114,13 @@ rm -r "$work/share/icons/Plain"
 mkdir -p "$work/share/icons/hicolor"
 cp -r "$icons/hicolor/." "$work/share/icons/hicolor"
 cp /usr/share/icons/hicolor/index.theme "$work/share/icons/hicolor"
-expect emblems 'ok *, in hicolor'
 
 # What starts it.
-expect autostart 'problem *'
+expect emblems 'ok *, in hicolor' autostart 'problem *'
 echo '[Desktop Entry]' >"$work/etc/autostart/tsyncfinder-autostart.desktop"
 expect autostart "ok $work/etc/*"
 printf '[Desktop Entry]\nHidden=true\n' >"$work/config/autostart/tsyncfinder-autostart.desktop"
-expect autostart 'warning *'
-expect unit 'ok No systemd user manager *'
+expect autostart 'warning *' unit 'ok No systemd user manager *'
 mkdir "$work/run/systemd"
 touch "$work/run/systemd/private"
 for state in 'ok enabled' 'warning disabled' 'warning masked-runtime' 'problem Failed to get unit file state'; do
@@ -180,7 +174,7 @@ for method, argument in (("BeginObserving", GLib.Variant("(s)", ("file:///",))),
 GLib.MainLoop().run()
 END
 started+=($!)
-held() { finding plugin-caja | grep -q '^warning .*it shows folders to the extension, and held it up for 150 ms at the longest'; }
+held() { (expect plugin-caja 'warning *it shows folders to the extension, and held it up for 150 ms at the longest*') 2>/dev/null; }
 eventually "the time of the plugin is not told" held
 rm "$work/plugins/libtsyncfinder-caja.so"
 cp "$plugin" "$work/plugins/libtsyncfinder-caja.so"

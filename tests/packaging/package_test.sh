@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# The packages of a build folder, installed, used and purged: package_test.sh CMAKE BUILD-FOLDER
+# The packages in a folder, which a command makes first, installed, used and purged: package_test.sh FOLDER COMMAND…
 #
 # Everything happens in a root of its own that lies over this system's and is thrown away: what the packages
 # leave there after the purge is seen exactly, and nothing here changes. Exit status 77 where that cannot be
 # had.
 set -euo pipefail
 if [ "${1-}" != --inside ]; then
-    cmake=$1 build=$2
+    packages=$1
+    shift
     [ "$(id -u)" -eq 0 ] || { echo "package: needs root, to install packages"; exit 77; }
     command -v dpkg-deb >/dev/null || { echo "package: needs dpkg"; exit 77; }
     work=$(mktemp -d)
@@ -18,8 +19,8 @@ if [ "${1-}" != --inside ]; then
         echo "package: no root of its own can be made here: $(cat "$work/why")"
         exit 77
     fi
-    "$cmake" --build "$build" --target packages >"$work/packages.log" 2>&1 || { cat "$work/packages.log"; exit 1; }
-    unshare -m -p -f --kill-child "$0" --inside "$work/layer" "$(cd "$build" && pwd)/packages" "$(cd "$(dirname "$0")" && pwd)"
+    "$@" >"$work/packages.log" 2>&1 || { cat "$work/packages.log"; exit 1; }
+    unshare -m -p -f --kill-child "$0" --inside "$work/layer" "$(cd "$packages" && pwd)" "$(cd "$(dirname "$0")" && pwd)"
     exit
 fi
 
@@ -35,6 +36,7 @@ for folder in run tmp; do mount -t tmpfs tmpfs "$layer/root/$folder"; done
 inside() { chroot "$layer/root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
 
 # ---- installed, on a system that has none of them
+rm -f "$layer/root/var/lib/man-db/auto-update" # else all the machine's manual pages are read three times
 names=()
 for package in "$packages"/*.deb; do names+=("$(dpkg-deb -f "$package" Package)"); done
 inside dpkg --purge "${names[@]}" >"$layer/dpkg.log" 2>&1 || fail "the machine's own ones cannot be purged: $(cat "$layer/dpkg.log")"

@@ -13,12 +13,12 @@ names=$(sed -n 's/.*Message{"\([^"]*\)".*/\1/p' "$1/src/protocol/messages.h"
 methods=$(sed -n 's/.*<method name="\([^"]*\)".*/\1/p' "$interface")
 [ "$(echo "$names" | wc -l)" -eq 54 ] || { echo "not 54 names in the headers" >&2; exit 1; }
 [ "$(echo "$methods" | wc -l)" -eq 42 ] || { echo "not 42 methods in the introspection" >&2; exit 1; }
-for name in $names; do
-    grep -q "[\`\"]${name}[\`\"]" "$page" || { echo "not on the page: $name" >&2; exit 1; }
-done
-for method in $methods; do
-    grep -q "^call $method\( \|$\)" "$page" || { echo "no example: $method" >&2; exit 1; }
-done
+# lacking NAMES: those that the input lacks
+lacking() { comm -23 <(sort -u <<<"$1") <(sort -u); }
+missing=$(tr '`"' '\n' <"$page" | lacking "$names")
+[ -z "$missing" ] || { echo "not on the page: $missing" >&2; exit 1; }
+missing=$(sed -n 's/^call \([^ ]*\).*/\1/p' "$page" | lacking "$methods")
+[ -z "$missing" ] || { echo "no example: $missing" >&2; exit 1; }
 
 HOME=$(mktemp -d)
 export HOME

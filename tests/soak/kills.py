@@ -108,8 +108,10 @@ class Pair:
 
     @staticmethod
     def files(root):
+        """Without the service's own: what a kill leaves half brought down stays for some days, as it may be an older
+        version that somebody wants."""
         return {os.path.relpath(os.path.join(place, name), root)
-                for place, _, names in os.walk(root) if "/.tsyncquenz" not in place for name in names}
+                for place, _, names in os.walk(root) for name in names if "/.tsyncquenz" not in os.path.join(place, name)}
 
     def kept(self):
         for root in (self.here, self.work + "/space", self.work + "/data"):
@@ -166,6 +168,9 @@ def kill_service(build, work, step, times, randomness):
         pair = pairs.get()
         try:
             trial(pair)
+        except AssertionError:  # before the next trial begins there
+            shutil.copytree(pair.work, pair.work + "-evidence", symlinks=True, dirs_exist_ok=True)
+            raise
         finally:
             pairs.put(pair)
 

@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <functional>
+#include <optional>
 
 namespace backends::qt {
 namespace {
@@ -180,6 +181,22 @@ TEST_F(DestinationWindow, ProposesAFolderOfTheNameOrANewOneInEachLevelThatIsKnow
         click(dialog.findChild<QPushButton*>("cancel"));
     });
     EXPECT_EQ(response, 0);
+
+    // One that has gone with its questions under way: the answers find nobody.
+    for (const bool isListed : {false, true}) {
+        std::optional<SavePanelDialog> gone(std::in_place,
+                                            SavePanelDialog::Surroundings{space, mainQueue, fileSystem, log});
+        gone->panel().setForSync("/usr/share");
+        whenShown(*gone, [&] {
+            if (isListed) panels::StubbornSpace::deliver(space.listing, true);
+            click(gone->findChild<QPushButton*>("cancel"));
+        });
+        EXPECT_EQ(gone->runModal(), 0);
+        gone.reset();
+        EXPECT_NE(space.listing.size(), isListed ? 1U : 0U);
+        space.answerAll();
+        QCoreApplication::processEvents();
+    }
 }
 
 TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTyping) {

@@ -17,6 +17,7 @@
 #include <QTranslator>
 #include <QTreeView>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -187,8 +188,8 @@ TEST_F(ShareWindow, TheAddressBookGivesNamesToTokens) {
     contacts.everybody = {{"Ann", {}, {"ann@x.org", "both@x.org"}},
                           {"John", "Smith", {"j@x.org", "both@x.org", "gone@x.org"}},
                           {{}, "Nobody", {"gone@x.org"}}};
-    ShareByEmailDialog other(around, "/home/u/Docs");
-    auto& panel = other.controller();
+    std::optional<ShareByEmailDialog> other(std::in_place, around, "/home/u/Docs");
+    auto& panel = other->controller();
     const panels::TSFPEmailToken john{"j@x.org", "John Smith"};
     using Objects = std::vector<panels::FieldObject>;
     for (const char* entry : {"jOHn Smith <j@x.org>", "j@x.org (John Smith)", "j@x.org"})
@@ -207,6 +208,11 @@ TEST_F(ShareWindow, TheAddressBookGivesNamesToTokens) {
                                                          {"z@x.org", "Zoë"}}));
     EXPECT_EQ(panel.people().back().emails, std::vector<std::string>{"z@x.org"});
     EXPECT_EQ(panel.people().size(), 4U);
+
+    panel.shareFile({{"path", "/gone"}});
+    contacts.further({{"Late", {}, {"late@x.org"}}});
+    other.reset(); // before the main queue has come to either
+    QCoreApplication::processEvents();
 }
 
 TEST_F(ShareWindow, AddsWhomOneSelectsAndSendsByNothingElse) {

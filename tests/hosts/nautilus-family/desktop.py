@@ -16,13 +16,15 @@ def wait_until(condition, seconds, what):
     """Until the condition holds; its last value is returned."""
     begin = time.monotonic()
     while True:
+        asked = time.monotonic()
         value = condition()
         if value:
             return value
-        took = time.monotonic() - begin
-        if took > seconds:
+        now = time.monotonic()
+        if now - begin > seconds:
             raise AssertionError("not within %s s: %s" % (seconds, what))
-        time.sleep(min(max(took / 8, 0.02), 0.3))  # the program that is waited for needs the processor
+        # The program that is waited for needs the processor.
+        time.sleep(max(min(max((now - begin) / 8, 0.02), 0.3), 2 * (now - asked)))
 
 
 def enter(build, arguments):
@@ -53,7 +55,8 @@ def enter(build, arguments):
         try:
             with os.fdopen(reading) as number:
                 environment["DISPLAY"] = ":" + number.readline().strip()
-            unshare = ["unshare", "-m"] if os.geteuid() == 0 else ["unshare", "-Urm"]
+            # What the bus has started, and its children, end with it.
+            unshare = ["unshare", "-f", "--kill-child", "-p", "--mount-proc"] + ([] if os.geteuid() == 0 else ["-Ur"])
             bus = ["dbus-run-session", "--config-file=" + bus_configuration(home)]
             return subprocess.call(unshare + bus + ["--", "/usr/bin/python3"] + arguments, env=environment)
         finally:
@@ -121,33 +124,31 @@ class Accessible:
         self.is_gtk4 = is_gtk4
         Atspi.init()
 
-    def find(self, roles, name):
-        found = []
-        desktop = self.atspi.get_desktop(0)
-
-        def walk(node, depth):
-            if node is None or depth > 40 or found:
-                return
+    def shown(self, roles, names):
+        """Each thing that is shown and has one of the roles and one of the names, after its name."""
+        waiting = [self.atspi.get_desktop(0)]
+        while waiting:
+            node = waiting.pop()
             try:
-                if (roles is None or node.get_role_name() in roles) and node.get_name() == name and \
-                        self.is_visible(node):
-                    found.append(node)
-                    return
-                for i in range(node.get_child_count()):
-                    walk(node.get_child_at_index(i), depth + 1)
+                name = node.get_name() if roles is None or node.get_role_name() in roles else None
+                if name in names and self.is_visible(node):
+                    yield name, node
+                waiting += [node.get_child_at_index(i) for i in reversed(range(node.get_child_count()))]
             except Exception:  # it has gone while it was looked at
-                return
+                pass
 
-        for i in range(desktop.get_child_count()):
-            walk(desktop.get_child_at_index(i), 0)
-        return found[0] if found else None
+    def find(self, roles, name):
+        return next((node for _, node in self.shown(roles, [name])), None)
+
+    def wait_for_texts(self, *texts):
+        wait_until(lambda: {name for name, _ in self.shown(None, texts)} == set(texts), 60, " and ".join(texts))
 
     def is_visible(self, node):
         """GTK 4 tells it of no item, Nemo of no file."""
         return self.is_gtk4 or node.get_role_name() == "icon" or \
             node.get_state_set().contains(self.atspi.StateType.SHOWING)
 
-    def wait(self, roles, name, seconds=15):
+    def wait(self, roles, name, seconds=60):
         return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles or ["any"]), name))
 
     def top(self, roles, name):
@@ -169,7 +170,7 @@ class Accessible:
         return next((name for name in self.actions(node) if name.endswith(end)), None) if node else None
 
     def act(self, node, wanted):
-        wait_until(lambda: wanted in self.actions(node), 15, wanted)
+        wait_until(lambda: wanted in self.actions(node), 60, wanted)
         node.get_action_iface().do_action(self.actions(node).index(wanted))
 
     def centre(self, node):

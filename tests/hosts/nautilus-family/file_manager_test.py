@@ -160,34 +160,35 @@ def choose_by_keys(session, tree, cells, title):
     for keys in (["Menu"], ["Up", "Up", "Right"]):
         before = len(windows_of(session))
         subprocess.check_call(["xdotool", "key", *keys])
-        wait_until(lambda: len(windows_of(session)) > before, 15, "a menu after " + " ".join(keys))
-    screenshot(os.path.join(session.build, "screenshots", "dolphin-menu.png"))
+        wait_until(lambda: len(windows_of(session)) > before, 60, "a menu after " + " ".join(keys))
     subprocess.check_call(["xdotool", "key", title[0].lower()])
 
 
 def everyday(session):
     """Emblems, a transfer, and commands, one of them in a German session."""
     tree = Accessible(session.name == "nautilus")
+    is_german = session.name in ("nautilus", "caja")  # the others are when they stop
+    language = {"LC_ALL": GERMAN} if is_german else {}
+    if is_german:
+        session.open(session.folder, **language)
+        see_roots()
+    session.open(session.root, **language)
     if session.name == "thunar":
         meet_items(session, tree)
     else:
         see_badges(session)
-    is_german = session.name in ("nautilus", "caja")  # the others are when they stop
-    if is_german:
-        session.open(session.root, LC_ALL=GERMAN)
     choose(session, tree, ["inner"], "Von der Synchronisierung ausschließen" if is_german else "Exclude from sync")
-    wait_until(lambda: "Excluded from sync: /Cloud/inner" in session.log("tsyncquenz-sandbox.log"), 20,
+    wait_until(lambda: "Excluded from sync: /Cloud/inner" in session.log("tsyncquenz-sandbox.log"), 60,
                "the chosen command, with the selected folder, reaches the daemon")
     stop = {"nautilus": stop_by_background, "nemo": stop_several, "caja": stop_by_toolbar,
             "dolphin": stop_several, "thunar": stop_german}[session.name]
     for root in stop(session, tree):
-        wait_until(lambda: "No longer syncing " + root in session.log("tsyncquenz-sandbox.log"), 20,
+        wait_until(lambda: "No longer syncing " + root in session.log("tsyncquenz-sandbox.log"), 60,
                    "the command for " + root + " reaches the daemon")
 
 
 def meet_items(session, tree):
     """Thunar tells of no item before it is selected; the plugin knows what a window shows all the same, soon."""
-    session.open(session.root)
     for name in ("one.txt", "two.txt", "three.txt", "four.txt", "five.txt"):  # each is selected once
         if not os.path.exists(os.path.join(session.root, name)):
             session.write(name, 1)
@@ -195,30 +196,30 @@ def meet_items(session, tree):
         tree.wait(["menu item"], "Properties...")
         is_met = tree.find(["menu", "menu item"], "TovikDrive")
         subprocess.check_call(["xdotool", "key", "Escape"])
-        wait_until(lambda: not tree.find(["menu item"], "Properties..."), 15, "the menu closes")
+        wait_until(lambda: not tree.find(["menu item"], "Properties..."), 60, "the menu closes")
         if is_met:
             return
     raise AssertionError("no item that was never selected has the entry")
 
 
-def see_badges(session):
-    session.open(session.folder)
-    wait_until(lambda: shows("tovik"), 30, "the root's emblem")
+def see_roots():
+    wait_until(lambda: shows("tovik"), 60, "the root's emblem")
     assert screen_colours()["sync"] == 0, "an emblem outside every root"
-    session.open(session.root)
-    wait_until(lambda: shows("sync"), 30, "emblems of what has arrived")
+
+
+def see_badges(session):
+    wait_until(lambda: shows("sync"), 60, "emblems of what has arrived")
     session.begin_upload("large.bin")
-    wait_until(lambda: shows("upload"), 30, "the emblem of the file in flight")
-    screenshot(os.path.join(session.build, "screenshots", session.name + ".png"))
+    wait_until(lambda: shows("upload"), 60, "the emblem of the file in flight")
     before = screen_colours()["sync"]
     session.finish_upload()
-    wait_until(lambda: not shows("upload", 1) and screen_colours()["sync"] > before, 30,
+    wait_until(lambda: not shows("upload", 1) and screen_colours()["sync"] > before, 60,
                "the emblem after the transfer")
 
 
 def stop_by_background(session, tree):
     """The menu of the folder that the window shows."""
-    action = wait_until(lambda: tree.action(tree.find(["frame"], "Cloud"), "container-TSFP-Stop-Sync"), 15,
+    action = wait_until(lambda: tree.action(tree.find(["frame"], "Cloud"), "container-TSFP-Stop-Sync"), 60,
                         "the background of a root offers to stop it")
     tree.act(tree.find(["frame"], "Cloud"), action)
     return [session.root]
@@ -240,6 +241,7 @@ def stop_german(session, tree):
 def stop_several(session, tree):
     """Both roots."""
     session.open(session.folder, LC_ALL=GERMAN)
+    see_roots()
     choose(session, tree, ["Cloud", "Second"], "Synchronisierung beenden")
     return [session.root, session.second]
 
@@ -259,11 +261,9 @@ def sort_by_column(session, tree):
         file.write(COLUMNS.format({"nautilus": "org/gnome/nautilus", "nemo": "org/nemo",
                                    "caja": "org/mate/caja"}[session.name]))
     session.open(session.root, GSETTINGS_BACKEND="keyfile")
-    for words in ("In step", "Uploading"):
-        tree.wait(None, words, 30)
+    tree.wait_for_texts("In step", "Uploading")
     session.click(tree, tree.wait(None, "Sync"))
-    wait_until(lambda: tree.top(None, "large.bin") > tree.top(None, "two.txt"), 15, "the column sorts")
-    screenshot(os.path.join(session.build, "screenshots", session.name + "-column.png"))
+    wait_until(lambda: tree.top(None, "large.bin") > tree.top(None, "two.txt"), 60, "the column sorts")
 
 
 def reasons(session):
@@ -275,11 +275,9 @@ def reasons(session):
     else:
         sort_by_column(session, tree)
     show_page(session, tree, "large.bin")
-    for text in ("Uploading now: " + os.path.join(session.root, "large.bin"), "/Cloud/large.bin", "No"):
-        tree.wait(None, text)
-    screenshot(os.path.join(session.build, "screenshots", session.name + "-page.png"))
+    tree.wait_for_texts("Uploading now: " + os.path.join(session.root, "large.bin"), "/Cloud/large.bin", "No")
     session.finish_upload()
-    tree.wait(None, "Nothing at it or below it is under way.", 60)  # the open page follows the badge
+    tree.wait(None, "Nothing at it or below it is under way.")  # the open page follows the badge
 
 
 def show_page(session, tree, name):
@@ -293,20 +291,20 @@ def show_page(session, tree, name):
 
 
 def badges_go():
-    wait_until(lambda: sum(screen_colours().values()) == 0, 20, "the last emblems go")
+    wait_until(lambda: sum(screen_colours().values()) == 0, 60, "the last emblems go")
 
 
 def stays_usable(session, tree, name):
     """It shows a new folder."""
     os.mkdir(os.path.join(session.root, name))
-    tree.wait(["table cell", "icon"], name, 10)
+    tree.wait(["table cell", "icon"], name, 20)
 
 
 def faults(session):
     """Stopped, killed and restarted; the file manager goes on, and everything is badged again by itself."""
     tree = Accessible(session.name == "nautilus")
     session.open(session.root)
-    wait_until(lambda: shows("sync"), 30, "emblems")
+    wait_until(lambda: shows("sync"), 60, "emblems")
 
     session.extension.send_signal(signal.SIGSTOP)
     stays_usable(session, tree, "while-stopped")
@@ -314,17 +312,17 @@ def faults(session):
     badges_go()
     stays_usable(session, tree, "while-silent")
     session.extension.send_signal(signal.SIGCONT)
-    wait_until(lambda: shows("sync"), 10, "emblems after it goes on")
+    wait_until(lambda: shows("sync"), 20, "emblems after it goes on")
 
     kill(session.extension)
     stays_usable(session, tree, "while-dead")
     badges_go()
     flooding = session.start_flood()
-    wait_until(lambda: shows("sync"), 15, "emblems in a flood")
+    wait_until(lambda: shows("sync"), 20, "emblems in a flood")
     stays_usable(session, tree, "while-flooded")
     kill(flooding)
     session.extension = session.start_extension()
-    wait_until(lambda: shows("sync"), 10, "emblems after a restart")
+    wait_until(lambda: shows("sync"), 20, "emblems after a restart")
     before = screen_colours()["sync"]
     kill(session.extension)
     session.extension = session.start_extension()
@@ -344,7 +342,7 @@ def linked(session):
     session.begin_upload("inner/large.bin")
     for place in (os.path.join(places[0], "inner"), os.path.join(places[1], "inner"), *places[2:]):
         session.open(place)
-        wait_until(lambda: shows("upload") and shows("sync"), 30, "emblems in " + place)
+        wait_until(lambda: shows("upload") and shows("sync"), 60, "emblems in " + place)
 
 
 def use_service(session):
@@ -361,7 +359,7 @@ def use_service(session):
     session.start(service, "run")
     for folder in (session.root, session.second):
         wait_until(lambda: subprocess.call([service, "add", folder], stdout=subprocess.DEVNULL,
-                                           stderr=subprocess.DEVNULL) == 0, 30, "the service takes " + folder)
+                                           stderr=subprocess.DEVNULL) == 0, 60, "the service takes " + folder)
 
 
 def sidebar(session):
@@ -376,7 +374,7 @@ def sidebar(session):
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True).stdout
 
     def says(text):
-        wait_until(lambda: text in ask(path, "--method", "org.freedesktop.DBus.ObjectManager.GetManagedObjects"), 30,
+        wait_until(lambda: text in ask(path, "--method", "org.freedesktop.DBus.ObjectManager.GetManagedObjects"), 60,
                    "the entry says " + text)
 
     tree = Accessible(True)
@@ -384,9 +382,8 @@ def sidebar(session):
     session.begin_upload("large.bin")
     says("'uploading 1 file'")
     session.open(session.folder)
-    tree.wait(["label"], "TovikDrive", 30)
-    wait_until(lambda: shows("tovik"), 30, "the root's emblem")
-    screenshot(os.path.join(session.build, "screenshots", "nautilus-sidebar.png"))
+    tree.wait(["label"], "TovikDrive")
+    wait_until(lambda: shows("tovik"), 60, "the root's emblem")
     session.finish_upload()
     says("'in step'")
     use_service(session)
@@ -395,9 +392,9 @@ def sidebar(session):
                                   ("open", "[<'%s'>]" % session.second, "'in step'")):
         ask(path + "/space", "--method", "org.gtk.Actions.Activate", action, target, "{}")
         says(words)
-    tree.wait(["frame"], "Second", 20)  # a window shows it
+    tree.wait(["frame"], "Second")  # a window shows it
     subprocess.check_call([session.program("tsyncfinder"), "config", "sidebar", "off"], stdout=subprocess.DEVNULL)
-    wait_until(lambda: tree.find(["label"], "TovikDrive") is None, 20, "the entry goes")
+    wait_until(lambda: tree.find(["label"], "TovikDrive") is None, 60, "the entry goes")
 
 
 def main():

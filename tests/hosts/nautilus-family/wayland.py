@@ -23,9 +23,9 @@ class Compositor:
         # It refuses to run as root; without a name in a namespace of its own nobody is root.
         session.start("unshare", "-U", "sway", "-c", configuration, environment={
             "WLR_BACKENDS": "headless", "WLR_LIBINPUT_NO_DEVICES": "1", "WLR_RENDERER": "pixman"})
-        self.control = wait_until(lambda: glob.glob(run + "/sway-ipc*"), 20, "the compositor stands")[0]
+        self.control = wait_until(lambda: glob.glob(run + "/sway-ipc*"), 60, "the compositor stands")[0]
         display = wait_until(lambda: [name for name in os.listdir(run) if name.startswith("wayland-")
-                                      and not name.endswith(".lock")], 20, "its display")[0]
+                                      and not name.endswith(".lock")], 60, "its display")[0]
         self.environment = {"WAYLAND_DISPLAY": display, "GDK_BACKEND": "wayland", "XDG_SESSION_TYPE": "wayland",
                             "DISPLAY": ""}
         session.start("wtype", "-s", "600000", environment=self.environment)  # a keyboard, as a seat has
@@ -53,15 +53,15 @@ def in_front(session):
     tree = Accessible(True)
     compositor = Compositor(session)
     session.open(session.folder, **compositor.environment)
-    wait_until(lambda: compositor.windows().get("org.gnome.Nautilus"), 30, "Nautilus has the focus")
+    wait_until(lambda: compositor.windows().get("org.gnome.Nautilus"), 60, "Nautilus has the focus")
     unasked = session.start(session.program("tsyncfinder"), "invoke", "Start sync",
                             os.path.join(session.folder, "outside"), environment=compositor.environment)
-    wait_until(lambda: "tsyncfinder" in compositor.windows(), 30, "a panel")
+    wait_until(lambda: "tsyncfinder" in compositor.windows(), 60, "a panel")
     assert not compositor.windows()["tsyncfinder"], "a panel without a token has the focus"
     unasked.terminate()
-    wait_until(lambda: "tsyncfinder" not in compositor.windows(), 30, "the panel goes with its caller")
-    action = wait_until(lambda: tree.action(tree.find(["frame"], "files"), "container-TSFP-Start-Sync"), 15,
+    wait_until(lambda: "tsyncfinder" not in compositor.windows(), 60, "the panel goes with its caller")
+    action = wait_until(lambda: tree.action(tree.find(["frame"], "files"), "container-TSFP-Start-Sync"), 60,
                         "the background of a folder offers to sync it")
     compositor.press("Escape")  # a token is good only with something behind it that the person did
     tree.act(tree.find(["frame"], "files"), action)
-    wait_until(lambda: compositor.windows().get("tsyncfinder"), 30, "the panel has the focus")
+    wait_until(lambda: compositor.windows().get("tsyncfinder"), 60, "the panel has the focus")
