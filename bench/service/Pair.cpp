@@ -130,7 +130,7 @@ backends::rclone::RemoteControl::Settings controlSettings(const std::string& con
     return settings;
 }
 
-Pair::Pair(const support::StorageServers& servers, const DiskFolder& disk, const std::string& name)
+Pair::Pair(support::StorageServers& servers, const DiskFolder& disk, const std::string& name)
     : folder(made(disk / name)), control(controlSettings(servers.configuration()), log),
       space(control, servers.storage("sftp"), links / "all"), local(folder), store(disk / (name + ".db")),
       sync({space, local, store, trash, log, [this] { return now; },

@@ -62,7 +62,7 @@ class NoTrash final : public service::DesktopTrash {
 class Pair {
   public:
     // Of the folder `name` of the disk folder, with the folder of that name in the storage.
-    Pair(const support::StorageServers& servers, const DiskFolder& disk, const std::string& name);
+    Pair(support::StorageServers& servers, const DiskFolder& disk, const std::string& name);
 
     // One round, so much later by the pair's own clock than the one before: after an hour everything has
     // rested. What it did.

@@ -31,12 +31,12 @@ std::string copying(const fs::path& from, const fs::path& to) {
            to.string();
 }
 
-std::string there(const support::StorageServers& servers, const std::string& name) {
+std::string there(support::StorageServers& servers, const std::string& name) {
     return servers.storage("sftp") + "/" + name;
 }
 
 void manyFiles(bool isUp) {
-    const support::StorageServers servers;
+    support::StorageServers servers;
     const DiskFolder disk;
     std::vector<double> own;
     std::vector<double> peers;
@@ -57,7 +57,7 @@ void manyFiles(bool isUp) {
 }
 
 void existing() {
-    const support::StorageServers servers;
+    support::StorageServers servers;
     const DiskFolder disk;
     std::vector<double> own;
     std::vector<double> peers;
@@ -84,7 +84,7 @@ void existing() {
 }
 
 void largeFile(std::uint64_t mebibytes) {
-    const support::StorageServers servers;
+    support::StorageServers servers;
     const DiskFolder disk;
     Pair pair(servers, disk, "large");
     pair.settle();
@@ -161,7 +161,7 @@ void waitFor(const fs::path& file, const std::string& content) {
 }
 
 void latency() {
-    const support::StorageServers servers;
+    support::StorageServers servers;
     const DiskFolder disk;
     LivingPair pair(servers.configuration(), servers.storage("sftp"), disk / "", "living");
     makeFiles(pair.folder, some);
@@ -234,7 +234,7 @@ void daemonAtRest(const std::string& configuration, const std::string& storage, 
 
 // The look, its memory, and the peers that look at the same two trees.
 void look() {
-    const support::StorageServers servers;
+    support::StorageServers servers;
     const DiskFolder disk;
     Pair pair(servers, disk, "look");
     makeFiles(pair.folder, lots);
@@ -275,7 +275,7 @@ void look() {
 }
 
 void moved() {
-    const support::StorageServers servers;
+    support::StorageServers servers;
     const DiskFolder disk;
     Pair pair(servers, disk, "moved");
     makeFiles(pair.folder / "one", many);

@@ -379,7 +379,7 @@ class Rounds {
         const auto end = std::chrono::steady_clock::now() + settleLimit;
         std::string states[2];
         std::string details[2];
-        while (std::chrono::steady_clock::now() < end) {
+        for (auto now = std::chrono::steady_clock::now(); now < end; now = std::chrono::steady_clock::now()) {
             bool isInStep = true;
             for (std::size_t i = 0; i < 2; ++i) {
                 states[i] = computers[i]->state(details[i]);
@@ -391,7 +391,9 @@ class Rounds {
             if (isInStep && areEqual()) return true;
             for (auto& computer : computers)
                 if (isInStep || below(3) == 0) computer->command("resume");
-            rest(200);
+            // The longer a look takes, the more of the processor is left to what is looked at.
+            std::this_thread::sleep_for(std::max<std::chrono::nanoseconds>(
+                std::chrono::milliseconds(200), 2 * (std::chrono::steady_clock::now() - now)));
         }
         for (const std::string& status : details)
             std::cout << status << '\n';

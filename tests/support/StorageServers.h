@@ -1,6 +1,7 @@
 // Real storages on the loopback, each a folder of this machine behind a server of its own, and a
 // configuration of rclone that knows them all: "sftp" (OpenSSH), "webdav" (rclone's server, which tells times
-// by the second and no digests), "secret" (encrypted, on top of sftp), "disk" (no server).
+// by the second and no digests), "secret" (encrypted, on top of sftp), "disk" (no server). A server starts
+// when its storage is asked for.
 #pragma once
 
 #include "tests/support/Programs.h"
@@ -28,16 +29,18 @@ inline sockaddr_in loopback(int port) {
     return address;
 }
 
-// A port of the loopback that nobody has at the moment.
+// A port of the loopback that nobody has, and that nobody is given by chance until a server takes it: below
+// those for outgoing connections, and another for each process.
 inline int freePort() {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof address;
-    auto* const general = reinterpret_cast<sockaddr*>(&address);
-    const bool has = ::bind(socket, general, length) == 0 && ::getsockname(socket, general, &length) == 0;
-    ::close(socket);
-    if (!has) throw std::runtime_error("no free port");
-    return ntohs(address.sin_port);
+    static int next = ::getpid() * 4;
+    while (true) {
+        const int port = 10000 + next++ % 10000;
+        const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const sockaddr_in address = loopback(port);
+        const bool isFree = ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+        ::close(socket);
+        if (isFree) return port;
+    }
 }
 
 inline bool isServed(int port) {
@@ -50,25 +53,23 @@ inline bool isServed(int port) {
 
 class StorageServers {
   public:
-    explicit StorageServers(bool withServers = true) {
+    StorageServers() {
         for (const char* name : {"sftp", "webdav", "disk"})
             std::filesystem::create_directories(folder / name);
-        std::ofstream(configuration()) << "[disk]\ntype = alias\nremote = " << folder.path("disk") << "\n";
-        if (!withServers) return;
-        makeKeys();
-        startSftp();
-        startWebdav();
-        std::ofstream file(configuration(), std::ios::app);
-        file << "[sftp]\ntype = sftp\nhost = 127.0.0.1\nport = " << sftpPort << "\nuser = " << userName()
-             << "\nkey_file = " << folder.path("key") << "\nknown_hosts_file = " << folder.path("known_hosts")
-             << "\nskip_links = true\nshell_type = unix\n"
-             << "[webdav]\ntype = webdav\nurl = http://127.0.0.1:" << webdavPort << "\nvendor = other\n"
-             << "[secret]\ntype = crypt\nremote = sftp:" << folder.path("sftp/secret")
-             << "\npassword = " << obscured("a password") << "\n";
+        std::ofstream(configuration())
+            << "[disk]\ntype = alias\nremote = " << folder.path("disk")
+            << "\n[sftp]\ntype = sftp\nhost = 127.0.0.1\nport = " << sftpPort << "\nuser = " << userName()
+            << "\nkey_file = " << folder.path("key") << "\nknown_hosts_file = " << folder.path("known_hosts")
+            << "\nskip_links = true\nshell_type = unix\n"
+            << "[webdav]\ntype = webdav\nurl = http://127.0.0.1:" << webdavPort << "\nvendor = other\n"
+            << "[secret]\ntype = crypt\nremote = sftp:" << folder.path("sftp/secret")
+            << "\npassword = QvwqdIeuqxM3Rioq23YEWJJY93D6IScUIYw\n"; // "a password", as rclone writes it
     }
 
     // rclone's name of a storage, as the service is given it.
-    std::string storage(const std::string& name) const {
+    std::string storage(const std::string& name) {
+        if (name == "webdav" && !webdav) startWebdav();
+        if ((name == "sftp" || name == "secret") && !sftp) startSftp();
         if (name == "sftp") return "sftp:" + folder.path("sftp");
         return name + ":";
     }
@@ -90,6 +91,7 @@ class StorageServers {
 
     void stopSftp() { sftp.reset(); }
     void startSftp() {
+        if (!std::filesystem::exists(folder / "key")) makeKeys();
         std::error_code ignored;
         std::filesystem::create_directories("/run/sshd", ignored); // root's server insists on it
         sftp = std::make_unique<Program>(std::vector<std::string>{
@@ -115,10 +117,7 @@ class StorageServers {
         name.pop_back();
         return name;
     }
-    static std::string obscured(const std::string& password) {
-        return run("rclone --config /dev/null obscure '" + password + "'").output;
-    }
-    void makeKeys() {
+    void makeKeys() const {
         for (const char* name : {"key", "host_key"})
             run("ssh-keygen -q -t ed25519 -N '' -f " + folder.path(name));
         std::ofstream(folder / "known_hosts")

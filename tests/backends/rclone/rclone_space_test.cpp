@@ -133,7 +133,7 @@ class RcloneControl : public testing::Test {
 };
 
 TEST_F(RcloneControl, OutlivesItsChildAndIsOutlivedByNone) {
-    const support::StorageServers disk(false);
+    support::StorageServers disk;
     const auto settings = settingsFor(disk);
     pid_t last = 0;
     {
