@@ -144,12 +144,6 @@ bool PairStore::hasBelow(const std::string& path) const {
     return row.step();
 }
 
-std::uint64_t PairStore::count() const {
-    Statement row(database.get(), "SELECT count(*) FROM agreed");
-    row.step();
-    return static_cast<std::uint64_t>(row.number());
-}
-
 std::uint64_t PairStore::countFiles() const {
     Statement row(database.get(), "SELECT count(*) FROM agreed WHERE shape = ?");
     row.bind(static_cast<std::int64_t>(Shape::file)).step();
