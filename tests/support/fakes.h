@@ -24,7 +24,7 @@
 
 namespace support {
 
-inline constexpr std::chrono::seconds deadline{20};
+inline constexpr std::chrono::seconds deadline{60};
 
 // Whether the condition comes true within the deadline; for what no event tells. The longer it takes, the
 // more of the processor is left to what is waited for.
