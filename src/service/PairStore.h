@@ -101,7 +101,7 @@ class PairStore {
     // The content of an agreed file of which the storage told that digest and size.
     std::optional<Digest> contentOf(const RemoteRecord& record) const;
     bool hasBelow(const std::string& path) const; // anything below, or at all with ""
-    std::uint64_t countFiles() const; // looks at each item
+    std::uint64_t countFiles() const;             // looks at each item
 
     // An item that is not a folder has nothing below it: that is forgotten.
     void agree(const std::string& path, const AgreedItem& item);
