@@ -106,6 +106,7 @@ std::string IconThemes::find(const std::string& theme, std::string_view icon, st
                 sizes.push_back(std::move(size));
     for (const std::string& folder : folders) {
         const fs::path themeFolder = fs::path(folder) / theme;
+        if (!fs::is_directory(themeFolder, error)) continue; // of a few hundred sizes
         for (const std::string& size : sizes) {
             for (const char* ending : {".png", ".svg"}) {
                 const fs::path file = themeFolder / size / (std::string(icon) + ending);
