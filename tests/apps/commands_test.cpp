@@ -2,6 +2,7 @@
 // chooses menu items, and a program of the test's in the place of the panel program.
 #include "platform/json.h"
 #include "tests/support/CommandRecorder.h"
+#include "tests/support/Desktop.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Programs.h"
 #include "tests/support/TemporaryFolder.h"
@@ -16,6 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using support::contentOf;
+using support::Desktop;
 using support::Program;
 using support::Result;
 using support::run;
@@ -23,43 +25,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 using Texts = std::vector<std::string>;
-
-// A desktop that keeps the texts of its notifications, each behind the number of the one that it replaces.
-class Desktop {
-  public:
-    Desktop() : object(sdbus::createObject(*connection, "/org/freedesktop/Notifications")) {
-        object->registerMethod(
-            "org.freedesktop.Notifications", "Notify", "susssasa{sv}i", "u", [this](sdbus::MethodCall call) {
-                std::string program, icon, title, body;
-                std::uint32_t replaced = 0;
-                call >> program >> replaced >> icon >> title >> body;
-                bodies.push_back(replaced == 0 ? body : std::to_string(replaced) + " " + body);
-                auto reply = call.createReply();
-                reply << number;
-                reply.send();
-            });
-        object->registerSignal("org.freedesktop.Notifications", "NotificationClosed", "uu",
-                               std::vector<std::string>{});
-        object->finishRegistration();
-        connection->requestName("org.freedesktop.Notifications");
-    }
-    void closeThem() {
-        auto signal = object->createSignal("org.freedesktop.Notifications", "NotificationClosed");
-        signal << number << std::uint32_t{1};
-        object->emitSignal(signal);
-    }
-    Texts take() {
-        while (connection->processPendingRequest()) {
-        }
-        return std::exchange(bodies, {});
-    }
-
-  private:
-    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
-    std::unique_ptr<sdbus::IObject> object;
-    Texts bodies;
-    const std::uint32_t number = 7; // of every notification
-};
 
 class CommandsTest : public testing::Test {
   protected:

@@ -4,6 +4,7 @@
 #include "platform/file_attributes.h"
 #include "platform/json.h"
 #include "protocol/names.h"
+#include "tests/support/Desktop.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/StorageServers.h"
 #include "tests/support/enter_home.h"
@@ -160,6 +161,13 @@ TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
     const auto add = [](const fs::path& local, const std::string& remote) {
         return command("add " + local.string() + " " + remote);
     };
+    support::Desktop desktop;
+    std::vector<std::string> told;
+    const auto isTold = [&] {
+        for (std::string& body : desktop.take())
+            told.push_back(std::move(body));
+        return !told.empty();
+    };
     ASSERT_EQ(command("setup " + servers.storage("sftp")).status, 0);
     std::optional<support::Program> service;
     const auto restart = [&](int signal) {
@@ -211,11 +219,17 @@ TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
     EXPECT_EQ(command("resume").status, 0);
     EXPECT_TRUE(eventually([&] { return !fs::exists(folder / "dir/three"); }));
     EXPECT_EQ(contentOf(inner / "z"), "dir/in/z");
+    EXPECT_TRUE(eventually(isTold));
     fs::create_directories(there / "dir");
     fs::rename(home / "in", there / "dir/in");
     put(folder / "dir/five", "five");
     EXPECT_TRUE(has(there / "dir/five", "five"));
     EXPECT_TRUE(areInStep(2));
+    isTold();
+    EXPECT_EQ(told, std::vector<std::string>{inner.string() +
+                                             " is not synced: the storage does not have this folder: "
+                                             "error in ListJSON: directory not found"})
+        << "once, while it lasts";
     fs::rename(folder / "dir", folder / "moved"); // the inner one is missing now
     EXPECT_TRUE(has(there / "moved/five", "five"));
     EXPECT_TRUE(eventually([&] { return !fs::exists(there / "dir/five"); }));

@@ -64,6 +64,8 @@ std::string hintOf(Trouble trouble, std::string_view text) {
         return "rclone's configuration no longer has this storage; rclone config makes it: ";
     if (containsAny(lower, {"ssh_fx_failure"})) // all that SFTP can say of a file system that is read-only
         return "the server gives no reason; it may be read-only or full: ";
+    if (trouble == Trouble::missing && containsAny(lower, {"error in listjson"}))
+        return "the storage does not have this folder: ";
     switch (trouble) {
     case Trouble::full:
         return "no room is left: ";

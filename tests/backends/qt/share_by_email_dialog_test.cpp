@@ -195,7 +195,7 @@ TEST_F(ShareWindow, TheAddressBookGivesNamesToTokens) {
     for (const char* entry : {"jOHn Smith <j@x.org>", "j@x.org (John Smith)", "j@x.org"})
         EXPECT_EQ(panel.shouldAddObjects({entry}), Objects{john}) << entry;
     EXPECT_EQ(panel.shouldAddObjects({john, "a <", "J@x.org"}),
-              Objects{panels::TSFPEmailToken("J@x.org", {})});
+              (Objects{panels::TSFPEmailToken{"J@x.org", {}}}));
     EXPECT_EQ(panel.displayStringForRepresentedObject("ann@x.org"), "Ann");
 
     // Who comes later; an address that is known keeps its name.
