@@ -4,7 +4,7 @@
 // more from the sender. So one process that does not read would silence this one for all others. What is sent
 // to each is therefore counted, and where that seems much, the bus is asked how much of it is left
 // (GetConnectionStats of org.freedesktop.DBus.Debug.Stats). A bus that cannot tell is taken to have bounds of
-// its own, as dbus-broker has; one that does not answer in time has read nothing meanwhile.
+// its own, as dbus-broker has; while it does not answer in time, what was counted stays counted.
 //
 // Any thread. Nothing is locked while the bus is asked.
 #pragma once
