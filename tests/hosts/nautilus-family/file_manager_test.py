@@ -291,13 +291,13 @@ def show_page(session, tree, name):
 
 
 def badges_go():
-    wait_until(lambda: sum(screen_colours().values()) == 0, 60, "the last emblems go")
+    wait_until(lambda: sum(screen_colours().values()) == 0, 20, "the last emblems go")
 
 
 def stays_usable(session, tree, name):
     """It shows a new folder."""
     os.mkdir(os.path.join(session.root, name))
-    tree.wait(["table cell", "icon"], name, 20)
+    tree.wait(["table cell", "icon"], name, 10)
 
 
 def faults(session):
@@ -312,17 +312,17 @@ def faults(session):
     badges_go()
     stays_usable(session, tree, "while-silent")
     session.extension.send_signal(signal.SIGCONT)
-    wait_until(lambda: shows("sync"), 20, "emblems after it goes on")
+    wait_until(lambda: shows("sync"), 10, "emblems after it goes on")
 
     kill(session.extension)
     stays_usable(session, tree, "while-dead")
     badges_go()
     flooding = session.start_flood()
-    wait_until(lambda: shows("sync"), 20, "emblems in a flood")
+    wait_until(lambda: shows("sync"), 15, "emblems in a flood")
     stays_usable(session, tree, "while-flooded")
     kill(flooding)
     session.extension = session.start_extension()
-    wait_until(lambda: shows("sync"), 20, "emblems after a restart")
+    wait_until(lambda: shows("sync"), 10, "emblems after a restart")
     before = screen_colours()["sync"]
     kill(session.extension)
     session.extension = session.start_extension()
