@@ -1,11 +1,10 @@
 #include "jumpbar/VxJumpBar.h"
 #include "jumpbar/index_path_helpers.h"
-#include "tests/jumpbar/RecordingView.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
+#include <map>
 #include <random>
 #include <string>
 #include <utility>
@@ -18,7 +17,6 @@ using platform::IndexPath;
 using platform::indexPath;
 using platform::Menu;
 using platform::MenuHandle;
-using platform::MenuItemHandle;
 
 platform::ImageHandle icon() { return platform::imageNamed("folder", {16, 16}); }
 
@@ -34,6 +32,26 @@ MenuHandle chain(const std::vector<std::vector<std::string>>& levels) {
     }
     return menu;
 }
+
+// A view without a screen: text is measured by a fixed table, and what is asked of the view is written down.
+struct RecordingView final : VxJumpBarView {
+    std::map<std::string, double> widths; // of texts; a text that is not in it is 6 points a byte wide
+    int layouts = 0;
+    int labelRedraws = 0;
+
+    platform::Size sizeOfText(const std::string& text, const TextAttributes&) override {
+        const auto known = widths.find(text);
+        return {known == widths.end() ? 6.0 * static_cast<double>(text.size()) : known->second, 14.0};
+    }
+    platform::ImageHandle imageNamed(const std::string& name) override {
+        return platform::imageNamed(name, {name == VxJumpBarAccessorySeparator ? 2.0 : 7.0, 20.0});
+    }
+    void setNeedsDisplay() override {}
+    void labelNeedsDisplay(VxJumpBarLabel&) override { ++labelRedraws; }
+    void layoutChanged() override { ++layouts; }
+    void menuChanged(platform::Menu&) override {}
+    void popUpMenu(VxJumpBarLabel&, const platform::MenuHandle&, std::size_t, platform::Point) override {}
+};
 
 struct RecordingDelegate final : VxJumpBarDelegate {
     std::vector<std::string> calls;
@@ -51,26 +69,42 @@ struct RecordingDelegate final : VxJumpBarDelegate {
 
 using Calls = std::vector<std::string>;
 
+TEST(IndexPaths, AreCutAndLeadToNoItemWhereThereIsNone) {
+    const IndexPath path{4, 3, 2, 1};
+    EXPECT_EQ(subIndexPathWithRange(path, {1, 2}), (IndexPath{3, 2}));
+    EXPECT_EQ(subIndexPathFromPosition(path, 1), (IndexPath{3, 2, 1}));
+
+    const MenuHandle menu = chain({{"first", "second"}});
+    const auto first = menu->itemAtIndex(0);
+    first->setSubmenu(Menu::create());
+    const auto inner = first->submenu()->addItem("zero");
+    EXPECT_EQ(itemAtIndexPath(*menu, {0, 0}), inner);
+    for (const IndexPath& nowhere :
+         {IndexPath{}, IndexPath{2}, IndexPath{1, 0}, IndexPath{0, 1}, IndexPath{0, 0, 0}})
+        EXPECT_EQ(itemAtIndexPath(*menu, nowhere), nullptr) << stringRepresentation(nowhere);
+
+    menu->removeAllItems();
+    EXPECT_EQ(inner->parentItem(), first.get()) << "a handle keeps the branch below it";
+    EXPECT_EQ(indexPathOfItem(*first), IndexPath{}) << "an item that is in no menu";
+}
+
 TEST(VxJumpBarLabel, MeasuresByTheTable) {
     RecordingView view;
     view.widths["t"] = 40.3;
-    struct Case {
-        double image; // its width; 0: none
-        bool text, last;
-        int level;
-        double width, minimum;
-    };
-    for (const Case& c : {Case{16, true, false, 1, 79, 33}, Case{16, true, true, 1, 72, 26},
-                          Case{0, true, true, 1, 51, 5}, Case{0, false, false, 1, 17, 12},
-                          Case{15.5, true, false, -1, 79, 32.5}}) { // only the measured width is rounded up
-        VxJumpBarLabel label(view, c.level);
-        label.lastLabel = c.last;
-        if (c.image > 0) label.setImage(platform::imageNamed("i", {c.image, 16}));
-        if (c.text) label.setText("t");
+    using Widths = std::pair<double, double>; // the ideal one, and the least
+    const auto measured = [&](double imageWidth, bool hasText, bool isLast, int level) {
+        VxJumpBarLabel label(view, level);
+        label.lastLabel = isLast;
+        if (imageWidth > 0) label.setImage(platform::imageNamed("i", {imageWidth, 16}));
+        if (hasText) label.setText("t");
         label.sizeToFit();
-        EXPECT_EQ(label.frame.width, c.width);
-        EXPECT_EQ(label.minimumWidth(), c.minimum);
-    }
+        return Widths(label.frame.width, label.minimumWidth());
+    };
+    EXPECT_EQ(measured(16, true, false, 1), Widths(79, 33));
+    EXPECT_EQ(measured(16, true, true, 1), Widths(72, 26));
+    EXPECT_EQ(measured(0, true, true, 1), Widths(51, 5));
+    EXPECT_EQ(measured(0, false, false, 1), Widths(17, 12));
+    EXPECT_EQ(measured(15.5, true, false, -1), Widths(79, 32.5)) << "only the measured width is rounded up";
 }
 
 TEST(VxJumpBarLabel, PlacesWhatItDraws) {
@@ -171,7 +205,7 @@ TEST(VxJumpBar, RandomTreesAgreeWithAPlainOracle) {
         return std::uniform_int_distribution<std::size_t>(0, most)(random);
     };
     for (int round = 0; round < 300; ++round) {
-        std::vector<MenuItemHandle> all;
+        std::vector<platform::MenuItemHandle> all;
         const MenuHandle root = Menu::create();
         std::vector<MenuHandle> menus{root};
         for (std::size_t count = 2 + upTo(40); count > 0; --count) {

@@ -1,7 +1,6 @@
 #include "paths/path_strings.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>

@@ -3,8 +3,6 @@
 #include "backends/qt/MainQueue.h"
 #include "backends/qt/SavePanelDialog.h"
 #include "tests/backends/qt/finding.h"
-#include "tests/panels/SteppedQueue.h"
-#include "tests/panels/StubbornSpace.h"
 #include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
@@ -12,13 +10,45 @@
 #include <QLabel>
 #include <QPushButton>
 #include <functional>
+#include <map>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace backends::qt {
 namespace {
 
+// A remote space whose answers come when told: everything asked is kept until then.
+struct StubbornSpace final : panels::RemoteDirectories {
+    std::map<std::string, std::vector<std::string>>
+        folders;                      // what is listed; a folder that is not a key has no subfolders
+    std::map<std::string, int> lists; // how often a folder was listed
+    std::vector<std::function<void(bool answer)>> listing, counting;
+
+    void directoriesNotInSyncAtRemoteDirecory(const std::string& path, Paths completion) override {
+        ++lists[path];
+        listing.emplace_back([this, path, completion](bool answer) {
+            completion(answer ? std::optional(folders[path]) : std::nullopt);
+        });
+    }
+    void countDirectoriesAtPath(const std::string& path, Count completion) override {
+        counting.emplace_back([this, path, completion](bool answer) {
+            completion(answer ? std::optional<std::uint64_t>(folders[path].size()) : std::nullopt);
+        });
+    }
+    static void deliver(std::vector<std::function<void(bool)>>& asked, bool answer) {
+        for (const auto& one : std::exchange(asked, {}))
+            one(answer);
+    }
+    void answerAll() {
+        deliver(listing, true);
+        deliver(counting, true);
+    }
+};
+
 struct DestinationWindow : testing::Test {
-    panels::StubbornSpace space;
+    StubbornSpace space;
     MainQueue mainQueue;
     backends::posix::GuardedFileSystem fileSystem;
     support::RecordingLog log;
@@ -153,7 +183,7 @@ TEST_F(DestinationWindow, ProposesAFolderOfTheNameOrANewOneInEachLevelThatIsKnow
     space.folders["/Docs"] = {"/Docs/Letters"};
     dialog.panel().setForSync("/usr/share");
     const int response = run([&] {
-        panels::StubbornSpace::deliver(space.listing, true);
+        StubbornSpace::deliver(space.listing, true);
         EXPECT_EQ(chosen(), "/") << "a level is put in place in one go";
         space.counting[1](false); // to be opened, as it may have folders
         space.counting[0](true);
@@ -188,7 +218,7 @@ TEST_F(DestinationWindow, ProposesAFolderOfTheNameOrANewOneInEachLevelThatIsKnow
                                             SavePanelDialog::Surroundings{space, mainQueue, fileSystem, log});
         gone->panel().setForSync("/usr/share");
         whenShown(*gone, [&] {
-            if (isListed) panels::StubbornSpace::deliver(space.listing, true);
+            if (isListed) StubbornSpace::deliver(space.listing, true);
             click(gone->findChild<QPushButton*>("cancel"));
         });
         EXPECT_EQ(gone->runModal(), 0);
@@ -219,7 +249,7 @@ TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTypi
         QTest::mousePress(QApplication::activePopupWidget(), Qt::LeftButton, {}, QPoint(-500, -500));
         EXPECT_EQ(openList(), nullptr);
         EXPECT_TRUE(eventually([&] { return line() == "Waiting for the sync service…"; }));
-        panels::StubbornSpace::deliver(space.listing, false); // comes when the menu has gone
+        StubbornSpace::deliver(space.listing, false); // comes when the menu has gone
         EXPECT_EQ(line(), "No answer from the sync service");
         click(dialog.findChild<QPushButton*>("again"));
         dialog.panel().askAgain();
@@ -227,7 +257,7 @@ TEST_F(DestinationWindow, WaitsForTheDaemonAndFindsOneOfThousandsOfFoldersByTypi
 
         click(label(1));
         key(Qt::Key_Right);
-        panels::StubbornSpace::deliver(space.listing, false);
+        StubbornSpace::deliver(space.listing, false);
         ASSERT_EQ(rowsOf(*openList()), QStringList{"No answer from the sync service"});
         key(Qt::Key_Left);
         key(Qt::Key_Right);

@@ -4,7 +4,6 @@
 #include "backends/qt/texts.h"
 #include "platform/json.h"
 #include "tests/backends/qt/finding.h"
-#include "tests/panels/SteppedQueue.h"
 #include "tests/support/fakes.h"
 
 #include <gtest/gtest.h>
@@ -36,7 +35,7 @@ struct Contacts final : platform::AddressBook {
 struct ShareWindow : testing::Test {
     Contacts contacts;
     MainQueue mainQueue;
-    panels::SteppedQueue background;
+    support::InlineQueue background;
     backends::posix::GuardedFileSystem fileSystem;
     support::RecordingLog log;
     std::vector<std::string> messages;
@@ -56,6 +55,7 @@ struct ShareWindow : testing::Test {
     QPushButton* ok = dialog.findChild<QPushButton*>("ok");
 
     void run(const std::function<void()>& person) {
+        background.isHeld = true;
         dialog.controller().setAllPathsInSync({{"/Docs", "/home/u/Docs"}});
         dialog.controller().shareFile({{"path", "/home/u/Docs/plan.pdf"}, {"isDir", false}});
         whenShown(dialog, [&] {
@@ -150,7 +150,7 @@ TEST_F(ShareWindow, TypesCompletesPicksAndSendsAndIsReadByAssistivePrograms) {
     });
     EXPECT_TRUE(dialog.controller().hasSent());
     EXPECT_TRUE(messages.empty()) << "it is posted on the background queue";
-    background.runAll();
+    background.release();
     EXPECT_EQ(messages, std::vector<std::string>{
                             "kTFinderSyncTShareByEmail {\"isDir\":\"file\",\"localPath\":\"/Docs/plan.pdf\","
                             "\"recipients\":[\"j@x.org\",\"k@y.org\",\"joan@home.org\"]}"});

@@ -61,6 +61,11 @@ class Host {
         const char* const emblem = tsf_item_emblem(item);
         shown[uri] = emblem != nullptr ? emblem : "";
     }
+    // The first files of a folder.
+    void lookAt(std::size_t count, const std::string& folder = "file:///r") {
+        for (std::size_t i = 0; i < count; ++i)
+            look(folder + "/f" + std::to_string(i));
+    }
     void drop(std::string uri) { // a copy: it may be the key
         tsf_item_gone(items.at(uri));
         items.erase(uri);
@@ -129,10 +134,13 @@ class Host {
             observed[request.uris.front()] += request.kind == TSF_BEGIN_OBSERVING ? 1 : -1;
         }
     }
-    void deliver() {
+    void receive() {
         const std::function<void()> message = wire.front();
         wire.pop_front();
         message();
+    }
+    void deliver() {
+        receive();
         serve();
     }
     // Everything that is under way arrives.

@@ -2,6 +2,8 @@
 #include "tests/hosts/core/allocations.h"
 #include "tests/hosts/selection_cases.h"
 
+#include <utility>
+
 namespace {
 
 using simulated::Answer;
@@ -9,10 +11,6 @@ using simulated::Answer;
 class HostCore : public testing::Test, protected simulated::Host {
   protected:
     HostCore() { watched = {"file:///r///"}; } // however it is spelled
-    void lookAt(std::size_t count, const std::string& folder = "file:///r") {
-        for (std::size_t i = 0; i < count; ++i)
-            look(folder + "/f" + std::to_string(i));
-    }
     void start(std::size_t count = 10) {
         come();
         lookAt(count);
@@ -29,8 +27,7 @@ TEST_F(HostCore, FoldersTakeTurns) {
     run();
     signalChange("file:///r");
     signalChange("file:///r/other");
-    wire.front()();
-    wire.pop_front();
+    receive();
     deliver();
     EXPECT_EQ(requests.size(), 2U);
     EXPECT_EQ(requests.back().uris.front(), "file:///r/other/f0");
@@ -93,35 +90,32 @@ TEST_F(HostCore, ForetellsBadges) {
     run();
     badge = [](const std::string&) { return Answer{"sync", true}; };
     signalChange("file:///r/f0"); // what is known has changed, in a folder that foretells
-    while (!wire.empty()) {
-        wire.front()();
-        wire.pop_front();
-    }
+    while (!wire.empty())
+        receive();
     EXPECT_FALSE(tsf_core_can_wait(core) || tsf_core_wakes(core, now) > now);
 }
 
 TEST_F(HostCore, TakesNoOlderAnswer) {
     start(1);
     // The answer on its way is older than the change; a newer one is asked for.
-    std::string before = "sync";
-    for (const std::string item : {"file:///r/f0", ""}) {
-        look("file:///r/f0");
+    const std::string file = "file:///r/f0";
+    for (const std::string& changed : {file, std::string()}) {
+        const std::string before = shown[file];
+        look(file);
         serve();
         badge = [](const std::string&) { return Answer{"working", true}; };
         work();
-        const std::string after = before == "sync" ? "upload" : "error";
-        badge = [after](const std::string&) { return Answer{after, true}; };
-        const std::function<void()> late = wire.front();
-        wire.clear();
-        signalChange("file:///r", item);
+        const Answer after{changed.empty() ? "error" : "upload", true};
+        badge = [after](const std::string&) { return after; };
+        const std::function<void()> late = std::exchange(wire, {}).front();
+        signalChange("file:///r", changed);
         deliver();
         late();
         serve();
-        EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-" + before);
+        EXPECT_EQ(shown[file], before);
         EXPECT_EQ(requests.size(), 1U);
         run();
-        EXPECT_EQ(shown["file:///r/f0"], "tsyncfinder-" + after);
-        before = after;
+        EXPECT_EQ(shown[file], "tsyncfinder-" + after.badge);
     }
 }
 
@@ -302,9 +296,8 @@ TEST_F(HostCore, DoesNotListenToAFlood) {
 }
 
 TEST_F(HostCore, FindsOutWhatHasEndedInSilence) {
-    const auto show = [this](const std::string& folder, int count) {
-        for (int i = 0; i < count; ++i)
-            look(folder + std::to_string(i));
+    const auto show = [this](const std::string& folder, std::size_t count) {
+        lookAt(count, folder);
         run();
         tick(TSF_DOUBT_PAUSE);
         run();
@@ -312,18 +305,18 @@ TEST_F(HostCore, FindsOutWhatHasEndedInSilence) {
     tsf_core_doubt_ends(core);
     come();
     run();
-    show("file:///r/a/", 300);
-    show("file:///r/b/", 3);
+    show("file:///r/a", 300);
+    show("file:///r/b", 3);
     EXPECT_EQ(items.size(), 303U) << "both are shown";
     closed = "file:///r/a/";
-    show("file:///r/c/", 1);
+    show("file:///r/c", 1);
     EXPECT_EQ(items.size(), 4U);
     EXPECT_EQ(observed["file:///r/a"], 0);
     EXPECT_EQ(observed["file:///r/b"], 1);
 
-    closed = "file:///r/b/1"; // deleted; the next one is still there
+    closed = "file:///r/b/f1"; // deleted; the next one is still there
     badge = [](const std::string&) { return Answer{"upload", true}; };
-    signalChange("file:///r/b", "file:///r/b/1");
+    signalChange("file:///r/b", "file:///r/b/f1");
     run();
     EXPECT_EQ(items.size(), 3U);
     closed = "file:///r/"; // the window has gone: nothing happens until something is new
@@ -332,7 +325,7 @@ TEST_F(HostCore, FindsOutWhatHasEndedInSilence) {
     run();
     EXPECT_EQ(items.size(), 3U);
     EXPECT_EQ(asked, before);
-    show("file:///x/", 1);
+    show("file:///x", 1);
     EXPECT_EQ(items.size(), 1U);
     look("file:///y/0");
     run();
@@ -352,7 +345,8 @@ TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
     watched = {"file:///"};
     come();
     run();
-    const auto classify = [this](const Case& each, TSyncSelectionClass& found) {
+    TSyncSelectionClass found{};
+    const auto classify = [&](const Case& each) {
         TsfSelection selection;
         tsf_selection_begin(&selection, true, each.isDirectory);
         for (const std::string& uri : each.uris) {
@@ -362,28 +356,25 @@ TEST_F(HostCore, ClassifiesSelectionsByWhatIsKnown) {
         return tsf_selection_class(core, &selection, &found);
     };
     for (const Case& each : cases) {
-        const std::string name =
-            each.uris.empty() ? "" : each.uris[0] + " of " + std::to_string(each.uris.size());
-        TSyncSelectionClass found{};
+        SCOPED_TRACE(testing::PrintToString(each.uris));
         const int updates = menuUpdates;
-        const bool wasKnown = classify(each, found);
+        const bool wasKnown = classify(each);
         run();
-        EXPECT_EQ(menuUpdates, updates + (wasKnown ? 0 : 1)) << name; // when all are known
+        EXPECT_EQ(menuUpdates, updates + (wasKnown ? 0 : 1)); // when all are known
         const std::size_t before = asked;
-        EXPECT_TRUE(classify(each, found)) << name;
+        EXPECT_TRUE(classify(each));
         run();
-        EXPECT_STREQ(tsyncSelectionClassName(found), each.expected) << name;
-        EXPECT_EQ(asked, before) << name << ": what is known is not asked for";
+        EXPECT_STREQ(tsyncSelectionClassName(found), each.expected);
+        EXPECT_EQ(asked, before) << "what is known is not asked for";
         dropAll();
     }
     Case many{"", false, {}};
     for (int i = 0; i < 1000; ++i)
         many.uris.push_back("file:///many/" + std::to_string(i));
     const std::size_t before = asked;
-    TSyncSelectionClass found{};
-    EXPECT_FALSE(classify(many, found));
+    EXPECT_FALSE(classify(many));
     serve();
-    EXPECT_FALSE(classify(many, found));
+    EXPECT_FALSE(classify(many));
     run();
     EXPECT_EQ(asked - before, std::size_t{TSF_MAXIMUM_UNKNOWN});
 }
@@ -398,15 +389,13 @@ TEST_F(HostCore, FailsCleanlyWithoutMemory) {
         if (host.core == nullptr) continue;
         host.watched = {"file:///elsewhere"};
         host.come();
-        for (int i = 0; i < 20; ++i)
-            host.look("file:///r/f" + std::to_string(i));
+        host.lookAt(20);
         host.run();
         host.watched = {"file:///r"};
         host.signalDirectories();
         host.run();
         wasRefused = allocations::refuseNoMore();
-        for (int i = 0; i < 20; ++i)
-            host.look("file:///r/f" + std::to_string(i));
+        host.lookAt(20);
         host.tick(TSF_ANSWER_TIME);
         host.run();
         EXPECT_TRUE(host.everythingShows("tsyncfinder-sync")) << allowed;

@@ -14,6 +14,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace fake {
 
@@ -43,7 +44,7 @@ class Extension {
     Extension(const Extension&) = delete;
     Extension& operator=(const Extension&) = delete;
 
-    std::string mood; // "silent", "wrong-types", "wrong-count" and "huge"; anything else is sensible
+    std::string mood; // "wrong-types", "wrong-count" and "huge"; anything else is sensible
     // The answer for a URI: badge, is in sync, is a root.
     std::function<GVariant*(const std::string&)> badge = [](const std::string&) {
         return g_variant_new("(sbb)", "sync", TRUE, FALSE);
@@ -51,7 +52,6 @@ class Extension {
     // The one top item of a class's menu; none: files below a root alone have a menu.
     std::function<GVariant*(const std::string& selectionClass)> menu;
     std::size_t asked = 0; // URIs
-    std::size_t calls = 0;
     std::map<std::string, int> observed;
 
     void emit(const char* signal, GVariant* arguments) {
@@ -74,29 +74,22 @@ class Extension {
     }
 
     void answer(const std::string& method, GVariant* arguments, GDBusMethodInvocation* invocation) {
-        ++calls;
-        const bool isHuge = mood == "huge" && (method == FINDER_SYNC_BADGES_FOR_ITEMS ||
-                                               method == FINDER_SYNC_WATCHED_DIRECTORIES);
-        GVariant* reply = mood == "wrong-types" ? g_variant_new("(sa{sv})", "nonsense", nullptr)
-                          : isHuge              ? hugeReply(method == FINDER_SYNC_BADGES_FOR_ITEMS)
-                                                : reasonableReply(method, arguments);
-        if (reply != nullptr) g_variant_ref_sink(reply);
-        if (reply != nullptr && mood != "silent") { // whatever the interface says of its type
-            GDBusMessage* const message =
-                g_dbus_message_new_method_reply(g_dbus_method_invocation_get_message(invocation));
-            g_dbus_message_set_body(message, reply);
-            g_dbus_connection_send_message(bus, message, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
-            g_object_unref(message);
-        }
-        if (reply != nullptr) g_variant_unref(reply);
+        GDBusMessage* const reply = // whatever the interface says of its type
+            g_dbus_message_new_method_reply(g_dbus_method_invocation_get_message(invocation));
+        g_dbus_message_set_body(reply, mood == "wrong-types" ? g_variant_new("(sa{sv})", "nonsense", nullptr)
+                                                             : reasonableReply(method, arguments));
+        g_dbus_connection_send_message(bus, reply, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
+        g_object_unref(reply);
         g_object_unref(invocation);
     }
 
     GVariant* reasonableReply(const std::string& method, GVariant* arguments) {
         if (method == FINDER_SYNC_BADGES_FOR_ITEMS) return badgesReply(arguments);
         if (method == FINDER_SYNC_WATCHED_DIRECTORIES) {
-            const char* const directories[] = {"file:///"};
-            return g_variant_new("(b@as)", TRUE, g_variant_new_strv(directories, 1));
+            const std::vector<const char*> directories(mood == "huge" ? 20'000 : 1, "file:///");
+            return g_variant_new(
+                "(b@as)", TRUE,
+                g_variant_new_strv(directories.data(), static_cast<gssize>(directories.size())));
         }
         if (method == FINDER_SYNC_MENUS_BY_CLASS)
             return menu ? menusReply()
@@ -118,6 +111,8 @@ class Extension {
             ++asked;
             if (mood != "wrong-count") g_variant_builder_add_value(&answers, badge(uri));
         }
+        for (int more = mood == "huge" ? 20'000 : 0; more > 0; --more)
+            g_variant_builder_add_value(&answers, badge("file:///nonsense"));
         g_variant_iter_free(uris);
         return g_variant_new("(ta(sbb))", ++sequence, &answers);
     }
@@ -131,19 +126,6 @@ class Extension {
             g_variant_builder_add(&menus, "{s@av}", className, g_variant_new_array(nullptr, &item, 1));
         }
         return g_variant_new("(a{sav})", &menus);
-    }
-
-    static GVariant* hugeReply(bool ofBadges) {
-        GVariantBuilder list;
-        g_variant_builder_init(&list, G_VARIANT_TYPE(ofBadges ? "a(sbb)" : "as"));
-        for (unsigned i = 0; i < 20'000; ++i) {
-            const std::string text = "file:///nonsense-" + std::to_string(i);
-            if (ofBadges)
-                g_variant_builder_add(&list, "(sbb)", text.c_str(), TRUE, FALSE);
-            else
-                g_variant_builder_add(&list, "s", text.c_str());
-        }
-        return ofBadges ? g_variant_new("(ta(sbb))", guint64{1}, &list) : g_variant_new("(bas)", TRUE, &list);
     }
 
     GDBusConnection* bus = nullptr;

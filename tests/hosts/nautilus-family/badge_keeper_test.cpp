@@ -2,7 +2,6 @@
 #include "hosts/nautilus-family/badge_keeper.h"
 #include "protocol/glib_formats.h"
 #include "tests/hosts/nautilus-family/FakeExtension.h"
-#include "tests/hosts/selection_cases.h"
 #include "tests/support/PrivateBus.h"
 
 #include <gtest/gtest.h>
@@ -57,8 +56,8 @@ class BadgeKeeper : public testing::Test {
         shown[file] = emblem != nullptr ? emblem : "";
     }
     // The main loop runs until it holds.
-    static bool until(const std::function<bool()>& condition, int seconds = 20) {
-        const gint64 end = g_get_monotonic_time() + gint64{seconds} * G_USEC_PER_SEC;
+    static bool until(const std::function<bool()>& condition) {
+        const gint64 end = g_get_monotonic_time() + gint64{20} * G_USEC_PER_SEC;
         const guint tick = g_timeout_add(
             20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
         while (!condition() && g_get_monotonic_time() < end)
@@ -128,6 +127,8 @@ TEST_F(BadgeKeeper, badgesWhatTheFileManagerShows) {
     EXPECT_TRUE(until(
         [&] { return tsf_badge_keeper_selection_class(keeper, selection, TRUE, FALSE, &found) != FALSE; }));
     EXPECT_EQ(found, TSYNC_CLASS_SYNCED_FILE);
+    EXPECT_NE(tsf_badge_keeper_selection_class(keeper, selection, TRUE, TRUE, &found), FALSE);
+    EXPECT_EQ(found, TSYNC_CLASS_SYNCED_FOLDER);
     selection = g_list_append(selection, newFile("sftp://host/y"));
     EXPECT_NE(tsf_badge_keeper_selection_class(keeper, selection, TRUE, FALSE, &found), FALSE);
     EXPECT_EQ(found, TSYNC_CLASS_NOTHING);
@@ -146,26 +147,6 @@ TEST_F(BadgeKeeper, badgesWhatTheFileManagerShows) {
     EXPECT_TRUE(everyFileShows("tsyncfinder-upload"));
     extension->emit(FINDER_SYNC_DIRECTORIES_CHANGED, g_variant_new("(bas)", TRUE, nullptr));
     EXPECT_TRUE(everyFileShows(""));
-}
-
-TEST_F(BadgeKeeper, classifiesSelections) {
-    newExtension();
-    extension->badge = [](const std::string& uri) {
-        return g_variant_new("(sbb)", "sync", hosts_test::isInSync(uri), hosts_test::isRoot(uri));
-    };
-    for (const hosts_test::SelectionCase& each : hosts_test::selectionCases) {
-        GList* selection = nullptr;
-        for (const std::string& uri : each.uris)
-            selection = g_list_append(selection, newFile(uri));
-        TSyncSelectionClass found = TSYNC_CLASS_NOTHING;
-        EXPECT_TRUE(until([&] {
-            return tsf_badge_keeper_is_there(keeper) != FALSE &&
-                   tsf_badge_keeper_selection_class(keeper, selection, TRUE, each.isDirectory, &found) !=
-                       FALSE;
-        }));
-        EXPECT_STREQ(tsyncSelectionClassName(found), each.expected) << each.uris.front();
-        g_list_free_full(selection, g_object_unref);
-    }
 }
 
 TEST_F(BadgeKeeper, outlivesAnExtensionThatTalksNonsense) {

@@ -7,7 +7,6 @@
 namespace {
 
 using hosts::terminal::BadgeLooks;
-using hosts::terminal::DrawingStyle;
 using hosts::terminal::MenuEntry;
 using hosts::terminal::TreeNode;
 
