@@ -71,13 +71,14 @@ function(tsf_library name)
     endif()
 endfunction()
 
-# tsf_test(NAME SOURCES … [USES …] [DISPLAY] [COST SECONDS]): one test program of GoogleTest; each case is a test of
-# ctest. DISPLAY: they need an X display, and have the label "display". COST: what takes long begins first.
+# tsf_test(NAME SOURCES … [USES …] [DISPLAY] [COST SECONDS] [GROUPS FILTER…]): one test program of GoogleTest; each case
+# is a test of ctest. DISPLAY: they need an X display, and have the label "display". COST: what takes long begins first.
+# GROUPS: the cases of each filter of names are one test instead, in one process, for servers that they share.
 function(tsf_test name)
-    cmake_parse_arguments(ARG "DISPLAY" "COST" "SOURCES;USES" ${ARGN})
-    set(properties)
+    cmake_parse_arguments(ARG "DISPLAY" "COST" "SOURCES;USES;GROUPS" ${ARGN})
+    set(properties TIMEOUT 300 ENVIRONMENT "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp")
     if(ARG_DISPLAY)
-        set(properties LABELS display)
+        list(APPEND properties LABELS display)
     endif()
     if(ARG_COST)
         list(APPEND properties COST ${ARG_COST})
@@ -85,6 +86,12 @@ function(tsf_test name)
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/src")
     target_link_libraries(${name} PRIVATE ${ARG_USES} GTest::gmock GTest::gtest_main)
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300 ${properties}
-                         ENVIRONMENT "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp")
+    foreach(group IN LISTS ARG_GROUPS)
+        string(REGEX REPLACE "[^A-Za-z]" "" word "${group}")
+        add_test(NAME ${name}.${word} COMMAND ${name} --gtest_filter=${group})
+        set_tests_properties(${name}.${word} PROPERTIES ${properties})
+    endforeach()
+    if(NOT ARG_GROUPS)
+        gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
+    endif()
 endfunction()

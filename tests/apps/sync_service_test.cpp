@@ -19,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using support::contentOf;
+using support::eventually;
 
 class SyncService : public testing::Test {
   protected:
@@ -36,19 +37,6 @@ class SyncService : public testing::Test {
                             " --object-path " TSYNC_OBJECT_PATH " --method " TSYNC_INTERFACE "." +
                             method + " " + arguments)
             .output;
-    }
-    // A storage has its own pace: rest before an upload, time until an error of a dead server. Most looks
-    // start a program: the rest of the processor is left to what is waited for.
-    template <typename Condition>
-    static bool eventually(const Condition& condition) {
-        const auto begin = std::chrono::steady_clock::now();
-        for (auto now = begin; now < begin + std::chrono::minutes(1);
-             now = std::chrono::steady_clock::now()) {
-            if (condition()) return true;
-            const auto took = std::chrono::steady_clock::now() - now;
-            std::this_thread::sleep_for(2 * took + std::chrono::milliseconds(10));
-        }
-        return false;
     }
     static bool eventuallyStatus(const std::string& text) {
         return eventually([&text] { return command("status").output.find(text) != std::string::npos; });

@@ -13,10 +13,17 @@ inline support::StorageServers& servers() {
     return all;
 }
 
-inline backends::rclone::RemoteControl::Settings controlSettings() {
-    backends::rclone::RemoteControl::Settings settings;
-    settings.environment = servers().environment();
-    return settings;
+// One for all machines of the program: a start of rclone costs more than most cases. What is two programs in
+// the world is two in sync_service_test and in rounds.
+inline backends::rclone::RemoteControl& control() {
+    static support::RecordingLog log;
+    static backends::rclone::RemoteControl one{[] {
+                                                   backends::rclone::RemoteControl::Settings settings;
+                                                   settings.environment = servers().environment();
+                                                   return settings;
+                                               }(),
+                                               log};
+    return one;
 }
 
 // A storage that answers wrongly on demand: what a hook returns is its answer.
@@ -51,10 +58,8 @@ class FaultySpace final : public WatchedSpace {
 
 // What a machine reaches a real storage by.
 struct StorageAccess {
-    explicit StorageAccess(const std::string& storage) : real(control, storage, links.path()) {}
+    explicit StorageAccess(const std::string& storage) : real(control(), storage, links.path()) {}
     support::TemporaryFolder links;
-    support::RecordingLog accessLog;
-    backends::rclone::RemoteControl control{controlSettings(), accessLog};
     backends::rclone::RcloneSpace real;
     FaultySpace space{real};
 };

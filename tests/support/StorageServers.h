@@ -107,7 +107,7 @@ class StorageServers {
     void startWebdav() {
         webdav = std::make_unique<Program>(std::vector<std::string>{
             "rclone", "serve", "webdav", folder.path("webdav"), "--config", "/dev/null", "--addr",
-            "127.0.0.1:" + std::to_string(webdavPort), "--dir-cache-time", "0s", "--log-level", "ERROR"});
+            "127.0.0.1:" + std::to_string(webdavPort), "--log-level", "ERROR"});
         wait(webdavPort);
     }
 

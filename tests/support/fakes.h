@@ -26,15 +26,18 @@ namespace support {
 
 inline constexpr std::chrono::seconds deadline{60};
 
-// Whether the condition comes true within the deadline; for what no event tells. The longer it takes, the
-// more of the processor is left to what is waited for.
+// Whether the condition comes true within the deadline; for what no event tells. The longer it takes, and the
+// longer a look takes, which may start a program, the more of the processor is left to what is waited for.
 template <typename Condition>
 bool eventually(Condition&& isTrue) {
+    using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();
     for (auto now = begin; now < begin + deadline; now = std::chrono::steady_clock::now()) {
         if (isTrue()) return true;
+        const auto looked = std::chrono::steady_clock::now() - now;
         std::this_thread::sleep_for(
-            std::min<std::chrono::nanoseconds>((now - begin) / 8, std::chrono::milliseconds(50)));
+            std::max<std::chrono::nanoseconds>(std::min<std::chrono::nanoseconds>((now - begin) / 8, 50ms),
+                                               std::min<std::chrono::nanoseconds>(2 * looked, 1s)));
     }
     return false;
 }

@@ -19,10 +19,15 @@ RemoteControl::Settings settingsFor(const support::StorageServers& servers) {
     return settings;
 }
 
-// The servers start once for all tests of the program.
+// The servers, and rclone, start once for all tests of the program.
 support::StorageServers& servers() {
     static support::StorageServers all;
     return all;
+}
+RemoteControl& sharedControl() {
+    static support::RecordingLog log;
+    static RemoteControl one{settingsFor(servers()), log};
+    return one;
 }
 
 class OnEachStorage : public testing::TestWithParam<const char*> {
@@ -45,9 +50,7 @@ class OnEachStorage : public testing::TestWithParam<const char*> {
     }
 
     support::TemporaryFolder work;
-    support::RecordingLog log;
-    RemoteControl control{settingsFor(servers()), log};
-    RcloneSpace space{control, servers().storage(GetParam()), work / "links"};
+    RcloneSpace space{sharedControl(), servers().storage(GetParam()), work / "links"};
 };
 
 TEST_P(OnEachStorage, BringsMovesAndRemoves) {

@@ -67,9 +67,11 @@ def enter(build, arguments):
 
 
 def bus_configuration(home):
-    """A bus that starts the system's services, as file managers want them, but never an installed extension."""
+    """A bus that starts the system's services, as file managers want them, but never an installed extension, nor
+    what would index the home."""
     services = os.path.join(home, "services")
-    shutil.copytree("/usr/share/dbus-1/services", services, ignore=shutil.ignore_patterns("com.quarnhold.*"))
+    shutil.copytree("/usr/share/dbus-1/services", services,
+                    ignore=shutil.ignore_patterns("com.quarnhold.*", "org.freedesktop.Tracker*"))
     private = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support", "private_bus.conf")
     configuration = os.path.join(home, "bus.conf")
     with open(configuration, "w") as file:

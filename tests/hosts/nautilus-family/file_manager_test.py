@@ -1,6 +1,6 @@
 """The plugin in a real file manager, against the real extension and the sandbox daemon.
 
-    file_manager_test.py BUILD FILE-MANAGER PLUGIN PLUGIN-FOLDER SCENARIO       (inside desktop.py)"""
+    file_manager_test.py BUILD FILE-MANAGER PLUGIN PLUGIN-FOLDER SCENARIO…       (inside desktop.py)"""
 import os
 import shutil
 import signal
@@ -209,7 +209,7 @@ def see_roots():
 
 def see_badges(session):
     wait_until(lambda: shows("sync"), 60, "emblems of what has arrived")
-    session.begin_upload("large.bin")
+    session.begin_upload("another.bin")
     wait_until(lambda: shows("upload"), 60, "the emblem of the file in flight")
     before = screen_colours()["sync"]
     session.finish_upload()
@@ -398,13 +398,14 @@ def sidebar(session):
 
 
 def main():
-    build, name, module, directory, scenario = sys.argv[1:]
+    build, name, module, directory, *scenarios = sys.argv[1:]
     os.makedirs(os.path.join(build, "screenshots"), exist_ok=True)
     session = Session(build, name, module, directory)
     try:
-        {"everyday": everyday, "faults": faults, "sidebar": sidebar,
-         "reasons": reasons, "in_front": in_front, "linked": linked}[scenario](session)
-        print("ok:", name, scenario)
+        for scenario in scenarios:
+            {"everyday": everyday, "faults": faults, "sidebar": sidebar,
+             "reasons": reasons, "in_front": in_front, "linked": linked}[scenario](session)
+            print("ok:", name, scenario, flush=True)
     except BaseException:
         screenshot(os.path.join(build, "screenshots", name + "-failed.png"))
         session.logs()
