@@ -12,7 +12,7 @@ import subprocess
 import sys
 import tempfile
 
-from saves import at_call, counted, saves
+from saves import QUIET, at_call, counted, saves
 
 ERRORS = {
     "EIO": "openat,read,pread64,getdents64,statx,newfstatat,fstat,write,writev,pwrite64,fsync,fdatasync,ftruncate,"
@@ -115,8 +115,7 @@ def fail_calls(one):
 
 def allocations_of(command, environment):
     with tempfile.NamedTemporaryFile("r") as count:
-        subprocess.run(command, env={**environment, "COUNTED_ALLOCATIONS": count.name}, stdin=subprocess.DEVNULL,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        subprocess.run(command, env={**environment, "COUNTED_ALLOCATIONS": count.name}, **QUIET)
         return int(count.read())
 
 

@@ -16,34 +16,27 @@ import tempfile
 import time
 from concurrent.futures import ThreadPoolExecutor
 
-from saves import at_call, counted, saves
+from saves import QUIET, at_call, counted, saves
 
 CALLS = "write,writev,pwrite64,rename,renameat,renameat2,fsync,fdatasync,unlink,unlinkat,ftruncate,linkat,mkdirat"
 SERVICES = 4  # at a time
 
 
 def killed_after(seconds, command, environment):
-    process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL)
     try:
-        process.wait(seconds)
+        subprocess.run(command, env=environment, timeout=seconds, **QUIET)
     except subprocess.TimeoutExpired:
-        process.kill()
-        process.wait()
+        pass
 
 
 def at_every_call(save):
     calls = counted(CALLS, save.command, save.environment)
     for name, times in sorted(calls.items()):
         for number in range(1, times + 1):
-            save.once(lambda command, environment: quietly(at_call(name, number, "signal=KILL", command), environment))
+            save.once(lambda command, environment: subprocess.run(
+                at_call(name, number, "signal=KILL", command), env=environment, **QUIET))
     save.tell("killed at each of %d calls (%s)" % (
         calls.total(), ", ".join("%s %d" % one for one in sorted(calls.items()))))
-
-
-def quietly(command, environment):
-    subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL)
 
 
 def at_random(save, times, randomness):
@@ -124,8 +117,7 @@ class Pair:
         """Whether the service was killed before all was done."""
         self.prepare()
         self.ask("setup", "disk:" + self.work + "/space")
-        process = subprocess.Popen([*arguments, *self.command], env=self.environment, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        process = subprocess.Popen([*arguments, *self.command], env=self.environment, **QUIET)
         end = time.monotonic() + limit
         while process.poll() is None and time.monotonic() < end and not (self.is_done() and limit > 30):
             time.sleep(0.05)
@@ -134,8 +126,7 @@ class Pair:
             subprocess.run(["pkill", "-KILL", "-P", str(process.pid), "-x", "tsyncquenz"])
             process.kill()
         process.wait()
-        again = subprocess.Popen(self.command, env=self.environment, stdin=subprocess.DEVNULL,
-                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        again = subprocess.Popen(self.command, env=self.environment, **QUIET)
         try:
             end = time.monotonic() + 120
             while not self.is_done():

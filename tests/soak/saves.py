@@ -8,12 +8,13 @@ import subprocess
 import tempfile
 import time
 
+QUIET = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+
 
 def counted(calls, command, environment):
     """How often the program makes each of these calls: strace counts the calls of each name by themselves."""
     with tempfile.NamedTemporaryFile("r") as log:
-        subprocess.run(["strace", "-f", "-o", log.name, "-e", "trace=" + calls, *command], env=environment,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
+        subprocess.run(["strace", "-f", "-o", log.name, "-e", "trace=" + calls, *command], env=environment, **QUIET)
         return collections.Counter(re.findall(r"^\d+ +(\w+)\(", log.read(), re.M))
 
 

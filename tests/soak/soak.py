@@ -221,21 +221,15 @@ class Soak:
         killed = ("kill service", "kill extension", "kill file manager") if kills else ()
         deed = self.random.choice(("kill rclone", "stop service", "stop extension", "stop server", "full disk", "pause",
                                    *killed))
-        if deed == "kill service":
-            self.service.end()
-            self.service.start()
-        elif deed == "kill extension":
-            self.extension.end()
-            self.extension.start()
-        elif deed == "kill rclone":
+        program = {"service": self.service, "extension": self.extension}.get(deed.split()[-1])
+        if deed == "kill rclone":
             if self.rclone():
                 os.kill(self.rclone(), signal.SIGKILL)
-        elif deed == "kill file manager":
-            manager = self.random.choice(self.managers)
-            manager.end()
-            manager.start()
+        elif deed.startswith("kill"):
+            program = program or self.random.choice(self.managers)
+            program.end()
+            program.start()
         elif deed in ("stop service", "stop extension"):
-            program = self.service if deed == "stop service" else self.extension
             program.signal(signal.SIGSTOP)
             time.sleep(self.random.uniform(0, 4))
             program.signal(signal.SIGCONT)
