@@ -3,14 +3,12 @@
 #include "protocol/messages.h"
 #include "protocol/names.h"
 #include "tests/support/BusClient.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/silent_connections.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <map>
 #include <set>
@@ -18,7 +16,6 @@
 
 namespace {
 
-using daemon_client::SyncPathTable;
 using daemon_client::TSyncClient;
 using platform::Array;
 using platform::Dictionary;
@@ -215,8 +212,8 @@ TEST_F(ClientTest, RemembersFoldersUntilTheNextTableAndTheSnapshotForGood) {
     ASSERT_TRUE(log.waitFor("All Paths in Sync: (null)"));
     EXPECT_EQ(client->uploadingDir(), std::nullopt);
     EXPECT_EQ(client->remoteSnapshot(), nullptr);
-    const std::string file = testing::TempDir() + "remote-" + std::to_string(::getpid());
-    std::ofstream(file) << "2|/f12|2|1|2|";
+    const support::TemporaryFolder folder;
+    const std::string file = folder.write("remote", "2|/f12|2|1|2|");
     set("uploadingDir:", valueReply("/up"));
     set("cacheDir:", valueReply("/cache"));
     set("remoteSnapshot:", valueReply(file));
@@ -236,7 +233,6 @@ TEST_F(ClientTest, RemembersFoldersUntilTheNextTableAndTheSnapshotForGood) {
     EXPECT_EQ(heardOf("uploadingDir:").size(), 3U); // of none, before and after the second table
     EXPECT_EQ(heardOf("cacheDir:").size(), 1U);
     EXPECT_EQ(heardOf("remoteSnapshot:").size(), 2U);
-    std::filesystem::remove(file);
 }
 
 TEST_F(ClientTest, TheBoundOfTheWaitEndsTheShortRequestsAndALateReplyChangesNothing) {
@@ -277,7 +273,7 @@ TEST_F(ClientTest, FollowsNotificationsAndTheDeathOfTheDaemonOnceBound) {
     center.post({TSYNC_NOTE_SYNC_PATH_ADDED, std::nullopt, {{"localPath", "/x"}}});
     center.post({TSYNC_NOTE_SYNC_PATH_REMOVED, std::nullopt, {{"remotePath", Value(3)}}});
     center.post({TSYNC_NOTE_SYNC_PATH_ADDED, std::nullopt, {{"remotePath", "/R"}}}); // none: it goes
-    const auto becomes = [&](const SyncPathTable& table) {
+    const auto becomes = [&](const daemon_client::SyncPathTable& table) {
         return support::eventually([&] { return *client->allPathsInSync() == table; });
     };
     EXPECT_TRUE(becomes({{"/N", "/m"}}));
@@ -302,11 +298,10 @@ TEST_F(ClientTest, SetsUpOneConnectionForManyThreads) {
     TestDaemon daemon(asSet());
     connect();
     client->invalidateSession();
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] { EXPECT_TRUE(client->daemonIsReady()); });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(log.count("TSyncClient: daemon connected!"), 2U);
 }
 

@@ -15,12 +15,10 @@
 namespace {
 
 namespace fs = std::filesystem;
-using daemon_client::SyncPathTable;
 using platform::Array;
 using platform::Dictionary;
 using platform::Reply;
 using platform::Value;
-using testing::IsEmpty;
 
 class Sandbox : public support::BusClient {
   protected:
@@ -77,10 +75,10 @@ TEST_F(Sandbox, DoesWhatTheMessagesOfTheProtocolSay) {
     EXPECT_TRUE(support::eventually([&] {
         return client->getSyncStatus() == Dictionary{{"status", "syncStatusCompleted"}};
     })) << "the daemon stays";
-    EXPECT_EQ(*client->allPathsInSync(), (SyncPathTable{{"/Space/Docs", path("docs")}}));
+    EXPECT_EQ(*client->allPathsInSync(), (daemon_client::SyncPathTable{{"/Space/Docs", path("docs")}}));
 
     EXPECT_THAT(*client->directoriesAtPath("/Space"), testing::ElementsAre("/Space/Docs"));
-    EXPECT_THAT(*client->directoriesNotInSyncAtRemoteDirecory("/Space"), IsEmpty());
+    EXPECT_THAT(*client->directoriesNotInSyncAtRemoteDirecory("/Space"), testing::IsEmpty());
     EXPECT_THAT(*client->directoriesNotInSyncAtRemoteDirecory("/"), testing::ElementsAre("/Space"));
     EXPECT_EQ(client->countDirectoriesAtPath("/Space/Docs"), 1U);
     const auto list = [&](bool onlyFile, bool recoursive) {
