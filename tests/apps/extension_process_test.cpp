@@ -7,7 +7,6 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <filesystem>
@@ -21,6 +20,7 @@ using platform::Value;
 using support::Program;
 using support::Result;
 using support::run;
+using testing::HasSubstr;
 
 class ExtensionProcessTest : public testing::Test {
   protected:
@@ -43,20 +43,26 @@ class ExtensionProcessTest : public testing::Test {
         return arguments;
     }
 
+    // What a command of the program says.
+    Result tell(const std::string& arguments) const { return run(finder + " " + arguments); }
     // The badge of each item, "item badge", below the synced folder.
     std::vector<std::string> badges() const {
         std::vector<std::string> list;
-        const auto value = platform::valueOfJson(run(finder + " badges --json " + docs).output);
+        const auto value = platform::valueOfJson(tell("badges --json " + docs).output);
         if (value && value->array() != nullptr)
             for (const Value& item : *value->array())
                 list.push_back(item.dictionary()->at("path").string()->substr(docs.size()) + " " +
                                *item.dictionary()->at("badge").string());
         return list;
     }
+    bool has(const std::string& badge) const { return testing::Value(badges(), testing::Contains(badge)); }
+    bool comes(const std::string& badge) const {
+        return support::eventually([&] { return has(badge); });
+    }
 };
 
 TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
-    EXPECT_EQ(run(finder + " status").status, 2) << "no extension yet";
+    EXPECT_EQ(tell("status").status, 2) << "no extension yet";
     const Program daemon(daemonArguments({"--throttle", "800K", "--start", docs, "/Docs"}));
     Program extension({finder, "run", "--log-level", "error"});
 
@@ -68,10 +74,8 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     const Program watch(
         {"/bin/sh", "-c",
          "exec " + finder + " badges --watch " + folder.path("link/sub") + " >" + folder.path("linked")});
-    EXPECT_THAT(run(finder + " status").output,
-                testing::HasSubstr("\nUnder way:      uploading " + docs + "/sub/large.bin\n"));
-    EXPECT_THAT(run(finder + " why " + docs + "/sub").output,
-                testing::HasSubstr("Uploading now: " + docs + "/sub/large.bin"));
+    EXPECT_THAT(tell("status").output, HasSubstr("\nUnder way:      uploading " + docs + "/sub/large.bin\n"));
+    EXPECT_THAT(tell("why " + docs + "/sub").output, HasSubstr("Uploading now: " + docs + "/sub/large.bin"));
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
     EXPECT_TRUE(support::eventually([&] {
         const std::string text = support::contentOf(folder / "linked");
@@ -79,8 +83,8 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     })) << support::contentOf(folder / "linked");
     EXPECT_EQ(fs::file_size(folder / "space/Docs/sub/large.bin"), 4'000'000U);
 
-    EXPECT_EQ(run(finder + " menu " + docs).output, "TovikDrive  ▸\n    Share by email\n    Stop sync\n");
-    EXPECT_EQ(run(finder + " menu --json").output,
+    EXPECT_EQ(tell("menu " + docs).output, "TovikDrive  ▸\n    Share by email\n    Stop sync\n");
+    EXPECT_EQ(tell("menu --json").output,
               "[{\"enabled\":true,\"image\":\"statusbaricon.png\",\"items\":[],\"key\":\"TSFP\",\"title\":"
               "\"TovikDrive\"}]\n");
 
@@ -91,9 +95,9 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
             .output,
         testing::ContainsRegex("'MatchRules': <uint32 [1-3]>"));
 
-    const Result second = run(finder + " run");
+    const Result second = tell("run");
     EXPECT_EQ(second.status, 0);
-    EXPECT_THAT(second.output, testing::HasSubstr("already running"));
+    EXPECT_THAT(second.output, HasSubstr("already running"));
     EXPECT_EQ(extension.end(SIGTERM), 0);
 
     // A new extension process is badged again: the daemon posts a refresh when it appears.
@@ -104,8 +108,7 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
 TEST_F(ExtensionProcessTest, TellsAPersonWhatIsWrong) {
     Program daemon(daemonArguments({"--start", docs, "/Docs"}));
     const Program extension({finder, "run", "--log-level", "error"});
-    EXPECT_TRUE(support::eventually(
-        [&] { return testing::Value(badges(), testing::Contains("/sub/large.bin sync")); }));
+    EXPECT_TRUE(comes("/sub/large.bin sync"));
     folder.write("Docs/bad\xff", "");
     fs::create_directory(folder / "Other");
     const std::string away = "tsyncfinder: The sync service is not running; this is what was known last.\n";
@@ -163,13 +166,13 @@ TEST_F(ExtensionProcessTest, TellsAPersonWhatIsWrong) {
         EXPECT_EQ(run(std::regex_replace(onTerminal, std::regex("%s"), terminal)).output, lines) << terminal;
 
     daemon.send(SIGSTOP);
-    EXPECT_THAT(run(inDocs + "status").output, testing::HasSubstr("Sync service:   does not answer;"));
+    EXPECT_THAT(run(inDocs + "status").output, HasSubstr("Sync service:   does not answer;"));
     EXPECT_THAT(run(inDocs + "badges --depth 0").output,
                 testing::StartsWith("tsyncfinder: The sync service does not answer; "));
     daemon.end(SIGKILL);
     EXPECT_EQ(run(inDocs + "badges --depth 0").output, away + docs + "/…  ◆ Tovik Icon\n");
     EXPECT_THAT(run(inDocs + "why .").output, testing::StartsWith(away));
-    EXPECT_THAT(run(inDocs + "status").output, testing::HasSubstr("Sync service:   not running;"));
+    EXPECT_THAT(run(inDocs + "status").output, HasSubstr("Sync service:   not running;"));
     const Program next(daemonArguments()); // it keeps its pairs, and the extension comes back to it
     EXPECT_TRUE(support::eventually([&] {
         run(std::string(SANDBOX_PROGRAM) + " stop /Docs"); // the message reaches the daemon once it is up
@@ -178,30 +181,29 @@ TEST_F(ExtensionProcessTest, TellsAPersonWhatIsWrong) {
 }
 
 TEST_F(ExtensionProcessTest, WaitsUntilFilesHaveArrivedOrCannot) {
-    const auto waitFor = [&](const std::string& arguments) { return run(finder + " wait " + arguments); };
-    EXPECT_EQ(waitFor(docs).status, 1) << "no extension";
+    EXPECT_EQ(tell("wait " + docs).status, 1) << "no extension";
     Program daemon(daemonArguments({"--throttle", "4M", "--start", docs, "/Docs"}));
     Program extension({finder, "run", "--log-level", "error"});
-    EXPECT_TRUE(support::eventually([&] { return testing::Value(badges(), testing::Contains(" tovik")); }));
+    EXPECT_TRUE(comes(" tovik"));
 
     // It ends: also for what was written just before, and above the synced folder.
     std::size_t size = 1'500'000;
     for (const std::string& path : {docs + "/sub", folder.path("")}) {
         folder.write("Docs/sub/large.bin", std::string(++size, 'y'));
-        const Result result = waitFor(path);
+        const Result result = tell("wait " + path);
         EXPECT_EQ(result.status, 0) << path << ": " << result.output;
         EXPECT_EQ(fs::file_size(folder / "space/Docs/sub/large.bin"), size);
     }
-    const Result outside = waitFor("/usr");
+    const Result outside = tell("wait /usr");
     EXPECT_EQ(outside.status, 1);
-    EXPECT_THAT(outside.output, testing::HasSubstr("/usr is not in a synced folder"));
+    EXPECT_THAT(outside.output, HasSubstr("/usr is not in a synced folder"));
 
     // It never ends.
     run("dbus-send --session --print-reply --dest=" TSYNC_SERVICE_NAME " " TSYNC_OBJECT_PATH
         " " TSYNC_INTERFACE ".pause");
     folder.write("Docs/later.txt", "later");
-    EXPECT_EQ(waitFor("--timeout 0.5 " + docs).status, 2);
-    EXPECT_EQ(waitFor("--timeout 0 " + docs).status, 2);
+    EXPECT_EQ(tell("wait --timeout 0.5 " + docs).status, 2);
+    EXPECT_EQ(tell("wait --timeout 0 " + docs).status, 2);
 
     // It fails.
     Program waiting({"/bin/sh", "-c", "exec " + finder + " wait " + docs + " 2>" + folder.path("said")});
@@ -218,8 +220,7 @@ TEST_F(ExtensionProcessTest, WaitsUntilFilesHaveArrivedOrCannot) {
 TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
     const Program daemon(daemonArguments({"--start", docs, "/Docs"}));
     const Program extension({finder, "run", "--log-level", "error"});
-    EXPECT_TRUE(support::eventually(
-        [&] { return testing::Value(badges(), testing::Contains("/sub/large.bin sync")); }));
+    EXPECT_TRUE(comes("/sub/large.bin sync"));
     const std::string watches = "exec " + finder + " badges --watch " + docs;
     const Program watch({"/bin/sh", "-c", watches + " >" + folder.path("seen")});
     const Program json({"/bin/sh", "-c", watches + " --json >" + folder.path("seen.json")});
@@ -228,8 +229,7 @@ TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
             [&] { return support::contentOf(folder / file).find(line) != std::string::npos; });
     };
     EXPECT_TRUE(seen("└── sub  ✔ Status Sync\n    └── large.bin  ✔ Status Sync"));
-    EXPECT_TRUE(
-        support::eventually([&] { return run(finder + " status --json | grep '\"hosts\":2'").status == 0; }));
+    EXPECT_TRUE(support::eventually([&] { return tell("status --json | grep '\"hosts\":2'").status == 0; }));
     // Whether it has arrived when it is seen, the daemon decides.
     fs::rename(folder / "Docs/sub", folder / "Docs/moved");
     EXPECT_TRUE(seen(docs + "/sub  gone\n"));
@@ -237,58 +237,48 @@ TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
     folder.write("Docs/moved/later\xff", "later");
     EXPECT_TRUE(seen(docs + "/moved/later\xff  new  "));
     EXPECT_TRUE(seen(R"("change":"new","path":")" + docs + R"(/moved/later\u0000ff"})", "seen.json"));
-    EXPECT_EQ(run(finder + " invoke 'Stop sync' " + docs).status, 0);
+    EXPECT_EQ(tell("invoke 'Stop sync' " + docs).status, 0);
     EXPECT_TRUE(seen(docs + "/moved/later\xff  no badge\n"));
-    EXPECT_THAT(support::contentOf(folder / "seen"), testing::Not(testing::HasSubstr("/sub/large.bin")));
+    EXPECT_THAT(support::contentOf(folder / "seen"), testing::Not(HasSubstr("/sub/large.bin")));
 }
 
-TEST_F(ExtensionProcessTest, EndsWithTheSession) {
-    Program extension({finder, "run", "--log-level", "error"});
-    EXPECT_TRUE(support::eventually([&] { return run(finder + " status").status == 0; }));
-    bus.stop();
-    EXPECT_TRUE(extension.endsWithSuccess()) << "a failure would be a reason to start it again";
-}
-
-TEST_F(ExtensionProcessTest, FollowsTheSettings) {
+TEST_F(ExtensionProcessTest, FollowsTheSettingsAndEndsWithTheSession) {
     ::setenv("XDG_CONFIG_HOME", folder.path("config").c_str(), 1);
     const Program daemon(daemonArguments({"--start", docs, "/Docs"}));
-    const Program extension({"/bin/sh", "-c", "exec " + finder + " run 2>" + folder.path("log")});
+    Program extension({"/bin/sh", "-c", "exec " + finder + " run 2>" + folder.path("log")});
     const fs::path signals = folder / "signals";
     const Program monitor({"/bin/sh", "-c", "exec dbus-monitor member=MenusChanged >" + signals.string()});
-    const auto shows = [&](const char* badge) {
-        return testing::Value(badges(), testing::Contains(std::string(" ") + badge));
-    };
     const auto logHolds = [&](const char* text) {
         return run("grep -c '" + std::string(text) + "' " + folder.path("log")).status == 0;
     };
-    EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
-    EXPECT_EQ(run(finder + " config badges changes").status, 0);
-    EXPECT_TRUE(support::eventually([&] { return !shows("sync"); }));
-    EXPECT_TRUE(shows("tovik"));
-    EXPECT_THAT(
-        run(finder + " why " + docs + "/small.txt").output,
-        testing::AllOf(testing::HasSubstr(": none"), testing::HasSubstr("The settings let no badge")));
-    EXPECT_EQ(run(finder + " config badges off").status, 0);
-    EXPECT_TRUE(support::eventually([&] { return shows("none"); }));
-    EXPECT_THAT(run(finder + " why " + docs).output,
-                testing::AllOf(testing::HasSubstr("Badges are switched off"),
-                               testing::HasSubstr("Synced folder: " + docs)));
-    EXPECT_NE(run(finder + " menu " + docs).output, "");
+    EXPECT_TRUE(comes("/small.txt sync"));
+    EXPECT_EQ(tell("config badges changes").status, 0);
+    EXPECT_TRUE(comes("/small.txt none"));
+    EXPECT_TRUE(has(" tovik"));
+    EXPECT_THAT(tell("why " + docs + "/small.txt").output,
+                testing::AllOf(HasSubstr(": none"), HasSubstr("The settings let no badge")));
+    EXPECT_EQ(tell("config badges off").status, 0);
+    EXPECT_TRUE(comes(" none"));
+    EXPECT_THAT(tell("why " + docs).output,
+                testing::AllOf(HasSubstr("Badges are switched off"), HasSubstr("Synced folder: " + docs)));
+    EXPECT_NE(tell("menu " + docs).output, "");
 
     const fs::path file = folder / "config/tsyncfinder/settings.json";
     std::ofstream(file) << R"({"badges": true, "menu": fal)"; // a slip of the hand
     EXPECT_TRUE(support::eventually([&] { return logHolds("The former settings hold."); }));
-    EXPECT_TRUE(shows("none"));
+    EXPECT_TRUE(has(" none"));
     EXPECT_FALSE(logHolds(" debug: "));
     EXPECT_TRUE(support::eventually([&] { return fs::file_size(signals) > 0; })) << "the monitor listens";
     std::ofstream(file) << R"({"badges": true, "menu": false, "log-level": "debug"})";
-    EXPECT_TRUE(support::eventually([&] { return shows("tovik"); }));
-    EXPECT_EQ(run(finder + " menu " + docs).output,
+    EXPECT_TRUE(comes(" tovik"));
+    EXPECT_EQ(tell("menu " + docs).output,
               "tsyncfinder: The menu is switched off: tsyncfinder config menu on\n");
     EXPECT_TRUE(
         support::eventually([&] { return run("grep member=MenusChanged " + signals.string()).status == 0; }));
     EXPECT_TRUE(logHolds(" debug: ")) << "the badge request that was just answered";
     ::unsetenv("XDG_CONFIG_HOME");
+    bus.stop();
+    EXPECT_TRUE(extension.endsWithSuccess()) << "a failure would be a reason to start it again";
 }
 
 } // namespace

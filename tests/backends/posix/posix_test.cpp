@@ -10,7 +10,6 @@
 #include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <condition_variable>
 #include <future>
