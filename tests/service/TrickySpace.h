@@ -38,6 +38,7 @@ class TrickySpace final : public RemoteSpace {
 
     std::string keyOfPath(const std::string& path) const { return keyOf(path, foldsCase); }
     void put(const std::string& path, const std::string& content) {
+        const std::lock_guard guard(changing);
         items[keyOfPath(path)] = {content, now += 1'000'000'000, told(path), ++lastId};
     }
 
@@ -141,7 +142,7 @@ class TrickySpace final : public RemoteSpace {
     Pending<Quota> quota() override { return Pending<Quota>(Quota{{}, {}, free}); }
 
   private:
-    std::mutex counting; // several threads may ask
+    std::recursive_mutex changing; // several threads may ask
     int lastId = 0;
     static Failure missing(const std::string& path) { return {Trouble::missing, path + " is not there"}; }
     static std::string above(const std::string& path) {
@@ -171,6 +172,7 @@ class TrickySpace final : public RemoteSpace {
         return all;
     }
     void makeAbove(const std::string& path) {
+        const std::lock_guard guard(changing);
         for (std::size_t slash = path.find('/'); slash != std::string::npos;
              slash = path.find('/', slash + 1)) {
             const std::string folder = path.substr(0, slash);
@@ -198,10 +200,11 @@ class TrickySpace final : public RemoteSpace {
     template <typename T, typename Act>
     Pending<T> does(const std::string& operation, const std::string& path, const Act& act) {
         {
-            const std::lock_guard guard(counting);
+            const std::lock_guard guard(changing);
             ++asked[operation];
         }
         if (auto failure = before(operation, path)) return Pending<T>(*failure);
+        const std::lock_guard guard(changing);
         return Pending<T>(act());
     }
 };

@@ -203,11 +203,26 @@ TEST_F(GuardedPair, LosesNothingThatWasWrittenLateOrNotToItsEnd) {
             one.roundIsRestless();
         }
         if (restarts) one.settle();
-        for (const auto& entry : fs::directory_iterator(one / ".tsyncquenz/kept"))
-            write(entry.path(), restarts ? "written late" : "written after it was replaced");
-        if (restarts) one.restart();
+        std::vector<std::ofstream> writers; // their programs have them open still
+        for (const auto& entry : fs::directory_iterator(one / ".tsyncquenz/kept")) {
+            writers.emplace_back(entry.path())
+                << (restarts ? "written late" : "written after it was replaced");
+            writers.back().flush();
+        }
+        if (restarts) {
+            one.restart();
+            one.roundIsRestless();
+            one.restart();
+        }
+        writers.clear();
         EXPECT_EQ(one.waitingFiles(), 0U);
     }
+    const std::vector<std::string> told = one.log.take();
+    EXPECT_EQ(std::count_if(told.begin(), told.end(),
+                            [](const std::string& line) {
+                                return line.starts_with("Somebody wrote to low/1 after it was replaced");
+                            }),
+              2);
     EXPECT_EQ(contents()["newest"], 1);
     EXPECT_EQ(contents()["written after it was replaced"], 1);
     EXPECT_GE(contents()["written late"], 1);

@@ -2,7 +2,9 @@
 #include "tests/service/Computer.h"
 #include "tests/service/TrickySpace.h"
 
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 
 #include <cerrno>
 #include <limits>
@@ -12,15 +14,16 @@ namespace {
 
 // So many renames here succeed; then none does, but the next one may happen all the same.
 int renamesLeft = std::numeric_limits<int>::max();
+int renameError = EIO;
 bool lastHappens = false;
 
 } // namespace
 
 extern "C" int renameat2(int from, const char* name, int to, const char* newName, unsigned flags) noexcept {
     const bool isLast = renamesLeft == 0;
-    if (isLast && !std::exchange(lastHappens, false)) return errno = EIO, -1;
+    if (isLast && !std::exchange(lastHappens, false)) return errno = renameError, -1;
     const long done = ::syscall(SYS_renameat2, from, name, to, newName, flags);
-    if (isLast) return errno = EIO, -1;
+    if (isLast) return errno = renameError, -1;
     --renamesLeft;
     return static_cast<int>(done);
 }
@@ -219,6 +222,12 @@ TEST_F(PairCases, NamesThatTheStorageWritesInItsOwnWay) {
     ASSERT_EQ(two.files().size(), 1U);
     EXPECT_TRUE(two.files().begin()->first.ends_with("/README"));
 
+    write(one / "Gone/UPPER", "2");
+    settleAll();
+    fs::remove_all(one / "Gone");
+    settleAll();
+    EXPECT_EQ(two.tree().size(), 2U);
+
     // Two that are one there, and two that are one after a translation: said, and none is taken for the
     // other.
     write(two / "Caf\u00e9/reADme", "2");
@@ -230,8 +239,14 @@ TEST_F(PairCases, NamesThatTheStorageWritesInItsOwnWay) {
     EXPECT_FALSE(isThere("newline") || isThere("its sign"));
 }
 
+// Both come here, and the file stays its owner's, with all that he gave it.
 TEST_F(PairCases, TwoEditsThereInOneSecondAreBothSeen) {
     write(one / "a", "1111");
+    const std::string file = one / "a";
+    const bool isGiven = ::chown(file.c_str(), 2, 3) == 0; // not by everybody
+    ::chmod(file.c_str(), 04640);
+    for (const auto& [name, size] : {std::pair("user.empty", 0), {"user.note", 4}})
+        ASSERT_EQ(::setxattr(file.c_str(), name, "kept", static_cast<std::size_t>(size), 0), 0);
     settleAll();
     space.put("pair/a", "2222");
     EXPECT_TRUE(one.roundIsRestless());
@@ -240,6 +255,12 @@ TEST_F(PairCases, TwoEditsThereInOneSecondAreBothSeen) {
     settleAll();
     EXPECT_EQ(one.files(), (Files{{"a", "3333"}}));
     EXPECT_EQ(two.files(), one.files());
+    struct stat status {};
+    ASSERT_EQ(::stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+    EXPECT_EQ(status.st_uid == 2 && status.st_gid == 3, isGiven);
+    EXPECT_EQ(::getxattr(file.c_str(), "user.empty", nullptr, 0), 0);
+    EXPECT_EQ(::getxattr(file.c_str(), "user.note", nullptr, 0), 4);
 }
 
 TEST_F(PairCases, AStorageThatTellsADigestOfItsOwnIsNotRead) {
@@ -307,7 +328,13 @@ TEST_F(PairCases, WhatComesInBetweenIsKept) {
     const Case cases[] = {
         {"bringUp", "tsyncquenz", [this] { write(one / "a", "written while it goes up"); }},
         {"look", "tsyncquenz/up", [this] { write(one / "a", "written after it went up"); }},
-        {"moveFile", "pair/a", [this] { two.settle(); }}, // replaces the same file, whole
+        {"moveFile", "pair/a",
+         [this] {
+             two.settle(); // replaces the same file, whole; and that does not come back at once
+             onceBefore("moveFile", "tsyncquenz/trash", [] {
+                 return Failure{Trouble::unreachable, "cut off"};
+             });
+         }},
         {"look", "tsyncquenz/trash", [this] { space.put("pair/a", "put into the free name"); }},
         {"moveFile", "tsyncquenz/up", [this] { write(one / "a", "written before it is placed"); }},
     };
@@ -363,6 +390,16 @@ TEST_F(PairCases, WhatComesInBetweenIsKept) {
     settleAll();
     EXPECT_EQ(one.files(), two.files());
     EXPECT_TRUE(one.has("theirs") && one.has("mine, meanwhile"));
+    write(one / "a", "theirs, again");
+    EXPECT_EQ(one.settle(), "");
+    onceBefore("bringDown", "pair/a", [this] {
+        space.put("pair/a", "theirs, while it comes");
+        return std::nullopt;
+    });
+    settleAll();
+    settleAll();
+    EXPECT_EQ(contentOf(two / "a"), "theirs, while it comes");
+    EXPECT_FALSE(hasLeftovers(one) || hasLeftovers(two));
 }
 
 TEST_F(PairCases, AFullDiskAndAFullQuotaLeaveTheOldVersionAndNothingHalf) {
@@ -396,8 +433,13 @@ TEST_F(PairCases, AFullDiskAndAFullQuotaLeaveTheOldVersionAndNothingHalf) {
     };
     EXPECT_EQ(one.settle(), "");
     EXPECT_TRUE(two.settle().starts_with(noRoom("here")));
-    EXPECT_EQ(two.files(), (Files{{"a", "the old version"}}));
     space.before = [](const auto&, const auto&) { return std::nullopt; };
+    renamesLeft = 0;
+    renameError = ENOSPC;
+    EXPECT_TRUE(two.settle().starts_with(noRoom("here")));
+    EXPECT_EQ(two.files(), (Files{{"a", "the old version"}}));
+    renamesLeft = std::numeric_limits<int>::max();
+    renameError = EIO;
     settleAll();
     EXPECT_EQ(two.files(), (Files{{"a", "the new version"}, {"b", "as large as that"}}));
 

@@ -1,5 +1,7 @@
-// When a pair's thread looks at its sides, by a clock that ticks.
-#include "service/SyncThread.h"
+// When a pair's thread looks at its sides, by a clock that ticks; and the service around such threads.
+#include "platform/json.h"
+#include "protocol/names.h"
+#include "service/Service.h"
 #include "tests/service/FolderTrash.h"
 #include "tests/service/TrickySpace.h"
 #include "tests/support/TemporaryFolder.h"
@@ -48,6 +50,39 @@ TEST_F(APairsThread, LooksSoonerWhenSomebodyBeginsToLook) {
     began->end();
 }
 
+TEST_F(APairsThread, BelievesNoCrashOfTheMachineAndDoesAtOnceWhatIsConfirmed) {
+    const auto comes = [this](const std::function<bool(const PairState&)>& condition) {
+        return support::eventually([&] {
+            clock.tick(1s);
+            return condition(*began->state());
+        });
+    };
+    const auto isInStep = [](const PairState& state) { return state.phase == PairState::Phase::inStep; };
+    const auto file = [this](int number) { return place / ("pair/" + std::to_string(number)); };
+    std::filesystem::create_directories(place / "pair");
+    for (int i = 0; i < 30; ++i)
+        std::ofstream(file(i)) << "content";
+    begin(place.path("pair"));
+    EXPECT_TRUE(comes(isInStep));
+    began->end();
+    began.reset();
+    PairStore(place / "state.db").setFact("boot", "another");
+    const std::ofstream emptied(file(0));
+    clock.tick(std::chrono::hours(24 * 365 * 60)); // the machine has begun since
+    begin(place.path("pair"));
+    EXPECT_TRUE(comes(isInStep));
+    EXPECT_EQ(support::contentOf(file(0)), "content");
+    for (int i = 0; i < 30; ++i)
+        std::filesystem::remove(file(i));
+    began->ask();
+    EXPECT_TRUE(comes([](const PairState& state) { return state.waiting != nullptr; }));
+    EXPECT_FALSE(began->confirm("another list"));
+    EXPECT_TRUE(began->confirm(began->state()->waiting->list));
+    EXPECT_TRUE(support::eventually([&] { return !began->state()->waiting; }));
+    began->end();
+    EXPECT_FALSE(space.items.contains("Pair/0"));
+}
+
 TEST_F(APairsThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
     std::atomic<int> rounds = 0;
     space.before = [&rounds](const auto&, const auto&) {
@@ -72,6 +107,85 @@ TEST_F(APairsThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
     EXPECT_TRUE(support::eventually([&] { return rounds == 8; }));
     EXPECT_EQ(log.count("/nowhere/pair: no network"), 1U);
     began->end();
+}
+
+TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
+    using std::chrono::days;
+    const support::TemporaryFolder place;
+    FolderTrash trash(place / "trash");
+    TrickySpace space;
+    support::RecordingLog log;
+    support::TestClock clock;
+    support::LocalDistributedCenter center;
+    std::mutex lock;
+    std::string told;
+    const auto observer = center.addObserver(TSYNC_NOTE_SYNC_REFRESH, [&](const auto& notification) {
+        const std::lock_guard guard(lock);
+        told = platform::jsonDescription(notification.userInfo);
+    });
+    const auto isTold = [&](const char* word) {
+        return support::eventually([&] {
+            clock.tick(1h);
+            const std::lock_guard guard(lock);
+            return told.find(word) != std::string::npos;
+        });
+    };
+    for (const char* file : {"pair/up", "pair/.tsyncquenz/kept/0-1-a", "another/file"}) {
+        std::filesystem::create_directories((place / file).parent_path());
+        std::ofstream(place / file) << file;
+    }
+    clock.tick(
+        std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now() - clock.date()));
+    space.links = "https://storage.example/";
+    (void)space.bringUp(place.path("pair/up"), "Docs/a").wait();
+    (void)space.bringUp(place.path("pair/up"), trash::newPlace("Docs/old", {})).wait();
+    std::optional<Service> service;
+    const auto begin = [&] {
+        service.emplace(Service::Settings{place / "state", "host", {}, {days(1), days(7)}},
+                        Service::Surroundings{space, trash, nullptr, center, log, nullptr, nullptr, clock});
+    };
+    std::atomic<bool> isUploadTold = false;
+    space.before = [&](const auto& operation, const auto&) -> std::optional<Failure> {
+        if (operation == "bringUp" &&
+            platform::jsonDescription(service->syncStatus()).find("/pair/up") != std::string::npos)
+            isUploadTold = true;
+        return std::nullopt;
+    };
+    begin();
+    service->start();
+    EXPECT_TRUE(isTold("statusInfo"));
+    ASSERT_TRUE(service->startSync(place.path("pair"), "/Pair"));
+    ASSERT_TRUE(service->startSync(place.path("another"), "/Another"));
+    EXPECT_TRUE(isTold("syncStatusCompleted"));
+    EXPECT_TRUE(isUploadTold);
+    EXPECT_FALSE(service->confirm("/Pair", "another list"));
+    EXPECT_TRUE(support::eventually([&] {
+        clock.tick(1h);
+        return log.count("Removed from the space's trash, being old: 1") == 1 &&
+               !std::filesystem::exists(place / "pair/.tsyncquenz/kept/0-1-a");
+    }));
+
+    service->setPaused(true);
+    EXPECT_EQ(log.count("Paused"), 1U);
+    EXPECT_TRUE(service->isPendingLocally(place.path("pair/up")));
+    EXPECT_FALSE(service->isPendingLocally(place.path("elsewhere")));
+    EXPECT_TRUE(service->exclusionOfLocal(place.path("pair/Caches")).isExcluded);
+    EXPECT_FALSE(service->exclusionOfLocal(place.path("pair/up")).isExcluded);
+    EXPECT_TRUE(service->setEventsPaused(place.path("pair"), true));
+    EXPECT_TRUE(service->setCacheEventsPaused(true) && service->setUploadingEventsPaused(true));
+    EXPECT_TRUE(service->renameFile("/Docs/a", "/Docs/b"));
+    EXPECT_FALSE(service->renameFile("/Docs/b", "/Pair"));
+    EXPECT_EQ(service->linkForSharing("/Docs/b", false), "https://storage.example/Docs/b");
+    EXPECT_EQ(service->linkForSharing("/Docs/a", false), std::nullopt);
+    EXPECT_TRUE(service->cacheFile("/Docs/b"));
+    EXPECT_FALSE(service->cacheFile("/") || service->downloadFile("/", place.path()));
+    EXPECT_TRUE(service->excludePath("/Pair/x") && service->excludePath("/Pair/y"));
+    EXPECT_TRUE(service->includePath("/Pair/x"));
+    EXPECT_TRUE(service->stopSync("/Pair") && service->stopSync("/Another"));
+    EXPECT_TRUE(std::filesystem::is_empty(place / "state/pairs"));
+    begin();
+    EXPECT_TRUE(service->exclusionOfRemote("/Pair/y").isExcluded);
+    EXPECT_FALSE(service->exclusionOfRemote("/Pair/x").isExcluded);
 }
 
 } // namespace

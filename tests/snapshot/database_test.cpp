@@ -158,6 +158,7 @@ TEST_F(SnapshotDatabase, ASaveThatFailsNeverClaimsToBeComplete) {
     std::filesystem::create_directory("s.db");
     EXPECT_EQ(save(tree.get()), "Saveing Database, Can't open database: unable to open database file\n");
     std::filesystem::remove("s.db");
+    EXPECT_FALSE(snapshot::saveDatabase(nullptr, "s") || snapshot::saveDatabase(tree.get(), nullptr));
 
     query("CREATE TABLE SNAPSHOT(PATH)");
     EXPECT_EQ(save(tree.get()),

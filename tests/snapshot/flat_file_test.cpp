@@ -92,6 +92,7 @@ TEST_F(FlatFile, EveryOddInputHasItsOutcome) {
         {good + "2|ab5|2|1|2|", goodLine + noPath},
         {good + "3|/\0b5|2|1|2|"s,
          goodLine + "Loaded path \"/\" whose length is 1 which is different from expected 3. Aborting.\n"},
+        {"2|/a5|2|1|2\0"s, noNumber},
         {good + "2|/a5|2|x", noInfo + "5, 2, 0, 0\n"},
         {good + "2|/a5 |2|1|2|", noInfo + "5, 0, 0, 0\n"},
         {"2|/a12|2|16000000002|/b0|2|1|2|", noInfo + "12, 2, 16000000002, 0\n"},
@@ -149,20 +150,25 @@ TEST_F(FlatFile, RecordsGoAcrossTheEndsOfTheBuffer) {
 
 TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
     Tree tree = exampleTree();
-    auto modeOf = [](const char* path) {
+    auto statusOf = [](const char* path) {
         struct stat status {};
         EXPECT_EQ(stat(path, &status), 0);
-        return status.st_mode & 07777;
+        return status;
     };
+    auto modeOf = [&](const char* path) { return statusOf(path).st_mode & 07777; };
     mode_t mask = umask(027);
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "new"), 0);
     umask(mask);
     EXPECT_EQ(modeOf("new"), 0640U);
 
     store("old", "longer than nothing");
+    const bool isGiven = chown("old", 2, 3) == 0; // else the writer's, who may not give it away
     chmod("old", 0604);
+    const auto old = statusOf("old");
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "old"), 0);
     EXPECT_EQ(modeOf("old"), 0604U);
+    EXPECT_NE(statusOf("old").st_ino, old.st_ino);
+    EXPECT_EQ(statusOf("old").st_uid == 2 && statusOf("old").st_gid == 3, isGiven);
 
     // An attribute, and the access list "u::rw-,u:2:r--,g::r--,m::r--,o::---" (acl(5), as the kernel stores
     // it).
@@ -192,6 +198,15 @@ TEST_F(FlatFile, ReplacesTheTargetOrWritesIntoIt) {
         EXPECT_EQ(support::contentOf("target"), kExample);
     }
     EXPECT_TRUE(std::filesystem::is_symlink("symbolic"));
+    chmod(".", 0777);
+    chmod("old", 0666);
+    const auto others = statusOf("old"); // whose owner a new file cannot be given
+    const bool isSomebody = isGiven && seteuid(65534) == 0;
+    EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "old"), 0);
+    EXPECT_EQ(statusOf("old").st_ino == others.st_ino, isSomebody);
+    if (isSomebody) {
+        ASSERT_EQ(seteuid(0), 0);
+    }
     EXPECT_EQ(filesHere(), 5U);
 
     EXPECT_EQ(DSNodeSaveSnapshot(tree.get(), "no/folder"), 0);

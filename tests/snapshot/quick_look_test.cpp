@@ -164,13 +164,14 @@ TEST_F(QuickLookTest, FindsWhatAScanFindsInALargeTree) {
     EXPECT_EQ(directoriesRead(), 1U);
     EXPECT_EQ(fs::current_path(), before);
 
-    // The same directory by a path with which what is deepest is too long.
+    // The same directory by a path with which what is deepest is too long by one byte.
     const std::string deep =
         std::string(200, 'p') + "/" + std::string(200, 'q') + "/" + std::string(200, 'r');
     fs::create_directories(deep + "/" + std::string(200, 's'));
     store(deep + "/" + std::string(200, 's') + "/f", "");
     ASSERT_EQ(look(), scanned());
-    const std::string longer = fs::path(_path).parent_path() / std::string(250, 't');
+    std::string longer = fs::path(_path).parent_path() / "";
+    longer.resize(1024 - 4 * 201 - 2, 't');
     fs::rename(_path, longer);
     _path = longer;
     EXPECT_EQ(look(), scanned());

@@ -123,7 +123,11 @@ TEST(Scan, CallbackGoesFirst) {
     for (const char* name : {"a/1", "a/2", "a/3", "b/1", "c"})
         directory.write(name, "");
     Watched all;
+    const int input = dup(0);
+    close(0); // a program without an input: a directory is descriptor 0
     EXPECT_EQ(linesOf(all.run(directory.path()).get()), linesOf(scan(directory.path()).get()));
+    dup2(input, 0);
+    close(input);
     EXPECT_EQ(all.asked, (Lines{"/a", "/a/1", "/a/2", "/a/3", "/b", "/b/1", "/c"}));
     EXPECT_EQ(all.context.currentPath, nullptr);
 

@@ -153,6 +153,14 @@ class ChildrenModel : public testing::TestWithParam<unsigned> {
             byte = static_cast<char>(byte ^ '\x80');
         return name;
     }
+    static int downwards(const void* first, const void* second) {
+        const auto pairOf = [](const void* node) {
+            return std::pair(std::string(static_cast<const DSNode*>(node)->name),
+                             static_cast<const DSNode*>(node)->size);
+        };
+        const auto order = pairOf(second) <=> pairOf(first);
+        return order < 0 ? -1 : order > 0 ? 1 : 0;
+    }
     void expectSame() const {
         const DSList* list = tree->children;
         ASSERT_EQ(list->count, model.size());
@@ -222,7 +230,12 @@ TEST_P(ChildrenModel, FollowsPlainList) {
             std::rotate(at, at + 1, model.end());
             break;
         }
-        case 5: // put in order
+        case 5: // put in order, or in another one
+            if (random(2) == 0) {
+                DSListSort(tree->children, downwards);
+                std::ranges::sort(model, std::greater<>());
+                break;
+            }
             DSNodeComputeHashes(tree.get());
             std::ranges::stable_sort(model, {}, [](const auto& child) { return keyOf(child.first); });
             break;
@@ -234,6 +247,14 @@ TEST_P(ChildrenModel, FollowsPlainList) {
         if (HasFatalFailure()) return;
     }
     EXPECT_EQ(dump(Tree(DSNodeCopy(tree.get())).get()), dump(tree.get()));
+    const auto children = childrenOf(tree.get());
+    DSListDestroy(tree->children); // is emptied, and stays the tree's
+    model.clear();
+    for (DSNode* child : children) {
+        DSNodeAppendChild(child, tree.get());
+        model.emplace_back(child->name, child->size);
+    }
+    expectSame();
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, ChildrenModel, testing::Values(3, 5000));
