@@ -109,6 +109,30 @@ TEST_F(APairsThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
     began->end();
 }
 
+// What is watched; nothing comes of it.
+class WatchedTrees final : public platform::DirectoryEvents {
+  public:
+    void start(Handler) override {}
+    void stop() override {}
+    bool watchTree(const std::string& directory) override {
+        const std::lock_guard guard(lock);
+        trees.insert(directory);
+        return true;
+    }
+    void forgetTree(const std::string& directory) override {
+        const std::lock_guard guard(lock);
+        trees.erase(directory);
+    }
+    bool has(const std::string& directory) {
+        const std::lock_guard guard(lock);
+        return trees.contains(directory);
+    }
+
+  private:
+    std::mutex lock;
+    std::set<std::string> trees;
+};
+
 TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     using std::chrono::days;
     const support::TemporaryFolder place;
@@ -117,6 +141,7 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     support::RecordingLog log;
     support::TestClock clock;
     support::LocalDistributedCenter center;
+    WatchedTrees watched;
     std::mutex lock;
     std::string told;
     const auto observer = center.addObserver(TSYNC_NOTE_SYNC_REFRESH, [&](const auto& notification) {
@@ -142,7 +167,11 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     std::optional<Service> service;
     const auto begin = [&] {
         service.emplace(Service::Settings{place / "state", "host", {}, {days(1), days(7)}},
-                        Service::Surroundings{space, trash, nullptr, center, log, nullptr, nullptr, clock});
+                        Service::Surroundings{space, trash, &watched, center, log, nullptr, nullptr, clock});
+    };
+    const auto countDatabases = [&place] {
+        const std::filesystem::directory_iterator all(place / "state/pairs");
+        return std::distance(std::filesystem::begin(all), std::filesystem::end(all));
     };
     std::atomic<bool> isUploadTold = false;
     space.before = [&](const auto& operation, const auto&) -> std::optional<Failure> {
@@ -155,7 +184,7 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     service->start();
     EXPECT_TRUE(isTold("statusInfo"));
     ASSERT_TRUE(service->startSync(place.path("pair"), "/Pair"));
-    ASSERT_TRUE(service->startSync(place.path("another"), "/Another"));
+    ASSERT_TRUE(service->startSync(place.path("another"), "/Pictures"));
     EXPECT_TRUE(isTold("syncStatusCompleted"));
     EXPECT_TRUE(isUploadTold);
     EXPECT_FALSE(service->confirm("/Pair", "another list"));
@@ -180,10 +209,18 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     EXPECT_TRUE(service->cacheFile("/Docs/b"));
     EXPECT_FALSE(service->cacheFile("/") || service->downloadFile("/", place.path()));
     EXPECT_TRUE(service->excludePath("/Pair/x") && service->excludePath("/Pair/y"));
+    EXPECT_TRUE(watched.has(place.path("pair")));
+    const std::ptrdiff_t files = countDatabases();
+    EXPECT_TRUE(service->stopSync("/Pair"));
+    EXPECT_LT(countDatabases(), files);
+    EXPECT_FALSE(watched.has(place.path("pair")));
     EXPECT_TRUE(service->includePath("/Pair/x"));
-    EXPECT_TRUE(service->stopSync("/Pair") && service->stopSync("/Another"));
-    EXPECT_TRUE(std::filesystem::is_empty(place / "state/pairs"));
     begin();
+    service->start();
+    const platform::Dictionary details = service->details();
+    ASSERT_EQ(platform::arrayAt(details, "pairs")->size(), 1U);
+    EXPECT_EQ(*platform::textAt(*platform::arrayAt(details, "pairs")->front().dictionary(), "state"),
+              "paused");
     EXPECT_TRUE(service->exclusionOfRemote("/Pair/y").isExcluded);
     EXPECT_FALSE(service->exclusionOfRemote("/Pair/x").isExcluded);
 }
