@@ -4,7 +4,6 @@
 #include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <libsecret/secret.h>
 
 #include <map>
