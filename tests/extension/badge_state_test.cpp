@@ -86,11 +86,8 @@ TEST(Badges, EachIsDrawnAndToldApart) {
     std::set<std::string_view> signs;
     std::set<std::string_view> asciiSigns;
     for (const extension::Badge& badge : extension::badges) {
-        for (const std::string folder : {DRAWINGS "/", DRAWINGS "/symbolic/"}) {
-            const std::filesystem::path image = folder + std::string(badge.imageFile);
-            EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(image).replace_extension("svg")))
-                << image;
-        }
+        for (const std::filesystem::path folder : {DRAWINGS, DRAWINGS "/symbolic"})
+            EXPECT_TRUE(exists((folder / badge.imageFile).replace_extension("svg"))) << badge.imageFile;
         EXPECT_TRUE(signs.insert(badge.sign).second && asciiSigns.insert(badge.asciiSign).second)
             << badge.identifier;
     }

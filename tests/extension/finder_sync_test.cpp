@@ -6,7 +6,6 @@
 #include "tests/support/counted_memory.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -14,7 +13,6 @@ using platform::Dictionary;
 using platform::FileURL;
 using platform::Value;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
 using Calls = std::vector<std::string>;
 
