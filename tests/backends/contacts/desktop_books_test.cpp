@@ -7,7 +7,6 @@
 
 #include <gio/gio.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <future>
 

@@ -3,7 +3,6 @@
 #include "tests/support/fakes.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace backends::contacts {
 namespace {

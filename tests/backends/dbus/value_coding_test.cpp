@@ -8,7 +8,6 @@
 #include "tests/support/counted_memory.h"
 #include "tests/support/fakes.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <future>
