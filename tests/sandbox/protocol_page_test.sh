@@ -43,6 +43,6 @@ fi
     # has ended before its bus does.
     echo 'call getSyncStatus_; kill $!; wait $! || true'
 } > "$HOME/examples.sh"
-timeout 100 dbus-run-session --config-file="$1/tests/support/private_bus.conf" -- bash "$HOME/examples.sh"
+timeout 240 dbus-run-session --config-file="$1/tests/support/private_bus.conf" -- bash "$HOME/examples.sh"
 if grep -E "error: " "$HOME/log" | grep -vE "make a link to|share by e-mail"; then exit 1; fi
 test "$(grep -c "Command kTFinderSync" "$HOME/log")" -eq 7
