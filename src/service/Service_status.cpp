@@ -105,11 +105,13 @@ void Service::refresh() {
 }
 
 // One notification for each kind of trouble, whatever the number of pairs and items that have it, until none
-// has it any more. What is only not reached comes back by itself, and so may what failed for a single item
-// but for want of room or of permission.
+// has it any more; while a pair is looked at or paused, nobody knows whether it still has it. What is only
+// not reached comes back by itself, and so may what failed for a single item but for want of room or of
+// permission.
 void Service::tellTroubles() {
     if (around.notifier == nullptr) return;
     std::set<Trouble> now;
+    bool isKnown = true;
     const auto tell = [&](Trouble trouble, const std::string& path, const std::string& reason) {
         if (now.insert(trouble).second && !toldTroubles.contains(trouble))
             around.notifier->notify({"%@ is not synced: %@", {shown(path), shown(reason)}},
@@ -117,6 +119,8 @@ void Service::tellTroubles() {
     };
     for (const auto& [remote, thread] : currentThreads()) {
         const auto pair = thread->state();
+        isKnown = isKnown && pair->phase != Phase::looking && pair->phase != Phase::working &&
+                  pair->phase != Phase::paused;
         for (const PairSync::Problem& problem : pair->problems)
             if (problem.trouble == Trouble::refused || problem.trouble == Trouble::full ||
                 problem.trouble == Trouble::fullHere)
@@ -125,7 +129,8 @@ void Service::tellTroubles() {
         if (*pair->trouble != Trouble::unreachable && *pair->trouble != Trouble::cancelled)
             tell(*pair->trouble, thread->localRoot(), pair->reason);
     }
-    toldTroubles = std::move(now);
+    if (isKnown) toldTroubles.clear();
+    toldTroubles.merge(now);
 }
 
 void Service::statusChanged() {

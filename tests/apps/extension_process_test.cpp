@@ -63,7 +63,7 @@ class ExtensionProcessTest : public testing::Test {
 
 TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
     EXPECT_EQ(tell("status").status, 2) << "no extension yet";
-    const Program daemon(daemonArguments({"--throttle", "800K", "--start", docs, "/Docs"}));
+    Program slow(daemonArguments({"--throttle", "50K", "--start", docs, "/Docs"}));
     Program extension({finder, "run", "--log-level", "error"});
 
     const std::vector<std::string> during{" tovik", "/small.txt sync", "/sub upload",
@@ -76,6 +76,8 @@ TEST_F(ExtensionProcessTest, ShowsARealTransfer) {
          "exec " + finder + " badges --watch " + folder.path("link/sub") + " >" + folder.path("linked")});
     EXPECT_THAT(tell("status").output, HasSubstr("\nUnder way:      uploading " + docs + "/sub/large.bin\n"));
     EXPECT_THAT(tell("why " + docs + "/sub").output, HasSubstr("Uploading now: " + docs + "/sub/large.bin"));
+    EXPECT_EQ(slow.end(SIGTERM), 0);
+    const Program daemon(daemonArguments());
     EXPECT_TRUE(support::eventually([&] { return badges() == after; }));
     EXPECT_TRUE(support::eventually([&] {
         const std::string text = support::contentOf(folder / "linked");

@@ -148,6 +148,9 @@ TEST_F(BeforeAPerson, OneNotificationOfEachTroubleAndTheNetworkEndsTheWait) {
     service->syncPath("/one"); // again, with the same trouble
     service->syncPath("/two");
     ASSERT_TRUE(hasFailed(before + 2));
+    service->setPaused(true);
+    service->setPaused(false);
+    ASSERT_TRUE(hasFailed(before + 4));
     service->networkCame(); // nothing waits for that
     EXPECT_EQ(told.all().size(), 1U);
     EXPECT_NE(told.all().front().find(" is not synced: the storage says no"), std::string::npos);

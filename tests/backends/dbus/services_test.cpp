@@ -95,6 +95,7 @@ class Host {
         std::vector<sdbus::Struct<std::string, bool, bool>> answers;
         proxy->callMethod("BadgesForItems")
             .onInterface(FINDER_SYNC_INTERFACE)
+            .withTimeout(support::deadline)
             .withArguments(uris)
             .storeResultsTo(sequence, answers);
         return answers;
@@ -102,6 +103,7 @@ class Host {
     void activate(const std::string& display, const std::string& option) {
         proxy->callMethod("Activate")
             .onInterface(FINDER_SYNC_INTERFACE)
+            .withTimeout(support::deadline)
             .withArguments("item", std::vector<std::string>(),
                            std::map<std::string, std::string>{{"DISPLAY", display}}, "",
                            std::map<std::string, sdbus::Variant>{{"option", option}});
@@ -112,6 +114,7 @@ class Host {
         sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus")
             ->callMethod("GetConnectionStats")
             .onInterface("org.freedesktop.DBus.Debug.Stats")
+            .withTimeout(support::deadline)
             .withArguments(process)
             .storeResultsTo(figures);
         return figures.at(which).get<std::uint32_t>();
