@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <unordered_set>
@@ -98,6 +99,12 @@ DirSnapshot LocalRoot::scan(const std::string& relativePath, bool recursive) {
     dirsnapshot::InitializationOptions options;
     options.emplace(dirsnapshot::DirSnapshotInitializationNoRecursive, !recursive);
     return DirSnapshot::initWithDirectoryPath(log, directory, options);
+}
+
+bool isGone(const std::string& localPath) {
+    struct stat info {};
+    if (lstat(localPath.c_str(), &info) != 0) return errno == ENOENT || errno == ENOTDIR;
+    return !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
 }
 
 std::optional<Differences> LocalRoot::lookAtAll(const Exclusions& exclusions) {
@@ -200,8 +207,10 @@ void LocalRoot::lookAtEntries(const std::string& relativePath, const DirectoryTo
     collect(*fresh.compareWithSnapshotUsingHashes(&previous, false, exclusions), "/", own);
     isChanged = true;
     for (const std::string& name : own.deleted) {
-        known.removeItemAtPath(joined(relativePath, name));
-        found.deleted.push_back(joined(relativePath, name));
+        const std::string itemPath = joined(relativePath, name);
+        // What has taken its name meanwhile comes as an event, and is compared with what it held.
+        if (isGone(absolute(itemPath))) known.removeItemAtPath(itemPath);
+        found.deleted.push_back(itemPath);
     }
     std::unordered_set<std::string> seen(own.files.begin(), own.files.end());
     std::unordered_set<std::string> folders(own.folders.begin(), own.folders.end());

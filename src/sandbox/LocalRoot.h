@@ -31,6 +31,10 @@ struct Differences {
     bool isFirstLook = false;         // nothing was known of the folder
 };
 
+// A folder that cannot be read looks empty. What it held counts as deleted only where the system says that
+// nothing is there, or something that is never brought.
+bool isGone(const std::string& localPath);
+
 class LocalRoot {
   public:
     // The folder's path is canonical. The snapshot is kept from one run to the next in a file whose name

@@ -33,14 +33,6 @@ std::optional<std::string> realFolder(const std::string& localPath) {
     return error ? std::nullopt : std::optional(real.string());
 }
 
-// A folder that cannot be read looks empty. What it held counts as deleted only where the system says that
-// nothing is there, or something that is never brought.
-bool isGone(const std::string& localPath) {
-    struct stat info {};
-    if (lstat(localPath.c_str(), &info) != 0) return errno == ENOENT || errno == ENOTDIR;
-    return !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
-}
-
 // Whether the remote root of a pair is at the path or below it.
 bool holdsRoot(const std::vector<UploadTask>& roots, std::string_view remotePath) {
     return std::any_of(roots.begin(), roots.end(), [remotePath](const UploadTask& root) {

@@ -52,6 +52,7 @@ class Extension {
     // The one top item of a class's menu; none: files below a root alone have a menu.
     std::function<GVariant*(const std::string& selectionClass)> menu;
     std::size_t asked = 0; // URIs
+    std::size_t calls = 0;
     std::map<std::string, int> observed;
 
     void emit(const char* signal, GVariant* arguments) {
@@ -74,6 +75,7 @@ class Extension {
     }
 
     void answer(const std::string& method, GVariant* arguments, GDBusMethodInvocation* invocation) {
+        ++calls;
         GDBusMessage* const reply = // whatever the interface says of its type
             g_dbus_message_new_method_reply(g_dbus_method_invocation_get_message(invocation));
         g_dbus_message_set_body(reply, mood == "wrong-types" ? g_variant_new("(sa{sv})", "nonsense", nullptr)
