@@ -6,6 +6,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
@@ -307,8 +308,10 @@ def faults(session):
     wait_until(lambda: shows("sync"), 60, "emblems")
 
     session.extension.send_signal(signal.SIGSTOP)
+    stopped = time.monotonic()
     stays_usable(session, tree, "while-stopped")
-    assert shows("sync"), "the last emblems went at once"
+    # They go when three questions had no answer; a busy machine may show the folder later than that.
+    assert shows("sync") or time.monotonic() - stopped > 3, "the last emblems went at once"
     badges_go()
     stays_usable(session, tree, "while-silent")
     session.extension.send_signal(signal.SIGCONT)
