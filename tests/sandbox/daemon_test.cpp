@@ -9,6 +9,22 @@
 namespace sandbox {
 namespace {
 
+// Nothing is closed to root: for a while the test is nobody, and the folder's owner.
+class AsNobody {
+  public:
+    explicit AsNobody(const std::string& folder) {
+        if (before != 0) return;
+        EXPECT_EQ(support::run("chown -R 65534 '" + folder + "'").status, 0);
+        EXPECT_EQ(::seteuid(65534), 0);
+    }
+    ~AsNobody() { EXPECT_EQ(::seteuid(before), 0); }
+    AsNobody(const AsNobody&) = delete;
+    AsNobody& operator=(const AsNobody&) = delete;
+
+  private:
+    const uid_t before = ::geteuid();
+};
+
 class DaemonTest : public testing::Test {
   protected:
     // A throttled daemon needs 25 seconds for the file "big", which pass when the test says so.
@@ -117,12 +133,7 @@ TEST_F(DaemonTest, DoesNotBelieveAStateThatHoldsItself) {
 TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
     temporary.write("docs/closed/kept", "1");
     temporary.write("docs/gone", "");
-    // Nothing is closed to root: for a while the test is nobody, and the folder's owner.
-    const uid_t user = ::geteuid();
-    if (user == 0) {
-        EXPECT_EQ(support::run("chown -R 65534 '" + temporary.path() + "'").status, 0);
-        EXPECT_EQ(::seteuid(65534), 0);
-    }
+    const AsNobody nobody(temporary.path());
     syncDocs("kept");
     daemon.reset();
     fs::remove(temporary / "docs/gone");
@@ -134,7 +145,6 @@ TEST_F(DaemonTest, TakesNothingForDeletedThatItCannotRead) {
     EXPECT_EQ(contentOf(arrived("/Docs/closed/kept")), "1");
     fs::permissions(temporary / "docs/closed", fs::perms::owner_all);
     daemon.reset();
-    EXPECT_EQ(::seteuid(user), 0);
 }
 
 TEST_F(DaemonTest, ADeletedFolderLeavesTheRootOfAnotherPairThere) {

@@ -147,6 +147,8 @@ TEST_F(RequestsTest, ActsOnCommandMessagesAndSurvivesMalformedOnes) {
     EXPECT_EQ(sync_daemon::loadState(temporary / "state/state.json", log).excluded.size(), 1U);
     send("kTFinderSyncTIncludeSyncPath", "{\"remotePath\":\"/Docs/x\"}");
     EXPECT_TRUE(sync_daemon::loadState(temporary / "state/state.json", log).excluded.empty());
+    send("kTFinderSyncTSyncStop", "{\"remotePath\":\"/Docs\"}");
+    EXPECT_TRUE(daemon.allPathsInSync().empty());
     send("kTFinderSyncTShareByEmail",
          "{\"localPath\":\"/Copy\",\"isDir\":\"file\",\"recipients\":[\"a@b.c\",3]}");
     EXPECT_EQ(contentOf(temporary / "state/outbox.jsonl"),
