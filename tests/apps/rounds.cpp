@@ -393,7 +393,7 @@ class Rounds {
                 if (isInStep || below(3) == 0) computer->command("resume");
             // The longer a look takes, the more of the processor is left to what is looked at.
             std::this_thread::sleep_for(std::max<std::chrono::nanoseconds>(
-                std::chrono::milliseconds(200), 2 * (std::chrono::steady_clock::now() - now)));
+                std::chrono::milliseconds(200), 6 * (std::chrono::steady_clock::now() - now)));
         }
         for (const std::string& status : details)
             std::cout << status << '\n';

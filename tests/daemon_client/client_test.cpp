@@ -307,6 +307,7 @@ TEST_F(ClientTest, SetsUpOneConnectionForManyThreads) {
 
 TEST_F(ClientTest, SaysWhenThereIsNoBusAndConnectsOnceThereIs) {
     connect();
+    client->bindTSyncQuenzNotification(); // else it never learns that a connection has died
     silent = {"cacheDir:"};
     TestDaemon daemon(asSet());
     auto folder = std::async(std::launch::async, [this] { return client->cacheDir(); });

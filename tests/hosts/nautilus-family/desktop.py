@@ -24,7 +24,7 @@ def wait_until(condition, seconds, what):
         if now - begin > seconds:
             raise AssertionError("not within %s s: %s" % (seconds, what))
         # The program that is waited for needs the processor.
-        time.sleep(max(min(max((now - begin) / 8, 0.02), 0.3), 2 * (now - asked)))
+        time.sleep(max(min(max((now - begin) / 8, 0.02), 0.3), 4 * (now - asked)))
 
 
 def enter(build, arguments):
@@ -97,7 +97,8 @@ def screen_colours():
     """How many pixels of the screen have each colour. The server's memory of it is a file, whose end they are: four
     bytes each, blue first."""
     with open(os.path.join(os.environ["HOME"], "Xvfb_screen0"), "rb") as memory:
-        pixels = memory.read()[-4 * SCREEN[0] * SCREEN[1]:]
+        memory.seek(-4 * SCREEN[0] * SCREEN[1], os.SEEK_END)
+        pixels = memory.read()
     counts = {}
     for name, colour in (("tovik", "c93f6a"), ("sync", "457a17"), ("upload", "d6661a")):
         wanted, at, count = bytes.fromhex(colour), -1, 0
