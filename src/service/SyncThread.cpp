@@ -189,11 +189,13 @@ void SyncThread::setPaused(bool pause) {
         if (pause) current.request_stop();
         isAsked = !pause;
         waits.reset();
+        // Before the lock is let go: the look that begins now may have ended when this thread goes on.
+        const auto phase = pause ? PairState::Phase::paused : PairState::Phase::looking;
+        published = std::make_shared<const PairState>(
+            PairState{phase, {}, {}, published->problems, published->waiting});
         wake.notify_all();
     }
-    const auto now = state();
-    publish(
-        {pause ? PairState::Phase::paused : PairState::Phase::looking, {}, {}, now->problems, now->waiting});
+    around.changed();
 }
 
 void SyncThread::run(const std::stop_token& stop) {
@@ -341,7 +343,6 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
         next.problems = state()->problems;
         next.waiting = state()->waiting;
     }
-    bool wasPaused = false;
     {
         const std::lock_guard guard(lock);
         if (wasHurried) {
@@ -355,12 +356,9 @@ void SyncThread::settle(const Outcome<PairSync::Round>& outcome, Waits::Duration
             lastLook = took;
         }
         soonest = around.clock.now() + std::max<Waits::Duration>(betweenEventLooks, 2 * took);
-        wasPaused = isPaused;
     }
     const bool isCancelled = !outcome && outcome.failure().trouble == Trouble::cancelled;
-    if (wasPaused) {
-        next = {PairState::Phase::paused, {}, {}, next.problems, next.waiting};
-    } else if (isCancelled) {
+    if (isCancelled) {
         next.phase = PairState::Phase::waiting;
     } else if (!outcome) {
         parts.reset(); // another folder may be there next time
@@ -384,6 +382,7 @@ void SyncThread::settleFiles(const PairSync::Round& round) {
 void SyncThread::publish(PairState next) {
     {
         const std::lock_guard guard(lock);
+        if (isPaused) next = {PairState::Phase::paused, {}, {}, next.problems, next.waiting};
         // What ended just now had begun before it was asked for.
         if (isAsked && next.phase == PairState::Phase::inStep) next.phase = PairState::Phase::looking;
         published = std::make_shared<const PairState>(std::move(next));

@@ -16,13 +16,14 @@ using namespace std::chrono_literals;
 
 class APairsThread : public testing::Test {
   protected:
-    void begin(const std::string& localRoot) {
+    void begin(const std::string& localRoot) { begin(localRoot, log); }
+    void begin(const std::string& localRoot, platform::ProcessLog& processLog) {
         SyncThread::Settings settings;
         settings.localRoot = localRoot;
         settings.remoteRoot = "/Pair";
         settings.database = place / "state.db";
         settings.excluded = [] { return std::set<std::string, std::less<>>(); };
-        began.emplace(std::move(settings), SyncThread::Surroundings{space, trash, nullptr, log, [] {},
+        began.emplace(std::move(settings), SyncThread::Surroundings{space, trash, nullptr, processLog, [] {},
                                                                     [](const std::stop_token&) {}, clock});
     }
     const support::TemporaryFolder place;
@@ -107,6 +108,31 @@ TEST_F(APairsThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
     EXPECT_TRUE(support::eventually([&] { return rounds == 8; }));
     EXPECT_EQ(log.count("/nowhere/pair: no network"), 1U);
     began->end();
+}
+
+// The first line is written as a look ends, before what it came to is published.
+class PausingLog final : public platform::ProcessLog {
+  public:
+    explicit PausingLog(std::optional<SyncThread>& paused) : thread(paused) {}
+    bool isOn(platform::LogLevel) const override { return true; }
+    void write(platform::LogLevel, std::string_view) override {
+        if (!isWritten.exchange(true)) thread->setPaused(true);
+    }
+    std::atomic<bool> isWritten = false;
+
+  private:
+    std::optional<SyncThread>& thread;
+};
+
+TEST_F(APairsThread, IsPausedThoughALookEndsJustThen) {
+    space.before = [](const auto&, const auto&) {
+        return std::optional(Failure{Trouble::unreachable, "no network"});
+    };
+    PausingLog pausing(began);
+    begin("/nowhere/pair", pausing);
+    EXPECT_TRUE(support::eventually([&] { return pausing.isWritten.load(); }));
+    began->end(); // the look has ended, too
+    EXPECT_EQ(began->state()->phase, PairState::Phase::paused);
 }
 
 // What is watched; nothing comes of it.
