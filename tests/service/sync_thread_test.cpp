@@ -113,23 +113,23 @@ TEST_F(APairsThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
 // The first line is written as a look ends, before what it came to is published.
 class PausingLog final : public platform::ProcessLog {
   public:
-    explicit PausingLog(std::optional<SyncThread>& paused) : thread(paused) {}
     bool isOn(platform::LogLevel) const override { return true; }
     void write(platform::LogLevel, std::string_view) override {
-        if (!isWritten.exchange(true)) thread->setPaused(true);
+        thread.wait(nullptr);
+        if (!isWritten.exchange(true)) thread.load()->setPaused(true);
     }
+    std::atomic<SyncThread*> thread = nullptr; // whoever writes waits for it
     std::atomic<bool> isWritten = false;
-
-  private:
-    std::optional<SyncThread>& thread;
 };
 
 TEST_F(APairsThread, IsPausedThoughALookEndsJustThen) {
     space.before = [](const auto&, const auto&) {
         return std::optional(Failure{Trouble::unreachable, "no network"});
     };
-    PausingLog pausing(began);
+    PausingLog pausing;
     begin("/nowhere/pair", pausing);
+    pausing.thread = &*began;
+    pausing.thread.notify_all();
     EXPECT_TRUE(support::eventually([&] { return pausing.isWritten.load(); }));
     began->end(); // the look has ended, too
     EXPECT_EQ(began->state()->phase, PairState::Phase::paused);
