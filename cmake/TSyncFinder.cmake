@@ -76,7 +76,7 @@ endfunction()
 # GROUPS: the cases of each filter of names are one test instead, in one process, for servers that they share.
 function(tsf_test name)
     cmake_parse_arguments(ARG "DISPLAY" "COST" "SOURCES;USES;GROUPS" ${ARGN})
-    set(properties TIMEOUT 300 ENVIRONMENT "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp")
+    set(properties TIMEOUT 300)
     if(ARG_DISPLAY)
         list(APPEND properties LABELS display)
     endif()

@@ -92,6 +92,7 @@ void TSyncClient::close() {
 void TSyncClient::invalidateSession() {
     const std::lock_guard guard(shared->clientLock);
     connected = false;
+    deathObserver.end();
     if (const auto dropped = std::move(_connectionToService)) {
         try {
             dropped->invalidate();

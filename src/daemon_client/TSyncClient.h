@@ -67,7 +67,8 @@ class TSyncClient {
     // for as long as the client is connected.
     void close();
 
-    // Drops the connection; requests that wait end without a reply. The caches stay.
+    // Drops the connection, whose death is nobody's from then on; requests that wait end without a reply. The
+    // caches stay.
     void invalidateSession();
 
     // The cached table as it is now, none before the first reply. No request. The table is immutable; a

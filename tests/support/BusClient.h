@@ -30,8 +30,10 @@ class BusClient : public testing::Test {
     void SetUp() override {
         notifications.start([] {});
     }
-    // A death of the daemon that is still being told ends before the client that hears it.
+    // A death that is still being told ends before the client that hears it, and none is told after that: the
+    // bus may learn only now that its daemon has gone.
     void TearDown() override {
+        if (client) client->invalidateSession();
         replies.dispatchAndWait([] {});
     }
     void connect() {
