@@ -27,12 +27,13 @@ mkdir -p "$work"/{run,config/gtk-3.0,config/autostart,config/systemd/user,etc/au
 
 # expect CHECK PATTERN…: what one run of the doctor says, "STATE TEXT" for each check.
 expect() {
-    local findings found
-    findings=$("$program" doctor --json || true)
+    local findings check found
+    local -A said=()
+    findings=$({ "$program" doctor --json || true; } | jq -r '.[] | .check + "\t" + .state + " " + .text')
+    while IFS=$'\t' read -r check found; do said[$check]=$found; done <<<"$findings"
     while [ $# -gt 0 ]; do
-        found=$(jq -r --arg check "$1" '.[] | select(.check == $check) | .state + " " + .text' <<<"$findings")
         # shellcheck disable=SC2053 # a pattern
-        [[ $found == $2 ]] || fail "$1: expected $2, found $found"
+        [[ ${said[$1]-} == $2 ]] || fail "$1: expected $2, found ${said[$1]-}"
         shift 2
     done
 }
@@ -47,25 +48,34 @@ started+=($!)
 eventually "no bus" test -s "$work/address"
 DBUS_SESSION_BUS_ADDRESS=$(cat "$work/address")
 export DBUS_SESSION_BUS_ADDRESS
-expect bus 'ok *' activation 'warning *' extension 'problem The extension does not run *' daemon 'warning Nobody owns *'
+missing=()
+command -v tsyncquenz >/dev/null || missing=(service 'warning *is not installed.')
+expect bus 'ok *' activation 'warning *' extension 'problem The extension does not run *' \
+    daemon 'warning Nobody owns *' unit 'ok No systemd user manager *' "${missing[@]}"
 
-# The service: not there, without a storage, without its rclone, with one that answers and one that does not.
-mkdir "$work/bin"
+# The service: without a storage, without its rclone, with one that answers and one that does not; and what systemd
+# says of the extension's unit.
+mkdir "$work/bin" "$work/run/systemd"
+touch "$work/run/systemd/private"
 export PATH=$work/bin:$PATH
-command -v tsyncquenz >/dev/null || expect service 'warning *is not installed.'
 printf '#!/bin/sh\nexit 0\n' >"$work/bin/tsyncquenz"
 chmod +x "$work/bin/tsyncquenz"
-expect service 'warning *no storage is set up.'
+printf '#!/bin/sh\nexec sleep 60\n' >"$work/bin/systemctl"
+chmod +x "$work/bin/systemctl"
+expect service 'warning *no storage is set up.' unit 'warning systemctl does not answer.'
 mkdir -p "$work/config/tsyncquenz"
 echo '{"storage":"mine:sync"}' >"$work/config/tsyncquenz/settings.json"
-for world in 'ok:ok:rclone v1.60.1-DEV' 'problem:ok:rclone v1.53.3' 'warning:problem:nonsense' 'problem:problem:'; do
-    IFS=: read -r version storage line <<<"$world"
+for world in 'ok:ok:rclone v1.60.1-DEV:ok:enabled' 'problem:ok:rclone v1.53.3:warning:disabled' \
+    'warning:problem:nonsense:warning:masked-runtime' 'problem:problem::problem:Failed to get unit file state'; do
+    IFS=: read -r version storage line unit state <<<"$world"
+    printf '#!/bin/sh\necho "%s"\n' "$state" >"$work/bin/systemctl"
     # shellcheck disable=SC2016 # for the script
     printf '#!/bin/sh\n[ -n "%s" ] || exit 1\n[ $1 = version ] && echo "%s" || [ %s = ok ]\n' "$line" "$line" "$storage" >"$work/bin/rclone"
     chmod +x "$work/bin/rclone"
-    expect rclone "$version *" storage "$storage mine:sync *"
+    expect rclone "$version *" storage "$storage mine:sync *" unit "$unit *" \
+        service 'warning tsyncquenz is set up and does not run.'
 done
-expect service 'warning tsyncquenz is set up and does not run.'
+rm "$work/run/systemd/private"
 
 "$program" run --log-level error &
 extension=$!
@@ -96,6 +106,7 @@ for line in "TSyncFinder " "System: " "Settings: autostart=on" "Extension: badge
     grep -q "^$line" "$work/report" || fail "no $line in $(cat "$work/report")"
 done
 ! grep -q -e "$work" -e mine:sync -e "$(uname -n)" "$work/report" || fail "names in $(cat "$work/report")"
+rm "$work/config/tsyncquenz/settings.json" # no more questions to rclone
 
 # Emblems: the theme of the person inherits from one that is there; the cache file of one hides them.
 printf '[Settings]\ngtk-icon-theme-name=Fancy\n' >"$work/config/gtk-3.0/settings.ini"
@@ -120,31 +131,20 @@ expect emblems 'ok *, in hicolor' autostart 'problem *'
 echo '[Desktop Entry]' >"$work/etc/autostart/tsyncfinder-autostart.desktop"
 expect autostart "ok $work/etc/*"
 printf '[Desktop Entry]\nHidden=true\n' >"$work/config/autostart/tsyncfinder-autostart.desktop"
-expect autostart 'warning *' unit 'ok No systemd user manager *'
-mkdir "$work/run/systemd"
-touch "$work/run/systemd/private"
-for state in 'ok enabled' 'warning disabled' 'warning masked-runtime' 'problem Failed to get unit file state'; do
-    printf '#!/bin/sh\necho "%s"\n' "${state#* }" >"$work/bin/systemctl"
-    chmod +x "$work/bin/systemctl"
-    expect unit "${state%% *} *"
-done
-printf '#!/bin/sh\nexec sleep 60\n' >"$work/bin/systemctl"
-expect unit 'warning systemctl does not answer.'
 ln -s /dev/null "$work/config/systemd/user/tsyncfinder.service"
-expect unit "warning The unit is masked, by $work/config/*"
+expect autostart 'warning *' unit "warning The unit is masked, by $work/config/*" settings 'ok *'
 DBUS_SESSION_BUS_ADDRESS=unix:path=/nowhere "$program" run --automatic 2>/dev/null || fail "it starts though masked"
 
-# Settings.
-expect settings 'ok *'
+# Settings, and a file manager without a plugin.
+printf '#!/bin/sh\n' >"$work/bin/caja"
+chmod +x "$work/bin/caja"
 "$program" config badges off >/dev/null
-expect settings 'warning "badges" is off.'
+expect settings 'warning "badges" is off.' plugin-caja 'warning Caja has no plugin*'
 echo '{' >"$work/config/tsyncfinder/settings.json"
 expect settings 'problem The settings cannot be read*'
 
 # Plugins.
 [ -n "$plugin" ] || exit 0
-printf '#!/bin/sh\n' >"$work/bin/caja"
-expect plugin-caja 'warning Caja has no plugin*'
 printf 'tsyncfinder-plugin-version=0.0.1\0' >"$work/plugins/libtsyncfinder-caja.so"
 expect plugin-caja 'problem *is version 0.0.1, *'
 cp "$plugin" "$work/plugins/libtsyncfinder-caja.so.new"

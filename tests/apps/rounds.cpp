@@ -374,23 +374,29 @@ class Rounds {
         isServed = true;
     }
 
-    // Until everything is equal.
+    // Until everything is equal. The trees are looked at often, the services asked when these are equal and, as
+    // a person would who waits, now and then.
     bool settle(int number) {
         const auto end = std::chrono::steady_clock::now() + settleLimit;
         std::string states[2];
         std::string details[2];
+        std::chrono::steady_clock::time_point next;
         for (auto now = std::chrono::steady_clock::now(); now < end; now = std::chrono::steady_clock::now()) {
-            bool isInStep = true;
-            for (std::size_t i = 0; i < 2; ++i) {
-                states[i] = computers[i]->state(details[i]);
-                isInStep = isInStep && states[i] == "in step";
-                // As a person would who waits for it: try again now, and yes, it is meant.
-                if (details[i].find("\"waiting\"") != std::string::npos)
-                    computers[i]->command("confirm --yes " + computers[i]->folder().string());
+            const bool isEqual = areEqual();
+            if (isEqual || now >= next) {
+                bool isInStep = true;
+                for (std::size_t i = 0; i < 2; ++i) {
+                    states[i] = computers[i]->state(details[i]);
+                    isInStep = isInStep && states[i] == "in step";
+                    // Yes, it is meant.
+                    if (details[i].find("\"waiting\"") != std::string::npos)
+                        computers[i]->command("confirm --yes " + computers[i]->folder().string());
+                }
+                if (isInStep && areEqual()) return true;
+                for (auto& computer : computers) // try again now
+                    if (isInStep || below(3) == 0) computer->command("resume");
+                next = now + std::chrono::seconds(2);
             }
-            if (isInStep && areEqual()) return true;
-            for (auto& computer : computers)
-                if (isInStep || below(3) == 0) computer->command("resume");
             // The longer a look takes, the more of the processor is left to what is looked at.
             std::this_thread::sleep_for(std::max<std::chrono::nanoseconds>(
                 std::chrono::milliseconds(200), 6 * (std::chrono::steady_clock::now() - now)));

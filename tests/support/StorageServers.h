@@ -54,6 +54,9 @@ inline bool isServed(int port) {
 class StorageServers {
   public:
     StorageServers() {
+        // One processor is enough for what rclone does here, and takes a fifth less of both.
+        for (const auto& [name, value] : {std::pair("GOMAXPROCS", "1"), {"TCELL_MINIMIZE", "1"}})
+            ::setenv(name, value, 1);
         for (const char* name : {"sftp", "webdav", "disk"})
             std::filesystem::create_directories(folder / name);
         std::ofstream(configuration())
