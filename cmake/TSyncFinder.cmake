@@ -71,11 +71,12 @@ function(tsf_library name)
     endif()
 endfunction()
 
-# tsf_test(NAME SOURCES … [USES …] [DISPLAY] [COST SECONDS] [GROUPS FILTER…]): one test program of GoogleTest; each case
-# is a test of ctest. DISPLAY: they need an X display, and have the label "display". COST: what takes long begins first.
-# GROUPS: the cases of each filter of names are one test instead, in one process, for servers that they share.
+# tsf_test(NAME SOURCES … [USES …] [DISPLAY] [EACH] [COST SECONDS] [GROUPS FILTER…]): one test program of GoogleTest,
+# which is one test of ctest: to start a process costs more than most cases. EACH: each case is a test, for those that
+# take long or wait. GROUPS: the cases of each filter of names are one. DISPLAY: they need an X display, and have the
+# label "display". COST: what takes long begins first.
 function(tsf_test name)
-    cmake_parse_arguments(ARG "DISPLAY" "COST" "SOURCES;USES;GROUPS" ${ARGN})
+    cmake_parse_arguments(ARG "DISPLAY;EACH" "COST" "SOURCES;USES;GROUPS" ${ARGN})
     set(properties TIMEOUT 300)
     if(ARG_DISPLAY)
         list(APPEND properties LABELS display)
@@ -86,12 +87,16 @@ function(tsf_test name)
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/src")
     target_link_libraries(${name} PRIVATE ${ARG_USES} GTest::gmock GTest::gtest_main)
-    foreach(group IN LISTS ARG_GROUPS)
-        string(REGEX REPLACE "[^A-Za-z]" "" word "${group}")
-        add_test(NAME ${name}.${word} COMMAND ${name} --gtest_filter=${group})
-        set_tests_properties(${name}.${word} PROPERTIES ${properties})
-    endforeach()
-    if(NOT ARG_GROUPS)
+    if(ARG_EACH)
         gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
+    elseif(ARG_GROUPS)
+        foreach(group IN LISTS ARG_GROUPS)
+            string(REGEX REPLACE "[^A-Za-z]" "" word "${group}")
+            add_test(NAME ${name}.${word} COMMAND ${name} --gtest_filter=${group})
+            set_tests_properties(${name}.${word} PROPERTIES ${properties})
+        endforeach()
+    else()
+        add_test(NAME ${name} COMMAND ${name})
+        set_tests_properties(${name} PROPERTIES ${properties})
     endif()
 endfunction()

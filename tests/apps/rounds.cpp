@@ -7,6 +7,7 @@
 //        rounds PROGRAM large [FILES]      100,000 small files without it, and one of 5 GiB
 //
 // Ends with 0 when all rounds were good; else with 1, and what is left lies in the folder that it names.
+#include "backends/dbus/SyncServiceInterface.h"
 #include "platform/json.h"
 #include "tests/support/FlakyWire.h"
 #include "tests/support/PrivateBus.h"
@@ -76,15 +77,20 @@ class Computer {
         for (pid_t pid = 0; pids >> pid;)
             if (isOurs(pid)) ::kill(pid, SIGKILL);
     }
-    // "in step", "failed" and so on; "" when nobody answers.
+    // "in step", "failed" and so on; "" when nobody answers. Asked without a program in between.
     std::string state(std::string& whole) {
-        whole = command("status --json").output;
-        const auto value = platform::valueOfJson(whole);
-        const auto* entries = value ? value->dictionary() : nullptr;
-        const auto* pairs = entries ? platform::arrayAt(*entries, "pairs") : nullptr;
-        if (!pairs || pairs->empty()) return {};
-        const auto* text = platform::textAt(*(*pairs)[0].dictionary(), "state");
-        return text ? *text : std::string();
+        enter();
+        try {
+            const platform::Dictionary status = backends::dbus::SyncServiceClient().status();
+            whole = platform::jsonDescription(status);
+            const auto* pairs = platform::arrayAt(status, "pairs");
+            const auto* text =
+                pairs && !pairs->empty() ? platform::textAt(*(*pairs)[0].dictionary(), "state") : nullptr;
+            return text ? *text : std::string();
+        } catch (const std::runtime_error& error) {
+            whole = error.what();
+            return {};
+        }
     }
 
     const fs::path home;
@@ -374,8 +380,8 @@ class Rounds {
         isServed = true;
     }
 
-    // Until everything is equal. The trees are looked at often, the services asked when these are equal and, as
-    // a person would who waits, now and then.
+    // Until everything is equal. The trees are looked at often, the services asked when these are equal and,
+    // as a person would who waits, now and then.
     bool settle(int number) {
         const auto end = std::chrono::steady_clock::now() + settleLimit;
         std::string states[2];

@@ -37,6 +37,7 @@ inside() { chroot "$layer/root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/b
 
 # ---- installed, on a system that has none of them
 rm -f "$layer/root/var/lib/man-db/auto-update" # else all the machine's manual pages are read three times
+rm -f "$layer"/root/usr/lib/systemd/user-environment-generators/*gpg* # else each reload asks GnuPG for its settings
 names=()
 for package in "$packages"/*.deb; do names+=("$(dpkg-deb -f "$package" Package)"); done
 inside dpkg --purge "${names[@]}" >"$layer/dpkg.log" 2>&1 || fail "the machine's own ones cannot be purged: $(cat "$layer/dpkg.log")"

@@ -37,7 +37,7 @@ bool eventually(Condition&& isTrue) {
         const auto looked = std::chrono::steady_clock::now() - now;
         std::this_thread::sleep_for(
             std::max<std::chrono::nanoseconds>(std::min<std::chrono::nanoseconds>((now - begin) / 8, 50ms),
-                                               std::min<std::chrono::nanoseconds>(6 * looked, 1s)));
+                                               std::min<std::chrono::nanoseconds>(10 * looked, 1s)));
     }
     return false;
 }

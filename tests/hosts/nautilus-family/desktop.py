@@ -24,7 +24,7 @@ def wait_until(condition, seconds, what):
         if now - begin > seconds:
             raise AssertionError("not within %s s: %s" % (seconds, what))
         # The program that is waited for needs the processor.
-        time.sleep(max(min(max((now - begin) / 8, 0.02), 0.3), 4 * (now - asked)))
+        time.sleep(max(min(max((now - begin) / 8, 0.02), 0.3), 6 * (now - asked)))
 
 
 def enter(build, arguments):
