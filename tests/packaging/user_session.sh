@@ -15,7 +15,7 @@ eventually() {
     local deadline=$((SECONDS + 60))
     until "$@"; do
         [ $SECONDS -lt $deadline ] || return 1
-        sleep 0.1
+        sleep 0.3 # each look starts a program
     done
 }
 of_unit() { systemctl --user show --property "$1" --value "$unit"; }
