@@ -73,7 +73,7 @@ endfunction()
 
 # tsf_test(NAME SOURCES … [USES …] [DISPLAY] [EACH] [COST SECONDS] [GROUPS FILTER…]): one test program of GoogleTest,
 # which is one test of ctest: to start a process costs more than most cases. EACH: each case is a test, for those that
-# take long or wait. GROUPS: the cases of each filter of names are one. DISPLAY: they need an X display, and have the
+# take long or wait. GROUPS: the cases of each filter of names are one, named after what stands before a minus. DISPLAY: they need an X display, and have the
 # label "display". COST: what takes long begins first.
 function(tsf_test name)
     cmake_parse_arguments(ARG "DISPLAY;EACH" "COST" "SOURCES;USES;GROUPS" ${ARGN})
@@ -91,7 +91,7 @@ function(tsf_test name)
         gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
     elseif(ARG_GROUPS)
         foreach(group IN LISTS ARG_GROUPS)
-            string(REGEX REPLACE "[^A-Za-z]" "" word "${group}")
+            string(REGEX REPLACE "-.*|[^A-Za-z]" "" word "${group}")
             add_test(NAME ${name}.${word} COMMAND ${name} --gtest_filter=${group})
             set_tests_properties(${name}.${word} PROPERTIES ${properties})
         endforeach()

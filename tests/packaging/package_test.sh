@@ -45,7 +45,8 @@ inside dpkg --purge "${names[@]}" >"$layer/dpkg.log" 2>&1 || fail "the machine's
 # knows of the folders alone that others have, too.
 lists=$layer/root/var/lib/dpkg/info
 for package in "$packages"/*.deb; do dpkg-deb -c "$package"; done | awk '{ sub(/^\./, "", $6); print $6 }' >"$layer/ours"
-! grep -v '/$' "$layer/ours" | grep -Fxf - "$lists"/*.list || fail "files of other packages"
+grep -v "/$" "$layer/ours" >"$layer/files"
+! grep -F -x -f "$layer/files" "$lists"/*.list || fail "files of other packages"
 for list in "$lists"/*.list; do : >"$list"; done
 sed -n 's,/$,,p' "$layer/ours" | sort -u | while read -r folder; do [ ! -d "$layer/root$folder" ] || echo "${folder:-/.}"; done >"$lists/base-files.list"
 cp "$packages"/*.deb "$layer/root/tmp"
