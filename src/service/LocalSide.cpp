@@ -199,6 +199,9 @@ Outcome<LocalSide::Placed> LocalSide::place(const std::filesystem::path& incomin
         takeAlong(*old, *fresh);
     }
     if (::fsync(*fresh) != 0) return failureOf(errno, path);
+    struct statx status {};
+    if (const int error = statusOf(*fresh, "", status)) return failureOf(error, path);
+    Placed placed{recordOf(status), {}};
     if (!replaced) {
         if (const int error = renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_NOREPLACE))
             return failureOf(error, path);
@@ -219,10 +222,12 @@ Outcome<LocalSide::Placed> LocalSide::place(const std::filesystem::path& incomin
                  RENAME_EXCHANGE); // it was not the planned one: back
         return Failure{Trouble::missing, path + " has changed"};
     }
-    ::fsync(*folder);
-    struct statx status {};
+    // The move is a change of the inode. What has another size or time was written to since it has its name,
+    // and the record stays that of what came down, so that the next look finds an edit.
     if (const int error = statusOf(*fresh, "", status)) return failureOf(error, path);
-    Placed placed{recordOf(status), {}};
+    const LocalRecord now = recordOf(status);
+    if (now.size == placed.record.size && now.modified == placed.record.modified) placed.record = now;
+    ::fsync(*folder);
     if (replaced) {
         const std::size_t slash = path.rfind('/');
         // Where it cannot be kept (another file system below the folder) it stays beside, under its private

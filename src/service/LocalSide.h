@@ -85,8 +85,8 @@ class LocalSide {
     // Where a file that comes down is written first: in the folder of `path`, with a private name.
     Outcome<std::filesystem::path> incoming(const std::string& path) const;
     struct Placed {
-        LocalRecord record;
-        std::string kept; // where what it replaced lies; "" for nothing
+        LocalRecord record; // of what came down, also where somebody has written to it since it has its name
+        std::string kept;   // where what it replaced lies; "" for nothing
     };
     // Puts such a file in its place, on the disk for certain when this returns. Without `replaced` the name
     // is free, or this fails; else the file of that record passes its mode, owner and attributes on to the

@@ -16,6 +16,7 @@ namespace {
 int renamesLeft = std::numeric_limits<int>::max();
 int renameError = EIO;
 bool lastHappens = false;
+std::function<void()> afterRename; // each that succeeds
 
 } // namespace
 
@@ -25,6 +26,7 @@ extern "C" int renameat2(int from, const char* name, int to, const char* newName
     const long done = ::syscall(SYS_renameat2, from, name, to, newName, flags);
     if (isLast) return errno = renameError, -1;
     --renamesLeft;
+    if (done == 0 && afterRename) afterRename();
     return static_cast<int>(done);
 }
 
@@ -390,6 +392,18 @@ TEST_F(PairCases, WhatComesInBetweenIsKept) {
     settleAll();
     EXPECT_EQ(one.files(), two.files());
     EXPECT_TRUE(one.has("theirs") && one.has("mine, meanwhile"));
+    // As soon as it has its name: what replaces a version, and what is new.
+    for (const char* name : {"a", "new"}) {
+        write(one / name, "theirs, once more");
+        EXPECT_EQ(one.settle(), "");
+        afterRename = [this, name] {
+            if (contentOf(two / name) == "theirs, once more") write(two / name, "mine, at once");
+        };
+        settleAll();
+        settleAll();
+        afterRename = nullptr;
+        EXPECT_EQ(contentOf(one / name), "mine, at once");
+    }
     write(one / "a", "theirs, again");
     EXPECT_EQ(one.settle(), "");
     onceBefore("bringDown", "pair/a", [this] {

@@ -64,9 +64,6 @@ std::vector<std::string> rcloneEnvironment(platform::ProcessLog& log) {
     std::erase_if(all, [](const std::string& entry) { return entry.starts_with("AWS_CA_BUNDLE="); });
     if (!hasVariable(all, "RCLONE_ASK_PASSWORD="))
         all.emplace_back("RCLONE_ASK_PASSWORD=false"); // of no terminal
-    // Else it makes, at each start, a table for the file browser that it holds and that nobody opens here:
-    // half a megabyte and a tenth of the start.
-    all.emplace_back("TCELL_MINIMIZE=1");
     if (hasVariable(all, passwordVariable) || hasVariable(all, "RCLONE_PASSWORD_COMMAND=") ||
         !isEncrypted(configurationFile()))
         return all;
