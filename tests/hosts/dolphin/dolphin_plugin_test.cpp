@@ -99,8 +99,8 @@ TEST(DolphinPlugins, BadgeItemsOfferMenusAndOutliveNonsense) {
     extension->badge = uploading;
     changed.clear();
     extension->emitChanged("file:///root", file.toEncoded().toStdString());
-    EXPECT_TRUE(until([&] { return changed.count(file) == 1; }));
-    EXPECT_EQ(overlay->getOverlays(file), upload);
+    // What is told first may be of the badge before.
+    EXPECT_TRUE(until([&] { return changed.count(file) > 0 && overlay->getOverlays(file) == upload; }));
 
     extension->badge = inStep;
     for (const hosts_test::SelectionCase& each : hosts_test::selectionCases) {
