@@ -77,7 +77,7 @@ endfunction()
 # label "display". COST: what takes long begins first.
 function(tsf_test name)
     cmake_parse_arguments(ARG "DISPLAY;EACH" "COST" "SOURCES;USES;GROUPS" ${ARGN})
-    set(properties TIMEOUT 300)
+    set(properties TIMEOUT 600) # of a whole program, on a busy machine, under a sanitizer
     if(ARG_DISPLAY)
         list(APPEND properties LABELS display)
     endif()
