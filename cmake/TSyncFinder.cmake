@@ -73,11 +73,11 @@ endfunction()
 
 # tsf_test(NAME SOURCES … [USES …] [DISPLAY] [EACH] [COST SECONDS] [GROUPS FILTER…]): one test program of GoogleTest,
 # which is one test of ctest: to start a process costs more than most cases. EACH: each case is a test, for those that
-# take long or wait. GROUPS: the cases of each filter of names are one, named after what stands before a minus. DISPLAY: they need an X display, and have the
-# label "display". COST: what takes long begins first.
+# take long or wait. GROUPS: the cases of each filter of names are one, named after what stands before a minus. DISPLAY:
+# they need an X display, and have the label "display". COST: what takes long begins first.
 function(tsf_test name)
     cmake_parse_arguments(ARG "DISPLAY;EACH" "COST" "SOURCES;USES;GROUPS" ${ARGN})
-    set(properties TIMEOUT 600) # of a whole program, on a busy machine, under a sanitizer
+    set(properties TIMEOUT 300)
     if(ARG_DISPLAY)
         list(APPEND properties LABELS display)
     endif()
@@ -97,6 +97,7 @@ function(tsf_test name)
         endforeach()
     else()
         add_test(NAME ${name} COMMAND ${name})
-        set_tests_properties(${name} PROPERTIES ${properties})
+        # A whole program, on a busy machine, under a sanitizer.
+        set_tests_properties(${name} PROPERTIES ${properties} TIMEOUT 600)
     endif()
 endfunction()

@@ -56,7 +56,7 @@ echo "package: installed ${names[*]}"
 # ---- started: by the unit, by the bus, and by neither when it is masked
 mkdir "$layer/root/tmp/home"
 if command -v systemd-analyze >/dev/null; then
-    inside HOME=/tmp/home XDG_RUNTIME_DIR=/tmp/home systemd-analyze verify --man=no --user \
+    inside HOME=/tmp/home XDG_RUNTIME_DIR=/tmp/home systemd-analyze verify --user \
         /usr/lib/systemd/user/tsyncfinder.service /usr/lib/systemd/user/tsyncquenz.service || fail "the units"
 fi
 for link in graphical-session.target.wants/tsyncquenz.service dbus-com.quarnhold.TovikDrive-Quen.tsync.service; do

@@ -54,7 +54,7 @@ inline bool isServed(int port) {
 class StorageServers {
   public:
     StorageServers() {
-        // One processor is enough for what rclone does here, and takes a fifth less of both.
+        // One processor is enough for what rclone does here, and takes a sixth less of it.
         for (const auto& [name, value] : {std::pair("GOMAXPROCS", "1"), {"TCELL_MINIMIZE", "1"}})
             ::setenv(name, value, 1);
         for (const char* name : {"sftp", "webdav", "disk"})

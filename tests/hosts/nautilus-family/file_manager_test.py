@@ -335,14 +335,15 @@ def faults(session):
 
 
 def linked(session):
-    """A file in flight behind a link to its root, and behind a bind mount of its folder."""
-    link = os.path.join(session.folder, "link")
-    bound = os.path.join(session.folder, "inside-bound")
-    os.symlink(session.root, link)
-    os.mkdir(bound)
-    subprocess.check_call(["mount", "--bind", os.path.join(session.root, "inner"), bound])
+    """A file in flight behind a link to its root or its folder, and behind a bind mount of either."""
+    inner = os.path.join(session.root, "inner")
+    places = [os.path.join(session.folder, name) for name in ("link", "bound", "inside", "inside-bound")]
+    for target, link, mount in ((session.root, *places[:2]), (inner, *places[2:])):
+        os.symlink(target, link)
+        os.mkdir(mount)
+        subprocess.check_call(["mount", "--bind", target, mount])
     session.begin_upload("inner/large.bin")
-    for place in (os.path.join(link, "inner"), bound):
+    for place in (os.path.join(places[0], "inner"), os.path.join(places[1], "inner"), *places[2:]):
         session.open(place)
         wait_until(lambda: shows("upload") and shows("sync"), 60, "emblems in " + place)
 
