@@ -11,6 +11,7 @@
 #include "platform/json.h"
 #include "tests/support/FlakyWire.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/enter_home.h"
 
 #include <algorithm>
@@ -98,9 +99,8 @@ class Computer {
   private:
     bool isOurs(pid_t pid) const { // and no server
         const auto holds = [pid](const char* what, const std::string& text) {
-            std::ifstream file("/proc/" + std::to_string(pid) + "/" + what, std::ios::binary);
-            const std::string all{std::istreambuf_iterator<char>(file), {}};
-            return all.find(text) != std::string::npos;
+            return support::contentOf("/proc/" + std::to_string(pid) + "/" + what).find(text) !=
+                   std::string::npos;
         };
         return holds("environ", address) && holds("cmdline", "rcd");
     }

@@ -99,7 +99,7 @@ class StorageServers {
         std::filesystem::create_directories("/run/sshd", ignored); // root's server insists on it
         sftp = std::make_unique<Program>(std::vector<std::string>{
             "/bin/sh", "-c",
-            "exec /usr/sbin/sshd -D -e -f /dev/null -p " + std::to_string(sftpPort) + " -h " +
+            "exec /usr/sbin/sshd -D -e -r -f /dev/null -p " + std::to_string(sftpPort) + " -h " +
                 folder.path("host_key") + " -o ListenAddress=127.0.0.1 -o AuthorizedKeysFile=" +
                 folder.path("key.pub") + " -o StrictModes=no -o UsePAM=no -o PidFile=none -o LogLevel=ERROR" +
                 " -o MaxStartups=100 -o PermitRootLogin=prohibit-password -o 'Subsystem=sftp "

@@ -4,18 +4,19 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <unistd.h>
 
 namespace support {
 
-// What a file holds; "" when none is there.
+// What a file holds; "" when none is there, as that of a process which ends while it is read.
 inline std::string contentOf(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(file)) return {};
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream content;
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+    return content.str();
 }
 
 class TemporaryFolder {
