@@ -27,10 +27,9 @@ mkdir -p "$work"/{run,config/gtk-3.0,config/autostart,config/systemd/user,etc/au
 
 # expect CHECK PATTERN…: what one run of the doctor says, "STATE TEXT" for each check.
 expect() {
-    local findings check found
+    local state check text
     local -A said=()
-    findings=$({ "$program" doctor --json || true; } | jq -r '.[] | .check + "\t" + .state + " " + .text')
-    while IFS=$'\t' read -r check found; do said[$check]=$found; done <<<"$findings"
+    while read -r state check text; do said[${check%:}]="$state $text"; done <<<"$("$program" doctor || true)"
     while [ $# -gt 0 ]; do
         # shellcheck disable=SC2053 # a pattern
         [[ ${said[$1]-} == $2 ]] || fail "$1: expected $2, found ${said[$1]-}"
@@ -52,6 +51,8 @@ missing=()
 command -v tsyncquenz >/dev/null || missing=(service 'warning *is not installed.')
 expect bus 'ok *' activation 'warning *' extension 'problem The extension does not run *' \
     daemon 'warning Nobody owns *' unit 'ok No systemd user manager *' "${missing[@]}"
+{ "$program" doctor --json || true; } | jq -e 'any(.check == "daemon" and .state == "warning" and
+    (.text | startswith("Nobody owns ")) and (.advice | length > 0))' >/dev/null || fail "no JSON"
 
 # The service: without a storage, without its rclone, with one that answers and one that does not; and what systemd
 # says of the extension's unit.

@@ -22,13 +22,14 @@ expect() {
     [ "$status: $said" = "$1: $2" ] || { printf '%s: %s, %s\n' "$*" "$status" "$said" >&2; exit 1; }
 }
 
-# shellcheck disable=SC2046 # the flags are words
-cc -Wall -Wextra -Werror "$examples/changes.c" $(pkg-config --cflags --libs dssnapshot) -o "$work/changes"
+flags=$(pkg-config --cflags dssnapshot)
+# shellcheck disable=SC2046,SC2086 # the flags are words
+cc -Wall -Wextra -Werror "$examples/changes.c" $flags $(pkg-config --libs dssnapshot) -o "$work/changes"
 for header in "$work"/usr/include/dssnapshot/snapshot/*.h; do
     for language in "c -std=c11" "c++ -std=c++17"; do
-        # shellcheck disable=SC2046,SC2086
+        # shellcheck disable=SC2086
         printf '#include <snapshot/%s>\nint used;\n' "${header##*/}" |
-            cc -x $language -Wall -Wextra -Wpedantic -Werror -fsyntax-only $(pkg-config --cflags dssnapshot) -
+            cc -x $language -Wall -Wextra -Wpedantic -Werror -fsyntax-only $flags -
     done
 done
 { "$2" -S "$1/tests/packaging/outside" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/usr" &&

@@ -23,10 +23,11 @@ class VirtualDisplay {
   private:
     const std::string name = ":" + std::to_string(1000 + ::getpid() % 50'000);
     std::string number;
-    // Without a key's repetition: a program that presses one may be held up before it lets go.
-    Program server{
-        {"Xvfb", name, "-screen", "0", "1280x800x24", "-noreset", "-r", "-nolisten", "tcp", "-displayfd"},
-        number};
+    // Without a key's repetition: a program that presses one may be held up before it lets go. Nor with
+    // OpenGL, for which it would load a compiler.
+    Program server{{"Xvfb", name, "-screen", "0", "1280x800x24", "-extension", "GLX", "-noreset", "-r",
+                    "-nolisten", "tcp", "-displayfd"},
+                   number};
 };
 
 } // namespace support

@@ -44,12 +44,14 @@ def enter(build, arguments):
         theme = os.path.join(home, "share", "icons", "hicolor")
         shutil.copytree(os.path.join(build, "resources", "icons", "hicolor"), theme)
         shutil.copy("/usr/share/icons/hicolor/index.theme", theme)
+        # Nothing here needs OpenGL, and whoever looks for it loads a compiler.
         environment.update(XDG_DATA_DIRS=os.path.join(home, "share") + ":/usr/local/share:/usr/share",
-                           GSK_RENDERER="cairo", GSETTINGS_BACKEND="memory", GTK_USE_PORTAL="0",
-                           LC_ALL="C.UTF-8", NO_AT_BRIDGE="0", CAJA_EXTENSION_DIRS=os.path.join(home, "plugins"))
+                           GSK_RENDERER="cairo", GDK_DEBUG="gl-disable", QT_XCB_GL_INTEGRATION="none",
+                           GSETTINGS_BACKEND="memory", GTK_USE_PORTAL="0", LC_ALL="C.UTF-8", NO_AT_BRIDGE="0",
+                           CAJA_EXTENSION_DIRS=os.path.join(home, "plugins"))
         reading, writing = os.pipe()
         display = subprocess.Popen(["Xvfb", "-displayfd", str(writing), "-screen", "0", "%dx%dx24" % SCREEN,
-                                    "-fbdir", home, "-nolisten", "tcp", "-noreset", "-r"],
+                                    "-fbdir", home, "-extension", "GLX", "-nolisten", "tcp", "-noreset", "-r"],
                                    pass_fds=[writing], stderr=subprocess.DEVNULL)
         os.close(writing)
         try:

@@ -372,12 +372,17 @@ def sidebar(session):
     os.makedirs(places)
     shutil.copy(os.path.join(HERE, "../../../packaging/com.quarnhold.TovikDrive-Quen.TSyncFinder.ini"), places)
 
-    def ask(*call):
-        return subprocess.run(["gdbus", "call", "--session", "--dest", name, "--object-path", *call],
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True).stdout
+    from gi.repository import Gio, GLib
+    bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+
+    def ask(where, *call):
+        try:
+            return str(bus.call_sync(name, where, *call, None, Gio.DBusCallFlags.NONE, -1))
+        except GLib.Error as error:
+            return str(error)
 
     def says(text):
-        wait_until(lambda: text in ask(path, "--method", "org.freedesktop.DBus.ObjectManager.GetManagedObjects"), 60,
+        wait_until(lambda: text in ask(path, "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", None), 60,
                    "the entry says " + text)
 
     tree = Accessible(True)
@@ -391,9 +396,9 @@ def sidebar(session):
     says("'in step'")
     use_service(session)
     says("'in step'")
-    for action, target, words in (("pause", "[]", "'paused'"), ("resume", "[]", "'in step'"),
-                                  ("open", "[<'%s'>]" % session.second, "'in step'")):
-        ask(path + "/space", "--method", "org.gtk.Actions.Activate", action, target, "{}")
+    for action, target, words in (("pause", [], "'paused'"), ("resume", [], "'in step'"),
+                                  ("open", [GLib.Variant("s", session.second)], "'in step'")):
+        ask(path + "/space", "org.gtk.Actions", "Activate", GLib.Variant("(sava{sv})", (action, target, {})))
         says(words)
     tree.wait(["frame"], "Second")  # a window shows it
     subprocess.check_call([session.program("tsyncfinder"), "config", "sidebar", "off"], stdout=subprocess.DEVNULL)
