@@ -50,13 +50,14 @@ export DBUS_SESSION_BUS_ADDRESS
 missing=()
 command -v tsyncquenz >/dev/null || missing=(service 'warning *is not installed.')
 expect bus 'ok *' activation 'warning *' extension 'problem The extension does not run *' \
-    daemon 'warning Nobody owns *' unit 'ok No systemd user manager *' "${missing[@]}"
+    daemon 'warning Nobody owns *' unit 'ok No systemd user manager *' switch-nemo '' "${missing[@]}"
 { "$program" doctor --json || true; } | jq -e 'any(.check == "daemon" and .state == "warning" and
     (.text | startswith("Nobody owns ")) and (.advice | length > 0))' >/dev/null || fail "no JSON"
 
 # The service: without a storage, without its rclone, with one that answers and one that does not; and what systemd
 # says of the extension's unit.
 mkdir "$work/bin" "$work/run/systemd"
+ln -s /bin/false "$work/bin/gsettings" # the real one has been asked
 touch "$work/run/systemd/private"
 export PATH=$work/bin:$PATH
 printf '#!/bin/sh\nexit 0\n' >"$work/bin/tsyncquenz"
@@ -83,19 +84,21 @@ extension=$!
 started+=("$extension")
 answers() { "$program" status >/dev/null 2>&1; }
 eventually "the extension does not answer" answers
-expect extension 'ok tsyncfinder (process *' version 'ok *' switch-nemo ''
+expect extension 'ok tsyncfinder (process *' version 'ok *'
 kill -STOP "$extension"
 expect extension 'problem *does not answer.'
 kill -CONT "$extension"
 
 # Switches of the file managers' own.
+rm "$work/bin/gsettings"
 printf '#!/bin/sh\n' >"$work/bin/nemo"
 printf "#!/bin/sh\necho \"['TSyncFinderPlugin']\"\n" >"$work/bin/gsettings"
 chmod +x "$work/bin/nemo" "$work/bin/gsettings"
 printf '[General]\nlibtsyncfinder-dolphin=false\n[Show]\nlibtsyncfinder-dolphin=true\n' >"$work/config/kservicemenurc"
 mkdir -p "$work/data/flatpak/app/org.kde.dolphin" "$work/etc"
 expect switch-nemo "warning Nemo's own settings*" switch-dolphin ''
-rm "$work/config/kservicemenurc" "$work/bin/gsettings" "$work/bin/nemo"
+rm "$work/config/kservicemenurc" "$work/bin/nemo"
+ln -sf /bin/false "$work/bin/gsettings"
 printf '[Show]\nlibtsyncfinder-dolphin=false\n' >"$work/etc/kservicemenurc"
 expect switch-dolphin "warning Dolphin's own settings*$work/etc/kservicemenurc." \
     flatpak 'warning Dolphin is installed as a Flatpak, org.kde.dolphin, *'
@@ -114,7 +117,6 @@ printf '[Settings]\ngtk-icon-theme-name=Fancy\n' >"$work/config/gtk-3.0/settings
 mkdir -p "$work/share/icons/Fancy" "$work/share/icons/Plain/16/emblems"
 printf '[Icon Theme]\nInherits=Plain,Gone\n' >"$work/share/icons/Fancy/index.theme"
 printf '[Icon Theme]\nInherits=Fancy\nDirectories=8,16/emblems\n[8]\nSize=8\n' >"$work/share/icons/Plain/index.theme"
-ln -s /bin/false "$work/bin/gsettings"
 expect emblems 'problem Not found from the icon theme Fancy (*gtk-3.0/settings.ini): emblem-tsyncfinder-update, *'
 for badge in update sync error upload tovik; do touch "$work/share/icons/Plain/16/emblems/emblem-tsyncfinder-$badge.png"; done
 expect emblems 'ok *, in Plain'
