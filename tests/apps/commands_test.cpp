@@ -230,8 +230,11 @@ TEST_F(CommandsTest, CountAPanelThatFailsAsCancelledAndTellThePersonOnce) {
     EXPECT_TRUE(recorder.take().empty());
 
     panelsDo("echo '{\"written\":false}'; exit 1");
-    EXPECT_THAT(invoke("copyPublicLink: @/one.txt").output, HasSubstr("is not in a synced folder."));
-    EXPECT_THAT(desktop.take(), ElementsAre(path("one.txt") + " liegt in keinem synchronisierten Ordner."));
+    folder.write("a & <b>", "");
+    EXPECT_THAT(invoke("copyPublicLink: '@/a & <b>'").output,
+                HasSubstr("a & <b> is not in a synced folder."));
+    EXPECT_THAT(desktop.take(),
+                ElementsAre(path("a &amp; &lt;b&gt;") + " liegt in keinem synchronisierten Ordner."));
     EXPECT_THAT(newLogLines(), ElementsAre("Error in remote request."));
 
     // What no badge tells at once is told; while that is shown, what comes joins it.
