@@ -285,6 +285,9 @@ TEST_F(ClientTest, FollowsNotificationsAndTheDeathOfTheDaemonOnceBound) {
         center.addObserver(TSYNC_NOTE_STOP, [&stops](const platform::Notification& notification) {
             stops.write(platform::LogLevel::info, notification.name);
         });
+    localCenter.post(platform::NSConnectionDidDieNotification, this);
+    client->getSyncStatus();
+    EXPECT_EQ(log.count("TSyncClient: daemon connected!"), 1U) << "another connection has died";
     daemon.reset();
     ASSERT_TRUE(stops.waitFor(TSYNC_NOTE_STOP));
     daemon = std::make_unique<TestDaemon>(asSet());
