@@ -26,10 +26,7 @@ class TemporaryFolder {
         std::string name = std::string(hasMemory ? "/dev/shm" : "/tmp") + "/tsyncfinder-XXXXXX";
         folder = std::filesystem::canonical(::mkdtemp(name.data()));
     }
-    ~TemporaryFolder() {
-        std::error_code ignored; // a program that has just been killed may still write into it
-        std::filesystem::remove_all(folder, ignored);
-    }
+    ~TemporaryFolder() { std::filesystem::remove_all(folder); }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
