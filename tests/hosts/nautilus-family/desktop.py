@@ -130,17 +130,26 @@ class Accessible:
         Atspi.init()
 
     def shown(self, roles, names):
-        """Each thing that is shown and has one of the roles and one of the names, after its name."""
-        waiting = [self.atspi.get_desktop(0)]
+        """Each thing that is shown and has one of the roles and one of the names, after its name; of the newest
+        window, which may be a menu or a page, first."""
+        waiting = self.children(self.atspi.get_desktop(0))
+        waiting = [window for program in waiting for window in self.children(program)]
         while waiting:
             node = waiting.pop()
             try:
-                name = node.get_name() if roles is None or node.get_role_name() in roles else None
-                if name in names and self.is_visible(node):
+                name = node.get_name()  # each is a question to the program, so what tells most apart comes first
+                if name in names and (roles is None or node.get_role_name() in roles) and self.is_visible(node):
                     yield name, node
-                waiting += [node.get_child_at_index(i) for i in reversed(range(node.get_child_count()))]
+                waiting += reversed(self.children(node))
             except Exception:  # it has gone while it was looked at
                 pass
+
+    @staticmethod
+    def children(node):
+        try:
+            return [node.get_child_at_index(i) for i in range(node.get_child_count())]
+        except Exception:  # some went while they were counted
+            return []
 
     def find(self, roles, name):
         return next((node for _, node in self.shown(roles, [name])), None)
