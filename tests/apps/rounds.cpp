@@ -433,7 +433,7 @@ class Rounds {
     std::mt19937 random;
     const std::string storageName;
     support::TemporaryFolder work;
-    support::StorageServers servers;
+    support::StorageServers servers{"sftp"};
     support::FlakyWire wire;
     bool isServed = true;
     std::vector<std::unique_ptr<Computer>> computers;

@@ -1,5 +1,5 @@
-// The sync service as a person has it: the program on a bus of its own, a real SFTP server, the extension
-// beside it.
+// The sync service as a person has it: the program on a bus of its own, a real SFTP server or, where that is
+// not what matters, a folder as the storage, the extension beside it.
 #include "backends/dbus/SyncServiceInterface.h"
 #include "dirsnapshot/DirSnapshot.h"
 #include "platform/file_attributes.h"
@@ -39,21 +39,33 @@ class SyncService : public testing::Test {
                             method + " " + arguments)
             .output;
     }
-    static bool eventuallyStatus(const std::string& text) {
-        return eventually([&text] { return command("status").output.find(text) != std::string::npos; });
+    // Asked without a program in between; nothing while no service runs.
+    static std::optional<platform::Dictionary> askedStatus() {
+        try {
+            return backends::dbus::SyncServiceClient().status();
+        } catch (const std::runtime_error&) {
+            return std::nullopt;
+        }
     }
-    // All pairs, and so many; asked without a program in between.
+    // What the program prints, which is run when there is something else to print.
+    static bool eventuallyStatus(const std::string& text) {
+        std::optional<platform::Dictionary> last;
+        return eventually([&] {
+            auto status = askedStatus();
+            if (!status || status == last) return false;
+            last = std::move(status);
+            return command("status").output.find(text) != std::string::npos;
+        });
+    }
+    // All pairs, and so many.
     static bool areInStep(std::size_t pairs) {
         return eventually([pairs] {
-            try {
-                const auto status = backends::dbus::SyncServiceClient().status();
-                const auto& all = *platform::arrayAt(status, "pairs");
-                return all.size() == pairs && std::all_of(all.begin(), all.end(), [](const auto& pair) {
-                           return *platform::textAt(*pair.dictionary(), "state") == "in step";
-                       });
-            } catch (const std::runtime_error&) {
-                return false;
-            }
+            const auto status = askedStatus();
+            if (!status) return false;
+            const auto& all = *platform::arrayAt(*status, "pairs");
+            return all.size() == pairs && std::all_of(all.begin(), all.end(), [](const auto& pair) {
+                       return *platform::textAt(*pair.dictionary(), "state") == "in step";
+                   });
         });
     }
 
@@ -62,10 +74,10 @@ class SyncService : public testing::Test {
     support::StorageServers servers;
     support::PrivateBus sessionBus;
     const fs::path folder = home / "Pictures";
-    const fs::path there = servers.files("sftp") / "Pictures";
 };
 
 TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
+    const fs::path there = servers.files("sftp") / "Pictures";
     EXPECT_EQ(command("run").status, 2); // nothing is set up
     EXPECT_EQ(command("setup nowhere").status, 2);
     const support::Result setup = command("setup " + servers.storage("sftp"));
@@ -128,7 +140,7 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
     EXPECT_EQ(service.end(SIGTERM), 0);
     servers.stopSftp();
     support::Program again(serviceInHaste);
-    EXPECT_TRUE(eventually([] { return command("status").output.find("failed, ") != std::string::npos; }));
+    EXPECT_TRUE(eventuallyStatus("failed, "));
     EXPECT_EQ(support::run(waits).status, 1);
     servers.startSftp();
     EXPECT_EQ(command("resume").status, 0);
@@ -144,6 +156,7 @@ TEST_F(SyncService, KeepsAFolderInStepWithAServerAndTheExtensionSaysSo) {
 
 // A pair in another one, through all that could make either take the other's items for deleted.
 TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
+    const fs::path there = servers.files("disk") / "Pictures";
     const fs::path inner = folder / "dir/in";
     const auto put = [](const fs::path& file, const std::string& content) {
         fs::create_directories(file.parent_path());
@@ -162,7 +175,7 @@ TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
             told.push_back(std::move(body));
         return !told.empty();
     };
-    ASSERT_EQ(command("setup " + servers.storage("sftp")).status, 0);
+    ASSERT_EQ(command("setup " + servers.storage("disk")).status, 0);
     std::optional<support::Program> service;
     const auto restart = [&](int signal) {
         if (service) service->end(signal);
@@ -269,14 +282,14 @@ TEST_F(SyncService, APairInAnotherIsCutOutOfItAndNothingIsLost) {
 }
 
 TEST_F(SyncService, BringsSingleItemsUpAndDownAndWritesASnapshotOfTheSpace) {
-    const fs::path docs = servers.files("sftp") / "Docs";
+    const fs::path docs = servers.files("disk") / "Docs";
     const fs::path own = home / "state/tsyncquenz";
     const std::string downloads = home.path("Downloads");
     fs::create_directories(docs / "below");
     fs::create_directories(downloads);
     std::ofstream(docs / "below/one.txt") << "one";
     std::ofstream(docs / "two.txt") << "two";
-    ASSERT_EQ(command("setup " + servers.storage("sftp")).status, 0);
+    ASSERT_EQ(command("setup " + servers.storage("disk")).status, 0);
     support::Program service(serviceInHaste);
     ASSERT_TRUE(eventuallyStatus("No folder is synced yet"));
 

@@ -1,6 +1,6 @@
 // Real storages on the loopback, each a folder of this machine behind a server of its own, and a
 // configuration of rclone that knows them all: "sftp" (OpenSSH), "webdav" (rclone's server, which tells times
-// by the second and no digests), "secret" (encrypted, on top of sftp), "disk" (no server). A server starts
+// by the second and no digests), "disk" (no server), "secret" (encrypted, on top of disk or sftp). A server starts
 // when its storage is asked for.
 #pragma once
 
@@ -53,7 +53,7 @@ inline bool isServed(int port) {
 
 class StorageServers {
   public:
-    StorageServers() {
+    explicit StorageServers(std::string belowSecret = "disk") : secretLiesIn(std::move(belowSecret)) {
         // One processor is enough for what rclone does here, and takes a sixth less of it.
         for (const auto& [name, value] : {std::pair("GOMAXPROCS", "1"), {"TCELL_MINIMIZE", "1"}})
             ::setenv(name, value, 1);
@@ -65,14 +65,14 @@ class StorageServers {
             << "\nkey_file = " << folder.path("key") << "\nknown_hosts_file = " << folder.path("known_hosts")
             << "\nskip_links = true\nshell_type = unix\n"
             << "[webdav]\ntype = webdav\nurl = http://127.0.0.1:" << webdavPort << "\nvendor = other\n"
-            << "[secret]\ntype = crypt\nremote = sftp:" << folder.path("sftp/secret")
+            << "[secret]\ntype = crypt\nremote = " << (secretLiesIn == "sftp" ? "sftp:" : "") << folder.path(secretLiesIn + "/secret")
             << "\npassword = QvwqdIeuqxM3Rioq23YEWJJY93D6IScUIYw\n"; // "a password", as rclone writes it
     }
 
     // rclone's name of a storage, as the service is given it.
     std::string storage(const std::string& name) {
         if (name == "webdav" && !webdav) startWebdav();
-        if ((name == "sftp" || name == "secret") && !sftp) startSftp();
+        if ((name == "sftp" || (name == "secret" && secretLiesIn == "sftp")) && !sftp) startSftp();
         if (name == "sftp") return "sftp:" + folder.path("sftp");
         return name + ":";
     }
@@ -132,6 +132,7 @@ class StorageServers {
             throw std::runtime_error("a server did not start");
     }
 
+    const std::string secretLiesIn;
     TemporaryFolder folder;
     const int sftpPort = freePort();
     const int webdavPort = freePort();
