@@ -1,7 +1,7 @@
 // Real storages on the loopback, each a folder of this machine behind a server of its own, and a
 // configuration of rclone that knows them all: "sftp" (OpenSSH), "webdav" (rclone's server, which tells times
-// by the second and no digests), "disk" (no server), "secret" (encrypted, on top of disk or sftp). A server starts
-// when its storage is asked for.
+// by the second and no digests), "disk" (no server), "secret" (encrypted, on top of disk or sftp). A server
+// starts when its storage is asked for.
 #pragma once
 
 #include "tests/support/Programs.h"
@@ -65,7 +65,8 @@ class StorageServers {
             << "\nkey_file = " << folder.path("key") << "\nknown_hosts_file = " << folder.path("known_hosts")
             << "\nskip_links = true\nshell_type = unix\n"
             << "[webdav]\ntype = webdav\nurl = http://127.0.0.1:" << webdavPort << "\nvendor = other\n"
-            << "[secret]\ntype = crypt\nremote = " << (secretLiesIn == "sftp" ? "sftp:" : "") << folder.path(secretLiesIn + "/secret")
+            << "[secret]\ntype = crypt\nremote = " << (secretLiesIn == "sftp" ? "sftp:" : "")
+            << folder.path(secretLiesIn + "/secret")
             << "\npassword = QvwqdIeuqxM3Rioq23YEWJJY93D6IScUIYw\n"; // "a password", as rclone writes it
     }
 

@@ -25,7 +25,8 @@ constexpr int cannotRun = 127; // the status that a shell gives
 // held any lock at the moment of the fork.
 // NOLINTNEXTLINE(readability-function-size): all that may be looked at after the fork
 [[noreturn]] void becomeProgram(const char* program, char* const* arguments, char* const* environment,
-                                int standardInput, int standardOutput, bool endsWithParent, pid_t parent) {
+                                int standardInput, int standardOutput, const std::vector<int>& inherited,
+                                bool endsWithParent, pid_t parent) {
     if (endsWithParent) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent) ::_exit(cannotRun); // it ended before that was set
@@ -35,6 +36,8 @@ constexpr int cannotRun = 127; // the status that a shell gives
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::dup2(standardInput, STDIN_FILENO);
     ::dup2(standardOutput, STDOUT_FILENO);
+    for (const int file : inherited)
+        ::fcntl(file, F_SETFD, 0);
     ::execve(program, arguments, environment);
     ::_exit(cannotRun);
 }
@@ -70,7 +73,7 @@ ChildProcess::ChildProcess(const Start& start, const platform::Clock& itsClock) 
         process = ::fork();
     if (process == 0)
         becomeProgram(start.program.c_str(), arguments.data(), environment.data(), sockets[1], pipe[1],
-                      start.endsWithParent, parent);
+                      start.inherited, start.endsWithParent, parent);
     const int error = errno;
     input = std::exchange(sockets[0], -1);
     output = std::exchange(pipe[0], -1);

@@ -27,6 +27,7 @@ class ChildProcess {
         // Whether the kernel kills the child when this process ends, or the thread that started it does.
         bool endsWithParent = true;
         std::vector<std::string> arguments{}; // without the program's name
+        std::vector<int> inherited{};         // descriptors that the child has too, under the same numbers
     };
 
     // Standard error is shared with the parent; signals are as at a program's start. Raises

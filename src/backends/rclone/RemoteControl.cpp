@@ -1,6 +1,7 @@
 #include "backends/rclone/RemoteControl.h"
 
 #include "backends/posix/ChildProcess.h"
+#include "backends/rclone/PasswordFile.h"
 #include "backends/rclone/listening.h"
 #include "backends/rclone/replies.h"
 #include "platform/json.h"
@@ -231,8 +232,6 @@ class RemoteControl::Loop {
                            // those of a look at a large pair fill its memory.
                            "--rc-job-expire-duration", "100ms", "--rc-job-expire-interval", "100ms"};
         start.environment = settings.environment;
-        start.environment.push_back("RCLONE_RC_USER=" + user);
-        start.environment.push_back("RCLONE_RC_PASS=" + password);
         {
             std::lock_guard guard(lock);
             start.environment.push_back("RCLONE_BWLIMIT=" + bandwidth);
@@ -245,6 +244,11 @@ class RemoteControl::Loop {
         // above it. None is asked for here.
         start.environment.emplace_back("RCLONE_SFTP_DISABLE_HASHCHECK=true");
         try {
+            // It checks a name and a password from its environment by a thousand rounds of MD5 at each
+            // request.
+            const PasswordFile passwords(user, password);
+            start.arguments.insert(start.arguments.end(), {"--rc-htpasswd", passwords.path()});
+            start.inherited = {passwords.descriptor()};
             child.emplace(start, clock);
         } catch (const std::system_error& error) {
             log.error("rclone cannot be started: ", std::string_view(error.what()));

@@ -1,9 +1,9 @@
 // One rclone that serves its remote control to this process alone, and the questions put to it.
 //
 // The child listens on the loopback at a port of its own, with a name and a password that are new at each
-// start and travel in its environment; neither is on a command line, in a log or in a file. It ends with this
-// process, however that ends, and is started again when it dies. A question that finds no child waits for the
-// next one; one that was under way when it died fails as unreachable, since nobody knows how far it came.
+// start; the child is told the password's digest alone, by a file in memory. It ends with this process,
+// however that ends, and is started again when it dies. A question that finds no child waits for the next
+// one; one that was under way when it died fails as unreachable, since nobody knows how far it came.
 //
 // Threads: any may ask. One thread of the object's own does the rest, and calls the answers back: they only
 // hand on. While nothing is asked it sleeps without a timer.

@@ -1,3 +1,4 @@
+#include "backends/rclone/PasswordFile.h"
 #include "backends/rclone/RcloneSpace.h"
 #include "tests/support/StorageServers.h"
 #include "tests/support/fakes.h"
@@ -153,12 +154,15 @@ TEST_F(RcloneControl, OutlivesItsChildAndIsOutlivedByNone) {
 
         const std::string line = support::contentOf("/proc/" + std::to_string(last) + "/cmdline");
         const std::string environment = support::contentOf("/proc/" + std::to_string(last) + "/environ");
-        const std::size_t secret = environment.find("RCLONE_RC_PASS=");
-        ASSERT_NE(secret, std::string::npos);
-        const std::string password = environment.substr(secret + 15, 36);
-        EXPECT_EQ(line.find(password), std::string::npos);
+        EXPECT_EQ(environment.find("RCLONE_RC_"), std::string::npos);
+        const std::size_t file = line.find("/proc/self/fd/");
+        ASSERT_NE(file, std::string::npos);
+        const std::string told =
+            support::contentOf("/proc/" + std::to_string(last) + "/fd/" + (line.c_str() + file + 14));
+        EXPECT_THAT(told, testing::MatchesRegex("[a-z2-7]{36}:[{]SHA[}][A-Za-z0-9+/]{27}=\n"));
+        EXPECT_EQ(line.find(told.substr(0, 36)), std::string::npos);
         for (const std::string& written : log.lines())
-            EXPECT_EQ(written.find(password), std::string::npos);
+            EXPECT_EQ(written.find(told.substr(0, 36)), std::string::npos);
     }
     EXPECT_NE(::kill(last, 0), 0);
 
@@ -179,6 +183,11 @@ TEST_F(RcloneControl, OutlivesItsChildAndIsOutlivedByNone) {
     EXPECT_TRUE(support::eventually([&] {
         return support::run("ps -o stat= -p " + found).output.find_first_not_of("Z \n") == std::string::npos;
     }));
+}
+
+TEST_F(RcloneControl, TellsAPasswordAsAServerReadsIt) {
+    const PasswordFile file("me", "secret");
+    EXPECT_EQ(support::contentOf(file.path()), "me:{SHA}5en6G6MezRroT3XKqkdPOmY/BfQ=\n");
 }
 
 TEST_F(RcloneControl, SaysWhenThereIsNone) {
