@@ -27,6 +27,9 @@ if(CMAKE_BUILD_TYPE STREQUAL Debug)
     endif()
 endif()
 
+# A program loads what it calls: a library that its parts alone would need costs each start some milliseconds.
+add_link_options(LINKER:--as-needed)
+
 # Errors are made of them in the presets that developers and the build server use, so that a packager's flags and next
 # year's compiler build it too.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion)

@@ -250,15 +250,4 @@ DirSnapshot::compareWithSnapshotUsingHashes(DirSnapshot* other, const std::strin
                                           ignoreDeleted, withExclusions, path().value_or(""));
 }
 
-bool DirSnapshot::isNodeAtFullPathExcluded(std::string_view path) {
-    for (; !paths::isRootPath(path); path = paths::parentPath(path)) {
-        const std::string_view parent = paths::parentPath(path);
-        const std::string name(paths::lastPathComponent(path));
-        const std::string parentName(paths::lastPathComponent(parent));
-        const std::string grandparentName(paths::lastPathComponent(paths::parentPath(parent)));
-        if (checkForExclusion(name.c_str(), parentName.c_str(), grandparentName.c_str()) != 0) return true;
-    }
-    return false;
-}
-
 } // namespace dirsnapshot
