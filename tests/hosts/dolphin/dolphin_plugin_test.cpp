@@ -124,7 +124,7 @@ TEST(DolphinPlugins, BadgeItemsOfferMenusAndOutliveNonsense) {
         EXPECT_TRUE(shows(sync)) << "a new one is given a chance after " << mood;
     }
     extension->emit(FINDER_SYNC_BADGES_CHANGED, g_variant_new("(s)", "nonsense"));
-    for (int i = 0; i < 20'000; ++i)
+    for (int i = 0; i < 5'000; ++i)
         extension->emitChanged("file:///root");
     extension->badge = uploading; // and no signal of it
     EXPECT_TRUE(shows(upload)) << "after a flood";
