@@ -281,12 +281,16 @@ def reasons(session):
     tree.wait(None, "Nothing at it or below it is under way.")  # the open page follows the badge
 
 
+def ask_manager(method, path):
+    """What programs ask of whichever file manager there is."""
+    subprocess.check_call(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1", "--object-path",
+                           "/org/freedesktop/FileManager1", "--method", "org.freedesktop.FileManager1." + method,
+                           "['file://%s']" % path, ""], stdout=subprocess.DEVNULL)
+
+
 def show_page(session, tree, name):
     tree.wait(None, name)  # else the bus would start another file manager
-    subprocess.check_call(["gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1", "--object-path",
-                           "/org/freedesktop/FileManager1", "--method",
-                           "org.freedesktop.FileManager1.ShowItemProperties",
-                           "['file://%s']" % os.path.join(session.root, name), ""], stdout=subprocess.DEVNULL)
+    ask_manager("ShowItemProperties", os.path.join(session.root, name))
     page = tree.wait(["page tab", "radio button", "list item"], "Sync")
     session.click(tree, page)
 
@@ -343,9 +347,15 @@ def linked(session):
         os.mkdir(mount)
         subprocess.check_call(["mount", "--bind", target, mount])
     session.begin_upload("inner/large.bin")
-    for place in (os.path.join(places[0], "inner"), os.path.join(places[1], "inner"), *places[2:]):
-        session.open(place)
+    first, *others = (os.path.join(places[0], "inner"), os.path.join(places[1], "inner"), *places[2:])
+    session.open(first)
+    for place in (first, *others):
+        if place != first:
+            ask_manager("ShowFolders", place)
         wait_until(lambda: shows("upload") and shows("sync"), 60, "emblems in " + place)
+        for window in windows_of(session):  # the next one is seen alone
+            subprocess.check_call(["xdotool", "windowunmap", window])
+        badges_go()
 
 
 def use_service(session):
