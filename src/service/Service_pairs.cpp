@@ -75,7 +75,8 @@ Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePa
     if (former) forgetDatabase(*remote, *former);
     {
         const std::lock_guard guard(lock);
-        threads[*remote] = makeThread(*remote, local);
+        // The service's start may have been first: its thread is not to be replaced with the lock held.
+        if (!threads.contains(*remote)) threads[*remote] = makeThread(*remote, local);
     }
     log.info("Syncing ", local, " with ", *remote);
     if (former) cutAnew(*former, *remote);

@@ -138,6 +138,7 @@ TEST_F(APairsThread, IsPausedThoughALookEndsJustThen) {
 // What is watched; nothing comes of it.
 class WatchedTrees final : public platform::DirectoryEvents {
   public:
+    std::function<void(const std::string& directory)> forgets;
     void start(Handler) override {}
     void stop() override {}
     bool watchTree(const std::string& directory) override {
@@ -146,6 +147,7 @@ class WatchedTrees final : public platform::DirectoryEvents {
         return true;
     }
     void forgetTree(const std::string& directory) override {
+        if (forgets) forgets(directory);
         const std::lock_guard guard(lock);
         trees.erase(directory);
     }
@@ -249,6 +251,17 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
               "paused");
     EXPECT_TRUE(service->exclusionOfRemote("/Pair/y").isExcluded);
     EXPECT_FALSE(service->exclusionOfRemote("/Pair/x").isExcluded);
+
+    // The start comes in the middle of a request for which the bus has started the service: the pair's thread
+    // is made once. Replaced, it would be waited for while it waits for what the request holds.
+    std::vector<std::string> ended;
+    watched.forgets = [&](const std::string& directory) {
+        ended.push_back(directory);
+        if (ended.size() == 1) service->start();
+    };
+    EXPECT_TRUE(service->startSync(place.path("pair"), "/Pictures"));
+    watched.forgets = nullptr;
+    EXPECT_EQ(ended, std::vector<std::string>{place.path("another")});
 }
 
 } // namespace
