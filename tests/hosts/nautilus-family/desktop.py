@@ -162,6 +162,10 @@ class Accessible:
         return self.is_gtk4 or node.get_role_name() == "icon" or \
             node.get_state_set().contains(self.atspi.StateType.SHOWING)
 
+    def is_chosen(self, node):
+        states = node.get_state_set()
+        return states.contains(self.atspi.StateType.SELECTED) or states.contains(self.atspi.StateType.CHECKED)
+
     def wait(self, roles, name, seconds=60):
         return wait_until(lambda: self.find(roles, name), seconds, "%s %r" % ("/".join(roles or ["any"]), name))
 
