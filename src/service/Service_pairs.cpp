@@ -17,6 +17,18 @@ using sync_daemon::plainLocalPath;
 using sync_daemon::plainPath;
 using sync_daemon::realPath;
 
+Failure taken(const std::string& local, const std::string& remote) {
+    return {Trouble::refused, local + " is synced with " + remote + " already"};
+}
+
+// The first lies in the second here, and the third in the fourth there, which are of the pairs the other way
+// round.
+Failure crossing(const std::string& inner, const std::string& outer, const std::string& innerThere,
+                 const std::string& outerThere) {
+    return {Trouble::refused, inner + " lies in " + outer + ", but in the storage " + innerThere +
+                                  " lies in " + outerThere + ": they cannot both be synced"};
+}
+
 } // namespace
 
 Outcome<Done> Service::checkPair(const std::string& local, const std::string& remote) const {
@@ -24,20 +36,15 @@ Outcome<Done> Service::checkPair(const std::string& local, const std::string& re
     for (const auto& [otherRemote, otherLocal] : state.pairs) {
         if (otherRemote == remote) continue;
         const std::string otherReal = realPath(otherLocal);
-        if (real == otherReal)
-            return Failure{Trouble::refused, local + " is synced with " + otherRemote + " already"};
+        if (real == otherReal) return taken(local, otherRemote);
         const auto crosses = [](const std::string& here, const std::string& otherHere,
                                 const std::string& there, const std::string& otherThere) {
             return isAtOrBelow(here, otherHere) && isAtOrBelow(otherThere, there);
         };
         if (crosses(real, otherReal, remote, otherRemote))
-            return Failure{Trouble::refused, local + " lies in " + otherLocal + ", but in the storage " +
-                                                 otherRemote + " lies in " + remote +
-                                                 ": they cannot both be synced"};
+            return crossing(local, otherLocal, otherRemote, remote);
         if (crosses(otherReal, real, otherRemote, remote))
-            return Failure{Trouble::refused, otherLocal + " lies in " + local + ", but in the storage " +
-                                                 remote + " lies in " + otherRemote +
-                                                 ": they cannot both be synced"};
+            return crossing(otherLocal, local, remote, otherRemote);
     }
     return Done{};
 }
