@@ -1,6 +1,7 @@
 /* A disk with faults, to be loaded before a program (LD_PRELOAD): a directory named "dead" is never opened,
  * as on a server that is gone, and one named "slow" only after 0.6 s; about an item named "broken" it has
- * nothing but an error. */
+ * nothing but an error, and about one named "held" nothing while nobody writes to the pipe that the
+ * variable HELD_BY names. */
 #define _GNU_SOURCE
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -8,6 +9,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdbool.h>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -38,4 +40,10 @@ int fstatat(int directory, const char* restrict path, struct stat* restrict stat
 
 int statx(int directory, const char* restrict path, int flags, unsigned mask, struct statx* restrict status) {
     return is_broken(path) ? -1 : (int)syscall(SYS_statx, directory, path, flags, mask, status);
+}
+
+int stat(const char* restrict path, struct stat* restrict status) {
+    const char* gate = getenv("HELD_BY");
+    if (gate != NULL && strcmp(name_of(path), "held") == 0) close(open(gate, O_RDONLY));
+    return fstatat(AT_FDCWD, path, status, 0);
 }

@@ -7,6 +7,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
@@ -219,9 +220,14 @@ TEST_F(ExtensionProcessTest, WaitsUntilFilesHaveArrivedOrCannot) {
     EXPECT_EQ(support::contentOf(folder / "said"), "tsyncfinder: The sync service is not running.\n");
 }
 
-TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
+TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoesAndIsAnsweredLate) {
+    folder.write("Docs/held", "on a disk that does not answer about it");
+    const std::string gate = folder.path("gate");
+    ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
     const Program daemon(daemonArguments({"--start", docs, "/Docs"}));
-    const Program extension({finder, "run", "--log-level", "error"});
+    const Program extension(
+        {"/usr/bin/env", "ASAN_OPTIONS=verify_asan_link_order=0", "LD_PRELOAD=" DISK_FAULTS,
+         "HELD_BY=" + gate, finder, "run", "--log-level", "error"});
     EXPECT_TRUE(comes("/sub/large.bin sync"));
     const std::string watches = "exec " + finder + " badges --watch " + docs;
     const Program watch({"/bin/sh", "-c", watches + " >" + folder.path("seen")});
@@ -231,6 +237,9 @@ TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoes) {
             [&] { return support::contentOf(folder / file).find(line) != std::string::npos; });
     };
     EXPECT_TRUE(seen("└── sub  ✔ Status Sync\n    └── large.bin  ✔ Status Sync"));
+    EXPECT_TRUE(seen("├── held\n")) << support::contentOf(folder / "seen");
+    const std::fstream answers(gate); // for reading, too: it waits for nobody
+    EXPECT_TRUE(seen(docs + "/held  ✔ Status Sync\n"));
     EXPECT_TRUE(support::eventually([&] { return tell("status --json | grep '\"hosts\":2'").status == 0; }));
     // Whether it has arrived when it is seen, the daemon decides.
     fs::rename(folder / "Docs/sub", folder / "Docs/moved");
