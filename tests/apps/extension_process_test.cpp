@@ -225,9 +225,9 @@ TEST_F(ExtensionProcessTest, WatchesWhatComesAndGoesAndIsAnsweredLate) {
     const std::string gate = folder.path("gate");
     ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
     const Program daemon(daemonArguments({"--start", docs, "/Docs"}));
-    const Program extension(
-        {"/usr/bin/env", "ASAN_OPTIONS=verify_asan_link_order=0", "LD_PRELOAD=" DISK_FAULTS,
-         "HELD_BY=" + gate, finder, "run", "--log-level", "error"});
+    const Program extension({"/usr/bin/env", "ASAN_OPTIONS=verify_asan_link_order=0",
+                             "LD_PRELOAD=" DISK_FAULTS, "HELD_BY=" + gate, finder, "run", "--log-level",
+                             "error"});
     EXPECT_TRUE(comes("/sub/large.bin sync"));
     const std::string watches = "exec " + finder + " badges --watch " + docs;
     const Program watch({"/bin/sh", "-c", watches + " >" + folder.path("seen")});

@@ -27,7 +27,7 @@ TEST_F(Editing, MakesTheDirectoriesOnTheWayAndUpdatesWhatIsThere) {
     snapshot.addItemAtPath("/a/b/c.txt", {{platform::NSFileType, platform::NSFileTypeRegular},
                                           {platform::NSFileSize, 5.9},
                                           {platform::NSFileModificationDate, -1.5},
-                                          {platform::NSFileCreationDate, 1e30}});
+                                          {platform::NSFileCreationDate, 0x1p63}});
     EXPECT_THAT(listing(snapshot), ElementsAre("/a/", "/a/b/", "/a/b/c.txt 5"));
     const DSNode* node = snapshot.nodeAtFullpath("/a/b/c.txt");
     EXPECT_EQ(node->modifiedTime, -1);

@@ -53,8 +53,10 @@ TEST_F(HashComparison, GivesEachDifferenceAsAnItem) {
                                                              "/nowhere-at-all/missing", false, {});
     EXPECT_EQ(pathsOf(*part, DirSnapshotAddedPathsKey), Strings{"/d/f"});
 
-    current.setPath("/");
-    previous.addItemAtPath("/tmp", directory()); // still on disk
+    const support::TemporaryFolder folder;
+    std::filesystem::create_symlink("nowhere", folder / "link"); // still on disk, wherever it leads
+    current.setPath(folder.path());
+    previous.addItemAtPath("/link", file(1));
     EXPECT_EQ(pathsOf(compare(), DirSnapshotDeletedPathsKey), Strings{"/gone"});
 }
 

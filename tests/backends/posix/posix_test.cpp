@@ -56,10 +56,10 @@ TEST(MountPoints, TellWhereElseABindMountCanBeReached) {
     const backends::posix::MountPoints mounts(
         "26 1 254:0 / / rw shared:1 - ext4 /dev/vda rw\n"
         "30 26 8:1 /@home /home rw - btrfs /dev/sda rw\n"
-        "31 26 254:0 /data/My\\040Files /mnt/one\\134 rw - ext4 /dev/vda rw\n"
+        "31 26 254:0 /data/My\\040Files /mnt/one\\134\\040 rw - ext4 /dev/vda rw\n"
         "32 26 8:1 /@home/ana/d /mnt/two rw - btrfs /dev/sda rw\n"
         "33 26 8:1 /@homes /mnt/three rw - btrfs /dev/sda rw\n");
-    EXPECT_THAT(mounts.otherPathsOf("/mnt/one\\"), testing::ElementsAre("/data/My Files"));
+    EXPECT_THAT(mounts.otherPathsOf("/mnt/one\\ "), testing::ElementsAre("/data/My Files"));
     EXPECT_THAT(mounts.otherPathsOf("/mnt/two"), testing::ElementsAre("/home/ana/d"));
     for (const char* path : {"/", "/home", "/mnt/three", "/mnt/two/below"})
         EXPECT_THAT(mounts.otherPathsOf(path), testing::IsEmpty()) << path;
