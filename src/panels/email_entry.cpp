@@ -118,7 +118,6 @@ void appendEntriesOfPart(std::string_view part, std::vector<std::string>& entrie
     bool endsAddress = false; // its last word or bracket does
     for (std::size_t at = 0; lastAddress != std::string_view::npos && at < lastAddress;) {
         if (const std::size_t end = quotes.endFrom(at); end != at) {
-            endsAddress = hasAddress && part[at] == '(';
             at = end;
         } else if (blanks.find(part[at]) == std::string_view::npos) {
             if (part[at] == '@') hasAddress = endsAddress = true;

@@ -39,6 +39,7 @@ TEST(EmailEntry, APastedTextIsCutIntoItsEntries) {
         {"a@b.de, c@d.ee;e@f.gg\r\n\n  h@i.jj ,,", {"a@b.de", "c@d.ee", "e@f.gg", "h@i.jj"}},
         {"a@b.de c@d.ee\tbad e@f", {"a@b.de", "c@d.ee", "bad e@f"}},
         {"\"Smith, John\" <j@x.org>, Ann <a,b@x.org>", {"j@x.org", "a", "b@x.org>"}},
+        {"\"Smith; John \" <j@x.org>; \"Lee; Ann\" here", {"j@x.org", "Lee; Ann here"}},
         {"Smith, John <j@x.org>; Lee, Ann <a@x.org>", {"j@x.org", "a@x.org"}},
         {"bad, Smith, John <j@x.org>, worse; Ann <a@x.org>", {"bad", "j@x.org", "worse", "a@x.org"}},
         {"John <j@x.org", {"j@x.org"}},

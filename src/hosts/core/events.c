@@ -38,8 +38,6 @@ static void drop_calls(TsfCore* core) {
 
 /* --- coming and going */
 
-bool tsf_is_ready(const TsfCore* core) { return core->state == TSF_THERE && core->misses == 0; }
-
 static void begin(TsfCore* core) {
     core->state = TSF_ASKING;
     drop_calls(core);

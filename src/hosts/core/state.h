@@ -101,6 +101,9 @@ struct TsfCore {
     bool is_fading;
 };
 
+/* A batch may be sent. */
+static inline bool tsf_is_ready(const TsfCore* core) { return core->state == TSF_THERE && core->misses == 0; }
+
 /* --- items.c */
 
 TsfItem* tsf_find_item(const TsfCore* core, const char* uri);
@@ -127,7 +130,6 @@ bool tsf_take_directories(TsfCore* core, const char* const* uris, size_t count);
 
 /* --- events.c */
 
-bool tsf_is_ready(const TsfCore* core); /* a batch may be sent */
 /* What happens because time passes. */
 void tsf_tick(TsfCore* core, int64_t now);
 

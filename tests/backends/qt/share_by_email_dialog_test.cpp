@@ -182,6 +182,13 @@ TEST_F(ShareWindow, SharesByTheRemotePathOrNotAtAll) {
     }
     dialog.controller().okAction();
     EXPECT_FALSE(dialog.controller().hasSent());
+    for (const auto& [path, info] :
+         {std::pair("/proc", "Share folder 'proc' with"), {"/proc/version", "Share file 'version' with"}}) {
+        EXPECT_TRUE(eventually([&, path = path, info = info] { // a busy machine may not know it in time
+            ShareByEmailDialog ofDisk(around, path);
+            return ofDisk.findChild<QLabel*>("textFieldInfo")->text() == info;
+        })) << "before it is told of an item";
+    }
 }
 
 TEST_F(ShareWindow, TheAddressBookGivesNamesToTokens) {
