@@ -46,13 +46,20 @@ TEST(Digest, CoversMetadata) {
     accented->size = 0;
     EXPECT_NE(hex(DSNodeComputeHashes(root.get())), "d2d0feaf6471ec38bcb4afc264c77cf167caa9fc");
 
-    for (size_t length = 0; length < 130; length++) { // one block of SHA-1 and more
+    Tree all = makeRoot(); // an odd number of messages that are one block of SHA-1, and then longer ones
+    std::string digests;
+    for (size_t length = 1; length < 130; length++) {
         std::string name(length, 'n');
-        Tree named(DSNodeCreate(name.c_str(), 258, -1, 0, DSNodeTypeFile));
+        DSNode* named = add(all.get(), name.c_str(), 258, -1, DSNodeTypeFile);
         std::string message = std::string(8, '\xFF') + std::string("\2\1\0\0\0\0\0\0", 8) + name;
         const auto* bytes = reinterpret_cast<const uint8_t*>(message.data());
-        EXPECT_EQ(hex(DSNodeComputeHashes(named.get())), hex(SHA1(bytes, message.size(), nullptr))) << length;
+        const uint8_t* expected = SHA1(bytes, message.size(), nullptr);
+        EXPECT_EQ(hex(DSNodeComputeHashes(named)), hex(expected)) << length;
+        digests.append(reinterpret_cast<const char*>(expected), DSNodeHashLength);
     }
+    digests += std::string("\x81\0\0\0\0\0\0\0/", 9); // their number, and the path
+    EXPECT_EQ(hex(DSNodeComputeHashes(all.get())),
+              hex(SHA1(reinterpret_cast<const uint8_t*>(digests.data()), digests.size(), nullptr)));
 
     EXPECT_EQ(hex(DSNodeComputeHashes(makeRoot().get())), "872138597c35473177c91c67544c0125f5a5820e");
     Tree unknown(DSNodeCreate("u", 1, 2, 3, 77));
