@@ -268,6 +268,7 @@ bool Service::setUploadingEventsPaused(bool pause) {
 }
 
 void Service::setPaused(bool pause) {
+    const std::lock_guard turn(pauseLock);
     Threads all;
     {
         const std::lock_guard guard(lock);

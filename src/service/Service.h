@@ -176,7 +176,9 @@ class Service final : public sync_daemon::SyncDaemon {
     platform::ProcessLog& log;
     std::stop_source ending; // of what waits for the storage
 
-    std::mutex postLock; // what is posted has one order, that of the states it shows; taken before `lock`
+    std::mutex pairsLock; // one pair comes or goes at a time; taken before the others
+    std::mutex pauseLock; // and a pause begins or ends
+    std::mutex postLock;  // what is posted has one order, that of the states it shows; taken before `lock`
     platform::Dictionary lastStatus; // guarded by postLock, as the next
     std::string lastDetails;
     std::set<Trouble> toldTroubles; // what a person was told of and is so still; guarded by postLock

@@ -61,6 +61,7 @@ Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePa
     if (holdsOurs(realPath(local)))
         return Failure{Trouble::refused, "the service's own folders lie in it, or hold it: " + local};
 
+    const std::lock_guard turn(pairsLock);
     std::shared_ptr<SyncThread> gone; // ended when the lock is free
     std::optional<std::string> former;
     {
@@ -96,6 +97,7 @@ Outcome<Done> Service::add(std::string_view localPath, std::string_view remotePa
 
 Outcome<Done> Service::remove(std::string_view remotePath) {
     const std::string remote = plainPath(remotePath).value_or("");
+    const std::lock_guard turn(pairsLock);
     std::string local;
     std::shared_ptr<SyncThread> gone;
     {

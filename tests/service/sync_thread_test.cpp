@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
+
 namespace service {
 namespace {
 
@@ -16,14 +19,13 @@ using namespace std::chrono_literals;
 
 class APairsThread : public testing::Test {
   protected:
-    void begin(const std::string& localRoot) { begin(localRoot, log); }
-    void begin(const std::string& localRoot, platform::ProcessLog& processLog) {
+    void begin(const std::string& localRoot) {
         SyncThread::Settings settings;
         settings.localRoot = localRoot;
         settings.remoteRoot = "/Pair";
         settings.database = place / "state.db";
         settings.excluded = [] { return std::set<std::string, std::less<>>(); };
-        began.emplace(std::move(settings), SyncThread::Surroundings{space, trash, nullptr, processLog, [] {},
+        began.emplace(std::move(settings), SyncThread::Surroundings{space, trash, nullptr, log, [] {},
                                                                     [](const std::stop_token&) {}, clock});
     }
     const support::TemporaryFolder place;
@@ -110,27 +112,21 @@ TEST_F(APairsThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
     began->end();
 }
 
-// The first line is written as a look ends, before what it came to is published.
-class PausingLog final : public platform::ProcessLog {
-  public:
-    bool isOn(platform::LogLevel) const override { return true; }
-    void write(platform::LogLevel, std::string_view) override {
-        thread.wait(nullptr);
-        if (!isWritten.exchange(true)) thread.load()->setPaused(true);
-    }
-    std::atomic<SyncThread*> thread = nullptr; // whoever writes waits for it
-    std::atomic<bool> isWritten = false;
-};
-
 TEST_F(APairsThread, IsPausedThoughALookEndsJustThen) {
     space.before = [](const auto&, const auto&) {
         return std::optional(Failure{Trouble::unreachable, "no network"});
     };
-    PausingLog pausing;
-    begin("/nowhere/pair", pausing);
-    pausing.thread = &*began;
-    pausing.thread.notify_all();
-    EXPECT_TRUE(support::eventually([&] { return pausing.isWritten.load(); }));
+    std::atomic<SyncThread*> thread = nullptr; // whoever writes waits for it
+    std::atomic<bool> isWritten = false;
+    // The first line is written as a look ends, before what it came to is published.
+    log.setWhenWritten([&](std::string_view) {
+        thread.wait(nullptr);
+        if (!isWritten.exchange(true)) thread.load()->setPaused(true);
+    });
+    begin("/nowhere/pair");
+    thread = &*began;
+    thread.notify_all();
+    EXPECT_TRUE(support::eventually([&] { return isWritten.load(); }));
     began->end(); // the look has ended, too
     EXPECT_EQ(began->state()->phase, PairState::Phase::paused);
 }
@@ -222,8 +218,20 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
                !std::filesystem::exists(place / "pair/.tsyncquenz/kept/0-1-a");
     }));
 
+    // A request and a message at once: the one that comes last holds for all.
+    std::future<void> goesOn;
+    log.setWhenWritten([&](std::string_view line) {
+        if (line != "Paused") return;
+        goesOn = std::async(std::launch::async, [&] { service->setPaused(false); });
+        EXPECT_EQ(goesOn.wait_for(50ms), std::future_status::timeout);
+    });
     service->setPaused(true);
-    EXPECT_EQ(log.count("Paused"), 1U);
+    goesOn.get();
+    log.setWhenWritten(nullptr);
+    EXPECT_EQ(platform::jsonDescription(service->details()).find("\"paused\""), std::string::npos);
+
+    service->setPaused(true);
+    EXPECT_EQ(log.count("Paused"), 2U);
     EXPECT_TRUE(service->isPendingLocally(place.path("pair/up")));
     EXPECT_FALSE(service->isPendingLocally(place.path("elsewhere")));
     EXPECT_TRUE(service->exclusionOfLocal(place.path("pair/Caches")).isExcluded);
@@ -253,15 +261,22 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     EXPECT_FALSE(service->exclusionOfRemote("/Pair/x").isExcluded);
 
     // The start comes in the middle of a request for which the bus has started the service: the pair's thread
-    // is made once. Replaced, it would be waited for while it waits for what the request holds.
+    // is made once. Replaced, it would be waited for while it waits for what the request holds. Another
+    // request has to wait: a pair that goes in the middle of its coming would leave its thread behind.
     std::vector<std::string> ended;
+    std::future<bool> stopped;
     watched.forgets = [&](const std::string& directory) {
         ended.push_back(directory);
-        if (ended.size() == 1) service->start();
+        if (ended.size() > 1) return;
+        service->start();
+        stopped = std::async(std::launch::async, [&] { return service->stopSync("/Pictures"); });
+        EXPECT_EQ(stopped.wait_for(50ms), std::future_status::timeout);
     };
     EXPECT_TRUE(service->startSync(place.path("pair"), "/Pictures"));
+    EXPECT_TRUE(stopped.get());
     watched.forgets = nullptr;
-    EXPECT_EQ(ended, std::vector<std::string>{place.path("another")});
+    EXPECT_EQ(ended, (std::vector{place.path("another"), place.path("pair")}));
+    EXPECT_TRUE(platform::arrayAt(service->details(), "pairs")->empty());
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -49,9 +50,16 @@ class RecordingLog final : public platform::ProcessLog {
 
     bool isOn(platform::LogLevel level) const override { return level >= lowest; }
     void write(platform::LogLevel, std::string_view line) override {
-        const std::lock_guard guard(lock);
+        std::unique_lock guard(lock);
         written.emplace_back(line);
         changed.notify_all();
+        const auto act = whenWritten;
+        guard.unlock();
+        if (act) act(line);
+    }
+    void setWhenWritten(std::function<void(std::string_view line)> act) { // on the thread that writes
+        const std::lock_guard guard(lock);
+        whenWritten = std::move(act);
     }
     std::vector<std::string> lines() {
         const std::lock_guard guard(lock);
@@ -76,6 +84,7 @@ class RecordingLog final : public platform::ProcessLog {
     }
     std::mutex lock;
     std::condition_variable changed;
+    std::function<void(std::string_view line)> whenWritten;
     std::vector<std::string> written;
 };
 
