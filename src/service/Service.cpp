@@ -12,7 +12,6 @@ namespace service {
 namespace {
 
 namespace fs = std::filesystem;
-using sync_daemon::plainLocalPath;
 using sync_daemon::plainPath;
 using sync_daemon::realPath;
 using Phase = PairState::Phase;

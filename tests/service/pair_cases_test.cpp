@@ -281,6 +281,8 @@ TEST_F(PairCases, AStorageThatTellsADigestOfItsOwnIsNotRead) {
     EXPECT_EQ(one.files().at("c (conflict two 2026-11-25 140000 e106)"), "one");
     EXPECT_TRUE(read.contains("c"));
     EXPECT_FALSE(read.contains("a") || read.contains("b"));
+    EXPECT_TRUE(LocalSide::knowsDigest("md5"));
+    EXPECT_FALSE(LocalSide::knowsDigest("quickxor")) << "a cloud's own";
 
     one.step = two.step = std::chrono::seconds(3); // less than a deletion rests
     fs::rename(one / "a", one / "moved");

@@ -84,6 +84,13 @@ TEST_F(APairsThread, BelievesNoCrashOfTheMachineAndDoesAtOnceWhatIsConfirmed) {
     EXPECT_TRUE(support::eventually([&] { return !began->state()->waiting; }));
     began->end();
     EXPECT_FALSE(space.items.contains("Pair/0"));
+
+    // Its folder in the space is made once: a missing one is trouble, not an empty one.
+    space.items.clear();
+    begin(place.path("pair"));
+    EXPECT_TRUE(comes([](const PairState& state) { return state.phase == PairState::Phase::failed; }));
+    began->end();
+    EXPECT_FALSE(space.items.contains("Pair"));
 }
 
 TEST_F(APairsThread, LooksAgainAfterLongerAndLongerWaitsUntilSomebodyAsks) {
@@ -195,7 +202,8 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     };
     const auto countDatabases = [&place] {
         const std::filesystem::directory_iterator all(place / "state/pairs");
-        return std::distance(std::filesystem::begin(all), std::filesystem::end(all));
+        return std::count_if(std::filesystem::begin(all), std::filesystem::end(all),
+                             [](const auto& file) { return file.path().extension() == ".db"; });
     };
     std::atomic<bool> isUploadTold = false;
     space.before = [&](const auto& operation, const auto&) -> std::optional<Failure> {
@@ -244,11 +252,17 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     EXPECT_EQ(service->linkForSharing("/Docs/a", false), std::nullopt);
     EXPECT_TRUE(service->cacheFile("/Docs/b"));
     EXPECT_FALSE(service->cacheFile("/") || service->downloadFile("/", place.path()));
+    const auto takeTold = [&] {
+        const std::lock_guard guard(lock);
+        return std::exchange(told, {});
+    };
+    (void)takeTold();
     EXPECT_TRUE(service->excludePath("/Pair/x") && service->excludePath("/Pair/y"));
+    EXPECT_NE(takeTold(), "") << "badges are another";
     EXPECT_TRUE(watched.has(place.path("pair")));
-    const std::ptrdiff_t files = countDatabases();
+    EXPECT_EQ(countDatabases(), 2);
     EXPECT_TRUE(service->stopSync("/Pair"));
-    EXPECT_LT(countDatabases(), files);
+    EXPECT_EQ(countDatabases(), 1);
     EXPECT_FALSE(watched.has(place.path("pair")));
     EXPECT_TRUE(service->includePath("/Pair/x"));
     begin();
