@@ -332,6 +332,17 @@ TEST_F(SyncService, BringsSingleItemsUpAndDownAndWritesASnapshotOfTheSpace) {
     const auto two = snapshot.attributesOfItemAtPath("/Docs/two (2).txt");
     ASSERT_TRUE(two);
     EXPECT_EQ(two->at(platform::NSFileSize), platform::Value(11));
+
+    // A storage that is silent holds up nothing that a person says, nor the end.
+    const std::string process = "gdbus call --session --dest org.freedesktop.DBus --object-path / --method "
+                                "org.freedesktop.DBus.GetConnectionUnixProcessID " TSYNC_SERVICE_NAME
+                                " | sed 's/.* \\([0-9]*\\),.*/\\1/'";
+    ASSERT_EQ(support::run("kill -STOP $(cat /proc/$(" + process + ")/task/*/children)").status, 0);
+    EXPECT_NE(request("deleteFile_trash_", "/Docs/two.txt false --timeout 1").find("Timeout"),
+              std::string::npos);
+    for (const std::string& said :
+         {std::string("pause"), "add " + folder.string(), std::string("resume"), "remove " + folder.string()})
+        EXPECT_EQ(command(said).status, 0) << said;
     EXPECT_EQ(service.end(SIGTERM), 0);
 }
 

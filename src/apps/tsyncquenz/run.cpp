@@ -162,7 +162,9 @@ int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, co
     posix::SerialQueue slow("slow-requests");
     sync_daemon::Requests requests(service, {quick, folders, changes, slow}, log);
     dbus::DaemonService protocol(bus, requests);
-    const dbus::SyncServiceInterface commandsInterface(bus, changes, callsOf(service, space, *storage));
+    posix::SerialQueue spoken("commands"); // nobody who asks for a pause waits for a storage
+    const dbus::SyncServiceInterface commandsInterface(bus, {spoken, changes},
+                                                       callsOf(service, space, *storage));
     posix::SerialQueue messages("command-messages"); // some wait for the storage or for a mail program
     const sync_daemon::Commands commands(service, center, messages, log);
     const platform::Subscription extension =

@@ -29,10 +29,11 @@ void answer(const std::shared_ptr<BusLink>& link, const sdbus::MethodCall& call,
 
 } // namespace
 
-SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, SyncServiceCalls calls)
+SyncServiceInterface::SyncServiceInterface(Bus& bus, const Queues& queues, SyncServiceCalls calls)
     : object(sdbus::createObject(bus.connection(), TSYNC_OBJECT_PATH)) {
     const auto link = bus.sharedLink();
     const auto shared = std::make_shared<SyncServiceCalls>(std::move(calls));
+    platform::Queue& queue = queues.quick;
     object->registerMethod(SYNC_SERVICE_INTERFACE, SYNC_SERVICE_STATUS, "", SYNC_SERVICE_STATUS_OUT,
                            [link, shared, &queue](const sdbus::MethodCall& call) {
                                queue.dispatch([link, shared, call] {
@@ -81,7 +82,7 @@ SyncServiceInterface::SyncServiceInterface(Bus& bus, platform::Queue& queue, Syn
                                });
                            });
     object->registerMethod(SYNC_SERVICE_INTERFACE, "Restore", "s", "s",
-                           [link, shared, &queue](sdbus::MethodCall call) {
+                           [link, shared, &queue = queues.storage](sdbus::MethodCall call) {
                                std::string remote;
                                call >> remote;
                                queue.dispatch([link, shared, call, remote] {

@@ -16,8 +16,7 @@
 
 namespace backends::dbus {
 
-// What is asked; run on the queue, never on the bus thread. A text that is returned is the reason of a
-// refusal.
+// What is asked; run on a queue, never on the bus thread. A text that is returned is the reason of a refusal.
 struct SyncServiceCalls {
     std::function<platform::Dictionary()> status;
     std::function<std::optional<std::string>(const std::string& localPath, const std::string& remotePath)>
@@ -31,8 +30,13 @@ struct SyncServiceCalls {
 
 class SyncServiceInterface {
   public:
-    // Registers the object beside the request protocol's. All must outlive it, and the queue's work with it.
-    SyncServiceInterface(Bus& sharedBus, platform::Queue& queue, SyncServiceCalls calls);
+    // `restore` waits for the storage; the rest, which does not, has a queue of its own.
+    struct Queues {
+        platform::Queue& quick;
+        platform::Queue& storage;
+    };
+    // Registers the object beside the request protocol's. All must outlive it, and the queues' work with it.
+    SyncServiceInterface(Bus& sharedBus, const Queues& queues, SyncServiceCalls calls);
 
   private:
     std::unique_ptr<sdbus::IObject> object;
