@@ -39,6 +39,7 @@ struct Command {
     bool needsLocalPath;
     bool needsRemotePath;
     bool (*perform)(SyncDaemon& daemon, const Payload& payload);
+    bool waitsForSpace = false;
 };
 
 constexpr std::array commands{
@@ -66,7 +67,8 @@ constexpr std::array commands{
     Command{TSYNC_COMMAND_SHARE_BY_EMAIL, true, false,
             [](SyncDaemon& daemon, const Payload& payload) {
                 return daemon.shareByEmail(*payload.localPath, payload.isDir == "folder", payload.recipients);
-            }},
+            },
+            true},
 };
 
 void act(const Command& command, const platform::Notification& notification, SyncDaemon& daemon,
@@ -84,9 +86,10 @@ void act(const Command& command, const platform::Notification& notification, Syn
 
 } // namespace
 
-Commands::Commands(SyncDaemon& daemon, platform::DistributedNotificationCenter& center,
-                   platform::Queue& queue, platform::ProcessLog& log) {
+Commands::Commands(SyncDaemon& daemon, platform::DistributedNotificationCenter& center, const Queues& queues,
+                   platform::ProcessLog& log) {
     for (const Command& command : commands) {
+        platform::Queue& queue = command.waitsForSpace ? queues.space : queues.quick;
         subscriptions.push_back(center.addObserver(
             command.name, [&command, &daemon, &queue, &log](const platform::Notification& notification) {
                 queue.dispatch(

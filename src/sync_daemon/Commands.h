@@ -13,9 +13,15 @@ namespace sync_daemon {
 
 class Commands {
   public:
-    // Observes every command from now on. The commands run on the queue, in the order of arrival. All must
-    // outlive this object, and the daemon and the log also the queue's work.
-    Commands(SyncDaemon& daemon, platform::DistributedNotificationCenter& center, platform::Queue& queue,
+    // The commands run in the order of their arrival on `quick`, but for what waits for the space, to share
+    // by e-mail, which runs on `space`.
+    struct Queues {
+        platform::Queue& quick;
+        platform::Queue& space;
+    };
+    // Observes every command from now on. All must outlive this object, and the daemon and the log also the
+    // queues' work.
+    Commands(SyncDaemon& daemon, platform::DistributedNotificationCenter& center, const Queues& queues,
              platform::ProcessLog& log);
 
   private:

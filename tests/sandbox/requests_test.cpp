@@ -3,6 +3,8 @@
 #include "sync_daemon/Commands.h"
 #include "tests/sandbox/support.h"
 
+#include <future>
+
 namespace sandbox {
 namespace {
 
@@ -123,7 +125,7 @@ TEST_F(RequestsTest, MisbehavesAsTold) {
 }
 
 TEST_F(RequestsTest, ActsOnCommandMessagesAndSurvivesMalformedOnes) {
-    const sync_daemon::Commands commands(daemon, center, queue, log);
+    const sync_daemon::Commands commands(daemon, center, {queue, slowQueue}, log);
     const auto send = [this](const char* name, std::optional<std::string> object) {
         center.post({name, std::move(object), {}});
         queue.dispatchAndWait([] {});
@@ -147,10 +149,15 @@ TEST_F(RequestsTest, ActsOnCommandMessagesAndSurvivesMalformedOnes) {
     EXPECT_EQ(sync_daemon::loadState(temporary / "state/state.json", log).excluded.size(), 1U);
     send("kTFinderSyncTIncludeSyncPath", "{\"remotePath\":\"/Docs/x\"}");
     EXPECT_TRUE(sync_daemon::loadState(temporary / "state/state.json", log).excluded.empty());
-    send("kTFinderSyncTSyncStop", "{\"remotePath\":\"/Docs\"}");
-    EXPECT_TRUE(daemon.allPathsInSync().empty());
+    std::promise<void> answer; // of a space that is long in coming
+    slowQueue.dispatch([&answer] { answer.get_future().wait(); });
     send("kTFinderSyncTShareByEmail",
          "{\"localPath\":\"/Copy\",\"isDir\":\"file\",\"recipients\":[\"a@b.c\",3]}");
+    send("kTFinderSyncTSyncStop", "{\"remotePath\":\"/Docs\"}");
+    EXPECT_TRUE(daemon.allPathsInSync().empty());
+    EXPECT_EQ(contentOf(temporary / "state/outbox.jsonl"), "");
+    answer.set_value();
+    slowQueue.dispatchAndWait([] {});
     EXPECT_EQ(contentOf(temporary / "state/outbox.jsonl"),
               "{\"isDir\":false,\"path\":\"/Copy\",\"recipients\":[\"a@b.c\"]}\n");
 }

@@ -162,7 +162,7 @@ int serve(const Arguments& arguments, const sigset_t& ending, platform::ProcessL
     sandbox::Requests requests(daemon, arguments.faults, queue, slowQueue, log,
                                [] { std::_Exit(EXIT_FAILURE); });
     dbus::DaemonService service(bus, requests);
-    const sync_daemon::Commands commands(daemon, center, queue, log);
+    const sync_daemon::Commands commands(daemon, center, {queue, queue}, log);
     const platform::Subscription extension =
         dbus::watchNameOwner(bus, FINDER_SYNC_BUS_NAME, [&](const std::string&, const std::string& owner) {
             if (!owner.empty()) queue.dispatch([&daemon] { daemon.refresh(); });

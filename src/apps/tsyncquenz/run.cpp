@@ -165,8 +165,9 @@ int runService(const std::string& logLevel, bool isAutomatic, unsigned haste, co
     posix::SerialQueue spoken("commands"); // nobody who asks for a pause waits for a storage
     const dbus::SyncServiceInterface commandsInterface(bus, {spoken, changes},
                                                        callsOf(service, space, *storage));
-    posix::SerialQueue messages("command-messages"); // some wait for the storage or for a mail program
-    const sync_daemon::Commands commands(service, center, messages, log);
+    posix::SerialQueue messages("command-messages");
+    posix::SerialQueue mails("mails"); // waits for the storage, then for a mail program
+    const sync_daemon::Commands commands(service, center, {messages, mails}, log);
     const platform::Subscription extension =
         dbus::watchNameOwner(bus, FINDER_SYNC_BUS_NAME, [&](const std::string&, const std::string& owner) {
             if (!owner.empty()) quick.dispatch([&service] { service.refresh(); });
