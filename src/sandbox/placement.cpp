@@ -2,6 +2,7 @@
 
 #include "sandbox/paths.h"
 #include "sync_daemon/Descriptor.h"
+#include "sync_daemon/renaming.h"
 #include "sync_daemon/writing.h"
 
 #include <sys/stat.h>
@@ -26,16 +27,8 @@ constexpr std::string_view stagingName = ".tsyncquenz-sandbox-incoming-";
 } // namespace
 
 bool renameWithoutReplacing(const fs::path& from, const fs::path& to) {
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-    if (errno != EINVAL && errno != ENOSYS) return false;
-    struct stat info {};
-    if (lstat(from.c_str(), &info) != 0) return false;
-    if (S_ISDIR(info.st_mode)) {
-        // A rename puts a folder over nothing but an empty folder; one that appears meanwhile held nothing.
-        if (lstat(to.c_str(), &info) == 0) errno = EEXIST;
-        return errno == ENOENT && ::rename(from.c_str(), to.c_str()) == 0;
-    }
-    return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
+    errno = sync_daemon::renameWithoutReplacing(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str());
+    return errno == 0;
 }
 
 bool isStaged(std::string_view path) {

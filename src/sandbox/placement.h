@@ -10,8 +10,6 @@
 namespace sandbox {
 
 // Renames within one file system; what is at the new place stays. False, with errno: EEXIST when it is taken.
-// A file system that cannot do it in one step (renameat2(2), RENAME_NOREPLACE) gives a file a second name
-// first, which never takes another one's.
 bool renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to);
 
 // Whether a path has a component that is a staging folder's name, and so is nobody's item.

@@ -5,6 +5,7 @@
 #include "service/pair_parts.h"
 #include "service/remote_look.h"
 #include "service/remote_move.h"
+#include "sync_daemon/renaming.h"
 #include "sync_daemon/writing.h"
 
 #include <sys/stat.h>
@@ -353,9 +354,7 @@ Outcome<Done> Carrier::bringOneDown(const Task& task) {
     constexpr int tries = 1000;
     for (int number = 1; down && error == EEXIST && number < tries; ++number) {
         const fs::path target = folder / numberedName(name, number);
-        error = ::renameat2(AT_FDCWD, hidden.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0
-                    ? 0
-                    : errno;
+        error = sync_daemon::renameWithoutReplacing(AT_FDCWD, hidden.c_str(), AT_FDCWD, target.c_str());
         if (error == 0) log.info(task.remotePath, " was downloaded to ", target.string());
     }
     if (down && error == 0) return Done{};

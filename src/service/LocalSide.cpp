@@ -2,6 +2,7 @@
 
 #include "service/local_files.h"
 #include "service/names.h"
+#include "sync_daemon/renaming.h"
 
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -73,6 +74,7 @@ LocalSide::LocalSide(std::filesystem::path folder, const platform::Clock& itsClo
     rootFile = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (rootFile < 0)
         throw std::filesystem::filesystem_error("cannot be opened", root, {errno, std::generic_category()});
+    putBackAside();
 }
 
 LocalSide::~LocalSide() { ::close(rootFile); }
@@ -175,69 +177,6 @@ Outcome<std::filesystem::path> LocalSide::incoming(const std::string& path) cons
     return root / joined(place, std::string(privatePrefix) + "-in-" + randomHex());
 }
 
-Outcome<LocalSide::Placed> LocalSide::place(const std::filesystem::path& incoming, const std::string& path,
-                                            const std::optional<LocalRecord>& replaced) const {
-    std::string name;
-    const File folder(openFolderOf(path, name));
-    if (!folder) return failureOf(errno, path);
-    const std::string hidden = incoming.filename().string();
-    const File fresh = openBelow(*folder, hidden.c_str(), O_RDONLY);
-    if (!fresh) return failureOf(errno, path);
-    const auto isPlanned = [&](const char* at) {
-        struct statx status {};
-        // The exchange itself is a change of the inode.
-        if (statusOf(*folder, at, status) != 0 || !S_ISREG(status.stx_mode)) return false;
-        const LocalRecord now = recordOf(status);
-        return now.size == replaced->size && now.modified == replaced->modified &&
-               now.inode == replaced->inode;
-    };
-    if (replaced) {
-        const File old = openBelow(*folder, name.c_str(), O_RDONLY | O_NONBLOCK);
-        if (!old || !isPlanned(name.c_str())) return Failure{Trouble::missing, path + " has changed"};
-        if (!service::isAtRest(*old).value_or(true))
-            return Failure{Trouble::refused, path + " is being written"};
-        takeAlong(*old, *fresh);
-    }
-    if (::fsync(*fresh) != 0) return failureOf(errno, path);
-    struct statx status {};
-    if (const int error = statusOf(*fresh, "", status)) return failureOf(error, path);
-    Placed placed{recordOf(status), {}};
-    if (!replaced) {
-        if (const int error = renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_NOREPLACE))
-            return failureOf(error, path);
-    } else if (const int error = renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_EXCHANGE)) {
-        // A file system that cannot exchange: the old one is moved out of the way first.
-        if (error != EINVAL && error != ENOSYS) return failureOf(error, path);
-        const std::string aside = hidden + "-old";
-        if (const int moved = renameAt(*folder, name.c_str(), *folder, aside.c_str(), RENAME_NOREPLACE))
-            return failureOf(moved, path);
-        const bool planned = isPlanned(aside.c_str());
-        if (!planned || renameAt(*folder, hidden.c_str(), *folder, name.c_str(), RENAME_NOREPLACE) != 0) {
-            renameAt(*folder, aside.c_str(), *folder, name.c_str(), RENAME_NOREPLACE);
-            return Failure{Trouble::missing, path + " has changed"};
-        }
-        renameAt(*folder, aside.c_str(), *folder, hidden.c_str(), RENAME_NOREPLACE);
-    } else if (!isPlanned(hidden.c_str())) {
-        renameAt(*folder, hidden.c_str(), *folder, name.c_str(),
-                 RENAME_EXCHANGE); // it was not the planned one: back
-        return Failure{Trouble::missing, path + " has changed"};
-    }
-    // The move is a change of the inode. What has another size or time was written to since it has its name,
-    // and the record stays that of what came down, so that the next look finds an edit.
-    if (const int error = statusOf(*fresh, "", status)) return failureOf(error, path);
-    const LocalRecord now = recordOf(status);
-    if (now.size == placed.record.size && now.modified == placed.record.modified) placed.record = now;
-    ::fsync(*folder);
-    if (replaced) {
-        const std::size_t slash = path.rfind('/');
-        // Where it cannot be kept (another file system below the folder) it stays beside, under its private
-        // name.
-        placed.kept = joined(slash == std::string::npos ? "" : path.substr(0, slash), hidden);
-        if (const auto kept = keep(placed.kept)) placed.kept = *kept;
-    }
-    return placed;
-}
-
 Outcome<Done> LocalSide::makePrivateFolder(const std::string& path) const {
     for (const std::string& folder : {std::string(privatePrefix), path})
         if (::mkdirat(rootFile, folder.c_str(), 0700) != 0 && errno != EEXIST)
@@ -264,7 +203,8 @@ Outcome<Done> LocalSide::move(const std::string& path, const std::string& to) co
     if (!folder) return failureOf(errno, path);
     const File newFolder(openFolderOf(to, newName));
     if (!newFolder) return failureOf(errno, to);
-    if (const int error = renameAt(*folder, name.c_str(), *newFolder, newName.c_str(), RENAME_NOREPLACE))
+    if (const int error =
+            sync_daemon::renameWithoutReplacing(*folder, name.c_str(), *newFolder, newName.c_str()))
         return failureOf(error, to);
     return Done{};
 }
@@ -282,8 +222,8 @@ Outcome<std::string> LocalSide::newKeptPlace(const std::string& name) const {
     return keptAt(std::to_string(now.count()) + "-" + randomHex().substr(0, 8) + "-" + name.substr(0, 200));
 }
 
-Outcome<std::string> LocalSide::keep(const std::string& path) const {
-    auto place = newKeptPlace(path.substr(path.rfind('/') + 1));
+Outcome<std::string> LocalSide::keep(const std::string& path, const std::string& name) const {
+    auto place = newKeptPlace(name);
     if (!place) return place;
     if (const auto moved = move(path, *place); !moved) return moved.failure();
     return place;

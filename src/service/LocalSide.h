@@ -46,8 +46,8 @@ struct LocalItem {
 
 class LocalSide {
   public:
-    // Raises std::filesystem::filesystem_error when the folder cannot be opened. The clock outlives the
-    // object.
+    // Puts back what a kill left out of its place. Raises std::filesystem::filesystem_error when the folder
+    // cannot be opened. The clock outlives the object.
     explicit LocalSide(std::filesystem::path folder, const platform::Clock& clock = platform::machineClock());
     ~LocalSide();
     LocalSide(const LocalSide&) = delete;
@@ -107,8 +107,9 @@ class LocalSide {
     // place of the name that it gets.
     Outcome<std::string> newKeptPlace(const std::string& name) const;
     static std::string keptAt(const std::string& name);
-    // Into the private folder of kept ones, from where a person can take it; its path there.
-    Outcome<std::string> keep(const std::string& path) const;
+    // Into the private folder of kept ones, from where a person can take it, as an item of that name; its path
+    // there.
+    Outcome<std::string> keep(const std::string& path, const std::string& name) const;
     // Whether somebody has the file open for writing, as far as the file system tells.
     bool isBeingWritten(const std::string& path) const;
     // Removes what is kept since before that time, by its name and by its inode.
@@ -122,6 +123,11 @@ class LocalSide {
     void removeIn(const std::string& folder,
                   const std::function<bool(const char* name, std::int64_t changed)>& isOld) const;
     int openFolderOf(const std::string& path, std::string& name) const;
+    Outcome<Done> replace(int folder, const std::string& hidden, const std::string& path,
+                          const LocalRecord& planned) const;
+    Outcome<Done> replaceInSteps(int folder, const std::string& hidden, const std::string& path,
+                                 const LocalRecord& planned) const;
+    void putBackAside() const;
 
     std::filesystem::path root;
     int rootFile = -1;

@@ -37,9 +37,7 @@ bool PairSync::isSettled(const PairStore::Kept& file) {
     if (!now || now->shape != Shape::file) return true;
     if (around.local.isBeingWritten(file.place)) return false;
     const LocalRecord& then = file.record;
-    if (now->record.size == then.size && now->record.modified == then.modified &&
-        now->record.inode == then.inode)
-        return true;
+    if (now->record.size == then.size && now->record.modified == then.modified) return true;
     const auto digest = around.local.digest(file.place, now->record);
     if (!digest) return false;
     const std::string key = joined(parentOf(file.path), keyOf(lastOf(file.path), features.foldsCase));

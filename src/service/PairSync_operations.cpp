@@ -338,7 +338,7 @@ Outcome<Done> PairSync::trashHere(const std::string& key, const std::stop_token&
     const std::string path = pathHere(key);
     if (const auto trashed = around.trash.trash(around.local.folder() / path); !trashed) {
         // Where the desktop has no trash it is kept all the same.
-        if (const auto saved = around.local.keep(path); !saved) return saved.failure();
+        if (const auto saved = around.local.keep(path, lastOf(path)); !saved) return saved.failure();
     }
     around.store.forget(key);
     eraseBelow(key, Side::here);

@@ -59,10 +59,6 @@ int statusOf(int folder, const char* name, struct statx& status) {
     return ::statx(folder, name, flags, wantedFields, &status) == 0 ? 0 : errno;
 }
 
-int renameAt(int folder, const char* name, int toFolder, const char* to, unsigned flags) {
-    return ::renameat2(folder, name, toFolder, to, flags) == 0 ? 0 : errno;
-}
-
 void takeAlong(int from, int to) {
     struct stat status {};
     if (::fstat(from, &status) == 0) {

@@ -41,9 +41,6 @@ File openBelow(int folder, const char* path, int flags, mode_t mode = 0);
 int statusOf(int folder, const char* name, struct statx& status);
 LocalRecord recordOf(const struct statx& status);
 
-// renameat2(2). 0, or the error.
-int renameAt(int folder, const char* name, int toFolder, const char* to, unsigned flags);
-
 // What a file takes over from the one whose place it takes: who may do what with it, and its attributes.
 // Errors count for nothing: a file system may hold less.
 void takeAlong(int from, int to);

@@ -17,10 +17,18 @@ int renamesLeft = std::numeric_limits<int>::max();
 int renameError = EIO;
 bool lastHappens = false;
 std::function<void()> afterRename; // each that succeeds
+bool knowsFlags = true;            // of a rename: NFS and most of FUSE know none
+bool knowsLinks = true;            // a file's second name
 
 } // namespace
 
+extern "C" int linkat(int from, const char* name, int to, const char* newName, int flags) noexcept {
+    if (!knowsLinks) return errno = EPERM, -1;
+    return static_cast<int>(::syscall(SYS_linkat, from, name, to, newName, flags));
+}
+
 extern "C" int renameat2(int from, const char* name, int to, const char* newName, unsigned flags) noexcept {
+    if (!knowsFlags && flags != 0) return errno = EINVAL, -1;
     const bool isLast = renamesLeft == 0;
     if (isLast && !std::exchange(lastHappens, false)) return errno = renameError, -1;
     const long done = ::syscall(SYS_renameat2, from, name, to, newName, flags);
@@ -416,6 +424,50 @@ TEST_F(PairCases, WhatComesInBetweenIsKept) {
     settleAll();
     EXPECT_EQ(contentOf(two / "a"), "theirs, while it comes");
     EXPECT_FALSE(hasLeftovers(one) || hasLeftovers(two));
+}
+
+TEST_F(PairCases, AFileSystemThatKnowsNoFlagsOfARenameHoldsAPairAllTheSame) {
+    knowsFlags = false;
+    for (const char* folder : {"linked", "not linked"}) {
+        knowsLinks = folder == std::string("linked");
+        const std::string in = std::string(folder) + "/";
+        for (int i = 0; i < 10; ++i)
+            write(one / (in + "many/" + std::to_string(i)), folder);
+        write(one / (in + "a"), "old");
+        settleAll();
+        EXPECT_EQ(two.files().size(), one.files().size());
+        write(one / (in + "a"), "newer");
+        fs::rename(one / (in + "many"), one / (in + "moved"));
+        write(one / (in + "new"), "theirs");
+        EXPECT_EQ(one.settle(), "");
+        onceBefore("bringDown", "/new", [&] {
+            write(two / (in + "new"), "mine");
+            return std::nullopt;
+        });
+        settleAll();
+        settleAll();
+        EXPECT_EQ(two.tree(), one.tree());
+        EXPECT_EQ(contentOf(two / (in + "a")), "newer");
+        EXPECT_EQ(contentOf(two / (in + "moved/9")), folder);
+        EXPECT_TRUE(two.has("old") && one.has("theirs") && one.has("mine"));
+        EXPECT_FALSE(hasLeftovers(two)) << folder;
+        EXPECT_TRUE(fs::exists(two / ".tsyncquenz/kept")) << "what was replaced";
+    }
+    knowsFlags = knowsLinks = true;
+
+    // A kill while the old version was out of its place; once before the new one had it, once after.
+    for (const char* now : {"", "the newest"}) {
+        fs::rename(two / "linked/a", two / "linked/.tsyncquenz-in-1-old");
+        write(two / ".tsyncquenz/aside", std::string("linked/.tsyncquenz-in-1-old\0linked/a", 36));
+        if (*now) write(two / "linked/a", now);
+        two.restart();
+        EXPECT_EQ(contentOf(two / "linked/a"), *now ? now : "newer");
+        EXPECT_TRUE(two.has("newer"));
+        EXPECT_FALSE(fs::exists(two / ".tsyncquenz/aside") ||
+                     fs::exists(two / "linked/.tsyncquenz-in-1-old"));
+    }
+    settleAll();
+    EXPECT_EQ(contentOf(one / "linked/a"), "the newest");
 }
 
 TEST_F(PairCases, AFullDiskAndAFullQuotaLeaveTheOldVersionAndNothingHalf) {

@@ -204,7 +204,8 @@ class Soak:
         elif deed == "command" and files and root == self.here:
             self.run(self.tool("tsyncfinder"), "why", self.random.choice(files), check=False)
         elif deed == "show":
-            self.run("gdbus", "call", "--session", "--dest", "org.freedesktop.FileManager1", "--object-path",
+            # Of Nautilus, which shows a folder in the window that it has: Caja opens one more each time.
+            self.run("gdbus", "call", "--session", "--dest", "org.gnome.Nautilus", "--object-path",
                      "/org/freedesktop/FileManager1", "--method", "org.freedesktop.FileManager1.ShowFolders",
                      "['file://%s']" % self.here, "", check=False)
         else:
@@ -351,8 +352,10 @@ def main():
             while minute < minutes:
                 took = soak.minute(kills=minute < minutes / 3)  # after that they live, and may grow
                 minute += 1
-                print("minute %d: in step after %.0f s, %d files" % (
-                    minute, took, len(soak.items(soak.here, "file"))), flush=True)
+                print("minute %d: in step after %.0f s, %d files; KiB: %s" % (
+                    minute, took, len(soak.items(soak.here, "file")), ", ".join(
+                        "%s %d" % (program.name, program.lives[-1][-1]["memory"])
+                        for program in soak.programs if program.lives[-1])), flush=True)
         except KeyboardInterrupt:
             print("ended before its time")
         grown = soak.table()
