@@ -107,8 +107,8 @@ class LocalSide {
     // place of the name that it gets.
     Outcome<std::string> newKeptPlace(const std::string& name) const;
     static std::string keptAt(const std::string& name);
-    // Into the private folder of kept ones, from where a person can take it, as an item of that name; its path
-    // there.
+    // Into the private folder of kept ones, from where a person can take it, as an item of that name; its
+    // path there.
     Outcome<std::string> keep(const std::string& path, const std::string& name) const;
     // Whether somebody has the file open for writing, as far as the file system tells.
     bool isBeingWritten(const std::string& path) const;

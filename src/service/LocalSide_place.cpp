@@ -125,7 +125,7 @@ Outcome<Done> LocalSide::replaceInSteps(int folder, const std::string& hidden, c
 void LocalSide::putBackAside() const {
     const File note = openBelow(rootFile, asideNote, O_RDONLY);
     if (!note) return;
-    std::string text(2 * PATH_MAX, '\0');
+    std::string text(std::size_t{2} * PATH_MAX, '\0');
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(*note, text.data(), text.size()), 0)));
     if (const std::size_t end = text.find('\0'); end != std::string::npos) {
         const std::string aside = text.substr(0, end);
