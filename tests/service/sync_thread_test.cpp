@@ -220,11 +220,25 @@ TEST(AService, TellsWhatItDoesAndKeepsNothingLongerThanItIsToldTo) {
     EXPECT_TRUE(isTold("syncStatusCompleted"));
     EXPECT_TRUE(isUploadTold);
     EXPECT_FALSE(service->confirm("/Pair", "another list"));
+    std::filesystem::create_directories(place / "bad\xff");
+    EXPECT_FALSE(service->startSync(place.path("bad\xff"), "/Bad"));
+    EXPECT_EQ(service->directories("/"), (std::vector<std::string>{"/Docs", "/Pair", "/Pictures"}));
     EXPECT_TRUE(support::eventually([&] {
         clock.tick(1h);
         return log.count("Removed from the space's trash, being old: 1") == 1 &&
                !std::filesystem::exists(place / "pair/.tsyncquenz/kept/0-1-a");
     }));
+
+    // A pair that lies in the other's place in the space alone is none of its items.
+    std::filesystem::create_directories(place / "inner");
+    std::ofstream(place / "inner/own") << "own";
+    ASSERT_TRUE(service->startSync(place.path("inner"), "/Pair/inner"));
+    EXPECT_TRUE(isTold("syncStatusCompleted"));
+    EXPECT_TRUE(space.items.contains("Pair/inner/own"));
+    EXPECT_TRUE(service->localSnapshotChanged(place.path("pair"), true));
+    EXPECT_TRUE(isTold("syncStatusCompleted"));
+    EXPECT_FALSE(std::filesystem::exists(place / "pair/inner"));
+    EXPECT_TRUE(service->stopSync("/Pair/inner"));
 
     // A request and a message at once: the one that comes last holds for all.
     std::future<void> goesOn;
