@@ -59,10 +59,11 @@ class Program:
 
 
 def held_by(pid):
-    """Memory of its own in KiB, descriptors, threads, and how often it has been woken; None: it has gone."""
+    """Memory in KiB that it alone has written to, descriptors, threads, and how often it has been woken; None: it has
+    gone. The pages of libraries count for whoever happens to be the only one that uses them, and can be taken back."""
     try:
         with open(f"/proc/{pid}/smaps_rollup") as lines:
-            memory = sum(int(line.split()[1]) for line in lines if line.startswith(("Private_Clean", "Private_Dirty")))
+            memory = sum(int(line.split()[1]) for line in lines if line.startswith("Private_Dirty"))
         woken = 0
         for thread in os.listdir(f"/proc/{pid}/task"):
             with open(f"/proc/{pid}/task/{thread}/status") as lines:
