@@ -58,6 +58,10 @@ TEST_F(HashComparison, GivesEachDifferenceAsAnItem) {
     current.setPath(folder.path());
     previous.addItemAtPath("/link", file(1));
     EXPECT_EQ(pathsOf(compare(), DirSnapshotDeletedPathsKey), Strings{"/gone"});
+    previous.removeItemAtPath("/link");
+    current.setPath("/");
+    previous.addItemAtPath("/tmp", directory());
+    EXPECT_EQ(pathsOf(compare(), DirSnapshotDeletedPathsKey), Strings{"/gone"});
 }
 
 // Trees that no scan makes: longer paths than the engine has, and a file that has children in any order.
